@@ -1,0 +1,41 @@
+// The settings that the product's programs on a client machine share.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+#include <boost/noncopyable.hpp>
+
+#include "Common/OrCommon/OrComn_Registry.h"
+
+namespace Frwk::Storage {
+
+// An entry of "HKEY_LOCAL_MACHINE\Software\OrvaneLabs\CoreAgent\", one subkey a product, in the view of the system's
+// own programs. Another program creates the entries; this one only reads and writes values of those that exist.
+class CoreAgentRegistry : private boost::noncopyable {
+ public:
+  // `number` is carried along for whoever looks at the object; nothing here depends on it.
+  explicit CoreAgentRegistry(DWORD number) noexcept;
+  virtual ~CoreAgentRegistry();
+
+  DWORD Number() const noexcept { return number_; }
+
+  // Open the entry of `product`. False where it does not exist or may not be opened.
+  bool OpenForReading(const std::wstring& product);
+  bool OpenForWriting(const std::wstring& product);
+  void Close();
+
+  // The number stored under `name`; `fallback` where there is none, or a value of another type.
+  DWORD ReadNumber(const std::wstring& name, DWORD fallback) const;
+
+  // Stores `value` under `name`. False where the entry is not open for writing or Windows refuses.
+  bool StoreNumber(const std::wstring& name, DWORD value);
+
+ private:
+  DWORD number_;
+  OrCommon::Storage::View view_;
+  OrCommon::Storage::Key key_;
+};
+
+}  // namespace Frwk::Storage

@@ -1,0 +1,44 @@
+#include "Common/OrCommon/OrComn_ProcessGuards.h"
+
+#include <windows.h>
+
+#include "Common/OrCommon/OrComn_EntryPoint.h"
+
+namespace OrCommon {
+namespace {
+
+// From winnt.h and libloaderapi.h of newer SDKs; the headers that this program is built with stop at Windows 5.2.
+constexpr DWORD kSearchSystem32Only = 0x00000800;   // LOAD_LIBRARY_SEARCH_SYSTEM32
+constexpr int kHeapTerminationOnCorruption = 1;     // HeapEnableTerminationOnCorruption
+constexpr int kProcessRedirectionTrustPolicy = 16;  // PROCESS_MITIGATION_POLICY
+struct RedirectionTrustPolicy {                     // PROCESS_MITIGATION_REDIRECTION_TRUST_POLICY
+  DWORD flags;                                      // bit 0: EnforceRedirectionTrust
+};
+
+using SetDefaultDllDirectoriesFunction = BOOL(WINAPI*)(DWORD);
+using HeapSetInformationFunction = BOOL(WINAPI*)(HANDLE, int, void*, SIZE_T);
+using SetProcessMitigationPolicyFunction = BOOL(WINAPI*)(int, void*, SIZE_T);
+
+}  // namespace
+
+void GuardProcess() noexcept {
+  // kernel32 is part of every process and stays; it is not loaded here and need not be released.
+  const HMODULE kernel = ::GetModuleHandleW(L"kernel32.dll");
+  if (const auto setDllDirectories =
+          FindEntryPoint<SetDefaultDllDirectoriesFunction>(kernel, "SetDefaultDllDirectories")) {
+    setDllDirectories(kSearchSystem32Only);
+  }
+  if (const auto setHeapInformation = FindEntryPoint<HeapSetInformationFunction>(kernel, "HeapSetInformation")) {
+    setHeapInformation(nullptr, kHeapTerminationOnCorruption, nullptr, 0);
+  }
+  if (const auto setMitigation =
+          FindEntryPoint<SetProcessMitigationPolicyFunction>(kernel, "SetProcessMitigationPolicy")) {
+    RedirectionTrustPolicy policy{1};
+    setMitigation(kProcessRedirectionTrustPolicy, &policy, sizeof policy);
+  }
+  // regsvr32.exe is started by name. Without this a file of that name in the current folder, which may be anybody's
+  // folder, would run in its place.
+  ::SetEnvironmentVariableW(L"NoDefaultCurrentDirectoryInExePath", L"1");
+}
+
+}  // namespace OrCommon

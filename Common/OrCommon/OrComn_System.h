@@ -1,0 +1,74 @@
+// Questions about the running system: its version, its processor, its processes.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <string_view>
+
+namespace OrCommon::System {
+
+// What the version tests look at, as GetVersionExW reports it (OSVERSIONINFOEXW).
+struct WindowsFacts {
+  DWORD major = 0;
+  DWORD minor = 0;
+  DWORD platform = 0;  // VER_PLATFORM_WIN32_WINDOWS (1) or VER_PLATFORM_WIN32_NT (2)
+  WORD servicePackMajor = 0;
+  BYTE productType = 0;  // VER_NT_WORKSTATION (1) or VER_NT_SERVER (3); 2 is a domain controller
+  bool is64Bit = false;  // the native processor is a 64-bit one
+};
+
+// The version tests that this program names. The whole family is listed at MatchesWindowsVersion.
+enum WindowsVersionCode : DWORD {
+  kWindowsXpX64Workstation = 6,  // NT 5.2, workstation
+  kWindows60 = 10,               // NT 6.0: Windows Vista, Windows Server 2008
+  kWindowsXpOrLater = 103,       // NT 5.1 or later
+  // NT with major version 6 or more and a minor version of at least 1. Deliberately not "6.1 or later": a system that
+  // reports 10.0 fails it.
+  kWindows7OrLater = 109,
+};
+
+// Answers one version test about `facts`:
+//     1  9x 4.90               9  NT 6.0, 64-bit        101  NT                    108  NT 6.0 SP2 or later
+//     2  9x                   10  NT 6.0                102  NT 5 or later         109  NT 6 or more, minor 1 or more
+//     3  NT 5.0               11  NT 6.1, not 64-bit    103  NT 5.1 or later       110  NT 6.1 SP1 or later
+//     4  NT 5.2 server        12  NT 6.1, 64-bit        104  NT 5.1 SP2 or later   111  NT above 6, or 6.2 or later
+//     5  NT 5.1 workstation   13  NT 6.1                105  NT 5.1 SP3 or later   112  NT server
+//     6  NT 5.2 workstation   14  NT 6.2, not 64-bit    106  NT 6 or later
+//     7  5 or 6               15  NT 6.2, 64-bit        107  NT 6.0 SP1 or later
+//     8  NT 6.0, not 64-bit   16  NT 6.2
+// Any other code answers false.
+bool MatchesWindowsVersion(DWORD code, const WindowsFacts& facts) noexcept;
+
+// The same about the running system, which is asked once per process. Where it cannot be asked, every test answers
+// false and GetWindowsVersionError tells why.
+bool IsWindowsVersion(DWORD code) noexcept;
+
+// The error of the one version query of this process, 0 where it succeeded.
+DWORD GetWindowsVersionError() noexcept;
+
+// The native processor architecture (PROCESSOR_ARCHITECTURE_...), whatever this process was built for;
+// PROCESSOR_ARCHITECTURE_INTEL on a system that cannot tell. Asked once per process.
+WORD GetNativeArchitecture() noexcept;
+
+// True on any 64-bit processor: this decides between the registry views and in the version tests.
+bool Is64BitSystem() noexcept;
+
+// True on an AMD64 processor and no other: this decides which files are staged, since those are AMD64 files.
+bool IsAmd64System() noexcept;
+
+// The name part of an executable's path, without folder and without the extension after its last dot.
+std::wstring_view GetProcessBaseName(std::wstring_view executable) noexcept;
+
+// Compares without regard to the case of the letters A to Z; all others must be equal.
+bool EqualsIgnoringAsciiCase(std::wstring_view left, std::wstring_view right) noexcept;
+
+// Looks for a running process of the given base name (without folder and extension), ASCII case ignored. 1 and the id
+// of the first match in `processId`; 0 where none runs; -1 where the process list cannot be taken. `processId` is 0
+// without a match. Only a result above 0 means "running".
+int FindProcessByName(std::wstring_view baseName, DWORD& processId) noexcept;
+
+// FindProcessByName for who only asks whether one runs; a list that cannot be taken counts as "no".
+bool IsProcessRunning(std::wstring_view baseName) noexcept;
+
+}  // namespace OrCommon::System

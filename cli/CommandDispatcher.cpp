@@ -1,0 +1,80 @@
+#include "cli/CommandDispatcher.h"
+
+#include <windows.h>
+
+#include <cstdio>
+#include <cwchar>
+#include <ostream>
+
+#include "cli/RunLog.h"
+#include "install/InstallCommand.h"
+#include "settings/CommandLineFolders.h"
+
+namespace {
+
+constexpr int kArgumentCount = 4;
+
+// A command runs, and its result is the exit code.
+using Operation = int (*)();
+
+// Stands where a command is recognised and announced but does nothing yet. Every such row is found by this name.
+int NotAttachedYet() {
+  return 0;
+}
+
+struct Command {
+  const wchar_t* name;
+  const wchar_t* banner;  // its line break of its own leaves an empty line below it in the log
+  Operation run;
+};
+
+// Compared in this order.
+constexpr Command kCommands[] = {
+    {L"-I", L"======== Install =========\n", VELAWrapper::Install},
+    {L"-e", L"======== Enable ==========\n", NotAttachedYet},
+    {L"-d", L"======== Disable =========\n", NotAttachedYet},
+    {L"-U", L"======= Uninstall ========\n", NotAttachedYet},
+    {L"-s", L"======= GetStatus ========\n", NotAttachedYet},
+    {L"-r", L"======= Notify Reload Engine and Pattern ========\n", NotAttachedYet},
+    {L"-p", L"======= Upgrade VELA ========\n", NotAttachedYet},
+};
+
+// Only the first two characters count, their case included: "-Install" installs, "-i" is unknown.
+constexpr std::size_t kSignificantCharacters = 2;
+
+int RunNamedCommand(const wchar_t* name) {
+  for (const Command& command : kCommands) {
+    if (std::wcsncmp(name, command.name, kSignificantCharacters) == 0) {
+      RunLog::Info() << command.banner;
+      return command.run();
+    }
+  }
+  RunLog::Info() << L"Pn error.\n";
+  return 0;
+}
+
+void LogClosingLine(int result) {
+  SYSTEMTIME now = {};
+  ::GetLocalTime(&now);
+  char time[260] = {};
+  // One short of the zero-filled buffer, so that a text that is cut off still ends.
+  ::_snprintf(time, sizeof time - 1, "[%04d/%02d/%02d %02d:%02d:%02d]", now.wYear, now.wMonth, now.wDay, now.wHour,
+              now.wMinute, now.wSecond);
+  RunLog::Info() << time << L" VELA END!!! RetrunCode:" << result;
+}
+
+}  // namespace
+
+int RunCommand(int count, wchar_t* const arguments[]) {
+  int result = 0;
+  if (count == kArgumentCount) {
+    RunLog::Info() << L" cmd:" << arguments[1] << std::endl
+                   << L" src:" << arguments[2] << std::endl
+                   << L"dest:" << arguments[3];
+    SrcPath = arguments[2];
+    DestPath = arguments[3];
+    result = RunNamedCommand(arguments[1]);
+  }
+  LogClosingLine(result);
+  return result;
+}

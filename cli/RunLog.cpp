@@ -1,0 +1,118 @@
+#include "cli/RunLog.h"
+
+#include <windows.h>
+
+#include <algorithm>
+
+#include "Common/OrCommon/OrComn_File.h"
+#include "Common/OrCommon/OrComn_ProcessGuards.h"
+
+namespace RunLog {
+namespace {
+
+// The stream's "C" locale writes U+0000 to U+00FF as one byte each and cannot write what lies above.
+constexpr wchar_t kLastWritable = 0xFF;
+
+// Constructed in static initialisation, so that the log is open when wmain starts. The order of the members matters:
+// the guards of the process come first, before anything on the disk is looked at.
+class LogFile {
+ public:
+  LogFile();
+  std::wofstream& Stream() noexcept { return stream_; }
+
+ private:
+  struct Guards {
+    Guards() { OrCommon::GuardProcess(); }
+  };
+  Guards guards_;
+  std::wofstream stream_;  // closed by its destructor: close() would throw for a pending unwritable character
+};
+
+LogFile::LogFile() {
+  std::wstring path;
+  OrCommon::Storage::File::GetTemporaryFolder(path);
+  path += L"\\QRTX_Debug";
+  if (::GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES) {
+    ::CreateDirectoryW(path.c_str(), nullptr);
+  }
+  path += L"\\vela.log";
+  // Where the file cannot be opened the stream stays failed and every entry is a no-op; the run goes on.
+  stream_.open(path.c_str(), std::ios_base::out | std::ios_base::app);
+}
+
+LogFile g_log;
+
+}  // namespace
+
+template <class Part>
+Entry& Entry::Insert(const Part& part) {
+  const OrCommon::LastErrorKeeper keeper;
+  g_log.Stream() << part;
+  return *this;
+}
+
+Entry::Entry(const wchar_t* prefix) {
+  const OrCommon::LastErrorKeeper keeper;
+  g_log.Stream() << std::endl << prefix;
+}
+
+Entry& Entry::operator<<(std::wstring_view text) {
+  const OrCommon::LastErrorKeeper keeper;
+  std::wofstream& stream = g_log.Stream();
+  // The stream converts a whole buffer at a time and would lose all of it to one unwritable character: what stands
+  // before that character is written out first.
+  const auto unwritable = std::find_if(text.begin(), text.end(), [](wchar_t c) { return c > kLastWritable; });
+  const auto writable = static_cast<std::size_t>(unwritable - text.begin());
+  stream << text.substr(0, writable);
+  if (unwritable != text.end()) {
+    stream << std::flush << text.substr(writable) << std::flush;
+  }
+  return *this;
+}
+
+Entry& Entry::operator<<(std::wostream& (*manipulator)(std::wostream&)) {
+  return Insert(manipulator);
+}
+
+Entry& Entry::operator<<(const char* text) {
+  return Insert(text);
+}
+
+Entry& Entry::operator<<(int number) {
+  return Insert(number);
+}
+
+Entry& Entry::operator<<(unsigned int number) {
+  return Insert(number);
+}
+
+Entry& Entry::operator<<(unsigned long number) {
+  return Insert(number);
+}
+
+Entry& Entry::operator<<(bool value) {
+  return Insert(value);
+}
+
+Entry Info() {
+  return Entry(L"LOG_INFO : ");
+}
+
+Entry Error() {
+  return Entry(L"LOG_ERROR: ");
+}
+
+Entry Warn() {
+  return Entry(L"LOG_WARN : ");
+}
+
+Entry Event() {
+  return Entry(L"LOG_EVENT :");
+}
+
+void Flush() {
+  const OrCommon::LastErrorKeeper keeper;
+  g_log.Stream() << std::flush;
+}
+
+}  // namespace RunLog

@@ -1,0 +1,49 @@
+// The run log: "<Windows folder>\Temp\QRTX_Debug\vela.log", the only voice of the program besides its exit code.
+//
+//   RunLog::Error() << L"Failed to register Redemption.dll !! " << path;
+//
+// writes one entry: a line break (which ends the entry before it) with a flush, the level's prefix, then the parts one
+// after the other without separators. Wide text goes as it is, narrow text widened, numbers in decimal, booleans as 1
+// or 0. The file is 8-bit text: a character above U+00FF cannot be written; from there on the log of this run is lost,
+// and the run goes on. The same holds where the file cannot be opened. Nothing here fails, throws or changes the
+// last-error code, so that an entry may print GetLastError() in any of its parts.
+#pragma once
+
+#include <fstream>
+#include <ostream>
+#include <string>
+#include <string_view>
+
+#include "Common/OrCommon/OrComn_Handles.h"
+
+namespace RunLog {
+
+// One entry while it is being written. Lives for one statement.
+class Entry : private boost::noncopyable {
+ public:
+  explicit Entry(const wchar_t* prefix);
+
+  Entry& operator<<(std::wstring_view text);
+  Entry& operator<<(const std::wstring& text) { return *this << std::wstring_view(text); }
+  Entry& operator<<(const wchar_t* text) { return *this << std::wstring_view(text); }
+  Entry& operator<<(std::wostream& (*manipulator)(std::wostream&));
+  Entry& operator<<(const char* text);
+  Entry& operator<<(int number);
+  Entry& operator<<(unsigned int number);
+  Entry& operator<<(unsigned long number);
+  Entry& operator<<(bool value);
+
+ private:
+  template <class Part>
+  Entry& Insert(const Part& part);
+};
+
+Entry Info();
+Entry Error();
+Entry Warn();
+Entry Event();
+
+// Writes out what is still buffered: the last entry, which no later one has ended yet.
+void Flush();
+
+}  // namespace RunLog

@@ -1,0 +1,49 @@
+# How everything here is compiled and linked, in one place: `vela_options` carries it to every target.
+add_library(vela_options INTERFACE)
+target_compile_features(vela_options INTERFACE cxx_std_17)
+set(CMAKE_CXX_EXTENSIONS OFF)
+
+# Windows Server 2003 x64 and Windows XP x64 are the oldest systems that the program runs on. What newer ones offer is
+# looked up by name at run time.
+target_compile_definitions(vela_options INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX
+  WINVER=0x0502 _WIN32_WINNT=0x0502 _WIN32_IE=0x0600)
+
+option(VELA_COVERAGE "Count executed lines (gcov)" OFF)
+option(VELA_TRAP_UNDEFINED "End the process at undefined behaviour" OFF)
+
+if(MSVC)
+  target_compile_options(vela_options INTERFACE /W4 /WX /permissive- /utf-8 /GS /guard:cf /Zc:__cplusplus
+    /wd4996)  # GetVersionExW is deprecated and is the call that is meant
+  target_link_options(vela_options INTERFACE /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /guard:cf /Brepro)
+  set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
+else()
+  target_compile_options(vela_options INTERFACE
+    $<$<COMPILE_LANGUAGE:CXX>:
+      -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor
+      -Woverloaded-virtual -Wcast-qual -Wcast-align -Wformat=2 -Wundef -Wdouble-promotion -Wnull-dereference
+      -Wmissing-declarations -Wredundant-decls -Wextra-semi -Wunused -Werror>
+    $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wduplicated-branches -Wlogical-op>
+    -fstack-protector-strong
+    # Two builds in different folders give the same bytes.
+    "-ffile-prefix-map=${CMAKE_SOURCE_DIR}=."
+    "-ffile-prefix-map=${CMAKE_BINARY_DIR}=build"
+    $<$<CONFIG:Release>:-ffunction-sections>
+    $<$<CONFIG:Release>:-fdata-sections>)
+  target_compile_definitions(vela_options INTERFACE
+    $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>
+    $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
+  target_link_options(vela_options INTERFACE -static -municode
+    -Wl,--dynamicbase -Wl,--nxcompat -Wl,--high-entropy-va -Wl,--no-insert-timestamp
+    $<$<CONFIG:Release>:-Wl,--gc-sections>
+    $<$<CONFIG:Release>:-s>)
+  target_link_libraries(vela_options INTERFACE ssp)
+  set(CMAKE_CXX_FLAGS_RELEASE "-Os -DNDEBUG")
+  set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g")
+  if(VELA_COVERAGE)
+    target_compile_options(vela_options INTERFACE --coverage -O0)
+    target_link_options(vela_options INTERFACE --coverage)
+  endif()
+  if(VELA_TRAP_UNDEFINED)
+    target_compile_options(vela_options INTERFACE -fsanitize=undefined -fsanitize-undefined-trap-on-error)
+  endif()
+endif()

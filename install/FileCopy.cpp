@@ -1,0 +1,192 @@
+#include "install/FileCopy.h"
+
+#include <shlobj.h>
+#include <shlwapi.h>
+
+#include "Common/OrCommon/OrComn_Handles.h"
+#include "cli/RunLog.h"
+#include "install/FolderListing.h"
+
+namespace {
+
+using OrCommon::FileHandle;
+using OrCommon::FindHandle;
+
+// One block serves the whole run: it is a single thread. One byte short of 16 KiB, as it has always been.
+constexpr DWORD kBlockSize = 0x3FFF;
+BYTE g_block[kBlockSize];
+
+FileHandle OpenForReading(const std::wstring& path) {
+  return FileHandle(::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                  FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+struct FileTimes {
+  FILETIME created = {};
+  FILETIME accessed = {};
+  FILETIME written = {};
+};
+
+bool IsUpToDate(const std::wstring& destination, const FILETIME& sourceWritten) {
+  const FileHandle file = OpenForReading(destination);
+  FILETIME written = {};
+  return file && ::GetFileTime(file.Get(), nullptr, nullptr, &written) &&
+         ::CompareFileTime(&written, &sourceWritten) == 0;
+}
+
+bool CopyContents(HANDLE source, HANDLE destination) {
+  for (;;) {
+    DWORD read = 0;
+    if (!::ReadFile(source, g_block, kBlockSize, &read, nullptr) || read == 0) {
+      return true;  // a read error is deliberately not told apart from the end of the file
+    }
+    DWORD written = 0;
+    if (!::WriteFile(destination, g_block, read, &written, nullptr)) {
+      return false;
+    }
+    if (written < read) {
+      ::SetLastError(ERROR_DISK_FULL);  // a short write succeeds as a call and leaves no code of its own
+      return false;
+    }
+  }
+}
+
+// Both of these are best effort: the contents are in place.
+void CarryTimesAndAttributes(const std::wstring& destination, const FileTimes& times, DWORD attributes) {
+  {
+    const FileHandle file(::CreateFileW(destination.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (file) {
+      ::SetFileTime(file.Get(), &times.created, &times.accessed, &times.written);
+    }
+  }
+  if (attributes != INVALID_FILE_ATTRIBUTES) {
+    ::SetFileAttributesW(destination.c_str(), attributes);
+  }
+}
+
+// What stays the same all the way down a tree.
+struct TreeCopy {
+  int* rebootNeeded;
+  int moveAtRestart;
+};
+
+// Copies or schedules one file; false where neither could be done.
+bool CopyTreeFile(const TreeCopy& copy, const std::wstring& source, const std::wstring& destination) {
+  if (copy.moveAtRestart == 0) {
+    if (VELAUtility::CopyFileKeepingTimes(source, destination)) {
+      RunLog::Info() << L"CopyFile(" << source << L", " << destination << L") successed.";
+      return true;
+    }
+    RunLog::Error() << L"::CopyFile() failed: err(" << ::GetLastError() << L"), src(" << source << L"), dst("
+                    << destination << L")";
+  }
+  if (!CoreAgentUtility::File::copyFileEx(source, destination)) {
+    return false;
+  }
+  RunLog::Info() << L"RebootMove('" << source << L"', '" << destination << L"') succeeded";
+  if (copy.rebootNeeded != nullptr) {
+    *copy.rebootNeeded = 1;
+  }
+  return true;
+}
+
+DWORD CopyTree(const TreeCopy& copy, const std::wstring& source, const std::wstring& destination);
+
+DWORD CopySubfolder(const TreeCopy& copy, const std::wstring& source, const std::wstring& destination) {
+  const int created = ::SHCreateDirectoryExW(nullptr, destination.c_str(), nullptr);
+  if (created != ERROR_SUCCESS && created != ERROR_ALREADY_EXISTS) {
+    RunLog::Error() << L"::SHCreateDirectoryEx('" << destination << L"') failed: " << created;
+    return static_cast<DWORD>(created);
+  }
+  const DWORD result = CopyTree(copy, source, destination);
+  if (result != ERROR_SUCCESS) {
+    RunLog::Error() << L"CopyFileRecursive('" << source << L"', '" << destination << L"') failed [" << result << L"]";
+  }
+  return result;
+}
+
+DWORD CopyTree(const TreeCopy& copy, const std::wstring& source, const std::wstring& destination) {
+  if (source.empty() || destination.empty()) {
+    RunLog::Error() << L"Empty source/destination path";
+    return ERROR_SUCCESS;
+  }
+  if (!::PathFileExistsW(destination.c_str())) {
+    const DWORD error = ::GetLastError();
+    RunLog::Error() << L"Path not exists: " << destination;
+    return error;
+  }
+  WIN32_FIND_DATAW entry;
+  const FindHandle search(::FindFirstFileW((source + L"\\*.*").c_str(), &entry));
+  for (BOOL more = search ? TRUE : FALSE; more; more = ::FindNextFileW(search.Get(), &entry)) {
+    if (VELAUtility::IsDotEntry(entry.cFileName)) {
+      continue;
+    }
+    const std::wstring from = source + L"\\" + entry.cFileName;
+    const std::wstring to = destination + L"\\" + entry.cFileName;
+    if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+      const DWORD result = CopySubfolder(copy, from, to);
+      if (result != ERROR_SUCCESS) {
+        return result;
+      }
+    } else if (!CopyTreeFile(copy, from, to)) {
+      break;  // the rest of this folder is given up; the result is not changed by it
+    }
+  }
+  return ERROR_SUCCESS;
+}
+
+}  // namespace
+
+namespace VELAUtility {
+
+DWORD CopyFolderTree(const std::wstring& source, const std::wstring& destination, int* rebootNeeded,
+                     int moveAtRestart) {
+  // Here and not in the recursion: a subfolder must not take back what an earlier file has set.
+  if (rebootNeeded != nullptr) {
+    *rebootNeeded = 0;
+  }
+  return CopyTree({rebootNeeded, moveAtRestart}, source, destination);
+}
+
+bool CopyFileKeepingTimes(const std::wstring& source, const std::wstring& destination) {
+  FileHandle from = OpenForReading(source);
+  if (!from) {
+    return false;
+  }
+  FileTimes times;
+  ::GetFileTime(from.Get(), &times.created, &times.accessed, &times.written);
+  const DWORD attributes = ::GetFileAttributesW(source.c_str());
+  if (IsUpToDate(destination, times.written)) {
+    return true;
+  }
+  FileHandle to(
+      ::CreateFileW(destination.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!to || !CopyContents(from.Get(), to.Get())) {
+    return false;
+  }
+  from.Reset();
+  to.Reset();
+  CarryTimesAndAttributes(destination, times, attributes);
+  return true;
+}
+
+}  // namespace VELAUtility
+
+namespace CoreAgentUtility::File {
+
+bool copyFileEx(const std::wstring& source, const std::wstring& destination) {
+  const std::wstring waiting = destination + L".tmp_";
+  if (!VELAUtility::CopyFileKeepingTimes(source, waiting)) {
+    RunLog::Error() << L"CoreAgentUtility::File::copyFileEx(" << source << L"," << waiting << L") failed, err="
+                    << ::GetLastError();
+    return false;
+  }
+  if (!::MoveFileExW(waiting.c_str(), destination.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_DELAY_UNTIL_REBOOT)) {
+    RunLog::Error() << L"MoveFileEx(" << waiting << L"," << destination << L") failed, err=" << ::GetLastError();
+    return false;
+  }
+  return true;
+}
+
+}  // namespace CoreAgentUtility::File

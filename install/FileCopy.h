@@ -1,0 +1,35 @@
+// Copying files and folder trees in place, in use or not.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace VELAUtility {
+
+// Copies everything below `source` into the existing folder `destination`. Paths have no trailing backslash.
+//
+// `rebootNeeded` (may be null) is set to 0, then to 1 as soon as one file had to be left to the next restart.
+// `moveAtRestart` 0: a file is copied now and, where that fails, replaced at the restart; any other value: every file
+// is replaced at the restart.
+//
+// 0 where every folder was made and every file copied or scheduled; also where a path is empty, where the source cannot
+// be listed, and where a file could be neither copied nor scheduled (which ends its folder, no more). Otherwise the
+// Windows error code of the missing destination or of the folder that could not be made. Every outcome is logged.
+DWORD CopyFolderTree(const std::wstring& source, const std::wstring& destination, int* rebootNeeded, int moveAtRestart);
+
+// Copies one file with its times and attributes. A destination whose last-write time equals the source's is up to date
+// and left alone, whatever it holds. False, with the last-error code of what failed, where the file was not copied;
+// the destination may then hold a part of it. Not logged.
+bool CopyFileKeepingTimes(const std::wstring& source, const std::wstring& destination);
+
+}  // namespace VELAUtility
+
+namespace CoreAgentUtility::File {
+
+// Has `destination` replaced by a copy of `source` at the next restart: the copy waits beside it under the name
+// `destination` and ".tmp_", and stays there where Windows refuses to schedule the move (it takes administrative
+// rights). A failure is logged.
+bool copyFileEx(const std::wstring& source, const std::wstring& destination);
+
+}  // namespace CoreAgentUtility::File

@@ -1,0 +1,17 @@
+// Listing a folder.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace VELAUtility {
+
+// "." and "..", which every listing holds and nobody wants.
+bool IsDotEntry(std::wstring_view name) noexcept;
+
+// Appends the names (without path) of the folders in `folder` to `names`, in the order of the file system. A folder
+// that cannot be listed appends none.
+void ListSubfolders(const std::wstring& folder, std::vector<std::wstring>& names);
+
+}  // namespace VELAUtility

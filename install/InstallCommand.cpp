@@ -1,0 +1,126 @@
+#include "install/InstallCommand.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <iterator>
+
+#include "Common/OrCommon/OrComn_Handles.h"
+#include "Common/OrCommon/OrComn_System.h"
+#include "cli/RunLog.h"
+#include "install/DataFolder.h"
+#include "install/OutlookDetection.h"
+#include "install/Staging.h"
+#include "plugins/OutlookAddin.h"
+#include "plugins/OutlookExpressPlugin.h"
+#include "plugins/WindowsLiveMailPlugin.h"
+#include "settings/CommandLineFolders.h"
+#include "settings/MailClients.h"
+#include "settings/ProductFolders.h"
+#include "settings/ProductSettings.h"
+
+namespace VELAWrapper {
+namespace {
+
+using namespace VELAUtility;
+
+// Registers one client's plug-in, in this order.
+struct Registration {
+  MailClient client;
+  bool (*install)(const std::wstring& clientFolder, bool enable);
+  const wchar_t* running;
+  const wchar_t* failure;
+};
+
+constexpr Registration kRegistrations[] = {
+    {MailClient::kOutlook, RegisterOutlookAddin, L"MS Office Outlook is running during installing !",
+     L"Fail to Install VELA_OL !!"},
+    {MailClient::kOutlookExpress, RegisterOEPlugin, L"Outlook Express is running during installing !",
+     L"Fail to Install VELA_OE !!"},
+    {MailClient::kWindowsLiveMail, RegisterWLMPlugin, L"Windows Live Mail is running during installing !",
+     L"Fail to Install VELA_WLM !!"},
+};
+
+// The settings themselves go through keys of their own; what matters here is that the key exists before they do.
+OrCommon::RegistryKey EnsureProductKey() {
+  OrCommon::RegistryKey key;
+  if (::RegCreateKeyExW(HKEY_LOCAL_MACHINE, kProductKey, 0, nullptr, REG_OPTION_NON_VOLATILE,
+                        KEY_ALL_ACCESS | KEY_WOW64_32KEY, nullptr, key.Receive(), nullptr) != ERROR_SUCCESS) {
+    RunLog::Error() << L"Fail to create VELA Section " << kProductKey;
+  }
+  return key;
+}
+
+void StageFiles(const std::wstring& baseFolder, bool is64Bit) {
+  const std::wstring sourceFolder = SrcPath;
+  PreInstallVELA_MUI(sourceFolder, baseFolder, is64Bit);
+  PreInstallVELA_OL(sourceFolder, baseFolder);
+  if (!OrCommon::System::IsWindowsVersion(OrCommon::System::kWindows7OrLater)) {
+    PreInstallVELA_OE(sourceFolder, baseFolder, is64Bit);
+  }
+  PreInstallVELA_WLM(sourceFolder, baseFolder);
+}
+
+// Decides whether filtering may stay on; false where the switch can neither be read nor written.
+bool SettleSwitch(DWORD& enabled) {
+  if (!GetVELAEnable(enabled)) {
+    enabled = 0;
+    if (!SetVELAEnable(0)) {
+      RunLog::Error() << L"Fail to set VELA enable/disable status to reg !!";
+      return false;
+    }
+    return true;
+  }
+  if (enabled == 0) {
+    return true;
+  }
+  const bool anyRunning = std::any_of(std::begin(kMailClients), std::end(kMailClients),
+                                      [](const auto& facts) { return IsMailClientRunning(facts.client); });
+  if (!anyRunning) {
+    RunLog::Info() << L"There is no any Mail Client Running.";
+    return true;
+  }
+  RunLog::Info() << L"There is a Mail Client Running.";
+  if (SetVELAEnable(0)) {
+    enabled = 0;
+  } else {
+    // The switch as stored is still on, and is deliberately handed on so.
+    RunLog::Error() << L"Fail to set REG_ZENTA_VELA_ENABLE_KEY value !!";
+  }
+  return true;
+}
+
+// A client that runs cannot be switched on at once: its plug-in is registered switched off.
+void Register(const Registration& registration, const std::wstring& baseFolder, bool enable) {
+  if (IsMailClientRunning(registration.client)) {
+    RunLog::Info() << registration.running;
+    enable = false;
+  }
+  if (!registration.install(ProductFolders::Join(baseFolder, FactsOf(registration.client).folder), enable)) {
+    RunLog::Error() << registration.failure;
+  }
+}
+
+}  // namespace
+
+int Install() {
+  const bool is64Bit = OrCommon::System::IsAmd64System();
+  const OrCommon::RegistryKey productKey = EnsureProductKey();
+  const std::wstring baseFolder = ChooseBaseFolder();
+  SetVELAInstallPath(baseFolder);
+  StageFiles(baseFolder, is64Bit);
+
+  DWORD enabled = 0;
+  if (!SettleSwitch(enabled)) {
+    return kSwitchNotStored;
+  }
+  if (!IsOutlookSupported()) {
+    RunLog::Info() << L"MS Office Outlook is not installed !";  // told, and Outlook's plug-in is installed all the same
+  }
+  for (const Registration& registration : kRegistrations) {
+    Register(registration, baseFolder, enabled != 0);
+  }
+  return 0;
+}
+
+}  // namespace VELAWrapper

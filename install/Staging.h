@@ -1,0 +1,18 @@
+// Filling the product's folders from the installation source.
+//
+// Each operation makes its folder, copies its trees over what is there (files that did not change are skipped, files in
+// use are replaced at the next restart) and returns 1 whatever happened: what failed is in the log.
+// `sourceFolder` is the installation source; `baseFolder` the product's base folder; `is64Bit` chooses the 64-bit
+// files.
+#pragma once
+
+#include <string>
+
+namespace VELAUtility {
+
+int PreInstallVELA_MUI(const std::wstring& sourceFolder, const std::wstring& baseFolder, bool is64Bit);  // resources
+int PreInstallVELA_OL(const std::wstring& sourceFolder, const std::wstring& baseFolder);
+int PreInstallVELA_OE(const std::wstring& sourceFolder, const std::wstring& baseFolder, bool is64Bit);
+int PreInstallVELA_WLM(const std::wstring& sourceFolder, const std::wstring& baseFolder);
+
+}  // namespace VELAUtility

@@ -1,0 +1,76 @@
+#include "plugins/ComModuleRunner.h"
+
+#include <windows.h>
+
+#include <algorithm>
+
+#include "Common/OrCommon/OrComn_Handles.h"
+#include "cli/RunLog.h"
+
+namespace VELAUtility {
+namespace {
+
+constexpr DWORD kLongestWait = 3000;                    // milliseconds
+constexpr std::size_t kCommandLineCapacity = MAX_PATH;  // characters, terminator included
+
+struct Direction {
+  const wchar_t* command;  // up to the opening quote of the module path
+  const wchar_t* commandLineText;
+  const wchar_t* slowText;
+  const wchar_t* resultText;
+};
+
+constexpr Direction kRegister = {L"regsvr32.exe /s \"", L"RegisterComModule() command line: ",
+                                 L"Wait to register COM object more than 3 seconds.",
+                                 L"RegisterComModule() execute result: "};
+constexpr Direction kUnregister = {L"regsvr32.exe /u /s \"", L"UnregisterComModule() command line: ",
+                                   L"Wait to unregister COM object more than 3 seconds.",
+                                   L"UnregisterComModule() execute result: "};
+
+// Starts the child and waits for it; what CreateProcessW returned.
+BOOL RunChild(wchar_t* commandLine, const wchar_t* slowText) {
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof startup;
+  startup.dwFlags = STARTF_USESHOWWINDOW;
+  startup.wShowWindow = SW_HIDE;
+  PROCESS_INFORMATION child = {};
+  const BOOL started =
+      ::CreateProcessW(nullptr, commandLine, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &child);
+  const OrCommon::KernelHandle process(child.hProcess);
+  const OrCommon::KernelHandle thread(child.hThread);
+  if (started && ::WaitForSingleObject(process.Get(), kLongestWait) != WAIT_OBJECT_0) {
+    RunLog::Warn() << slowText;
+  }
+  return started;
+}
+
+bool Run(const Direction& direction, const std::wstring& modulePath) {
+  const std::wstring commandLine = direction.command + modulePath + L"\"";
+  // CreateProcessW writes into the command line, and the buffer has the length that the product has always had.
+  wchar_t buffer[kCommandLineCapacity] = {};
+  const bool fits = commandLine.size() <= kCommandLineCapacity;
+  if (fits) {
+    std::copy(commandLine.begin(), commandLine.end(), buffer);
+    buffer[kCommandLineCapacity - 1] = L'\0';
+  }
+  RunLog::Info() << direction.commandLineText << (fits ? buffer : commandLine.c_str());
+  if (!fits) {
+    ::SetLastError(ERROR_FILENAME_EXCED_RANGE);
+    return false;
+  }
+  const BOOL started = RunChild(buffer, direction.slowText);
+  RunLog::Info() << direction.resultText << static_cast<int>(started);
+  return started != FALSE;
+}
+
+}  // namespace
+
+bool RegisterComModule(const std::wstring& modulePath) {
+  return Run(kRegister, modulePath);
+}
+
+bool UnregisterComModule(const std::wstring& modulePath) {
+  return Run(kUnregister, modulePath);
+}
+
+}  // namespace VELAUtility

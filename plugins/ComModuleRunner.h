@@ -1,0 +1,16 @@
+// Registering COM modules through the system's regsvr32.exe, never by loading them here.
+#pragma once
+
+#include <string>
+
+namespace VELAUtility {
+
+// Start regsvr32.exe silently for `modulePath` (full path) and wait for it, 3000 ms at most; a child that takes longer
+// is left running. True where regsvr32.exe was started: whether the module's own entry point succeeded is not looked
+// at. False, with the last-error code of CreateProcessW, where it was not; with ERROR_FILENAME_EXCED_RANGE where the
+// command line would not fit (260 characters or more, quotes and switches included; at exactly 260 the last one is
+// lost instead, the closing quote). Logged in both cases.
+bool RegisterComModule(const std::wstring& modulePath);
+bool UnregisterComModule(const std::wstring& modulePath);
+
+}  // namespace VELAUtility

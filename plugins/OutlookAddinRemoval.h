@@ -1,0 +1,20 @@
+// Making Outlook forget the product's add-in.
+#pragma once
+
+#include <string>
+
+namespace VELAUtility {
+
+// Unregisters both modules in `clientFolder` and deletes the add-in key of the machine and of every user. Everything is
+// tried; false where either module's unregistration could not be started.
+bool UnregisterOutlookAddin(const std::wstring& clientFolder);
+
+// Deletes the caches of all users (see below), then subkey `name` of `parentKey` in every user hive that has
+// `addinKey`. False where HKEY_USERS cannot be opened or queried.
+bool DeleteOutlookAddinKeyForAllUsers(const std::wstring& addinKey, const std::wstring& parentKey,
+                                      const std::wstring& name);
+
+// Deletes every user's "Extend.dat", in which Outlook remembers its extensions, so that it is built anew.
+void DeleteOutlookExtendDat();
+
+}  // namespace VELAUtility

@@ -1,0 +1,38 @@
+// The mail clients that the product plugs into: what differs from one to the next, in one table.
+#pragma once
+
+#include "Common/OrCommon/OrComn_System.h"
+
+enum class MailClient { kOutlook, kOutlookExpress, kWindowsLiveMail };
+
+// The machine's start-up values of the monitors. Outlook needs no monitor: its add-in is loaded by Outlook itself.
+inline constexpr wchar_t g_szOE_OEM[] = L"OE";
+inline constexpr wchar_t g_szWLM_OEM[] = L"WLM";
+
+struct MailClientFacts {
+  MailClient client;
+  const wchar_t* processName;             // base name of its program, without folder and extension
+  const wchar_t* processNameOnWindows60;  // the same on Windows version 6.0, where Windows Mail is Outlook Express
+  const wchar_t* folder;                  // its folder below the base folder
+};
+
+inline constexpr MailClientFacts kMailClients[] = {
+    {MailClient::kOutlook, L"outlook", L"outlook", L"VELA\\VELA_OL"},
+    {MailClient::kOutlookExpress, L"msimn", L"winmail", L"VELA\\VELA_OE"},
+    {MailClient::kWindowsLiveMail, L"wlmail", L"wlmail", L"VELA\\VELA_WLM"},
+};
+
+constexpr const MailClientFacts& FactsOf(MailClient client) noexcept {
+  return kMailClients[static_cast<int>(client)];
+}
+
+// The base name of the client's program on the running Windows.
+inline const wchar_t* ProcessNameOf(MailClient client) noexcept {
+  const MailClientFacts& facts = FactsOf(client);
+  return OrCommon::System::IsWindowsVersion(OrCommon::System::kWindows60) ? facts.processNameOnWindows60
+                                                                          : facts.processName;
+}
+
+inline bool IsMailClientRunning(MailClient client) noexcept {
+  return OrCommon::System::IsProcessRunning(ProcessNameOf(client));
+}

@@ -1,0 +1,39 @@
+// The product's settings in the registry, and the few plain registry writes of the commands.
+//
+// The settings key is HKEY_LOCAL_MACHINE\SOFTWARE\OrvaneLabs\BastionNTCorp\CurrentVersion\VELA in the 32-bit view,
+// whatever the system: the plug-ins that read it are 32-bit programs. Nothing here creates it.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace VELAUtility {
+
+inline constexpr wchar_t kProductKey[] = L"SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA";
+inline constexpr wchar_t g_szCURunKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Run\\";
+
+// These three return true where the value was written or read; a failure is logged.
+bool SetVELAInstallPath(std::wstring installFolder);  // "VELAInstallPath", REG_SZ
+bool SetVELAEnable(DWORD value);                      // "VELAEnable", REG_DWORD
+// `enabled`: 1 where "VELAEnable" holds 1, else 0, also where it could not be read. The type is not looked at.
+bool GetVELAEnable(DWORD& enabled);
+
+// Reads the string `name` of HKEY_USERS\`subKey` in the process's view, its type unchecked. False, and `text` empty,
+// where it cannot be read or is longer than 2,048 bytes. Not logged.
+bool ReadUserStringValue(const std::wstring& subKey, const std::wstring& name, std::wstring& text);
+
+// These write one value of an existing key in the process's view, each opening and closing the key anew. True where it
+// was written. Not logged.
+bool WriteStringValue(HKEY root, const std::wstring& subKey, const std::wstring& name, const std::wstring& text);
+bool WriteNumberValue(HKEY root, const std::wstring& subKey, const std::wstring& name, DWORD number);
+// The command that Windows runs at every log-on under `name`.
+bool WriteRunValue(const std::wstring& name, const std::wstring& command);
+// Deletes such a command; false also where there is none. Not logged.
+bool DeleteRunValue(const std::wstring& name);
+
+// Stores the number 0 under `name` in the product's entry of the settings that the client programs share. A failure is
+// logged.
+bool StoreProductValue(const std::wstring& name);
+
+}  // namespace VELAUtility
