@@ -6,28 +6,25 @@
 
 #include <windows.h>
 
-#include <string>
-#include <utility>
-
 namespace OrCommon::Exception {
 
 class Base {
  public:
   // `code`: a Windows error code, or the kind of the error where the deriving class says so. `line`: where in `file` it
-  // was raised.
-  Base(DWORD code, DWORD line, std::string file) : code_(code), line_(line), file_(std::move(file)) {}
+  // was raised. `file` is a literal: an exception about an exhausted heap must need no more of it than itself.
+  Base(DWORD code, DWORD line, const char* file) noexcept : code_(code), line_(line), file_(file) {}
   Base(const Base&) = delete;
   Base& operator=(const Base&) = delete;
   virtual ~Base() = default;
 
   DWORD Code() const noexcept { return code_; }
   DWORD Line() const noexcept { return line_; }
-  const std::string& File() const noexcept { return file_; }
+  const char* File() const noexcept { return file_; }
 
  private:
   DWORD code_;
   DWORD line_;
-  std::string file_;
+  const char* file_;
 };
 
 }  // namespace OrCommon::Exception

@@ -1,13 +1,34 @@
 // Files and folders of the system.
 #pragma once
 
+#include <windows.h>
+
 #include <string>
+#include <string_view>
 
 namespace OrCommon::Storage::File {
+
+// "." and "..", which every listing holds and nobody wants.
+bool IsDotEntry(std::wstring_view name) noexcept;
+
+// True where `path` (with or without a trailing backslash) is a link of any kind: a symbolic link, a junction, a mount
+// point. What it leads to is not looked at.
+bool IsLink(const std::wstring& path);
+
+// True where a folder, not a link to one, has this name.
+bool IsFolder(const std::wstring& path);
 
 // The machine's temporary folder, without a trailing backslash: the Windows folder and "\Temp", or "C:\WINDOWS\Temp"
 // where the Windows folder cannot be asked for or leaves no room within 260 characters. TEMP is not consulted: it is
 // the user's, and what is kept here must be found in the same place whoever runs the program.
 void GetTemporaryFolder(std::wstring& folder);
+
+// Deletes everything in `folder` but not the folder itself; read-only entries too. What cannot be deleted now is
+// scheduled for the next restart, and `restartNeeded` is set to 1 (never to 0). A link is deleted, not what it leads
+// to; a link in the place of `folder` is left for the caller to remove, and counts as empty. True, and `error` (may be
+// null) 0, where every folder below could be listed; an entry left to the restart does not count as a failure.
+// Otherwise false, and in `error` the code of the last failed listing that no later success replaced;
+// ERROR_BAD_ARGUMENTS for an empty path.
+bool DeleteAllFiles(const std::wstring& folder, int& restartNeeded, DWORD* error);
 
 }  // namespace OrCommon::Storage::File

@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-#include "Common/OrCommon/OrComn_EntryPoint.h"
+#include "Common/OrCommon/OrComn_Library.h"
 
 namespace OrCommon {
 namespace {
@@ -24,20 +24,22 @@ using SetProcessMitigationPolicyFunction = BOOL(WINAPI*)(int, void*, SIZE_T);
 void GuardProcess() noexcept {
   // kernel32 is part of every process and stays; it is not loaded here and need not be released.
   const HMODULE kernel = ::GetModuleHandleW(L"kernel32.dll");
-  if (const auto setDllDirectories =
-          FindEntryPoint<SetDefaultDllDirectoriesFunction>(kernel, "SetDefaultDllDirectories")) {
+  if (const auto setDllDirectories = Library::FunctionCast<SetDefaultDllDirectoriesFunction>(
+          ::GetProcAddress(kernel, "SetDefaultDllDirectories"))) {
     setDllDirectories(kSearchSystem32Only);
   }
-  if (const auto setHeapInformation = FindEntryPoint<HeapSetInformationFunction>(kernel, "HeapSetInformation")) {
+  if (const auto setHeapInformation =
+          Library::FunctionCast<HeapSetInformationFunction>(::GetProcAddress(kernel, "HeapSetInformation"))) {
     setHeapInformation(nullptr, kHeapTerminationOnCorruption, nullptr, 0);
   }
-  if (const auto setMitigation =
-          FindEntryPoint<SetProcessMitigationPolicyFunction>(kernel, "SetProcessMitigationPolicy")) {
+  if (const auto setMitigation = Library::FunctionCast<SetProcessMitigationPolicyFunction>(
+          ::GetProcAddress(kernel, "SetProcessMitigationPolicy"))) {
     RedirectionTrustPolicy policy{1};
     setMitigation(kProcessRedirectionTrustPolicy, &policy, sizeof policy);
   }
   // regsvr32.exe is started by name. Without this a file of that name in the current folder, which may be anybody's
-  // folder, would run in its place.
+  // folder, would run in its place. The programs that are started from here, monitors
+  // included, inherit the variable.
   ::SetEnvironmentVariableW(L"NoDefaultCurrentDirectoryInExePath", L"1");
 }
 

@@ -1,9 +1,9 @@
 #include "Common/OrCommon/OrComn_Registry.h"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <string_view>
 #include <utility>
 
 #include "Common/OrCommon/OrComn_System.h"
@@ -78,9 +78,7 @@ void Key::Open(HKEY parent, const std::wstring& path, View view, REGSAM purpose,
   if (parent == nullptr) {
     throw new Exception(ERROR_BAD_ARGUMENTS, kLineNoParent);
   }
-  RegistryKey opened;
-  Check(::RegOpenKeyExW(parent, path.c_str(), 0, purpose | ViewRights(view), opened.Receive()), line);
-  handle_ = std::move(opened);
+  Check(::RegOpenKeyExW(parent, path.c_str(), 0, purpose | ViewRights(view), handle_.Receive()), line);
   parent_ = parent;
   path_ = path;
   view_ = view;
@@ -102,13 +100,11 @@ bool Key::Create(HKEY parent, const std::wstring& path, View view) {
   if (parent == nullptr) {
     throw new Exception(ERROR_BAD_ARGUMENTS, kLineNoParent);
   }
-  RegistryKey created;
   DWORD disposition = 0;
   Check(::RegCreateKeyExW(parent, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
                           KEY_QUERY_VALUE | KEY_SET_VALUE | KEY_CREATE_SUB_KEY | ViewRights(view), nullptr,
-                          created.Receive(), &disposition),
+                          handle_.Receive(), &disposition),
         __LINE__);
-  handle_ = std::move(created);
   parent_ = parent;
   path_ = path;
   view_ = view;
@@ -136,10 +132,13 @@ void Key::QueryFixed(const std::wstring& name, DWORD type, void* data, DWORD siz
   DWORD storedSize = size;
   const LSTATUS status =
       ::RegQueryValueExW(RequireOpen(), name.c_str(), nullptr, &storedType, static_cast<BYTE*>(data), &storedSize);
-  if (status != ERROR_MORE_DATA) {  // too long a value is a value of another type, or one that is broken
-    Check(status, __LINE__);
+  // Another type is told as such, also where its data do not fit.
+  const bool answered = status == ERROR_SUCCESS || status == ERROR_MORE_DATA;
+  if (answered && storedType != type) {
+    throw new Exception(ERROR_INVALID_DATA, __LINE__);
   }
-  if (storedType != type || storedSize != size) {
+  Check(status, __LINE__);
+  if (storedSize != size) {
     throw new Exception(ERROR_INVALID_DATA, __LINE__);
   }
 }
@@ -173,7 +172,9 @@ std::wstring Key::QueryString(const std::wstring& name) const {
     throw new Exception(ERROR_INVALID_DATA, __LINE__);
   }
   std::wstring text(data.size() / sizeof(wchar_t), L'\0');
-  std::memcpy(text.data(), data.data(), text.size() * sizeof(wchar_t));
+  if (!text.empty()) {
+    std::memcpy(text.data(), data.data(), text.size() * sizeof(wchar_t));
+  }
   // Whoever stored the text may have left the terminator out, or stored more than one.
   const std::size_t end = type == REG_MULTI_SZ ? text.find_last_not_of(L'\0') + 1 : text.find(L'\0');
   text.resize(std::min(end, text.size()));
@@ -234,19 +235,19 @@ bool Key::EnumerateValue(DWORD index, std::wstring& name) const {
   return true;
 }
 
-bool Base::TryQueryBinary(const std::wstring& name, std::vector<BYTE>& data, DWORD& error) {
+bool Registry::TryQueryBinary(const std::wstring& name, std::vector<BYTE>& data, DWORD& error) {
   return Try(data, error, [&] { return QueryBinary(name); });
 }
 
-bool Base::TryQueryString(const std::wstring& name, std::wstring& data, DWORD& error) {
+bool Registry::TryQueryString(const std::wstring& name, std::wstring& data, DWORD& error) {
   return Try(data, error, [&] { return QueryString(name); });
 }
 
-bool Base::TryQueryNumber64(const std::wstring& name, std::uint64_t& data, DWORD& error) {
+bool Registry::TryQueryNumber64(const std::wstring& name, std::uint64_t& data, DWORD& error) {
   return Try(data, error, [&] { return QueryNumber64(name); });
 }
 
-bool Base::TryQueryNumber32(const std::wstring& name, DWORD& data, DWORD& error) {
+bool Registry::TryQueryNumber32(const std::wstring& name, DWORD& data, DWORD& error) {
   return Try(data, error, [&] { return QueryNumber32(name); });
 }
 

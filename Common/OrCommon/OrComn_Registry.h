@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <boost/noncopyable.hpp>
@@ -20,7 +21,7 @@ namespace OrCommon::Storage {
 
 // A storage operation that could not be begun or whose data are not what was asked for. Code() is a Windows error code:
 // ERROR_BAD_ARGUMENTS (line 885) where an open or create has no parent key, ERROR_INVALID_HANDLE (line 874) where the
-// key is not open, ERROR_INVALID_DATA where a value is of another type.
+// key is not open, ERROR_INVALID_DATA where a value is of another type or of a size that its type cannot have.
 class Exception : public OrCommon::Exception::Base {
  public:
   Exception(DWORD code, DWORD line);
@@ -61,7 +62,8 @@ class Key : private boost::noncopyable {
   Key() = default;
   virtual ~Key();
 
-  // Open or create `path` below `parent` (a predefined root or an open key), closing what was open before. The rights
+  // Open or create `path` below `parent` (a predefined root or an open key); what was open before is closed, also where
+  // this fails. The rights
   // asked for are the least for the purpose, so that a restricted account that may do the one thing can.
   void OpenForReading(HKEY parent, const std::wstring& path, View view);
   void OpenForWriting(HKEY parent, const std::wstring& path, View view);
@@ -126,13 +128,13 @@ class Base {
   virtual void Flush() = 0;
   // Each query comes in two forms. TryQuery... calls its throwing partner and turns what that throws into its result:
   // false and the code in `error`, `data` as it was; otherwise true and 0.
-  virtual bool TryQueryBinary(const std::wstring& name, std::vector<BYTE>& data, DWORD& error);
+  virtual bool TryQueryBinary(const std::wstring& name, std::vector<BYTE>& data, DWORD& error) = 0;
   virtual std::vector<BYTE> QueryBinary(const std::wstring& name) = 0;
-  virtual bool TryQueryString(const std::wstring& name, std::wstring& data, DWORD& error);
+  virtual bool TryQueryString(const std::wstring& name, std::wstring& data, DWORD& error) = 0;
   virtual std::wstring QueryString(const std::wstring& name) = 0;
-  virtual bool TryQueryNumber64(const std::wstring& name, std::uint64_t& data, DWORD& error);
+  virtual bool TryQueryNumber64(const std::wstring& name, std::uint64_t& data, DWORD& error) = 0;
   virtual std::uint64_t QueryNumber64(const std::wstring& name) = 0;
-  virtual bool TryQueryNumber32(const std::wstring& name, DWORD& data, DWORD& error);
+  virtual bool TryQueryNumber32(const std::wstring& name, DWORD& data, DWORD& error) = 0;
   virtual DWORD QueryNumber32(const std::wstring& name) = 0;
   virtual void SetBinary(const BinaryValue& value) = 0;
   virtual void SetString(const StringValue& value, StringKind kind) = 0;
@@ -157,6 +159,10 @@ class Registry : public Base {
   void OpenForEnumerating() override { key_.OpenForEnumerating(root_, path_, view_); }
   void Close() override { key_.Close(); }
   void Flush() override { key_.Flush(); }
+  bool TryQueryBinary(const std::wstring& name, std::vector<BYTE>& data, DWORD& error) override;
+  bool TryQueryString(const std::wstring& name, std::wstring& data, DWORD& error) override;
+  bool TryQueryNumber64(const std::wstring& name, std::uint64_t& data, DWORD& error) override;
+  bool TryQueryNumber32(const std::wstring& name, DWORD& data, DWORD& error) override;
   std::vector<BYTE> QueryBinary(const std::wstring& name) override;  // REG_BINARY only
   std::wstring QueryString(const std::wstring& name) override { return key_.QueryString(name); }
   std::uint64_t QueryNumber64(const std::wstring& name) override { return key_.QueryNumber64(name); }

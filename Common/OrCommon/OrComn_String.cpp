@@ -49,7 +49,11 @@ Outcome Attempt(std::wstring& text, std::size_t capacity, const wchar_t* format,
   if (::_vsnwprintf(buffer.get(), capacity - 1, format, arguments) < 0) {
     return Outcome::kTooSmall;
   }
-  text.assign(buffer.get());
+  try {
+    text.assign(buffer.get());
+  } catch (const std::bad_alloc&) {
+    return Outcome::kNoMemory;
+  }
   return Outcome::kFits;
 }
 

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "Common/OrCommon/OrComn_EntryPoint.h"
 #include "Common/OrCommon/OrComn_Handles.h"
+#include "Common/OrCommon/OrComn_Library.h"
 
 namespace OrCommon::System {
 namespace {
@@ -13,12 +13,8 @@ namespace {
 constexpr WORD kArchitectureArm64 = 12;  // PROCESSOR_ARCHITECTURE_ARM64, younger than the headers of Windows 5.2
 
 WORD AskNativeArchitecture() noexcept {
-  const Module kernel(::LoadLibraryW(L"kernel32.dll"));
-  if (!kernel) {
-    return PROCESSOR_ARCHITECTURE_INTEL;
-  }
-  using GetNativeSystemInfoFunction = void(WINAPI*)(SYSTEM_INFO*);
-  const auto getNativeSystemInfo = FindEntryPoint<GetNativeSystemInfoFunction>(kernel.Get(), "GetNativeSystemInfo");
+  const Library::EntryPoint entry(L"kernel32.dll", L"GetNativeSystemInfo");
+  const auto getNativeSystemInfo = entry.As<void(WINAPI*)(SYSTEM_INFO*)>();
   if (getNativeSystemInfo == nullptr) {
     return PROCESSOR_ARCHITECTURE_INTEL;
   }
@@ -43,6 +39,7 @@ VersionAnswer AskWindows() noexcept {
   }
   answer.facts.major = version.dwMajorVersion;
   answer.facts.minor = version.dwMinorVersion;
+  answer.facts.build = version.dwBuildNumber;
   answer.facts.platform = version.dwPlatformId;
   answer.facts.servicePackMajor = version.wServicePackMajor;
   answer.facts.productType = version.wProductType;

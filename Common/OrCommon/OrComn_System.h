@@ -12,6 +12,7 @@ namespace OrCommon::System {
 struct WindowsFacts {
   DWORD major = 0;
   DWORD minor = 0;
+  DWORD build = 0;
   DWORD platform = 0;  // VER_PLATFORM_WIN32_WINDOWS (1) or VER_PLATFORM_WIN32_NT (2)
   WORD servicePackMajor = 0;
   BYTE productType = 0;  // VER_NT_WORKSTATION (1) or VER_NT_SERVER (3); 2 is a domain controller
@@ -23,9 +24,9 @@ enum WindowsVersionCode : DWORD {
   kWindowsXpX64Workstation = 6,  // NT 5.2, workstation
   kWindows60 = 10,               // NT 6.0: Windows Vista, Windows Server 2008
   kWindowsXpOrLater = 103,       // NT 5.1 or later
-  // NT with major version 6 or more and a minor version of at least 1. Deliberately not "6.1 or later": a system that
+  // NT with major version 6 or more and a minor version of 1 or more. Deliberately not "6.1 or later": a system that
   // reports 10.0 fails it.
-  kWindows7OrLater = 109,
+  kNt6WithMinorVersion = 109,
 };
 
 // Answers one version test about `facts`:

@@ -1,0 +1,48 @@
+// Functions that not every supported Windows has, bound by name at each use.
+#pragma once
+
+#include <windows.h>
+
+#include <cstring>
+
+#include <boost/noncopyable.hpp>
+
+#include "Common/OrCommon/OrComn_Handles.h"
+
+namespace OrCommon::Library {
+
+// A pointer of type Function from the untyped one of GetProcAddress. The caller says the function's true type; nothing
+// can check it.
+template <class Function>
+Function FunctionCast(FARPROC address) noexcept {
+  Function function = nullptr;
+  static_assert(sizeof function == sizeof address);
+  std::memcpy(&function, &address, sizeof function);  // FARPROC is a function type of its own: no cast is portable
+  return function;
+}
+
+// An entry point of a library that stays loaded for as long as this lives.
+class EntryPoint : private boost::noncopyable {
+ public:
+  // Loads `library` and looks `name` up in it.
+  EntryPoint(const wchar_t* library, const wchar_t* name);
+
+  // Null where it could not be bound; Error() tells why: the code of loading the library or of looking the name up,
+  // ERROR_BAD_ARGUMENTS where the name cannot be one of an entry point.
+  template <class Function>
+  Function As() const noexcept {
+    return FunctionCast<Function>(address_);
+  }
+  DWORD Error() const noexcept { return error_; }
+
+ private:
+  Module library_;
+  FARPROC address_ = nullptr;
+  DWORD error_ = ERROR_SUCCESS;
+};
+
+// The entry point `name` of the loaded `module`, or null and its code in `error` (as above). Throws std::bad_alloc
+// where a name is too long for the heap.
+FARPROC FindEntryPoint(HMODULE module, const wchar_t* name, DWORD& error);
+
+}  // namespace OrCommon::Library
