@@ -14,16 +14,27 @@ struct MailClientFacts {
   const wchar_t* processName;             // base name of its program, without folder and extension
   const wchar_t* processNameOnWindows60;  // the same on Windows version 6.0, where Windows Mail is Outlook Express
   const wchar_t* folder;                  // its folder below the base folder
+  bool endedWithVista;                    // see IsLeftOut
 };
 
 inline constexpr MailClientFacts kMailClients[] = {
-    {MailClient::kOutlook, L"outlook", L"outlook", L"VELA\\VELA_OL"},
-    {MailClient::kOutlookExpress, L"msimn", L"winmail", L"VELA\\VELA_OE"},
-    {MailClient::kWindowsLiveMail, L"wlmail", L"wlmail", L"VELA\\VELA_WLM"},
+    {MailClient::kOutlook, L"outlook", L"outlook", L"VELA\\VELA_OL", false},
+    {MailClient::kOutlookExpress, L"msimn", L"winmail", L"VELA\\VELA_OE", true},
+    {MailClient::kWindowsLiveMail, L"wlmail", L"wlmail", L"VELA\\VELA_WLM", false},
 };
 
 constexpr const MailClientFacts& FactsOf(MailClient client) noexcept {
   return kMailClients[static_cast<int>(client)];
+}
+static_assert(FactsOf(MailClient::kOutlook).client == MailClient::kOutlook &&
+                  FactsOf(MailClient::kOutlookExpress).client == MailClient::kOutlookExpress &&
+                  FactsOf(MailClient::kWindowsLiveMail).client == MailClient::kWindowsLiveMail,
+              "the rows stand in the order of the enumeration");
+
+// True for a client that the running Windows no longer has: its files are not staged, and it is neither switched nor
+// looked for. A system that reports 10.0 counts as one that has it (see the version test).
+inline bool IsLeftOut(MailClient client) noexcept {
+  return FactsOf(client).endedWithVista && OrCommon::System::IsWindowsVersion(OrCommon::System::kNt6WithMinorVersion);
 }
 
 // The base name of the client's program on the running Windows.

@@ -1,7 +1,5 @@
 #include "settings/ProductFolders.h"
 
-#include <utility>
-
 namespace ProductFolders {
 
 std::wstring WithTrailingBackslash(std::wstring folder) {

@@ -1,7 +1,5 @@
 #include "settings/ProductSettings.h"
 
-#include <utility>
-
 #include "Common/FrwkCommon/Frwk_CoreAgentRegistry.h"
 #include "Common/OrCommon/OrComn_Handles.h"
 #include "cli/RunLog.h"
@@ -12,7 +10,6 @@ namespace {
 using OrCommon::RegistryKey;
 
 constexpr wchar_t kInstallPathValue[] = L"VELAInstallPath";
-constexpr wchar_t kEnableValue[] = L"VELAEnable";
 
 bool OpenProductKey(REGSAM rights, RegistryKey& key) {
   const LSTATUS status = ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kProductKey, 0, rights | KEY_WOW64_32KEY, key.Receive());
@@ -75,7 +72,7 @@ bool GetVELAEnable(DWORD& enabled) {
   const LSTATUS status =
       ::RegQueryValueExW(key.Get(), kEnableValue, nullptr, nullptr, reinterpret_cast<BYTE*>(&stored), &size);
   if (status != ERROR_SUCCESS) {
-    // The value is a number; the message says "String" all the same, and support tools look for it so.
+    // The value is a number; the message says "String" all the same and is kept.
     RunLog::Info() << L"QueryStringValue Fail, keyName:" << kEnableValue << L", nError:" << static_cast<DWORD>(status);
     return false;
   }

@@ -1,7 +1,7 @@
 // The product's settings in the registry, and the few plain registry writes of the commands.
 //
 // The settings key is HKEY_LOCAL_MACHINE\SOFTWARE\OrvaneLabs\BastionNTCorp\CurrentVersion\VELA in the 32-bit view,
-// whatever the system: the plug-ins that read it are 32-bit programs. Nothing here creates it.
+// whatever the system and whichever client's plug-in reads it. Nothing here creates it.
 #pragma once
 
 #include <windows.h>
@@ -11,6 +11,7 @@
 namespace VELAUtility {
 
 inline constexpr wchar_t kProductKey[] = L"SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA";
+inline constexpr wchar_t kEnableValue[] = L"VELAEnable";
 inline constexpr wchar_t g_szCURunKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Run\\";
 
 // These three return true where the value was written or read; a failure is logged.

@@ -1,0 +1,24 @@
+// Switching one client's plug-in on or off for the user at the console.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace VELAUtility {
+
+// `installPath`: the product's install folder. `userSid`: the console user's security identifier in its textual form.
+// `sessionId`: not used.
+
+// Prepare the user's folders and make the client load the plug-in, or its monitor start at log-on. Always true: what
+// failed is logged.
+bool VELA_ActivateOL(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
+bool VELA_ActivateOE(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
+bool VELA_ActivateWLM(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
+
+// Undo the latter; the user's folders stay. False, and logged, where the registry refuses or holds nothing to undo.
+bool VELA_DeActivateOL(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
+bool VELA_DeActivateOE(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
+bool VELA_DeActivateWLM(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
+
+}  // namespace VELAUtility

@@ -1,0 +1,92 @@
+#include "activation/ConsoleUser.h"
+
+#define SECURITY_WIN32
+#include <security.h>
+
+#include "Common/FrwkCommon/Frwk_WindowStation.h"
+#include "Common/OrCommon/OrComn_AccessControl.h"
+#include "Common/OrCommon/OrComn_Library.h"
+#include "Common/OrCommon/OrComn_TerminalService.h"
+#include "cli/RunLog.h"
+
+namespace VELAUtility {
+namespace {
+
+using OrCommon::Library::EntryPoint;
+
+// The name of the user that the thread acts as: "domain\user", or the bare name where that cannot be had; empty where
+// neither can.
+std::wstring GetThreadUserName() {
+  constexpr DWORD kCapacity = 257;  // characters
+  wchar_t name[kCapacity] = {};
+  DWORD length = kCapacity;
+  if (::GetUserNameExW(NameSamCompatible, name, &length)) {
+    return name;
+  }
+  length = kCapacity;
+  if (::GetUserNameW(name, &length)) {
+    return name;
+  }
+  return {};
+}
+
+}  // namespace
+
+std::wstring GetCurrentUserSid() {
+  // Loaded before the thread acts as the user, whose view of the drive letters must not decide which file is loaded.
+  const OrCommon::Module nameLibrary(::LoadLibraryW(L"secur32.dll"));
+  Frwk::WindowStation::ConsoleUserScope user;
+  if (!user.Start()) {
+    RunLog::Error() << L"Fail on Frwk::WindowStation::StartImpersonateLoggedOnCurrentUser()";
+    return {};
+  }
+  std::wstring sid;
+  const std::wstring account = GetThreadUserName();
+  if (!account.empty()) {
+    sid = OrCommon::AccessControl::GetAccountSid(account);
+  }
+  if (!user.End()) {
+    RunLog::Warn() << L"Fail on Frwk::WindowStation::EndImpersonateLoggedOnCurrentUser()";
+  }
+  return sid;
+}
+
+bool LoadLoggedOnUserProfile(DWORD sessionId, UserProfile& profile, OrCommon::KernelHandle& token) {
+  using namespace OrCommon::TerminalService;
+  DWORD error = ERROR_SUCCESS;
+  if (!QuerySessionUserToken(token, sessionId, error) &&
+      !OrCommon::AccessControl::QueryUserToken(token, L"Explorer.exe", error)) {
+    return false;
+  }
+  const OrCommon::Module environmentLibrary(::LoadLibraryW(L"userenv.dll"));  // before acting as the user
+  void* environmentBlock = nullptr;
+  const bool impersonating = StartImpersonateLoggedOnUser(token.Get(), environmentBlock, error);
+  DWORD length = UserProfile::kNameCapacity;
+  const bool named = impersonating && ::GetUserNameW(profile.userName, &length);
+  if (impersonating) {
+    EndImpersonateLoggedOnUser(environmentBlock, error);
+  }
+  ::RevertToSelf();  // once more: a start that failed half-way leaves the thread acting as the user
+  if (!named) {
+    return false;
+  }
+  profile.info.dwSize = sizeof profile.info;
+  profile.info.lpUserName = profile.userName;
+  profile.info.dwFlags = PI_NOUI;
+  const EntryPoint entry(L"userenv.dll", L"LoadUserProfileW");
+  const auto loadUserProfile = entry.As<BOOL(WINAPI*)(HANDLE, PROFILEINFOW*)>();
+  return loadUserProfile != nullptr && loadUserProfile(token.Get(), &profile.info);
+}
+
+void UnloadLoggedOnUserProfile(const UserProfile& profile, OrCommon::KernelHandle& token) {
+  if (!token) {
+    return;
+  }
+  const EntryPoint entry(L"userenv.dll", L"UnloadUserProfile");
+  if (const auto unloadUserProfile = entry.As<BOOL(WINAPI*)(HANDLE, HANDLE)>()) {
+    unloadUserProfile(token.Get(), profile.info.hProfile);
+  }
+  token.Reset();
+}
+
+}  // namespace VELAUtility

@@ -1,0 +1,70 @@
+#include "activation/MonitorLaunch.h"
+
+#include <windows.h>
+
+#include "Common/FrwkCommon/Frwk_WindowStation.h"
+#include "Common/OrCommon/OrComn_Handles.h"
+#include "Common/OrCommon/OrComn_String.h"
+#include "cli/RunLog.h"
+#include "settings/MailClients.h"
+#include "settings/ProductFolders.h"
+
+namespace VELAUtility {
+namespace {
+
+struct Monitor {
+  MailClient client;
+  const wchar_t* folder;
+  const wchar_t* pathFormat;  // %s: the folder
+  const wchar_t* succeeded;
+  const wchar_t* failed;
+};
+
+constexpr Monitor kMonitors[] = {
+    {MailClient::kOutlookExpress, L"VELA_OE\\", L"%sVELA_OEMon.exe",
+     L"Succeeded in calling CreateProcessAsUser() of VELA_OEMon.exe",
+     L"Failed to call CreateProcessAsUser() to launch VELA_OEMon.exe "},
+    {MailClient::kWindowsLiveMail, L"VELA_WLM\\", L"%sVELA_WLMMon.exe",
+     L"Succeeded in calling CreateProcessAsUser() of VELA_WLMMon.exe",
+     L"Failed to call CreateProcessAsUser() to launch VELA_WLMMon.exe "},
+};
+
+bool Launch(HANDLE userToken, const Monitor& monitor, const std::wstring& baseFolder) {
+  std::wstring path;
+  OrCommon::String::Format(path, monitor.pathFormat, (baseFolder + monitor.folder).c_str());
+  RunLog::Info() << L"ImpersonateLoggedOnUser() : " << path;
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process = {};
+  // As the application name and without a command line: a path with blanks is never parsed.
+  if (!::CreateProcessAsUserW(userToken, path.c_str(), nullptr, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                              &process)) {
+    RunLog::Error() << monitor.failed << ::GetLastError() << L" " << path;
+    return false;
+  }
+  const OrCommon::KernelHandle processHandle(process.hProcess);
+  const OrCommon::KernelHandle threadHandle(process.hThread);
+  RunLog::Info() << monitor.succeeded;
+  return true;
+}
+
+}  // namespace
+
+bool VELA_LaunchMonProcess(const std::wstring& installPath, int /*flag*/) {
+  // One level deeper than the start-up values, which name the install path itself. Both are meant so.
+  const std::wstring baseFolder = ProductFolders::WithTrailingBackslash(installPath + L"\\VELA");
+  Frwk::WindowStation::ConsoleUserScope user;
+  if (!user.Start()) {
+    return true;
+  }
+  bool succeeded = true;
+  for (const Monitor& monitor : kMonitors) {
+    if (!IsLeftOut(monitor.client) && !Launch(user.Token(), monitor, baseFolder)) {
+      succeeded = false;
+    }
+  }
+  user.End();
+  return succeeded;
+}
+
+}  // namespace VELAUtility

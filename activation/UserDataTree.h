@@ -1,0 +1,18 @@
+// The folders in which a client's plug-in and monitor keep one user's data.
+#pragma once
+
+#include <string>
+
+namespace VELAUtility {
+
+// The Outlook Express identity of the user with the security identifier `userSid`: "Last User ID", or "Default User ID"
+// where that cannot be read; empty where neither can. Always true.
+bool GetCurrentUserID(const std::wstring& userSid, std::wstring& userId);
+
+// Makes or re-opens the user's folders of one client (`clientName`: "OL", "OE" or "WLM") below the common data folder:
+// "Orvane Labs", the client, "Users", the user's identity, "log". A level that is missing is made open to everyone; one
+// that is there is opened again with everything below it. Where a level cannot be made the next one goes below the
+// root. `userId` receives the identity.
+void BuildUserDataTree(const wchar_t* clientName, const std::wstring& userSid, std::wstring& userId);
+
+}  // namespace VELAUtility
