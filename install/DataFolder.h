@@ -11,7 +11,7 @@ namespace VELAUtility {
 bool HasDoubleByteCharacters();
 
 // The folder for the data of all users, without a trailing backslash; the Windows folder where the system cannot name
-// it, on purpose: it exists everywhere.
+// it, on purpose: that one exists everywhere. Empty where neither can be had.
 std::wstring GetCommonDataFolder();
 
 // The base folder of the product, with a trailing backslash: below the destination folder of the run, or below the

@@ -3,16 +3,16 @@
 #include <shlobj.h>
 #include <shlwapi.h>
 
+#include "Common/OrCommon/OrComn_File.h"
 #include "Common/OrCommon/OrComn_Handles.h"
 #include "cli/RunLog.h"
-#include "install/FolderListing.h"
 
 namespace {
 
 using OrCommon::FileHandle;
 using OrCommon::FindHandle;
 
-// One block serves the whole run: it is a single thread. One byte short of 16 KiB, as it has always been.
+// One block serves the whole run, which is a single thread. One byte short of 16 KiB: a settled size, not a slip.
 constexpr DWORD kBlockSize = 0x3FFF;
 BYTE g_block[kBlockSize];
 
@@ -119,7 +119,7 @@ DWORD CopyTree(const TreeCopy& copy, const std::wstring& source, const std::wstr
   WIN32_FIND_DATAW entry;
   const FindHandle search(::FindFirstFileW((source + L"\\*.*").c_str(), &entry));
   for (BOOL more = search ? TRUE : FALSE; more; more = ::FindNextFileW(search.Get(), &entry)) {
-    if (VELAUtility::IsDotEntry(entry.cFileName)) {
+    if (OrCommon::Storage::File::IsDotEntry(entry.cFileName)) {
       continue;
     }
     const std::wstring from = source + L"\\" + entry.cFileName;

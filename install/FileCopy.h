@@ -15,7 +15,8 @@ namespace VELAUtility {
 //
 // 0 where every folder was made and every file copied or scheduled; also where a path is empty, where the source cannot
 // be listed, and where a file could be neither copied nor scheduled (which ends its folder, no more). Otherwise the
-// Windows error code of the missing destination or of the folder that could not be made. Every outcome is logged.
+// Windows error code of the missing destination or of the folder that could not be made. What is done and what fails is
+// logged, but for a source that cannot be listed.
 DWORD CopyFolderTree(const std::wstring& source, const std::wstring& destination, int* rebootNeeded, int moveAtRestart);
 
 // Copies one file with its times and attributes. A destination whose last-write time equals the source's is up to date

@@ -2,13 +2,9 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace VELAUtility {
-
-// "." and "..", which every listing holds and nobody wants.
-bool IsDotEntry(std::wstring_view name) noexcept;
 
 // Appends the names (without path) of the folders in `folder` to `names`, in the order of the file system. A folder
 // that cannot be listed appends none.

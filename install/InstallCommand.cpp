@@ -24,7 +24,7 @@ namespace {
 
 using namespace VELAUtility;
 
-// Registers one client's plug-in, in this order.
+// How one client's plug-in is registered.
 struct Registration {
   MailClient client;
   bool (*install)(const std::wstring& clientFolder, bool enable);
@@ -32,6 +32,7 @@ struct Registration {
   const wchar_t* failure;
 };
 
+// In this order.
 constexpr Registration kRegistrations[] = {
     {MailClient::kOutlook, RegisterOutlookAddin, L"MS Office Outlook is running during installing !",
      L"Fail to Install VELA_OL !!"},
@@ -55,7 +56,7 @@ void StageFiles(const std::wstring& baseFolder, bool is64Bit) {
   const std::wstring sourceFolder = SrcPath;
   PreInstallVELA_MUI(sourceFolder, baseFolder, is64Bit);
   PreInstallVELA_OL(sourceFolder, baseFolder);
-  if (!OrCommon::System::IsWindowsVersion(OrCommon::System::kWindows7OrLater)) {
+  if (!IsLeftOut(MailClient::kOutlookExpress)) {
     PreInstallVELA_OE(sourceFolder, baseFolder, is64Bit);
   }
   PreInstallVELA_WLM(sourceFolder, baseFolder);

@@ -33,7 +33,8 @@ struct StagedClient {
   const wchar_t* iniFailure;
 };
 
-// Outlook and Windows Live Mail are 32-bit programs wherever they run; Outlook Express is what the system is.
+// The files for Outlook and Windows Live Mail are 32-bit ones on every system; those for Outlook Express are what the
+// system is.
 constexpr StagedClient kOutlook = {MailClient::kOutlook,
                                    {L"\\OL", L"\\OL"},
                                    {L"Common\\win32", L"Common\\win32"},

@@ -8,8 +8,8 @@ namespace VELAUtility {
 // Start regsvr32.exe silently for `modulePath` (full path) and wait for it, 3000 ms at most; a child that takes longer
 // is left running. True where regsvr32.exe was started: whether the module's own entry point succeeded is not looked
 // at. False, with the last-error code of CreateProcessW, where it was not; with ERROR_FILENAME_EXCED_RANGE where the
-// command line would not fit (260 characters or more, quotes and switches included; at exactly 260 the last one is
-// lost instead, the closing quote). Logged in both cases.
+// command line, quotes and switches included, has more than 260 characters. At exactly 260 the last one, the closing
+// quote, is lost. Logged in all cases.
 bool RegisterComModule(const std::wstring& modulePath);
 bool UnregisterComModule(const std::wstring& modulePath);
 

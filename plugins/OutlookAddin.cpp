@@ -2,9 +2,6 @@
 
 #include <windows.h>
 
-#include <algorithm>
-#include <iterator>
-
 #include "Common/OrCommon/OrComn_Handles.h"
 #include "cli/RunLog.h"
 #include "install/OutlookDetection.h"
@@ -36,8 +33,10 @@ constexpr AddinValue kAddinValues[] = {
     {L"Description", L"Orvane Labs Anti-Spam Agent for Outlook", L"Failed to WriteRegIntValue of Description !!"},
 };
 
+constexpr const AddinValue& kLoadBehavior = kAddinValues[0];
+
 constexpr bool IsLoadBehavior(const AddinValue& value) noexcept {
-  return value.failure == nullptr;
+  return &value == &kLoadBehavior;
 }
 
 bool WriteAddinValue(HKEY root, const std::wstring& key, const AddinValue& value, bool enable) {
@@ -85,13 +84,19 @@ void WriteOutlookAddinKeyForMachine(bool enable, const wchar_t* loadBehaviorFail
   }
 }
 
+bool SwitchOffOutlookAddinForMachine() {
+  return WriteAddinValue(HKEY_LOCAL_MACHINE, g_szOLActivateKey, kLoadBehavior, false);
+}
+
 bool WriteOutlookAddinKeyForAllUsers(bool enable) {
   return ForEachUserHive([enable](const std::wstring& hive) {
     const std::wstring key = hive + L"\\" + g_szOLActivateKey;
     if (EnsureKey(HKEY_USERS, key)) {
-      // Stops at the first value that cannot be written: a hive that refuses one refuses all.
-      std::all_of(std::begin(kAddinValues), std::end(kAddinValues),
-                  [&](const AddinValue& value) { return WriteAddinValue(HKEY_USERS, key, value, enable); });
+      for (const AddinValue& value : kAddinValues) {
+        if (!WriteAddinValue(HKEY_USERS, key, value, enable)) {
+          break;  // a hive that refuses one value refuses all
+        }
+      }
     }
   });
 }

@@ -20,6 +20,10 @@ bool RegisterOutlookAddin(const std::wstring& clientFolder, bool enable);
 // "LoadBehavior" with `loadBehaviorFailure`.
 void WriteOutlookAddinKeyForMachine(bool enable, const wchar_t* loadBehaviorFailure);
 
+// Sets "LoadBehavior" of the existing add-in key in HKEY_LOCAL_MACHINE so that Outlook no longer loads the add-in.
+// False where there is no such key or it refuses. Not logged.
+bool SwitchOffOutlookAddinForMachine();
+
 // Writes the add-in key into every hive that is loaded below HKEY_USERS, those of no person included. A hive that
 // refuses is left at the first failure and the next one is tried. False where HKEY_USERS cannot be opened or queried.
 // Not logged.

@@ -110,7 +110,7 @@ void DeleteOutlookExtendDat() {
     wchar_t path[MAX_PATH] = {};
     std::copy(std::begin(profiles), std::end(profiles), path);
     if (!::PathAppendW(path, user.c_str()) || !::PathAppendW(path, cacheFile)) {
-      continue;  // too long to be a file that Outlook could have written
+      continue;  // does not fit into a path, so there is no such file
     }
     RunLog::Info() << L"Begin to delete the file: " << path;
     ::DeleteFileW(path);

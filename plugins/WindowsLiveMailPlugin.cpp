@@ -1,7 +1,5 @@
 #include "plugins/WindowsLiveMailPlugin.h"
 
-#include <memory>
-
 #include "Common/OrCommon/OrComn_Registry.h"
 #include "cli/RunLog.h"
 #include "plugins/ComModuleRunner.h"

@@ -1,0 +1,58 @@
+#include "notify/ReloadNotification.h"
+
+#include <windows.h>
+
+#include "Common/OrCommon/OrComn_Handles.h"
+#include "cli/RunLog.h"
+#include "settings/MailClients.h"
+
+namespace VELAUtility {
+namespace {
+
+// The texts are older than the events' names: "OpenEvent" and "SHADOW" are kept in them.
+struct Notification {
+  MailClient client;
+  const wchar_t* event;
+  const wchar_t* notified;
+  const wchar_t* failure;
+};
+
+constexpr Notification kNotifications[] = {
+    {MailClient::kOutlook, L"Global\\VELA_UPDATE_EVENT_OL",
+     L"[VELAUtility::NotifyReloadVELAEngine] OL has been notified.",
+     L"Fail to OpenEvent() for VELA_SHADOW_UPDATE_EVENT_OL! ErrCode:"},
+    {MailClient::kOutlookExpress, L"Global\\VELA_UPDATE_EVENT_OE",
+     L"[VELAUtility::NotifyReloadVELAEngine] OE has been notified.",
+     L"Fail to OpenEvent() for VELA_SHADOW_UPDATE_EVENT_OE! ErrCode:"},
+    {MailClient::kWindowsLiveMail, L"Global\\VELA_UPDATE_EVENT_WLM",
+     L"[VELAUtility::NotifyReloadVELAEngine] WLM has been notified.",
+     L"Fail to OpenEvent() for VELA_SHADOW_UPDATE_EVENT_WLM! ErrCode:"},
+};
+
+bool Notify(const Notification& notification) {
+  OrCommon::KernelHandle event(::CreateEventW(nullptr, TRUE, FALSE, notification.event));
+  if (!event) {
+    RunLog::Error() << notification.failure << ::GetLastError();
+    return false;
+  }
+  ::SetEvent(event.Get());  // never reset here: that is the plug-in's, after it has loaded the engine
+  event.Reset();
+  RunLog::Info() << notification.notified;
+  return true;
+}
+
+}  // namespace
+
+bool NotifyReloadVELAEngine() {
+  RunLog::Info() << L"Enter VELAUtility::NotifyReloadVELAEngine()";
+  bool succeeded = true;
+  for (const Notification& notification : kNotifications) {
+    if (IsMailClientRunning(notification.client) && !Notify(notification)) {
+      succeeded = false;
+    }
+  }
+  RunLog::Info() << L"Leave VELAUtility::NotifyReloadVELAEngine()";
+  return succeeded;
+}
+
+}  // namespace VELAUtility
