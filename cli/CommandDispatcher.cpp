@@ -8,7 +8,11 @@
 
 #include "cli/RunLog.h"
 #include "install/InstallCommand.h"
+#include "install/UpgradeCommand.h"
+#include "notify/ReloadNotification.h"
 #include "settings/CommandLineFolders.h"
+#include "settings/StatusCommands.h"
+#include "uninstall/UninstallCommand.h"
 
 namespace {
 
@@ -17,9 +21,18 @@ constexpr int kArgumentCount = 4;
 // A command runs, and its result is the exit code.
 using Operation = int (*)();
 
-// Stands where a command is recognised and announced but does nothing yet. Every such row is found by this name.
-int NotAttachedYet() {
-  return 0;
+// Success of the notification is 1, unlike everywhere else.
+int NotifyReload() {
+  return VELAUtility::NotifyReloadVELAEngine() ? 1 : 0;
+}
+
+// The upgrade's own result is logged only.
+int UpgradeAndNotify() {
+  const int upgraded = VELAWrapper::Upgrade();
+  RunLog::Info() << L"VELAWrapper::Upgrade() RetrunCode : " << upgraded;
+  const int notified = NotifyReload();
+  RunLog::Info() << L"VELAWrapper::NotifyReloadVELAEngine() RetrunCode : " << notified;
+  return notified;
 }
 
 struct Command {
@@ -31,12 +44,12 @@ struct Command {
 // Compared in this order.
 constexpr Command kCommands[] = {
     {L"-I", L"======== Install =========\n", VELAWrapper::Install},
-    {L"-e", L"======== Enable ==========\n", NotAttachedYet},
-    {L"-d", L"======== Disable =========\n", NotAttachedYet},
-    {L"-U", L"======= Uninstall ========\n", NotAttachedYet},
-    {L"-s", L"======= GetStatus ========\n", NotAttachedYet},
-    {L"-r", L"======= Notify Reload Engine and Pattern ========\n", NotAttachedYet},
-    {L"-p", L"======= Upgrade VELA ========\n", NotAttachedYet},
+    {L"-e", L"======== Enable ==========\n", Enable},
+    {L"-d", L"======== Disable =========\n", Disable},
+    {L"-U", L"======= Uninstall ========\n", plugVELA_Uninstall},
+    {L"-s", L"======= GetStatus ========\n", GetStatus},
+    {L"-r", L"======= Notify Reload Engine and Pattern ========\n", NotifyReload},
+    {L"-p", L"======= Upgrade VELA ========\n", UpgradeAndNotify},
 };
 
 // Only the first two characters count, their case included: "-Install" installs, "-i" is unknown.

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "Common/OrCommon/OrComn_File.h"
+#include "Common/OrCommon/OrComn_Handles.h"
 #include "Common/OrCommon/OrComn_ProcessGuards.h"
 
 namespace RunLog {

@@ -14,7 +14,7 @@
 #include <string>
 #include <string_view>
 
-#include "Common/OrCommon/OrComn_Handles.h"
+#include <boost/noncopyable.hpp>
 
 namespace RunLog {
 
@@ -32,6 +32,11 @@ class Entry : private boost::noncopyable {
   Entry& operator<<(unsigned int number);
   Entry& operator<<(unsigned long number);
   Entry& operator<<(bool value);
+  // What would silently become a number or a boolean.
+  Entry& operator<<(char) = delete;
+  Entry& operator<<(wchar_t) = delete;
+  template <class Pointee>
+  Entry& operator<<(const Pointee*) = delete;
 
  private:
   template <class Part>
