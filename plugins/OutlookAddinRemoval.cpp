@@ -15,6 +15,7 @@
 #include "plugins/ComModuleRunner.h"
 #include "plugins/OutlookAddin.h"
 #include "plugins/UserHives.h"
+#include "settings/ProductSettings.h"
 
 namespace VELAUtility {
 namespace {
@@ -33,13 +34,9 @@ constexpr AddinModule kModules[] = {
     {L"Redemption.dll", L"Begin to unregister Redemption.dll ... ", L"Failed to unregister Redemption.dll !!", false},
 };
 
-bool OpenPlain(HKEY root, const std::wstring& path, RegistryKey& key) {
-  return ::RegOpenKeyW(root, path.c_str(), key.Receive()) == ERROR_SUCCESS;
-}
-
 bool Exists(HKEY root, const std::wstring& path) {
   RegistryKey key;
-  return OpenPlain(root, path, key);
+  return OpenKey(root, path, key);
 }
 
 void DeleteMachineAddinKey() {
@@ -48,7 +45,7 @@ void DeleteMachineAddinKey() {
     return;
   }
   RegistryKey parent;
-  if (!OpenPlain(HKEY_LOCAL_MACHINE, g_szOLAddinsKey, parent)) {
+  if (!OpenKey(HKEY_LOCAL_MACHINE, g_szOLAddinsKey, parent)) {
     RunLog::Warn() << L"Cannot delete registry !!";
     return;
   }
@@ -84,7 +81,7 @@ bool DeleteOutlookAddinKeyForAllUsers(const std::wstring& addinKey, const std::w
     }
     const std::wstring parentPath = hive + L"\\" + parentKey;
     RegistryKey parent;
-    if (!OpenPlain(HKEY_USERS, parentPath, parent)) {
+    if (!OpenKey(HKEY_USERS, parentPath, parent)) {
       RunLog::Error() << L"Failed to delete VELA_OLA.OLAgent registry::HKEY_USERS, " << parentPath;
       return;
     }

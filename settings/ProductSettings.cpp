@@ -1,7 +1,6 @@
 #include "settings/ProductSettings.h"
 
 #include "Common/FrwkCommon/Frwk_CoreAgentRegistry.h"
-#include "Common/OrCommon/OrComn_Handles.h"
 #include "cli/RunLog.h"
 
 namespace VELAUtility {
@@ -39,15 +38,10 @@ bool SetProductValue(const wchar_t* name, DWORD type, const void* data, DWORD si
   return status == ERROR_SUCCESS;
 }
 
-// The plain open call asks for as many rights as the caller may have and adds no view of its own.
-bool OpenPlain(HKEY root, const std::wstring& subKey, RegistryKey& key) {
-  return ::RegOpenKeyW(root, subKey.c_str(), key.Receive()) == ERROR_SUCCESS;
-}
-
 bool WriteValue(HKEY root, const std::wstring& subKey, const std::wstring& name, DWORD type, const void* data,
                 DWORD size) {
   RegistryKey key;
-  return OpenPlain(root, subKey, key) &&
+  return OpenKey(root, subKey, key) &&
          ::RegSetValueExW(key.Get(), name.c_str(), 0, type, static_cast<const BYTE*>(data), size) == ERROR_SUCCESS;
 }
 
@@ -85,7 +79,7 @@ bool ReadUserStringValue(const std::wstring& subKey, const std::wstring& name, s
   constexpr DWORD kLongestBytes = 2048;
   text.clear();
   RegistryKey key;
-  if (!OpenPlain(HKEY_USERS, subKey, key)) {
+  if (!OpenKey(HKEY_USERS, subKey, key)) {
     return false;
   }
   // Zero-filled and longer than what is asked for, so that a value stored without a terminator ends all the same.
@@ -97,6 +91,10 @@ bool ReadUserStringValue(const std::wstring& subKey, const std::wstring& name, s
   }
   text = buffer;
   return true;
+}
+
+bool OpenKey(HKEY root, const std::wstring& subKey, RegistryKey& key) {
+  return ::RegOpenKeyW(root, subKey.c_str(), key.Receive()) == ERROR_SUCCESS;
 }
 
 bool WriteStringValue(HKEY root, const std::wstring& subKey, const std::wstring& name, const std::wstring& text) {
@@ -113,8 +111,7 @@ bool WriteRunValue(const std::wstring& name, const std::wstring& command) {
 
 bool DeleteRunValue(const std::wstring& name) {
   RegistryKey key;
-  return OpenPlain(HKEY_LOCAL_MACHINE, g_szCURunKey, key) &&
-         ::RegDeleteValueW(key.Get(), name.c_str()) == ERROR_SUCCESS;
+  return OpenKey(HKEY_LOCAL_MACHINE, g_szCURunKey, key) && ::RegDeleteValueW(key.Get(), name.c_str()) == ERROR_SUCCESS;
 }
 
 bool StoreProductValue(const std::wstring& name) {

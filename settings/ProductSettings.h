@@ -8,6 +8,8 @@
 
 #include <string>
 
+#include "Common/OrCommon/OrComn_Handles.h"
+
 namespace VELAUtility {
 
 inline constexpr wchar_t kProductKey[] = L"SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA";
@@ -32,6 +34,9 @@ bool WriteNumberValue(HKEY root, const std::wstring& subKey, const std::wstring&
 bool WriteRunValue(const std::wstring& name, const std::wstring& command);
 // Deletes such a command; false also where there is none. Not logged.
 bool DeleteRunValue(const std::wstring& name);
+
+// Opens an existing key in the process's view with as many rights as the caller may have; false where it cannot.
+bool OpenKey(HKEY root, const std::wstring& subKey, OrCommon::RegistryKey& key);
 
 // Stores the number 0 under `name` in the product's entry of the settings that the client programs share. A failure is
 // logged.

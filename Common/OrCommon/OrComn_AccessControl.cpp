@@ -95,12 +95,6 @@ bool TakeTokenOf(DWORD processId, KernelHandle& token, DWORD& error) {
   return DuplicatePrimary(processToken.Get(), token, error);
 }
 
-struct LocalMemoryTraits {
-  using Type = wchar_t*;
-  static Type None() noexcept { return nullptr; }
-  static void Close(Type value) noexcept { ::LocalFree(value); }
-};
-
 }  // namespace
 
 bool QueryUserToken(KernelHandle& token, const std::wstring& moduleName, DWORD& error) {
@@ -137,7 +131,7 @@ std::wstring GetAccountSid(const std::wstring& account) {
   if (!::LookupAccountNameW(nullptr, account.c_str(), sid.data(), &sidSize, domain.data(), &domainLength, &use)) {
     return {};
   }
-  UniqueResource<LocalMemoryTraits> text;
+  LocalMemory<wchar_t> text;
   if (!::ConvertSidToStringSidW(sid.data(), text.Receive())) {
     return {};
   }

@@ -110,4 +110,22 @@ struct ModuleTraits {
 };
 using Module = UniqueResource<ModuleTraits>;
 
+// A security identifier of AllocateAndInitializeSid.
+struct SidTraits {
+  using Type = PSID;
+  static Type None() noexcept { return nullptr; }
+  static void Close(Type value) noexcept { ::FreeSid(value); }
+};
+using Sid = UniqueResource<SidTraits>;
+
+// What Windows allocates with LocalAlloc and leaves to the caller.
+template <class Pointee>
+struct LocalMemoryTraits {
+  using Type = Pointee*;
+  static Type None() noexcept { return nullptr; }
+  static void Close(Type value) noexcept { ::LocalFree(value); }
+};
+template <class Pointee>
+using LocalMemory = UniqueResource<LocalMemoryTraits<Pointee>>;
+
 }  // namespace OrCommon

@@ -59,22 +59,6 @@ constexpr ULONG kReapplyPrepared = sizeof kReapplyEntries / sizeof kReapplyEntri
 // The last one is prepared and left out: the list names everyone and the users only.
 constexpr ULONG kReapplyPassed = kReapplyPrepared - 1;
 
-struct SidTraits {
-  using Type = PSID;
-  static Type None() noexcept { return nullptr; }
-  static void Close(Type value) noexcept { ::FreeSid(value); }
-};
-using Sid = UniqueResource<SidTraits>;
-
-template <class Pointee>
-struct LocalMemoryTraits {
-  using Type = Pointee*;
-  static Type None() noexcept { return nullptr; }
-  static void Close(Type value) noexcept { ::LocalFree(value); }
-};
-template <class Pointee>
-using LocalMemory = UniqueResource<LocalMemoryTraits<Pointee>>;
-
 bool Allocate(const Trustee& trustee, Sid& sid) {
   SID_IDENTIFIER_AUTHORITY authority = trustee.authority;
   return ::AllocateAndInitializeSid(&authority, trustee.count, trustee.first, trustee.second, 0, 0, 0, 0, 0, 0,
