@@ -18,7 +18,7 @@ class CProviderAntiSpam {
 
 namespace VELAUtility {
 
-// Activates the three clients for one user (Outlook Express before Windows 7 only), trying each. False where any
+// Activates the three clients for one user (Outlook Express where it is not left out), trying each. False where any
 // failed.
 bool VELA_ActivateAll(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
 

@@ -37,9 +37,15 @@ constexpr MonitoredClient kWindowsLiveMail = {L"WLM",
 bool Activate(const MonitoredClient& client, const std::wstring& installPath, const std::wstring& userSid) {
   std::wstring userId;
   BuildUserDataTree(client.name, userSid, userId);
-  std::wstring command;
-  OrCommon::String::Format(command, client.commandFormat, ProductFolders::Join(installPath, client.folder).c_str());
-  if (!WriteRunValue(client.runValue, command)) {
+  bool written = false;
+  try {
+    std::wstring command;
+    OrCommon::String::Format(command, client.commandFormat, ProductFolders::Join(installPath, client.folder).c_str());
+    written = WriteRunValue(client.runValue, command);
+  } catch (OrCommon::String::Exception* failure) {
+    delete failure;
+  }
+  if (!written) {
     RunLog::Error() << client.writeFailure;
   }
   return true;

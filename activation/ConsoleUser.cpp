@@ -14,13 +14,15 @@ namespace {
 
 using OrCommon::Library::EntryPoint;
 
+using GetUserNameExFunction = BOOLEAN(WINAPI*)(EXTENDED_NAME_FORMAT, wchar_t*, ULONG*);
+
 // The name of the user that the thread acts as: "domain\user", or the bare name where that cannot be had; empty where
-// neither can.
-std::wstring GetThreadUserName() {
+// neither can. `getUserNameEx` may be null.
+std::wstring GetThreadUserName(GetUserNameExFunction getUserNameEx) {
   constexpr DWORD kCapacity = 257;  // characters
   wchar_t name[kCapacity] = {};
   DWORD length = kCapacity;
-  if (::GetUserNameExW(NameSamCompatible, name, &length)) {
+  if (getUserNameEx != nullptr && getUserNameEx(NameSamCompatible, name, &length)) {
     return name;
   }
   length = kCapacity;
@@ -33,15 +35,16 @@ std::wstring GetThreadUserName() {
 }  // namespace
 
 std::wstring GetCurrentUserSid() {
-  // Loaded before the thread acts as the user, whose view of the drive letters must not decide which file is loaded.
-  const OrCommon::Module nameLibrary(::LoadLibraryW(L"secur32.dll"));
+  // Bound before the thread acts as the user, whose view of the drive letters must not decide which file is loaded; and
+  // by name, because a delay-loaded import that is missing ends the process.
+  const EntryPoint nameEntry(L"secur32.dll", L"GetUserNameExW");
   Frwk::WindowStation::ConsoleUserScope user;
   if (!user.Start()) {
     RunLog::Error() << L"Fail on Frwk::WindowStation::StartImpersonateLoggedOnCurrentUser()";
     return {};
   }
   std::wstring sid;
-  const std::wstring account = GetThreadUserName();
+  const std::wstring account = GetThreadUserName(nameEntry.As<GetUserNameExFunction>());
   if (!account.empty()) {
     sid = OrCommon::AccessControl::GetAccountSid(account);
   }
@@ -55,7 +58,7 @@ bool LoadLoggedOnUserProfile(DWORD sessionId, UserProfile& profile, OrCommon::Ke
   using namespace OrCommon::TerminalService;
   DWORD error = ERROR_SUCCESS;
   if (!QuerySessionUserToken(token, sessionId, error) &&
-      !OrCommon::AccessControl::QueryUserToken(token, L"Explorer.exe", error)) {
+      !OrCommon::AccessControl::QueryUserToken(token, OrCommon::AccessControl::kShellProgram, error)) {
     return false;
   }
   const OrCommon::Module environmentLibrary(::LoadLibraryW(L"userenv.dll"));  // before acting as the user

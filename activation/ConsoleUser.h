@@ -7,6 +7,8 @@
 
 #include <string>
 
+#include <boost/noncopyable.hpp>
+
 #include "Common/OrCommon/OrComn_Handles.h"
 
 namespace VELAUtility {
@@ -16,7 +18,7 @@ namespace VELAUtility {
 std::wstring GetCurrentUserSid();
 
 // A loaded profile, and the name that its record points to.
-struct UserProfile {
+struct UserProfile : private boost::noncopyable {
   static constexpr DWORD kNameCapacity = 258;  // characters
   PROFILEINFOW info = {};
   wchar_t userName[kNameCapacity] = {};

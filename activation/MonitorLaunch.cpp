@@ -31,7 +31,13 @@ constexpr Monitor kMonitors[] = {
 
 bool Launch(HANDLE userToken, const Monitor& monitor, const std::wstring& baseFolder) {
   std::wstring path;
-  OrCommon::String::Format(path, monitor.pathFormat, (baseFolder + monitor.folder).c_str());
+  try {
+    OrCommon::String::Format(path, monitor.pathFormat, (baseFolder + monitor.folder).c_str());
+  } catch (OrCommon::String::Exception* failure) {
+    delete failure;
+    RunLog::Error() << monitor.failed << static_cast<DWORD>(ERROR_NOT_ENOUGH_MEMORY) << L" ";
+    return false;
+  }
   RunLog::Info() << L"ImpersonateLoggedOnUser() : " << path;
   STARTUPINFOW startup = {};
   startup.cb = sizeof startup;

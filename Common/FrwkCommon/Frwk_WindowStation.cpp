@@ -8,11 +8,11 @@ namespace Frwk::WindowStation {
 namespace {
 
 using OrCommon::DebugLog;
+using OrCommon::AccessControl::kShellProgram;
 
 constexpr char kSourceFile[] = "..\\..\\Common\\FrwkCommon\\Frwk_WindowStation";
-constexpr wchar_t kShellProgram[] = L"Explorer.exe";
 
-// The lines that the traces are known by.
+// The line of a trace is a number that it is known by, not where it stands in this file.
 template <class... Arguments>
 void TraceProgress(DWORD line, const wchar_t* format, Arguments... arguments) {
   OrCommon::g_debugLog.Trace(kSourceFile, line, DebugLog::kProgress, format, arguments...);
@@ -98,6 +98,7 @@ ConsoleUserScope::~ConsoleUserScope() {
 }
 
 bool ConsoleUserScope::Start() {
+  End();
   environmentLibrary_.Reset(::LoadLibraryW(L"userenv.dll"));
   DWORD error = ERROR_SUCCESS;
   active_ = StartImpersonateLoggedOnCurrentUser(token_, &environmentBlock_, error);

@@ -16,8 +16,11 @@ class Exception : public OrCommon::Exception::Base {
   using Base::Base;
 };
 
+// The shell of the user at the console.
+inline constexpr wchar_t kShellProgram[] = L"Explorer.exe";
+
 // A primary token of the user who runs the first process whose main module has the base name `moduleName` (compared
-// whole, ASCII case ignored), such as "Explorer.exe". Owned by the caller. False, with the code of the call that failed
+// whole, ASCII case ignored), such as kShellProgram. Owned by the caller. False, with the code of the call that failed
 // in `error`, or ERROR_INVALID_HANDLE where no such process was found.
 bool QueryUserToken(KernelHandle& token, const std::wstring& moduleName, DWORD& error);
 

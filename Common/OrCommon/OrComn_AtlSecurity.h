@@ -45,8 +45,6 @@ class CDacl {
     return true;
   }
 
-  UINT GetAceCount() const noexcept { return static_cast<UINT>(entries_.size()); }
-
   // The list as Windows wants it; valid until the next change.
   const ACL* GetPACL() const {
     std::size_t size = sizeof(ACL);

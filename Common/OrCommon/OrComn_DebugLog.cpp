@@ -2,10 +2,11 @@
 
 #include <shlwapi.h>
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 #include <new>
+#include <utility>
 
 #include "Common/OrCommon/OrComn_Library.h"
 #include "Common/OrCommon/OrComn_String.h"
@@ -14,9 +15,9 @@ namespace OrCommon {
 namespace {
 
 // The size in characters that the last text fitted into; the next one starts with it.
-std::size_t g_bufferSize = 256;
+std::atomic<std::size_t> g_bufferSize = 256;
 
-// A text that does not fit into this many characters cannot be formatted at all.
+// A text that does not fit into this many characters counts as one that cannot be formatted.
 constexpr std::size_t kLargestBuffer = 0x100000;
 
 class Lock : private boost::noncopyable {
@@ -50,8 +51,7 @@ bool FormatText(std::wstring& text, const wchar_t* format, std::va_list argument
     va_end(attempt);
     if (length >= 0) {
       g_bufferSize = size;
-      buffer.resize(static_cast<std::size_t>(length));
-      text = std::move(buffer);
+      text = buffer.c_str();
       return true;
     }
   }
@@ -148,6 +148,21 @@ bool DebugLog::Open(Module library, void* handle, const Options& options, DWORD*
 }
 
 bool DebugLog::Trace(const char* sourceFile, DWORD line, DWORD level, const wchar_t* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  bool written = false;
+  try {
+    written = TraceFormatted(sourceFile, line, level, format, arguments);
+  } catch (String::Exception* failure) {
+    delete failure;
+  } catch (const std::bad_alloc&) {  // nothing to be done about it: a trace must never end what it tells of
+  }
+  va_end(arguments);
+  return written;
+}
+
+bool DebugLog::TraceFormatted(const char* sourceFile, DWORD line, DWORD level, const wchar_t* format,
+                              std::va_list arguments) {
   std::wstring component;
   {
     const Lock lock(stateLock_);
@@ -160,11 +175,7 @@ bool DebugLog::Trace(const char* sourceFile, DWORD line, DWORD level, const wcha
     component = component_;
   }
   std::wstring message;
-  std::va_list arguments;
-  va_start(arguments, format);
-  const bool formatted = FormatText(message, format, arguments);
-  va_end(arguments);
-  if (!formatted) {
+  if (!FormatText(message, format, arguments)) {
     return false;
   }
   SYSTEMTIME now = {};

@@ -6,6 +6,7 @@
 
 #include <windows.h>
 
+#include <cstdarg>
 #include <string>
 
 #include <boost/noncopyable.hpp>
@@ -68,10 +69,13 @@ class DebugLog : private boost::noncopyable {
   // Writes one line: local time, process and thread, level tag, component, the text formatted as in
   // OrCommon::String::Format, and the name of `sourceFile` without its folders with `line`. True where it was written,
   // and where nothing is to be written because the trace was never opened or is not enabled; false where the level is
-  // masked out, the text cannot be formatted, or the library is not bound or refuses.
+  // masked out, the text cannot be formatted (or has a million characters), or the library is not bound or refuses.
+  // Throws nothing.
   bool Trace(const char* sourceFile, DWORD line, DWORD level, const wchar_t* format, ...);
 
  private:
+  bool TraceFormatted(const char* sourceFile, DWORD line, DWORD level, const wchar_t* format, std::va_list arguments);
+
   CRITICAL_SECTION stateLock_;  // the four members below
   BYTE initialised_ = 0;
   BYTE enabled_ = 0;

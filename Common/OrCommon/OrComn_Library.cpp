@@ -12,6 +12,10 @@ constexpr std::size_t kLongestCharacter = 4;  // bytes that one character can be
 }  // namespace
 
 FARPROC FindEntryPoint(HMODULE module, const wchar_t* name, DWORD& error) {
+  if (name == nullptr) {
+    error = ERROR_BAD_ARGUMENTS;
+    return nullptr;
+  }
   const std::size_t size = (std::wcslen(name) + 1) * kLongestCharacter;
   char shortName[kShortName];
   std::unique_ptr<char[]> longName;

@@ -28,7 +28,7 @@ class EntryPoint : private boost::noncopyable {
   EntryPoint(const wchar_t* library, const wchar_t* name);
 
   // Null where it could not be bound; Error() tells why: the code of loading the library or of looking the name up,
-  // ERROR_BAD_ARGUMENTS where the name cannot be one of an entry point.
+  // ERROR_BAD_ARGUMENTS where there is no name or it cannot be converted.
   template <class Function>
   Function As() const noexcept {
     return FunctionCast<Function>(address_);

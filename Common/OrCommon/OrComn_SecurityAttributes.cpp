@@ -10,7 +10,8 @@
 namespace OrCommon::AccessControl {
 namespace {
 
-constexpr ACCESS_MASK kFullAccess = 0x1F01FF;  // FILE_ALL_ACCESS as it was before Windows Vista
+constexpr ACCESS_MASK kFullAccess = FILE_ALL_ACCESS;
+static_assert(kFullAccess == 0x1F01FF);
 // Read data, write data, append data, delete child, read attributes, delete, synchronize.
 constexpr ACCESS_MASK kWorkingAccess = 0x1100C7;
 
@@ -103,9 +104,6 @@ SecurityAttributes::SecurityAttributes() {
 
 int ApplyFolderAccessRules(const std::wstring& path) {
   constexpr int kDone = 1;
-  if (Storage::File::IsLink(path)) {
-    return kDone;
-  }
   LocalMemory<ACL> acl;
   if (!BuildReapplyAcl(acl)) {
     return kDone;
@@ -120,6 +118,10 @@ int ApplyFolderAccessRules(const std::wstring& path) {
 }
 
 void ApplySecurityRecursively(const std::wstring& path, SECURITY_DESCRIPTOR* descriptor, ACL* acl) {
+  // Asked again for every folder: what was a folder when it was listed may have been replaced meanwhile.
+  if (Storage::File::IsLink(path)) {
+    return;
+  }
   if (::SetSecurityDescriptorDacl(descriptor, TRUE, acl, FALSE)) {
     ::SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, descriptor);
   }

@@ -33,7 +33,8 @@ class SecurityAttributes : private boost::noncopyable {
 int ApplyFolderAccessRules(const std::wstring& path);
 
 // The stamp itself: sets `acl` in `descriptor` and writes that to `path` and everything below, taking the read-only
-// attribute off on the way. Errors of single entries are passed over, and so are links.
+// attribute off on the way. Errors of single entries are passed over, and so are links; but not hard links, which
+// cannot be told from the file itself.
 void ApplySecurityRecursively(const std::wstring& path, SECURITY_DESCRIPTOR* descriptor, ACL* acl);
 
 }  // namespace OrCommon::AccessControl

@@ -1,5 +1,6 @@
 #include "Common/OrCommon/OrComn_String.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cwchar>
 #include <memory>
@@ -8,9 +9,9 @@
 namespace OrCommon::String {
 namespace {
 
-// Both in characters, both 0 until the first use.
-std::size_t g_initialCapacity = 0;
-std::size_t g_growthStep = 0;
+// Both in characters, both 0 until the first use. Atomic because traces of any thread are formatted here.
+std::atomic<std::size_t> g_initialCapacity = 0;
+std::atomic<std::size_t> g_growthStep = 0;
 
 constexpr std::size_t kCharacters = 256;
 
