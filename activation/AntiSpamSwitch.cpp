@@ -8,9 +8,7 @@
 #include "activation/MonitorLaunch.h"
 #include "cli/RunLog.h"
 #include "install/OutlookDetection.h"
-#include "plugins/OutlookAddin.h"
-#include "plugins/OutlookExpressPlugin.h"
-#include "plugins/WindowsLiveMailPlugin.h"
+#include "plugins/ClientRegistration.h"
 #include "settings/MailClients.h"
 #include "settings/ProductSettings.h"
 
@@ -22,10 +20,6 @@ using namespace VELAUtility;
 constexpr wchar_t kMonitorShutdownEvent[] = L"Global\\{DD2A6866-95FD-47a8-A48D-CDB025648C09}";
 constexpr DWORD kShutdownPulse = 100;  // milliseconds
 
-// The product's entry in the settings that the client programs share, and the number that goes with it.
-constexpr wchar_t kProduct[] = L"VELA";
-constexpr DWORD kSettingsNumber = 1700;
-
 constexpr wchar_t kOutlookFlag[] = L"OL_DELAY_INST";
 constexpr wchar_t kOutlookExpressFlag[] = L"OE_DELAY_INST";
 constexpr wchar_t kWindowsLiveMailFlag[] = L"WLM_DELAY_INST";
@@ -36,25 +30,22 @@ struct DelayedInstall {
   const wchar_t* flag;
   const wchar_t* shownFlag;  // as the log names it; the number follows
   const wchar_t* folder;
-  bool (*install)(const std::wstring& clientFolder, bool enable);
-  const wchar_t* running;
-  const wchar_t* failure;
+  bool (*isInstalled)();  // may be null: not asked
+  const wchar_t* notInstalled;
   const wchar_t* clearedFlag;
   const wchar_t* clearFailure;
 };
 
-// In this order. The first two clear each other's flag: programs that set the flags rely on that crossing, and with it
-// a client's own flag keeps its registration being renewed.
+// In this order. The first two clear each other's flag, so that a client's own flag keeps its registration being
+// renewed: meant so, like the texts that name the flag that is really cleared.
 constexpr DelayedInstall kDelayedInstalls[] = {
-    {MailClient::kOutlookExpress, kOutlookExpressFlag, L"nDelayEnableOE = %d", L"\\VELA_OE", RegisterOEPlugin,
-     L"Outlook Express is running during installing !", L"Fail to Install VELA_OE !!", kOutlookFlag,
-     L"Fail to store REG_ZENTA_VELA_OL_DELAY_INSTALL_KEY value !!"},
-    {MailClient::kOutlook, kOutlookFlag, L" nDelayEnableOL = %d", L"\\VELA_OL", RegisterOutlookAddin,
-     L"MS Office Outlook is running during installing !", L"Fail to Install VELA_OL !!", kOutlookExpressFlag,
+    {MailClient::kOutlookExpress, kOutlookExpressFlag, L"nDelayEnableOE = %d", L"\\VELA_OE", nullptr, nullptr,
+     kOutlookFlag, L"Fail to store REG_ZENTA_VELA_OL_DELAY_INSTALL_KEY value !!"},
+    {MailClient::kOutlook, kOutlookFlag, L" nDelayEnableOL = %d", L"\\VELA_OL", IsOutlookSupported,
+     L"MS Office Outlook is not installed !", kOutlookExpressFlag,
      L"Fail to store REG_ZENTA_VELA_OE_DELAY_INSTALL_KEY value !!"},
-    {MailClient::kWindowsLiveMail, kWindowsLiveMailFlag, L" nDelayEnableWLM = %d", L"\\VELA_WLM", RegisterWLMPlugin,
-     L"Windows Live Mail is running during installing !", L"Fail to Install VELA_WLM !!", kWindowsLiveMailFlag,
-     L"Fail to store REG_ZENTA_VELA_WLM_DELAY_INSTALL_KEY value !!"},
+    {MailClient::kWindowsLiveMail, kWindowsLiveMailFlag, L" nDelayEnableWLM = %d", L"\\VELA_WLM", nullptr, nullptr,
+     kWindowsLiveMailFlag, L"Fail to store REG_ZENTA_VELA_WLM_DELAY_INSTALL_KEY value !!"},
 };
 constexpr int kDelayedInstallCount = sizeof kDelayedInstalls / sizeof kDelayedInstalls[0];
 
@@ -99,8 +90,8 @@ bool Run(ClientSwitch clientSwitch, const wchar_t* success, const wchar_t* failu
 
 // False where the settings cannot be opened; a flag that is missing or no number reads as 0.
 bool ReadDelayFlags(DWORD (&flags)[kDelayedInstallCount]) {
-  Frwk::Storage::CoreAgentRegistry settings(kSettingsNumber);
-  if (!settings.OpenForReading(kProduct)) {
+  Frwk::Storage::CoreAgentRegistry settings(kSharedSettingsNumber);
+  if (!settings.OpenForReading(kSharedSettingsEntry)) {
     RunLog::Error() << L"Fail to open REG_ZENTA_VELA_ROOT_PATH for query !!";
     return false;
   }
@@ -112,16 +103,10 @@ bool ReadDelayFlags(DWORD (&flags)[kDelayedInstallCount]) {
 }
 
 void RunDelayedInstall(const DelayedInstall& delayed, const std::wstring& installPath) {
-  if (delayed.client == MailClient::kOutlook && !IsOutlookSupported()) {
-    RunLog::Info() << L"MS Office Outlook is not installed !";
+  if (delayed.isInstalled != nullptr && !delayed.isInstalled()) {
+    RunLog::Info() << delayed.notInstalled;  // told, and installed all the same
   }
-  const bool running = IsMailClientRunning(delayed.client);
-  if (running) {
-    RunLog::Info() << delayed.running;
-  }
-  if (!delayed.install(installPath + delayed.folder, !running)) {
-    RunLog::Error() << delayed.failure;
-  }
+  RegisterClient(delayed.client, installPath + delayed.folder, true);
   if (!StoreProductValue(delayed.clearedFlag)) {
     RunLog::Error() << delayed.clearFailure;
   }

@@ -13,23 +13,53 @@ namespace {
 
 using ProductFolders::WithTrailingBackslash;
 
+// True for a text that names one folder and nothing else. The identity is any text that the user cares to store, and
+// what is made or opened here is done with machine rights: "..\\..\\Windows" must lead nowhere.
+bool IsPlainName(const std::wstring& name) {
+  return name.find_first_of(L"\\/:") == std::wstring::npos && name.find_first_not_of(L". ") != std::wstring::npos;
+}
+
 // The path of the tree while it grows level by level.
 class Tree {
  public:
-  Tree() : root_(WithTrailingBackslash(GetCommonDataFolder())), path_(root_) {}
+  explicit Tree(const std::wstring& commonData) : root_(WithTrailingBackslash(commonData)), path_(root_) {}
 
   void AddLevel(const std::wstring& level) {
     path_ += level;
     if (OrCommon::Storage::File::IsFolder(path_)) {
       OrCommon::AccessControl::ApplyFolderAccessRules(path_);
-    } else if (!::CreateDirectoryW(path_.c_str(), attributes_.Get())) {
-      // Also where a file or a link stands in its place: a link may lead anywhere, and what is made is open to
-      // everyone.
+    } else {
+      Create();
+    }
+  }
+
+  // An empty identity adds nothing: the folder above is opened once more.
+  void AddIdentity(const std::wstring& identity) {
+    if (identity.empty()) {
+      AddLevel(identity);
+    } else if (!IsPlainName(identity)) {
       path_ = root_;
+    } else if (path_ != root_) {
+      AddLevel(identity);
+    } else {
+      // The levels above could not be made and the identity goes below the root, where other programs keep their
+      // folders: one that is there already is theirs, and is not opened to everyone because a user chose its name.
+      path_ += identity;
+      if (!OrCommon::Storage::File::IsFolder(path_)) {
+        Create();
+      }
     }
   }
 
  private:
+  // A file or a link in the level's place makes this fail too: a link may lead anywhere, and what is made is open to
+  // everyone.
+  void Create() {
+    if (!::CreateDirectoryW(path_.c_str(), attributes_.Get())) {
+      path_ = root_;
+    }
+  }
+
   const std::wstring root_;
   std::wstring path_;
   OrCommon::AccessControl::SecurityAttributes attributes_;
@@ -46,12 +76,17 @@ bool GetCurrentUserID(const std::wstring& userSid, std::wstring& userId) {
 }
 
 void BuildUserDataTree(const wchar_t* clientName, const std::wstring& userSid, std::wstring& userId) {
-  Tree tree;
+  const std::wstring commonData = GetCommonDataFolder();
+  if (commonData.empty()) {
+    GetCurrentUserID(userSid, userId);
+    return;  // below the current folder, which may be anybody's, nothing is opened to everyone
+  }
+  Tree tree(commonData);
   tree.AddLevel(L"Orvane Labs\\");
   tree.AddLevel(std::wstring(clientName) + L"\\");
   tree.AddLevel(L"Users\\");
   GetCurrentUserID(userSid, userId);
-  tree.AddLevel(userId);
+  tree.AddIdentity(userId);
   tree.AddLevel(L"\\log\\");  // after an empty identity the separator is doubled, which does no harm
 }
 

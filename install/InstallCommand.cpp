@@ -11,9 +11,7 @@
 #include "install/DataFolder.h"
 #include "install/OutlookDetection.h"
 #include "install/Staging.h"
-#include "plugins/OutlookAddin.h"
-#include "plugins/OutlookExpressPlugin.h"
-#include "plugins/WindowsLiveMailPlugin.h"
+#include "plugins/ClientRegistration.h"
 #include "settings/CommandLineFolders.h"
 #include "settings/MailClients.h"
 #include "settings/ProductFolders.h"
@@ -23,24 +21,6 @@ namespace VELAWrapper {
 namespace {
 
 using namespace VELAUtility;
-
-// How one client's plug-in is registered.
-struct Registration {
-  MailClient client;
-  bool (*install)(const std::wstring& clientFolder, bool enable);
-  const wchar_t* running;
-  const wchar_t* failure;
-};
-
-// In this order.
-constexpr Registration kRegistrations[] = {
-    {MailClient::kOutlook, RegisterOutlookAddin, L"MS Office Outlook is running during installing !",
-     L"Fail to Install VELA_OL !!"},
-    {MailClient::kOutlookExpress, RegisterOEPlugin, L"Outlook Express is running during installing !",
-     L"Fail to Install VELA_OE !!"},
-    {MailClient::kWindowsLiveMail, RegisterWLMPlugin, L"Windows Live Mail is running during installing !",
-     L"Fail to Install VELA_WLM !!"},
-};
 
 // The settings themselves go through keys of their own; what matters here is that the key exists before they do.
 OrCommon::RegistryKey EnsureProductKey() {
@@ -91,17 +71,6 @@ bool SettleSwitch(DWORD& enabled) {
   return true;
 }
 
-// A client that runs cannot be switched on at once: its plug-in is registered switched off.
-void Register(const Registration& registration, const std::wstring& baseFolder, bool enable) {
-  if (IsMailClientRunning(registration.client)) {
-    RunLog::Info() << registration.running;
-    enable = false;
-  }
-  if (!registration.install(ProductFolders::Join(baseFolder, FactsOf(registration.client).folder), enable)) {
-    RunLog::Error() << registration.failure;
-  }
-}
-
 }  // namespace
 
 int Install() {
@@ -118,8 +87,8 @@ int Install() {
   if (!IsOutlookSupported()) {
     RunLog::Info() << L"MS Office Outlook is not installed !";  // told, and Outlook's plug-in is installed all the same
   }
-  for (const Registration& registration : kRegistrations) {
-    Register(registration, baseFolder, enabled != 0);
+  for (const MailClientFacts& facts : kMailClients) {
+    RegisterClient(facts.client, ProductFolders::Join(baseFolder, facts.folder), enabled != 0);
   }
   return 0;
 }

@@ -115,8 +115,8 @@ bool DeleteRunValue(const std::wstring& name) {
 }
 
 bool StoreProductValue(const std::wstring& name) {
-  Frwk::Storage::CoreAgentRegistry settings(1700);
-  if (!settings.OpenForWriting(L"VELA")) {
+  Frwk::Storage::CoreAgentRegistry settings(kSharedSettingsNumber);
+  if (!settings.OpenForWriting(kSharedSettingsEntry)) {
     RunLog::Error() << L"Fail to open for store !!";
     return false;
   }

@@ -13,6 +13,10 @@
 namespace VELAUtility {
 
 inline constexpr wchar_t kProductKey[] = L"SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA";
+// The product's entry in the settings that the client programs share, and the number that goes with it.
+inline constexpr wchar_t kSharedSettingsEntry[] = L"VELA";
+inline constexpr DWORD kSharedSettingsNumber = 1700;
+
 inline constexpr wchar_t kEnableValue[] = L"VELAEnable";
 inline constexpr wchar_t g_szCURunKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Run\\";
 

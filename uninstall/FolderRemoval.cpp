@@ -7,9 +7,25 @@
 
 namespace VELAUtility {
 
+namespace {
+
+std::wstring ProductDataFolder() {
+  return ProductFolders::GetBaseFolder(GetCommonDataFolder());
+}
+
+// True where `folder` lies in the data of all users, and its way leads through a link in the place of the product's
+// folder there: any user may make that folder where it is missing, and what lies behind a link is not the product's.
+bool IsBehindLink(const std::wstring& folder) {
+  const std::wstring productData = ProductDataFolder();
+  return folder.compare(0, productData.size(), productData) == 0 && OrCommon::Storage::File::IsLink(productData);
+}
+
+}  // namespace
+
 bool DeleteFolderFiles(const std::wstring& folder, int& restartNeeded, DWORD* error) {
-  DWORD code = ERROR_SUCCESS;
-  const bool succeeded = OrCommon::Storage::File::DeleteAllFiles(folder, restartNeeded, &code);
+  const bool refused = IsBehindLink(folder);
+  DWORD code = refused ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
+  const bool succeeded = !refused && OrCommon::Storage::File::DeleteAllFiles(folder, restartNeeded, &code);
   if (succeeded) {
     RunLog::Info() << L"OrCommon::Storage::File::DeleteAllFiles succeeded, dwRtnValue:" << code;
   } else {
@@ -18,7 +34,7 @@ bool DeleteFolderFiles(const std::wstring& folder, int& restartNeeded, DWORD* er
   if (error != nullptr) {
     *error = code;
   }
-  if (!::RemoveDirectoryW(folder.c_str()) && !folder.empty()) {
+  if (!refused && !::RemoveDirectoryW(folder.c_str()) && !folder.empty()) {
     ::MoveFileExW(folder.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
   }
   return succeeded;
@@ -26,13 +42,11 @@ bool DeleteFolderFiles(const std::wstring& folder, int& restartNeeded, DWORD* er
 
 void RemoveVELAProgramData() {
   constexpr const wchar_t* kFolders[] = {L"OL", L"OE", L"WLM", L"VELA_common"};
-  const std::wstring productData = ProductFolders::GetBaseFolder(GetCommonDataFolder());
-  // Any user may make a folder where this one is missing: a link in its place leads to folders that are not ours.
-  const bool isLink = OrCommon::Storage::File::IsLink(productData);
+  const std::wstring productData = ProductDataFolder();
   for (const wchar_t* const name : kFolders) {
     const std::wstring folder = productData + name;
     int restartNeeded = 0;
-    if (isLink || !DeleteFolderFiles(folder, restartNeeded, nullptr)) {
+    if (!DeleteFolderFiles(folder, restartNeeded, nullptr)) {
       RunLog::Warn() << L"VELAUtility::RemoveVELAProgramData(), Failed to delete folder: " << folder;
     }
   }

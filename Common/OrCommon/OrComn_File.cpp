@@ -6,12 +6,17 @@ namespace OrCommon::Storage::File {
 namespace {
 
 DWORD AttributesOf(std::wstring path) {
-  // With a trailing backslash the system would follow a link and tell of what it leads to.
+  // With a separator at its end the system would follow a link and tell of what it leads to.
   constexpr std::size_t kDriveRoot = 3;  // "C:\" keeps its backslash: without it, it is another folder
-  if (path.size() > kDriveRoot && path.back() == L'\\') {
+  while (path.size() > kDriveRoot && (path.back() == L'\\' || path.back() == L'/')) {
     path.pop_back();
   }
   return ::GetFileAttributesW(path.c_str());
+}
+
+// True for the codes that say that nothing has this name.
+bool IsMissing(DWORD error) noexcept {
+  return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
 }
 
 void StoreError(DWORD* error, DWORD code) noexcept {
@@ -54,8 +59,9 @@ bool DeleteBelow(const std::wstring& folder, int& restartNeeded, DWORD* error) {
       Remove(path, ::DeleteFileW, restartNeeded);
       continue;
     }
-    // The tree is writable by every user: a link may lead anywhere and is never entered.
-    if ((entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0 &&
+    // The tree is writable by every user: a link may lead anywhere and is never entered. The listing may be old by now,
+    // so the disk is asked once more.
+    if ((entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0 && !IsLink(path) &&
         !DeleteBelow(path + L'\\', restartNeeded, error)) {
       succeeded = false;
     }
@@ -75,7 +81,10 @@ bool IsDotEntry(std::wstring_view name) noexcept {
 
 bool IsLink(const std::wstring& path) {
   const DWORD attributes = AttributesOf(path);
-  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+  if (attributes == INVALID_FILE_ATTRIBUTES) {
+    return !IsMissing(::GetLastError());
+  }
+  return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 
 bool IsFolder(const std::wstring& path) {
@@ -101,7 +110,14 @@ bool DeleteAllFiles(const std::wstring& folder, int& restartNeeded, DWORD* error
     StoreError(error, ERROR_BAD_ARGUMENTS);
     return false;
   }
-  if (IsLink(folder)) {
+  const DWORD attributes = AttributesOf(folder);
+  if (attributes == INVALID_FILE_ATTRIBUTES) {
+    const DWORD refusal = ::GetLastError();
+    if (!IsMissing(refusal)) {  // it could be a link; a folder that is missing is reported by the listing
+      StoreError(error, refusal);
+      return false;
+    }
+  } else if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
     StoreError(error, ERROR_SUCCESS);
     return true;
   }

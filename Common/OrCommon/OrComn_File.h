@@ -11,8 +11,9 @@ namespace OrCommon::Storage::File {
 // "." and "..", which every listing holds and nobody wants.
 bool IsDotEntry(std::wstring_view name) noexcept;
 
-// True where `path` (with or without a trailing backslash) is a link of any kind: a symbolic link, a junction, a mount
-// point. What it leads to is not looked at.
+// True where `path` (with or without separators at its end) is a link: a symbolic link, a junction, a mount point or
+// any other reparse point; what it leads to is not looked at. True also where that cannot be told, which who planted a
+// link may have seen to; false where nothing has this name. The folders above are not looked at.
 bool IsLink(const std::wstring& path);
 
 // True where a folder, not a link to one, has this name.
