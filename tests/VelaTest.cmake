@@ -1,0 +1,73 @@
+# vela_test(<name> SOURCES <file>... [LIBRARIES <target>...] [LABELS <label>...] [CODEPAGE <1252|932>...]
+#           [SECONDS <limit>] [ENVIRONMENT <variable=value>...] [ARGUMENTS <argument>...])
+#
+# One doctest program, <build>/tests/<name>.exe, and one CTest test for each code page (1252 where none is given; the
+# test of another one is called <name>.cp<number>). The names say where the sources lie: unit.OrCommon,
+# scenarios.install. The first part of the name is always a label of the test.
+#
+# Cross builds run each program under Wine in a prefix of its own, made from the template that the CTest fixture
+# `wine_prefix` keeps ready. A native build runs it as it is, and the program itself refuses (tests/support/TestMain.cpp).
+set(VELA_TEST_DIR "${CMAKE_BINARY_DIR}/tests")
+set(VELA_TEST_PREFIX "${VELA_TEST_DIR}/prefix")
+set(VELA_TEST_LOCALES "${VELA_TEST_DIR}/locales")
+set(VELA_TEST_SUPPORT_DIR "${CMAKE_CURRENT_LIST_DIR}/support")
+
+if(CMAKE_CROSSCOMPILING)
+  find_program(VELA_BASH bash REQUIRED)
+  add_test(NAME prefix.template
+    COMMAND "${VELA_BASH}" "${VELA_TEST_SUPPORT_DIR}/make_prefix.sh" "${VELA_TEST_PREFIX}")
+  set_tests_properties(prefix.template PROPERTIES FIXTURES_SETUP wine_prefix LABELS prefix TIMEOUT 300)
+  add_test(NAME prefix.locale_932
+    COMMAND "${VELA_BASH}" "${VELA_TEST_SUPPORT_DIR}/make_locale.sh" "${VELA_TEST_LOCALES}" ja_JP UTF-8)
+  set_tests_properties(prefix.locale_932 PROPERTIES FIXTURES_SETUP locale_932 LABELS prefix TIMEOUT 60)
+endif()
+
+# vela_prefix_test(<name> <limit in seconds> <code page> <label;...> <variable=value;...> <program> [<argument>...])
+# registers a program that is built already; vela_test ends here, and so do tests of programs that use no doctest.
+function(vela_prefix_test name seconds codepage labels environment)
+  set(_command ${ARGN})
+  set(_fixtures "")
+  if(CMAKE_CROSSCOMPILING)
+    list(PREPEND _command "${VELA_BASH}" "${VELA_TEST_SUPPORT_DIR}/run_in_prefix.sh" "${VELA_TEST_PREFIX}")
+    list(APPEND environment "VELA_TEST_SECONDS=${seconds}")
+    list(APPEND _fixtures wine_prefix)
+    if(codepage EQUAL 932)
+      list(APPEND environment "VELA_TEST_LOCALE=ja_JP.UTF-8" "LOCPATH=${VELA_TEST_LOCALES}")
+      list(APPEND _fixtures locale_932)
+    elseif(NOT codepage EQUAL 1252)
+      message(FATAL_ERROR "${name}: no locale is known for code page ${codepage}")
+    endif()
+  endif()
+  add_test(NAME ${name} COMMAND ${_command})
+  # The runner's own limit comes first: it still cleans up, which a killed runner cannot.
+  math(EXPR _timeout "${seconds} + 30")
+  set_tests_properties(${name} PROPERTIES
+    TIMEOUT ${_timeout} LABELS "${labels}" ENVIRONMENT "${environment}" FIXTURES_REQUIRED "${_fixtures}")
+endfunction()
+
+function(vela_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "SECONDS" "SOURCES;LIBRARIES;LABELS;CODEPAGE;ENVIRONMENT;ARGUMENTS")
+  if(arg_UNPARSED_ARGUMENTS OR NOT arg_SOURCES)
+    message(FATAL_ERROR "vela_test(${name}): no SOURCES, or unknown arguments: ${arg_UNPARSED_ARGUMENTS}")
+  endif()
+  if(NOT arg_SECONDS)
+    set(arg_SECONDS 300)
+  endif()
+  if(NOT arg_CODEPAGE)
+    set(arg_CODEPAGE 1252)
+  endif()
+  string(REGEX REPLACE "[.].*" "" _area "${name}")
+
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE test_main ${arg_LIBRARIES} test_support vela_options)
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${VELA_TEST_DIR}")
+
+  foreach(_codepage IN LISTS arg_CODEPAGE)
+    set(_test ${name})
+    if(NOT _codepage EQUAL 1252)
+      set(_test ${name}.cp${_codepage})
+    endif()
+    vela_prefix_test(${_test} ${arg_SECONDS} ${_codepage} "${_area};${arg_LABELS}" "${arg_ENVIRONMENT}"
+      "$<TARGET_FILE:${name}>" ${arg_ARGUMENTS})
+  endforeach()
+endfunction()

@@ -1,0 +1,155 @@
+// VELAutil.exe as a file: whom it runs for, what it needs to start, how it is hardened.
+#include <doctest/doctest.h>
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "tests/build/Windows52Functions.h"
+#include "tests/support/ImportTables.h"
+#include "tests/support/TestPaths.h"
+#include "tests/support/TextLines.h"
+
+namespace {
+
+// The program mapped as it would run, without being started and without its libraries.
+class MappedProgram {
+ public:
+  MappedProgram()
+      : module_(::LoadLibraryExW(TestSupport::ProductPath().c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES)) {
+    if (module_ == nullptr) {
+      throw std::runtime_error("cannot map " + TestSupport::ToUtf8(TestSupport::ProductPath()));
+    }
+  }
+  MappedProgram(const MappedProgram&) = delete;
+  MappedProgram& operator=(const MappedProgram&) = delete;
+  ~MappedProgram() { ::FreeLibrary(module_); }
+
+  HMODULE Module() const { return module_; }
+  const IMAGE_NT_HEADERS64& Headers() const {
+    const auto* const base = reinterpret_cast<const char*>(module_);
+    const auto* const dosHeader = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+    return *reinterpret_cast<const IMAGE_NT_HEADERS64*>(base + dosHeader->e_lfanew);
+  }
+  std::string Resource(const wchar_t* type) const {
+    const HRSRC found = ::FindResourceW(module_, MAKEINTRESOURCEW(1), type);
+    if (found == nullptr) {
+      return {};
+    }
+    const auto* const data = static_cast<const char*>(::LockResource(::LoadResource(module_, found)));
+    return std::string(data, ::SizeofResource(module_, found));
+  }
+
+ private:
+  HMODULE module_;
+};
+
+std::string LowerCase(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
+  return text;
+}
+
+std::vector<std::string> Libraries(bool delayed) {
+  const MappedProgram program;
+  std::set<std::string> libraries;
+  for (const auto& import : TestSupport::ReadImports(program.Module())) {
+    if (import.delayed == delayed) {
+      libraries.insert(LowerCase(import.library));
+    }
+  }
+  return {libraries.begin(), libraries.end()};
+}
+
+TEST_CASE("a console program for 64-bit Windows from 5.2 on") {
+  const MappedProgram program;
+  const IMAGE_NT_HEADERS64& headers = program.Headers();
+  CHECK(headers.FileHeader.Machine == IMAGE_FILE_MACHINE_AMD64);
+  CHECK(headers.OptionalHeader.Magic == IMAGE_NT_OPTIONAL_HDR64_MAGIC);
+  CHECK(headers.OptionalHeader.Subsystem == IMAGE_SUBSYSTEM_WINDOWS_CUI);
+  const auto oldest =
+      std::pair(headers.OptionalHeader.MajorSubsystemVersion, headers.OptionalHeader.MinorSubsystemVersion);
+  CHECK(oldest <= std::pair(WORD{5}, WORD{2}));
+}
+
+TEST_CASE("it may be loaded anywhere, and its data is not executed") {
+  const MappedProgram program;
+  const IMAGE_NT_HEADERS64& headers = program.Headers();
+  constexpr WORD kHighEntropy = 0x0020;  // IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA
+  CHECK((headers.OptionalHeader.DllCharacteristics & kHighEntropy) != 0);
+  CHECK((headers.OptionalHeader.DllCharacteristics & IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE) != 0);
+  CHECK((headers.OptionalHeader.DllCharacteristics & IMAGE_DLLCHARACTERISTICS_NX_COMPAT) != 0);
+  CHECK((headers.FileHeader.Characteristics & IMAGE_FILE_RELOCS_STRIPPED) == 0);
+  CHECK(headers.OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_BASERELOC].Size > 0);
+}
+
+#if defined(__MINGW32__)
+TEST_CASE("the file does not tell when it was built") {
+  const MappedProgram program;
+  CHECK(program.Headers().FileHeader.TimeDateStamp == 0);
+}
+
+TEST_CASE("it starts with three libraries and loads the shell's when they are needed") {
+  CHECK_LINES(Libraries(false), {"advapi32.dll", "kernel32.dll", "msvcrt.dll"});
+  CHECK_LINES(Libraries(true), {"shell32.dll", "shlwapi.dll"});
+}
+#endif
+
+TEST_CASE("everything that it imports is there on Windows 5.2") {
+  const MappedProgram program;
+  std::vector<std::string> unknown;
+  std::size_t known = 0;
+  for (const auto& import : TestSupport::ReadImports(program.Module())) {
+    if (IsInWindows52(LowerCase(import.library), import.function)) {
+      ++known;
+    } else {
+      unknown.push_back(import.library + " " + import.function);
+    }
+  }
+  CHECK_LINES(unknown, {});
+  CHECK(known > 100);
+}
+
+TEST_CASE("what newer systems offer is not in the list") {
+  CHECK_FALSE(IsInWindows52("kernel32.dll", "GetTickCount64"));
+  CHECK_FALSE(IsInWindows52("kernel32.dll", "InitializeConditionVariable"));
+  CHECK_FALSE(IsInWindows52("kernel32.dll", "SetProcessMitigationPolicy"));
+  CHECK_FALSE(IsInWindows52("msvcrt.dll", "_vsnwprintf_s"));
+  CHECK_FALSE(IsInWindows52("advapi32.dll", "RegDeleteTreeW"));
+  CHECK_FALSE(IsInWindows52("kernel32.dll", "RegCloseKey"));
+  CHECK(IsInWindows52("advapi32.dll", "RegCloseKey"));
+}
+
+TEST_CASE("it runs with the rights of its caller and claims no newer Windows") {
+  const MappedProgram program;
+  const std::string manifest = program.Resource(RT_MANIFEST);
+  CHECK(manifest.find("level=\"asInvoker\"") != std::string::npos);
+  // With such a section GetVersionExW would report Windows 8.1 and newer as they are.
+  CHECK(manifest.find("supportedOS") == std::string::npos);
+}
+
+TEST_CASE("it carries its version") {
+  const MappedProgram program;
+  const std::string resource = program.Resource(RT_VERSION);
+  const std::wstring wide(reinterpret_cast<const wchar_t*>(resource.data()), resource.size() / sizeof(wchar_t));
+  CHECK(wide.find(L"VS_VERSION_INFO") != std::wstring::npos);
+  CHECK(wide.find(std::wstring(VELA_PROGRAM_VERSION)) != std::wstring::npos);
+  CHECK(wide.find(L"VELAutil.exe") != std::wstring::npos);
+}
+
+#if defined(VELA_AS_SHIPPED)
+TEST_CASE("the file is smaller than 1 MiB") {
+  WIN32_FILE_ATTRIBUTE_DATA data = {};
+  REQUIRE(::GetFileAttributesExW(TestSupport::ProductPath().c_str(), GetFileExInfoStandard, &data));
+  CHECK(data.nFileSizeHigh == 0);
+  CHECK(data.nFileSizeLow < 1024 * 1024);
+}
+#endif
+
+}  // namespace

@@ -1,0 +1,58 @@
+#!/usr/bin/env python3
+"""check_words.py <repository>: no notes to oneself, tabs or Windows line ends in the files of the repository."""
+import pathlib
+import re
+import subprocess
+import sys
+
+# Put together here, so that this file does not find itself.
+NOTES = re.compile(r"\b(" + "|".join(["TO" + "DO", "FIX" + "ME", "X" + "XX", "HA" + "CK"]) + r")\b")
+BINARY = {".ico", ".png"}
+WINDOWS_LINES = {".bat", ".ps1"}
+
+
+def files_of(root):
+    listed = subprocess.run(["git", "-C", str(root), "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
+                            capture_output=True, check=True).stdout.decode("utf-8")
+    return [root / name for name in listed.split("\0") if name]
+
+
+def faults_in_text(name, text):
+    faults = []
+    for number, line in enumerate(text.split("\n"), 1):
+        if NOTES.search(line):
+            faults.append("%s:%d: a note to oneself" % (name, number))
+        if "\t" in line:
+            faults.append("%s:%d: a tab" % (name, number))
+        if line.rstrip("\r") != line.rstrip("\r").rstrip(" ") and not name.endswith(".md"):
+            faults.append("%s:%d: blanks at the end" % (name, number))
+        if line.endswith("\r") and pathlib.PurePath(name).suffix not in WINDOWS_LINES:
+            faults.append("%s:%d: a Windows line end" % (name, number))
+    if text and not text.endswith("\n"):
+        faults.append("%s: the last line is not ended" % name)
+    return faults
+
+
+def main():
+    root = pathlib.Path(sys.argv[1])
+    faults = []
+    count = 0
+    for path in files_of(root):
+        if path.suffix in BINARY or not path.is_file():
+            continue
+        count += 1
+        try:
+            text = path.read_bytes().decode("utf-8")
+        except UnicodeDecodeError:
+            faults.append("%s: not UTF-8" % path.relative_to(root))
+            continue
+        faults.extend(faults_in_text(path.relative_to(root).as_posix(), text))
+    if count == 0:
+        faults.append("no files found in %s" % root)
+    for fault in faults:
+        print(fault)
+    return 1 if faults else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,155 @@
+#include "tests/support/FailureReturns.h"
+
+#include <cstring>
+#include <stdexcept>
+
+namespace TestSupport {
+namespace {
+
+enum class Way {
+  kFalse,          // FALSE, null or 0, and the last-error code
+  kMinusOne,       // INVALID_HANDLE_VALUE, and the last-error code
+  kAllOnes,        // 0xFFFFFFFF as a DWORD, and the last-error code
+  kErrorCode,      // the code itself; the last-error code is left alone
+  kHresult,        // an HRESULT made of the code; the last-error code is left alone
+  kFalseSilently,  // FALSE; the last-error code is left alone
+};
+
+struct Row {
+  const char* function;
+  Way way;
+};
+
+constexpr Row kRows[] = {
+    // kernel32: files
+    {"CopyFileW", Way::kFalse},
+    {"CreateDirectoryW", Way::kFalse},
+    {"CreateFileW", Way::kMinusOne},
+    {"DeleteFileW", Way::kFalse},
+    {"FindFirstFileW", Way::kMinusOne},
+    {"FindNextFileW", Way::kFalse},
+    {"GetFileAttributesExW", Way::kFalse},
+    {"GetFileAttributesW", Way::kAllOnes},
+    {"GetFileInformationByHandle", Way::kFalse},
+    {"GetFileSize", Way::kAllOnes},
+    {"GetFileSizeEx", Way::kFalse},
+    {"GetFileTime", Way::kFalse},
+    {"GetFullPathNameW", Way::kFalse},
+    {"GetSystemDirectoryW", Way::kFalse},
+    {"GetTempFileNameW", Way::kFalse},
+    {"GetTempPathW", Way::kFalse},
+    {"GetWindowsDirectoryW", Way::kFalse},
+    {"MoveFileExW", Way::kFalse},
+    {"MoveFileW", Way::kFalse},
+    {"ReadFile", Way::kFalse},
+    {"RemoveDirectoryW", Way::kFalse},
+    {"SetEndOfFile", Way::kFalse},
+    {"SetFileAttributesW", Way::kFalse},
+    {"SetFilePointer", Way::kAllOnes},
+    {"SetFileTime", Way::kFalse},
+    {"WriteFile", Way::kFalse},
+    // kernel32: processes, libraries, events, text
+    {"CloseHandle", Way::kFalse},
+    {"CreateEventW", Way::kFalse},
+    {"CreateProcessW", Way::kFalse},
+    {"CreateToolhelp32Snapshot", Way::kMinusOne},
+    {"FreeLibrary", Way::kFalse},
+    {"GetExitCodeProcess", Way::kFalse},
+    {"GetModuleFileNameW", Way::kFalse},
+    {"GetModuleHandleA", Way::kFalse},
+    {"GetModuleHandleW", Way::kFalse},
+    {"GetProcAddress", Way::kFalse},
+    {"GetVersionExW", Way::kFalse},
+    {"HeapSetInformation", Way::kFalse},
+    {"LoadLibraryA", Way::kFalse},
+    {"LoadLibraryExW", Way::kFalse},
+    {"LoadLibraryW", Way::kFalse},
+    {"LocalAlloc", Way::kFalse},
+    {"MultiByteToWideChar", Way::kFalse},
+    {"OpenProcess", Way::kFalse},
+    {"Process32FirstW", Way::kFalse},
+    {"Process32NextW", Way::kFalse},
+    {"ResetEvent", Way::kFalse},
+    {"SetEnvironmentVariableW", Way::kFalse},
+    {"SetEvent", Way::kFalse},
+    {"WaitForSingleObject", Way::kAllOnes},
+    {"WideCharToMultiByte", Way::kFalse},
+    // advapi32: registry
+    {"RegCloseKey", Way::kErrorCode},
+    {"RegCreateKeyExW", Way::kErrorCode},
+    {"RegCreateKeyW", Way::kErrorCode},
+    {"RegDeleteKeyW", Way::kErrorCode},
+    {"RegDeleteValueW", Way::kErrorCode},
+    {"RegEnumKeyExW", Way::kErrorCode},
+    {"RegEnumKeyW", Way::kErrorCode},
+    {"RegEnumValueW", Way::kErrorCode},
+    {"RegFlushKey", Way::kErrorCode},
+    {"RegOpenKeyExW", Way::kErrorCode},
+    {"RegOpenKeyW", Way::kErrorCode},
+    {"RegQueryInfoKeyW", Way::kErrorCode},
+    {"RegQueryValueExW", Way::kErrorCode},
+    {"RegSetValueExW", Way::kErrorCode},
+    // advapi32: security and sessions
+    {"AddAccessAllowedAce", Way::kFalse},
+    {"AddAccessAllowedAceEx", Way::kFalse},
+    {"AllocateAndInitializeSid", Way::kFalse},
+    {"ConvertSidToStringSidW", Way::kFalse},
+    {"CopySid", Way::kFalse},
+    {"CreateProcessAsUserW", Way::kFalse},
+    {"CreateWellKnownSid", Way::kFalse},
+    {"GetTokenInformation", Way::kFalse},
+    {"GetUserNameW", Way::kFalse},
+    {"ImpersonateLoggedOnUser", Way::kFalse},
+    {"InitializeAcl", Way::kFalse},
+    {"InitializeSecurityDescriptor", Way::kFalse},
+    {"InitializeSid", Way::kFalse},
+    {"LookupAccountNameW", Way::kFalse},
+    {"OpenProcessToken", Way::kFalse},
+    {"RevertToSelf", Way::kFalse},
+    {"SetEntriesInAclW", Way::kErrorCode},
+    {"SetFileSecurityW", Way::kFalse},
+    {"SetNamedSecurityInfoW", Way::kErrorCode},
+    {"SetSecurityDescriptorDacl", Way::kFalse},
+    // shell32, shlwapi, secur32
+    {"GetUserNameExW", Way::kFalse},
+    {"PathAppendW", Way::kFalseSilently},
+    {"PathFileExistsW", Way::kFalse},
+    {"PathRemoveFileSpecW", Way::kFalseSilently},
+    {"SHCreateDirectoryExW", Way::kErrorCode},
+    {"SHGetFolderPathW", Way::kHresult},
+    {"SHGetSpecialFolderPathW", Way::kFalseSilently},
+};
+
+}  // namespace
+
+FailureReturn FailureReturn::Of(const char* function, DWORD error) {
+  for (const Row& row : kRows) {
+    if (std::strcmp(row.function, function) == 0) {
+      switch (row.way) {
+        case Way::kFalse:
+          return {0, error, true};
+        case Way::kMinusOne:
+          return {~ULONG_PTR{0}, error, true};
+        case Way::kAllOnes:
+          return {0xFFFFFFFFU, error, true};
+        case Way::kErrorCode:
+          return {error, error, false};
+        case Way::kHresult:
+          return {static_cast<DWORD>(HRESULT_FROM_WIN32(error)), error, false};
+        case Way::kFalseSilently:
+          return {0, error, false};
+      }
+    }
+  }
+  throw std::logic_error(std::string("FailureReturns.cpp does not know how ") + function + " reports a failure");
+}
+
+std::vector<std::string> FunctionsThatMayFail() {
+  std::vector<std::string> names;
+  for (const Row& row : kRows) {
+    names.emplace_back(row.function);
+  }
+  return names;
+}
+
+}  // namespace TestSupport

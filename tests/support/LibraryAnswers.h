@@ -1,0 +1,64 @@
+// What the product finds when it looks functions up by name at run time.
+//
+//   AnswerProcAddress answer{"GetNativeSystemInfo", &OldMachine};  // the product gets this function
+//   MissingEntry missing{"WTSGetActiveConsoleSessionId"};          // no such function: null, ERROR_PROC_NOT_FOUND
+//   MissingLibrary library{L"wtsapi32.dll"};                       // no such library: null, ERROR_MOD_NOT_FOUND
+#pragma once
+
+#include <windows.h>
+
+#include <cstring>
+#include <optional>
+#include <string>
+
+#include "tests/support/ImportRedirection.h"
+
+namespace TestSupport {
+
+class ProcAddressAnswer {
+ public:
+  // `answer`: null stands for a function that is not there.
+  ProcAddressAnswer(const char* function, FARPROC answer);
+  unsigned Asked() const { return asked_; }
+
+ private:
+  unsigned asked_ = 0;
+  ImportRedirection redirection_;
+};
+
+class AnswerProcAddress : public ProcAddressAnswer {
+ public:
+  template <class Result, class... Arguments>
+  AnswerProcAddress(const char* function, Result(WINAPI* answer)(Arguments...))
+      : ProcAddressAnswer(function, AsProcedure(reinterpret_cast<void*>(answer))) {}
+
+ private:
+  static FARPROC AsProcedure(void* address) {
+    FARPROC procedure = nullptr;
+    std::memcpy(&procedure, &address, sizeof procedure);
+    return procedure;
+  }
+};
+
+class MissingEntry : public ProcAddressAnswer {
+ public:
+  explicit MissingEntry(const char* function) : ProcAddressAnswer(function, nullptr) {}
+};
+
+class MissingLibrary {
+ public:
+  // Compared with the file name of what is loaded, without its folder, in any case.
+  explicit MissingLibrary(const wchar_t* library, DWORD error = ERROR_MOD_NOT_FOUND);
+  unsigned Asked() const { return asked_; }
+
+ private:
+  bool Concerns(const wchar_t* path);
+
+  std::wstring library_;
+  DWORD error_;
+  unsigned asked_ = 0;
+  std::optional<ImportRedirection> plain_;     // LoadLibraryW
+  std::optional<ImportRedirection> extended_;  // LoadLibraryExW
+};
+
+}  // namespace TestSupport

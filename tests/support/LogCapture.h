@@ -1,0 +1,35 @@
+// What the product code in this process wrote to the run log since the capture was made:
+//
+//   LogCapture log;
+//   RegisterOEPlugin(folder, 0);
+//   CHECK_LINES(log.Lines(), {"LOG_INFO : RegisterComModule() command line: ...", ...});
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "cli/RunLog.h"
+#include "tests/support/LogFile.h"
+
+namespace TestSupport {
+
+class LogCapture {
+ public:
+  LogCapture() { Restart(); }
+
+  std::vector<std::string> Lines() const {
+    RunLog::Flush();
+    return LogLinesFrom(start_);
+  }
+
+  // Forgets what was written so far.
+  void Restart() {
+    RunLog::Flush();
+    start_ = LogFileSize();
+  }
+
+ private:
+  long long start_ = 0;
+};
+
+}  // namespace TestSupport

@@ -1,0 +1,59 @@
+#include "tests/support/LogFile.h"
+
+#include <windows.h>
+
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace TestSupport {
+
+std::wstring LogFilePath() {
+  wchar_t windowsFolder[MAX_PATH] = {};
+  ::GetWindowsDirectoryW(windowsFolder, MAX_PATH);
+  return std::wstring(windowsFolder) + L"\\Temp\\QRTX_Debug\\vela.log";
+}
+
+long long LogFileSize() {
+  WIN32_FILE_ATTRIBUTE_DATA data = {};
+  if (!::GetFileAttributesExW(LogFilePath().c_str(), GetFileExInfoStandard, &data)) {
+    return 0;
+  }
+  return static_cast<long long>(ULARGE_INTEGER{{data.nFileSizeLow, data.nFileSizeHigh}}.QuadPart);
+}
+
+std::vector<std::string> LogLinesFrom(long long start) {
+  std::vector<std::string> lines;
+  FILE* const file = ::_wfopen(LogFilePath().c_str(), L"rb");
+  if (file == nullptr) {
+    return lines;
+  }
+  std::string text;
+  if (::_fseeki64(file, start, SEEK_SET) == 0) {
+    char block[4096];
+    for (std::size_t read; (read = std::fread(block, 1, sizeof block, file)) != 0;) {
+      text.append(block, read);
+    }
+  }
+  std::fclose(file);
+
+  std::size_t position = text.compare(0, 2, "\r\n") == 0 ? 2 : 0;
+  while (position < text.size()) {
+    const std::size_t end = text.find('\n', position);
+    if (end == std::string::npos) {
+      lines.push_back(text.substr(position));
+      break;
+    }
+    if (end == position || text[end - 1] != '\r') {
+      throw std::runtime_error("a line of the run log does not end in CR LF");
+    }
+    lines.push_back(text.substr(position, end - 1 - position));
+    position = end + 1;
+    if (position == text.size()) {
+      lines.emplace_back();  // an empty line at the end is one too
+    }
+  }
+  return lines;
+}
+
+}  // namespace TestSupport

@@ -1,0 +1,24 @@
+#include "tests/support/TestPaths.h"
+
+#include <windows.h>
+
+namespace TestSupport {
+
+std::wstring BuildFolder() {
+  wchar_t path[1024] = {};
+  ::GetModuleFileNameW(nullptr, path, 1024);
+  std::wstring folder = path;
+  folder.resize(folder.rfind(L'\\'));  // <build>\tests
+  folder.resize(folder.rfind(L'\\'));
+  return folder;
+}
+
+std::wstring FixturePath(const std::wstring& name) {
+  return BuildFolder() + L"\\tests\\fixtures\\" + name;
+}
+
+std::wstring ProductPath() {
+  return BuildFolder() + L"\\VELAutil.exe";
+}
+
+}  // namespace TestSupport

@@ -1,0 +1,17 @@
+// Where the programs of this build lie.
+#pragma once
+
+#include <string>
+
+namespace TestSupport {
+
+// The build folder, found from the running test program (<build>\tests\<program>.exe), no trailing backslash.
+std::wstring BuildFolder();
+
+// A file or folder of <build>\tests\fixtures: FixturePath(L"Sleeper.exe"), FixturePath(L"source").
+std::wstring FixturePath(const std::wstring& name);
+
+// The program under test.
+std::wstring ProductPath();
+
+}  // namespace TestSupport

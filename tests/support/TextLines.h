@@ -1,0 +1,31 @@
+// Lists of lines and how they differ.
+#pragma once
+
+#include <doctest/doctest.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace TestSupport {
+
+using Lines = std::vector<std::string>;
+
+std::string ToUtf8(std::wstring_view text);
+
+// A line per line of the two lists, in order: "  same", "- wanted, but missing", "+ there, but not wanted". Empty where
+// the lists are equal.
+std::string Difference(const Lines& wanted, const Lines& actual);
+
+// The lines that contain `part`.
+Lines LinesWith(const Lines& lines, std::string_view part);
+
+}  // namespace TestSupport
+
+// CHECK_LINES(outcome.log, {"first", "second"}): compares two lists of lines and shows where they differ. The braces
+// may hold commas, hence the dots.
+#define CHECK_LINES(actual, ...)                                                                               \
+  do {                                                                                                         \
+    const std::string linesDifference = ::TestSupport::Difference(::TestSupport::Lines __VA_ARGS__, (actual)); \
+    CHECK_MESSAGE(linesDifference.empty(), #actual " (- wanted, + actual):\n", linesDifference);               \
+  } while (false)

@@ -1,0 +1,67 @@
+#!/bin/bash
+# run_in_prefix_test.sh <template-folder> <fixtures-folder>: the runner passes on what a program did, and leaves nothing.
+set -uo pipefail
+
+template=$(realpath -m "$1")
+fixtures=$2
+runner=$(dirname "$0")/run_in_prefix.sh
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+faults=0
+
+check() {  # <what> <wanted> <found>
+  if [[ $2 != "$3" ]]; then
+    echo "FAULT: $1: wanted '$2', found '$3'"
+    faults=$((faults + 1))
+  else
+    echo "ok: $1"
+  fi
+}
+
+folders_of() { find "$template.runs" -maxdepth 1 -name "$1.*" | wc -l; }
+
+"$runner" "$template" "$fixtures/Sleeper.exe" VelaRunnerTest 0 >"$work/out" 2>&1
+check "the exit code of a program is passed on" 1 $?
+
+"$runner" "$template" "$fixtures/ClassProbe.exe" Redemption.dll oecom.dll >"$work/out" 2>&1
+check "arguments reach the program" 2 $?
+check "its output comes out" 2 "$(grep -c 'not creatable' "$work/out")"
+
+started=$SECONDS
+VELA_TEST_SECONDS=2 "$runner" "$template" "$fixtures/Sleeper.exe" VelaRunnerTest 100 >"$work/out" 2>&1
+check "a program that takes too long is ended" 124 $?
+check "the time limit is kept" 1 $((SECONDS - started < 60))
+
+"$runner" "$template.none" "$fixtures/Sleeper.exe" >"$work/out" 2>&1
+check "a prefix that is not there is told" 125 $?
+
+"$runner" "$template" "$fixtures/NoSuchProgram.exe" >"$work/out" 2>&1
+check "a program that is not there is a failure" 1 $(($? != 0))
+
+"$runner" "$template" "$fixtures/Sleeper.exe" VelaRunnerTest 100 >"$work/out" 2>&1 &
+pid=$!
+for ((i = 0; i < 100; ++i)); do
+  [[ -f $(echo "$template.runs/$pid."*/output) ]] && break
+  sleep 0.1
+done
+sleep 1
+check "a run has a folder while it lasts" 1 "$(folders_of "$pid")"
+kill -TERM "$pid"
+wait "$pid"
+check "a run that is told to end says so" 143 $?
+check "and removes its folder" 0 "$(folders_of "$pid")"
+
+"$runner" "$template" "$fixtures/Sleeper.exe" VelaRunnerTest 100 >"$work/out" 2>&1 &
+pid=$!
+for ((i = 0; i < 100; ++i)); do
+  [[ -f $(echo "$template.runs/$pid."*/output) ]] && break
+  sleep 0.1
+done
+sleep 1
+kill -KILL "$pid"
+wait "$pid" 2>/dev/null
+check "a run that is killed leaves its folder" 1 "$(folders_of "$pid")"
+"$runner" "$template" "$fixtures/Sleeper.exe" VelaRunnerTest 0 >"$work/out" 2>&1
+check "which the next run removes" 0 "$(folders_of "$pid")"
+
+exit $((faults > 0))

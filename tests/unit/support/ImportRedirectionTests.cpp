@@ -1,0 +1,169 @@
+#include "tests/support/ImportRedirection.h"
+
+#include <doctest/doctest.h>
+
+#include <windows.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+using TestSupport::ImportRedirection;
+using TestSupport::IsImported;
+using TestSupport::OriginalImport;
+
+namespace {
+
+using TickCount = decltype(&::GetTickCount);
+
+DWORD WINAPI AlwaysSeven() {
+  return 7;
+}
+
+const TestSupport::ImportSlot& SlotOf(const std::string& function) {
+  for (const auto& slot : TestSupport::ProgramImports()) {
+    if (slot.function == function) {
+      return slot;
+    }
+  }
+  throw std::logic_error(function);
+}
+
+TEST_CASE("a call reaches the replacement while the redirection lives, and the function itself afterwards") {
+  const void* const before = *SlotOf("GetTickCount").slot;
+  {
+    const ImportRedirection redirect{"GetTickCount", &AlwaysSeven};
+    CHECK(::GetTickCount() == 7);
+    CHECK(*SlotOf("GetTickCount").slot != before);
+  }
+  CHECK(*SlotOf("GetTickCount").slot == before);
+  CHECK(::GetTickCount() != 7);
+}
+
+TEST_CASE("a lambda keeps state and reaches the original") {
+  int calls = 0;
+  const ImportRedirection redirect{"GetFileAttributesW", [&](LPCWSTR path) {
+                                     ++calls;
+                                     return redirect.Original<decltype(&::GetFileAttributesW)>()(path);
+                                   }};
+  CHECK((::GetFileAttributesW(L"C:\\windows") & FILE_ATTRIBUTE_DIRECTORY) != 0);
+  CHECK(::GetFileAttributesW(L"C:\\no such folder") == INVALID_FILE_ATTRIBUTES);
+  CHECK(::GetLastError() == ERROR_FILE_NOT_FOUND);
+  CHECK(calls == 2);
+}
+
+TEST_CASE("more arguments than registers arrive whole") {
+  HKEY key = nullptr;
+  DWORD disposition = 0;
+  std::wstring seen;
+  const ImportRedirection redirect{
+      "RegCreateKeyExW",
+      [&](HKEY hive, LPCWSTR path, DWORD reserved, LPWSTR keyClass, DWORD options, REGSAM access,
+          LPSECURITY_ATTRIBUTES security, PHKEY result, LPDWORD outcome) -> LSTATUS {
+        seen = path;
+        return redirect.Original<decltype(&::RegCreateKeyExW)>()(hive, path, reserved, keyClass, options, access,
+                                                                 security, result, outcome);
+      }};
+  CHECK(::RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\VelaSupportTest", 0, nullptr, REG_OPTION_VOLATILE,
+                          KEY_ALL_ACCESS, nullptr, &key, &disposition) == ERROR_SUCCESS);
+  CHECK(seen == L"Software\\VelaSupportTest");
+  CHECK(disposition == REG_CREATED_NEW_KEY);
+  CHECK(::RegCloseKey(key) == ERROR_SUCCESS);
+  CHECK(::RegDeleteKeyW(HKEY_CURRENT_USER, L"Software\\VelaSupportTest") == ERROR_SUCCESS);
+}
+
+TEST_CASE("nested redirections call the youngest, and its original is the one below") {
+  const ImportRedirection lower{"GetTickCount", []() -> DWORD { return 100; }};
+  {
+    const ImportRedirection upper{"GetTickCount", [&]() -> DWORD { return upper.Original<TickCount>()() + 1; }};
+    CHECK(::GetTickCount() == 101);
+    CHECK(OriginalImport<TickCount>("GetTickCount")() != 100);
+  }
+  CHECK(::GetTickCount() == 100);
+}
+
+TEST_CASE("redirections end in any order") {
+  const void* const before = *SlotOf("GetTickCount").slot;
+  auto first = std::make_unique<ImportRedirection>("GetTickCount", []() -> DWORD { return 1; });
+  std::unique_ptr<ImportRedirection> second;
+  second = std::make_unique<ImportRedirection>("GetTickCount",
+                                               [&]() -> DWORD { return second->Original<TickCount>()() + 10; });
+  auto third = std::make_unique<ImportRedirection>("GetTickCount", []() -> DWORD { return 3; });
+
+  CHECK(::GetTickCount() == 3);
+  SUBCASE("from the bottom") {
+    first.reset();
+    CHECK(::GetTickCount() == 3);
+    third.reset();
+    CHECK(::GetTickCount() != 11);  // the system's own, plus ten
+    CHECK(::GetTickCount() != 3);
+    second.reset();
+  }
+  SUBCASE("the middle one first") {
+    second.reset();
+    CHECK(::GetTickCount() == 3);
+    third.reset();
+    CHECK(::GetTickCount() == 1);
+    first.reset();
+  }
+  SUBCASE("from the top") {
+    third.reset();
+    CHECK(::GetTickCount() == 11);
+    second.reset();
+    CHECK(::GetTickCount() == 1);
+    first.reset();
+  }
+  CHECK(*SlotOf("GetTickCount").slot == before);
+}
+
+TEST_CASE("a function that is not imported is refused, and nothing stays changed") {
+  CHECK_THROWS_WITH_AS(ImportRedirection("NoSuchFunctionW", []() -> DWORD { return 0; }),
+                       "this program does not import NoSuchFunctionW", std::logic_error);
+  CHECK_THROWS_WITH_AS(ImportRedirection("GetTickCount", &AlwaysSeven, "advapi32.dll"),
+                       "this program does not import GetTickCount from advapi32.dll", std::logic_error);
+  CHECK(::GetTickCount() != 7);
+  // Each refusal gives its place in the pool back; there are fewer places than attempts here.
+  for (int i = 0; i < 40; ++i) {
+    CHECK_THROWS_AS(ImportRedirection("NoSuchFunctionW", []() -> DWORD { return 0; }), std::logic_error);
+  }
+}
+
+TEST_CASE("imports are found by name and library, whatever the case of the library") {
+  CHECK(IsImported("GetTickCount"));
+  CHECK(IsImported("GetTickCount", "Kernel32.DLL"));
+  CHECK_FALSE(IsImported("GetTickCount", "advapi32.dll"));
+  CHECK_FALSE(IsImported("gettickcount"));
+  CHECK_FALSE(IsImported("NoSuchFunctionW"));
+}
+
+TEST_CASE("what the redirections need themselves may be redirected") {
+  int protections = 0;
+  const ImportRedirection protect{"VirtualProtect", [&](LPVOID, SIZE_T, DWORD, PDWORD) -> BOOL {
+                                    ++protections;
+                                    return FALSE;
+                                  }};
+  {
+    const ImportRedirection redirect{"GetTickCount", &AlwaysSeven};
+    CHECK(::GetTickCount() == 7);
+  }
+  CHECK(::GetTickCount() != 7);
+  CHECK(protections == 0);
+  DWORD old = 0;
+  CHECK_FALSE(::VirtualProtect(&old, sizeof old, PAGE_READWRITE, &old));
+  CHECK(protections == 1);
+}
+
+TEST_CASE("the pool of one signature has an end, and it is told") {
+  std::vector<std::unique_ptr<ImportRedirection>> layers;
+  const auto fillUp = [&] {
+    for (int i = 0; i < 100; ++i) {
+      layers.push_back(std::make_unique<ImportRedirection>("GetTickCount", []() -> DWORD { return 5; }));
+    }
+  };
+  CHECK_THROWS_WITH_AS(fillUp(), "too many redirections of functions with one signature", std::logic_error);
+  CHECK(::GetTickCount() == 5);
+  layers.clear();
+  CHECK(::GetTickCount() != 5);
+}
+
+}  // namespace
