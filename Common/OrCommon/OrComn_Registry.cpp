@@ -160,6 +160,9 @@ std::vector<BYTE> Key::QueryData(const std::wstring& name, DWORD& type) const {
   DWORD size = 0;
   Check(::RegQueryValueExW(key, name.c_str(), nullptr, &type, nullptr, &size), __LINE__);
   std::vector<BYTE> data(size);
+  if (data.empty()) {
+    return data;  // with no buffer the second call would ask for the size once more
+  }
   Check(::RegQueryValueExW(key, name.c_str(), nullptr, &type, data.data(), &size), __LINE__);
   data.resize(size);
   return data;

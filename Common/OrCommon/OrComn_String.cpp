@@ -1,6 +1,7 @@
 #include "Common/OrCommon/OrComn_String.h"
 
 #include <atomic>
+#include <cstdint>
 #include <cstdio>
 #include <cwchar>
 #include <memory>
@@ -39,6 +40,9 @@ enum class Outcome { kFits, kTooSmall, kNoMemory };
 Outcome Attempt(std::wstring& text, std::size_t capacity, const wchar_t* format, std::va_list arguments) {
   if (capacity == 0) {
     return Outcome::kTooSmall;
+  }
+  if (capacity > PTRDIFF_MAX / sizeof(wchar_t)) {
+    return Outcome::kNoMemory;  // the allocation below would throw for a size that no address space has
   }
   const std::unique_ptr<wchar_t[]> buffer(new (std::nothrow) wchar_t[capacity]());
   if (!buffer) {
