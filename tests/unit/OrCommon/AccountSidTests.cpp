@@ -1,0 +1,137 @@
+// The identifier of an account by its name.
+#include <doctest/doctest.h>
+
+#include <windows.h>
+
+#include <sddl.h>
+
+#include <algorithm>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Common/OrCommon/OrComn_AccessControl.h"
+#include "tests/support/CallFailures.h"
+#include "tests/support/ImportRedirection.h"
+
+using OrCommon::AccessControl::GetAccountSid;
+using TestSupport::FailCall;
+using TestSupport::ImportRedirection;
+
+namespace {
+
+std::wstring OwnAccount() {
+  wchar_t name[257] = {};
+  DWORD length = 257;
+  return ::GetUserNameW(name, &length) ? name : L"";
+}
+
+std::wstring OwnSid() {
+  HANDLE token = nullptr;
+  std::vector<BYTE> user(1024);
+  DWORD size = 0;
+  ::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &token);
+  ::GetTokenInformation(token, TokenUser, user.data(), 1024, &size);
+  ::CloseHandle(token);
+  wchar_t* text = nullptr;
+  ::ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(user.data())->User.Sid, &text);
+  const std::wstring sid = text;
+  ::LocalFree(text);
+  return sid;
+}
+
+TEST_CASE("the account of this program's user, with and without its domain") {
+  const std::wstring sid = OwnSid();
+  REQUIRE(sid.compare(0, 6, L"S-1-5-") == 0);
+  CHECK(GetAccountSid(OwnAccount()) == sid);
+  wchar_t computer[MAX_COMPUTERNAME_LENGTH + 1] = {};
+  DWORD length = MAX_COMPUTERNAME_LENGTH + 1;
+  REQUIRE(::GetComputerNameW(computer, &length));
+  CHECK(GetAccountSid(std::wstring(computer) + L"\\" + OwnAccount()) == sid);
+}
+
+TEST_CASE("an account that nobody has has no identifier") {
+  CHECK(GetAccountSid(L"NOSUCHDOMAIN\\nobody of this name").empty());
+}
+
+// Answers the look-up of accounts: sizes first, then the identifier.
+struct Accounts {
+  DWORD domainLength = 9;
+  unsigned calls = 0;
+  std::vector<std::wstring> asked;
+  bool local = true;
+  DWORD sidRoom = 0;
+  DWORD domainRoom = 0;
+
+  ImportRedirection lookUp{"LookupAccountNameW",
+                           [this](LPCWSTR system, LPCWSTR account, PSID sid, DWORD* sidSize, LPWSTR domain,
+                                  DWORD* length, SID_NAME_USE* use) -> BOOL {
+                             SID_IDENTIFIER_AUTHORITY nt = {SECURITY_NT_AUTHORITY};
+                             ++calls;
+                             asked.emplace_back(account);
+                             local = local && system == nullptr;
+                             sidRoom = *sidSize;
+                             domainRoom = *length;
+                             const DWORD needed = ::GetSidLengthRequired(2);
+                             if (sid == nullptr || *sidSize < needed || *length < domainLength) {
+                               *sidSize = needed;
+                               *length = domainLength;
+                               ::SetLastError(ERROR_INSUFFICIENT_BUFFER);
+                               return FALSE;
+                             }
+                             ::InitializeSid(sid, &nt, 2);
+                             *::GetSidSubAuthority(sid, 0) = 21;
+                             *::GetSidSubAuthority(sid, 1) = 4000000000U;
+                             std::fill_n(domain, domainLength, L'd');  // to the last character that was asked for
+                             *use = SidTypeUser;
+                             return TRUE;
+                           }};
+};
+
+TEST_CASE("a name beyond the code page is looked up on this machine, with the room that was asked for") {
+  Accounts accounts;
+  CHECK(GetAccountSid(L"DOM\\\x65E5\x672C") == L"S-1-5-21-4000000000");
+  CHECK(accounts.calls == 2);
+  CHECK(accounts.local);
+  CHECK(accounts.asked == std::vector<std::wstring>(2, L"DOM\\\x65E5\x672C"));
+  CHECK(accounts.sidRoom == ::GetSidLengthRequired(2));
+  CHECK(accounts.domainRoom >= 9);
+}
+
+TEST_CASE("a system that counts no domain still gives the identifier") {
+  Accounts accounts;
+  accounts.domainLength = 0;
+  CHECK(GetAccountSid(L"somebody") == L"S-1-5-21-4000000000");
+}
+
+TEST_CASE("a look-up that fails at the second attempt gives nothing") {
+  const Accounts accounts;
+  const FailCall second{"LookupAccountNameW", 2, ERROR_NONE_MAPPED};
+  CHECK(GetAccountSid(L"somebody").empty());
+  CHECK(second.Failed() == 1);
+}
+
+TEST_CASE("an identifier that has no text gives nothing; a text is given back") {
+  std::set<HLOCAL> texts;
+  const Accounts accounts;
+  const ImportRedirection free{"LocalFree", [&](HLOCAL memory) -> HLOCAL {
+                                 texts.erase(memory);
+                                 return free.Original<decltype(&::LocalFree)>()(memory);
+                               }};
+  const ImportRedirection convert{"ConvertSidToStringSidW", [&](PSID sid, LPWSTR* text) -> BOOL {
+                                    const BOOL done =
+                                        convert.Original<decltype(&::ConvertSidToStringSidW)>()(sid, text);
+                                    if (done) {
+                                      texts.insert(*text);
+                                    }
+                                    return done;
+                                  }};
+  CHECK(GetAccountSid(L"somebody") == L"S-1-5-21-4000000000");
+  CHECK(texts.empty());
+  const FailCall conversion{"ConvertSidToStringSidW", 1, ERROR_INVALID_SID};
+  CHECK(GetAccountSid(L"somebody").empty());
+  CHECK(conversion.Failed() == 1);
+  CHECK(texts.empty());
+}
+
+}  // namespace

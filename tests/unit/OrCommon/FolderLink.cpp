@@ -1,0 +1,82 @@
+#include "tests/unit/OrCommon/FolderLink.h"
+
+#include <windows.h>
+
+#include <stdexcept>
+
+#include "Common/OrCommon/OrComn_Library.h"
+#include "tests/support/TextLines.h"
+
+namespace OrCommonTests {
+namespace {
+
+template <class Function>
+Function KernelEntry(const char* name) {
+  // By this call, and called directly: redirections work only in a program that imports it.
+  const HMODULE kernel = ::LoadLibraryA("kernel32.dll");
+  return OrCommon::Library::FunctionCast<Function>(::GetProcAddress(kernel, name));
+}
+
+bool IsThere(const std::wstring& path) {
+  return KernelEntry<decltype(&::GetFileAttributesW)>("GetFileAttributesW")(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+// The host's path of a path of Wine, quoted; empty on Windows.
+std::wstring HostPath(const std::wstring& path) {
+  const auto toHost = KernelEntry<char*(CDECL*)(const wchar_t*)>("wine_get_unix_file_name");
+  char* const hostPath = toHost != nullptr ? toHost(path.c_str()) : nullptr;
+  if (hostPath == nullptr) {
+    return {};
+  }
+  const std::string text = hostPath;
+  ::HeapFree(::GetProcessHeap(), 0, hostPath);
+  std::wstring wide(text.size(), L'\0');
+  wide.resize(static_cast<std::size_t>(::MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
+                                                             wide.data(), static_cast<int>(wide.size()))));
+  return L'"' + wide + L'"';
+}
+
+// Starts a program of the host and waits until `path` is there, or gone: Wine gives no handle for such a program.
+bool RunOnHost(std::wstring commandLine, const std::wstring& path, bool there) {
+  const std::wstring program = L"Z:\\bin\\" + commandLine.substr(0, commandLine.find(L' '));
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process = {};
+  if (!KernelEntry<decltype(&::CreateProcessW)>("CreateProcessW")(program.c_str(), commandLine.data(), nullptr, nullptr,
+                                                                  FALSE, 0, nullptr, nullptr, &startup, &process)) {
+    return false;
+  }
+  for (int attempt = 0; attempt < 500 && IsThere(path) != there; ++attempt) {
+    ::Sleep(10);
+  }
+  return IsThere(path) == there;
+}
+
+}  // namespace
+
+void MakeFolderLink(const std::wstring& link, const std::wstring& target) {
+  const std::wstring hostLink = HostPath(link);
+  bool made = false;
+  if (!hostLink.empty()) {
+    made = RunOnHost(L"ln -s " + HostPath(target) + L" " + hostLink, link, true);
+  } else {
+    constexpr DWORD kFolder = 1;
+    const auto create = KernelEntry<BOOLEAN(WINAPI*)(const wchar_t*, const wchar_t*, DWORD)>("CreateSymbolicLinkW");
+    made = create != nullptr && create(link.c_str(), target.c_str(), kFolder) != FALSE;
+  }
+  const auto getAttributes = KernelEntry<decltype(&::GetFileAttributesW)>("GetFileAttributesW");
+  if (!made || (getAttributes(link.c_str()) & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
+    throw std::runtime_error("no link at " + TestSupport::ToUtf8(link));
+  }
+}
+
+bool RemoveFolderLink(const std::wstring& link) {
+  if (!IsThere(link)) {
+    return true;
+  }
+  const std::wstring hostLink = HostPath(link);
+  return hostLink.empty() ? KernelEntry<decltype(&::RemoveDirectoryW)>("RemoveDirectoryW")(link.c_str()) != FALSE
+                          : RunOnHost(L"rm -f " + hostLink, link, false);
+}
+
+}  // namespace OrCommonTests

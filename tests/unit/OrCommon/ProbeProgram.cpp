@@ -1,0 +1,183 @@
+// The common library in a process of its own. What it is asked stands in its arguments, what it found on its standard
+// output (see Probe.h).
+//
+//   windows <version> <processor>   the version tests and the processor queries on a machine that answers
+//     <version>                     real | fail:<error> | <major>.<minor>,<platform>,<service pack>,<product type>
+//     <processor>                   real | <PROCESSOR_ARCHITECTURE_...> | noentry | nolibrary
+//   start guarded|unguarded         starts regsvr32.exe by its name
+//   load guarded|unguarded          loads libraries by their names
+//   sleep                           stays until somebody ends it
+//
+// Under the name of regsvr32.exe it exits with 77 and does nothing.
+#include <windows.h>
+
+#include <cstdio>
+#include <cwchar>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Common/OrCommon/OrComn_ProcessGuards.h"
+#include "Common/OrCommon/OrComn_Registry.h"
+#include "Common/OrCommon/OrComn_System.h"
+#include "tests/support/CallFailures.h"
+#include "tests/support/ImportRedirection.h"
+#include "tests/support/LibraryAnswers.h"
+
+namespace {
+
+using TestSupport::ImportRedirection;
+
+WORD g_processor = 0;
+
+void WINAPI AnswerProcessor(SYSTEM_INFO* info) {
+  info->wProcessorArchitecture = g_processor;
+}
+
+// What this machine pretends to be.
+struct Machine {
+  std::unique_ptr<TestSupport::ProcAddressAnswer> processor;
+  std::unique_ptr<TestSupport::MissingLibrary> library;
+  std::unique_ptr<ImportRedirection> version;
+  unsigned versionCalls = 0;
+  DWORD recordSize = 0;
+};
+
+void PretendProcessor(Machine& machine, const std::wstring& processor) {
+  if (processor == L"noentry") {
+    machine.processor = std::make_unique<TestSupport::MissingEntry>("GetNativeSystemInfo");
+  } else if (processor == L"nolibrary") {
+    machine.library = std::make_unique<TestSupport::MissingLibrary>(L"kernel32.dll");
+  } else if (processor != L"real") {
+    g_processor = static_cast<WORD>(std::stoul(processor));
+    machine.processor = std::make_unique<TestSupport::AnswerProcAddress>("GetNativeSystemInfo", &AnswerProcessor);
+  }
+}
+
+void PretendVersion(Machine& machine, const std::wstring& version) {
+  unsigned long error = 0;
+  unsigned facts[5] = {};
+  const bool fails = std::swscanf(version.c_str(), L"fail:%lu", &error) == 1;
+  const bool answers = std::swscanf(version.c_str(), L"%u.%u,%u,%u,%u", &facts[0], &facts[1], &facts[2], &facts[3],
+                                    &facts[4]) == static_cast<int>(std::size(facts));
+  machine.version = std::make_unique<ImportRedirection>(
+      "GetVersionExW", [&machine, fails, error, answers, facts](OSVERSIONINFOW* record) -> BOOL {
+        ++machine.versionCalls;
+        machine.recordSize = record->dwOSVersionInfoSize;
+        if (fails) {
+          ::SetLastError(error);
+          return FALSE;
+        }
+        if (!answers) {
+          return machine.version->Original<decltype(&::GetVersionExW)>()(record);
+        }
+        auto* const extended = reinterpret_cast<OSVERSIONINFOEXW*>(record);
+        extended->dwMajorVersion = facts[0];
+        extended->dwMinorVersion = facts[1];
+        extended->dwPlatformId = facts[2];
+        extended->wServicePackMajor = static_cast<WORD>(facts[3]);
+        extended->wProductType = static_cast<BYTE>(facts[4]);
+        return TRUE;
+      });
+}
+
+std::string TrueCodes() {
+  std::string codes;
+  const auto ask = [&](DWORD code) {
+    if (OrCommon::System::IsWindowsVersion(code)) {
+      codes += (codes.empty() ? "" : " ") + std::to_string(code);
+    }
+  };
+  for (DWORD code = 0; code < 300; ++code) {
+    ask(code);
+  }
+  ask(0x80000001);
+  ask(0xFFFFFFFF);
+  return codes.empty() ? "none" : codes;
+}
+
+int ReportWindows(const std::wstring& version, const std::wstring& processor) {
+  Machine machine;
+  PretendProcessor(machine, processor);
+  PretendVersion(machine, version);
+  const TestSupport::CountCalls loads{"LoadLibraryW"};
+  const TestSupport::CountCalls frees{"FreeLibrary"};
+
+  const std::string codes = TrueCodes();
+  std::printf("codes: %s\n", codes.c_str());
+  std::printf("error: %lu\n", OrCommon::System::GetWindowsVersionError());
+  std::printf("version calls: %u\n", machine.versionCalls);
+  std::printf("record size: %lu\n", machine.recordSize);
+  std::printf("architecture: %u\n", OrCommon::System::GetNativeArchitecture());
+  std::printf("64-bit: %d\n", OrCommon::System::Is64BitSystem());
+  std::printf("AMD64: %d\n", OrCommon::System::IsAmd64System());
+  std::printf("view: %lu\n", static_cast<DWORD>(OrCommon::Storage::GetSystemView()));
+  std::printf("loads: %u\n", loads.Calls());
+  std::printf("frees: %u\n", frees.Calls());
+
+  // Windows would say something else now. Nobody asks it again.
+  PretendVersion(machine, L"4.10,1,0,0");
+  std::printf("later codes: %s\n", TrueCodes().c_str());
+  return 0;
+}
+
+int StartByName() {
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process = {};
+  wchar_t commandLine[] = L"regsvr32.exe /s \"C:\\no such module.dll\"";
+  if (!::CreateProcessW(nullptr, commandLine, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process)) {
+    std::printf("child exit code: not started, error %lu\n", ::GetLastError());
+    return 0;
+  }
+  DWORD exitCode = STILL_ACTIVE;
+  ::WaitForSingleObject(process.hProcess, 20000);
+  ::GetExitCodeProcess(process.hProcess, &exitCode);
+  ::CloseHandle(process.hThread);
+  ::CloseHandle(process.hProcess);
+  std::printf("child exit code: %lu\n", exitCode);
+  return 0;
+}
+
+int LoadByName() {
+  for (const wchar_t* const library : {L"velabeside.dll", L"velacurrent.dll", L"psapi.dll"}) {
+    const HMODULE module = ::LoadLibraryW(library);
+    const DWORD error = ::GetLastError();
+    std::printf("%ls: %s\n", library, module != nullptr ? "loaded" : std::to_string(error).c_str());
+  }
+  return 0;
+}
+
+}  // namespace
+
+int wmain(int argumentCount, wchar_t* arguments[]);  // no header of the toolchain declares it
+
+int wmain(int argumentCount, wchar_t* arguments[]) {
+  wchar_t own[MAX_PATH] = {};
+  ::GetModuleFileNameW(nullptr, own, MAX_PATH);
+  const wchar_t* const name = std::wcsrchr(own, L'\\');
+  if (name != nullptr && ::_wcsicmp(name, L"\\regsvr32.exe") == 0) {
+    return 77;
+  }
+  const std::wstring task = argumentCount > 1 ? arguments[1] : L"";
+  const std::wstring first = argumentCount > 2 ? arguments[2] : L"";
+  const std::wstring second = argumentCount > 3 ? arguments[3] : L"";
+  if (first == L"guarded") {
+    OrCommon::GuardProcess();
+  }
+  if (task == L"windows") {
+    return ReportWindows(first, second);
+  }
+  if (task == L"start") {
+    return StartByName();
+  }
+  if (task == L"load") {
+    return LoadByName();
+  }
+  if (task == L"sleep") {
+    ::Sleep(60000);
+    return 0;
+  }
+  return 1;
+}

@@ -1,0 +1,172 @@
+#include "Common/OrCommon/OrComn_ProcessGuards.h"
+
+#include <doctest/doctest.h>
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/CallFailures.h"
+#include "tests/support/ImportRedirection.h"
+#include "tests/support/LibraryAnswers.h"
+#include "tests/support/TextLines.h"
+#include "tests/unit/OrCommon/Probe.h"
+#include "tests/unit/OrCommon/ScratchFolder.h"
+
+using OrCommon::GuardProcess;
+using OrCommonTests::ProbeFile;
+using OrCommonTests::RunProbe;
+using OrCommonTests::ScratchFolder;
+using TestSupport::AnswerProcAddress;
+using TestSupport::FailCall;
+using TestSupport::ImportRedirection;
+using TestSupport::Lines;
+using TestSupport::MissingEntry;
+
+namespace {
+
+Lines g_guards;
+BOOL g_answer = TRUE;
+
+BOOL WINAPI RecordDllDirectories(DWORD flags) {
+  g_guards.push_back("SetDefaultDllDirectories " + std::to_string(flags));
+  return g_answer;
+}
+
+BOOL WINAPI RecordHeapInformation(HANDLE heap, int informationClass, void* information, SIZE_T size) {
+  g_guards.push_back("HeapSetInformation " + std::string(heap == nullptr ? "null " : "a heap ") +
+                     std::to_string(informationClass) + (information == nullptr ? " null " : " data ") +
+                     std::to_string(size));
+  return g_answer;
+}
+
+BOOL WINAPI RecordMitigationPolicy(int policy, void* data, SIZE_T size) {
+  const std::string flags = size == sizeof(DWORD) ? std::to_string(*static_cast<DWORD*>(data)) : "?";
+  g_guards.push_back("SetProcessMitigationPolicy " + std::to_string(policy) + " " + flags + " " + std::to_string(size));
+  return g_answer;
+}
+
+const char* const kDllDirectories = "SetDefaultDllDirectories 2048";
+const char* const kHeapInformation = "HeapSetInformation null 1 null 0";
+const char* const kMitigationPolicy = "SetProcessMitigationPolicy 16 1 4";
+const char* const kEnvironment = "SetEnvironmentVariableW NoDefaultCurrentDirectoryInExePath 1";
+
+// Takes the guards with recorders in their places: this test process stays unguarded.
+class Guards {
+ public:
+  explicit Guards(BOOL answer = TRUE) {
+    g_guards.clear();
+    g_answer = answer;
+  }
+
+  const Lines& Take() const {
+    GuardProcess();
+    return g_guards;
+  }
+
+ private:
+  AnswerProcAddress directories_{"SetDefaultDllDirectories", &RecordDllDirectories};
+  AnswerProcAddress heap_{"HeapSetInformation", &RecordHeapInformation};
+  AnswerProcAddress mitigation_{"SetProcessMitigationPolicy", &RecordMitigationPolicy};
+  ImportRedirection environment_{
+      "SetEnvironmentVariableW", [](LPCWSTR name, LPCWSTR value) -> BOOL {
+        g_guards.push_back("SetEnvironmentVariableW " + TestSupport::ToUtf8(name) + " " + TestSupport::ToUtf8(value));
+        return g_answer;
+      }};
+};
+
+TEST_CASE("every guard is taken once, with its exact arguments") {
+  const Guards guards;
+  CHECK_LINES(guards.Take(), {kDllDirectories, kHeapInformation, kMitigationPolicy, kEnvironment});
+}
+
+TEST_CASE("the guards are looked up in kernel32.dll, which is neither loaded nor released for it") {
+  Lines asked;
+  const Guards guards;
+  TestSupport::CountCalls loads{"LoadLibraryW"};
+  TestSupport::CountCalls frees{"FreeLibrary"};
+  const HMODULE kernel = ::GetModuleHandleW(L"kernel32.dll");
+  const ImportRedirection lookups{"GetProcAddress", [&](HMODULE module, LPCSTR name) -> FARPROC {
+                                    asked.push_back(module == kernel ? name : "not in kernel32");
+                                    return lookups.Original<decltype(&::GetProcAddress)>()(module, name);
+                                  }};
+  guards.Take();
+  CHECK_LINES(asked, {"SetDefaultDllDirectories", "HeapSetInformation", "SetProcessMitigationPolicy"});
+  CHECK(loads.Calls() == 0);
+  CHECK(frees.Calls() == 0);
+}
+
+TEST_CASE("a guard that this Windows does not have is left out") {
+  const Guards guards;
+  SUBCASE("DLL directories") {
+    const MissingEntry missing{"SetDefaultDllDirectories"};
+    CHECK_LINES(guards.Take(), {kHeapInformation, kMitigationPolicy, kEnvironment});
+    CHECK(missing.Asked() == 1);
+  }
+  SUBCASE("heap") {
+    const MissingEntry missing{"HeapSetInformation"};
+    CHECK_LINES(guards.Take(), {kDllDirectories, kMitigationPolicy, kEnvironment});
+    CHECK(missing.Asked() == 1);
+  }
+  SUBCASE("mitigation policy") {
+    const MissingEntry missing{"SetProcessMitigationPolicy"};
+    CHECK_LINES(guards.Take(), {kDllDirectories, kHeapInformation, kEnvironment});
+    CHECK(missing.Asked() == 1);
+  }
+  SUBCASE("none at all") {
+    const MissingEntry first{"SetDefaultDllDirectories"};
+    const MissingEntry second{"HeapSetInformation"};
+    const MissingEntry third{"SetProcessMitigationPolicy"};
+    CHECK_LINES(guards.Take(), {kEnvironment});
+  }
+  SUBCASE("not even kernel32.dll by its name") {
+    FailCall noModule{"GetModuleHandleW", TestSupport::Calls::From(1), ERROR_MOD_NOT_FOUND};
+    const MissingEntry first{"SetDefaultDllDirectories"};
+    const MissingEntry second{"HeapSetInformation"};
+    const MissingEntry third{"SetProcessMitigationPolicy"};
+    CHECK_LINES(guards.Take(), {kEnvironment});
+    CHECK(noModule.Failed() == 1);
+  }
+}
+
+TEST_CASE("a guard that Windows refuses does not keep the others from being taken") {
+  const Guards guards(FALSE);
+  CHECK_LINES(guards.Take(), {kDllDirectories, kHeapInformation, kMitigationPolicy, kEnvironment});
+}
+
+TEST_CASE("a regsvr32.exe that lies in the current folder is not started in the system's place") {
+  constexpr DWORD kPlanted = 77;             // what the planted program exits with
+  constexpr DWORD kSystemsNoSuchModule = 3;  // what the system's one exits with when told to register no file
+  const ScratchFolder program(L"guarded program");
+  const ScratchFolder current(L"anybody's folder");
+  const std::wstring probe = program.Copy(ProbeFile(), L"guarded.exe");
+  current.Copy(ProbeFile(), L"regsvr32.exe");
+
+  const auto unguarded = RunProbe(L"start unguarded", probe, current.Path());
+  CHECK(unguarded.exitCode == 0);
+  CHECK(unguarded.answers.at("child exit code") == std::to_string(kPlanted));  // or the test below shows nothing
+
+  const auto guarded = RunProbe(L"start guarded", probe, current.Path());
+  CHECK(guarded.exitCode == 0);
+  CHECK(guarded.answers.at("child exit code") == std::to_string(kSystemsNoSuchModule));
+}
+
+TEST_CASE("a library that lies beside the program or in the current folder is not loaded, the system's are") {
+  const ScratchFolder program(L"guarded program");
+  const ScratchFolder current(L"anybody's folder");
+  const std::wstring probe = program.Copy(ProbeFile(), L"guarded.exe");
+  program.Copy(ProbeFile(), L"velabeside.dll");
+  current.Copy(ProbeFile(), L"velacurrent.dll");
+
+  const auto unguarded = RunProbe(L"load unguarded", probe, current.Path());
+  CHECK(unguarded.answers.at("velabeside.dll") == "loaded");
+  CHECK(unguarded.answers.at("velacurrent.dll") == "loaded");
+
+  const auto guarded = RunProbe(L"load guarded", probe, current.Path());
+  CHECK(guarded.answers.at("velabeside.dll") == std::to_string(ERROR_MOD_NOT_FOUND));
+  CHECK(guarded.answers.at("velacurrent.dll") == std::to_string(ERROR_MOD_NOT_FOUND));
+  CHECK(guarded.answers.at("psapi.dll") == "loaded");
+}
+
+}  // namespace

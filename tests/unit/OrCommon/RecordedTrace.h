@@ -1,0 +1,63 @@
+// What the product traces, read back from a real trace library (tests/fixtures/TraceLibrary.cpp).
+#pragma once
+
+#include <windows.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "Common/OrCommon/OrComn_DebugLog.h"
+#include "Common/OrCommon/OrComn_Handles.h"
+#include "tests/fixtures/TraceLibrary.h"
+#include "tests/support/TextLines.h"
+
+namespace OrCommonTests {
+
+// One call into the trace library.
+struct Traced {
+  void* handle;
+  SYSTEMTIME time;
+  DWORD thread;
+  std::wstring text;
+};
+
+// The library and its list, empty at first. It stays loaded while this lives, whatever the product does with it.
+class RecordedTrace {
+ public:
+  RecordedTrace();
+  RecordedTrace(const RecordedTrace&) = delete;
+  RecordedTrace& operator=(const RecordedTrace&) = delete;
+  ~RecordedTrace();
+
+  // The library once more, for the product to take over.
+  OrCommon::Module Library() const;
+  HMODULE Handle() const { return library_.Get(); }
+
+  void AnswerWith(DWORD answer) const;
+  // Called at every line, inside the library.
+  void Watch(std::function<void()> watcher);
+
+  std::vector<Traced> Calls() const;
+  // The lines from the tag on: "!!! <component> text - file(1)\r\n". What stands before it is checked here: the time
+  // handed over with the line, this process and the calling thread.
+  TestSupport::Lines Lines() const;
+
+ private:
+  template <class Function>
+  Function Entry(const char* name) const;
+
+  OrCommon::Module library_;
+  std::function<void()> watcher_;
+};
+
+// The process's own trace, written to `recorded` with every level while this lives.
+class TraceScope {
+ public:
+  TraceScope(const RecordedTrace& recorded, const std::wstring& component);
+  TraceScope(const TraceScope&) = delete;
+  TraceScope& operator=(const TraceScope&) = delete;
+  ~TraceScope();
+};
+
+}  // namespace OrCommonTests

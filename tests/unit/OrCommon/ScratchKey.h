@@ -1,0 +1,104 @@
+// A place in the registry that a test may fill, empty before and gone after it, and the plain calls to look at it.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace OrCommonTests {
+
+// Deletes a key of HKEY_LOCAL_MACHINE with everything below it, as this process sees it.
+inline void DeleteTree(const std::wstring& path) {
+  HKEY key = nullptr;
+  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) {
+    return;
+  }
+  std::vector<std::wstring> subkeys;
+  wchar_t name[256];
+  for (DWORD length = 256; ::RegEnumKeyExW(key, static_cast<DWORD>(subkeys.size()), name, &length, nullptr, nullptr,
+                                           nullptr, nullptr) == ERROR_SUCCESS;
+       length = 256) {
+    subkeys.emplace_back(name, length);
+  }
+  ::RegCloseKey(key);
+  for (const std::wstring& subkey : subkeys) {
+    DeleteTree(path + L'\\' + subkey);
+  }
+  ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, path.c_str());
+}
+
+// "HKEY_LOCAL_MACHINE\Software\<name>", in both views.
+class ScratchKey {
+ public:
+  explicit ScratchKey(std::wstring name) : name_(std::move(name)) { Clear(); }
+  ScratchKey(const ScratchKey&) = delete;
+  ScratchKey& operator=(const ScratchKey&) = delete;
+  ~ScratchKey() { Clear(); }
+
+  std::wstring Path() const { return L"Software\\" + name_; }
+  // Where the 32-bit view keeps it. Asked for by this path, no view is involved.
+  std::wstring Path32() const { return L"Software\\Wow6432Node\\" + name_; }
+
+ private:
+  void Clear() const {
+    DeleteTree(Path());
+    DeleteTree(Path32());
+  }
+
+  std::wstring name_;
+};
+
+// The raw contents of a value; type REG_NONE and no data where there is none.
+struct StoredValue {
+  LSTATUS status = ERROR_SUCCESS;
+  DWORD type = REG_NONE;
+  std::vector<BYTE> data = {};
+};
+
+inline StoredValue ReadStored(const std::wstring& path, const std::wstring& name) {
+  StoredValue value;
+  HKEY key = nullptr;
+  value.status = ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key);
+  if (value.status == ERROR_SUCCESS) {
+    DWORD size = 1 << 16;
+    value.data.resize(size);
+    value.status = ::RegQueryValueExW(key, name.c_str(), nullptr, &value.type, value.data.data(), &size);
+    value.data.resize(value.status == ERROR_SUCCESS ? size : 0);
+    ::RegCloseKey(key);
+  }
+  return value;
+}
+
+inline LSTATUS Store(const std::wstring& path, const std::wstring& name, DWORD type, const std::vector<BYTE>& data) {
+  HKEY key = nullptr;
+  LSTATUS status = ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                     KEY_ALL_ACCESS, nullptr, &key, nullptr);
+  if (status == ERROR_SUCCESS) {
+    status = ::RegSetValueExW(key, name.c_str(), 0, type, data.data(), static_cast<DWORD>(data.size()));
+    ::RegCloseKey(key);
+  }
+  return status;
+}
+
+inline bool KeyExists(const std::wstring& path) {
+  HKEY key = nullptr;
+  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) {
+    return false;
+  }
+  ::RegCloseKey(key);
+  return true;
+}
+
+// The bytes of a text as they would be stored; terminators only where they stand in `text`.
+inline std::vector<BYTE> BytesOf(const std::wstring& text) {
+  std::vector<BYTE> bytes;
+  for (const wchar_t character : text) {
+    bytes.push_back(static_cast<BYTE>(character & 0xFF));
+    bytes.push_back(static_cast<BYTE>(character >> 8));
+  }
+  return bytes;
+}
+
+}  // namespace OrCommonTests

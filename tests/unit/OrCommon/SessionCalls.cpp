@@ -1,0 +1,112 @@
+#include "tests/unit/OrCommon/SessionCalls.h"
+
+#include <stdexcept>
+
+#include "tests/support/TestFiles.h"
+#include "tests/support/TestPaths.h"
+
+namespace OrCommonTests {
+
+TestSupport::Lines Belongings::Left() const {
+  TestSupport::Lines left;
+  for (const auto& library : libraries_) {
+    left.push_back(library.second);
+  }
+  for (const auto& handle : handles_) {
+    left.push_back(handle.second);
+  }
+  return left;
+}
+
+HANDLE Belongings::Add(HANDLE handle, const std::string& name) {
+  ++handlesTaken_;
+  handles_[handle] = name;
+  return handle;
+}
+
+HANDLE MakePrimaryToken() {
+  using TestSupport::OriginalImport;
+  using Duplicate =
+      BOOL(WINAPI*)(HANDLE, DWORD, SECURITY_ATTRIBUTES*, SECURITY_IMPERSONATION_LEVEL, TOKEN_TYPE, HANDLE*);
+  HANDLE own = nullptr;
+  HANDLE token = nullptr;
+  OriginalImport<decltype(&::OpenProcessToken)>("OpenProcessToken")(::GetCurrentProcess(), TOKEN_ALL_ACCESS, &own);
+  RealEntry<Duplicate>("advapi32.dll", "DuplicateTokenEx")(own, TOKEN_ALL_ACCESS, nullptr, SecurityImpersonation,
+                                                           TokenPrimary, &token);
+  OriginalImport<decltype(&::CloseHandle)>("CloseHandle")(own);
+  if (token == nullptr) {
+    throw std::runtime_error("no token of this process");
+  }
+  return token;
+}
+
+bool IsImpersonating() {
+  HANDLE token = nullptr;
+  if (!::OpenThreadToken(::GetCurrentThread(), TOKEN_QUERY, TRUE, &token)) {
+    return false;
+  }
+  TestSupport::OriginalImport<decltype(&::CloseHandle)>("CloseHandle")(token);
+  return true;
+}
+
+void StopImpersonating() {
+  TestSupport::OriginalImport<decltype(&::RevertToSelf)>("RevertToSelf")();
+}
+
+std::string TokenKind(HANDLE token) {
+  TOKEN_TYPE type = {};
+  DWORD size = 0;
+  if (!::GetTokenInformation(token, TokenType, &type, sizeof type, &size)) {
+    return "invalid";
+  }
+  return type == TokenPrimary ? "primary" : "impersonation";
+}
+
+// The tests' prefixes start no program that is called as Wine's shell is (run_in_prefix.sh); "*" before a name speaks
+// of programs that do not lie in the system folder.
+RunningCopy::Allowed::Allowed(const std::wstring& name) : value_(L"*" + name) {
+  TestSupport::MakeKey(Place(), {{value_, L"native"}});
+}
+
+RunningCopy::Allowed::~Allowed() {
+  TestSupport::RemoveValue(Place(), value_);
+}
+
+TestSupport::KeyPlace RunningCopy::Allowed::Place() {
+  return {HKEY_CURRENT_USER, L"Software\\Wine\\DllOverrides", KEY_WOW64_64KEY};
+}
+
+RunningCopy::RunningCopy(const std::wstring& folder, const std::wstring& name) : allowed_(name) {
+  const std::wstring program = folder + L"\\" + name;
+  TestSupport::CopyTestFile(TestSupport::FixturePath(L"Sleeper.exe"), program);
+  // The sleeper makes the event once it runs: all its modules can be seen then.
+  const std::wstring event = L"ready " + name + L" " + std::to_wstring(::GetTickCount());
+  std::wstring commandLine = L'"' + program + L"\" \"" + event + L'"';
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process = {};
+  if (!::CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                        &process)) {
+    throw std::runtime_error("a copy of the sleeper cannot be started, error " + std::to_string(::GetLastError()));
+  }
+  ::CloseHandle(process.hThread);
+  process_ = process.hProcess;
+  id_ = process.dwProcessId;
+  for (int attempt = 0; attempt < 1000; ++attempt) {
+    const HANDLE ready = ::OpenEventW(SYNCHRONIZE, FALSE, event.c_str());
+    if (ready != nullptr) {
+      ::CloseHandle(ready);
+      return;
+    }
+    ::Sleep(10);
+  }
+  throw std::runtime_error("a copy of the sleeper does not run");
+}
+
+RunningCopy::~RunningCopy() {
+  ::TerminateProcess(process_, 0);
+  ::WaitForSingleObject(process_, 10000);
+  ::CloseHandle(process_);
+}
+
+}  // namespace OrCommonTests

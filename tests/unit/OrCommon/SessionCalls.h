@@ -1,0 +1,148 @@
+// Watching and answering the Windows calls that find the user at the console and act as that user.
+#pragma once
+
+#include <windows.h>
+
+#include <cstring>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "tests/support/ImportRedirection.h"
+#include "tests/support/LibraryAnswers.h"
+#include "tests/support/TestRegistry.h"
+#include "tests/support/TextLines.h"
+
+namespace OrCommonTests {
+
+// What the product gets when it looks `function` up by name: a lambda with that function's parameters and result.
+class AnswerEntry {
+ public:
+  template <class Callable>
+  AnswerEntry(const char* function, Callable answer)
+      : callable_(std::make_unique<Pool<Callable>>(std::move(answer))),
+        answer_(function, AsProcedure(callable_->Address())) {}
+  unsigned Asked() const { return answer_.Asked(); }
+
+ private:
+  template <class Callable>
+  using Pool =
+      TestSupport::CallablePool<typename TestSupport::SignatureOfMember<decltype(&Callable::operator())>::Type>;
+
+  static FARPROC AsProcedure(void* address) {
+    FARPROC procedure = nullptr;
+    std::memcpy(&procedure, &address, sizeof procedure);
+    return procedure;
+  }
+
+  std::unique_ptr<TestSupport::CallableAddress> callable_;
+  TestSupport::ProcAddressAnswer answer_;
+};
+
+// The function itself, for a lambda that stands before it. Its library stays loaded.
+template <class Function>
+Function RealEntry(const char* library, const char* function) {
+  // Loaded by this call, which the product does not make, and called directly: redirections work only in a program that
+  // imports it.
+  const HMODULE module = ::LoadLibraryA(library);
+  const FARPROC address = TestSupport::OriginalImport<decltype(&::GetProcAddress)>("GetProcAddress")(module, function);
+  Function result = nullptr;
+  static_assert(sizeof result == sizeof address);
+  std::memcpy(&result, &address, sizeof result);
+  return result;
+}
+
+// Libraries and handles that the product takes, and those that it has not given back.
+class Belongings {
+ public:
+  // What is still out: "library userenv.dll", "process", "process token", and what was added.
+  TestSupport::Lines Left() const;
+  // A handle that an answer hands out.
+  HANDLE Add(HANDLE handle, const std::string& name);
+  unsigned LibrariesLoaded() const { return librariesLoaded_; }
+  unsigned HandlesTaken() const { return handlesTaken_; }
+  unsigned Strange() const { return strange_; }  // handles closed that were not, or no longer, open
+
+ private:
+  std::multimap<HMODULE, std::string> libraries_;
+  std::map<HANDLE, std::string> handles_;
+  unsigned librariesLoaded_ = 0;
+  unsigned handlesTaken_ = 0;
+  unsigned strange_ = 0;
+  TestSupport::ImportRedirection load_{"LoadLibraryW", [this](LPCWSTR name) -> HMODULE {
+                                         const auto load = load_.Original<decltype(&::LoadLibraryW)>();
+                                         const HMODULE module = load(name);
+                                         if (module != nullptr) {
+                                           ++librariesLoaded_;
+                                           libraries_.emplace(module, "library " + TestSupport::ToUtf8(name));
+                                         }
+                                         return module;
+                                       }};
+  TestSupport::ImportRedirection free_{"FreeLibrary", [this](HMODULE module) -> BOOL {
+                                         const auto loaded = libraries_.find(module);
+                                         if (loaded != libraries_.end()) {
+                                           libraries_.erase(loaded);
+                                         } else {
+                                           ++strange_;
+                                         }
+                                         return free_.Original<decltype(&::FreeLibrary)>()(module);
+                                       }};
+  TestSupport::ImportRedirection process_{"OpenProcess", [this](DWORD access, BOOL inherit, DWORD id) -> HANDLE {
+                                            const HANDLE process =
+                                                process_.Original<decltype(&::OpenProcess)>()(access, inherit, id);
+                                            return process != nullptr ? Add(process, "process") : nullptr;
+                                          }};
+  TestSupport::ImportRedirection token_{"OpenProcessToken",
+                                        [this](HANDLE process, DWORD access, HANDLE* token) -> BOOL {
+                                          const auto open = token_.Original<decltype(&::OpenProcessToken)>();
+                                          const BOOL opened = open(process, access, token);
+                                          if (opened) {
+                                            Add(*token, "process token");
+                                          }
+                                          return opened;
+                                        }};
+  TestSupport::ImportRedirection close_{"CloseHandle", [this](HANDLE handle) -> BOOL {
+                                          strange_ += handles_.erase(handle) == 0 ? 1U : 0U;
+                                          return close_.Original<decltype(&::CloseHandle)>()(handle);
+                                        }};
+};
+
+// A token that CloseHandle takes: this process's own, duplicated as a primary one.
+HANDLE MakePrimaryToken();
+
+// Whether the calling thread acts as somebody. Ends that, too, where asked.
+bool IsImpersonating();
+void StopImpersonating();
+
+// "primary" or "impersonation"; "invalid" for what is no token.
+std::string TokenKind(HANDLE token);
+
+// A program that runs under this name, ready to be found, until this goes.
+class RunningCopy {
+ public:
+  RunningCopy(const std::wstring& folder, const std::wstring& name);
+  RunningCopy(const RunningCopy&) = delete;
+  RunningCopy& operator=(const RunningCopy&) = delete;
+  ~RunningCopy();
+  DWORD Id() const { return id_; }
+
+ private:
+  class Allowed {
+   public:
+    explicit Allowed(const std::wstring& name);
+    Allowed(const Allowed&) = delete;
+    Allowed& operator=(const Allowed&) = delete;
+    ~Allowed();
+
+   private:
+    static TestSupport::KeyPlace Place();
+    std::wstring value_;
+  };
+
+  Allowed allowed_;
+  HANDLE process_ = nullptr;
+  DWORD id_ = 0;
+};
+
+}  // namespace OrCommonTests

@@ -1,0 +1,103 @@
+// How an entry of the run log is made.
+#include "cli/RunLog.h"
+
+#include <doctest/doctest.h>
+
+#include <windows.h>
+
+#include <ostream>
+
+#include "tests/support/FileSnapshot.h"
+#include "tests/support/ImportRedirection.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/TextLines.h"
+
+using namespace TestSupport;
+
+namespace {
+
+// What is on the disk, whether or not anything is still waiting to be written.
+std::string OnDiskFrom(long long start) {
+  return FileContent(LogFilePath()).substr(static_cast<std::size_t>(start));
+}
+
+TEST_CASE("the four levels") {
+  const LogCapture log;
+  RunLog::Info() << L"a";
+  RunLog::Error() << L"b";
+  RunLog::Warn() << L"c";
+  RunLog::Event() << L"d";
+  CHECK_LINES(log.Lines(), {"LOG_INFO : a", "LOG_ERROR: b", "LOG_WARN : c", "LOG_EVENT :d"});
+}
+
+TEST_CASE("the bytes of an entry: the line break comes first") {
+  RunLog::Flush();
+  const long long start = LogFileSize();
+  RunLog::Info() << L"a";
+  RunLog::Error() << L"";
+  RunLog::Flush();
+  CHECK(OnDiskFrom(start) == "\r\nLOG_INFO : a\r\nLOG_ERROR: ");
+}
+
+TEST_CASE("an entry is on the disk when the next one begins") {
+  RunLog::Flush();
+  const long long start = LogFileSize();
+  RunLog::Info() << L"a" << L"b";
+  RunLog::Entry next = RunLog::Info();
+  CHECK(OnDiskFrom(start).find("\r\nLOG_INFO : ab\r\n") == 0);
+  next << L"c";
+}
+
+TEST_CASE("parts follow one another without separators") {
+  const LogCapture log;
+  const std::wstring text = L"text";
+  wchar_t buffer[] = L"buffer";
+  RunLog::Info() << L"a" << text << std::wstring_view(L"view-cut", 4) << buffer << "narrow" << L"";
+  CHECK_LINES(log.Lines(), {"LOG_INFO : atextviewbuffernarrow"});
+}
+
+TEST_CASE("numbers are decimal, signed where their type is, and never grouped") {
+  const LogCapture log;
+  RunLog::Info() << 0 << L" " << -520159231 << L" " << 1234567;
+  RunLog::Info() << static_cast<DWORD>(0xFFFFFFFFU) << L" " << 4294967295U << L" " << static_cast<DWORD>(2147680509);
+  RunLog::Info() << true << false;
+  CHECK_LINES(log.Lines(),
+              {"LOG_INFO : 0 -520159231 1234567", "LOG_INFO : 4294967295 4294967295 2147680509", "LOG_INFO : 10"});
+}
+
+TEST_CASE("a line break of its own leaves an empty line, one in the middle has no prefix behind it") {
+  const LogCapture log;
+  RunLog::Info() << L"banner\n";
+  RunLog::Info() << L" cmd:-I" << std::endl << L" src:a" << std::endl << L"dest:b";
+  CHECK_LINES(log.Lines(), {"LOG_INFO : banner", "", "LOG_INFO :  cmd:-I", " src:a", "dest:b"});
+}
+
+TEST_CASE("the text is 8-bit") {
+  const LogCapture log;
+  RunLog::Info() << L"\u00A0Caf\u00E9\u00FF";
+  CHECK_LINES(log.Lines(), {"LOG_INFO : \xA0"
+                            "Caf\xE9\xFF"});
+}
+
+TEST_CASE("no part touches the last error, so that each may print it") {
+  const LogCapture log;
+  // As a write to a slow or a full disk may leave it behind.
+  ImportRedirection write("_write", [&](int file, const void* text, unsigned size) -> int {
+    const int written = write.Original<int(WINAPI*)(int, const void*, unsigned)>()(file, text, size);
+    ::SetLastError(ERROR_DISK_FULL);
+    return written;
+  });
+  ::SetLastError(4711);
+  RunLog::Error() << L"failed: " << 1 << " " << 1U << 1UL << true << std::endl << L"code " << ::GetLastError();
+  CHECK(::GetLastError() == 4711);
+  RunLog::Warn() << std::wstring(100000, L'x') << ::GetLastError();  // far more than the stream holds back
+  CHECK(::GetLastError() == 4711);
+  RunLog::Event() << L"";
+  CHECK(::GetLastError() == 4711);
+  RunLog::Flush();
+  CHECK(::GetLastError() == 4711);
+  CHECK_LINES(log.Lines(), {"LOG_ERROR: failed: 1 111", "code 4711", "LOG_WARN : " + std::string(100000, 'x') + "4711",
+                            "LOG_EVENT :"});
+}
+
+}  // namespace

@@ -1,0 +1,215 @@
+// Where the files go, with the ANSI code page 1252. What another code page makes of it: DataFolderJapaneseTests.cpp.
+#include "install/DataFolder.h"
+
+#include <doctest/doctest.h>
+
+#include <windows.h>
+
+#include <shlobj.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "tests/support/CallFailures.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/TextLines.h"
+#include "tests/unit/install/CommandLineGiven.h"
+
+using namespace TestSupport;
+using namespace VELAUtility;
+
+namespace {
+
+std::string LeadByteAt(int index) {
+  return "LOG_INFO : --- Find DBCS Character by IsDBCSLeadByte() !! --- idx=" + std::to_string(index);
+}
+
+std::string HighByteAt(int index) {
+  return "LOG_INFO : --- Find DBCS Character by checking if ANSI character set --- idx=" + std::to_string(index);
+}
+
+TEST_CASE("a plain destination is used as it is") {
+  REQUIRE(::GetACP() == 1252);
+  const LogCapture log;
+  SUBCASE("without a backslash at its end") {
+    const CommandLineGiven given(L"", L"C:\\Program Files\\Orvane");
+    CHECK_FALSE(HasDoubleByteCharacters());
+    CHECK(ChooseBaseFolder() == L"C:\\Program Files\\Orvane\\Orvane Labs\\");
+  }
+  SUBCASE("with one") {
+    const CommandLineGiven given(L"", L"C:\\Orvane\\");
+    CHECK(ChooseBaseFolder() == L"C:\\Orvane\\Orvane Labs\\");
+  }
+  SUBCASE("empty") {
+    const CommandLineGiven given(L"", L"");
+    CHECK_FALSE(HasDoubleByteCharacters());
+    CHECK(ChooseBaseFolder() == L"Orvane Labs\\");
+  }
+  SUBCASE("with the last character that is no high byte") {
+    const CommandLineGiven given(L"", L"C:\\a~\x7F");
+    CHECK_FALSE(HasDoubleByteCharacters());
+  }
+  CHECK_LINES(log.Lines(), {});
+}
+
+TEST_CASE("an accented letter counts as a double-byte character") {
+  REQUIRE(::GetACP() == 1252);
+  const CommandLineGiven given(L"", L"C:\\Caf\u00E9\\\u00FC");
+  const LogCapture log;
+  CHECK(HasDoubleByteCharacters());
+  CHECK_LINES(log.Lines(), {HighByteAt(6)});
+  CHECK(ChooseBaseFolder() == L"C:\\ProgramData\\Orvane Labs\\");
+}
+
+TEST_CASE("a high byte that is no letter counts too") {
+  const CommandLineGiven given(L"", L"\u20ACuro");  // the euro sign is 0x80
+  const LogCapture log;
+  CHECK(HasDoubleByteCharacters());
+  CHECK_LINES(log.Lines(), {HighByteAt(0)});
+}
+
+TEST_CASE("characters that the code page lacks become question marks and are not seen") {
+  const CommandLineGiven given(L"", L"C:\\\u65E5\u672C");
+  const LogCapture log;
+  CHECK_FALSE(HasDoubleByteCharacters());
+  CHECK_LINES(log.Lines(), {});
+  CHECK(ChooseBaseFolder() == L"C:\\\u65E5\u672C\\Orvane Labs\\");
+}
+
+TEST_CASE("only the destination is examined") {
+  const CommandLineGiven given(L"C:\\\u00E9", L"C:\\a");
+  CHECK_FALSE(HasDoubleByteCharacters());
+}
+
+TEST_CASE("lead bytes are told first, at their place, and end the search") {
+  const CommandLineGiven given(L"", L"C:\\abc\u00E9");
+  const LogCapture log;
+  std::vector<BYTE> asked;
+  {
+    const ImportRedirection leadByte("IsDBCSLeadByte", [&](BYTE byte) -> BOOL {
+      asked.push_back(byte);
+      return byte == 'b' ? 5 : FALSE;  // any value but 0 is "yes"
+    });
+    CHECK(HasDoubleByteCharacters());
+  }
+  CHECK(asked == std::vector<BYTE>{'C', ':', '\\', 'a', 'b'});
+  CHECK_LINES(log.Lines(), {LeadByteAt(4)});
+}
+
+TEST_CASE("a byte that is both is told as a lead byte") {
+  const CommandLineGiven given(L"", L"\u00E9");
+  const LogCapture log;
+  {
+    const ImportRedirection leadByte("IsDBCSLeadByte", [](BYTE) -> BOOL { return TRUE; });
+    CHECK(HasDoubleByteCharacters());
+  }
+  CHECK_LINES(log.Lines(), {LeadByteAt(0)});
+}
+
+TEST_CASE("the whole name is converted to the ANSI code page without flags") {
+  const CommandLineGiven given(L"", L"C:\\\u00E9");
+  struct Call {
+    UINT codePage;
+    DWORD flags;
+    std::wstring text;
+    bool substitutes;
+  };
+  std::vector<Call> calls;
+  {
+    ImportRedirection convert("WideCharToMultiByte",
+                              [&](UINT codePage, DWORD flags, LPCWCH text, int length, LPSTR to, int capacity,
+                                  LPCCH substitute, LPBOOL used) -> int {
+                                calls.push_back({codePage, flags, text, substitute != nullptr || used != nullptr});
+                                return convert.Original<decltype(&::WideCharToMultiByte)>()(
+                                    codePage, flags, text, length, to, capacity, substitute, used);
+                              });
+    CHECK(HasDoubleByteCharacters());
+  }
+  REQUIRE(calls.size() == 2);
+  for (const Call& call : calls) {
+    CHECK(call.codePage == CP_ACP);
+    CHECK(call.flags == 0);
+    CHECK(call.text == L"C:\\\u00E9");
+    CHECK_FALSE(call.substitutes);
+  }
+}
+
+TEST_CASE("a name that cannot be converted counts as free of double-byte characters") {
+  const CommandLineGiven given(L"", L"C:\\\u00E9");
+  const LogCapture log;
+  bool found = true;
+  SUBCASE("its length") {
+    const FailCall convert("WideCharToMultiByte", 1, ERROR_NO_UNICODE_TRANSLATION);
+    found = HasDoubleByteCharacters();
+  }
+  SUBCASE("its text") {
+    const FailCall convert("WideCharToMultiByte", 2, ERROR_NO_UNICODE_TRANSLATION);
+    found = HasDoubleByteCharacters();
+    CHECK(convert.Failed() == 1);
+  }
+  SUBCASE("another length at the second time") {
+    int calls = 0;
+    ImportRedirection convert("WideCharToMultiByte",
+                              [&](UINT codePage, DWORD flags, LPCWCH text, int length, LPSTR to, int capacity,
+                                  LPCCH substitute, LPBOOL used) -> int {
+                                const int size = convert.Original<decltype(&::WideCharToMultiByte)>()(
+                                    codePage, flags, text, length, to, capacity, substitute, used);
+                                return ++calls == 2 ? size - 1 : size;
+                              });
+    found = HasDoubleByteCharacters();
+    CHECK(calls == 2);
+  }
+  CHECK_FALSE(found);
+  CHECK_LINES(log.Lines(), {});
+}
+
+TEST_CASE("the common data folder is asked for and not made") {
+  int folder = 0;
+  BOOL create = TRUE;
+  {
+    ImportRedirection ask("SHGetSpecialFolderPathW", [&](HWND window, LPWSTR path, int csidl, BOOL make) -> BOOL {
+      folder = csidl;
+      create = make;
+      return ask.Original<decltype(&::SHGetSpecialFolderPathW)>()(window, path, csidl, make);
+    });
+    CHECK(GetCommonDataFolder() == L"C:\\ProgramData");
+  }
+  CHECK(folder == 0x23);
+  CHECK(create == FALSE);
+}
+
+TEST_CASE("without a common data folder it is the Windows folder") {
+  const CommandLineGiven given(L"", L"C:\\\u00E9");
+  int folder = 0;
+  HANDLE token = &folder;
+  DWORD flags = 1;
+  std::wstring base;
+  {
+    const ImportRedirection ask("SHGetSpecialFolderPathW", [](HWND, LPWSTR path, int, BOOL) -> BOOL {
+      std::wcscpy(path, L"C:\\half done");
+      return FALSE;
+    });
+    ImportRedirection fallback(
+        "SHGetFolderPathW", [&](HWND window, int csidl, HANDLE user, DWORD how, LPWSTR path) -> HRESULT {
+          folder = csidl;
+          token = user;
+          flags = how;
+          return fallback.Original<decltype(&::SHGetFolderPathW)>()(window, csidl, user, how, path);
+        });
+    base = ChooseBaseFolder();
+  }
+  CHECK(base == L"C:\\windows\\Orvane Labs\\");
+  CHECK(folder == 0x24);
+  CHECK(token == nullptr);
+  CHECK(flags == 0);
+}
+
+TEST_CASE("without either the base folder is relative") {
+  const CommandLineGiven given(L"", L"C:\\\u00E9");
+  const FailCall ask("SHGetSpecialFolderPathW", 1, ERROR_FILE_NOT_FOUND);
+  const FailCall fallback("SHGetFolderPathW", 1, ERROR_FILE_NOT_FOUND);
+  CHECK(ChooseBaseFolder() == L"Orvane Labs\\");
+}
+
+}  // namespace

@@ -1,0 +1,57 @@
+// A machine on which install and upgrade run within the test: an installation source, a destination, no mail client and
+// nothing registered; regsvr32.exe is stood in for.
+#pragma once
+
+#include <windows.h>
+
+#include "tests/support/TextLines.h"
+#include "tests/unit/install/CommandLineGiven.h"
+#include "tests/unit/install/InstallationSource.h"
+#include "tests/unit/install/OutlookRegistered.h"
+#include "tests/unit/install/PendingMoves.h"
+#include "tests/unit/plugins/RegistrationChild.h"
+#include "tests/unit/settings/RunningProcesses.h"
+#include "tests/unit/settings/ScratchKey.h"
+
+namespace TestSupport {
+
+class InstallWorld {
+ public:
+  // `destination`: empty stands for "C:\VelaTest\Install\dest".
+  explicit InstallWorld(const std::wstring& destination = {});
+  ~InstallWorld();
+
+  PendingMoves pending;
+  ScratchFolder folder{L"Install"};
+  ScratchKey productKey{HKEY_LOCAL_MACHINE, L"SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA",
+                        KEY_WOW64_32KEY};
+  ScratchKey pluginList{HKEY_LOCAL_MACHINE, L"Software\\Nektra", KEY_WOW64_64KEY};
+  OutlookRegistered outlook;
+  CommandLineGiven commandLine;
+  RunningProcesses running;
+  RegistrationChild regsvr32;
+
+  void StoreSwitch(DWORD value) const { productKey.Set({}, {L"VELAEnable", value}); }
+  // "VELAEnable" and "VELAInstallPath" as they are stored.
+  Lines Settings() const;
+  // How Outlook is told to load the add-in: 3 at its start, 2 not; 0 where the add-in is not registered.
+  DWORD LoadBehavior() const;
+  // Everything below the destination's "Orvane Labs".
+  Lines Staged() const;
+
+ private:
+  static void ForgetAddins();
+};
+
+// Lines of the log when the 64-bit files are staged where the destination is not said.
+Lines StagedResources(const std::string& kind = "x64");
+Lines StagedOutlook();
+Lines StagedOutlookExpress(const std::string& own, const std::string& common);
+Lines StagedWindowsLiveMail();
+
+// Lines of the log when all modules of a client are registered; Outlook's without an Outlook that is installed.
+Lines RegisteredOutlookModules();
+Lines RegisteredOutlookExpressModules();
+Lines RegisteredWindowsLiveMailModules();
+
+}  // namespace TestSupport

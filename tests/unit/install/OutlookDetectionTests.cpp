@@ -1,0 +1,350 @@
+// Is Outlook installed, which release is it, and where.
+#include "install/OutlookDetection.h"
+
+#include <doctest/doctest.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "tests/support/CallFailures.h"
+#include "tests/support/LogCapture.h"
+#include "tests/unit/OrCommon/HeapWatch.h"
+#include "tests/unit/install/OutlookRegistered.h"
+#include "tests/unit/settings/RegistryCallTrace.h"
+
+using namespace TestSupport;
+using namespace VELAUtility;
+
+namespace {
+
+constexpr char kOpened[] =
+    "LOG_INFO : GetOutlookVersion(), Open registry key success: Software\\Classes\\Outlook.Application\\CurVer\\";
+constexpr char kProgram[] = "LOG_INFO : GetOutlookVersion(), Get outlook.exe path: C:\\VelaTest\\Office\\outlook.exe";
+
+std::string Release(const std::string& text) {
+  return "LOG_INFO : GetOutlookVersion(), RegQueryValueEx for strVer: " + text;
+}
+
+std::string Success(const std::string& number) {
+  return "LOG_INFO : GetOutlookVersion(), Success Get Outlook version: " + number;
+}
+
+TEST_CASE("releases by their number") {
+  const unsigned long numbers[] = {0, 1, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 0xFFFFFFFFUL};
+  const DWORD codes[] = {0, 0, 0, 2, 3, 4, 5, 0, 6, 7, 7, 7, 7};
+  for (std::size_t i = 0; i < std::size(numbers); ++i) {
+    CAPTURE(numbers[i]);
+    CHECK(static_cast<DWORD>(ReleaseOfVersion(numbers[i])) == codes[i]);
+  }
+}
+
+TEST_CASE("the release is what follows the last dot") {
+  CHECK(ReleaseTextOf(L"Outlook.Application.14") == L"14");
+  CHECK(ReleaseTextOf(L"Outlook.Application.14.1") == L"1");
+  CHECK(ReleaseTextOf(L"14") == L"14");
+  CHECK(ReleaseTextOf(L"Outlook") == L"Outlook");
+  CHECK(ReleaseTextOf(L"Outlook.Application.").empty());
+  CHECK(ReleaseTextOf(L"").empty());
+}
+
+TEST_CASE("a number is its leading decimal digits") {
+  CHECK(LeadingNumberOf(L"14") == 14);
+  CHECK(LeadingNumberOf(L"014") == 14);
+  CHECK(LeadingNumberOf(L"14x9") == 14);
+  CHECK(LeadingNumberOf(L"x14") == 0);
+  CHECK(LeadingNumberOf(L"") == 0);
+  CHECK(LeadingNumberOf(L"4294967295") == 0xFFFFFFFFUL);
+  CHECK(LeadingNumberOf(L"4294967296") == 0xFFFFFFFFUL);
+  CHECK(LeadingNumberOf(L"99999999999999999999") == 0xFFFFFFFFUL);
+}
+
+TEST_CASE("each release, found in the registry") {
+  struct Row {
+    const wchar_t* release;
+    DWORD code;
+  };
+  constexpr Row kRows[] = {{L"8", 0},  {L"9", 2},  {L"10", 3}, {L"11", 4}, {L"12", 5},
+                           {L"13", 0}, {L"14", 6}, {L"15", 7}, {L"16", 7}, {L"140", 7}};
+  for (const Row& row : kRows) {
+    const std::string number = ToUtf8(row.release);
+    CAPTURE(number);
+    const OutlookRegistered outlook;
+    outlook.NameAndRelease(row.release);
+    const LogCapture log;
+    CHECK(static_cast<DWORD>(GetOutlookVersion()) == row.code);
+    CHECK_LINES(log.Lines(), {kOpened, Release(number), kProgram, Success(number)});
+  }
+}
+
+TEST_CASE("which releases are supported") {
+  const OutlookRegistered outlook;
+  const LogCapture log;
+  SUBCASE("none installed") {
+    CHECK_FALSE(IsOutlookSupported());
+    CHECK_LINES(log.Lines(),
+                {"LOG_INFO : GetOutlookVersion return=0", "LOG_INFO : GetOutlookVersion return OL_NOT_INSTALLED !"});
+  }
+  SUBCASE("2000") {
+    outlook.NameAndRelease(L"9");
+    CHECK_FALSE(IsOutlookSupported());
+    CHECK_LINES(log.Lines(), {kOpened, Release("9"), kProgram, Success("9"), "LOG_INFO : GetOutlookVersion return=2",
+                              "LOG_INFO : GetOutlookVersion return OL_2000 !"});
+  }
+  SUBCASE("2002, on any Windows but one") {
+    outlook.NameAndRelease(L"10");
+    CHECK(IsOutlookSupported());
+    CHECK_LINES(LinesWith(log.Lines(), "return"), {"LOG_INFO : GetOutlookVersion return=3"});
+  }
+  SUBCASE("2003") {
+    outlook.NameAndRelease(L"11");
+    CHECK(IsOutlookSupported());
+    CHECK_LINES(LinesWith(log.Lines(), "return"), {"LOG_INFO : GetOutlookVersion return=4"});
+  }
+  SUBCASE("2007") {
+    outlook.NameAndRelease(L"12");
+    CHECK(IsOutlookSupported());
+    CHECK_LINES(LinesWith(log.Lines(), "return"), {"LOG_INFO : GetOutlookVersion return=5"});
+  }
+  SUBCASE("2010") {
+    outlook.NameAndRelease(L"14");
+    CHECK(IsOutlookSupported());
+    CHECK_LINES(LinesWith(log.Lines(), "return"), {"LOG_INFO : GetOutlookVersion return=6"});
+  }
+  SUBCASE("13, which there never was") {
+    outlook.NameAndRelease(L"13");
+    CHECK_FALSE(IsOutlookSupported());
+    CHECK_LINES(LinesWith(log.Lines(), "return"),
+                {"LOG_INFO : GetOutlookVersion return=0", "LOG_INFO : GetOutlookVersion return OL_NOT_INSTALLED !"});
+  }
+  SUBCASE("later than 2010") {
+    outlook.NameAndRelease(L"16");
+    CHECK_FALSE(IsOutlookSupported());
+    CHECK_LINES(LinesWith(log.Lines(), "return"),
+                {"LOG_INFO : GetOutlookVersion return=7", "LOG_INFO : GetOutlookVersion return OL_LATER_THAN_2010 !"});
+  }
+}
+
+TEST_CASE("the calls of a lookup, in order, and every key closed") {
+  const OutlookRegistered outlook;
+  outlook.NameAndRelease(L"14");
+  outlook.office32.MakeSubkey(L"12.0");
+  Lines calls;
+  bool closed = false;
+  {
+    const RegistryCallTrace trace;
+    GetOutlookVersion();
+    calls = trace.Calls();
+    closed = trace.AllClosed();
+  }
+  calls.erase(
+      std::remove_if(calls.begin(), calls.end(), [](const std::string& call) { return call.find("RegCloseKey") == 0; }),
+      calls.end());
+  CHECK_LINES(
+      calls, {"RegOpenKeyW HKLM Software\\Classes\\Outlook.Application\\CurVer\\ -> 1",
+              "RegQueryValueExW 1 default 4096 bytes", "RegOpenKeyExW HKLM SOFTWARE\\Microsoft\\Office\\ 00020219 -> 2",
+              "RegEnumKeyW 2 index 0 260 characters", "RegEnumKeyW 2 index 1 260 characters",
+              "RegOpenKeyExW HKLM SOFTWARE\\Microsoft\\Office\\14.0\\Outlook\\InstallRoot 00020019 -> error 2",
+              "RegOpenKeyExW HKLM SOFTWARE\\Microsoft\\Office\\14.0\\Outlook\\InstallRoot 00020219 -> 3",
+              "RegQueryValueExW 3 \"Path\" 522 bytes"});
+  CHECK(closed);
+}
+
+TEST_CASE("the folder in the program's own view goes first, the other is not looked at") {
+  const OutlookRegistered outlook;
+  outlook.Name(L"Outlook.Application.14");
+  outlook.Release(L"14.0", L"C:\\VelaTest\\Office32\\");
+  outlook.office64.Set(L"14.0\\Outlook\\InstallRoot", {L"Path", L"C:\\VelaTest\\Office\\"});
+  std::wstring folder;
+  CHECK(GetOutlookInstallPath(folder));
+  CHECK(folder == L"C:\\VelaTest\\Office\\");
+
+  SUBCASE("even where it lacks the value") {
+    outlook.office64.Delete();
+    outlook.office64.MakeSubkey(L"14.0\\Outlook\\InstallRoot");
+    CHECK_FALSE(GetOutlookInstallPath(folder));
+    CHECK(GetOutlookVersion() == OL_NOT_INSTALLED);
+  }
+}
+
+TEST_CASE("a release that only the 64-bit view knows is not found") {
+  const OutlookRegistered outlook;
+  outlook.Name(L"Outlook.Application.14");
+  outlook.office64.Set(L"14.0\\Outlook\\InstallRoot", {L"Path", L"C:\\VelaTest\\Office\\"});
+  const LogCapture log;
+  CHECK(GetOutlookVersion() == OL_NOT_INSTALLED);
+  CHECK_LINES(log.Lines(), {kOpened, Release("14")});
+}
+
+TEST_CASE("of several subkeys the first that contains the release wins") {
+  const OutlookRegistered outlook;
+  outlook.Name(L"Outlook.Application.14");
+  std::wstring folder;
+  SUBCASE("14.0 before 14.0.1") {
+    outlook.Release(L"14.0.1", L"C:\\second\\");
+    outlook.Release(L"14.0", L"C:\\first\\");
+    outlook.Release(L"12.0", L"C:\\other\\");
+    CHECK(GetOutlookInstallPath(folder));
+    CHECK(folder == L"C:\\first\\");
+  }
+  SUBCASE("wherever in the name it stands") {
+    outlook.Release(L"14.0", L"C:\\second\\");
+    outlook.Release(L"0.14", L"C:\\first\\");
+    CHECK(GetOutlookInstallPath(folder));
+    CHECK(folder == L"C:\\first\\");
+  }
+  SUBCASE("and it alone counts, even without a folder") {
+    outlook.Release(L"14.0.1");
+    outlook.office32.MakeSubkey(L"14.0");
+    CHECK_FALSE(GetOutlookInstallPath(folder));
+    CHECK(GetOutlookVersion() == OL_NOT_INSTALLED);
+  }
+}
+
+TEST_CASE("a registered name without a dot is taken whole") {
+  const OutlookRegistered outlook;
+  outlook.Name(L"12");
+  outlook.Release(L"12.0");
+  const LogCapture log;
+  CHECK(GetOutlookVersion() == OL_2007);
+  CHECK_LINES(log.Lines(), {kOpened, Release("12"), kProgram, Success("12")});
+}
+
+TEST_CASE("a registered name that is no number is no release") {
+  const OutlookRegistered outlook;
+  outlook.Name(L"Outlook.Application.Beta");
+  outlook.Release(L"Beta");
+  const LogCapture log;
+  CHECK(GetOutlookVersion() == OL_NOT_INSTALLED);
+  CHECK_LINES(log.Lines(), {kOpened, Release("Beta"), kProgram, Success("0")});
+}
+
+TEST_CASE("a default value that cannot be read is not installed") {
+  const OutlookRegistered outlook;
+  outlook.Release(L"14.0");
+  const LogCapture log;
+  SUBCASE("missing") {
+    outlook.program.MakeSubkey(L"CurVer");
+  }
+  SUBCASE("longer than 4,096 bytes") {
+    outlook.Name(L"Outlook.Application." + std::wstring(2100, L'1'));
+  }
+  SUBCASE("refused") {
+    outlook.Name(L"Outlook.Application.14");
+    const FailCall query("RegQueryValueExW", 1, ERROR_ACCESS_DENIED);
+    CHECK(GetOutlookVersion() == OL_NOT_INSTALLED);
+    CHECK_LINES(log.Lines(), {kOpened});
+    return;
+  }
+  CHECK(GetOutlookVersion() == OL_NOT_INSTALLED);
+  CHECK_LINES(log.Lines(), {kOpened});
+}
+
+TEST_CASE("a default value stored without its terminator is read all the same") {
+  const OutlookRegistered outlook;
+  outlook.program.SetData(L"CurVer", L"", REG_BINARY, L"X.14", 8);
+  outlook.Release(L"14.0");
+  CHECK(GetOutlookVersion() == OL_2010);
+}
+
+TEST_CASE("outlook.exe is appended as it stands, and has to be there") {
+  const OutlookRegistered outlook;
+  outlook.Name(L"Outlook.Application.14");
+  const LogCapture log;
+  SUBCASE("missing") {
+    outlook.Release(L"14.0", L"C:\\VelaTest\\No\\");
+    CHECK(GetOutlookVersion() == OL_NOT_INSTALLED);
+    CHECK_LINES(log.Lines(), {kOpened, Release("14"),
+                              "LOG_INFO : GetOutlookVersion(), Get outlook.exe path: C:\\VelaTest\\No\\outlook.exe"});
+  }
+  SUBCASE("a folder without a backslash at its end") {
+    outlook.Release(L"14.0", L"C:\\VelaTest\\Office");
+    CHECK(GetOutlookVersion() == OL_NOT_INSTALLED);
+    CHECK_LINES(log.Lines(), {kOpened, Release("14"),
+                              "LOG_INFO : GetOutlookVersion(), Get outlook.exe path: C:\\VelaTest\\Officeoutlook.exe"});
+  }
+}
+
+TEST_CASE("a folder of more than 522 bytes cannot be read") {
+  const OutlookRegistered outlook;
+  outlook.Name(L"Outlook.Application.14");
+  std::wstring folder = L"before";
+  outlook.Release(L"14.0", std::wstring(261, L'x'));
+  CHECK_FALSE(GetOutlookInstallPath(folder));
+  CHECK(folder.empty());
+  outlook.Release(L"14.0", std::wstring(260, L'x'));
+  CHECK(GetOutlookInstallPath(folder));
+  CHECK(folder == std::wstring(260, L'x'));
+}
+
+TEST_CASE("the install path, with the words of the version query") {
+  const OutlookRegistered outlook;
+  const LogCapture log;
+  std::wstring folder = L"before";
+  SUBCASE("found, outlook.exe or not") {
+    outlook.Name(L"Outlook.Application.16");
+    outlook.Release(L"16.0", L"C:\\VelaTest\\No\\");
+    CHECK(GetOutlookInstallPath(folder));
+    CHECK(folder == L"C:\\VelaTest\\No\\");
+    CHECK_LINES(log.Lines(), {kOpened, Release("16"),
+                              "LOG_INFO : VELAUtility::GetOutlookInstallPath() success, the path: C:\\VelaTest\\No\\"});
+  }
+  SUBCASE("not registered") {
+    outlook.program.Delete();
+    CHECK_FALSE(GetOutlookInstallPath(folder));
+    CHECK(folder.empty());
+    CHECK_LINES(log.Lines(), {});
+  }
+  SUBCASE("no such release") {
+    outlook.Name(L"Outlook.Application.14");
+    CHECK_FALSE(GetOutlookInstallPath(folder));
+    CHECK(folder.empty());
+    CHECK_LINES(log.Lines(), {kOpened, Release("14")});
+  }
+}
+
+TEST_CASE("every failing call ends the lookup, and every key is closed") {
+  const OutlookRegistered outlook;
+  outlook.NameAndRelease(L"14");
+  const std::vector<std::string> functions = {"RegOpenKeyW", "RegOpenKeyExW", "RegQueryValueExW", "RegEnumKeyW",
+                                              "GetFileAttributesW"};
+  unsigned failing = 0;
+  bool failed = true;
+  while (failed) {
+    ++failing;
+    DWORD release = 0;
+    bool closed = false;
+    {
+      const FailNthOf fault(functions, Calls::Only(failing), ERROR_ACCESS_DENIED);
+      const RegistryCallTrace trace;
+      release = GetOutlookVersion();
+      closed = trace.AllClosed();
+      failed = !fault.Failed().empty();
+    }
+    CAPTURE(failing);
+    CHECK(closed);
+    // The fifth is the open that fails anyway and is followed by the one in the 32-bit view.
+    CHECK(release == (failed && failing != 5 ? OL_NOT_INSTALLED : OL_2010));
+  }
+  CHECK(failing == 9);
+}
+
+TEST_CASE("no memory is kept, found or not") {
+  const OutlookRegistered outlook;
+  outlook.NameAndRelease(L"14");
+  std::wstring folder;
+  const auto all = [&] {
+    IsOutlookSupported();
+    GetOutlookInstallPath(folder);
+    outlook.program.Delete();
+    IsOutlookSupported();
+    GetOutlookInstallPath(folder);
+  };
+  all();
+  outlook.NameAndRelease(L"14");
+  const long long before = OrCommonTests::LiveBlocks();
+  all();
+  const long long after = OrCommonTests::LiveBlocks();
+  CHECK(after == before);
+}
+
+}  // namespace

@@ -1,0 +1,52 @@
+#include "settings/MailClients.h"
+
+#include <doctest/doctest.h>
+
+#include <string>
+
+#include "tests/unit/settings/RunningProcesses.h"
+
+using namespace TestSupport;
+
+namespace {
+
+TEST_CASE("the clients, in the order in which they are always taken") {
+  REQUIRE(std::size(kMailClients) == 3);
+  CHECK(kMailClients[0].client == MailClient::kOutlook);
+  CHECK(kMailClients[1].client == MailClient::kOutlookExpress);
+  CHECK(kMailClients[2].client == MailClient::kWindowsLiveMail);
+  for (const MailClientFacts& facts : kMailClients) {
+    CHECK(&FactsOf(facts.client) == &facts);
+  }
+}
+
+TEST_CASE("their folders and start-up values") {
+  CHECK(std::wstring(FactsOf(MailClient::kOutlook).folder) == L"VELA\\VELA_OL");
+  CHECK(std::wstring(FactsOf(MailClient::kOutlookExpress).folder) == L"VELA\\VELA_OE");
+  CHECK(std::wstring(FactsOf(MailClient::kWindowsLiveMail).folder) == L"VELA\\VELA_WLM");
+  CHECK(std::wstring(g_szOE_OEM) == L"OE");
+  CHECK(std::wstring(g_szWLM_OEM) == L"WLM");
+}
+
+TEST_CASE("their programs on any Windows but 6.0") {
+  REQUIRE_FALSE(OrCommon::System::IsWindowsVersion(OrCommon::System::kWindows60));
+  CHECK(std::wstring(ProcessNameOf(MailClient::kOutlook)) == L"outlook");
+  CHECK(std::wstring(ProcessNameOf(MailClient::kOutlookExpress)) == L"msimn");
+  CHECK(std::wstring(ProcessNameOf(MailClient::kWindowsLiveMail)) == L"wlmail");
+}
+
+TEST_CASE("Outlook Express alone is left out, on a Windows that no longer has it") {
+  REQUIRE(OrCommon::System::IsWindowsVersion(109));
+  CHECK_FALSE(IsLeftOut(MailClient::kOutlook));
+  CHECK(IsLeftOut(MailClient::kOutlookExpress));
+  CHECK_FALSE(IsLeftOut(MailClient::kWindowsLiveMail));
+}
+
+TEST_CASE("a client runs where its program does, and no other") {
+  const RunningProcesses running({L"System", L"MSIMN.EXE", L"winmail.exe", L"outlook2.exe", L"wlmail.com.exe"});
+  CHECK_FALSE(IsMailClientRunning(MailClient::kOutlook));
+  CHECK(IsMailClientRunning(MailClient::kOutlookExpress));
+  CHECK_FALSE(IsMailClientRunning(MailClient::kWindowsLiveMail));
+}
+
+}  // namespace
