@@ -5,6 +5,8 @@
 
 #include <sddl.h>
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <set>
 #include <string>
@@ -50,8 +52,10 @@ TEST_CASE("the account of this program's user, with and without its domain") {
   CHECK(GetAccountSid(std::wstring(computer) + L"\\" + OwnAccount()) == sid);
 }
 
-TEST_CASE("an account that nobody has has no identifier") {
+TEST_CASE("an account that nobody has has no identifier, and is not looked up again") {
+  const TestSupport::CountCalls lookUps{"LookupAccountNameW"};
   CHECK(GetAccountSid(L"NOSUCHDOMAIN\\nobody of this name").empty());
+  CHECK(lookUps.Calls() == 1);
 }
 
 // Answers the look-up of accounts: sizes first, then the identifier.
@@ -61,7 +65,8 @@ struct Accounts {
   std::vector<std::wstring> asked;
   bool local = true;
   DWORD sidRoom = 0;
-  DWORD domainRoom = 0;
+  DWORD domainRoom = 0;         // characters, as said
+  std::size_t domainBytes = 0;  // as they are
 
   ImportRedirection lookUp{"LookupAccountNameW",
                            [this](LPCWSTR system, LPCWSTR account, PSID sid, DWORD* sidSize, LPWSTR domain,
@@ -82,6 +87,7 @@ struct Accounts {
                              ::InitializeSid(sid, &nt, 2);
                              *::GetSidSubAuthority(sid, 0) = 21;
                              *::GetSidSubAuthority(sid, 1) = 4000000000U;
+                             domainBytes = ::_msize(domain);
                              std::fill_n(domain, domainLength, L'd');  // to the last character that was asked for
                              *use = SidTypeUser;
                              return TRUE;
@@ -96,6 +102,7 @@ TEST_CASE("a name beyond the code page is looked up on this machine, with the ro
   CHECK(accounts.asked == std::vector<std::wstring>(2, L"DOM\\\x65E5\x672C"));
   CHECK(accounts.sidRoom == ::GetSidLengthRequired(2));
   CHECK(accounts.domainRoom >= 9);
+  CHECK(accounts.domainBytes >= accounts.domainRoom * sizeof(wchar_t));
 }
 
 TEST_CASE("a system that counts no domain still gives the identifier") {

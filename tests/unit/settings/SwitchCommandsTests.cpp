@@ -101,14 +101,14 @@ TEST_CASE("a switch that is missing, too long or no number is no status") {
   MakeKey(MachineKey32(kProductKey));
   CHECK_LINES(Status(), {"LOG_INFO : GetStatus!!!!! FAIL!!"});
   const BYTE bytes[] = {1, 0, 0, 0, 0, 0, 0, 0};
-  for (const auto& [type, size] : {std::pair{DWORD{REG_SZ}, DWORD{4}},
-                                   {REG_BINARY, 4},
-                                   {REG_QWORD, 8},
-                                   {REG_SZ, 8},
-                                   {REG_DWORD_BIG_ENDIAN, 4},
-                                   {REG_NONE, 4}}) {
-    CAPTURE(type);
-    SetRawValue(MachineKey32(kProductKey), L"VELAEnable", type, bytes, size);
+  struct Case {
+    DWORD type;
+    DWORD size;
+  };
+  for (const Case& other : {Case{REG_SZ, 4}, Case{REG_BINARY, 4}, Case{REG_QWORD, 8}, Case{REG_SZ, 8},
+                            Case{REG_DWORD_BIG_ENDIAN, 4}, Case{REG_NONE, 4}}) {
+    CAPTURE(other.type);
+    SetRawValue(MachineKey32(kProductKey), L"VELAEnable", other.type, bytes, other.size);
     CHECK_LINES(Status(), {"LOG_INFO : GetStatus!!!!! FAIL!!"});
   }
 }

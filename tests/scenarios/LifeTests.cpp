@@ -1,0 +1,216 @@
+// The whole life of the product on a machine, from its installation to the restart after its removal: what is on the
+// machine then that was not there before is told here, and nothing else is.
+#include <doctest/doctest.h>
+
+#include <windows.h>
+
+#include <string>
+
+#include "tests/scenarios/ExpectedRemoval.h"
+#include "tests/scenarios/ExpectedUpgrade.h"
+#include "tests/support/FileSnapshot.h"
+#include "tests/support/RegistrySnapshot.h"
+#include "tests/support/TestFiles.h"
+#include "tests/support/TestRegistry.h"
+
+using namespace Expected;
+using TestSupport::FileSnapshot;
+using TestSupport::LinesWith;
+using TestSupport::Outcome;
+using TestSupport::RegistrySnapshot;
+using TestSupport::ToUtf8;
+using TestSupport::UsersKey;
+using TestSupport::WindowsVersion;
+
+namespace {
+
+constexpr wchar_t kUser[] = L"S-1-5-21-0-0-0-1000";  // who is at the console
+constexpr wchar_t kNewer[] = L"C:\\VelaTest\\newer";
+constexpr wchar_t kOffice[] = L"C:\\VelaTest\\Office14\\";
+
+struct System {
+  const char* name;
+  WindowsVersion version;
+  OutlookExpress outlookExpress;
+  const wchar_t* cacheFile;  // below the user's profile
+};
+
+constexpr wchar_t kCacheFile[] = L"C:\\users\\root\\Application Data\\Microsoft\\Outlook\\Extend.dat";
+constexpr wchar_t kCacheFileOnVista[] = L"C:\\users\\root\\AppData\\Local\\Microsoft\\Outlook\\Extend.dat";
+
+constexpr System kSystems[] = {
+    {"Windows XP x64", WindowsVersion::kXp64, OutlookExpress::kStaged, kCacheFile},
+    {"Windows Vista", WindowsVersion::kVista, OutlookExpress::kStaged, kCacheFileOnVista},
+    {"Windows 7", WindowsVersion::kWindows7, OutlookExpress::kLeftOut, kCacheFile},
+    {"Windows 8", WindowsVersion::kWindows8, OutlookExpress::kLeftOut, kCacheFile},
+    {"Windows 10", WindowsVersion::kWindows10, OutlookExpress::kLeftOut, kCacheFile},
+};
+
+// Everything on the disk and in the registry. The view of 32-bit programs lies below "Software\Wow6432Node" in it.
+struct Machine {
+  RegistrySnapshot registry;
+  FileSnapshot files;
+
+  Machine() {
+    registry.Add(HKEY_LOCAL_MACHINE, L"", KEY_WOW64_64KEY);
+    registry.Add(HKEY_USERS, L"", KEY_WOW64_64KEY);
+    files.Add(L"C:", "C:");
+  }
+};
+
+// A machine with an Outlook that has run, a user with an identity of Outlook Express, and another user.
+void Prepare(World& world, const System& system) {
+  world.OnWindows(system.version).WithSampleSource().WithUserHive(L"S-1-5-21-1-2-3-1001");
+  world.WithOutlook(L"14", kOffice).WithFile(kOffice + std::wstring(L"ADDINS\\Redemption.ECF"), "stale");
+  world.WithKey(UsersKey(kUser + std::wstring(L"\\Identities")), {{L"Last User ID", L"{4711}"}});
+  world.WithFile(system.cacheFile, "cache");
+  TestSupport::CopyTree(World::kSource, kNewer);
+  world.WithFile(kNewer + std::wstring(L"\\rule\\base.rul"), "newer rules");
+  world.WithFile(kNewer + std::wstring(L"\\rule\\more.rul"), "more rules");
+  // The common client settings, of which this product has an entry.
+  world.WithKey(TestSupport::MachineKey64(World::kCoreAgentKey));
+  // What a restart of the machine and the first run of a program change by themselves is behind it then. This one,
+  // which registers nothing, makes the system take notice of its display.
+  world.RunWithArguments({});
+  CHECK(TestSupport::TestProcess(L"C:\\windows\\system32\\regsvr32.exe", {L"/s", L"C:\\none.dll"})
+            .Finish(20000)
+            .exitCode == 3);
+  world.CarryOutPendingRenames();
+}
+
+// One command of the product's life. Its log must have no failure in it, and this line.
+void Live(World& world, const wchar_t* command, const wchar_t* source, const wchar_t* destination, DWORD exitCode,
+          const std::string& line) {
+  CAPTURE(ToUtf8(command));
+  const Outcome outcome = world.Run(command, source, destination);
+  CHECK(outcome.exitCode == exitCode);
+  CHECK_FALSE(outcome.timedOut);
+  CHECK(LinesWith(outcome.log, line).size() == 1);
+  CHECK_LINES((outcome.log.empty() ? Lines{} : Lines{outcome.log.back()}), (RunEnds(static_cast<int>(exitCode))));
+  if (std::wstring(command) != L"-U") {
+    CHECK_LINES(LinesWith(outcome.log, "LOG_ERROR"), {});
+    CHECK_LINES(LinesWith(outcome.log, "LOG_WARN"), {});
+    CHECK_LINES(LinesWith(outcome.log, "LOG_EVENT"), {});
+    CHECK(outcome.pending.empty());
+  }
+}
+
+void InstallAndUse(World& world, const System& system) {
+  const std::wstring client = kBase + std::wstring(L"VELA\\");
+  Live(world, L"-I", World::kSource, World::kDestination, 0, "GetOutlookVersion return=6");
+  Live(world, L"-s", World::kSource, kInstalledFolder, 0, "GetStatus!!!!! 0");
+  Live(world, L"-e", World::kSource, kInstalledFolder, 0, "VELA Enable OK");
+  Live(world, L"-s", World::kSource, kInstalledFolder, 0, "GetStatus!!!!! 1");
+  world.MonitorStart(client + L"VELA_WLM\\VELA_WLMMon.exe");
+  if (system.outlookExpress == OutlookExpress::kStaged) {
+    world.MonitorStart(client + L"VELA_OE\\VELA_OEMon.exe");
+  }
+  TestSupport::EndProcesses(L"VELA_WLMMon.exe");
+  TestSupport::EndProcesses(L"VELA_OEMon.exe");
+  // What plug-ins and monitors keep for their user, and for all.
+  world.WithFile(kCommonBase + std::wstring(L"OL\\Users\\{4711}\\log\\plugin.log"), "log");
+  world.WithFile(kCommonBase + std::wstring(L"WLM\\Users\\{4711}\\log\\monitor.log"), "log");
+  world.WithFile(kCommonBase + std::wstring(L"VELA_common\\engine\\pattern.ptn"), "pattern");
+  Live(world, L"-r", World::kSource, kInstalledFolder, 1, "Leave VELAUtility::NotifyReloadVELAEngine()");
+  Live(world, L"-p", kNewer, World::kDestination, 1, "VELAWrapper::Upgrade() RetrunCode : 1");
+  CHECK(TestSupport::FileContent(client + L"VELA_OL\\rule\\base.rul") == "newer rules");
+  Live(world, L"-p", kNewer, World::kDestination, 1, "VELAWrapper::NotifyReloadVELAEngine() RetrunCode : 1");
+}
+
+// The settings of the product stay for its next installation; keys that others may use stay, empty; so do the two
+// folders of the maker.
+Lines RegistryLeft() {
+  const std::string settings = "+HKLM\\Software\\Wow6432Node\\OrvaneLabs";
+  const std::string vela = settings + "\\BastionNTCorp\\CurrentVersion\\VELA [64]";
+  Lines left = {settings + " [64]",
+                settings + "\\BastionNTCorp [64]",
+                settings + "\\BastionNTCorp\\CurrentVersion [64]",
+                vela,
+                vela + " \"VELAEnable\" REG_DWORD 0",
+                vela + " \"VELAInstallPath\" REG_SZ \"" + ToUtf8(kBase) + "\"",
+                "+HKLM\\Software\\Nektra [64]",
+                "+HKLM\\Software\\Nektra\\WLMailAPi [64]",
+                "+HKLM\\Software\\Nektra\\WLMailAPi\\Plugins [64]"};
+  for (const std::string& line : AddinKeysWritten(3)) {
+    if (line.find("VELA_OLA.OLAgent") == std::string::npos) {
+      left.push_back(line);
+    }
+  }
+  return Sorted(left);
+}
+
+Lines FilesLeft(const System& system) {
+  return Sorted({"+C:\\ProgramData\\Orvane Labs\\", "+C:\\VelaTest\\dest\\", "+C:\\VelaTest\\dest\\Orvane Labs\\",
+                 "-C:\\VelaTest\\Office14\\ADDINS\\Redemption.ECF", "-" + ToUtf8(system.cacheFile),
+                 "~C:\\windows\\temp\\QRTX_Debug\\vela.log content time"});
+}
+
+void CheckLeft(const Machine& before, const System& system) {
+  const Machine after;
+  CHECK_LINES(Sorted(RegistrySnapshot::Changes(before.registry, after.registry)), (RegistryLeft()));
+  CHECK_LINES(Sorted(FileSnapshot::Changes(before.files, after.files)), (FilesLeft(system)));
+}
+
+TEST_CASE("installed, used, switched off and taken away") {
+  for (const System& system : kSystems) {
+    CAPTURE(system.name);
+    World world;
+    Prepare(world, system);
+    const Machine before;
+
+    InstallAndUse(world, system);
+    Live(world, L"-d", World::kSource, kInstalledFolder, 0, "VELA Disable OK");
+    Live(world, L"-s", World::kSource, kInstalledFolder, 0, "GetStatus!!!!! 0");
+    Live(world, L"-U", World::kSource, kInstalledFolder, 0, "Success to delete folder");
+    world.CarryOutPendingRenames();
+
+    CheckLeft(before, system);
+  }
+}
+
+TEST_CASE("taken away while it is switched on and its files are in use: the restart brings the same") {
+  const System& system = kSystems[1];
+  World world;
+  Prepare(world, system);
+  const Machine before;
+
+  InstallAndUse(world, system);
+  {
+    // A mail client that has a module of the product loaded, in a program that shares it for reading.
+    const std::wstring module = kBase + std::wstring(L"VELA\\VELA_OL\\VELA_OLA.dll");
+    const HANDLE loaded =
+        ::CreateFileW(module.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    REQUIRE(loaded != INVALID_HANDLE_VALUE);
+    Live(world, L"-U", World::kSource, kInstalledFolder, 0, "Success to delete folder");
+    ::CloseHandle(loaded);
+    CHECK(TestSupport::Exists(module));
+  }
+  world.CarryOutPendingRenames();
+
+  const Machine after;
+  Lines registry = RegistryLeft();
+  for (std::string& line : registry) {
+    const std::size_t value = line.find("\"VELAEnable\" REG_DWORD 0");
+    if (value != std::string::npos) {
+      line.back() = '1';  // the removal switches the clients off, and leaves the settings as they were
+    }
+  }
+  CHECK_LINES(Sorted(RegistrySnapshot::Changes(before.registry, after.registry)), (registry));
+  CHECK_LINES(Sorted(FileSnapshot::Changes(before.files, after.files)), (FilesLeft(system)));
+}
+
+TEST_CASE("a second life on the same machine leaves what the first has left") {
+  const System& system = kSystems[4];
+  World world;
+  Prepare(world, system);
+  const Machine before;
+  for (int life = 0; life < 2; ++life) {
+    InstallAndUse(world, system);
+    Live(world, L"-d", World::kSource, kInstalledFolder, 0, "VELA Disable OK");
+    Live(world, L"-U", World::kSource, kInstalledFolder, 0, "Success to delete folder");
+    world.CarryOutPendingRenames();
+  }
+  CheckLeft(before, system);
+}
+
+}  // namespace

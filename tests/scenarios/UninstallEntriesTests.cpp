@@ -1,0 +1,229 @@
+// Taking the product off where its folders hold what is hard to delete: odd attributes, deep and long and foreign
+// names, files in use.
+#include <doctest/doctest.h>
+
+#include <windows.h>
+
+#include <string>
+
+#include "tests/scenarios/ExpectedRemoval.h"
+#include "tests/support/TestFiles.h"
+#include "tests/support/TestPaths.h"
+#include "tests/support/TestProcess.h"
+
+using namespace Expected;
+using TestSupport::Exists;
+using TestSupport::LinesWith;
+using TestSupport::Outcome;
+using TestSupport::TestProcess;
+using TestSupport::ToUtf8;
+
+namespace {
+
+const std::wstring kProduct = kBase + std::wstring(L"VELA");
+const std::wstring kData = kCommonBase;
+
+// The end of the log where everything could be deleted or scheduled, and all of the folders were there.
+Lines AllFoldersDeleted() {
+  return Joined({ProductFolderDeleted(), DataFolderDeleted(), DataFolderDeleted(), DataFolderDeleted(),
+                 DataFolderDeleted(), RunEnds(0)});
+}
+
+// All folders that a removal deletes, with a file in each.
+void MakeFolders(World& world) {
+  world.WithFile(kProduct + L"\\VELA_OL\\plugin.dll");
+  for (const wchar_t* const folder : {L"OL", L"OE", L"WLM", L"VELA_common"}) {
+    world.WithFile(kData + folder + L"\\Users\\log\\a.log");
+  }
+}
+
+Outcome Uninstall(World& world) {
+  const Outcome outcome = world.Run(L"-U", World::kSource, kInstalledFolder);
+  CHECK(outcome.exitCode == 0);
+  CHECK_FALSE(outcome.timedOut);
+  return outcome;
+}
+
+void CheckFoldersLog(const Outcome& outcome) {
+  const Lines wanted = AllFoldersDeleted();
+  REQUIRE(outcome.log.size() > wanted.size());
+  CHECK_LINES((Lines(outcome.log.end() - static_cast<std::ptrdiff_t>(wanted.size()), outcome.log.end())), (wanted));
+}
+
+// Everything went at once.
+void CheckAllGone(World& world) {
+  const Outcome outcome = Uninstall(world);
+  CheckFoldersLog(outcome);
+  CHECK(outcome.pending.empty());
+  CHECK_FALSE(Exists(kProduct));
+  for (const wchar_t* const folder : {L"OL", L"OE", L"WLM", L"VELA_common"}) {
+    CHECK_FALSE(Exists(kData + folder));
+  }
+  CHECK(Exists(kInstalledFolder));
+  CHECK(Exists(kData));
+}
+
+// Files that another program has open; see tests/fixtures/Holder.cpp for `sharing`.
+class HeldFiles {
+ public:
+  HeldFiles(const wchar_t* sharing, const std::vector<std::wstring>& files)
+      : ready_(::CreateEventW(nullptr, TRUE, FALSE, L"VelaTestHolderReady")),
+        holder_(TestSupport::FixturePath(L"Holder.exe"), Arguments(sharing, files)) {
+    REQUIRE(::WaitForSingleObject(ready_, 10000) == WAIT_OBJECT_0);
+  }
+  HeldFiles(const HeldFiles&) = delete;
+  HeldFiles& operator=(const HeldFiles&) = delete;
+  ~HeldFiles() { ::CloseHandle(ready_); }
+
+ private:
+  static std::vector<std::wstring> Arguments(const wchar_t* sharing, const std::vector<std::wstring>& files) {
+    std::vector<std::wstring> arguments = {L"VelaTestEndOfHolder", L"VelaTestHolderReady", sharing};
+    arguments.insert(arguments.end(), files.begin(), files.end());
+    return arguments;
+  }
+
+  HANDLE ready_;
+  TestProcess holder_;
+};
+
+TEST_CASE("plain files and folders") {
+  World world;
+  MakeFolders(world);
+  world.WithFolder(kProduct + L"\\VELA_OL\\empty").WithFile(kData + L"Another product\\settings.txt");
+  CheckAllGone(world);
+  CHECK(Exists(kData + L"Another product\\settings.txt"));
+}
+
+TEST_CASE("read-only, hidden and system files, and hidden folders") {
+  World world;
+  MakeFolders(world);
+  constexpr DWORD kAttributes[] = {FILE_ATTRIBUTE_READONLY, FILE_ATTRIBUTE_HIDDEN, FILE_ATTRIBUTE_SYSTEM,
+                                   FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM};
+  for (const std::wstring& folder : {kProduct + L"\\VELA_OE\\", kData + L"WLM\\Users\\"}) {
+    for (const DWORD attributes : kAttributes) {
+      const std::wstring file = folder + std::to_wstring(attributes) + L".txt";
+      world.WithFile(file, "content");
+      REQUIRE(::SetFileAttributesW(file.c_str(), attributes));
+    }
+    world.WithFile(folder + L"hidden\\a.txt");
+    REQUIRE(::SetFileAttributesW((folder + L"hidden").c_str(), FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM));
+  }
+  CheckAllGone(world);
+}
+
+TEST_CASE("32 levels of folders") {
+  World world;
+  MakeFolders(world);
+  for (const std::wstring& root : {kProduct, kData + L"VELA_common"}) {
+    std::wstring folder = root;
+    for (int level = 1; level <= 32; ++level) {
+      folder += L"\\" + std::to_wstring(level);
+      world.WithFile(folder + L"\\a.txt", "content");
+    }
+  }
+  CheckAllGone(world);
+}
+
+TEST_CASE("names of the greatest length") {
+  // Longer than what many programs can name.
+  World world;
+  MakeFolders(world);
+  const std::wstring name(200, L'n');
+  world.WithFile(kProduct + L"\\" + name + L"\\" + name + L"\\" + std::wstring(251, L'f') + L".txt", "content");
+  world.WithFile(kData + L"OL\\Users\\" + std::wstring(255, L'f'), "content");
+  CheckAllGone(world);
+}
+
+TEST_CASE("names in any script") {
+  // The log tells of no entry by its name, so it holds in every code page.
+  World world;
+  MakeFolders(world);
+  for (const wchar_t* const name : {L"\u65E5\u672C\u8A9E", L"\u0416\u0443\u043A", L"e\u0301", L"\U0001F4E7 mail",
+                                    L"a.b.c", L".hidden", L"#%&'()+,;=@[]^_`{}~", L" leading blank"}) {
+    world.WithFile(kProduct + L"\\VELA_WLM\\" + name + L"\\" + name + L".txt", "content");
+    world.WithFile(kData + L"OE\\Users\\" + name, "content");
+  }
+  CheckAllGone(world);
+}
+
+TEST_CASE("a file in use goes with its folders at the restart, and everything else at once") {
+  World world;
+  MakeFolders(world);
+  const std::wstring plugin = kProduct + L"\\VELA_OL\\plugin.dll";
+  const std::wstring log = kData + L"WLM\\Users\\log\\a.log";
+  world.WithFile(kProduct + L"\\VELA_OL\\free.dll").WithFile(kProduct + L"\\VELA_WLM\\free.dll");
+  Outcome outcome;
+  {
+    const HeldFiles held(L"r", {plugin, log});
+    outcome = Uninstall(world);
+    CHECK(Exists(plugin));
+  }
+  CheckFoldersLog(outcome);
+  CHECK_LINES(outcome.pending, {ToUtf8(plugin) + " -> ", ToUtf8(kProduct) + "\\VELA_OL -> ", ToUtf8(kProduct) + " -> ",
+                                ToUtf8(log) + " -> ", ToUtf8(kData) + "WLM\\Users\\log -> ",
+                                ToUtf8(kData) + "WLM\\Users -> ", ToUtf8(kData) + "WLM -> "});
+  CHECK_FALSE(Exists(kProduct + L"\\VELA_OL\\free.dll"));
+  CHECK_FALSE(Exists(kProduct + L"\\VELA_WLM"));
+
+  world.CarryOutPendingRenames();
+  CHECK_FALSE(Exists(kProduct));
+  CHECK_FALSE(Exists(kData + L"WLM"));
+  CHECK(Exists(kInstalledFolder));
+}
+
+TEST_CASE("a file in use that is read-only loses that, or the restart could not delete it") {
+  World world;
+  MakeFolders(world);
+  const std::wstring plugin = kProduct + L"\\VELA_OL\\plugin.dll";
+  REQUIRE(::SetFileAttributesW(plugin.c_str(), FILE_ATTRIBUTE_READONLY));
+  {
+    const HeldFiles held(L"r", {plugin});
+    Uninstall(world);
+    CHECK((::GetFileAttributesW(plugin.c_str()) & FILE_ATTRIBUTE_READONLY) == 0);
+  }
+  world.CarryOutPendingRenames();
+  CHECK_FALSE(Exists(kProduct));
+}
+
+TEST_CASE("a file that is deleted while it is open keeps its folders until the restart") {
+  World world;
+  MakeFolders(world);
+  const std::wstring plugin = kProduct + L"\\VELA_OL\\plugin.dll";
+  Outcome outcome;
+  {
+    const HeldFiles held(L"rwd", {plugin});
+    outcome = Uninstall(world);
+  }
+  CheckFoldersLog(outcome);
+  CHECK_LINES(outcome.pending, {ToUtf8(kProduct) + "\\VELA_OL -> ", ToUtf8(kProduct) + " -> "});
+  CHECK_FALSE(Exists(plugin));
+  world.CarryOutPendingRenames();
+  CHECK_FALSE(Exists(kProduct));
+}
+
+TEST_CASE("what is put into a scheduled folder before the restart keeps that folder") {
+  World world;
+  MakeFolders(world);
+  {
+    const HeldFiles held(L"r", {kProduct + L"\\VELA_OL\\plugin.dll"});
+    Uninstall(world);
+  }
+  world.WithFile(kProduct + L"\\VELA_OL\\somebody's.txt", "content");
+  world.CarryOutPendingRenames();
+  CHECK_FALSE(Exists(kProduct + L"\\VELA_OL\\plugin.dll"));
+  CHECK(Exists(kProduct + L"\\VELA_OL\\somebody's.txt"));
+}
+
+TEST_CASE("a file in the place of a folder is told of and goes at the restart") {
+  World world;
+  MakeFolders(world);
+  TestSupport::RemoveTree(kData + L"OE");
+  world.WithFile(kData + L"OE", "a file");
+  const Outcome outcome = Uninstall(world);
+  CHECK_LINES(LinesWith(outcome.log, "RemoveVELAProgramData"), {DataFolderNotDeleted("OE").back()});
+  CHECK_LINES(outcome.pending, {ToUtf8(kData) + "OE -> "});
+  CHECK_FALSE(Exists(kProduct));
+  CHECK_FALSE(Exists(kData + L"VELA_common"));
+}
+
+}  // namespace

@@ -1,0 +1,316 @@
+// Each client switched on and off: what is written where, and what is said when it cannot be.
+#include "activation/ClientActivation.h"
+
+#include <doctest/doctest.h>
+
+#include "tests/support/CallFailures.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/TestFiles.h"
+#include "tests/unit/activation/SwitchedMachine.h"
+#include "tests/unit/settings/RegistryCallTrace.h"
+
+using namespace TestSupport;
+using namespace VELAUtility;
+
+namespace {
+
+constexpr wchar_t kInstallPath[] = L"C:\\Program Files\\VELA";
+constexpr char kAddin[] = "Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent\\";
+constexpr char kRun[] = "Software\\Microsoft\\Windows\\CurrentVersion\\Run\\";
+constexpr char kIdLine[] = "LOG_INFO : GetCurrentUserID - szSidString: S-1-5-21-1-2-3-1001 strCurrentUserID:{ID}";
+
+void GiveIdentity() {
+  MakeKey(UsersKey(std::wstring(SwitchedMachine::kUser) + L"\\Identities"), {{L"Last User ID", L"{ID}"}});
+}
+
+struct Switched {
+  bool result = false;
+  Lines log;
+  Lines registry;  // changes
+};
+
+using ClientSwitch = bool (*)(const std::wstring&, DWORD, const std::wstring&);
+
+Switched Run(const SwitchedMachine& machine, ClientSwitch clientSwitch,
+             const std::wstring& installPath = kInstallPath) {
+  Switched switched;
+  const RegistrySnapshot before = machine.Registry();
+  const LogCapture log;
+  switched.result = clientSwitch(installPath, 7, SwitchedMachine::kUser);
+  switched.log = log.Lines();
+  switched.registry = RegistrySnapshot::Changes(before, machine.Registry());
+  return switched;
+}
+
+// The same with the chosen calls of a function failing.
+Switched RunFailing(ClientSwitch clientSwitch, const char* function, Calls calls, unsigned& failed) {
+  Switched switched;
+  const LogCapture log;
+  {
+    const FailCall failing(function, calls, ERROR_ACCESS_DENIED);
+    switched.result = clientSwitch(kInstallPath, 7, SwitchedMachine::kUser);
+    failed = failing.Failed();
+  }
+  switched.log = log.Lines();
+  return switched;
+}
+
+// ---- Outlook
+
+TEST_CASE("Outlook is switched on for the machine, value by value, and for every user") {
+  const SwitchedMachine machine;
+  GiveIdentity();
+  const LogCapture log;
+  Lines calls;
+  bool allClosed = false;
+  {
+    const RegistryCallTrace trace;
+    CHECK(VELA_ActivateOL(kInstallPath, 7, SwitchedMachine::kUser));
+    calls = trace.Calls();
+    allClosed = trace.AllClosed();
+  }
+  CHECK_LINES(log.Lines(), {kIdLine});
+  CHECK(allClosed);
+  const std::string open = std::string("RegOpenKeyW HKLM ") + kAddin + " -> ";
+  const Lines machinePart(calls.begin(), calls.begin() + 17);
+  CHECK_LINES(
+      machinePart,
+      {"RegOpenKeyW HKU S-1-5-21-1-2-3-1001\\Identities\\ -> 1", "RegQueryValueExW 1 \"Last User ID\" 2048 bytes",
+       "RegCloseKey 1", std::string("RegCreateKeyExW HKLM ") + kAddin + " 00020006 options 0 plain -> 2",
+       "RegCloseKey 2", open + "3", "RegSetValueExW 3 \"LoadBehavior\" REG_DWORD 4 bytes", "RegCloseKey 3", open + "4",
+       "RegSetValueExW 4 \"CommandLineSafe\" REG_DWORD 4 bytes", "RegCloseKey 4", open + "5",
+       "RegSetValueExW 5 \"FriendlyName\" REG_SZ 56 bytes", "RegCloseKey 5", open + "6",
+       "RegSetValueExW 6 \"Description\" REG_SZ 80 bytes", "RegCloseKey 6"});
+  const std::string shown = "HKLM\\Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent [64]";
+  const Lines stored = LinesWith(machine.Registry().AsLines(), shown + " \"");
+  CHECK_LINES(stored, {shown + " \"CommandLineSafe\" REG_DWORD 0",
+                       shown + " \"Description\" REG_SZ \"Orvane Labs Anti-Spam Agent for Outlook\"",
+                       shown + " \"FriendlyName\" REG_SZ \"Orvane Labs Anti-Spam Addin\"",
+                       shown + " \"LoadBehavior\" REG_DWORD 3"});
+  for (const std::wstring& hive : SubkeyNames(UsersKey(L""))) {
+    CHECK(machine.LoadBehavior(hive) == 3);
+  }
+  CHECK(Exists(std::wstring(SwitchedMachine::kData) + L"\\Orvane Labs\\OL\\Users\\{ID}\\log"));
+}
+
+TEST_CASE("a user without identities is told with an empty one") {
+  const SwitchedMachine machine;
+  const Switched switched = Run(machine, VELA_ActivateOL);
+  CHECK(switched.result);
+  CHECK_LINES(switched.log, {"LOG_INFO : GetCurrentUserID - szSidString: S-1-5-21-1-2-3-1001 strCurrentUserID:"});
+}
+
+TEST_CASE("each value of the machine's key that cannot be written is told, and the next one is tried") {
+  const char* const messages[] = {"LOG_ERROR: Failed to WriteRegIntValue of LoadBehavior to 3!!",
+                                  "LOG_ERROR: Failed to WriteRegIntValue of CommandLineSafe !!",
+                                  "LOG_ERROR: Failed to WriteRegIntValue of FriendlyName !!",
+                                  "LOG_ERROR: Failed to WriteRegIntValue of Description !!"};
+  for (unsigned value = 1; value <= 4; ++value) {
+    const SwitchedMachine machine;
+    GiveIdentity();
+    unsigned failed = 0;
+    const Switched switched = RunFailing(VELA_ActivateOL, "RegSetValueExW", Calls::Only(value), failed);
+    CHECK(failed == 1);
+    CHECK(switched.result);
+    CHECK_LINES(switched.log, {kIdLine, messages[value - 1]});
+    CHECK(machine.LoadBehavior() == (value == 1 ? -1 : 3));
+    CHECK(machine.LoadBehavior(SwitchedMachine::kUser) == 3);
+    CHECK(LinesWith(machine.Registry().AsLines(), "HKLM\\Software\\Microsoft\\Office\\Outlook\\Addins\\").size() == 4);
+  }
+  const SwitchedMachine machine;
+  GiveIdentity();
+  unsigned failed = 0;
+  const Switched switched = RunFailing(VELA_ActivateOL, "RegSetValueExW", Calls::Between(1, 4), failed);
+  CHECK(failed == 4);
+  CHECK_LINES(switched.log, {kIdLine, messages[0], messages[1], messages[2], messages[3]});
+  CHECK(machine.LoadBehavior(SwitchedMachine::kUser) == 3);
+}
+
+TEST_CASE("a key of the machine that cannot be made is told once, and the users are switched all the same") {
+  const SwitchedMachine machine;
+  GiveIdentity();
+  unsigned failed = 0;
+  const Switched switched = RunFailing(VELA_ActivateOL, "RegCreateKeyExW", Calls::Only(1), failed);
+  CHECK(failed == 1);
+  CHECK(switched.result);
+  CHECK_LINES(switched.log,
+              {kIdLine, std::string("LOG_ERROR: Failed to CreateRegKey of g_szOLActivateKey : ") + kAddin});
+  CHECK(machine.LoadBehavior() == -1);
+  CHECK(machine.LoadBehavior(SwitchedMachine::kUser) == 3);
+}
+
+TEST_CASE("Outlook is switched off for the machine and for every user") {
+  const SwitchedMachine machine;
+  VELA_ActivateOL(kInstallPath, 7, SwitchedMachine::kUser);
+  const Lines data = machine.Data();
+  const Switched switched = Run(machine, VELA_DeActivateOL);
+  CHECK(switched.result);
+  CHECK_LINES(switched.log, {});
+  Lines changes;
+  for (const std::string& hive : {std::string("HKLM")}) {
+    changes.push_back("~" + hive +
+                      "\\Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent [64] "
+                      "\"LoadBehavior\" REG_DWORD 2 <- REG_DWORD 3");
+  }
+  for (const std::wstring& hive : SubkeyNames(UsersKey(L""))) {
+    changes.push_back("~HKU\\" + ToUtf8(hive) +
+                      "\\Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent [64] "
+                      "\"LoadBehavior\" REG_DWORD 2 <- REG_DWORD 3");
+  }
+  CHECK_LINES(switched.registry, (changes));
+  CHECK_LINES(machine.Data(), (data));
+}
+
+TEST_CASE("switching Outlook off takes one open and one write at the machine's key") {
+  const SwitchedMachine machine;
+  MakeKey(MachineKey64(SwitchedMachine::kAddinKey), {{L"LoadBehavior", 3}});
+  Lines calls;
+  bool allClosed = false;
+  {
+    const RegistryCallTrace trace;
+    CHECK(VELA_DeActivateOL(kInstallPath, 7, SwitchedMachine::kUser));
+    calls.assign(trace.Calls().begin(), trace.Calls().begin() + 4);
+    allClosed = trace.AllClosed();
+  }
+  CHECK_LINES(calls, {std::string("RegOpenKeyW HKLM ") + kAddin + " -> 1",
+                      "RegSetValueExW 1 \"LoadBehavior\" REG_DWORD 4 bytes", "RegCloseKey 1",
+                      "RegOpenKeyExW HKU null 000F003F -> 2"});
+  CHECK(allClosed);
+}
+
+TEST_CASE("without the machine's key Outlook is not switched off, and every hive stays as it is") {
+  const SwitchedMachine machine;
+  MakeKey(UsersKey(std::wstring(SwitchedMachine::kUser) + L"\\" + SwitchedMachine::kAddinKey), {{L"LoadBehavior", 3}});
+  const Switched switched = Run(machine, VELA_DeActivateOL);
+  CHECK_FALSE(switched.result);
+  CHECK_LINES(switched.log, {"LOG_ERROR: Failed to WriteRegIntValue of LoadBehavior to 2!!"});
+  CHECK_LINES(switched.registry, {});
+}
+
+TEST_CASE("where the machine's key refuses the value Outlook is not switched off either") {
+  const SwitchedMachine machine;
+  VELA_ActivateOL(kInstallPath, 7, SwitchedMachine::kUser);
+  unsigned failed = 0;
+  const Switched switched = RunFailing(VELA_DeActivateOL, "RegSetValueExW", Calls::Only(1), failed);
+  CHECK(failed == 1);
+  CHECK_FALSE(switched.result);
+  CHECK_LINES(switched.log, {"LOG_ERROR: Failed to WriteRegIntValue of LoadBehavior to 2!!"});
+  CHECK(machine.LoadBehavior() == 3);
+  CHECK(machine.LoadBehavior(SwitchedMachine::kUser) == 3);
+}
+
+// ---- the clients with a monitor
+
+struct MonitoredClient {
+  const wchar_t* runValue;
+  const wchar_t* folder;
+  ClientSwitch activate;
+  ClientSwitch deactivate;
+  const wchar_t* command;
+  const char* writeFailure;
+  const char* deleteFailure;
+};
+
+constexpr MonitoredClient kMonitoredClients[] = {
+    {L"OE", L"OE", VELA_ActivateOE, VELA_DeActivateOE, L"\"C:\\Program Files\\VELA\\VELA_OE\\VELA_OEMon.exe\"",
+     "LOG_ERROR: Failed to WriteRegStringValue of Run Key for OEMon !!",
+     "LOG_ERROR: Fail to DeleteRegStringValue() of g_szOE_OEM !"},
+    {L"WLM", L"WLM", VELA_ActivateWLM, VELA_DeActivateWLM, L"\"C:\\Program Files\\VELA\\VELA_WLM\\VELA_WLMMon.exe\"",
+     "LOG_ERROR: Failed to WriteRegStringValue of Run Key for WLMMon !!",
+     "LOG_ERROR: Fail to DeleteRegStringValue() of g_szWLM_OEM !"},
+};
+
+TEST_CASE("a monitored client's monitor is started at every log-on from now on, and the user's folders are there") {
+  for (const MonitoredClient& client : kMonitoredClients) {
+    const SwitchedMachine machine;
+    GiveIdentity();
+    const Switched switched = Run(machine, client.activate);
+    CHECK(switched.result);
+    CHECK_LINES(switched.log, {});
+    CHECK(switched.registry.size() == 1);
+    CHECK(SwitchedMachine::RunValue(client.runValue) == client.command);
+    CHECK(Exists(std::wstring(SwitchedMachine::kData) + L"\\Orvane Labs\\" + client.folder + L"\\Users\\{ID}\\log"));
+  }
+}
+
+TEST_CASE("the command is written with its terminator through a key opened anew") {
+  const SwitchedMachine machine;
+  Lines calls;
+  {
+    const RegistryCallTrace trace;
+    VELA_ActivateWLM(L"C:\\V", 7, SwitchedMachine::kUser);
+    calls = trace.Calls();
+  }
+  // "C:\V\VELA_WLM\VELA_WLMMon.exe" between quotation marks.
+  CHECK_LINES(Lines(calls.end() - 3, calls.end()), {std::string("RegOpenKeyW HKLM ") + kRun + " -> 1",
+                                                    "RegSetValueExW 1 \"WLM\" REG_SZ 64 bytes", "RegCloseKey 1"});
+}
+
+TEST_CASE("the install path keeps the backslash that it ends in, and gets none where it is a drive") {
+  const SwitchedMachine machine;
+  Run(machine, VELA_ActivateOE, L"D:\\VELA\\");
+  CHECK(SwitchedMachine::RunValue(L"OE") == L"\"D:\\VELA\\VELA_OE\\VELA_OEMon.exe\"");
+  Run(machine, VELA_ActivateWLM, L"D:\\");
+  CHECK(SwitchedMachine::RunValue(L"WLM") == L"\"D:\\VELA_WLM\\VELA_WLMMon.exe\"");
+}
+
+TEST_CASE("switching on twice leaves one command, the newer one") {
+  const SwitchedMachine machine;
+  Run(machine, VELA_ActivateOE, L"C:\\Old");
+  const Switched switched = Run(machine, VELA_ActivateOE);
+  CHECK(switched.registry.size() == 1);
+  CHECK(SwitchedMachine::RunValue(L"OE") == kMonitoredClients[0].command);
+}
+
+TEST_CASE("a command that cannot be written is told and does not count") {
+  for (const MonitoredClient& client : kMonitoredClients) {
+    for (const char* const function : {"RegSetValueExW", "RegOpenKeyW"}) {
+      const SwitchedMachine machine;
+      unsigned failed = 0;
+      const Switched switched = RunFailing(client.activate, function, Calls::From(1), failed);
+      CHECK(failed > 0);
+      CHECK(switched.result);
+      CHECK_LINES(switched.log, {client.writeFailure});
+      CHECK(SwitchedMachine::RunValue(client.runValue).empty());
+    }
+  }
+}
+
+TEST_CASE("switching a monitored client off takes its command away and leaves the user's folders") {
+  for (const MonitoredClient& client : kMonitoredClients) {
+    const SwitchedMachine machine;
+    for (const MonitoredClient& other : kMonitoredClients) {
+      other.activate(kInstallPath, 7, SwitchedMachine::kUser);
+    }
+    const Lines data = machine.Data();
+    const Switched switched = Run(machine, client.deactivate);
+    CHECK(switched.result);
+    CHECK_LINES(switched.log, {});
+    CHECK(switched.registry.size() == 1);
+    CHECK(SwitchedMachine::RunValue(client.runValue).empty());
+    CHECK_LINES(machine.Data(), (data));
+  }
+}
+
+TEST_CASE("a command that is not there, or cannot be taken away, is told and counts") {
+  for (const MonitoredClient& client : kMonitoredClients) {
+    {
+      const SwitchedMachine machine;
+      const Switched switched = Run(machine, client.deactivate);
+      CHECK_FALSE(switched.result);
+      CHECK_LINES(switched.log, {client.deleteFailure});
+    }
+    for (const char* const function : {"RegDeleteValueW", "RegOpenKeyW"}) {
+      const SwitchedMachine machine;
+      client.activate(kInstallPath, 7, SwitchedMachine::kUser);
+      unsigned failed = 0;
+      const Switched switched = RunFailing(client.deactivate, function, Calls::Only(1), failed);
+      CHECK(failed == 1);
+      CHECK_FALSE(switched.result);
+      CHECK_LINES(switched.log, {client.deleteFailure});
+      CHECK_FALSE(SwitchedMachine::RunValue(client.runValue).empty());
+    }
+  }
+}
+
+}  // namespace

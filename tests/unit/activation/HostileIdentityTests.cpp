@@ -1,0 +1,81 @@
+// An identity is text of the user's choosing, and the folders that it names are opened to everyone with machine rights:
+// nothing that it can say leads out of the user's own tree.
+#include <doctest/doctest.h>
+
+#include <windows.h>
+
+#include <string>
+
+#include "activation/UserDataTree.h"
+#include "tests/support/FileSnapshot.h"
+#include "tests/support/TestFiles.h"
+#include "tests/unit/OrCommon/FolderLink.h"
+#include "tests/unit/activation/SwitchedMachine.h"
+
+using namespace TestSupport;
+
+namespace {
+
+const std::wstring kData = SwitchedMachine::kData;
+constexpr wchar_t kVictim[] = L"C:\\VelaTest\\Switch\\victim";
+
+void StoreIdentity(const std::wstring& identity) {
+  MakeKey(UsersKey(SwitchedMachine::kUser + std::wstring(L"\\Identities")), {{L"Last User ID", identity}});
+}
+
+// Builds Outlook's tree; the paths whose access list was renewed.
+Lines Renewed() {
+  Lines renewed;
+  ImportRedirection renew("SetFileSecurityW", [&](LPCWSTR path, SECURITY_INFORMATION, PSECURITY_DESCRIPTOR) -> BOOL {
+    renewed.push_back(ToUtf8(path));
+    return TRUE;
+  });
+  std::wstring userId;
+  VELAUtility::BuildUserDataTree(L"OL", SwitchedMachine::kUser, userId);
+  return renewed;
+}
+
+Lines FilesOfVictim() {
+  FileSnapshot snapshot;
+  snapshot.Add(kVictim);
+  return snapshot.AsLines();
+}
+
+TEST_CASE("an identity that is no plain name names no folder, and the log goes below the root") {
+  for (const wchar_t* const identity : {L"..\\..\\..\\..\\victim", L"..", L"...", L". .", L"link\\sub", L"link/", L"link\\\\",
+                                        L"C:\\VelaTest\\Switch\\victim", L"name:stream", L"/", L"\\"}) {
+    const SwitchedMachine machine;
+    CAPTURE(ToUtf8(identity));
+    WriteTestFile(kVictim + std::wstring(L"\\sub\\secret.txt"), "secret");
+    MakeFolder(kData + L"\\Orvane Labs\\OL\\Users");
+    const OrCommonTests::FolderLink planted(kData + L"\\Orvane Labs\\OL\\Users\\link", kVictim);
+    StoreIdentity(identity);
+    const std::string root = ToUtf8(kData);
+    CHECK_LINES(Renewed(),
+                {root + "\\Orvane Labs\\", root + "\\Orvane Labs\\\\OL", root + "\\Orvane Labs\\\\OL\\Users",
+                 root + "\\Orvane Labs\\OL\\", root + "\\Orvane Labs\\OL\\\\Users", root + "\\Orvane Labs\\OL\\Users\\"});
+    CHECK_LINES(FilesOfVictim(), {"sub\\", "sub\\secret.txt 6 bytes"});
+    CHECK(::GetFileAttributesW((kData + L"\\log").c_str()) != INVALID_FILE_ATTRIBUTES);
+  }
+}
+
+TEST_CASE("an identity below the root opens no folder of another program") {
+  const SwitchedMachine machine;
+  StoreIdentity(L"Microsoft");
+  WriteTestFile(kData + L"\\Microsoft\\secret.txt", "secret");
+  WriteTestFile(kData + L"\\Orvane Labs\\OL\\Users", "a file that blocks the level");
+  CHECK_LINES(LinesWith(Renewed(), "Microsoft"), {});
+}
+
+TEST_CASE("an identity that is a plain name names its folder, dots and blanks included") {
+  for (const wchar_t* const identity : {L"{0C0FFEE0-1234}", L"Anna B.", L".hidden", L"a..b"}) {
+    const SwitchedMachine machine;
+    CAPTURE(ToUtf8(identity));
+    StoreIdentity(identity);
+    Renewed();
+    CHECK(::GetFileAttributesW((kData + L"\\Orvane Labs\\OL\\Users\\" + identity + L"\\log").c_str()) !=
+          INVALID_FILE_ATTRIBUTES);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,136 @@
+// The start of the monitors on a Windows that has no Outlook Express; WindowsVersionTests.cpp has the others.
+#include "activation/MonitorLaunch.h"
+
+#include <doctest/doctest.h>
+
+#include "tests/support/LogCapture.h"
+#include "tests/unit/activation/ConsoleSession.h"
+#include "tests/unit/activation/MonitorStarts.h"
+
+using namespace TestSupport;
+using VELAUtility::VELA_LaunchMonProcess;
+
+namespace {
+
+struct Launched {
+  bool result = false;
+  Lines starts;
+  Lines log;
+  Lines notGivenBack;
+  bool actsAsUser = false;
+};
+
+Launched Launch(const ConsoleSession& session, const MonitorStarts& starts, const std::wstring& installPath) {
+  Launched launched;
+  const LogCapture log;
+  launched.result = VELA_LaunchMonProcess(installPath, 0);
+  launched.actsAsUser = ConsoleSession::ThreadActsAsUser();
+  launched.starts = starts.Starts();
+  launched.notGivenBack = session.NotGivenBack();
+  launched.log = log.Lines();
+  return launched;
+}
+
+TEST_CASE("the monitor is started with the user's token, in the user's identity, by its full path alone") {
+  ConsoleSession session;
+  const MonitorStarts starts(session);
+  const Launched launched = Launch(session, starts, L"C:\\Program Files\\Orvane Labs");
+  CHECK(launched.result);
+  CHECK_LINES(launched.starts,
+              {"token C:\\Program Files\\Orvane Labs\\VELA\\VELA_WLM\\VELA_WLMMon.exe plain as the user"});
+  CHECK_LINES(launched.log, {"LOG_INFO : ImpersonateLoggedOnUser() : "
+                             "C:\\Program Files\\Orvane Labs\\VELA\\VELA_WLM\\VELA_WLMMon.exe",
+                             "LOG_INFO : Succeeded in calling CreateProcessAsUser() of VELA_WLMMon.exe"});
+  CHECK_LINES(session.Calls(), {"WTSGetActiveConsoleSessionId", "WTSQueryUserToken 7", "ImpersonateLoggedOnUser token",
+                                "CreateEnvironmentBlock token", "DestroyEnvironmentBlock", "RevertToSelf"});
+  CHECK(starts.GivenOut() == 2);
+  CHECK(starts.Closed() == 2);
+  CHECK_LINES(launched.notGivenBack, {});
+  CHECK_FALSE(launched.actsAsUser);
+}
+
+TEST_CASE("the install path is taken as it is") {
+  for (const auto& [installPath, monitor] : {std::pair{L"C:\\X\\", "C:\\X\\\\VELA\\VELA_WLM\\VELA_WLMMon.exe"},
+                                             {L"", "\\VELA\\VELA_WLM\\VELA_WLMMon.exe"}}) {
+    ConsoleSession session;
+    const MonitorStarts starts(session);
+    const Launched launched = Launch(session, starts, installPath);
+    CHECK_LINES(launched.starts, {std::string("token ") + monitor + " plain as the user"});
+  }
+}
+
+TEST_CASE("a monitor that cannot be started is told with the error and its path, and nothing is kept") {
+  ConsoleSession session;
+  MonitorStarts starts(session);
+  starts.Fail(ERROR_PRIVILEGE_NOT_HELD);
+  const Launched launched = Launch(session, starts, L"C:\\X");
+  CHECK_FALSE(launched.result);
+  CHECK_LINES(launched.log, {"LOG_INFO : ImpersonateLoggedOnUser() : C:\\X\\VELA\\VELA_WLM\\VELA_WLMMon.exe",
+                             "LOG_ERROR: Failed to call CreateProcessAsUser() to launch VELA_WLMMon.exe 1314 "
+                             "C:\\X\\VELA\\VELA_WLM\\VELA_WLMMon.exe"});
+  CHECK_LINES(launched.notGivenBack, {});
+  CHECK_FALSE(launched.actsAsUser);
+}
+
+TEST_CASE("a monitor that is not on the disk cannot be started") {
+  ConsoleSession session;
+  const LogCapture log;
+  CHECK_FALSE(VELA_LaunchMonProcess(L"C:\\VelaTest\\nowhere", 0));
+  CHECK_LINES(log.Lines(),
+              {"LOG_INFO : ImpersonateLoggedOnUser() : C:\\VelaTest\\nowhere\\VELA\\VELA_WLM\\VELA_WLMMon.exe",
+               "LOG_ERROR: Failed to call CreateProcessAsUser() to launch VELA_WLMMon.exe 3 "
+               "C:\\VelaTest\\nowhere\\VELA\\VELA_WLM\\VELA_WLMMon.exe"});
+  CHECK_LINES(session.NotGivenBack(), {});
+  CHECK_FALSE(ConsoleSession::ThreadActsAsUser());
+}
+
+TEST_CASE("where there is no user to start a monitor for, nothing is started, nothing is said and nothing is wrong") {
+  const auto check = [](ConsoleSession& session, bool actsAsUser) {
+    const MonitorStarts starts(session);
+    const Launched launched = Launch(session, starts, L"C:\\X");
+    CHECK(launched.result);
+    CHECK_LINES(launched.starts, {});
+    CHECK_LINES(launched.log, {});
+    CHECK_LINES(launched.notGivenBack, {});
+    CHECK(launched.actsAsUser == actsAsUser);
+  };
+  SUBCASE("no session can be asked for") {
+    ConsoleSession session;
+    session.missingEntries = {"WTSGetActiveConsoleSessionId"};
+    check(session, false);
+  }
+  SUBCASE("neither a token nor a shell") {
+    ConsoleSession session;
+    session.tokenError = ERROR_NO_TOKEN;
+    check(session, false);
+  }
+  SUBCASE("a token that is none") {
+    ConsoleSession session;
+    session.tokenAnswer = INVALID_HANDLE_VALUE;
+    check(session, false);
+  }
+  SUBCASE("an identity that may not be taken") {
+    ConsoleSession session;
+    session.impersonateError = ERROR_ACCESS_DENIED;
+    check(session, false);
+  }
+  SUBCASE("an environment block that cannot be had: the thread goes on as the user") {
+    ConsoleSession session;
+    session.createBlockError = ERROR_ACCESS_DENIED;
+    check(session, true);
+  }
+}
+
+TEST_CASE("an identity that cannot be left again does not count") {
+  ConsoleSession session;
+  session.revertError = ERROR_NOT_ENOUGH_MEMORY;
+  session.destroyBlockError = ERROR_INVALID_PARAMETER;
+  const MonitorStarts starts(session);
+  const Launched launched = Launch(session, starts, L"C:\\X");
+  CHECK(launched.result);
+  CHECK(launched.log.size() == 2);
+  CHECK_LINES(launched.notGivenBack, {"environment block"});
+  CHECK(launched.actsAsUser);
+}
+
+}  // namespace

@@ -1,0 +1,119 @@
+#include "tests/unit/activation/SwitchedMachine.h"
+
+#include <shlobj.h>
+
+#include <cwchar>
+
+#include "tests/support/FileSnapshot.h"
+#include "tests/support/TestFiles.h"
+
+namespace TestSupport {
+namespace {
+
+constexpr wchar_t kRoot[] = L"C:\\VelaTest\\Switch";
+constexpr wchar_t kTestUsers[] = L"S-1-5-21-1-2-3-";
+constexpr wchar_t kOfficeKey[] = L"Software\\Microsoft\\Office";
+
+}  // namespace
+
+SwitchedMachine::SwitchedMachine() {
+  if (IsImported("SHGetSpecialFolderPathW")) {  // a program whose clients are not the real ones needs no such folder
+    commonData_.emplace("SHGetSpecialFolderPathW", [](HWND, LPWSTR path, int folder, BOOL create) -> BOOL {
+      if (folder != CSIDL_COMMON_APPDATA || create) {
+        return FALSE;
+      }
+      std::wcscpy(path, kData);
+      return TRUE;
+    });
+  }
+  ForgetEverything();
+  MakeFolder(kData);
+  MakeKey(UsersKey(kUser));
+}
+
+SwitchedMachine::~SwitchedMachine() {
+  ForgetEverything();
+}
+
+void SwitchedMachine::ForgetEverything() {
+  for (const wchar_t* const path : {kOfficeKey, L"Software\\OrvaneLabs", L"Software\\Nektra"}) {
+    RemoveKey(MachineKey64(path));
+    RemoveKey(MachineKey32(path));
+  }
+  for (const std::wstring& hive : SubkeyNames(UsersKey(L""))) {
+    if (hive.compare(0, std::size(kTestUsers) - 1, kTestUsers) == 0) {
+      RemoveKey(UsersKey(hive));
+    } else {
+      RemoveKey(UsersKey(hive + L"\\" + kOfficeKey));
+      RemoveKey(UsersKey(hive + L"\\Identities"));
+    }
+  }
+  RemoveValue(MachineKey64(kRunKey), L"OE");
+  RemoveValue(MachineKey64(kRunKey), L"WLM");
+  RemoveTree(kRoot);
+}
+
+Lines SwitchedMachine::Data() const {
+  FileSnapshot snapshot;
+  snapshot.Add(kRoot);
+  return snapshot.AsLines();
+}
+
+RegistrySnapshot SwitchedMachine::Registry() const {
+  RegistrySnapshot snapshot;
+  for (const wchar_t* const path : {kOfficeKey, L"Software\\OrvaneLabs", L"Software\\Nektra", kRunKey}) {
+    snapshot.Add(HKEY_LOCAL_MACHINE, path, KEY_WOW64_64KEY);
+    snapshot.Add(HKEY_LOCAL_MACHINE, path, KEY_WOW64_32KEY);
+  }
+  for (const std::wstring& hive : SubkeyNames(UsersKey(L""))) {
+    snapshot.Add(HKEY_USERS, hive + L"\\" + kOfficeKey, KEY_WOW64_64KEY);
+  }
+  return snapshot;
+}
+
+int SwitchedMachine::LoadBehavior(const std::wstring& hive) const {
+  const std::wstring path = hive.empty() ? kAddinKey : hive + L"\\" + kAddinKey;
+  DWORD value = 0;
+  DWORD size = sizeof value;
+  int behavior = -1;
+  HKEY key = nullptr;
+  if (::RegOpenKeyExW(hive.empty() ? HKEY_LOCAL_MACHINE : HKEY_USERS, path.c_str(), 0, KEY_READ | KEY_WOW64_64KEY,
+                      &key) == ERROR_SUCCESS) {
+    if (::RegQueryValueExW(key, L"LoadBehavior", nullptr, nullptr, reinterpret_cast<BYTE*>(&value), &size) ==
+        ERROR_SUCCESS) {
+      behavior = static_cast<int>(value);
+    }
+    ::RegCloseKey(key);
+  }
+  return behavior;
+}
+
+std::wstring SwitchedMachine::RunValue(const wchar_t* name) {
+  wchar_t text[1024] = {};
+  DWORD size = sizeof text - sizeof(wchar_t);
+  HKEY key = nullptr;
+  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kRunKey, 0, KEY_READ | KEY_WOW64_64KEY, &key) == ERROR_SUCCESS) {
+    if (::RegQueryValueExW(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size) != ERROR_SUCCESS) {
+      text[0] = L'\0';
+    }
+    ::RegCloseKey(key);
+  }
+  return text;
+}
+
+void SwitchedMachine::SetFlags(DWORD outlookExpress, DWORD outlook, DWORD windowsLiveMail) const {
+  MakeKey(MachineKey64(kCoreAgentKey),
+          {{L"OE_DELAY_INST", outlookExpress}, {L"OL_DELAY_INST", outlook}, {L"WLM_DELAY_INST", windowsLiveMail}});
+}
+
+Lines SwitchedMachine::Flags() const {
+  RegistrySnapshot snapshot;
+  snapshot.Add(HKEY_LOCAL_MACHINE, kCoreAgentKey, KEY_WOW64_64KEY);
+  Lines flags;
+  for (const std::string& line : LinesWith(snapshot.AsLines(), "_DELAY_INST")) {
+    flags.push_back(line.substr(line.find('"')));
+  }
+  return flags;
+}
+
+}  // namespace TestSupport

@@ -1,0 +1,49 @@
+// A machine on which filtering is switched: its registry without any of the product's marks, before and after a test,
+// and a common data folder of the test's own.
+#pragma once
+
+#include <windows.h>
+
+#include <optional>
+#include <string>
+
+#include "tests/support/ImportRedirection.h"
+#include "tests/support/RegistrySnapshot.h"
+#include "tests/support/TestRegistry.h"
+#include "tests/support/TextLines.h"
+
+namespace TestSupport {
+
+class SwitchedMachine {
+ public:
+  static constexpr wchar_t kData[] = L"C:\\VelaTest\\Switch\\data";
+  static constexpr wchar_t kCoreAgentKey[] = L"Software\\OrvaneLabs\\CoreAgent\\VELA";
+  static constexpr wchar_t kAddinKey[] = L"Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent";
+  static constexpr wchar_t kRunKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Run";
+  // A user who is logged on; not the one whom the test runs for.
+  static constexpr wchar_t kUser[] = L"S-1-5-21-1-2-3-1001";
+
+  SwitchedMachine();
+  SwitchedMachine(const SwitchedMachine&) = delete;
+  SwitchedMachine& operator=(const SwitchedMachine&) = delete;
+  ~SwitchedMachine();
+
+  // Everything below the common data folder, and everything on the disk below C:\VelaTest\Switch.
+  Lines Data() const;
+  // The registry where the switch writes: the add-in keys of the machine and of all hives, the Run key, the shared
+  // settings.
+  RegistrySnapshot Registry() const;
+  // "LoadBehavior" of a hive's add-in key; -1 where there is none. No hive: the machine's.
+  int LoadBehavior(const std::wstring& hive = {}) const;
+  static std::wstring RunValue(const wchar_t* name);
+
+  // The machine's flags of registrations that were put off.
+  void SetFlags(DWORD outlookExpress, DWORD outlook, DWORD windowsLiveMail) const;
+  Lines Flags() const;
+
+ private:
+  static void ForgetEverything();
+  std::optional<ImportRedirection> commonData_;
+};
+
+}  // namespace TestSupport

@@ -1,0 +1,311 @@
+// The folders of one user's data, and whose identity names them.
+#include "activation/UserDataTree.h"
+
+#include <doctest/doctest.h>
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cwchar>
+#include <utility>
+#include <vector>
+
+#include "tests/support/FileSnapshot.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/TestFiles.h"
+#include "tests/unit/OrCommon/FolderLink.h"
+#include "tests/unit/activation/SwitchedMachine.h"
+
+using namespace TestSupport;
+using VELAUtility::BuildUserDataTree;
+using VELAUtility::GetCurrentUserID;
+
+namespace {
+
+constexpr wchar_t kIdentity[] = L"{0C0FFEE0-1234-4321-8888-00112233AABB}";
+constexpr wchar_t kOther[] = L"{DEFAULT0-1234-4321-8888-00112233AABB}";
+
+KeyPlace IdentitiesOf(const std::wstring& user) {
+  return UsersKey(user + L"\\Identities");
+}
+
+// What becomes of each level: the folders that are made, with the number of entries in the access list that they are
+// given, and the folders and files whose access list is renewed. Paths below the common data folder.
+class FolderCalls {
+ public:
+  // Making the folders with the numbers in `refused`, counted from 1, fails.
+  explicit FolderCalls(std::vector<int> refused = {})
+      : refused_(std::move(refused)),
+        create_("CreateDirectoryW",
+                [this](LPCWSTR path, LPSECURITY_ATTRIBUTES attributes) -> BOOL {
+                  calls_.push_back("make " + Shown(path) + " " + std::to_string(EntriesOf(attributes)));
+                  const bool refused = std::count(refused_.begin(), refused_.end(), ++made_) != 0;
+                  if (refused) {
+                    ::SetLastError(ERROR_ACCESS_DENIED);
+                    return FALSE;
+                  }
+                  return create_.Original<decltype(&::CreateDirectoryW)>()(path, attributes);
+                }),
+        renew_("SetFileSecurityW",
+               [this](LPCWSTR path, SECURITY_INFORMATION information, PSECURITY_DESCRIPTOR descriptor) -> BOOL {
+                 calls_.push_back("renew " + Shown(path));
+                 return renew_.Original<decltype(&::SetFileSecurityW)>()(path, information, descriptor);
+               }) {}
+
+  const Lines& Calls() const { return calls_; }
+
+ private:
+  static std::string Shown(LPCWSTR path) {
+    const std::string root = ToUtf8(SwitchedMachine::kData) + "\\";
+    const std::string text = ToUtf8(path);
+    return text.compare(0, root.size(), root) == 0 ? text.substr(root.size()) : text;
+  }
+
+  static WORD EntriesOf(const SECURITY_ATTRIBUTES* attributes) {
+    BOOL present = FALSE;
+    BOOL defaulted = TRUE;
+    PACL list = nullptr;
+    if (attributes == nullptr || attributes->nLength != sizeof *attributes || attributes->bInheritHandle ||
+        !::GetSecurityDescriptorDacl(attributes->lpSecurityDescriptor, &present, &list, &defaulted) || !present ||
+        defaulted) {
+      return 0;
+    }
+    return list->AceCount;
+  }
+
+  Lines calls_;
+  int made_ = 0;
+  std::vector<int> refused_;
+  ImportRedirection create_;
+  ImportRedirection renew_;
+};
+
+// Builds the tree; what was done for it.
+Lines Build(const wchar_t* client, std::vector<int> refused = {}) {
+  std::wstring userId = L"of somebody else";
+  const FolderCalls calls(std::move(refused));
+  BuildUserDataTree(client, SwitchedMachine::kUser, userId);
+  return calls.Calls();
+}
+
+Lines FileSnapshotOf(const std::wstring& folder) {
+  FileSnapshot snapshot;
+  snapshot.Add(folder);
+  return snapshot.AsLines();
+}
+
+// ---- the identity
+
+TEST_CASE("the identity is the one used last") {
+  const SwitchedMachine machine;
+  MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", kIdentity}, {L"Default User ID", kOther}});
+  std::wstring userId = L"old";
+  CHECK(GetCurrentUserID(SwitchedMachine::kUser, userId));
+  CHECK(userId == kIdentity);
+}
+
+TEST_CASE("the identity is the default one where none was used") {
+  const SwitchedMachine machine;
+  MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Default User ID", kOther}});
+  std::wstring userId = L"old";
+  CHECK(GetCurrentUserID(SwitchedMachine::kUser, userId));
+  CHECK(userId == kOther);
+}
+
+TEST_CASE("a last identity that cannot be read makes way for the default one") {
+  const SwitchedMachine machine;
+  MakeKey(IdentitiesOf(SwitchedMachine::kUser),
+          {{L"Last User ID", std::wstring(1024, L'x')}, {L"Default User ID", kOther}});
+  std::wstring userId;
+  CHECK(GetCurrentUserID(SwitchedMachine::kUser, userId));
+  CHECK(userId == kOther);
+}
+
+TEST_CASE("a last identity that is there but empty is the identity") {
+  const SwitchedMachine machine;
+  MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L""}, {L"Default User ID", kOther}});
+  std::wstring userId = L"old";
+  CHECK(GetCurrentUserID(SwitchedMachine::kUser, userId));
+  CHECK(userId.empty());
+}
+
+TEST_CASE("a user without identities, and no user at all, have an empty one") {
+  const SwitchedMachine machine;
+  for (const wchar_t* const user : {SwitchedMachine::kUser, L"S-1-5-21-1-2-3-7777", L""}) {
+    std::wstring userId = L"old";
+    CHECK(GetCurrentUserID(user, userId));
+    CHECK(userId.empty());
+  }
+}
+
+TEST_CASE("a backslash is put behind the user where there is none") {
+  const SwitchedMachine machine;
+  MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", kIdentity}});
+  Lines paths;
+  {
+    ImportRedirection open("RegOpenKeyW", [&](HKEY root, LPCWSTR path, PHKEY key) -> LSTATUS {
+      paths.push_back((root == HKEY_USERS ? "HKU " : "elsewhere ") + ToUtf8(path));
+      return open.Original<decltype(&::RegOpenKeyW)>()(root, path, key);
+    });
+    std::wstring userId;
+    GetCurrentUserID(SwitchedMachine::kUser, userId);
+    GetCurrentUserID(std::wstring(SwitchedMachine::kUser) + L"\\", userId);
+  }
+  CHECK_LINES(paths, {"HKU S-1-5-21-1-2-3-1001\\Identities\\", "HKU S-1-5-21-1-2-3-1001\\Identities\\"});
+}
+
+// ---- the folders
+
+TEST_CASE("a tree is made level by level, each open to everyone") {
+  for (const wchar_t* const client : {L"OL", L"OE", L"WLM"}) {
+    const SwitchedMachine machine;
+    MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
+    const LogCapture log;
+    std::wstring userId;
+    Lines calls;
+    {
+      const FolderCalls folders;
+      BuildUserDataTree(client, SwitchedMachine::kUser, userId);
+      calls = folders.Calls();
+    }
+    const std::string top = "Orvane Labs\\" + ToUtf8(client) + "\\";
+    CHECK(userId == L"{ID}");
+    CHECK_LINES(calls, {"make Orvane Labs\\ 7", "make " + top + " 7", "make " + top + "Users\\ 7",
+                        "make " + top + "Users\\{ID} 7", "make " + top + "Users\\{ID}\\log\\ 7"});
+    CHECK_LINES(machine.Data(), {"data\\", "data\\Orvane Labs\\", "data\\" + top, "data\\" + top + "Users\\",
+                                 "data\\" + top + "Users\\{ID}\\", "data\\" + top + "Users\\{ID}\\log\\"});
+    CHECK_LINES(log.Lines(), {});
+  }
+}
+
+TEST_CASE("a tree that is there is opened again with everything below each level") {
+  const SwitchedMachine machine;
+  MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
+  Build(L"OL");
+  WriteTestFile(std::wstring(SwitchedMachine::kData) + L"\\Orvane Labs\\OL\\Users\\{ID}\\log\\ol.log", "spam");
+  const Lines calls = Build(L"OL");
+  CHECK_LINES(LinesWith(calls, "make"), {});
+  // From each of the five levels down to the file.
+  CHECK(LinesWith(calls, "ol.log").size() == 5);
+  CHECK(calls.front() == "renew Orvane Labs\\");
+  CHECK(calls.size() == 6 + 5 + 4 + 3 + 2);
+}
+
+TEST_CASE("without an identity the folder of all users is opened again, and the log lies below it") {
+  const SwitchedMachine machine;
+  CHECK_LINES(Build(L"OE"), {"make Orvane Labs\\ 7", "make Orvane Labs\\OE\\ 7", "make Orvane Labs\\OE\\Users\\ 7",
+                             "renew Orvane Labs\\OE\\Users\\", "make Orvane Labs\\OE\\Users\\\\log\\ 7"});
+  CHECK_LINES(machine.Data(), {"data\\", "data\\Orvane Labs\\", "data\\Orvane Labs\\OE\\",
+                               "data\\Orvane Labs\\OE\\Users\\", "data\\Orvane Labs\\OE\\Users\\log\\"});
+}
+
+TEST_CASE("below a level that cannot be made the tree goes on from the root") {
+  struct Case {
+    int refused;
+    Lines calls;
+  };
+  const Case cases[] = {
+      {1,
+       {"make Orvane Labs\\ 7", "make OL\\ 7", "make OL\\Users\\ 7", "make OL\\Users\\{ID} 7",
+        "make OL\\Users\\{ID}\\log\\ 7"}},
+      {2,
+       {"make Orvane Labs\\ 7", "make Orvane Labs\\OL\\ 7", "make Users\\ 7", "make Users\\{ID} 7",
+        "make Users\\{ID}\\log\\ 7"}},
+      {3,
+       {"make Orvane Labs\\ 7", "make Orvane Labs\\OL\\ 7", "make Orvane Labs\\OL\\Users\\ 7", "make {ID} 7",
+        "make {ID}\\log\\ 7"}},
+      {4,
+       {"make Orvane Labs\\ 7", "make Orvane Labs\\OL\\ 7", "make Orvane Labs\\OL\\Users\\ 7",
+        "make Orvane Labs\\OL\\Users\\{ID} 7", "make \\log\\ 7"}},
+      {5,
+       {"make Orvane Labs\\ 7", "make Orvane Labs\\OL\\ 7", "make Orvane Labs\\OL\\Users\\ 7",
+        "make Orvane Labs\\OL\\Users\\{ID} 7", "make Orvane Labs\\OL\\Users\\{ID}\\log\\ 7"}},
+  };
+  for (const Case& failing : cases) {
+    CAPTURE(failing.refused);
+    const SwitchedMachine machine;
+    MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
+    CHECK_LINES(Build(L"OL", {failing.refused}), (failing.calls));
+  }
+}
+
+TEST_CASE("where no level can be made, each is tried at the root") {
+  const SwitchedMachine machine;
+  MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
+  CHECK_LINES(Build(L"WLM", {1, 2, 3, 4, 5}),
+              {"make Orvane Labs\\ 7", "make WLM\\ 7", "make Users\\ 7", "make {ID} 7", "make \\log\\ 7"});
+  CHECK_LINES(machine.Data(), {"data\\"});
+}
+
+TEST_CASE("a file in a folder's place stays, and the tree goes on from the root") {
+  const SwitchedMachine machine;
+  MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
+  WriteTestFile(std::wstring(SwitchedMachine::kData) + L"\\Orvane Labs\\OL", "a file");
+  CHECK_LINES(Build(L"OL"), {"renew Orvane Labs\\", "renew Orvane Labs\\\\OL", "make Orvane Labs\\OL\\ 7",
+                             "make Users\\ 7", "make Users\\{ID} 7", "make Users\\{ID}\\log\\ 7"});
+  CHECK_LINES(machine.Data(), {"data\\", "data\\Orvane Labs\\", "data\\Orvane Labs\\OL 6 bytes", "data\\Users\\",
+                               "data\\Users\\{ID}\\", "data\\Users\\{ID}\\log\\"});
+}
+
+TEST_CASE("a link in a folder's place is not followed: what it leads to is neither opened nor filled") {
+  struct Case {
+    std::string place;
+    std::string next;  // what is made behind it
+  };
+  for (const Case& linked :
+       {Case{"Orvane Labs", "OL\\"}, Case{"Orvane Labs\\OL", "Users\\"}, Case{"Orvane Labs\\OL\\Users", "{ID}"},
+        Case{"Orvane Labs\\OL\\Users\\{ID}", "\\log\\"}, Case{"Orvane Labs\\OL\\Users\\{ID}\\log", ""}}) {
+    CAPTURE(linked.place);
+    const SwitchedMachine machine;
+    MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
+    const std::wstring target = L"C:\\VelaTest\\Switch\\precious";
+    WriteTestFile(target + L"\\Users\\{ID}\\secret.txt", "secret");
+    const std::wstring link =
+        SwitchedMachine::kData + std::wstring(L"\\") + std::wstring(linked.place.begin(), linked.place.end());
+    MakeFolder(link.substr(0, link.rfind(L'\\')));
+    const OrCommonTests::FolderLink planted(link, target);
+    const Lines calls = Build(L"OL");
+    CHECK_LINES(FileSnapshotOf(target), {"Users\\", "Users\\{ID}\\", "Users\\{ID}\\secret.txt 6 bytes"});
+    CHECK_LINES(LinesWith(calls, "secret"), {});
+    CHECK_LINES(LinesWith(calls, "renew " + linked.place), {});
+    const Lines made = LinesWith(calls, "make");
+    const std::string tried = "make " + linked.place;
+    CHECK(!made.empty());
+    CHECK(made.front().compare(0, tried.size(), tried) == 0);
+    CHECK((made.size() > 1 ? made[1] : "") == (linked.next.empty() ? "" : "make " + linked.next + " 7"));
+  }
+}
+
+TEST_CASE("links deep in the tree are passed over when it is opened again") {
+  const SwitchedMachine machine;
+  MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
+  Build(L"OL");
+  const std::wstring target = L"C:\\VelaTest\\Switch\\precious";
+  WriteTestFile(target + L"\\secret.txt", "secret");
+  ::SetFileAttributesW((target + L"\\secret.txt").c_str(), FILE_ATTRIBUTE_READONLY);
+  const OrCommonTests::FolderLink planted(
+      std::wstring(SwitchedMachine::kData) + L"\\Orvane Labs\\OL\\Users\\{ID}\\log\\planted", target);
+  const Lines calls = Build(L"OL");
+  CHECK(calls.size() == 5 + 4 + 3 + 2 + 1);
+  CHECK_LINES(LinesWith(calls, "planted"), {});
+  CHECK_LINES(FileSnapshotOf(target), {"secret.txt 6 bytes readonly"});
+}
+
+TEST_CASE("where the common data folder cannot be had, the Windows folder is the root") {
+  const SwitchedMachine machine;
+  Lines calls;
+  {
+    const ImportRedirection noFolder("SHGetSpecialFolderPathW", [](HWND, LPWSTR, int, BOOL) -> BOOL { return FALSE; });
+    const ImportRedirection windows("SHGetFolderPathW", [](HWND, int, HANDLE, DWORD, LPWSTR path) -> HRESULT {
+      std::wcscpy(path, L"C:\\VelaTest\\Switch\\data\\windows\\");
+      return S_OK;
+    });
+    MakeFolder(L"C:\\VelaTest\\Switch\\data\\windows");
+    calls = Build(L"OE");
+  }
+  CHECK(calls.size() == 5);
+  CHECK(calls.front() == "make windows\\Orvane Labs\\ 7");
+  CHECK(calls.back() == "make windows\\Orvane Labs\\OE\\Users\\\\log\\ 7");
+}
+
+}  // namespace

@@ -1,0 +1,205 @@
+#include "plugins/ComModuleRunner.h"
+
+#include <doctest/doctest.h>
+
+#include "tests/support/LogCapture.h"
+#include "tests/unit/plugins/RegistrationChild.h"
+
+using TestSupport::Lines;
+using TestSupport::LogCapture;
+using TestSupport::ToUtf8;
+
+namespace {
+
+struct Direction {
+  const char* name;
+  bool (*run)(const std::wstring& modulePath);
+  std::wstring command;  // up to the opening quote of the path
+  const char* operation;
+  const char* slowLine;
+};
+
+const Direction kDirections[] = {
+    {"register", VELAUtility::RegisterComModule, L"regsvr32.exe /s ", "RegisterComModule",
+     "LOG_WARN : Wait to register COM object more than 3 seconds."},
+    {"unregister", VELAUtility::UnregisterComModule, L"regsvr32.exe /u /s ", "UnregisterComModule",
+     "LOG_WARN : Wait to unregister COM object more than 3 seconds."},
+};
+
+std::string CommandLineEntry(const Direction& direction, const std::wstring& commandLine) {
+  return std::string("LOG_INFO : ") + direction.operation + "() command line: " + ToUtf8(commandLine);
+}
+
+std::string ResultEntry(const Direction& direction, int result) {
+  return std::string("LOG_INFO : ") + direction.operation + "() execute result: " + std::to_string(result);
+}
+
+// A module path that makes a command line of exactly `length` characters.
+std::wstring PathForCommandLineOf(const Direction& direction, std::size_t length) {
+  const std::size_t quotes = 2;
+  std::wstring path = L"C:\\" + std::wstring(length - direction.command.size() - quotes - 3, L'm');
+  path.replace(path.size() - 4, 4, L".dll");
+  return path;
+}
+
+TEST_CASE("a module is (un)registered by a hidden regsvr32.exe that inherits nothing") {
+  for (const Direction& direction : kDirections) {
+    CAPTURE(direction.name);
+    RegistrationChild child;
+    const LogCapture log;
+    CHECK(direction.run(L"C:\\Program Files\\Orvane Labs\\VELA_OLA.dll"));
+
+    const std::wstring commandLine = direction.command + L"\"C:\\Program Files\\Orvane Labs\\VELA_OLA.dll\"";
+    CHECK_LINES(log.Lines(), {CommandLineEntry(direction, commandLine), ResultEntry(direction, 1)});
+    REQUIRE(child.Starts().size() == 1);
+    const ChildStart& start = child.Starts().front();
+    CHECK(ToUtf8(start.commandLine) == ToUtf8(commandLine));
+    CHECK_FALSE(start.hasApplicationName);
+    CHECK_FALSE(start.hasSecurityAttributes);
+    CHECK_FALSE(start.hasEnvironment);
+    CHECK_FALSE(start.hasCurrentFolder);
+    CHECK(start.inheritHandles == FALSE);
+    CHECK(start.flags == 0);
+    CHECK(start.processInformationZeroed);
+  }
+}
+
+TEST_CASE("the start-up record says hidden and nothing else") {
+  for (const Direction& direction : kDirections) {
+    CAPTURE(direction.name);
+    RegistrationChild child;
+    direction.run(L"C:\\a.dll");
+
+    REQUIRE(child.Starts().size() == 1);
+    const STARTUPINFOW& startup = child.Starts().front().startup;
+    CHECK(startup.cb == sizeof(STARTUPINFOW));
+    CHECK(startup.dwFlags == STARTF_USESHOWWINDOW);
+    CHECK(startup.wShowWindow == SW_HIDE);
+    CHECK(startup.lpReserved == nullptr);
+    CHECK(startup.lpDesktop == nullptr);
+    CHECK(startup.lpTitle == nullptr);
+    CHECK(startup.hStdInput == nullptr);
+    CHECK(startup.hStdOutput == nullptr);
+    CHECK(startup.hStdError == nullptr);
+  }
+}
+
+TEST_CASE("a command line of up to 259 characters is passed whole") {
+  for (const Direction& direction : kDirections) {
+    for (const std::size_t length : {std::size_t{258}, std::size_t{259}}) {
+      CAPTURE(direction.name);
+      CAPTURE(length);
+      const std::wstring path = PathForCommandLineOf(direction, length);
+      RegistrationChild child;
+      const LogCapture log;
+      CHECK(direction.run(path));
+
+      const std::wstring commandLine = direction.command + L"\"" + path + L"\"";
+      REQUIRE(commandLine.size() == length);
+      CHECK_LINES(child.CommandLines(), {ToUtf8(commandLine)});
+      CHECK_LINES(log.Lines(), {CommandLineEntry(direction, commandLine), ResultEntry(direction, 1)});
+    }
+  }
+}
+
+TEST_CASE("a command line of 260 characters loses its last one, the closing quote") {
+  for (const Direction& direction : kDirections) {
+    CAPTURE(direction.name);
+    const std::wstring path = PathForCommandLineOf(direction, 260);
+    RegistrationChild child;
+    const LogCapture log;
+    CHECK(direction.run(path));
+
+    const std::wstring cut = direction.command + L"\"" + path;
+    REQUIRE(cut.size() == 259);
+    CHECK_LINES(child.CommandLines(), {ToUtf8(cut)});
+    CHECK_LINES(log.Lines(), {CommandLineEntry(direction, cut), ResultEntry(direction, 1)});
+  }
+}
+
+TEST_CASE("a longer command line is logged and refused, and nothing is started") {
+  for (const Direction& direction : kDirections) {
+    for (const std::size_t length : {std::size_t{261}, std::size_t{262}, std::size_t{40000}}) {
+      CAPTURE(direction.name);
+      CAPTURE(length);
+      const std::wstring path = PathForCommandLineOf(direction, length);
+      RegistrationChild child;
+      const LogCapture log;
+      ::SetLastError(ERROR_SUCCESS);
+      const bool started = direction.run(path);
+      const DWORD error = ::GetLastError();
+
+      CHECK_FALSE(started);
+      CHECK(error == ERROR_FILENAME_EXCED_RANGE);
+      CHECK(child.Starts().empty());
+      CHECK(child.WaitMilliseconds().empty());
+      CHECK_LINES(log.Lines(), {CommandLineEntry(direction, direction.command + L"\"" + path + L"\"")});
+    }
+  }
+}
+
+TEST_CASE("a child is waited for once, 3000 ms at most, and its handles are given back") {
+  for (const Direction& direction : kDirections) {
+    CAPTURE(direction.name);
+    RegistrationChild child;
+    direction.run(L"C:\\a.dll");
+    CHECK(child.WaitMilliseconds() == std::vector<DWORD>{3000});
+    CHECK(child.OpenHandles() == 0);
+  }
+}
+
+TEST_CASE("a child that is not done in time, or cannot be waited for, is told and counts as started") {
+  for (const Direction& direction : kDirections) {
+    for (const DWORD waited : {DWORD{WAIT_TIMEOUT}, WAIT_FAILED, DWORD{WAIT_ABANDONED}}) {
+      CAPTURE(direction.name);
+      CAPTURE(waited);
+      RegistrationChild child;
+      child.AnswerWaitsWith(waited);
+      const LogCapture log;
+      CHECK(direction.run(L"C:\\a.dll"));
+
+      CHECK_LINES(log.Lines(), {CommandLineEntry(direction, direction.command + L"\"C:\\a.dll\""), direction.slowLine,
+                                ResultEntry(direction, 1)});
+      CHECK(child.WaitMilliseconds().size() == 1);
+      CHECK(child.OpenHandles() == 0);
+    }
+  }
+}
+
+TEST_CASE("a start that fails is not waited for and leaves the error of CreateProcessW") {
+  for (const Direction& direction : kDirections) {
+    CAPTURE(direction.name);
+    RegistrationChild child;
+    child.FailStart(1, ERROR_BAD_EXE_FORMAT);
+    const LogCapture log;
+    const bool started = direction.run(L"C:\\a.dll");
+    const DWORD error = ::GetLastError();
+
+    CHECK_FALSE(started);
+    CHECK(error == ERROR_BAD_EXE_FORMAT);
+    CHECK(child.WaitMilliseconds().empty());
+    CHECK_LINES(log.Lines(),
+                {CommandLineEntry(direction, direction.command + L"\"C:\\a.dll\""), ResultEntry(direction, 0)});
+  }
+}
+
+TEST_CASE("the result is logged as CreateProcessW returned it") {
+  for (const Direction& direction : kDirections) {
+    CAPTURE(direction.name);
+    RegistrationChild child;
+    child.AnswerStartsWith(42);
+    const LogCapture log;
+    CHECK(direction.run(L"C:\\a.dll"));
+    CHECK_LINES(TestSupport::LinesWith(log.Lines(), "execute result"), {ResultEntry(direction, 42)});
+  }
+}
+
+TEST_CASE("the system's own regsvr32.exe starts for a module that does not exist, and that counts as success") {
+  const LogCapture log;
+  CHECK(VELAUtility::RegisterComModule(L"C:\\no such folder\\no such module.dll"));
+  CHECK(VELAUtility::UnregisterComModule(L"C:\\no such folder\\no such module.dll"));
+  CHECK_LINES(log.Lines(), (Joined({RegisteringLines("C:\\no such folder\\no such module.dll"),
+                                    UnregisteringLines("C:\\no such folder\\no such module.dll")})));
+}
+
+}  // namespace

@@ -1,0 +1,239 @@
+#include "plugins/OutlookAddinRemoval.h"
+
+#include <shlobj.h>
+
+#include <doctest/doctest.h>
+
+#include "plugins/OutlookAddin.h"
+#include "tests/support/CallFailures.h"
+#include "tests/support/LogCapture.h"
+#include "tests/unit/plugins/RegistrationChild.h"
+#include "tests/unit/plugins/RegistryPlaces.h"
+
+using TestSupport::FailCall;
+using TestSupport::Lines;
+using TestSupport::LogCapture;
+
+namespace {
+
+constexpr char kNoMachineKey[] = "LOG_INFO :  IsRegistryExisted(HKEY_LOCAL_MACHINE, g_szOLActivateKey) = FALSE ";
+constexpr char kMachineKeyDeleted[] = "LOG_INFO : Delete VELA_OLA.OLAgent registry Success! ";
+constexpr char kBeginRegistry[] = "LOG_INFO : Begin to delete OL relative registry ... ";
+
+// A machine whose users have no profile folders: their caches are tested by themselves.
+struct RegisteredMachine {
+  OwnKey outlook{TestSupport::MachineKey64(L"Software\\Microsoft\\Office\\Outlook")};
+  OwnKey addin{TestSupport::MachineKey64(L"Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent")};
+  UserHivesWorld hives;
+  FailCall profiles{"SHGetFolderPathW", TestSupport::Calls::From(1), ERROR_PATH_NOT_FOUND};
+
+  RegisteredMachine() { addin.SetText(L"", L"FriendlyName", L"add-in"); }
+};
+
+std::string ParentOf(const std::wstring& hive) {
+  return TestSupport::ToUtf8(hive) + "\\Software\\Microsoft\\Office\\Outlook\\Addins\\";
+}
+
+Lines DeletedHives(const std::vector<std::wstring>& hives) {
+  Lines lines;
+  for (const std::wstring& hive : hives) {
+    lines.push_back("LOG_INFO : Delete VELA_OLA.OLAgent registry:HKEY_USERS," + ParentOf(hive));
+  }
+  return lines;
+}
+
+bool DeleteForAllUsers() {
+  return VELAUtility::DeleteOutlookAddinKeyForAllUsers(VELAUtility::g_szOLActivateKey, VELAUtility::g_szOLAddinsKey,
+                                                       VELAUtility::g_szOLAddinName);
+}
+
+TEST_CASE("unregistering takes both modules, the machine's key and every user's") {
+  const RegisteredMachine machine;
+  for (const std::wstring& hive : machine.hives.Names()) {
+    machine.hives.MakeAddinKey(hive);
+  }
+  RegistrationChild child;
+  const LogCapture log;
+  const OpenKeysWatch keys;
+  CHECK(VELAUtility::UnregisterOutlookAddin(L"C:\\VELA_OL"));
+
+  CHECK_LINES(log.Lines(), (Joined({{"LOG_INFO : Begin to unregister VELA_OLA.dll ... "},
+                                    UnregisteringLines("C:\\VELA_OL\\VELA_OLA.dll"),
+                                    {"LOG_INFO : Begin to unregister Redemption.dll ... "},
+                                    UnregisteringLines("C:\\VELA_OL\\Redemption.dll"),
+                                    {kBeginRegistry, kMachineKeyDeleted},
+                                    DeletedHives(machine.hives.Names())})));
+  CHECK(machine.addin.Contents().empty());
+  for (const std::wstring& hive : machine.hives.Names()) {
+    CHECK_FALSE(machine.hives.HasAddinKey(hive));
+  }
+  CHECK(keys.StillOpen() == 0);
+}
+
+TEST_CASE("a backslash behind the folder is doubled when unregistering") {
+  const RegisteredMachine machine;
+  RegistrationChild child;
+  VELAUtility::UnregisterOutlookAddin(L"C:\\VELA_OL\\");
+  CHECK_LINES(child.CommandLines(), {"regsvr32.exe /u /s \"C:\\VELA_OL\\\\VELA_OLA.dll\"",
+                                     "regsvr32.exe /u /s \"C:\\VELA_OL\\\\Redemption.dll\""});
+}
+
+TEST_CASE("a module that cannot be unregistered changes the result and stops nothing") {
+  struct Case {
+    unsigned failing;
+    const char* line;
+  };
+  for (const Case& failure : {Case{1, "LOG_ERROR: Failed to unregister VELA_OLA.dll !! C:\\VELA_OL\\VELA_OLA.dll"},
+                              Case{2, "LOG_ERROR: Failed to unregister Redemption.dll !!"}}) {
+    CAPTURE(failure.failing);
+    const RegisteredMachine machine;
+    RegistrationChild child;
+    child.FailStart(failure.failing, ERROR_FILE_NOT_FOUND);
+    const LogCapture log;
+    CHECK_FALSE(VELAUtility::UnregisterOutlookAddin(L"C:\\VELA_OL"));
+
+    Lines wanted = Joined({{"LOG_INFO : Begin to unregister VELA_OLA.dll ... "},
+                           UnregisteringLines("C:\\VELA_OL\\VELA_OLA.dll", failure.failing == 1 ? 0 : 1)});
+    if (failure.failing == 1) {
+      wanted.push_back(failure.line);
+    }
+    wanted = Joined({wanted,
+                     {"LOG_INFO : Begin to unregister Redemption.dll ... "},
+                     UnregisteringLines("C:\\VELA_OL\\Redemption.dll", failure.failing == 2 ? 0 : 1)});
+    if (failure.failing == 2) {
+      wanted.push_back(failure.line);
+    }
+    CHECK_LINES(log.Lines(), (Joined({wanted, {kBeginRegistry, kMachineKeyDeleted}})));
+    CHECK(machine.addin.Contents().empty());
+  }
+}
+
+TEST_CASE("both modules failing is one failure") {
+  const RegisteredMachine machine;
+  RegistrationChild child;
+  child.FailEveryStart(ERROR_FILE_NOT_FOUND);
+  CHECK_FALSE(VELAUtility::UnregisterOutlookAddin(L"C:\\VELA_OL"));
+  CHECK(child.Starts().size() == 2);
+}
+
+// What UnregisterOutlookAddin says about the registry.
+Lines RegistryLinesOfUnregistering() {
+  RegistrationChild child;
+  const LogCapture log;
+  CHECK(VELAUtility::UnregisterOutlookAddin(L"C:\\VELA_OL"));
+  const Lines lines = log.Lines();
+  return {lines.begin() + 6, lines.end()};  // behind three lines for each module
+}
+
+TEST_CASE("a missing key of the machine is told, and the users' keys are deleted all the same") {
+  const RegisteredMachine machine;
+  ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, VELAUtility::g_szOLActivateKey);
+  REQUIRE(machine.addin.Contents().empty());
+  machine.hives.MakeAddinKey(UserHivesWorld::kUser);
+  CHECK_LINES(RegistryLinesOfUnregistering(),
+              (Joined({{kBeginRegistry, kNoMachineKey}, DeletedHives({UserHivesWorld::kUser})})));
+  CHECK_FALSE(machine.hives.HasAddinKey(UserHivesWorld::kUser));
+}
+
+TEST_CASE("a parent key that cannot be opened is a warning, and the users' keys are deleted all the same") {
+  const RegisteredMachine machine;
+  machine.hives.MakeAddinKey(UserHivesWorld::kUser);
+  Lines lines;
+  {
+    const FailCall open{"RegOpenKeyW", 2, ERROR_ACCESS_DENIED};
+    lines = RegistryLinesOfUnregistering();
+  }
+  CHECK_LINES(
+      lines,
+      (Joined({{kBeginRegistry, "LOG_WARN : Cannot delete registry !!"}, DeletedHives({UserHivesWorld::kUser})})));
+  CHECK_FALSE(machine.addin.Contents().empty());
+}
+
+TEST_CASE("a delete that fails is reported as done") {
+  const RegisteredMachine machine;
+  machine.hives.MakeAddinKey(UserHivesWorld::kUser);
+  Lines lines;
+  {
+    const FailCall erase{"RegDeleteKeyW", TestSupport::Calls::From(1), ERROR_ACCESS_DENIED};
+    lines = RegistryLinesOfUnregistering();
+    CHECK(erase.Failed() == 2);
+  }
+  CHECK_LINES(lines, (Joined({{kBeginRegistry, kMachineKeyDeleted}, DeletedHives({UserHivesWorld::kUser})})));
+  CHECK_FALSE(machine.addin.Contents().empty());
+  CHECK(machine.hives.HasAddinKey(UserHivesWorld::kUser));
+}
+
+TEST_CASE("a hive without the key says nothing") {
+  const RegisteredMachine machine;
+  const LogCapture log;
+  CHECK(DeleteForAllUsers());
+  CHECK(log.Lines().empty());
+}
+
+TEST_CASE("only the add-in's own key goes") {
+  const RegisteredMachine machine;
+  const OwnKey other(
+      TestSupport::UsersKey(L"S-1-5-21-1-2-3-1001\\Software\\Microsoft\\Office\\Outlook\\Addins\\Other.Agent"));
+  other.Make();
+  machine.hives.MakeAddinKey(UserHivesWorld::kUser);
+  DeleteForAllUsers();
+  CHECK_FALSE(machine.hives.HasAddinKey(UserHivesWorld::kUser));
+  CHECK(other.Contents().size() == 1);
+}
+
+TEST_CASE("a parent key of a user that cannot be opened is an error, and the next user comes") {
+  const RegisteredMachine machine;
+  machine.hives.MakeAddinKey(UserHivesWorld::kUser);
+  machine.hives.MakeAddinKey(UserHivesWorld::kUserClasses);
+  // One call for every hive asks for its key, and one more opens the parent of the first that has it.
+  unsigned before = 0;
+  while (machine.hives.Names()[before] != UserHivesWorld::kUser) {
+    ++before;
+  }
+  const LogCapture log;
+  const OpenKeysWatch keys;
+  {
+    const FailCall open{"RegOpenKeyW", before + 2, ERROR_ACCESS_DENIED};
+    CHECK(DeleteForAllUsers());
+  }
+  CHECK_LINES(log.Lines(), (Joined({{"LOG_ERROR: Failed to delete VELA_OLA.OLAgent registry::HKEY_USERS, " +
+                                     ParentOf(UserHivesWorld::kUser)},
+                                    DeletedHives({UserHivesWorld::kUserClasses})})));
+  CHECK(machine.hives.HasAddinKey(UserHivesWorld::kUser));
+  CHECK_FALSE(machine.hives.HasAddinKey(UserHivesWorld::kUserClasses));
+  CHECK(keys.StillOpen() == 0);
+}
+
+TEST_CASE("where HKEY_USERS cannot be opened or counted the caches are deleted first, and no hive is touched") {
+  for (const char* const call : {"RegOpenKeyExW", "RegQueryInfoKeyW"}) {
+    CAPTURE(call);
+    const RegisteredMachine machine;
+    machine.hives.MakeAddinKey(UserHivesWorld::kUser);
+    const LogCapture log;
+    bool deleted = true;
+    {
+      const FailCall failure{call, 1, ERROR_ACCESS_DENIED};
+      deleted = DeleteForAllUsers();
+    }
+    CHECK_FALSE(deleted);
+    CHECK(machine.profiles.Failed() == 1);
+    CHECK(machine.hives.HasAddinKey(UserHivesWorld::kUser));
+    CHECK(log.Lines().empty());
+  }
+}
+
+TEST_CASE("a hive whose name cannot be read keeps its key") {
+  const RegisteredMachine machine;
+  for (const std::wstring& hive : machine.hives.Names()) {
+    machine.hives.MakeAddinKey(hive);
+  }
+  {
+    const FailCall failure{"RegEnumKeyExW", 2, ERROR_MORE_DATA};
+    CHECK(DeleteForAllUsers());
+  }
+  for (const std::wstring& hive : machine.hives.Names()) {
+    CHECK(machine.hives.HasAddinKey(hive) == (hive == machine.hives.Names()[1]));
+  }
+}
+
+}  // namespace

@@ -1,0 +1,172 @@
+#include "plugins/OutlookExpressPlugin.h"
+
+#include <doctest/doctest.h>
+
+#include "tests/support/CallFailures.h"
+#include "tests/support/LogCapture.h"
+#include "tests/unit/plugins/RegistrationChild.h"
+#include "tests/unit/plugins/RegistryPlaces.h"
+
+using TestSupport::FailCall;
+using TestSupport::Lines;
+using TestSupport::LogCapture;
+
+namespace {
+
+constexpr char kNoRunValue[] =
+    "LOG_WARN : Failed to DeleteRegStringValue HKEY_LOCAL_MACHINE\\g_szCURunKey\\g_szOE_OEM !!";
+
+struct Module {
+  const char* path;
+  const char* notRegistered;
+  const char* notUnregistered;
+};
+
+constexpr Module kModules[] = {
+    {"C:\\VELA_OE\\oeapiinitcom.dll",
+     "LOG_ERROR: Failed to register oeapiinitcom.dll !!  C:\\VELA_OE\\oeapiinitcom.dll",
+     "LOG_ERROR: Failed to unregister oeapiinitcom.dll !! C:\\VELA_OE\\oeapiinitcom.dll"},
+    {"C:\\VELA_OE\\oecom.dll", "LOG_ERROR: Failed to register oecom.dll !! C:\\VELA_OE\\oecom.dll",
+     "LOG_ERROR: Failed to unregister oecom.dll !!"},
+    {"C:\\VELA_OE\\oestore.dll", "LOG_ERROR: Failed to register oestore.dll !!",
+     "LOG_ERROR: Failed to unregister oestore.dll !!"},
+    {"C:\\VELA_OE\\VELA_OEWab.dll", "LOG_ERROR: Failed to register VELA_OEWab.dll !!",
+     "LOG_ERROR: Failed to unregister VELA_OEWab.dll !!"},
+};
+constexpr unsigned kModuleCount = 4;
+
+// Of the first `count` modules.
+Lines RegisteredModules(unsigned count) {
+  Lines lines;
+  for (unsigned module = 0; module < count; ++module) {
+    lines = Joined({lines, RegisteringLines(kModules[module].path)});
+  }
+  return lines;
+}
+
+TEST_CASE("all four modules are registered in order, whatever is passed as the second argument") {
+  for (const wchar_t* const folder : {L"C:\\VELA_OE", L"C:\\VELA_OE\\"}) {
+    for (const bool enable : {true, false}) {
+      RegistrationChild child;
+      const LogCapture log;
+      CHECK(VELAUtility::RegisterOEPlugin(folder, enable));
+      CHECK_LINES(log.Lines(), (RegisteredModules(kModuleCount)));
+      CHECK(child.Starts().size() == kModuleCount);
+    }
+  }
+}
+
+TEST_CASE("registering stops at the first module that cannot be registered") {
+  for (unsigned failing = 0; failing < kModuleCount; ++failing) {
+    CAPTURE(kModules[failing].path);
+    RegistrationChild child;
+    child.FailStart(failing + 1, ERROR_FILE_NOT_FOUND);
+    const LogCapture log;
+    CHECK_FALSE(VELAUtility::RegisterOEPlugin(L"C:\\VELA_OE", true));
+
+    CHECK_LINES(log.Lines(), (Joined({RegisteredModules(failing),
+                                      RegisteringLines(kModules[failing].path, 0),
+                                      {kModules[failing].notRegistered}})));
+    CHECK(child.Starts().size() == failing + 1);
+  }
+}
+
+TEST_CASE("registering touches no start-up value") {
+  const OwnRunValue run(L"OE");
+  run.Set();
+  RegistrationChild child;
+  VELAUtility::RegisterOEPlugin(L"C:\\VELA_OE", true);
+  CHECK(run.Exists());
+}
+
+TEST_CASE("unregistering takes all four modules and the start-up value, and nothing of the other client") {
+  const OwnRunValue run(L"OE");
+  const OwnRunValue other(L"WLM");
+  run.Set();
+  other.Set();
+  RegistrationChild child;
+  const LogCapture log;
+  const OpenKeysWatch keys;
+  CHECK(VELAUtility::UnregisterOEPlugin(L"C:\\VELA_OE"));
+
+  Lines wanted;
+  for (const Module& module : kModules) {
+    wanted = Joined({wanted, UnregisteringLines(module.path)});
+  }
+  CHECK_LINES(log.Lines(), (wanted));
+  CHECK(keys.StillOpen() == 0);
+  CHECK_FALSE(run.Exists());
+  CHECK(other.Exists());
+}
+
+TEST_CASE("a backslash behind the folder is doubled when unregistering") {
+  const OwnRunValue run(L"OE");
+  RegistrationChild child;
+  VELAUtility::UnregisterOEPlugin(L"C:\\VELA_OE\\");
+  CHECK_LINES(
+      child.CommandLines(),
+      {"regsvr32.exe /u /s \"C:\\VELA_OE\\\\oeapiinitcom.dll\"", "regsvr32.exe /u /s \"C:\\VELA_OE\\\\oecom.dll\"",
+       "regsvr32.exe /u /s \"C:\\VELA_OE\\\\oestore.dll\"", "regsvr32.exe /u /s \"C:\\VELA_OE\\\\VELA_OEWab.dll\""});
+}
+
+TEST_CASE("unregistering goes on past a module that cannot be unregistered") {
+  for (unsigned failing = 0; failing < kModuleCount; ++failing) {
+    CAPTURE(kModules[failing].path);
+    const OwnRunValue run(L"OE");
+    run.Set();
+    RegistrationChild child;
+    child.FailStart(failing + 1, ERROR_FILE_NOT_FOUND);
+    const LogCapture log;
+    CHECK_FALSE(VELAUtility::UnregisterOEPlugin(L"C:\\VELA_OE"));
+
+    Lines wanted;
+    for (unsigned module = 0; module < kModuleCount; ++module) {
+      wanted = Joined({wanted, UnregisteringLines(kModules[module].path, module == failing ? 0 : 1)});
+      if (module == failing) {
+        wanted.push_back(kModules[module].notUnregistered);
+      }
+    }
+    CHECK_LINES(log.Lines(), (wanted));
+    CHECK_FALSE(run.Exists());
+  }
+}
+
+TEST_CASE("all modules failing is told module by module") {
+  const OwnRunValue run(L"OE");
+  run.Set();
+  RegistrationChild child;
+  child.FailEveryStart(ERROR_FILE_NOT_FOUND);
+  const LogCapture log;
+  CHECK_FALSE(VELAUtility::UnregisterOEPlugin(L"C:\\VELA_OE"));
+  CHECK_LINES(TestSupport::LinesWith(log.Lines(), "ERROR"), {kModules[0].notUnregistered, kModules[1].notUnregistered,
+                                                             kModules[2].notUnregistered, kModules[3].notUnregistered});
+}
+
+TEST_CASE("a missing start-up value is a warning and no failure") {
+  const OwnRunValue run(L"OE");
+  RegistrationChild child;
+  const LogCapture log;
+  CHECK(VELAUtility::UnregisterOEPlugin(L"C:\\VELA_OE"));
+  CHECK_LINES(TestSupport::LinesWith(log.Lines(), "WARN"), {kNoRunValue});
+}
+
+TEST_CASE("a start-up key that cannot be opened or changed is a warning and no failure") {
+  for (const char* const call : {"RegOpenKeyW", "RegDeleteValueW"}) {
+    CAPTURE(call);
+    const OwnRunValue run(L"OE");
+    run.Set();
+    RegistrationChild child;
+    const LogCapture log;
+    const OpenKeysWatch keys;
+    {
+      const FailCall failure{call, 1, ERROR_ACCESS_DENIED};
+      CHECK(VELAUtility::UnregisterOEPlugin(L"C:\\VELA_OE"));
+      CHECK(failure.Failed() == 1);
+    }
+    CHECK_LINES(TestSupport::LinesWith(log.Lines(), "WARN"), {kNoRunValue});
+    CHECK(keys.StillOpen() == 0);
+    CHECK(run.Exists());
+  }
+}
+
+}  // namespace

@@ -1,0 +1,288 @@
+// Removing one folder of the product.
+#include "uninstall/FolderRemoval.h"
+
+#include <doctest/doctest.h>
+
+#include <windows.h>
+
+#include <string>
+
+#include "tests/support/CallFailures.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/TestFiles.h"
+#include "tests/unit/OrCommon/FolderLink.h"
+#include "tests/unit/install/PendingMoves.h"
+#include "tests/unit/install/ScratchFolder.h"
+#include "tests/unit/uninstall/UninstallLog.h"
+
+using namespace TestSupport;
+using OrCommonTests::FolderLink;
+using VELAUtility::DeleteFolderFiles;
+
+namespace {
+
+constexpr wchar_t kProgramData[] = L"C:\\ProgramData\\Orvane Labs";
+
+struct Removal {
+  bool succeeded;
+  int restartNeeded;
+  DWORD error;
+  Lines log;
+};
+
+Removal Remove(const std::wstring& folder, int restartNeeded = 0) {
+  const LogCapture log;
+  DWORD error = 4711;
+  const bool succeeded = DeleteFolderFiles(folder, restartNeeded, &error);
+  return {succeeded, restartNeeded, error, log.Lines()};
+}
+
+TEST_CASE("a folder goes with everything in it") {
+  const PendingMoves pending;
+  const ScratchFolder scratch(L"Removal");
+  scratch.MakeFile(L"VELA\\a.txt", "a");
+  scratch.MakeFile(L"VELA\\sub\\b.txt", "b");
+  const Removal removal = Remove(scratch.Path(L"VELA"));
+  CHECK(removal.succeeded);
+  CHECK(removal.restartNeeded == 0);
+  CHECK(removal.error == 0);
+  CHECK_LINES(removal.log, (FolderEmptied()));
+  CHECK_FALSE(Exists(scratch.Path(L"VELA")));
+  CHECK(Exists(scratch.Path()));
+  CHECK_LINES(pending.Lines(), {});
+}
+
+TEST_CASE("a folder that is told with a backslash behind it") {
+  const PendingMoves pending;
+  const ScratchFolder scratch(L"Removal");
+  scratch.MakeFile(L"VELA\\a.txt", "a");
+  CHECK(Remove(scratch.Path(L"VELA\\")).succeeded);
+  CHECK_FALSE(Exists(scratch.Path(L"VELA")));
+  CHECK_LINES(pending.Lines(), {});
+}
+
+TEST_CASE("an empty path: a bad argument, nothing removed, nothing scheduled") {
+  unsigned moves = 0;
+  Removal removal = {};
+  {
+    const CountCalls move("MoveFileExW");
+    removal = Remove(L"");
+    moves = move.Calls();
+  }
+  CHECK_FALSE(removal.succeeded);
+  CHECK(removal.error == ERROR_BAD_ARGUMENTS);
+  CHECK_LINES(removal.log, (FolderNotEmptied(160)));
+  CHECK(moves == 0);
+}
+
+TEST_CASE("a folder that is not there: the code of the listing, and it is scheduled all the same") {
+  const PendingMoves pending;
+  const ScratchFolder scratch(L"Removal");
+  const Removal removal = Remove(scratch.Path(L"nothing"));
+  CHECK_FALSE(removal.succeeded);
+  CHECK(removal.restartNeeded == 0);
+  CHECK(removal.error == ERROR_PATH_NOT_FOUND);
+  CHECK_LINES(removal.log, (FolderNotEmptied(3)));
+  CHECK_LINES(pending.Lines(), {"\\??\\C:\\VelaTest\\Removal\\nothing -> "});
+}
+
+TEST_CASE("a held file goes at the restart, then the folders that hold it, then the folder") {
+  const PendingMoves pending;
+  const ScratchFolder scratch(L"Removal");
+  scratch.MakeFile(L"VELA\\free.txt", "free");
+  const std::wstring file = scratch.MakeFile(L"VELA\\sub\\held.txt", "held");
+  const HeldFile held(file);
+  const Removal removal = Remove(scratch.Path(L"VELA"));
+  CHECK(removal.succeeded);
+  CHECK(removal.restartNeeded == 1);
+  CHECK(removal.error == 0);
+  CHECK_LINES(removal.log, (FolderEmptied()));
+  CHECK_FALSE(Exists(scratch.Path(L"VELA\\free.txt")));
+  const std::string base = "\\??\\C:\\VelaTest\\Removal\\VELA";
+  CHECK_LINES(pending.Lines(), {base + "\\sub\\held.txt -> ", base + "\\sub -> ", base + " -> "});
+}
+
+TEST_CASE("only the folder itself is in use: a success that tells of no restart, and is scheduled") {
+  const PendingMoves pending;
+  const ScratchFolder scratch(L"Removal");
+  scratch.MakeFile(L"VELA\\a.txt", "a");
+  const Removal removal = [&] {
+    const FailCall remove("RemoveDirectoryW", Calls::From(1), ERROR_SHARING_VIOLATION);
+    return Remove(scratch.Path(L"VELA"));
+  }();
+  CHECK(removal.succeeded);
+  CHECK(removal.restartNeeded == 0);
+  CHECK_LINES(removal.log, (FolderEmptied()));
+  CHECK_LINES(pending.Lines(), {"\\??\\C:\\VelaTest\\Removal\\VELA -> "});
+}
+
+TEST_CASE("the folder is scheduled without a target, at the restart") {
+  const ScratchFolder scratch(L"Removal");
+  std::wstring from;
+  bool hasTarget = true;
+  DWORD flags = 0;
+  {
+    const ImportRedirection move("MoveFileExW", [&](LPCWSTR file, LPCWSTR target, DWORD how) -> BOOL {
+      from = file;
+      hasTarget = target != nullptr;
+      flags = how;
+      return TRUE;
+    });
+    Remove(scratch.Path(L"nothing"));
+  }
+  CHECK(from == scratch.Path(L"nothing"));
+  CHECK_FALSE(hasTarget);
+  CHECK(flags == MOVEFILE_DELAY_UNTIL_REBOOT);
+}
+
+TEST_CASE("a subfolder that cannot be listed fails the whole with its code") {
+  const PendingMoves pending;
+  const ScratchFolder scratch(L"Removal");
+  scratch.MakeFile(L"VELA\\sub\\b.txt", "b");
+  scratch.MakeFile(L"VELA\\z.txt", "z");
+  const Removal removal = [&] {
+    const FailCall list("FindFirstFileW", 2, ERROR_ACCESS_DENIED);
+    return Remove(scratch.Path(L"VELA"));
+  }();
+  CHECK_FALSE(removal.succeeded);
+  CHECK(removal.error == ERROR_ACCESS_DENIED);
+  CHECK_LINES(removal.log, (FolderNotEmptied(5)));
+  CHECK_FALSE(Exists(scratch.Path(L"VELA\\z.txt")));
+}
+
+TEST_CASE("the error code may be left out, and a flag that is set stays set") {
+  const ScratchFolder scratch(L"Removal");
+  scratch.MakeFolder(L"VELA");
+  const LogCapture log;
+  int restartNeeded = 1;
+  CHECK(DeleteFolderFiles(scratch.Path(L"VELA"), restartNeeded, nullptr));
+  CHECK(restartNeeded == 1);
+  CHECK_LINES(log.Lines(), (FolderEmptied()));
+}
+
+// ---- links
+
+// Links that lead out of the product to something of somebody else's.
+class Outside {
+ public:
+  Outside() {
+    RemoveTree(kProgramData);
+    scratch_.MakeFile(L"outside\\OL\\precious.txt", "precious");
+    scratch_.MakeFile(L"outside\\VELA\\precious.txt", "precious");
+    scratch_.MakeFile(L"outside\\precious.txt", "precious");
+  }
+  Outside(const Outside&) = delete;
+  Outside& operator=(const Outside&) = delete;
+  ~Outside() { RemoveTree(kProgramData); }
+
+  std::wstring Folder() const { return scratch_.Path(L"outside"); }
+  const ScratchFolder& Scratch() const { return scratch_; }
+  void CheckUntouched() const {
+    for (const wchar_t* const file : {L"precious.txt", L"OL\\precious.txt", L"VELA\\precious.txt"}) {
+      CHECK(Exists(Folder() + L"\\" + file));
+    }
+  }
+
+ private:
+  ScratchFolder scratch_{L"Removal"};
+};
+
+// As Windows removes a link to a folder, which this system cannot.
+ImportRedirection RemovingLinks() {
+  return ImportRedirection("RemoveDirectoryW", [](LPCWSTR path) -> BOOL {
+    const DWORD attributes = OriginalImport<decltype(&::GetFileAttributesW)>("GetFileAttributesW")(path);
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+      return OrCommonTests::RemoveFolderLink(path) ? TRUE : FALSE;
+    }
+    return OriginalImport<decltype(&::RemoveDirectoryW)>("RemoveDirectoryW")(path);
+  });
+}
+
+TEST_CASE("a link in the place of the folder goes, what it leads to stays") {
+  const PendingMoves pending;
+  const Outside outside;
+  const std::wstring folder = outside.Scratch().Path(L"VELA");
+  const FolderLink link(folder, outside.Folder());
+  const ImportRedirection removing = RemovingLinks();
+  const Removal removal = Remove(folder);
+  CHECK(removal.succeeded);
+  CHECK(removal.error == 0);
+  CHECK_LINES(removal.log, (FolderEmptied()));
+  CHECK_FALSE(Exists(folder));
+  outside.CheckUntouched();
+  CHECK_LINES(pending.Lines(), {});
+}
+
+TEST_CASE("a link deep in the folder goes, what it leads to stays") {
+  const PendingMoves pending;
+  const Outside outside;
+  outside.Scratch().MakeFile(L"VELA\\a\\b\\c.txt", "c");
+  const FolderLink link(outside.Scratch().Path(L"VELA\\a\\b\\link"), outside.Folder());
+  const ImportRedirection removing = RemovingLinks();
+  const Removal removal = Remove(outside.Scratch().Path(L"VELA"));
+  CHECK(removal.succeeded);
+  CHECK_FALSE(Exists(outside.Scratch().Path(L"VELA")));
+  outside.CheckUntouched();
+}
+
+TEST_CASE("a folder behind a link in the place of the product's data folder is refused") {
+  const PendingMoves pending;
+  const Outside outside;
+  const FolderLink link(kProgramData, outside.Folder());
+  for (const wchar_t* const below : {L"\\OL", L"\\VELA", L"\\OL\\"}) {
+    CAPTURE(ToUtf8(below));
+    unsigned removals = 0;
+    unsigned deletions = 0;
+    Removal removal = {};
+    {
+      const CountCalls remove("RemoveDirectoryW");
+      const CountCalls erase("DeleteFileW");
+      removal = Remove(kProgramData + std::wstring(below));
+      removals = remove.Calls();
+      deletions = erase.Calls();
+    }
+    CHECK_FALSE(removal.succeeded);
+    CHECK(removal.restartNeeded == 0);
+    CHECK(removal.error == ERROR_ACCESS_DENIED);
+    CHECK_LINES(removal.log, (FolderNotEmptied(5)));
+    CHECK(removals == 0);
+    CHECK(deletions == 0);
+    outside.CheckUntouched();
+  }
+  CHECK_LINES(pending.Lines(), {});  // scheduled, it would be deleted at the restart
+}
+
+TEST_CASE("a link whose kind cannot be told counts as one") {
+  const PendingMoves pending;
+  const Outside outside;
+  MakeFolder(kProgramData);
+  WriteTestFile(kProgramData + std::wstring(L"\\OL\\own.txt"), "own");
+  const Removal removal = [] {
+    const FailCall attributes("GetFileAttributesW", 1, ERROR_ACCESS_DENIED);
+    return Remove(kProgramData + std::wstring(L"\\OL"));
+  }();
+  CHECK_FALSE(removal.succeeded);
+  CHECK(removal.error == ERROR_ACCESS_DENIED);
+  CHECK(Exists(kProgramData + std::wstring(L"\\OL\\own.txt")));
+  CHECK_LINES(pending.Lines(), {});
+}
+
+TEST_CASE("a real data folder is no link") {
+  const PendingMoves pending;
+  const Outside outside;
+  WriteTestFile(kProgramData + std::wstring(L"\\OL\\own.txt"), "own");
+  CHECK(Remove(kProgramData + std::wstring(L"\\OL")).succeeded);
+  CHECK_FALSE(Exists(kProgramData + std::wstring(L"\\OL")));
+}
+
+TEST_CASE("a link elsewhere on the way to the folder is the administrator's own") {
+  // A destination may lie on another drive by way of a link: what the product has put there it takes away.
+  const PendingMoves pending;
+  const Outside outside;
+  const FolderLink link(outside.Scratch().Path(L"drive"), outside.Folder());
+  CHECK(Remove(outside.Scratch().Path(L"drive\\VELA")).succeeded);
+  CHECK_FALSE(Exists(outside.Folder() + L"\\VELA"));
+  CHECK(Exists(outside.Folder() + L"\\precious.txt"));
+}
+
+}  // namespace

@@ -1,0 +1,51 @@
+// A machine from which the product is taken off within the test.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+#include "tests/support/TestRegistry.h"
+#include "tests/support/TextLines.h"
+#include "tests/unit/install/CommandLineGiven.h"
+#include "tests/unit/install/PendingMoves.h"
+#include "tests/unit/install/ScratchFolder.h"
+#include "tests/unit/plugins/RegistrationChild.h"
+#include "tests/unit/settings/RunningProcesses.h"
+
+namespace TestSupport {
+
+// The folders of all profiles ("C:\users\root"), in the order of the file system.
+Lines ProfileFolders();
+
+class UninstallWorld {
+ public:
+  // The destination; "C:\VelaTest\Removal\product" where none is given. A trace of each client lies below it.
+  explicit UninstallWorld(const std::wstring& destination = {});
+  UninstallWorld(const UninstallWorld&) = delete;
+  UninstallWorld& operator=(const UninstallWorld&) = delete;
+  ~UninstallWorld();
+
+  static constexpr wchar_t kCommonBase[] = L"C:\\ProgramData\\Orvane Labs";
+
+  // The add-in keys of machine and hives, the Run values and the plug-in list, as installed and switched on.
+  void RegisterAll() const;
+  // A file of the product below a folder: "VELA\\VELA_OL".
+  void MakeProduct(const std::wstring& base) const;
+
+  // "LoadBehavior" of the machine's add-in key; 0 where there is none.
+  static bool HasAddinKey(const std::wstring& hive);  // empty: the machine's
+  static bool HasRunValue(const std::wstring& name);
+  static bool IsInPluginList();
+
+  PendingMoves pending;
+  ScratchFolder folder{L"Removal"};
+  CommandLineGiven commandLine;
+  RunningProcesses running;
+  RegistrationChild regsvr32;
+
+ private:
+  static void Forget();
+};
+
+}  // namespace TestSupport
