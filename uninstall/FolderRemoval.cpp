@@ -1,6 +1,7 @@
 #include "uninstall/FolderRemoval.h"
 
 #include "Common/OrCommon/OrComn_File.h"
+#include "Common/OrCommon/OrComn_System.h"
 #include "cli/RunLog.h"
 #include "install/DataFolder.h"
 #include "settings/ProductFolders.h"
@@ -13,11 +14,24 @@ std::wstring ProductDataFolder() {
   return ProductFolders::GetBaseFolder(GetCommonDataFolder());
 }
 
+// `path` as the system reads it; as it is where it cannot be read.
+std::wstring FullPath(const std::wstring& path) {
+  std::wstring full(::GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
+  const DWORD length = ::GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
+  if (length == 0 || length >= full.size()) {
+    return path;
+  }
+  full.resize(length);
+  return full;
+}
+
 // True where `folder` lies in the data of all users, and its way leads through a link in the place of the product's
 // folder there: any user may make that folder where it is missing, and what lies behind a link is not the product's.
 bool IsBehindLink(const std::wstring& folder) {
   const std::wstring productData = ProductDataFolder();
-  return folder.compare(0, productData.size(), productData) == 0 && OrCommon::Storage::File::IsLink(productData);
+  const std::wstring start = FullPath(folder).substr(0, productData.size());
+  return OrCommon::System::EqualsIgnoringAsciiCase(start, FullPath(productData)) &&
+         OrCommon::Storage::File::IsLink(productData);
 }
 
 }  // namespace

@@ -63,7 +63,7 @@ class DebugLog : private boost::noncopyable {
   ~DebugLog();
 
   // Takes a loaded trace library over and starts tracing through it with `handle`. False, with the code in `error` (may
-  // be null), where an entry point is missing; each trace then fails.
+  // be null), where an entry point is missing; where that is the one that writes lines, each trace then fails.
   bool Open(Module library, void* handle, const Options& options, DWORD* error);
 
   // Writes one line: local time, process and thread, level tag, component, the text formatted as in

@@ -159,10 +159,8 @@ std::vector<BYTE> Key::QueryData(const std::wstring& name, DWORD& type) const {
   const HKEY key = RequireOpen();
   DWORD size = 0;
   Check(::RegQueryValueExW(key, name.c_str(), nullptr, &type, nullptr, &size), __LINE__);
+  size = std::max<DWORD>(size, 1);  // without a buffer the second call would ask for the size once more
   std::vector<BYTE> data(size);
-  if (data.empty()) {
-    return data;  // with no buffer the second call would ask for the size once more
-  }
   Check(::RegQueryValueExW(key, name.c_str(), nullptr, &type, data.data(), &size), __LINE__);
   data.resize(size);
   return data;

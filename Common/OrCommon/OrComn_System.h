@@ -36,7 +36,7 @@ enum WindowsVersionCode : DWORD {
 //     4  NT 5.2 server        12  NT 6.1, 64-bit        104  NT 5.1 SP2 or later   111  NT above 6, or 6.2 or later
 //     5  NT 5.1 workstation   13  NT 6.1                105  NT 5.1 SP3 or later   112  NT server
 //     6  NT 5.2 workstation   14  NT 6.2, not 64-bit    106  NT 6 or later
-//     7  test 5 or 6               15  NT 6.2, 64-bit        107  NT 6.0 SP1 or later
+//     7  test 5 or 6          15  NT 6.2, 64-bit        107  NT 6.0 SP1 or later
 //     8  NT 6.0, not 64-bit   16  NT 6.2
 // Any other code answers false.
 bool MatchesWindowsVersion(DWORD code, const WindowsFacts& facts) noexcept;

@@ -69,6 +69,7 @@ constexpr std::string_view kKernel32[] = {
     "GetCurrentThreadId",
     "GetFileAttributesW",
     "GetFileTime",
+    "GetFullPathNameW",
     "GetLastError",
     "GetLocalTime",
     "GetModuleHandleA",

@@ -130,6 +130,19 @@ TEST_CASE("installed, but never switched on") {
   CHECK_FALSE(Exists(kBase + std::wstring(L"VELA")));
 }
 
+TEST_CASE("the monitor of Outlook Express that an older Windows has left is no longer started") {
+  World world;
+  world.OnWindows(WindowsVersion::kWindows7);
+  world.WithKey(MachineKey64(L"Software\\Microsoft\\Windows\\CurrentVersion\\Run"), {{L"OE", L"monitor"}});
+
+  const Outcome outcome = Uninstall(world);
+
+  // Not by the switch, which leaves this client out here.
+  CHECK_LINES(outcome.registryDiff,
+              {"-HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Run [64] \"OE\" REG_SZ \"monitor\""});
+  CHECK_LINES(LinesWith(outcome.log, "g_szOE_OEM"), {});
+}
+
 TEST_CASE("a running Outlook does not keep its add-in") {
   World world;
   world.OnWindows(WindowsVersion::kWindows7).WithSampleSource();

@@ -74,17 +74,17 @@ template <class Result, class... Arguments>
 class CallablePool<Result(Arguments...)> : public CallableAddress {
  public:
   explicit CallablePool(std::function<Result(Arguments...)> callable) {
-    while (place_ < kPlaces && callables()[place_]) {
+    while (place_ < kPlaces && Callables()[place_]) {
       ++place_;
     }
     if (place_ == kPlaces) {
       throw std::logic_error("too many redirections of functions with one signature");
     }
-    callables()[place_] = std::move(callable);
+    Callables()[place_] = std::move(callable);
   }
   CallablePool(const CallablePool&) = delete;
   CallablePool& operator=(const CallablePool&) = delete;
-  ~CallablePool() override { callables()[place_] = nullptr; }
+  ~CallablePool() override { Callables()[place_] = nullptr; }
 
   void* Address() const override { return AddressOf(place_, std::make_index_sequence<kPlaces>()); }
 
@@ -92,14 +92,14 @@ class CallablePool<Result(Arguments...)> : public CallableAddress {
   static constexpr std::size_t kPlaces = 16;
   using Function = Result(WINAPI*)(Arguments...);
 
-  static std::array<std::function<Result(Arguments...)>, kPlaces>& callables() {
+  static std::array<std::function<Result(Arguments...)>, kPlaces>& Callables() {
     static auto* const places = new std::array<std::function<Result(Arguments...)>, kPlaces>;  // outlives every test
     return *places;
   }
 
   template <std::size_t kPlace>
   static Result WINAPI Call(Arguments... arguments) {
-    return callables()[kPlace](arguments...);
+    return Callables()[kPlace](arguments...);
   }
 
   template <std::size_t... kPlace>

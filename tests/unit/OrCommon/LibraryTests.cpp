@@ -160,6 +160,12 @@ TEST_CASE("a long name that the heap cannot hold raises the platform's out-of-me
   CHECK(found);
 }
 
+TEST_CASE("without a name the arguments are bad") {
+  DWORD error = 4711;
+  CHECK_FALSE(IsFound(nullptr, error));
+  CHECK(error == ERROR_BAD_ARGUMENTS);
+}
+
 TEST_CASE("an entry point is not copied") {
   CHECK(std::is_base_of_v<boost::noncopyable, EntryPoint>);
   CHECK_FALSE(std::is_copy_constructible_v<EntryPoint>);

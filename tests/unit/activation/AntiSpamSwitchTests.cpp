@@ -105,6 +105,7 @@ TEST_CASE("a console without a session stops the switch behind the registrations
   const RegistrySnapshot before = world.machine.Registry();
   const Lines log = world.Switch(true);
   CHECK_FALSE(world.result);
+  REQUIRE(!log.empty());
   CHECK(log.front() == Info("nDelayEnableOE = %d0 nDelayEnableOL = %d0 nDelayEnableWLM = %d1").front());
   CHECK(log.back() ==
         Error("*** CProviderAntiSpam::SetAntiSpamEnable() - failed to get active session id. error=0").front());
@@ -151,6 +152,7 @@ TEST_CASE("the session is told as it is, however large") {
   world.machine.SetFlags(0, 0, 0);
   world.session.sessionId = 0xFFFFFFFE;
   const Lines log = world.Switch(true);
+  REQUIRE(log.size() > 1);
   CHECK(log[1] == Info(SessionLine(kUser, "4294967294")).front());
 }
 

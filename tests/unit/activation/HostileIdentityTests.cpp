@@ -42,8 +42,8 @@ Lines FilesOfVictim() {
 }
 
 TEST_CASE("an identity that is no plain name names no folder, and the log goes below the root") {
-  for (const wchar_t* const identity : {L"..\\..\\..\\..\\victim", L"..", L"...", L". .", L"link\\sub", L"link/", L"link\\\\",
-                                        L"C:\\VelaTest\\Switch\\victim", L"name:stream", L"/", L"\\"}) {
+  for (const wchar_t* const identity : {L"..\\..\\..\\..\\victim", L"..", L"...", L". .", L"link\\sub", L"link/",
+                                        L"link\\\\", L"C:\\VelaTest\\Switch\\victim", L"name:stream", L"/", L"\\"}) {
     const SwitchedMachine machine;
     CAPTURE(ToUtf8(identity));
     WriteTestFile(kVictim + std::wstring(L"\\sub\\secret.txt"), "secret");
@@ -51,9 +51,9 @@ TEST_CASE("an identity that is no plain name names no folder, and the log goes b
     const OrCommonTests::FolderLink planted(kData + L"\\Orvane Labs\\OL\\Users\\link", kVictim);
     StoreIdentity(identity);
     const std::string root = ToUtf8(kData);
-    CHECK_LINES(Renewed(),
-                {root + "\\Orvane Labs\\", root + "\\Orvane Labs\\\\OL", root + "\\Orvane Labs\\\\OL\\Users",
-                 root + "\\Orvane Labs\\OL\\", root + "\\Orvane Labs\\OL\\\\Users", root + "\\Orvane Labs\\OL\\Users\\"});
+    CHECK_LINES(Renewed(), {root + "\\Orvane Labs\\", root + "\\Orvane Labs\\\\OL", root + "\\Orvane Labs\\\\OL\\Users",
+                            root + "\\Orvane Labs\\OL\\", root + "\\Orvane Labs\\OL\\\\Users",
+                            root + "\\Orvane Labs\\OL\\Users\\"});
     CHECK_LINES(FilesOfVictim(), {"sub\\", "sub\\secret.txt 6 bytes"});
     CHECK(::GetFileAttributesW((kData + L"\\log").c_str()) != INVALID_FILE_ATTRIBUTES);
   }

@@ -4,7 +4,7 @@
 
 #include <windows.h>
 
-#include <cstring>
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -18,14 +18,11 @@ class MonitorStarts {
  public:
   explicit MonitorStarts(const ConsoleSession& session)
       : start_("CreateProcessAsUserW",
-               [this, &session](HANDLE token, LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES process,
+               [this, &session](HANDLE token, LPCWSTR application, wchar_t* commandLine, LPSECURITY_ATTRIBUTES process,
                                 LPSECURITY_ATTRIBUTES thread, BOOL inherit, DWORD flags, LPVOID environment,
                                 LPCWSTR folder, LPSTARTUPINFOW startup, LPPROCESS_INFORMATION information) -> BOOL {
-                 STARTUPINFOW zeroed = {};
-                 zeroed.cb = sizeof zeroed;
                  const bool plain = commandLine == nullptr && process == nullptr && thread == nullptr && !inherit &&
-                                    flags == 0 && environment == nullptr && folder == nullptr &&
-                                    std::memcmp(startup, &zeroed, sizeof zeroed) == 0;
+                                    flags == 0 && environment == nullptr && folder == nullptr && IsZeroed(*startup);
                  starts_.push_back(session.NameOf(token) + " " + ToUtf8(application) + (plain ? " plain" : "") +
                                    (ConsoleSession::ThreadActsAsUser() ? " as the user" : " as itself"));
                  if (error_ != ERROR_SUCCESS) {
@@ -51,6 +48,13 @@ class MonitorStarts {
   unsigned Closed() const { return closed_; }
 
  private:
+  // All but its size.
+  static bool IsZeroed(const STARTUPINFOW& startup) {
+    const auto* const bytes = reinterpret_cast<const char*>(&startup);
+    return startup.cb == sizeof startup &&
+           std::all_of(bytes + sizeof startup.cb, bytes + sizeof startup, [](char byte) { return byte == 0; });
+  }
+
   HANDLE GiveOut() {
     open_.push_back(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
     return open_.back();

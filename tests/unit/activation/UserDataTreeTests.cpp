@@ -39,8 +39,7 @@ class FolderCalls {
         create_("CreateDirectoryW",
                 [this](LPCWSTR path, LPSECURITY_ATTRIBUTES attributes) -> BOOL {
                   calls_.push_back("make " + Shown(path) + " " + std::to_string(EntriesOf(attributes)));
-                  const bool refused = std::count(refused_.begin(), refused_.end(), ++made_) != 0;
-                  if (refused) {
+                  if (std::count(refused_.begin(), refused_.end(), ++made_) != 0) {
                     ::SetLastError(ERROR_ACCESS_DENIED);
                     return FALSE;
                   }
@@ -187,8 +186,8 @@ TEST_CASE("a tree that is there is opened again with everything below each level
   CHECK_LINES(LinesWith(calls, "make"), {});
   // From each of the five levels down to the file.
   CHECK(LinesWith(calls, "ol.log").size() == 5);
+  REQUIRE(calls.size() == 6 + 5 + 4 + 3 + 2);
   CHECK(calls.front() == "renew Orvane Labs\\");
-  CHECK(calls.size() == 6 + 5 + 4 + 3 + 2);
 }
 
 TEST_CASE("without an identity the folder of all users is opened again, and the log lies below it") {
@@ -270,7 +269,7 @@ TEST_CASE("a link in a folder's place is not followed: what it leads to is neith
     CHECK_LINES(LinesWith(calls, "renew " + linked.place), {});
     const Lines made = LinesWith(calls, "make");
     const std::string tried = "make " + linked.place;
-    CHECK(!made.empty());
+    REQUIRE(!made.empty());
     CHECK(made.front().compare(0, tried.size(), tried) == 0);
     CHECK((made.size() > 1 ? made[1] : "") == (linked.next.empty() ? "" : "make " + linked.next + " 7"));
   }
@@ -303,7 +302,7 @@ TEST_CASE("where the common data folder cannot be had, the Windows folder is the
     MakeFolder(L"C:\\VelaTest\\Switch\\data\\windows");
     calls = Build(L"OE");
   }
-  CHECK(calls.size() == 5);
+  REQUIRE(calls.size() == 5);
   CHECK(calls.front() == "make windows\\Orvane Labs\\ 7");
   CHECK(calls.back() == "make windows\\Orvane Labs\\OE\\Users\\\\log\\ 7");
 }

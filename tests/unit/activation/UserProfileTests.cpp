@@ -97,7 +97,7 @@ void CheckNotLoaded(ConsoleSession& session, const std::string& token, const std
   CHECK_FALSE(succeeded);
   CHECK_FALSE(actsAsUser);
   CHECK(name == token);
-  CHECK(!calls.empty());
+  REQUIRE(!calls.empty());
   CHECK(calls.back().compare(0, lastCall.size(), lastCall) == 0);
   CHECK_LINES(session.NotGivenBack(), {});
   CHECK_LINES(log.Lines(), {});

@@ -153,11 +153,12 @@ TEST_CASE("a switch that succeeded is stored in the 32-bit view, and flushed") {
     }
     CHECK_LINES(Behind(log, 2), {command.done, command.stored});
     CHECK_LINES(LinesWith(log, "LOG_ERROR"), {});
+    REQUIRE(calls.size() == 3);
     CHECK(calls[0].compare(0, calls[0].find("->"), "RegOpenKeyExW HKLM " + ToUtf8(kProductKey) + " 0002021F ") == 0);
     CHECK(calls[1].find("\"VELAEnable\" REG_DWORD 4 bytes") != std::string::npos);
     CHECK(calls[2].compare(0, 11, "RegCloseKey") == 0);
     CHECK(allClosed);
-    CHECK(flushed.size() == 1);
+    REQUIRE(flushed.size() == 1);
     CHECK(flushed.front() != nullptr);
     CHECK_LINES(CommandWorld::Stored(), {"\"VELAEnable\" REG_DWORD " + std::to_string(command.value)});
     CHECK_LINES(CommandWorld::Stored(KEY_WOW64_64KEY), {"\"VELAEnable\" REG_DWORD 9"});
