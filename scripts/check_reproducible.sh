@@ -1,0 +1,39 @@
+#!/usr/bin/env bash
+# check_reproducible.sh [<VELAutil.exe to compare with>]
+#
+# The same sources give the same bytes, wherever and whenever they are built: the program is built from a copy of the
+# sources in a folder of another name and depth, with other file times, another time zone and another language, and
+# compared with the one of build/release (which is built first when no program is named).
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+root=$PWD
+first=${1:-}
+
+./scripts/setup.sh
+if [[ -z $first ]]; then
+  cmake --preset release >/dev/null
+  cmake --build --preset release --target VELAutil
+  first=$root/build/release/VELAutil.exe
+fi
+
+work=$root/build/reproducible
+copy=$work/elsewhere/with-a-longer-path/sources
+rm -rf "$work"
+trap 'rm -rf "$work"' EXIT
+mkdir -p "$copy"
+# Everything but what git leaves out, so that sources not yet committed are compared too.
+tar -c --exclude=./build --exclude='./build-*' --exclude=./.git . | tar -x -m -C "$copy"
+
+cd "$copy"
+export TZ=Pacific/Auckland LC_ALL=C
+cmake --preset release -DBUILD_TESTING=OFF >/dev/null
+cmake --build --preset release --target VELAutil
+second=$copy/build/release/VELAutil.exe
+
+sha256sum "$first" "$second"
+if ! cmp "$first" "$second"; then
+  echo "check_reproducible: $(cmp -l "$first" "$second" | wc -l) bytes differ; the first ones (offset, one, other):" >&2
+  cmp -l "$first" "$second" | head -n 5 >&2 || true
+  exit 1
+fi
+echo "identical: $(stat -c %s "$first") bytes"

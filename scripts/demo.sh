@@ -1,0 +1,243 @@
+#!/usr/bin/env bash
+# demo.sh
+#
+# Shows VELAutil at work, on a small Windows machine made for the occasion under build/demo: what it is told to do, what
+# it answers, what it logs, and what it changed on the disk and in the registry. Needs no display, touches no other Wine
+# prefix, and leaves no process behind.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+root=$PWD
+build=$root/build/release
+demo=$root/build/demo
+fixtures=$build/tests/fixtures
+
+# The machine: Windows XP Professional x64, where all three mail clients can be served.
+windows=winxp64
+user=S-1-5-21-1-2-3-1001
+source_folder='C:\Setup'
+install_root='C:\Bastion'                     # what install and upgrade are given: they append "Orvane Labs" themselves
+product_folder='C:\Bastion\Orvane Labs'       # what the other commands are given
+reload_event='Global\VELA_UPDATE_EVENT_OL'
+
+export WINEPREFIX=$demo/prefix WINEDEBUG=-all LC_ALL=C.UTF-8
+# Without Wine's own services and desktop a machine starts in half the time.
+export WINEDLLOVERRIDES='mscoree,mshtml=;winemenubuilder.exe,services.exe,plugplay.exe,winedevice.exe,explorer.exe,rpcss.exe,svchost.exe,winedbg.exe=d'
+unset DISPLAY WAYLAND_DISPLAY
+
+title() {
+  printf '\n%s\n' "$1"
+  printf '%*s\n' "${#1}" '' | tr ' ' '='
+}
+
+say() {
+  printf '%s\n' "$@" | fold -s -w 110
+}
+
+# Also ends the last line, which the run log leaves open.
+indent() {
+  awk '{ sub(/\r$/, ""); print "    " $0 }'
+}
+
+# Takes along every program of the machine that still runs.
+switch_off() {
+  if [[ -d $WINEPREFIX ]]; then
+    end_prefix "$WINEPREFIX"
+  fi
+}
+
+# Output goes through a file: a program that stays running would hold a pipe open.
+run_wine() {
+  local code=0
+  "${fixed_addresses[@]}" wine "$@" </dev/null >"$demo/output" 2>&1 || code=$?
+  return "$code"
+}
+
+# must <what> <command...>
+must() {
+  local what=$1
+  shift
+  if ! "$@"; then
+    echo "demo: $what failed:" >&2
+    cat "$demo/output" >&2
+    exit 1
+  fi
+}
+
+build_all() {
+  mkdir -p "$demo"
+  if ! {
+    { [[ -f $build/build.ninja ]] && grep -q '^BUILD_TESTING:[A-Z]*=ON' "$build/CMakeCache.txt" ||
+      cmake --preset release -DBUILD_TESTING=ON; } &&
+      cmake --build --preset release --target VELAutil fixtures &&
+      { [[ -f $demo/tools/build.ninja ]] || ./scripts/demo/configure.sh "$demo/tools"; } &&
+      cmake --build "$demo/tools"
+  } >"$demo/build.log" 2>&1; then
+    tail -n 40 "$demo/build.log" >&2
+    echo "demo: the build failed; $demo/build.log has it all." >&2
+    exit 1
+  fi
+}
+
+# A machine with Outlook 2010 and, besides the user who is logged on, a second user whose registry is loaded.
+make_machine() {
+  switch_off
+  rm -rf "$WINEPREFIX"
+  bash tests/support/make_prefix.sh "$build/tests/prefix" >/dev/null
+  cp -a "$build/tests/prefix" "$WINEPREFIX"
+  rm -f "$WINEPREFIX/vela-template"
+  local drive=$WINEPREFIX/drive_c
+  mkdir -p "$drive/VELA" "$drive/Office14"
+  cp "$build/VELAutil.exe" "$drive/VELA/"
+  cp -a "$fixtures/source" "$drive/Setup"
+  printf 'stands for the mail client' >"$drive/Office14/outlook.exe"
+  cat >"$demo/world.reg" <<END
+Windows Registry Editor Version 5.00
+
+[HKEY_CURRENT_USER\\Software\\Wine\\AppDefaults\\VELAutil.exe]
+"Version"="$windows"
+
+[HKEY_LOCAL_MACHINE\\Software\\Classes\\Outlook.Application\\CurVer]
+@="Outlook.Application.14"
+
+[HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Office\\14.0\\Outlook\\InstallRoot]
+"Path"="C:\\\\Office14\\\\"
+
+[HKEY_LOCAL_MACHINE\\Software\\Wow6432Node\\Microsoft\\Office\\14.0\\Outlook\\InstallRoot]
+"Path"="C:\\\\Office14\\\\"
+
+[HKEY_LOCAL_MACHINE\\Software\\OrvaneLabs\\CoreAgent\\VELA]
+"OE_DELAY_INST"=dword:00000000
+"OL_DELAY_INST"=dword:00000000
+"WLM_DELAY_INST"=dword:00000000
+
+[HKEY_CURRENT_USER\\Identities]
+"Last User ID"="{8A5C0001-0000-4000-8000-000000000001}"
+
+[HKEY_USERS\\$user\\Software\\Microsoft]
+END
+  # The server stays until switch_off: the second user's registry lives only as long as it does.
+  wineserver -p </dev/null >/dev/null 2>&1
+  must 'the import of the demo registry' run_wine reg import "$(windows_path "$demo/world.reg")"
+}
+
+windows_path() {
+  local path=Z:$1
+  echo "${path//\//\\}"
+}
+
+# snapshot <folder>: the registry and the files as they are now, the run log and Windows' own folder apart.
+snapshot() {
+  mkdir -p "$1"
+  must 'saving the registry' run_wine "$demo/tools/SaveRegistry.exe" "$(windows_path "$1")"
+  (cd "$WINEPREFIX/drive_c" && find . -path ./windows -prune -o \
+    -type d -printf '- - %P/\n' -o -type f -printf '%s %T@ %P\n') >"$1/files.txt"
+}
+
+log_size() {
+  stat -c %s "$run_log" 2>/dev/null || echo 0
+}
+
+# step <switch> <destination folder> <title> <what it is about to do>: one run of the program, told in full.
+step() {
+  local switch=$1 destination=$2 text=$4 code from
+  title "$3"
+  say "$text"
+  if [[ $destination == *' '* ]]; then
+    printf '\n  C:\\VELA\\VELAutil.exe %s %s "%s"\n' "$switch" "$source_folder" "$destination"
+  else
+    printf '\n  C:\\VELA\\VELAutil.exe %s %s %s\n' "$switch" "$source_folder" "$destination"
+  fi
+
+  rm -rf "$demo/before" "$demo/after"
+  snapshot "$demo/before"
+  from=$(log_size)
+  # Linux sees the low 8 bits of an exit code; the command interpreter sees all 32.
+  run_wine cmd /v:on /c 'C:\VELA\VELAutil.exe' "$switch" "$source_folder" "$destination" \
+    '&' echo exit code '!errorlevel!' || true
+  code=$(tr -d '\r' <"$demo/output" | sed -n 's/^exit code //p')
+  must 'starting the program' test -n "$code"
+  snapshot "$demo/after"
+
+  printf '\nExit code: %d (0x%08x)\n' "$code" "$((code & 0xffffffff))"
+  printf '\nRun log (C:\\windows\\Temp\\QRTX_Debug\\vela.log):\n'
+  tail -c "+$((from + 1))" "$run_log" | iconv -f latin1 -t utf-8 | sed '1{/^\r*$/d}' | indent
+  printf '\nFiles (+ new, - gone, ~ changed):\n'
+  python3 scripts/demo/changes.py files "$demo/before/files.txt" "$demo/after/files.txt" | indent
+  printf '\nRegistry (+ new, - gone, ~ changed):\n'
+  python3 scripts/demo/changes.py registry "$demo/before" "$demo/after" | indent
+}
+
+# A stand-in for Outlook that ends when the plug-ins are told to load their patterns anew.
+start_outlook() {
+  cp "$fixtures/Sleeper.exe" "$WINEPREFIX/drive_c/Office14/OUTLOOK.EXE"
+  "${fixed_addresses[@]}" wine 'C:\Office14\OUTLOOK.EXE' "$reload_event" 60 </dev/null >/dev/null 2>&1 &
+  outlook=$!
+  local tries
+  for ((tries = 0; tries < 100; tries++)); do
+    run_wine wmic process get name || true
+    if tr -d '\0' <"$demo/output" | grep -q OUTLOOK; then  # it answers in UTF-16
+      return
+    fi
+    sleep 0.1
+  done
+  echo "demo: the stand-in for Outlook does not start" >&2
+  exit 1
+}
+
+probe_classes() {
+  printf '\nCOM classes of the plug-in modules %s, tried with CoCreateInstance:\n' "$1"
+  run_wine "$fixtures/ClassProbe.exe" || true
+  indent <"$demo/output"
+}
+
+./scripts/setup.sh
+# shellcheck source=scripts/stages.sh
+source scripts/stages.sh
+trap switch_off EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM HUP
+fixed_addresses=(setarch -R)  # with random addresses Wine fails to start a program once in a great while
+if ! setarch -R true 2>/dev/null; then
+  fixed_addresses=()
+fi
+run_log=$WINEPREFIX/drive_c/windows/temp/QRTX_Debug/vela.log
+
+say "VELAutil manages the anti-spam plug-ins of three mail clients: Outlook, Outlook Express, Windows Live Mail." \
+  "Building it, and a Windows machine to try it on (the first time takes a while) ..."
+build_all
+make_machine
+
+title 'The machine'
+say "Windows XP Professional x64 as Wine plays it, with Outlook 2010 in C:\\Office14, an installation source in $source_folder, and the registries of two users: the one who is logged on and $user. The mail clients and the plug-in modules are stand-ins that the tests build; the modules are real COM servers."
+probe_classes 'before anything is installed'
+
+step -I "$install_root" 'Install' \
+  "Copies the plug-in files of all three clients below $install_root, notes where they lie, and registers the plug-ins. The anti-spam switch has never been set, so it is set to off."
+probe_classes 'after the installation'
+
+step -e "$product_folder" 'Enable' \
+  "Switches filtering on for the user at the console: folders for that user, Outlook's add-in for everybody, start-up values for the monitors of the other two clients, and the monitors themselves, which leave a trace of their start."
+
+step -s "$product_folder" 'Status' \
+  "Writes the switch to the run log."
+
+title 'A new pattern arrives, while Outlook runs'
+start_outlook
+printf 'a newer pattern\n' >"$WINEPREFIX/drive_c/Setup/Common/win32/vela.ptn"
+say "Setup\\Common\\win32\\vela.ptn is another one now. OUTLOOK.EXE runs."
+
+step -p "$install_root" 'Upgrade' \
+  "Replaces what is newer in the source, and tells the plug-ins in running mail clients to load engine and pattern anew."
+code=0
+wait "$outlook" || code=$?
+printf '\nHas Outlook been told? %s\n' "$( ((code == 0)) && echo yes || echo NO)"
+
+step -d "$product_folder" 'Disable' \
+  "Switches filtering off again, and tells the monitors to end."
+
+step -U "$product_folder" 'Uninstall' \
+  "Switches off, takes the plug-ins out of the clients, and deletes files and the users' data. Filtering is off already, so the log tells of values that are not there to be taken back."
+probe_classes 'after the uninstallation'
+
+title 'Done'
+say "The machine is switched off. Its disk stays in build/demo/prefix/drive_c until the next run of this script."

@@ -1,0 +1,104 @@
+#!/usr/bin/env bash
+# lint.sh [--fast]
+#
+# Everything that checks sources without running them. All of it must be silent:
+#   layout of the text   clang-format, as .clang-format says
+#   shell scripts        shellcheck
+#   cppcheck
+#   second compiler      clang with its own warnings, every header by itself too (clang_checks.py)
+#   clang-tidy           as .clang-tidy says; by far the longest, so verdicts are kept in build/lint while nothing that
+#                        they depend on changes. Left out with --fast.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+root=$PWD
+build=$root/build/release
+demo_tools=$root/build/demo/tools
+
+tidy=(--tidy)
+case ${1:-} in
+  '') ;;
+  --fast) tidy=() ;;
+  *)
+    echo "usage: lint.sh [--fast]" >&2
+    exit 2
+    ;;
+esac
+
+./scripts/setup.sh --lint
+# shellcheck source=scripts/stages.sh
+source scripts/stages.sh
+trap end_stage EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM HUP
+
+# sources <pattern...>: files that are in the repository or about to be.
+sources() {
+  if git rev-parse --git-dir >/dev/null 2>&1; then
+    git ls-files --cached --others --exclude-standard -- "$@" | while IFS= read -r file; do
+      if [[ -f $file ]]; then
+        echo "$file"
+      fi
+    done
+  else
+    local names=() pattern
+    for pattern; do
+      names+=(-o -name "$pattern")
+    done
+    find . \( -path './build*' -o -path ./.git \) -prune -o -type f \( "${names[@]:1}" \) -printf '%P\n'
+  fi | LC_ALL=C sort
+}
+
+# One line for each file that clang-format -i would change.
+check_format() {
+  local told
+  if ! told=$(sources '*.cpp' '*.h' | xargs clang-format --dry-run -Werror 2>&1); then
+    echo 'clang-format -i would change, or cannot read:'
+    sed -n 's/:[0-9].* error: .*//p; /^[^ ]*error/p' <<<"$told" | sort -u
+    return 1
+  fi
+}
+
+# SC2317 takes functions that only a trap calls for unreachable.
+check_shell() {
+  sources '*.sh' '.ci/*' | xargs shellcheck -x -e SC2317
+}
+
+# Not asked for:
+#   constParameter      an HKEY or a HANDLE is no pointer to anybody but the compiler
+#   LocalAllocCalled    Windows hands out security descriptors by LocalAlloc, so ours have the same owner
+#   unusedStructMember  records that Windows fills, or that tests compare, are read as a whole
+#   useStlAlgorithm     a loop that calls Windows and stops at a failure is plainer than the algorithm
+# And of test cases no style: their scopes live by what constructor and destructor do, which cppcheck takes for variables
+# that nobody reads; what a test leaves open ends with its program (leakReturnValNotUsed, resourceLeak); and lists of
+# handles in braces are beyond cppcheck's parser, not beyond the two compilers' (internalAstError).
+check_cppcheck() {
+  local common=(-q -j "$(nproc)" --platform=win64 --library=windows --std=c++17 --inline-suppr --error-exitcode=1
+    --suppress=missingIncludeSystem --suppress=constParameter --suppress=LocalAllocCalled
+    --suppress=unusedStructMember --suppress=useStlAlgorithm
+    -I "$root" --include=scripts/cppcheck_doctest.h -DUNICODE -D_UNICODE -D_WIN32 -D_WIN64 -D_WIN32_WINNT=0x0502)
+  local code=0
+  sources '*.cpp' | grep -v '^tests/' |
+    xargs cppcheck "${common[@]}" --enable=warning,style,performance,portability || code=1
+  sources '*.cpp' | grep '^tests/' | xargs cppcheck "${common[@]}" --enable=warning,performance,portability \
+    --suppress=leakReturnValNotUsed --suppress=resourceLeak --suppress=internalAstError || code=1
+  return "$code"
+}
+
+check_clang() {
+  sources '*.cpp' '*.h' | ./scripts/clang_checks.py "${tidy[@]}" "$build" "$demo_tools"
+}
+
+# For the flags of every source; nothing need be built.
+configure() {
+  cmake --preset release -DBUILD_TESTING=ON >/dev/null && ./scripts/demo/configure.sh "$demo_tools" >/dev/null
+}
+
+stage 'flags of the sources' configure || exit 1
+stage 'layout of the text (clang-format)' check_format || true
+stage 'shell scripts (shellcheck)' check_shell || true
+stage 'cppcheck' check_cppcheck || true
+stage "second compiler (clang)${tidy[*]:+ and clang-tidy}" check_clang || true
+print_stages
+if stages_failed; then
+  exit 1
+fi

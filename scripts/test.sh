@@ -1,0 +1,53 @@
+#!/usr/bin/env bash
+# test.sh
+#
+# All there is to check, from a fresh clone to the verdict: build, tests under Wine, sources, and that the build can be
+# repeated byte by byte. Goes on after a failure where that makes sense, and exits with 1 if anything failed. Uses
+# nothing outside the repository's build/ folder, no display, and no Wine prefix but its own. clang-tidy, which takes
+# longer than all the rest, is left to scripts/lint.sh.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+root=$PWD
+build=$root/build/release
+
+./scripts/setup.sh --lint
+# shellcheck source=scripts/stages.sh
+source scripts/stages.sh
+
+clean_up() {
+  trap '' INT TERM HUP
+  end_stage
+  end_left_prefixes "$build/tests/prefix.runs"
+}
+trap clean_up EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM HUP
+
+unset DISPLAY WAYLAND_DISPLAY
+started=$EPOCHREALTIME
+jobs=$(nproc)
+results=$build/Testing/results.xml
+
+run_tests() {
+  rm -f "$results"
+  ctest --preset release -j "$jobs" --no-tests=error --output-junit "$results"
+}
+
+# Without a program there is nothing to test.
+stage 'configure (preset release)' cmake --preset release -DBUILD_TESTING=ON || exit 1
+stage 'build' cmake --build --preset release -j "$jobs" || exit 1
+stage "tests (ctest --preset release -j $jobs)" run_tests || true
+stage 'sources (scripts/lint.sh --fast)' ./scripts/lint.sh --fast || true
+stage 'same bytes in another folder (scripts/check_reproducible.sh)' \
+  ./scripts/check_reproducible.sh "$build/VELAutil.exe" || true
+
+print_stages
+# One line of the file's head carries the counts: tests="…" failures="…" disabled="…" skipped="…".
+counts=$(sed -n 's/^[ \t]*\(tests\|failures\|disabled\|skipped\)="\([0-9]*\)".*/\2 \1/p' "$results" 2>/dev/null | tr '\n' ',' |
+  sed 's/,$//; s/,/, /g') || true
+echo "  ctest: ${counts:-no results}; $(seconds_since "$started") s in all"
+if stages_failed; then
+  echo "FAILED"
+  exit 1
+fi
+echo "PASSED"
