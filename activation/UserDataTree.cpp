@@ -35,11 +35,9 @@ class Tree {
 
   // An empty identity adds nothing: the folder above is opened once more.
   void AddIdentity(const std::wstring& identity) {
-    if (identity.empty()) {
-      AddLevel(identity);
-    } else if (!IsPlainName(identity)) {
+    if (!identity.empty() && !IsPlainName(identity)) {
       path_ = root_;
-    } else if (path_ != root_) {
+    } else if (identity.empty() || path_ != root_) {
       AddLevel(identity);
     } else {
       // The levels above could not be made and the identity goes below the root, where other programs keep their

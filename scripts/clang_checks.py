@@ -106,10 +106,12 @@ class Checker:
         flags = self.common + flags
         with tempfile.TemporaryDirectory() as folder:
             dependencies = pathlib.Path(folder, "read.d")
-            as_header = ["-x", "c++", "-Wno-pragma-once-outside-header", "-Wno-unused-template",
+            kind = ["-x", "c++", "-Wno-pragma-once-outside-header", "-Wno-unused-template",
                          "-Wno-unused-member-function", "-Wno-unused-function"] if header else []
+            if name.startswith("tests/"):  # a stand-in is whole, whichever of its members a test happens to ask
+                kind.append("-Wno-unused-member-function")
             result = subprocess.run(
-                ["clang++", *flags, *WARNINGS, *as_header, "-fsyntax-only", "-MD", "-MF", str(dependencies), path],
+                ["clang++", *flags, *WARNINGS, *kind, "-fsyntax-only", "-MD", "-MF", str(dependencies), path],
                 stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
             if result.returncode != 0:
                 return result.stdout.decode("utf-8", "replace")

@@ -19,7 +19,7 @@ namespace ATL {
 class CSid {
  public:
   // `authority` and up to two sub-authorities, of which the first `count` are taken.
-  CSid(const SID_IDENTIFIER_AUTHORITY& authority, BYTE count, DWORD first, DWORD second) noexcept : sid_{} {
+  CSid(const SID_IDENTIFIER_AUTHORITY& authority, BYTE count, DWORD first, DWORD second) noexcept {
     SID_IDENTIFIER_AUTHORITY copy = authority;
     ::InitializeSid(sid_.data(), &copy, count);
     const std::array<DWORD, 2> parts = {first, second};
@@ -34,7 +34,7 @@ class CSid {
  private:
   PSID Raw() const noexcept { return sid_.data(); }
 
-  alignas(DWORD) mutable std::array<BYTE, SECURITY_MAX_SID_SIZE> sid_;  // Win32 takes identifiers without const
+  alignas(DWORD) mutable std::array<BYTE, SECURITY_MAX_SID_SIZE> sid_{};  // Win32 takes identifiers without const
 };
 
 // A discretionary access list, in the order in which its entries are added.

@@ -51,7 +51,7 @@ bool FormatText(std::wstring& text, const wchar_t* format, std::va_list argument
     va_end(attempt);
     if (length >= 0) {
       g_bufferSize = size;
-      text = buffer.c_str();
+      text.assign(buffer, 0, buffer.find(L'\0'));  // as far as the terminator, wherever it stands
       return true;
     }
   }

@@ -30,7 +30,6 @@ class CommandLineRun {
     pointers_.push_back(nullptr);
   }
   int Result() { return RunCommand(static_cast<int>(texts_.size()), pointers_.data()); }
-  const wchar_t* Argument(std::size_t index) const { return pointers_[index]; }
 
  private:
   std::vector<std::wstring> texts_;
