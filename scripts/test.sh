@@ -26,17 +26,18 @@ trap 'exit 143' TERM HUP
 unset DISPLAY WAYLAND_DISPLAY
 started=$EPOCHREALTIME
 jobs=$(nproc)
+test_jobs=$((jobs + 1))  # tests wait more than they work
 results=$build/Testing/results.xml
 
 run_tests() {
   rm -f "$results"
-  ctest --preset release -j "$jobs" --no-tests=error --output-junit "$results"
+  ctest --preset release -j "$test_jobs" --no-tests=error --output-junit "$results"
 }
 
 # Without a program there is nothing to test.
 stage 'configure (preset release)' cmake --preset release -DBUILD_TESTING=ON || exit 1
 stage 'build' cmake --build --preset release -j "$jobs" || exit 1
-stage "tests (ctest --preset release -j $jobs)" run_tests || true
+stage "tests (ctest --preset release -j $test_jobs)" run_tests || true
 stage 'sources (scripts/lint.sh --fast)' ./scripts/lint.sh --fast || true
 stage 'same bytes in another folder (scripts/check_reproducible.sh)' \
   ./scripts/check_reproducible.sh "$build/VELAutil.exe" || true
