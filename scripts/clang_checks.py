@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""clang_checks.py [--tidy] <build folder>... < list of sources
+"""clang_checks.py [--tidy | --tidy-all] <build folder>... < list of sources
 
-Puts every C++ file through clang as a second compiler, and with --tidy through clang-tidy. A header is looked at by
+Puts every C++ file through clang as a second compiler, and with --tidy through clang-tidy (all but tests/, with --tidy-all those too). A header is looked at by
 itself, to see that it includes what it needs, unless its own source includes it first and shows that already. Flags
 come from compile_commands.json of the build folders; a source that no target compiles is a fault of its own.
 
@@ -73,6 +73,10 @@ def flags_of_header(name, database):
     return database[max(database, key=fitness)]
 
 
+def is_test(path):
+    return "tests" in pathlib.Path(os.path.abspath(path)).relative_to(ROOT).parts[:1]
+
+
 class Checker:
     def __init__(self, tidy, builds):
         self.database = flags_of_builds(builds)
@@ -117,7 +121,8 @@ class Checker:
                 return result.stdout.decode("utf-8", "replace")
             read = dependencies.read_text(encoding="utf-8")
         # Headers are looked at through the sources that include them.
-        return self.run_tidy(path, flags, read) if self.tidy and not header else ""
+        tidied = self.tidy == "--tidy-all" or (self.tidy and not is_test(path))
+        return self.run_tidy(path, flags, read) if tidied and not header else ""
 
     def run_tidy(self, path, flags, dependencies):
         key = hashlib.sha256(self.version)
@@ -144,9 +149,7 @@ class Checker:
 
 def main():
     builds = sys.argv[1:]
-    tidy = builds[:1] == ["--tidy"]
-    if tidy:
-        del builds[0]
+    tidy = builds.pop(0) if builds[:1] in (["--tidy"], ["--tidy-all"]) else ""
     if not builds:
         sys.exit(__doc__)
     names = sys.stdin.read().split()

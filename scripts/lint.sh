@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# lint.sh [--fast]
+# lint.sh [--fast | --all]
 #
 # Everything that checks sources without running them. All of it must be silent:
 #   layout of the text   clang-format, as .clang-format says
@@ -7,7 +7,7 @@
 #   cppcheck
 #   second compiler      clang with its own warnings, every header by itself too (clang_checks.py)
 #   clang-tidy           as .clang-tidy says; by far the longest, so verdicts are kept in build/lint while nothing that
-#                        they depend on changes. Left out with --fast.
+#                        they depend on changes. Of the product; with --all of the tests too, with --fast of nothing.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root=$PWD
@@ -18,8 +18,9 @@ tidy=(--tidy)
 case ${1:-} in
   '') ;;
   --fast) tidy=() ;;
+  --all) tidy=(--tidy-all) ;;
   *)
-    echo "usage: lint.sh [--fast]" >&2
+    echo "usage: lint.sh [--fast | --all]" >&2
     exit 2
     ;;
 esac
