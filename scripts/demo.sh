@@ -210,6 +210,8 @@ make_machine
 title 'The machine'
 say "Windows XP Professional x64 as Wine plays it, with Outlook 2010 in C:\\Office14, an installation source in $source_folder, and the registries of two users: the one who is logged on and $user. The mail clients and the plug-in modules are stand-ins that the tests build; the modules are real COM servers."
 probe_classes 'before anything is installed'
+rm -rf "$demo/first" "$demo/last"
+snapshot "$demo/first"
 
 step -I "$install_root" 'Install' \
   "Copies the plug-in files of all three clients below $install_root, notes where they lie, and registers the plug-ins. The anti-spam switch has never been set, so it is set to off."
@@ -217,6 +219,9 @@ probe_classes 'after the installation'
 
 step -e "$product_folder" 'Enable' \
   "Switches filtering on for the user at the console: folders for that user, Outlook's add-in for everybody, start-up values for the monitors of the other two clients, and the monitors themselves, which leave a trace of their start."
+
+printf '\nWho may do what in the folders of the users (Wine keeps of an access list what Unix modes can say):\n'
+find "$WINEPREFIX/drive_c/ProgramData/Orvane Labs" -type d -printf '%M  ProgramData/Orvane Labs/%P\n' | indent
 
 step -s "$product_folder" 'Status' \
   "Writes the switch to the run log."
@@ -232,12 +237,25 @@ code=0
 wait "$outlook" || code=$?
 printf '\nHas Outlook been told? %s\n' "$( ((code == 0)) && echo yes || echo NO)"
 
+step -r "$install_root" 'Reload' \
+  "Tells the plug-ins in running mail clients to load engine and pattern anew. None runs any more."
+
 step -d "$product_folder" 'Disable' \
   "Switches filtering off again, and tells the monitors to end."
+
+step -s "$product_folder" 'Status once more' \
+  "Writes the switch to the run log."
 
 step -U "$product_folder" 'Uninstall' \
   "Switches off, takes the plug-ins out of the clients, and deletes files and the users' data. Filtering is off already, so the log tells of values that are not there to be taken back."
 probe_classes 'after the uninstallation'
+
+title 'The machine before and after'
+snapshot "$demo/last"
+printf '\nFiles (+ new, - gone, ~ changed):\n'
+python3 scripts/demo/changes.py files "$demo/first/files.txt" "$demo/last/files.txt" | indent
+printf '\nRegistry (+ new, - gone, ~ changed):\n'
+python3 scripts/demo/changes.py registry "$demo/first" "$demo/last" | indent
 
 title 'Done'
 say "The machine is switched off. Its disk stays in build/demo/prefix/drive_c until the next run of this script."
