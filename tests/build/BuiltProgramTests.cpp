@@ -61,7 +61,7 @@ std::vector<std::string> Libraries(bool delayed) {
   std::set<std::string> libraries;
   for (const auto& import : TestSupport::ReadImports(program.Module())) {
     if (import.delayed == delayed) {
-      libraries.insert(LowerCase(import.library));
+      libraries.insert(LowerCase(import.dll));
     }
   }
   return {libraries.begin(), libraries.end()};
@@ -106,10 +106,10 @@ TEST_CASE("everything that it imports is there on Windows 5.2") {
   std::vector<std::string> unknown;
   std::size_t known = 0;
   for (const auto& import : TestSupport::ReadImports(program.Module())) {
-    if (IsInWindows52(LowerCase(import.library), import.function)) {
+    if (IsInWindows52(LowerCase(import.dll), import.function)) {
       ++known;
     } else {
-      unknown.push_back(import.library + " " + import.function);
+      unknown.push_back(import.dll + " " + import.function);
     }
   }
   CHECK_LINES(unknown, {});

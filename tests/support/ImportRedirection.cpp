@@ -26,7 +26,7 @@ std::map<void**, RedirectedSlot>& RedirectedSlots() {
 std::vector<const ImportSlot*> FindSlots(const char* function, const char* library) {
   std::vector<const ImportSlot*> found;
   for (const ImportSlot& slot : ProgramImports()) {
-    if (slot.function == function && (library == nullptr || ::_stricmp(slot.library.c_str(), library) == 0)) {
+    if (slot.function == function && (library == nullptr || ::_stricmp(slot.dll.c_str(), library) == 0)) {
       found.push_back(&slot);
     }
   }
@@ -59,10 +59,10 @@ void* FunctionBehind(const ImportSlot& slot, void* contents) {
     return contents;
   }
   const SystemCalls& system = SystemCalls::Get();
-  const HMODULE library = system.loadLibraryA(slot.library.c_str());
+  const HMODULE library = system.loadLibraryA(slot.dll.c_str());
   const FARPROC function = library != nullptr ? system.getProcAddress(library, slot.function.c_str()) : nullptr;
   if (function == nullptr) {
-    throw std::runtime_error(slot.library + " has no " + slot.function);
+    throw std::runtime_error(slot.dll + " has no " + slot.function);
   }
   return reinterpret_cast<void*>(function);
 }
@@ -97,7 +97,7 @@ const SystemCalls& SystemCalls::Get() {
 bool IsImported(const char* function, const char* library) {
   const auto& imports = ProgramImports();
   return std::any_of(imports.begin(), imports.end(), [&](const ImportSlot& slot) {
-    return slot.function == function && (library == nullptr || ::_stricmp(slot.library.c_str(), library) == 0);
+    return slot.function == function && (library == nullptr || ::_stricmp(slot.dll.c_str(), library) == 0);
   });
 }
 

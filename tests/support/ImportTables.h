@@ -10,7 +10,7 @@ namespace TestSupport {
 
 // One imported function. Every call that the program's own code makes to it goes through `slot`.
 struct ImportSlot {
-  std::string library;   // as the import table spells it: "ADVAPI32.dll"
+  std::string dll;       // as the import table spells it: "ADVAPI32.dll"
   std::string function;  // "RegSetValueExW"; imports by number have no name and are left out
   void** slot;
   // A delay-loaded function's slot points into the program itself until the first call binds it.

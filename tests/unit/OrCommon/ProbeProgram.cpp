@@ -38,7 +38,7 @@ void WINAPI AnswerProcessor(SYSTEM_INFO* info) {
 // What this machine pretends to be.
 struct Machine {
   std::unique_ptr<TestSupport::ProcAddressAnswer> processor;
-  std::unique_ptr<TestSupport::MissingLibrary> library;
+  std::unique_ptr<TestSupport::MissingLibrary> missing;
   std::unique_ptr<ImportRedirection> version;
   unsigned versionCalls = 0;
   DWORD recordSize = 0;
@@ -48,7 +48,7 @@ void PretendProcessor(Machine& machine, const std::wstring& processor) {
   if (processor == L"noentry") {
     machine.processor = std::make_unique<TestSupport::MissingEntry>("GetNativeSystemInfo");
   } else if (processor == L"nolibrary") {
-    machine.library = std::make_unique<TestSupport::MissingLibrary>(L"kernel32.dll");
+    machine.missing = std::make_unique<TestSupport::MissingLibrary>(L"kernel32.dll");
   } else if (processor != L"real") {
     g_processor = static_cast<WORD>(std::stoul(processor));
     machine.processor = std::make_unique<TestSupport::AnswerProcAddress>("GetNativeSystemInfo", &AnswerProcessor);
