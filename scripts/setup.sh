@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# setup.sh [--lint]
+# setup.sh [--lint | --prove]
 #
 # Makes sure that what this repository needs is on the machine: what builds and runs it, with --lint also what checks the
-# sources. On Debian 12 missing packages are installed with apt-get, through sudo where this is not root. When nothing is
+# sources, with --prove what scripts/prove.sh measures with. On Debian 12 missing packages are installed with apt-get, through sudo where this is not root. When nothing is
 # missing it says nothing and costs a few milliseconds, so the other scripts call it every time.
 set -euo pipefail
 
@@ -26,15 +26,20 @@ lint clang-format clang-format
 lint clang-tidy clang-tidy
 lint cppcheck cppcheck
 lint shellcheck shellcheck
+prove g++ g++
+prove gcovr gcovr
+prove clang clang++
+prove libclang-rt-14-dev /usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a
 END
 }
 
-lint=false
+wanted=build
 case ${1:-} in
   '') ;;
-  --lint) lint=true ;;
+  --lint) wanted+=' lint' ;;
+  --prove) wanted+=' prove' ;;
   *)
-    echo "usage: setup.sh [--lint]" >&2
+    echo "usage: setup.sh [--lint | --prove]" >&2
     exit 2
     ;;
 esac
@@ -56,7 +61,7 @@ find_missing() {
   local group package places
   missing=()
   while read -r group package places; do
-    if [[ $group == lint ]] && ! $lint; then
+    if [[ " $wanted " != *" $group "* ]]; then
       continue
     fi
     # shellcheck disable=SC2086  # several places, split on purpose

@@ -1,0 +1,112 @@
+#!/usr/bin/env bash
+# prove.sh [--write] [stage...]
+#
+# The long proof, for before a release: every Windows call failed on purpose, the process ended at every change, every
+# command on every Windows version, every text of the log produced, every line run, small changes to the product caught.
+# scripts/test.sh holds a short form of most of it. Without names all stages run, in the order below; each is a script in
+# scripts/prove/ that leaves its rows in build/prove/<stage>.md. Prints one table and where the time went; exits with 1 if
+# a stage found anything or could not run. --write puts the table into docs/testing.md, which wants every stage to be
+# there and to have found nothing.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+root=$PWD
+rows=$root/build/prove
+
+# Coverage comes before texts: one run of the tests serves both.
+all_stages=(matrix coverage texts undefined fuzz faults deaths mutants)
+
+# The first line of each is the table's heading.
+heading() {
+  case $1 in
+    matrix) echo 'Every command on every Windows version' ;;
+    coverage) echo 'Lines and branches of the product that the tests run' ;;
+    texts) echo 'Texts of the run log that the tests produce' ;;
+    undefined) echo 'All tests in a build that ends at undefined behaviour' ;;
+    fuzz) echo 'Pure logic on the host, with sanitizers, fuzzed' ;;
+    faults) echo 'Every Windows call failed, once and from there on' ;;
+    deaths) echo 'The process ended at every change of the machine, and the command repeated' ;;
+    mutants) echo 'Small changes to the product that the tests catch' ;;
+  esac
+}
+
+write=false
+if [[ ${1:-} == --write ]]; then
+  write=true
+  shift
+fi
+stages=("$@")
+if ((${#stages[@]} == 0)); then
+  stages=("${all_stages[@]}")
+fi
+for name in "${stages[@]}"; do
+  if [[ -z $(heading "$name") ]]; then
+    echo "prove.sh: no stage '$name'; there are: ${all_stages[*]}" >&2
+    exit 2
+  fi
+done
+
+./scripts/setup.sh --prove
+# shellcheck source=scripts/stages.sh
+source scripts/stages.sh
+
+clean_up() {
+  trap '' INT TERM HUP
+  end_stage
+  end_left_prefixes "$root"/build/*/tests/prefix.runs
+}
+trap clean_up EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM HUP
+
+unset DISPLAY WAYLAND_DISPLAY
+started=$EPOCHREALTIME
+mkdir -p "$rows"
+
+stage 'configure (preset release)' cmake --preset release -DBUILD_TESTING=ON || exit 1
+stage 'build' cmake --build --preset release -j "$(nproc)" || exit 1
+for name in "${stages[@]}"; do
+  # Rows of an earlier run would pass for this one's.
+  rm -f "$rows/$name.md"
+  stage "$name: $(heading "$name")" "scripts/prove/$name.sh" || true
+done
+
+print_table() {
+  local name
+  for name in "${all_stages[@]}"; do
+    if [[ -f $rows/$name.md ]]; then
+      # shellcheck disable=SC2016  # Markdown's backticks
+      printf '\n**%s** (`scripts/prove.sh %s`)\n\n' "$(heading "$name")" "$name"
+      cat "$rows/$name.md"
+    fi
+  done
+}
+
+echo
+echo "==== what was proven"
+print_table
+print_stages
+echo "  $(seconds_since "$started") s in all"
+if stages_failed; then
+  echo "FAILED"
+  exit 1
+fi
+if $write; then
+  for name in "${all_stages[@]}"; do
+    if [[ ! -f $rows/$name.md ]]; then
+      echo "prove.sh: docs/testing.md is left alone: $name was not run" >&2
+      exit 1
+    fi
+  done
+  {
+    sed '/^<!-- proof begins -->$/q' docs/testing.md
+    # shellcheck disable=SC2016  # Markdown's backticks
+    printf '\nOn %s, by `scripts/prove.sh --write`, in %s minutes on %s cores:\n' \
+      "$(date -u +%Y-%m-%d)" "$(($(printf '%.0f' "$(seconds_since "$started")") / 60))" "$(nproc)"
+    print_table
+    echo
+    sed -n '/^<!-- proof ends -->$/,$p' docs/testing.md
+  } >build/prove/testing.md
+  cp build/prove/testing.md docs/testing.md
+  echo "docs/testing.md: written"
+fi
+echo "PROVEN"
