@@ -12,9 +12,6 @@ constexpr std::string_view kAdvapi32[] = {
     "ConvertSidToStringSidW",
     "CopySid",
     "CreateProcessAsUserW",
-    "CryptAcquireContextA",
-    "CryptGenRandom",
-    "CryptReleaseContext",
     "EqualSid",
     "FreeSid",
     "GetLengthSid",
@@ -45,6 +42,7 @@ constexpr std::string_view kAdvapi32[] = {
     "SetEntriesInAclW",
     "SetFileSecurityW",
     "SetSecurityDescriptorDacl",
+    "SystemFunction036",
 };
 
 constexpr std::string_view kKernel32[] = {

@@ -110,6 +110,7 @@ constexpr Row kRows[] = {
     {"SetFileSecurityW", Way::kFalse},
     {"SetNamedSecurityInfoW", Way::kErrorCode},
     {"SetSecurityDescriptorDacl", Way::kFalse},
+    {"SystemFunction036", Way::kFalseSilently},
     // shell32, shlwapi, secur32
     {"GetUserNameExW", Way::kFalse},
     {"PathAppendW", Way::kFalseSilently},

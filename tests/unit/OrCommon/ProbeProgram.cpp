@@ -6,11 +6,14 @@
 //     <processor>                   real | <PROCESSOR_ARCHITECTURE_...> | noentry | nolibrary
 //   start guarded|unguarded         starts regsvr32.exe by its name
 //   load guarded|unguarded          loads libraries by their names
+//   guard                           tells the value that guards its stack
+//   overrun <bytes>                 writes that many bytes into a place of eight on its stack
 //   sleep                           stays until somebody ends it
 //
 // Under the name of regsvr32.exe it exits with 77 and does nothing.
 #include <windows.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cwchar>
 #include <iterator>
@@ -149,7 +152,23 @@ int LoadByName() {
   return 0;
 }
 
+#if defined(__MINGW32__)
+// Returns by way of the check of the guard. The place is volatile, or the compiler would see the overrun.
+__attribute__((noinline)) int Overrun(int bytes) {
+  volatile char place[8] = {};
+  volatile char* next = place;
+  for (int written = 0; written < bytes; ++written) {
+    *next++ = 'x';
+  }
+  return place[0] == 'x' ? 0 : 1;
+}
+#endif
+
 }  // namespace
+
+#if defined(__MINGW32__)
+extern "C" std::uintptr_t __stack_chk_guard;
+#endif
 
 int wmain(int argumentCount, wchar_t* arguments[]);  // no header of the toolchain declares it
 
@@ -175,6 +194,15 @@ int wmain(int argumentCount, wchar_t* arguments[]) {
   if (task == L"load") {
     return LoadByName();
   }
+#if defined(__MINGW32__)
+  if (task == L"guard") {
+    std::printf("guard: %llu\n", static_cast<unsigned long long>(__stack_chk_guard));
+    return 0;
+  }
+  if (task == L"overrun") {
+    return Overrun(std::stoi(first));
+  }
+#endif
   if (task == L"sleep") {
     ::Sleep(60000);
     return 0;
