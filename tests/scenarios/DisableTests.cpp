@@ -2,6 +2,7 @@
 #include <doctest/doctest.h>
 
 #include "tests/scenarios/ExpectedSwitch.h"
+#include "tests/scenarios/WindowsSystems.h"
 #include "tests/support/TestPaths.h"
 
 using namespace Expected;
@@ -20,20 +21,6 @@ constexpr wchar_t kShutdownEvent[] = L"Global\\{DD2A6866-95FD-47a8-A48D-CDB02564
 constexpr wchar_t kAddinKey[] = L"Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent";
 constexpr wchar_t kRunKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Run";
 constexpr DWORD kPulse = 100;  // milliseconds
-
-struct System {
-  const char* name;
-  WindowsVersion version;
-  OutlookExpress outlookExpress;
-};
-
-constexpr System kSystems[] = {
-    {"Windows XP x64", WindowsVersion::kXp64, OutlookExpress::kStaged},
-    {"Windows Vista", WindowsVersion::kVista, OutlookExpress::kStaged},
-    {"Windows 7", WindowsVersion::kWindows7, OutlookExpress::kLeftOut},
-    {"Windows 8", WindowsVersion::kWindows8, OutlookExpress::kLeftOut},
-    {"Windows 10", WindowsVersion::kWindows10, OutlookExpress::kLeftOut},
-};
 
 // A machine on which filtering was switched on.
 World& SwitchedOn(World& world, WindowsVersion version = WindowsVersion::kWindows10) {
@@ -71,7 +58,7 @@ class WaitingMonitor {
 };
 
 TEST_CASE("switching off deactivates every client, tells the monitors for a moment and is stored") {
-  for (const System& system : kSystems) {
+  for (const WindowsSystem& system : kTypicalSystems) {
     CAPTURE(system.name);
     World world;
     SwitchedOn(world.WithUserHive(L"S-1-5-21-1-2-3-1001"), system.version);

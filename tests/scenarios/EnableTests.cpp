@@ -2,6 +2,7 @@
 #include <doctest/doctest.h>
 
 #include "tests/scenarios/ExpectedSwitch.h"
+#include "tests/scenarios/WindowsSystems.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/TestFiles.h"
 #include "tests/unit/OrCommon/FolderLink.h"
@@ -20,20 +21,6 @@ using TestSupport::UsersKey;
 using TestSupport::WindowsVersion;
 
 namespace {
-
-struct System {
-  const char* name;
-  WindowsVersion version;
-  OutlookExpress outlookExpress;
-};
-
-constexpr System kSystems[] = {
-    {"Windows XP x64", WindowsVersion::kXp64, OutlookExpress::kStaged},
-    {"Windows Vista", WindowsVersion::kVista, OutlookExpress::kStaged},
-    {"Windows 7", WindowsVersion::kWindows7, OutlookExpress::kLeftOut},
-    {"Windows 8", WindowsVersion::kWindows8, OutlookExpress::kLeftOut},
-    {"Windows 10", WindowsVersion::kWindows10, OutlookExpress::kLeftOut},
-};
 
 KeyPlace IdentitiesOf(const std::wstring& user) {
   return UsersKey(user + L"\\Identities");
@@ -64,7 +51,7 @@ Outcome Enable(World& world, const std::wstring& installPath = kInstallPath) {
 }
 
 TEST_CASE("switching on activates every client for the user, starts the monitors and is stored") {
-  for (const System& system : kSystems) {
+  for (const WindowsSystem& system : kTypicalSystems) {
     CAPTURE(system.name);
     World world;
     Installed(world).OnWindows(system.version).WithUserHive(L"S-1-5-21-1-2-3-1001");

@@ -7,6 +7,7 @@
 
 #include "tests/scenarios/ExpectedChanges.h"
 #include "tests/scenarios/ExpectedLog.h"
+#include "tests/scenarios/WindowsSystems.h"
 #include "tests/support/FileSnapshot.h"
 
 using namespace Expected;
@@ -16,24 +17,8 @@ using TestSupport::WindowsVersion;
 
 namespace {
 
-struct System {
-  const char* name;
-  WindowsVersion version;
-  OutlookExpress outlookExpress;
-};
-
-constexpr System kSystems[] = {
-    {"Windows XP x64", WindowsVersion::kXp64, OutlookExpress::kStaged},
-    {"Windows Server 2003", WindowsVersion::kServer2003, OutlookExpress::kStaged},
-    {"Windows Vista", WindowsVersion::kVista, OutlookExpress::kStaged},
-    {"Windows 7", WindowsVersion::kWindows7, OutlookExpress::kLeftOut},
-    {"Windows 8", WindowsVersion::kWindows8, OutlookExpress::kLeftOut},
-    {"Windows 8.1", WindowsVersion::kWindows81, OutlookExpress::kLeftOut},
-    {"Windows 10", WindowsVersion::kWindows10, OutlookExpress::kLeftOut},
-};
-
 TEST_CASE("a fresh installation stages, registers and records everything") {
-  for (const System& system : kSystems) {
+  for (const WindowsSystem& system : kEverySystem) {
     CAPTURE(system.name);
     World world;
     world.OnWindows(system.version).WithSampleSource().WithUserHive(L"S-1-5-21-1-2-3-1001");

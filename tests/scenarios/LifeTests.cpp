@@ -8,6 +8,7 @@
 
 #include "tests/scenarios/ExpectedRemoval.h"
 #include "tests/scenarios/ExpectedUpgrade.h"
+#include "tests/scenarios/WindowsSystems.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/RegistrySnapshot.h"
 #include "tests/support/TestFiles.h"
@@ -20,7 +21,6 @@ using TestSupport::Outcome;
 using TestSupport::RegistrySnapshot;
 using TestSupport::ToUtf8;
 using TestSupport::UsersKey;
-using TestSupport::WindowsVersion;
 
 namespace {
 
@@ -28,23 +28,13 @@ constexpr wchar_t kUser[] = L"S-1-5-21-0-0-0-1000";  // who is at the console
 constexpr wchar_t kNewer[] = L"C:\\VelaTest\\newer";
 constexpr wchar_t kOffice[] = L"C:\\VelaTest\\Office14\\";
 
-struct System {
-  const char* name;
-  WindowsVersion version;
-  OutlookExpress outlookExpress;
-  const wchar_t* cacheFile;  // below the user's profile
-};
-
+// Below the user's profile.
 constexpr wchar_t kCacheFile[] = L"C:\\users\\root\\Application Data\\Microsoft\\Outlook\\Extend.dat";
 constexpr wchar_t kCacheFileOnVista[] = L"C:\\users\\root\\AppData\\Local\\Microsoft\\Outlook\\Extend.dat";
 
-constexpr System kSystems[] = {
-    {"Windows XP x64", WindowsVersion::kXp64, OutlookExpress::kStaged, kCacheFile},
-    {"Windows Vista", WindowsVersion::kVista, OutlookExpress::kStaged, kCacheFileOnVista},
-    {"Windows 7", WindowsVersion::kWindows7, OutlookExpress::kLeftOut, kCacheFile},
-    {"Windows 8", WindowsVersion::kWindows8, OutlookExpress::kLeftOut, kCacheFile},
-    {"Windows 10", WindowsVersion::kWindows10, OutlookExpress::kLeftOut, kCacheFile},
-};
+const wchar_t* CacheFileOf(const WindowsSystem& system) {
+  return system.isVista ? kCacheFileOnVista : kCacheFile;
+}
 
 // Everything on the disk and in the registry. The view of 32-bit programs lies below "Software\Wow6432Node" in it.
 struct Machine {
@@ -59,11 +49,11 @@ struct Machine {
 };
 
 // A machine with an Outlook that has run, a user with an identity of Outlook Express, and another user.
-void Prepare(World& world, const System& system) {
+void Prepare(World& world, const WindowsSystem& system) {
   world.OnWindows(system.version).WithSampleSource().WithUserHive(L"S-1-5-21-1-2-3-1001");
   world.WithOutlook(L"14", kOffice).WithFile(kOffice + std::wstring(L"ADDINS\\Redemption.ECF"), "stale");
   world.WithKey(UsersKey(kUser + std::wstring(L"\\Identities")), {{L"Last User ID", L"{4711}"}});
-  world.WithFile(system.cacheFile, "cache");
+  world.WithFile(CacheFileOf(system), "cache");
   TestSupport::CopyTree(World::kSource, kNewer);
   world.WithFile(kNewer + std::wstring(L"\\rule\\base.rul"), "newer rules");
   world.WithFile(kNewer + std::wstring(L"\\rule\\more.rul"), "more rules");
@@ -95,7 +85,7 @@ void Live(World& world, const wchar_t* command, const wchar_t* source, const wch
   }
 }
 
-void InstallAndUse(World& world, const System& system) {
+void InstallAndUse(World& world, const WindowsSystem& system) {
   const std::wstring client = kBase + std::wstring(L"VELA\\");
   Live(world, L"-I", World::kSource, World::kDestination, 0, "GetOutlookVersion return=6");
   Live(world, L"-s", World::kSource, kInstalledFolder, 0, "GetStatus!!!!! 0");
@@ -139,20 +129,20 @@ Lines RegistryLeft() {
   return Sorted(left);
 }
 
-Lines FilesLeft(const System& system) {
+Lines FilesLeft(const WindowsSystem& system) {
   return Sorted({"+C:\\ProgramData\\Orvane Labs\\", "+C:\\VelaTest\\dest\\", "+C:\\VelaTest\\dest\\Orvane Labs\\",
-                 "-C:\\VelaTest\\Office14\\ADDINS\\Redemption.ECF", "-" + ToUtf8(system.cacheFile),
+                 "-C:\\VelaTest\\Office14\\ADDINS\\Redemption.ECF", "-" + ToUtf8(CacheFileOf(system)),
                  "~C:\\windows\\temp\\QRTX_Debug\\vela.log content time"});
 }
 
-void CheckLeft(const Machine& before, const System& system) {
+void CheckLeft(const Machine& before, const WindowsSystem& system) {
   const Machine after;
   CHECK_LINES(Sorted(RegistrySnapshot::Changes(before.registry, after.registry)), (RegistryLeft()));
   CHECK_LINES(Sorted(FileSnapshot::Changes(before.files, after.files)), (FilesLeft(system)));
 }
 
 TEST_CASE("installed, used, switched off and taken away") {
-  for (const System& system : kSystems) {
+  for (const WindowsSystem& system : kTypicalSystems) {
     CAPTURE(system.name);
     World world;
     Prepare(world, system);
@@ -169,7 +159,7 @@ TEST_CASE("installed, used, switched off and taken away") {
 }
 
 TEST_CASE("taken away while it is switched on and its files are in use: the restart brings the same") {
-  const System& system = kSystems[1];
+  const WindowsSystem& system = kVistaSystem;
   World world;
   Prepare(world, system);
   const Machine before;
@@ -200,7 +190,7 @@ TEST_CASE("taken away while it is switched on and its files are in use: the rest
 }
 
 TEST_CASE("a second life on the same machine leaves what the first has left") {
-  const System& system = kSystems[4];
+  const WindowsSystem& system = kWindows10System;
   World world;
   Prepare(world, system);
   const Machine before;

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tests/scenarios/ExpectedRemoval.h"
+#include "tests/scenarios/WindowsSystems.h"
 #include "tests/support/TestFiles.h"
 
 using namespace Expected;
@@ -17,20 +18,6 @@ using TestSupport::Outcome;
 using TestSupport::WindowsVersion;
 
 namespace {
-
-struct System {
-  const char* name;
-  WindowsVersion version;
-  OutlookExpress outlookExpress;
-};
-
-constexpr System kSystems[] = {
-    {"Windows XP x64", WindowsVersion::kXp64, OutlookExpress::kStaged},
-    {"Windows Vista", WindowsVersion::kVista, OutlookExpress::kStaged},
-    {"Windows 7", WindowsVersion::kWindows7, OutlookExpress::kLeftOut},
-    {"Windows 8", WindowsVersion::kWindows8, OutlookExpress::kLeftOut},
-    {"Windows 10", WindowsVersion::kWindows10, OutlookExpress::kLeftOut},
-};
 
 // Installed to World::kDestination and switched on; the monitors have started and ended.
 void InstallAndEnable(World& world, OutlookExpress outlookExpress) {
@@ -58,18 +45,17 @@ Lines RestOfUninstall(OutlookExpress outlookExpress) {
 }
 
 TEST_CASE("after an installation that was switched on, everything goes") {
-  for (const System& system : kSystems) {
+  for (const WindowsSystem& system : kTypicalSystems) {
     CAPTURE(system.name);
     World world;
     world.OnWindows(system.version).WithSampleSource().WithUserHive(L"S-1-5-21-1-2-3-1001");
     InstallAndEnable(world, system.outlookExpress);
-    const bool isVista = system.version == WindowsVersion::kVista;
     // The switch has taken the Run value of Outlook Express away where it handles it; elsewhere there was none.
 
     const Outcome outcome = Uninstall(world);
 
     CHECK_LINES(outcome.log, (Joined({UninstallBegins(), SwitchedOff(system.outlookExpress), OutlookUnregistered(),
-                                      AddinKeysDeleted(isVista), OutlookExpressUnregistered(), NoRunValue("OE"),
+                                      AddinKeysDeleted(system.isVista), OutlookExpressUnregistered(), NoRunValue("OE"),
                                       RestOfUninstall(system.outlookExpress)})));
     CHECK_LINES(Sorted(outcome.registryDiff), (RegistryOfUninstall(system.outlookExpress)));
     CHECK_LINES(Sorted(outcome.fileDiff), (FilesOfUninstall(system.outlookExpress)));
@@ -78,6 +64,52 @@ TEST_CASE("after an installation that was switched on, everything goes") {
                                                                 ? std::vector<std::string>{"VELA_common"}
                                                                 : std::vector<std::string>{"OE", "VELA_common"})));
   }
+}
+
+// 100 folders of 200 files each below a folder of the product, as logs of a few years would be. Sorted, as differences
+// tell what is gone.
+Lines PlantManyFiles(const std::wstring& folder, const std::string& shown) {
+  Lines gone = {"-" + shown};
+  for (int i = 100; i < 200; ++i) {
+    const std::wstring subfolder = folder + std::to_wstring(i);
+    TestSupport::MakeFolder(subfolder);
+    const std::string prefix = "-" + shown + std::to_string(i) + "\\";
+    gone.push_back(prefix);
+    for (int j = 100; j < 300; ++j) {
+      const std::wstring name = std::to_wstring(j) + L".log";
+      const HANDLE file = ::CreateFileW((subfolder + L"\\" + name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr);
+      REQUIRE(file != INVALID_HANDLE_VALUE);
+      ::CloseHandle(file);
+      gone.push_back(prefix + TestSupport::ToUtf8(name));
+    }
+  }
+  return gone;
+}
+
+TEST_CASE("20,000 files of the product go as one does") {
+  World world;
+  world.OnWindows(WindowsVersion::kWindows10).WithSampleSource();
+  InstallAndEnable(world, OutlookExpress::kLeftOut);
+  const std::wstring logs = kBase + std::wstring(L"VELA\\VELA_OL\\logs\\");
+  const Lines planted = PlantManyFiles(logs, "dest\\Orvane Labs\\VELA\\VELA_OL\\logs\\");
+  REQUIRE(planted.size() == 1 + 100 + 20000);
+
+  const Outcome outcome = Uninstall(world);
+
+  CHECK_LINES(outcome.log, (Joined({UninstallBegins(), SwitchedOff(OutlookExpress::kLeftOut), OutlookUnregistered(),
+                                    AddinKeysDeleted(), OutlookExpressUnregistered(), NoRunValue("OE"),
+                                    RestOfUninstall(OutlookExpress::kLeftOut)})));
+  CHECK_LINES(Sorted(outcome.registryDiff), (RegistryOfUninstall(OutlookExpress::kLeftOut)));
+  // Compared as a whole first: finding out where 20,000 lines differ takes minutes.
+  const Lines gone = Sorted(Joined({FilesOfUninstall(OutlookExpress::kLeftOut), planted}));
+  CHECK(outcome.fileDiff.size() == gone.size());
+  CHECK(Sorted(outcome.fileDiff) == gone);
+  CHECK_LINES(Sorted(outcome.moduleDiff), (Sorted(Gone(ModulesRegistered(OutlookExpress::kLeftOut)))));
+  CHECK_LINES(outcome.pending, (MissingDataFoldersPending({"OE", "VELA_common"})));
+  CHECK(Exists(L"C:\\VelaTest\\dest\\Orvane Labs"));
+  CHECK_FALSE(Exists(L"C:\\VelaTest\\dest\\Orvane Labs\\VELA"));
+  CHECK_FALSE(Exists(L"C:\\ProgramData\\Orvane Labs\\OL"));
 }
 
 TEST_CASE("a second time there is nothing left to take away") {

@@ -8,6 +8,7 @@
 #include "tests/scenarios/ExpectedChanges.h"
 #include "tests/scenarios/ExpectedUpgrade.h"
 #include "tests/scenarios/RunningPlugin.h"
+#include "tests/scenarios/WindowsSystems.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/TestFiles.h"
 #include "tests/support/TestPaths.h"
@@ -22,21 +23,6 @@ using TestSupport::ToUtf8;
 using TestSupport::WindowsVersion;
 
 namespace {
-
-struct System {
-  const char* name;
-  WindowsVersion version;
-  OutlookExpress outlookExpress;
-};
-
-constexpr System kSystems[] = {
-    {"Windows XP x64", WindowsVersion::kXp64, OutlookExpress::kStaged},
-    {"Windows Server 2003", WindowsVersion::kServer2003, OutlookExpress::kStaged},
-    {"Windows Vista", WindowsVersion::kVista, OutlookExpress::kStaged},
-    {"Windows 7", WindowsVersion::kWindows7, OutlookExpress::kLeftOut},
-    {"Windows 8", WindowsVersion::kWindows8, OutlookExpress::kLeftOut},
-    {"Windows 10", WindowsVersion::kWindows10, OutlookExpress::kLeftOut},
-};
 
 const std::wstring kSourceRules = World::kSource + std::wstring(L"\\rule\\base.rul");
 const std::wstring kAddin = kBase + std::wstring(L"VELA\\VELA_OL\\VELA_OLA.dll");
@@ -55,7 +41,7 @@ Lines UpgradeLog(OutlookExpress outlookExpress, const std::vector<NotifiedClient
 }
 
 TEST_CASE("an unchanged source: every file named, every step returned, nothing written") {
-  for (const System& system : kSystems) {
+  for (const WindowsSystem& system : kEverySystem) {
     CAPTURE(system.name);
     World world;
     world.OnWindows(system.version).WithSampleSource();

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <stdexcept>
 
 namespace TestSupport {
@@ -36,12 +37,19 @@ std::string FileContent(const std::wstring& path) {
   if (file == nullptr) {
     throw std::runtime_error("cannot read " + ToUtf8(path));
   }
+  const std::unique_ptr<FILE, int (*)(FILE*)> owner(file, &std::fclose);
+  return RestOfFile(file, path);
+}
+
+std::string RestOfFile(FILE* file, const std::wstring& name) {
   std::string content;
   char block[16384];
   for (std::size_t read; (read = std::fread(block, 1, sizeof block, file)) != 0;) {
     content.append(block, read);
+    if (content.size() > kLongestFile) {
+      throw std::length_error(ToUtf8(name) + " has no end, or is too long for a test");
+    }
   }
-  std::fclose(file);
   return content;
 }
 
@@ -68,7 +76,7 @@ void FileSnapshot::AddTree(const std::wstring& folder, const std::string& label)
       entry.lastWrite = Joined(found.ftLastWriteTime.dwHighDateTime, found.ftLastWriteTime.dwLowDateTime);
       entry.size = Joined(found.nFileSizeHigh, found.nFileSizeLow);
       try {
-        entry.contentHash = Hash(FileContent(folder + L"\\" + name));
+        entry.contentHash = entry.size == 0 ? 0 : Hash(FileContent(folder + L"\\" + name));
       } catch (const std::runtime_error&) {
         // Held open by somebody with exclusive access: size and time have to tell.
       }

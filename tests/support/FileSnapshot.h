@@ -3,7 +3,9 @@
 
 #include <windows.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <map>
 #include <string>
 
@@ -38,7 +40,11 @@ class FileSnapshot {
   std::map<std::string, Entry> entries_;  // by path, folders with a trailing backslash
 };
 
-// The bytes of a file. Throws std::runtime_error where it cannot be read.
+// The bytes of a file. Throws std::runtime_error where it cannot be read, and std::length_error where it does not end
+// within this many bytes: some files of the host, such as its devices, have no end.
+inline constexpr std::size_t kLongestFile = std::size_t{32} << 20U;
 std::string FileContent(const std::wstring& path);
+// Of a file that is open already, from where it stands; `name` is for the message.
+std::string RestOfFile(FILE* file, const std::wstring& name);
 
 }  // namespace TestSupport

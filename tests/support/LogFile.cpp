@@ -2,9 +2,11 @@
 
 #include <windows.h>
 
-#include <fstream>
-#include <iterator>
+#include <cstdio>
+#include <memory>
 #include <stdexcept>
+
+#include "tests/support/FileSnapshot.h"
 
 namespace TestSupport {
 
@@ -28,14 +30,11 @@ std::vector<std::string> LogLinesFrom(long long start) {
   if (file == nullptr) {
     return lines;
   }
+  const std::unique_ptr<FILE, int (*)(FILE*)> owner(file, &std::fclose);
   std::string text;
   if (::_fseeki64(file, start, SEEK_SET) == 0) {
-    char block[4096];
-    for (std::size_t read; (read = std::fread(block, 1, sizeof block, file)) != 0;) {
-      text.append(block, read);
-    }
+    text = RestOfFile(file, LogFilePath());
   }
-  std::fclose(file);
 
   std::size_t position = text.compare(0, 2, "\r\n") == 0 ? 2 : 0;
   while (position < text.size()) {

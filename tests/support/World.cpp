@@ -88,6 +88,10 @@ void World::CleanUp() {
     SetKeyAccess(place, kFullAccess);
   }
   restrictedKeys_.clear();
+  for (const std::wstring& folder : lockedFolders_) {
+    UnlockTree(folder);
+  }
+  lockedFolders_.clear();
 
   RemoveKey(VersionKey());
   for (const wchar_t* const path : {L"Software\\OrvaneLabs", L"Software\\Nektra", kOutlookKey, kOfficeKey}) {
@@ -202,6 +206,12 @@ World& World::WithOpenFile(const std::wstring& path, DWORD sharing) {
     throw std::runtime_error("cannot open " + ToUtf8(path) + ": error " + std::to_string(::GetLastError()));
   }
   handles_.push_back(file);
+  return *this;
+}
+
+World& World::WithLocked(const std::wstring& folder, Locked locked) {
+  lockedFolders_.push_back(folder);
+  LockTree(folder, locked);
   return *this;
 }
 

@@ -19,6 +19,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/FileAccess.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/RegistrySnapshot.h"
 #include "tests/support/TestProcess.h"
@@ -90,6 +91,9 @@ class World {
   // A file that another program has open until the world ends (FILE_SHARE_READ ...).
   World& WithOpenFile(const std::wstring& path, DWORD sharing);
 
+  // Nobody may write there any more, until the world ends. For a program without rights of its own (FileAccess.h).
+  World& WithLocked(const std::wstring& folder, Locked locked);
+
   // ---- named objects
   // A manual-reset event that a program is waiting on.
   World& WithEvent(const std::wstring& name);
@@ -141,6 +145,7 @@ class World {
   std::vector<HANDLE> handles_;
   std::vector<std::wstring> placedElsewhere_;
   std::vector<KeyPlace> restrictedKeys_;
+  std::vector<std::wstring> lockedFolders_;
   std::vector<KeyPlace> watchedKeys_;
   std::vector<std::wstring> watchedFolders_;
   std::wstring currentFolder_;

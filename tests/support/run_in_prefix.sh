@@ -7,6 +7,8 @@
 #   VELA_TEST_SECONDS  time limit (default 300); the run ends with 124 when it is used up
 #   VELA_TEST_LOCALE   locale that decides the ANSI code page of the programs, e.g. ja_JP.UTF-8 for 932; LOCPATH names
 #                      the folder where it lies compiled (make_locale.sh)
+#   VELA_TEST_RIGHTS   "ordinary": where this is root, the programs run without root's right to pass over the modes of
+#                      files, so that they meet what an ordinary user meets
 #   VELA_TEST_KEEP     not empty: the copy is kept and its place printed
 set -uo pipefail
 
@@ -99,13 +101,33 @@ if ! setarch -R true 2>/dev/null; then
   fixed_addresses=()
 fi
 
+rights=()
+case ${VELA_TEST_RIGHTS:-} in
+  '') ;;
+  ordinary)
+    if ((EUID == 0)); then
+      rights=(setpriv --bounding-set=-dac_override,-dac_read_search --inh-caps=-dac_override,-dac_read_search)
+      # An empty file that nobody may read must be refused.
+      : >"$run/locked" && chmod 000 "$run/locked"
+      if "${rights[@]}" cat "$run/locked" 2>/dev/null; then
+        say "root's rights over files cannot be put off here (setpriv): this is no ordinary user"
+        exit 125
+      fi
+    fi
+    ;;
+  *)
+    say "VELA_TEST_RIGHTS=$VELA_TEST_RIGHTS is not known (ordinary, or nothing)"
+    exit 125
+    ;;
+esac
+
 # The server outlives the programs, so that started programs find it, but not this script for long.
-wineserver "-p$((seconds + 30))" </dev/null >/dev/null 2>&1
+"${rights[@]}" wineserver "-p$((seconds + 30))" </dev/null >/dev/null 2>&1
 
 # Output goes through a file: a program left running would hold a pipe open, and the reader would wait for it.
 output=$run/output
 start() {
-  "${fixed_addresses[@]}" timeout -k 5 "$seconds" wine "$program" "$@" </dev/null >"$output" 2>&1 &
+  "${rights[@]}" "${fixed_addresses[@]}" timeout -k 5 "$seconds" wine "$program" "$@" </dev/null >"$output" 2>&1 &
   pid=$!
   wait "$pid"
   code=$?

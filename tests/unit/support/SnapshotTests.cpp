@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <cstdio>
+#include <stdexcept>
 #include <string>
 
 #include "tests/support/FileSnapshot.h"
@@ -134,6 +135,23 @@ TEST_CASE("changes in a folder tree") {
   ::CreateDirectoryW(L"C:\\VelaSnapshotTest\\sub\\new", nullptr);
   CHECK_LINES(FileSnapshot::Changes(before, SnapshotOfFolder()),
               {"~content content", "~hidden attributes", "+sub\\new\\", "-sub\\removed"});
+}
+
+TEST_CASE("a file is read to its end, and one that has none is refused") {
+  const std::wstring path = L"C:\\windows\\temp\\long file";
+  for (const LONG more : {0L, 1L}) {
+    const HANDLE longFile = ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+    REQUIRE(longFile != INVALID_HANDLE_VALUE);
+    ::SetFilePointer(longFile, static_cast<LONG>(TestSupport::kLongestFile) + more, nullptr, FILE_BEGIN);
+    CHECK(::SetEndOfFile(longFile));
+    ::CloseHandle(longFile);
+    if (more == 0) {
+      CHECK(TestSupport::FileContent(path).size() == TestSupport::kLongestFile);
+    } else {
+      CHECK_THROWS_AS(TestSupport::FileContent(path), std::length_error);
+    }
+  }
+  CHECK(::DeleteFileW(path.c_str()));
 }
 
 }  // namespace
