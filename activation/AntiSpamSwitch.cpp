@@ -47,6 +47,7 @@ constexpr DelayedInstall kDelayedInstalls[] = {
     {MailClient::kWindowsLiveMail, kWindowsLiveMailFlag, L" nDelayEnableWLM = %d", L"\\VELA_WLM", nullptr, nullptr,
      kWindowsLiveMailFlag, L"Fail to store REG_ZENTA_VELA_WLM_DELAY_INSTALL_KEY value !!"},
 };
+static_assert(HasEveryClient(kDelayedInstalls));
 constexpr int kDelayedInstallCount = sizeof kDelayedInstalls / sizeof kDelayedInstalls[0];
 
 using ClientSwitch = bool (*)(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
@@ -76,6 +77,7 @@ constexpr SwitchedClient kSwitchedClients[] = {
      L"SetAntiSpamEnable() - VELA WLM deactivated successfully.",
      L"*** SetAntiSpamEnable() - failed on VELA_DeActivateWLM()"},
 };
+static_assert(HasEveryClient(kSwitchedClients));
 
 // Runs one client's switch and logs how it went.
 bool Run(ClientSwitch clientSwitch, const wchar_t* success, const wchar_t* failure, const std::wstring& installPath,

@@ -28,6 +28,7 @@ constexpr Notification kNotifications[] = {
      L"[VELAUtility::NotifyReloadVELAEngine] WLM has been notified.",
      L"Fail to OpenEvent() for VELA_SHADOW_UPDATE_EVENT_WLM! ErrCode:"},
 };
+static_assert(HasEveryClient(kNotifications));
 
 bool Notify(const Notification& notification) {
   OrCommon::KernelHandle event(::CreateEventW(nullptr, TRUE, FALSE, notification.event));

@@ -23,6 +23,7 @@ constexpr Registration kRegistrations[] = {
     {MailClient::kWindowsLiveMail, RegisterWLMPlugin, L"Windows Live Mail is running during installing !",
      L"Fail to Install VELA_WLM !!"},
 };
+static_assert(HasEveryClient(kRegistrations));
 
 }  // namespace
 

@@ -1,6 +1,8 @@
 // The mail clients that the product plugs into: what differs from one to the next, in one table.
 #pragma once
 
+#include <cstddef>
+
 #include "Common/OrCommon/OrComn_System.h"
 
 enum class MailClient { kOutlook, kOutlookExpress, kWindowsLiveMail };
@@ -30,6 +32,13 @@ static_assert(FactsOf(MailClient::kOutlook).client == MailClient::kOutlook &&
                   FactsOf(MailClient::kOutlookExpress).client == MailClient::kOutlookExpress &&
                   FactsOf(MailClient::kWindowsLiveMail).client == MailClient::kWindowsLiveMail,
               "the rows stand in the order of the enumeration");
+
+// True for a table that has as many rows as there are clients: who adds a client is led to each of them by the
+// compiler.
+template <class Row, std::size_t kRows>
+constexpr bool HasEveryClient(const Row (&/*table*/)[kRows]) noexcept {
+  return kRows == sizeof kMailClients / sizeof kMailClients[0];
+}
 
 // True for a client that the running Windows no longer has: its files are not staged, and it is neither switched nor
 // looked for. A system that reports 10.0 counts as one that has it (see the version test).

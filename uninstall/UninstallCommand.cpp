@@ -38,6 +38,7 @@ constexpr Removal kRemovals[] = {
      L"VELA OE UnInstall Fail !!"},
     {MailClient::kWindowsLiveMail, nullptr, false, UnregisterWLMPlugin, L"VELA WLM UnInstall Fail !!"},
 };
+static_assert(HasEveryClient(kRemovals));
 
 // With a trailing backslash. Not the base folder of install: without a double-byte character it is the destination
 // itself, with no folder of the maker below it.
