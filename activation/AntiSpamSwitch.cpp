@@ -28,12 +28,12 @@ constexpr wchar_t kWindowsLiveMailFlag[] = L"WLM_DELAY_INST";
 struct DelayedInstall {
   MailClient client;
   const wchar_t* flag;
-  const wchar_t* shownFlag;  // as the log names it; the number follows
+  RunLog::Text shownFlag;  // as the log names it; the number follows
   const wchar_t* folder;
   bool (*isInstalled)();  // may be null: not asked
-  const wchar_t* notInstalled;
+  RunLog::Text notInstalled;
   const wchar_t* clearedFlag;
-  const wchar_t* clearFailure;
+  RunLog::Text clearFailure;
 };
 
 // In this order. The first two clear each other's flag, so that a client's own flag keeps its registration being
@@ -56,11 +56,11 @@ struct SwitchedClient {
   MailClient client;
   bool needsMonitor;  // a running client keeps its monitor
   ClientSwitch activate;
-  const wchar_t* activated;
-  const wchar_t* activateFailure;
+  RunLog::Text activated;
+  RunLog::Text activateFailure;
   ClientSwitch deactivate;
-  const wchar_t* deactivated;
-  const wchar_t* deactivateFailure;
+  RunLog::Text deactivated;
+  RunLog::Text deactivateFailure;
 };
 
 constexpr SwitchedClient kSwitchedClients[] = {
@@ -80,7 +80,7 @@ constexpr SwitchedClient kSwitchedClients[] = {
 static_assert(HasEveryClient(kSwitchedClients));
 
 // Runs one client's switch and logs how it went.
-bool Run(ClientSwitch clientSwitch, const wchar_t* success, const wchar_t* failure, const std::wstring& installPath,
+bool Run(ClientSwitch clientSwitch, RunLog::Text success, RunLog::Text failure, const std::wstring& installPath,
          DWORD sessionId, const std::wstring& userSid) {
   if (!clientSwitch(installPath, sessionId, userSid)) {
     RunLog::Error() << failure;

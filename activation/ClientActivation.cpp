@@ -17,8 +17,8 @@ struct MonitoredClient {
   const wchar_t* folder;  // below the install path
   const wchar_t* runValue;
   const wchar_t* commandFormat;  // %s: the client's folder; the quotation marks belong to the stored command
-  const wchar_t* writeFailure;
-  const wchar_t* deleteFailure;
+  RunLog::Text writeFailure;
+  RunLog::Text deleteFailure;
 };
 
 constexpr MonitoredClient kOutlookExpress = {L"OE",

@@ -16,8 +16,8 @@ struct Monitor {
   MailClient client;
   const wchar_t* folder;
   const wchar_t* pathFormat;  // %s: the folder
-  const wchar_t* succeeded;
-  const wchar_t* failed;
+  RunLog::Text succeeded;
+  RunLog::Text failed;
 };
 
 constexpr Monitor kMonitors[] = {

@@ -37,7 +37,7 @@ int UpgradeAndNotify() {
 
 struct Command {
   const wchar_t* name;
-  const wchar_t* banner;  // its line break of its own leaves an empty line below it in the log
+  RunLog::Text banner;  // its line break of its own leaves an empty line below it in the log
   Operation run;
 };
 

@@ -18,6 +18,10 @@
 
 namespace RunLog {
 
+// A text of the log that stands in a table, or is handed to the function that writes it. The type tells it from other
+// strings: the list of all messages (docs/messages.md) is read from the sources.
+using Text = const wchar_t*;
+
 // One entry while it is being written. Lives for one statement.
 class Entry : private boost::noncopyable {
  public:

@@ -29,8 +29,8 @@ struct StagedClient {
   SourceFolder own;  // the client's own files come first, the common ones over them
   SourceFolder common;
   const wchar_t* iniFile;
-  const wchar_t* folderFailure;
-  const wchar_t* iniFailure;
+  RunLog::Text folderFailure;
+  RunLog::Text iniFailure;
 };
 
 // The files for Outlook and Windows Live Mail are 32-bit ones on every system; those for Outlook Express are what the

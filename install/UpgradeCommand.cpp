@@ -13,7 +13,7 @@ namespace VELAWrapper {
 namespace {
 
 // Takes the result as a value so that the step's own lines come before this one.
-void LogStep(const wchar_t* text, int result) {
+void LogStep(RunLog::Text text, int result) {
   RunLog::Info() << text << result;
 }
 

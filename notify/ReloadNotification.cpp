@@ -13,8 +13,8 @@ namespace {
 struct Notification {
   MailClient client;
   const wchar_t* event;
-  const wchar_t* notified;
-  const wchar_t* failure;
+  RunLog::Text notified;
+  RunLog::Text failure;
 };
 
 constexpr Notification kNotifications[] = {

@@ -11,8 +11,8 @@ namespace {
 struct Registration {
   MailClient client;
   bool (*install)(const std::wstring& clientFolder, bool enable);
-  const wchar_t* running;
-  const wchar_t* failure;
+  RunLog::Text running;
+  RunLog::Text failure;
 };
 
 constexpr Registration kRegistrations[] = {

@@ -15,9 +15,9 @@ constexpr std::size_t kCommandLineCapacity = MAX_PATH;  // characters, terminato
 
 struct Direction {
   const wchar_t* command;  // up to the opening quote of the module path
-  const wchar_t* commandLineText;
-  const wchar_t* slowText;
-  const wchar_t* resultText;
+  RunLog::Text commandLineText;
+  RunLog::Text slowText;
+  RunLog::Text resultText;
 };
 
 constexpr Direction kRegister = {L"regsvr32.exe /s \"", L"RegisterComModule() command line: ",
@@ -28,7 +28,7 @@ constexpr Direction kUnregister = {L"regsvr32.exe /u /s \"", L"UnregisterComModu
                                    L"UnregisterComModule() execute result: "};
 
 // Starts the child and waits for it; what CreateProcessW returned.
-BOOL RunChild(wchar_t* commandLine, const wchar_t* slowText) {
+BOOL RunChild(wchar_t* commandLine, RunLog::Text slowText) {
   STARTUPINFOW startup = {};
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESHOWWINDOW;

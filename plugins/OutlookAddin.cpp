@@ -22,7 +22,7 @@ constexpr DWORD kDoNotLoad = 2;
 struct AddinValue {
   const wchar_t* name;
   const wchar_t* text;
-  const wchar_t* failure;  // says "Int" for the texts too
+  RunLog::Text failure;  // says "Int" for the texts too
 };
 
 // Written in this order. LoadBehavior, whose number and failure text depend on the caller, comes first.
@@ -72,7 +72,7 @@ bool RegisterOutlookAddin(const std::wstring& clientFolder, bool enable) {
   return true;
 }
 
-void WriteOutlookAddinKeyForMachine(bool enable, const wchar_t* loadBehaviorFailure) {
+void WriteOutlookAddinKeyForMachine(bool enable, RunLog::Text loadBehaviorFailure) {
   if (!EnsureKey(HKEY_LOCAL_MACHINE, g_szOLActivateKey)) {
     RunLog::Error() << L"Failed to CreateRegKey of g_szOLActivateKey : " << g_szOLActivateKey;
     return;

@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "cli/RunLog.h"
+
 namespace VELAUtility {
 
 // Outlook's key of the add-in, below HKEY_LOCAL_MACHINE and below every user hive; the trailing backslash belongs to
@@ -18,7 +20,7 @@ bool RegisterOutlookAddin(const std::wstring& clientFolder, bool enable);
 
 // Makes the add-in key in HKEY_LOCAL_MACHINE and writes its four values, trying each; a failure is logged, that of
 // "LoadBehavior" with `loadBehaviorFailure`.
-void WriteOutlookAddinKeyForMachine(bool enable, const wchar_t* loadBehaviorFailure);
+void WriteOutlookAddinKeyForMachine(bool enable, RunLog::Text loadBehaviorFailure);
 
 // Sets "LoadBehavior" of the existing add-in key in HKEY_LOCAL_MACHINE so that Outlook no longer loads the add-in.
 // False where there is no such key or it refuses. Not logged.

@@ -24,8 +24,8 @@ using OrCommon::RegistryKey;
 
 struct AddinModule {
   const wchar_t* name;
-  const wchar_t* begin;
-  const wchar_t* failure;
+  RunLog::Text begin;
+  RunLog::Text failure;
   bool failureNamesPath;
 };
 

@@ -14,9 +14,9 @@ namespace {
 // Not every message names the path, and one has two blanks before it.
 struct Module {
   const wchar_t* name;
-  const wchar_t* registerFailure;
+  RunLog::Text registerFailure;
   bool registerFailureNamesPath;
-  const wchar_t* unregisterFailure;
+  RunLog::Text unregisterFailure;
   bool unregisterFailureNamesPath;
 };
 

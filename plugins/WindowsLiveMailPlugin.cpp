@@ -20,8 +20,8 @@ constexpr auto kUnexpectedFailure = static_cast<DWORD>(STG_E_UNKNOWN);
 
 struct Module {
   const wchar_t* name;
-  const wchar_t* registerFailure;
-  const wchar_t* unregisterFailure;
+  RunLog::Text registerFailure;
+  RunLog::Text unregisterFailure;
 };
 
 constexpr Module kModules[] = {
@@ -34,7 +34,7 @@ constexpr Module kModules[] = {
 
 // Runs every module through `run`; false where it failed for any.
 bool RunModules(const std::wstring& clientFolder, bool (*run)(const std::wstring&),
-                const wchar_t* const Module::*failure) {
+                const RunLog::Text Module::*failure) {
   bool succeeded = true;
   for (const Module& module : kModules) {
     if (!run(clientFolder + L"\\" + module.name)) {  // a doubled backslash does no harm

@@ -16,14 +16,14 @@ using VELAUtility::kProductKey;
 
 struct SwitchTexts {
   bool enable;
-  const wchar_t* switched;
-  const wchar_t* stored;
-  const wchar_t* storeFailure;
-  bool storeFailureTellsError;
+  RunLog::Text switched;
+  RunLog::Text stored;
+  RunLog::Text storeFailure;             // null: the error is told too
+  RunLog::Text storeFailureBeforeError;  // its code follows
 };
 
-constexpr SwitchTexts kEnableTexts = {true, L"Enable OK", L"VELA Enable OK", L"VELA Enable Fail ", true};
-constexpr SwitchTexts kDisableTexts = {false, L"Disable OK", L"VELA Disable OK", L"VELA Disable Fail", false};
+constexpr SwitchTexts kEnableTexts = {true, L"Enable OK", L"VELA Enable OK", nullptr, L"VELA Enable Fail "};
+constexpr SwitchTexts kDisableTexts = {false, L"Disable OK", L"VELA Disable OK", L"VELA Disable Fail", nullptr};
 
 bool OpenProductKey(REGSAM rights, RegistryKey& key) {
   if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kProductKey, 0, rights | KEY_WOW64_32KEY, key.Receive()) != ERROR_SUCCESS) {
@@ -39,10 +39,10 @@ void StoreSwitch(HKEY key, const SwitchTexts& texts) {
       ::RegSetValueExW(key, kEnableValue, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof value);
   if (status == ERROR_SUCCESS) {
     RunLog::Info() << texts.stored;
-  } else if (texts.storeFailureTellsError) {
-    RunLog::Info() << texts.storeFailure << static_cast<DWORD>(status);
-  } else {
+  } else if (texts.storeFailure != nullptr) {
     RunLog::Info() << texts.storeFailure;
+  } else {
+    RunLog::Info() << texts.storeFailureBeforeError << static_cast<DWORD>(status);
   }
 }
 

@@ -24,10 +24,10 @@ using namespace VELAUtility;
 
 struct Removal {
   MailClient client;
-  const wchar_t* running;  // null: the removal looks for itself
+  RunLog::Text running;  // null: the removal looks for itself
   bool skippedWhileRunning;
   bool (*remove)(const std::wstring& clientFolder);
-  const wchar_t* failure;
+  RunLog::Text failure;
 };
 
 // In this order. Outlook's add-in goes also while Outlook runs; the modules of Outlook Express must not.
