@@ -30,11 +30,17 @@ std::wstring LogFolder() {
 
 // No log at the beginning and none at the end; the temporary folder is there at the end.
 struct NoLogYet {
-  NoLogYet() { RemoveTree(LogFolder()); }
+  NoLogYet() { Remove(); }
   NoLogYet(const NoLogYet&) = delete;
   NoLogYet& operator=(const NoLogYet&) = delete;
   ~NoLogYet() {
     TestSupport::MakeFolder(TemporaryFolder());
+    Remove();
+  }
+
+ private:
+  static void Remove() {
+    TestSupport::KeepLog();
     RemoveTree(LogFolder());
   }
 };

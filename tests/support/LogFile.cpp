@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <stdexcept>
@@ -53,6 +54,20 @@ std::vector<std::string> LogLinesFrom(long long start) {
     }
   }
   return lines;
+}
+
+void KeepLog() {
+  if (LogFileSize() == 0) {
+    return;
+  }
+  const std::string text = FileContent(LogFilePath());
+  const std::size_t start = std::min(text.find("\r\n"), text.size());
+  ::CreateDirectoryW(kKeptMessages, nullptr);
+  FILE* const kept = ::_wfopen((std::wstring(kKeptMessages) + L"\\vela.log").c_str(), L"ab");
+  if (kept == nullptr || std::fwrite(text.data() + start, 1, text.size() - start, kept) != text.size() - start ||
+      std::fclose(kept) != 0) {
+    throw std::runtime_error("the run log cannot be put aside");
+  }
 }
 
 }  // namespace TestSupport

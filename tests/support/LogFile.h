@@ -17,4 +17,11 @@ long long LogFileSize();
 // std::runtime_error where a line ends in anything but CR LF.
 std::vector<std::string> LogLinesFrom(long long start);
 
+// Where a test program puts what would be lost with it: run_in_prefix.sh collects it.
+inline constexpr wchar_t kKeptMessages[] = L"C:\\VelaTestMessages";
+
+// Puts the entries of the log aside, for a test that is about to remove it. What another program wrote before the first
+// one is left out.
+void KeepLog();
+
 }  // namespace TestSupport

@@ -10,6 +10,7 @@
 #   VELA_TEST_RIGHTS   "ordinary": where this is root, the programs run without root's right to pass over the modes of
 #                      files, so that they meet what an ordinary user meets
 #   VELA_TEST_KEEP     not empty: the copy is kept and its place printed
+#   VELA_TEST_MESSAGES  not empty: folder that gets the run log and the traces of the run (see docs/testing.md)
 set -uo pipefail
 
 template=$(realpath -m "${1:?usage: run_in_prefix.sh <template-folder> <program.exe> [argument...]}")
@@ -61,10 +62,26 @@ run=$(mktemp -d "$runs/$$.XXXXXX") || exit 125
 export WINEPREFIX=$run/prefix
 pid=
 
+# keep_messages: one file for what the log said, in the order in which it was said, and one for the traces. Tests that
+# remove the log put it aside first (LogFile.h).
+keep_messages() {
+  local name=${program##*/}
+  local to=$VELA_TEST_MESSAGES/${name%.exe}.${run##*/}
+  local kept=$WINEPREFIX/drive_c/VelaTestMessages
+  mkdir -p "$VELA_TEST_MESSAGES"
+  cat "$kept/vela.log" "$WINEPREFIX"/drive_c/windows/[Tt]emp/QRTX_Debug/vela.log >"$to.log" 2>/dev/null
+  if [[ -f $kept/trace.log ]]; then
+    cp "$kept/trace.log" "$to.trace"
+  fi
+}
+
 clean_up() {
   trap '' INT TERM HUP
   if [[ -n $pid ]]; then
     kill "$pid" 2>/dev/null
+  fi
+  if [[ -n ${VELA_TEST_MESSAGES:-} ]]; then
+    keep_messages
   fi
   if [[ -n ${VELA_TEST_KEEP:-} ]]; then
     wineserver -k 2>/dev/null

@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "Common/OrCommon/OrComn_Library.h"
+#include "tests/support/LogFile.h"
 #include "tests/support/TestPaths.h"
 
 namespace OrCommonTests {
@@ -41,6 +42,19 @@ RecordedTrace::RecordedTrace() : library_(Load()) {
 
 RecordedTrace::~RecordedTrace() {
   Watch(nullptr);
+  Keep();
+}
+
+// Appended to a file that run_in_prefix.sh collects.
+void RecordedTrace::Keep() const {
+  ::CreateDirectoryW(TestSupport::kKeptMessages, nullptr);
+  FILE* const kept = ::_wfopen((std::wstring(TestSupport::kKeptMessages) + L"\\trace.log").c_str(), L"ab");
+  if (kept != nullptr) {
+    for (const Traced& traced : Calls()) {
+      std::fputs(TestSupport::ToUtf8(traced.text).c_str(), kept);
+    }
+    std::fclose(kept);
+  }
 }
 
 OrCommon::Module RecordedTrace::Library() const {

@@ -44,6 +44,7 @@ class RecordedTrace {
   TestSupport::Lines Lines() const;
 
  private:
+  void Keep() const;
   template <class Function>
   Function Entry(const char* name) const;
 
