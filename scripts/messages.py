@@ -1,0 +1,87 @@
+#!/usr/bin/env python3
+"""messages.py list | census --produced <folder> [--report <file>] | document [--check]
+
+The messages of the product: the run log's, and those of the developers' trace.
+
+  list      every message of the sources: level, text (… stands for a value), file, function
+  census    whether a test run has produced each of them. <folder> is what VELA_TEST_MESSAGES named during the run.
+            Exceptions stand in tests/texts/unreachable.txt. --report gets the counts as a Markdown table. Exits with 1
+            where a message was never produced, where a line of a log is no message of the sources, or where a command
+            wrote a message that docs/messages/ does not say of it.
+  document  writes docs/messages.md from the sources and docs/messages/; with --check only tells whether that file is
+            what would be written
+"""
+from __future__ import annotations
+
+import argparse
+import sys
+from pathlib import Path
+
+sys.dont_write_bytecode = True
+from texts import census, document, source  # noqa: E402
+
+ROOT = Path(__file__).resolve().parent.parent
+UNREACHABLE = ROOT / "tests/texts/unreachable.txt"
+TOLD = ROOT / "docs/messages"
+DOCUMENT = ROOT / "docs/messages.md"
+
+
+def show_faults(faults: list[str]) -> int:
+    for fault in faults:
+        print(fault)
+    return 1 if faults else 0
+
+
+def list_messages() -> int:
+    for message in source.read_product(ROOT):
+        said = message.text.replace("\n", "\\n")
+        print(f"{message.kind} | {message.level} | {said}  ({message.source}, {message.function})")
+    return 0
+
+
+def take_census(folder: Path, report: Path | None) -> int:
+    messages = source.read_product(ROOT)
+    unreachable = census.read_unreachable(UNREACHABLE.read_text(encoding="utf-8"))
+    taken = census.take(messages, folder)
+    table = taken.table(unreachable)
+    if report is not None:
+        report.parent.mkdir(parents=True, exist_ok=True)
+        report.write_text(table, encoding="utf-8")
+    print(table, end="")
+    faults = taken.faults(unreachable)
+    faults += taken.wrong_commands(document.commands_of(document.read_sections(TOLD)))
+    return show_faults(faults)
+
+
+def write_document(check: bool) -> int:
+    text = document.write((TOLD / "head.md").read_text(encoding="utf-8"), document.read_sections(TOLD),
+                          source.read_product(ROOT))
+    if not check:
+        DOCUMENT.write_text(text, encoding="utf-8")
+        return 0
+    there = DOCUMENT.read_text(encoding="utf-8") if DOCUMENT.exists() else ""
+    return show_faults([] if there == text else ["docs/messages.md is not what scripts/messages.py document writes"])
+
+
+def main() -> int:
+    parser = argparse.ArgumentParser(description="The messages of the product.")
+    tasks = parser.add_subparsers(dest="task", required=True)
+    tasks.add_parser("list")
+    counting = tasks.add_parser("census")
+    counting.add_argument("--produced", type=Path, required=True)
+    counting.add_argument("--report", type=Path)
+    tasks.add_parser("document").add_argument("--check", action="store_true")
+    asked = parser.parse_args()
+    try:
+        if asked.task == "list":
+            return list_messages()
+        if asked.task == "census":
+            return take_census(asked.produced, asked.report)
+        return write_document(asked.check)
+    except (source.SourceError, document.DocumentError, ValueError) as error:
+        print(error)
+        return 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

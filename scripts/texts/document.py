@@ -1,0 +1,129 @@
+"""docs/messages.md: what stands in docs/messages/ by hand, joined with the messages of the sources."""
+from __future__ import annotations
+
+import re
+import tomllib
+from dataclasses import dataclass
+from pathlib import Path
+
+from .source import VALUE, Message
+
+SWITCHES = ["-I", "-e", "-d", "-s", "-p", "-r", "-U"]
+NOTE = ("<!-- Written by scripts/messages.py document, from the sources and docs/messages/. "
+        "Change those, not this file. -->\n")
+NAMED_BY_HAND = "\n## Which lines mean failure\n"
+FENCED = re.compile(r"^```.*?^```", re.DOTALL | re.MULTILINE)
+CODE = re.compile(r"`([^`]+)`")
+
+
+class DocumentError(Exception):
+    """What is told about the messages does not fit them."""
+
+
+@dataclass(frozen=True)
+class Told:
+    """One row of the document: texts that mean the same thing."""
+
+    texts: tuple[str, ...]
+    commands: tuple[str, ...]
+    meaning: str
+    advice: str
+
+
+@dataclass(frozen=True)
+class Section:
+    title: str
+    introduction: str
+    rows: tuple[Told, ...]
+
+
+def read_sections(folder: Path) -> list[Section]:
+    sections = []
+    for path in sorted(folder.glob("*.toml")):
+        try:
+            data = tomllib.loads(path.read_text(encoding="utf-8"))
+            for section in data["section"]:
+                rows = tuple(read_row(row) for row in section["message"])
+                sections.append(Section(section["title"], section.get("introduction", ""), rows))
+        except (KeyError, TypeError, tomllib.TOMLDecodeError, DocumentError) as error:
+            raise DocumentError(f"{path.name}: {error}") from None
+    return sections
+
+
+def read_row(row: dict[str, str | list[str]]) -> Told:
+    texts = tuple(row["texts"])
+    commands = tuple(row["commands"])
+    if unknown := set(row) - {"texts", "commands", "meaning", "advice"}:
+        raise DocumentError(f"{texts}: {unknown}")
+    if not texts or list(commands) != [switch for switch in SWITCHES if switch in commands]:
+        raise DocumentError(f"{texts}: the commands are not some of {SWITCHES} in this order")
+    meaning, advice = str(row["meaning"]), str(row.get("advice", ""))
+    if not meaning.strip():
+        raise DocumentError(f"{texts}: no meaning")
+    return Told(texts, commands, meaning, advice)
+
+
+def commands_of(sections: list[Section]) -> dict[str, tuple[str, ...]]:
+    """The commands that may write a text of the run log; none for the traces, which are no lines of it."""
+    return {text: row.commands for section in sections for row in section.rows for text in row.texts}
+
+
+def faults(sections: list[Section], messages: list[Message]) -> list[str]:
+    """Every text is told about once, and nothing else is."""
+    told = [text for section in sections for row in section.rows for text in row.texts]
+    known = {message.text for message in messages}
+    found = [f"told about twice: {text!r}" for text in sorted(set(told)) if told.count(text) > 1]
+    found += [f"told about, and no message of the sources: {text!r}" for text in sorted(set(told) - known)]
+    found += [f"not told about: {text!r}" for text in sorted(known - set(told))]
+    return found
+
+
+def code(text: str) -> str:
+    """A span of code in a table. A blank at either end would be taken for padding, and one more keeps it."""
+    padding = " " if text.startswith(" ") or text.endswith(" ") else ""
+    return f"`{padding}{text}{padding}`".replace("|", "\\|")
+
+
+def cell(text: str) -> str:
+    return " ".join(text.split()).replace("|", "\\|")
+
+
+def lines_of(text: str, messages: list[Message]) -> list[str]:
+    """The text as it stands in a log, once for each level that it is written at."""
+    written = []
+    for message in messages:
+        if message.text == text:
+            separator = "" if message.kind == "log" else " "
+            written.extend(f"{message.level}{separator}{text}".rstrip("\n").split("\n"))
+    return list(dict.fromkeys(written))
+
+
+def write_row(row: Told, messages: list[Message]) -> str:
+    lines = [line for text in row.texts for line in lines_of(text, messages)]
+    places = dict.fromkeys(message.source for message in messages if message.text in row.texts)
+    told = cell(row.meaning) + (f" **What to do:** {cell(row.advice)}" if row.advice.strip() else "")
+    columns = ["<br>".join(map(code, lines)), " ".join(map(code, row.commands)) or "\N{EN DASH}", told, "<br>".join(map(code, places))]
+    return "| " + " | ".join(columns) + " |\n"
+
+
+def strangers(head: str, messages: list[Message]) -> list[str]:
+    """Lines of the log that the part written by hand names under NAMED_BY_HAND, and that no message begins with."""
+    begins = [message.text.split(VALUE)[0] for message in messages]
+    section = FENCED.sub("", head.partition(NAMED_BY_HAND)[2].partition("\n## ")[0])
+    sentences = " ".join(line for line in section.split("\n") if not line.startswith("|"))
+    return [f"head.md names {name!r}, which no message begins with" for name in CODE.findall(sentences)
+            if not name.startswith(("-", "LOG_")) and
+            not any(begin and (begin.startswith(name) or name.startswith(begin)) for begin in begins)]
+
+
+def write(head: str, sections: list[Section], messages: list[Message]) -> str:
+    if found := faults(sections, messages) + strangers(head, messages):
+        raise DocumentError("\n".join(found))
+    parts = [NOTE, head]
+    for section in sections:
+        parts.append(f"\n## {section.title}\n\n")
+        if section.introduction.strip():
+            parts.append(section.introduction.strip() + "\n\n")
+        parts.append("| Line | Commands | Meaning | Written in |\n|---|---|---|---|\n")
+        parts.extend(write_row(row, messages) for row in section.rows)
+    return "".join(parts)

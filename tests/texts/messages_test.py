@@ -1,0 +1,230 @@
+#!/usr/bin/env python3
+"""The list of messages, the census and the document see what they are there for."""
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts"))
+from texts import census, cpp, document, source  # noqa: E402
+
+RUN_LOG = """
+namespace RunLog {
+Entry Info() { return Entry(L"LOG_INFO : "); }
+Entry Error() { return Entry(L"LOG_ERROR: "); }
+}
+"""
+
+
+def messages_of(**files):
+    """The messages of sources given as cli_Main="..." for cli/Main.cpp."""
+    sources = [cpp.read("cli/RunLog.cpp", RUN_LOG)]
+    sources += [cpp.read(name.replace("_", "/") + ".cpp", text) for name, text in files.items()]
+    product = source.Product(sources)
+    return [*product.log_messages(), *product.trace_messages()]
+
+
+def told(**files):
+    return [message.level + message.text for message in messages_of(**files)]
+
+
+class Sources(unittest.TestCase):
+    def test_text_and_values(self):
+        self.assertEqual(told(cli_Main="""
+            void Run(const wchar_t* path) {  // RunLog::Info() << L"a comment";
+              RunLog::Error() << L"cannot \\"open\\" " << path << L", "
+                              L"err=" << ::GetLastError();
+              RunLog::Info() << L"a" << std::endl << L"b\\\\" << 0;
+            }"""), ['LOG_ERROR: cannot "open" \u2026, err=\u2026', "LOG_INFO : a\nb\\0"])
+
+    def test_constants_stand_for_their_text(self):
+        self.assertEqual(told(cli_Main='namespace { constexpr wchar_t kKey[] = L"Key\\\\"; }\n'
+                              'void Run() { RunLog::Info() << L"open " << kKey; }'), ["LOG_INFO : open Key\\"])
+
+    def test_table(self):
+        self.assertEqual(told(plugins_Table="""
+            struct Module { const wchar_t* name; bool (*run)(const A& a, int b); RunLog::Text failure; bool namesPath; };
+            constexpr Module kModules[] = {
+                {L"a.dll", Run, L"a failed !! ", true},
+                {L"b.dll", Run, L"b failed " L"!!", false},
+                {L"c.dll", Run, nullptr, false},
+            };
+            bool Do(const Module& module) {
+              RunLog::Error() << module.failure << (module.namesPath ? path.c_str() : L"");
+            }"""), ["LOG_ERROR: a failed !! \u2026", "LOG_ERROR: b failed !!"])
+
+    def test_single_rows_and_parameters(self):
+        self.assertEqual(told(activation_Switch="""
+            struct Client { RunLog::Text good; RunLog::Text bad; };
+            constexpr Client kOne = {L"one good", L"one bad"};
+            constexpr Client kTwo = {L"two good", L"two bad"};
+            bool Run(const std::wstring& path, RunLog::Text failure) { RunLog::Error() << failure << path; }
+            void Client::Switch(const Client& client) {
+              Run(L"x", client.bad);
+              RunLog::Info() << client.good;
+            }"""), ["LOG_ERROR: one bad\u2026", "LOG_ERROR: two bad\u2026", "LOG_INFO : one good", "LOG_INFO : two good"])
+
+    def test_pointer_to_member(self):
+        self.assertEqual(told(plugins_Table="""
+            struct Module { RunLog::Text in; RunLog::Text out; };
+            constexpr Module kModules[] = {{L"a in", L"a out"}, {L"b in", L"b out"}};
+            bool All(const RunLog::Text Module::*failure) { for (;;) { RunLog::Error() << module.*failure; } }
+            bool Register() { return All(&Module::in); }"""), ["LOG_ERROR: a in", "LOG_ERROR: b in"])
+
+    def test_text_handed_over_from_another_file(self):
+        self.assertEqual(told(plugins_Addin="void Write(bool on, RunLog::Text failure) {\n"
+                              "  RunLog::Error() << (IsFirst(on) ? failure : L\"another\"); }",
+                              activation_User='void Go() { Write(true, L"cannot write"); }'),
+                         ["LOG_ERROR: cannot write", "LOG_ERROR: another"])
+
+    def test_entry_in_a_loop(self):
+        self.assertEqual(told(activation_Flags="""
+            struct Flag { RunLog::Text shown; };
+            constexpr Flag kFlags[] = {{L"a = %d"}, {L" b = %d"}};
+            void Show() {
+              RunLog::Entry entry = RunLog::Info();
+              for (int i = 0; i < 2; ++i) { entry << kFlags[i].shown << flags[i]; }
+            }"""), ["LOG_INFO : a = %d\u2026 b = %d\u2026"])
+
+    def test_trace(self):
+        self.assertEqual(told(Common_Station="""
+            constexpr char kSourceFile[] = "..\\\\..\\\\Common\\\\Station";
+            template <class... A> void TraceError(DWORD line, const wchar_t* format, A... arguments) {
+              g_debugLog.Trace(kSourceFile, line, DebugLog::kError, format, arguments...);
+            }
+            bool Start() { TraceError(164, L"*** failed. [0x%08x], %s at 100%%", error, name); }"""),
+                         ["!!!*** failed. [0x\u2026], \u2026 at 100% - Station(164)"])
+
+    def test_what_is_not_understood_is_an_error(self):
+        for text in ("void Run(const wchar_t* text) { RunLog::Info() << text << 1L; }",  # not a RunLog::Text
+                     "void Run(RunLog::Text text) { RunLog::Info() << text; }",  # from nobody
+                     "struct A { RunLog::Text t; };\nvoid Run(A a) { RunLog::Info() << a.t; }",  # without a table
+                     "struct A { RunLog::Text t; };\nstruct B { RunLog::Text t; };\nvoid R(A a) { RunLog::Info() << a.t; }",
+                     "void Run() { RunLog::Info() << L\"a\""):
+            with self.subTest(text), self.assertRaises(source.SourceError):
+                told(cli_Main=text)
+
+
+class Census(unittest.TestCase):
+    def setUp(self):
+        self.messages = messages_of(cli_Main="""
+            void Run(const wchar_t* path) {
+              RunLog::Info() << L" cmd:" << path << std::endl << L" src:" << path;
+              RunLog::Info() << L"Banner\\n";
+              RunLog::Info() << L"Status " << path;
+              RunLog::Info() << L"Status FAIL";
+              RunLog::Error() << L"code " << ::GetLastError();
+            }""", Common_Station="""
+            constexpr char kSource[] = "Station";
+            void TraceError(int line, const wchar_t* format) { log.Trace(kSource, line, DebugLog::kError, format); }
+            void Start() { TraceError(1, L"failed %d"); }""")
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(folder.name)
+
+    def take(self, log, trace=""):
+        (self.folder / "run.log").write_bytes(log.encode("latin-1"))
+        (self.folder / "run.trace").write_bytes(trace.encode("utf-8"))
+        return census.take(self.messages, self.folder)
+
+    ALL = ("\r\nLOG_INFO :  cmd:-x\r\n src:C:\\caf\xe9\r\nLOG_INFO : Banner\r\n\r\nLOG_INFO : Status 1"
+           "\r\nLOG_INFO : Status FAIL\r\nLOG_ERROR: code 5")
+    TRACE = "31/12/2009 23:59:59.999 0020:0024 !!! <VELA> failed 7 - Station(1)\r\n"
+
+    def test_everything_produced(self):
+        self.assertEqual(self.take(self.ALL, self.TRACE).faults({}), [])
+
+    def test_nothing_there(self):
+        taken = census.take(self.messages, self.folder)
+        self.assertEqual(len(taken.faults({})), len(self.messages) + 1)
+
+    def faults(self, log, unreachable=None, trace=TRACE):
+        return self.take(log, trace).faults(unreachable or {})
+
+    def test_missing(self):
+        # "Status FAIL" is a text of its own, and says nothing about "Status ...".
+        faults = self.faults(self.ALL.replace("\r\nLOG_INFO : Status 1", ""))
+        self.assertEqual(len(faults), 1)
+        self.assertIn("never produced: LOG_INFO : 'Status \u2026'", faults[0])
+
+    def test_another_level_is_another_message(self):
+        faults = self.faults(self.ALL.replace("LOG_ERROR: code", "LOG_INFO : code"))
+        self.assertEqual([fault.split(":")[0] for fault in faults], ["never produced", "no message of the sources"])
+
+    def test_a_number_is_a_number(self):
+        self.assertEqual(len(self.faults(self.ALL.replace("code 5", "code x"))), 2)
+
+    def test_unknown_lines(self):
+        self.assertEqual(self.faults(self.ALL + "\r\nLOG_INFO : who wrote this?"),
+                         ["no message of the sources: 'LOG_INFO : who wrote this?' (in run.log)"])
+        self.assertEqual(len(self.faults("not ours" + self.ALL)), 1)
+        self.assertEqual(len(self.faults(self.ALL, trace=self.TRACE + self.TRACE.replace("failed", "done"))), 1)
+
+    def test_a_cut_entry_is_known_and_proves_nothing(self):
+        self.assertEqual(self.faults(self.ALL + "\r\nLOG_INFO :  cmd:-x"), [])
+        self.assertEqual(len(self.faults(self.ALL.replace("\r\n src:C:\\caf\xe9", ""))), 1)
+
+    def test_traces_of_the_tests_are_left_alone(self):
+        self.assertEqual(self.faults(self.ALL, trace=self.TRACE + "anything - a.cpp(1)\r\n"), [])
+
+    def test_exceptions(self):
+        error = ("log", "LOG_ERROR: ", "code \u2026")
+        without = self.ALL.replace("\r\nLOG_ERROR: code 5", "")
+        self.assertEqual(self.faults(without, {error: "none"}), [])
+        self.assertEqual(len(self.faults(self.ALL, {error: "none"})), 1)
+        self.assertEqual(len(self.faults(self.ALL, {("log", "LOG_INFO : ", "code \u2026"): "none"})), 1)
+
+    def test_exceptions_want_a_reason(self):
+        self.assertEqual(census.read_unreachable("# head\n\nlog | LOG_ERROR:  | a | b\n  because\n  of it\n"),
+                         {("log", "LOG_ERROR: ", "a | b"): "because of it"})
+        with self.assertRaises(ValueError):
+            census.read_unreachable("log | LOG_ERROR:  | a\nlog | LOG_ERROR:  | b\n  because\n")
+
+    def test_commands(self):
+        taken = self.take(self.ALL + "\r\nLOG_INFO :  cmd:-I\r\n src:\r\nLOG_ERROR: code 6")
+        self.assertEqual(len(taken.wrong_commands({"code \u2026": ("-e",)})), 1)
+        self.assertEqual(taken.wrong_commands({"code \u2026": ("-I",)}), [])  # -x is no command
+
+    def test_table(self):
+        rows = self.take(self.ALL, "").table({}).splitlines()
+        self.assertEqual(rows[2:], ["| LOG_INFO | 4 | 4 | 0 |", "| LOG_ERROR | 1 | 1 | 0 |", "| trace `!!!` | 1 | 0 | 0 |",
+                                    "| all | 6 | 5 | 0 |"])
+
+
+class Document(unittest.TestCase):
+    MESSAGES = messages_of(cli_Main='void Run(A v) { RunLog::Info() << L" a|b " << v; RunLog::Error() << L"c\\n"; }')
+    A = document.Told((" a|b \u2026",), ("-I", "-e"), "What\nit is.", "Do.")
+    C = document.Told(("c\n",), (), "Two.", "")
+
+    def write(self, *rows):
+        return document.write("# Head\n", [document.Section("Title", "Intro.", rows)], self.MESSAGES)
+
+    def test_rows(self):
+        text = self.write(self.A, self.C)
+        self.assertTrue(text.endswith(
+            "# Head\n\n## Title\n\nIntro.\n\n| Line | Commands | Meaning | Written in |\n|---|---|---|---|\n"
+            "| `LOG_INFO :  a\\|b \u2026` | `-I` `-e` | What it is. **What to do:** Do. | `cli/Main.cpp` |\n"
+            "| `LOG_ERROR: c` | \u2013 | Two. | `cli/Main.cpp` |\n"), text)
+
+    def test_every_text_once_and_no_other(self):
+        for rows in ([self.A], [self.A, self.C, self.C],
+                     [self.A, self.C, document.Told(("d",), (), "Three.", "")]):
+            with self.assertRaises(document.DocumentError):
+                self.write(*rows)
+
+    def test_texts_named_by_hand_exist(self):
+        head = "`d`\n## Which lines mean failure\n| `d` |\nSee `c` and ` a|b 1`, not `-I`.\n## Next\n`d`\n"
+        self.assertEqual(document.strangers(head, self.MESSAGES), [])
+        self.assertEqual(len(document.strangers(head.replace("`c`", "`d`"), self.MESSAGES)), 1)
+
+    def test_what_is_told_is_complete(self):
+        row = {"texts": ["a"], "commands": ["-I"], "meaning": "m", "advice": "d"}
+        self.assertEqual(document.read_row(row), document.Told(("a",), ("-I",), "m", "d"))
+        for change in ({"meaning": " "}, {"commands": ["-e", "-I"]}, {"commands": ["-x"]}, {"texts": []}, {"advise": "d"}):
+            with self.subTest(change), self.assertRaises(document.DocumentError):
+                document.read_row(row | change)
+
+
+if __name__ == "__main__":
+    unittest.main()
