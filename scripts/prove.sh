@@ -11,6 +11,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root=$PWD
 rows=$root/build/prove
+messages=$rows/messages  # what the tests of the coverage stage write to the log, for the texts stage
 
 # Coverage comes before texts: one run of the tests serves both.
 all_stages=(matrix coverage texts undefined fuzz faults deaths mutants)
@@ -61,12 +62,17 @@ trap 'exit 143' TERM HUP
 unset DISPLAY WAYLAND_DISPLAY
 started=$EPOCHREALTIME
 mkdir -p "$rows"
+rm -rf "$messages"
 
 stage 'configure (preset release)' cmake --preset release -DBUILD_TESTING=ON || exit 1
 stage 'build' cmake --build --preset release -j "$(nproc)" || exit 1
 for name in "${stages[@]}"; do
   # Rows of an earlier run would pass for this one's.
   rm -f "$rows/$name.md"
+  case $name in
+    coverage | texts) export VELA_TEST_MESSAGES=$messages ;;
+    *) unset VELA_TEST_MESSAGES ;;
+  esac
   stage "$name: $(heading "$name")" "scripts/prove/$name.sh" || true
 done
 

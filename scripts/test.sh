@@ -28,16 +28,19 @@ started=$EPOCHREALTIME
 jobs=$(nproc)
 test_jobs=$((jobs + 1))  # tests wait more than they work
 results=$build/Testing/results.xml
+messages=$build/Testing/messages
 
 run_tests() {
-  rm -f "$results"
-  ctest --preset release -j "$test_jobs" --no-tests=error --output-junit "$results"
+  rm -rf "$results" "$messages"
+  VELA_TEST_MESSAGES=$messages ctest --preset release -j "$test_jobs" --no-tests=error --output-junit "$results"
 }
 
 # Without a program there is nothing to test.
 stage 'configure (preset release)' cmake --preset release -DBUILD_TESTING=ON || exit 1
 stage 'build' cmake --build --preset release -j "$jobs" || exit 1
 stage "tests (ctest --preset release -j $test_jobs)" run_tests || true
+stage 'every text of the log produced (scripts/messages.py census)' \
+  ./scripts/messages.py census --produced "$messages" || true
 stage 'sources (scripts/lint.sh --fast)' ./scripts/lint.sh --fast || true
 stage 'same bytes in another folder (scripts/check_reproducible.sh)' \
   ./scripts/check_reproducible.sh "$build/VELAutil.exe" || true
