@@ -1,0 +1,245 @@
+#!/usr/bin/env python3
+"""package.py <build folder> <program> <output folder>: makes the release, <output folder>/VELAutil-<version>.zip.
+
+In it: the program, the pages for people, the licence texts of what went into the program, a list of contents (SPDX 2.3)
+and checksums. What went into the program is not written down anywhere but read from the build: the linker's map names the
+libraries, Ninja's record the headers, and Debian's package data whose they are.
+
+The same sources, program and packages give the same bytes: entries are sorted and not compressed (compressors differ from
+version to version), their time is that of the commit (or SOURCE_DATE_EPOCH), and nothing tells of the machine.
+"""
+import dataclasses
+import datetime
+import hashlib
+import json
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import uuid
+import zipfile
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+PROGRAM = "VELAutil.exe"
+COMMON_LICENSES = pathlib.Path("/usr/share/common-licenses")
+# A copyright file that is longer than this is cut down to what is said of the files that were used.
+LONGEST_TEXT = 256 * 1024
+OLDEST_ZIP_TIME = 315532800  # 1980-01-01, where the time of zip files begins
+
+# What the copyright files say of the parts that are used, in SPDX's words; NOASSERTION for all others.
+DECLARED = {"boost": "BSL-1.0", "gcc-mingw-w64": "GPL-3.0-or-later WITH GCC-exception-3.1"}
+
+
+@dataclasses.dataclass
+class Component:
+    """A Debian source package of which something went into the program."""
+    name: str
+    version: str
+    packages: set[str]
+    files: set[str]
+    linked: bool = False  # from a library; else only its headers were compiled in
+    text: str = ""
+
+
+def output_of(*command: str) -> str:
+    return subprocess.run(command, capture_output=True, check=True, text=True, env={**os.environ, "LC_ALL": "C"}).stdout
+
+
+def version_of(build: pathlib.Path) -> str:
+    cache = (build / "CMakeCache.txt").read_text(encoding="utf-8")
+    match = re.search(r"^CMAKE_PROJECT_VERSION:STATIC=(\S+)$", cache, re.M)
+    if match is None:
+        sys.exit(f"package: {build} is no configured build folder")
+    return match[1]
+
+
+def release_time() -> int:
+    """Seconds since 1970."""
+    given = os.environ.get("SOURCE_DATE_EPOCH")
+    if given is None:
+        try:
+            given = output_of("git", "-C", str(ROOT), "log", "-1", "--format=%ct")
+        except (OSError, subprocess.CalledProcessError):
+            given = str(OLDEST_ZIP_TIME)  # sources without their history
+    return max(int(given), OLDEST_ZIP_TIME)
+
+
+def linked_files(linker_map: str) -> set[str]:
+    """The libraries of which something was linked, and the objects that every program gets."""
+    members = linker_map.partition("Archive member included")[2].partition("\n\n\n")[0]
+    return set(re.findall(r"^(/\S+?)\(\S+\)$", members, re.M)) | set(re.findall(r"^LOAD (/\S+\.o)$", linker_map, re.M))
+
+
+def compiled_headers(record: str) -> set[str]:
+    """Headers from outside the sources in Ninja's record of dependencies, without those of tests."""
+    headers, counts = set(), False
+    for line in record.split("\n"):
+        if line and not line.startswith(" "):
+            counts = not line.startswith("tests/")
+        elif counts and line.strip().startswith("/usr/"):
+            headers.add(line.strip())
+    return headers
+
+
+def components_of(build: pathlib.Path) -> list[Component]:
+    linked = {os.path.realpath(file) for file in linked_files((build / "VELAutil.map").read_text(encoding="utf-8"))}
+    headers = {os.path.realpath(file) for file in compiled_headers(output_of("ninja", "-C", str(build), "-t", "deps"))}
+    if not linked or not headers:
+        sys.exit("package: the build folder does not tell what went into the program; build it there first")
+    owners = {}
+    for line in output_of("dpkg", "-S", *sorted(linked | headers)).splitlines():
+        names, _, path = line.partition(": ")
+        owners[path] = names.split(",")[0].partition(":")[0]
+    told = output_of("dpkg-query", "-W", "-f", "${Package} ${source:Package} ${Version}\n", *sorted(set(owners.values())))
+    facts = {package: (source, version) for package, source, version in map(str.split, told.splitlines())}
+    components: dict[str, Component] = {}
+    for file in sorted(linked | headers):
+        package = owners[file]
+        source, version = facts[package]
+        name = re.sub(r"^(boost)[\d.]+$", r"\1", source)
+        component = components.setdefault(name, Component(name, version, set(), set()))
+        component.packages.add(package)
+        component.files.add(file)
+        component.linked |= file in linked
+    for component in components.values():
+        component.text = licence_text(component)
+    return [components[name] for name in sorted(components)]
+
+
+def licence_text(component: Component) -> str:
+    texts = []
+    for package in sorted(component.packages):
+        text = pathlib.Path("/usr/share/doc", package, "copyright").read_text(encoding="utf-8")
+        text = text if len(text) <= LONGEST_TEXT else about_files(text, component.files)
+        if text not in texts:
+            texts.append(text)
+    return "\n".join(texts)
+
+
+def about_files(text: str, files: set[str]) -> str:
+    """Of a copyright file in Debian's format: the head, what it says of these files and of all, and the licences of those."""
+    paragraphs = re.split(r"\n\n+", text.strip())
+    kept, licences = [re.sub(r"^Files-Excluded:\n( .*\n?)*", "", paragraphs[0], flags=re.M).strip()], set()
+    for paragraph in paragraphs[1:]:
+        about = re.match(r"Files:(.*?)\n(?=\w)(.*)", paragraph, re.S)
+        used = [name for name in about[1].split() if name == "*" or is_of(name, files)] if about else []
+        if used:
+            kept.append("Files:\n" + "".join(f" {name}\n" for name in used) + about[2])
+            licences |= set(re.findall(r"^License: (.*)$", paragraph, re.M))
+    kept += [paragraph for paragraph in paragraphs
+             if paragraph.startswith("License: ") and paragraph.split("\n")[0][len("License: "):] in licences]
+    return "\n\n".join(kept) + "\n"
+
+
+def is_of(name: str, files: set[str]) -> bool:
+    """Whether a header of the source package is one of the installed files."""
+    installed = name.partition("/include/")[2]
+    return installed != "" and any(file.endswith("/include/" + installed) for file in files)
+
+
+def contents_of(build: pathlib.Path, program: pathlib.Path, components: list[Component]) -> dict[str, bytes]:
+    files = {PROGRAM: program.read_bytes(), "README.md": (ROOT / "README.md").read_bytes()}
+    for page in (ROOT / "docs").glob("*.md"):
+        files["docs/" + page.name] = page.read_bytes()
+    told = ["What is compiled into VELAutil.exe, beside VELAutil itself, and under which terms. The texts are those of the",
+            "Debian packages that the program was built with. This folder grants nothing for VELAutil itself.", ""]
+    referred: set[str] = set()
+    for component in components:
+        files[f"licences/{component.name}.txt"] = component.text.encode()
+        told.append(f"{component.name} {component.version}: licences/{component.name}.txt")
+        referred |= set(re.findall(str(COMMON_LICENSES) + r"/([\w.+-]*\w)", component.text))
+    for name in sorted(referred):
+        files[f"licences/common/{name}.txt"] = (COMMON_LICENSES / name).read_bytes()
+    told += ["", f"Where a text refers to {COMMON_LICENSES}, see licences/common.", ""]
+    files["licences/contents.txt"] = "\n".join(told).encode()
+    return files
+
+
+def spdx_id(text: str) -> str:
+    return "SPDXRef-" + re.sub(r"[^A-Za-z0-9.]+", "-", text)
+
+
+def list_of_contents(version: str, time: int, files: dict[str, bytes], components: list[Component],
+                     left_out: list[str]) -> bytes:
+    """The SPDX document."""
+    sums = {name: hashlib.sha1(data).hexdigest() for name, data in files.items()}
+    verification = hashlib.sha1("".join(sorted(sums.values())).encode()).hexdigest()
+    unknown = {"licenseConcluded": "NOASSERTION", "copyrightText": "NOASSERTION"}
+    product, program = spdx_id("Package-VELAutil"), spdx_id("File-" + PROGRAM)
+    packages = [{
+        "SPDXID": product, "name": "VELAutil", "versionInfo": version, "downloadLocation": "NOASSERTION",
+        "filesAnalyzed": True, "licenseDeclared": "NOASSERTION", "primaryPackagePurpose": "APPLICATION", **unknown,
+        "packageVerificationCode": {
+            "packageVerificationCodeValue": verification,
+            "packageVerificationCodeExcludedFiles": ["./" + name for name in left_out]},
+    }]
+    relationships = [("SPDXRef-DOCUMENT", "DESCRIBES", product)]
+    for component in components:
+        part = spdx_id("Package-" + component.name)
+        packages.append({
+            "SPDXID": part, "name": component.name, "versionInfo": component.version, "downloadLocation": "NOASSERTION",
+            "filesAnalyzed": False, "licenseDeclared": DECLARED.get(component.name, "NOASSERTION"),
+            "primaryPackagePurpose": "LIBRARY", **unknown,
+            "comment": f"Debian's {', '.join(sorted(component.packages))}; terms: ./licences/{component.name}.txt",
+        })
+        relationships.append((program, "STATIC_LINK" if component.linked else "DEPENDS_ON", part))
+    entries = []
+    for name in sorted(files):
+        file = spdx_id("File-" + name)
+        kind = "BINARY" if name == PROGRAM else "DOCUMENTATION" if name.endswith(".md") else "TEXT"
+        entries.append({
+            "SPDXID": file, "fileName": "./" + name, "fileTypes": [kind], "licenseInfoInFiles": ["NOASSERTION"], **unknown,
+            "checksums": [{"algorithm": "SHA1", "checksumValue": sums[name]},
+                          {"algorithm": "SHA256", "checksumValue": hashlib.sha256(files[name]).hexdigest()}],
+        })
+        relationships.append((product, "CONTAINS", file))
+    document = {
+        "spdxVersion": "SPDX-2.3", "dataLicense": "CC0-1.0", "SPDXID": "SPDXRef-DOCUMENT", "name": f"VELAutil-{version}",
+        # One name for one set of bytes, without asking anybody.
+        "documentNamespace": f"urn:uuid:{uuid.uuid5(uuid.NAMESPACE_OID, f'VELAutil-{version}-{verification}-{time}')}",
+        "creationInfo": {"created": f"{datetime.datetime.fromtimestamp(time, datetime.UTC):%Y-%m-%dT%H:%M:%SZ}",
+                         "creators": [f"Tool: package.py-{version}"]},
+        "packages": packages, "files": entries,
+        "relationships": [{"spdxElementId": one, "relationshipType": kind, "relatedSpdxElement": other}
+                          for one, kind, other in relationships],
+    }
+    return (json.dumps(document, indent=1, ensure_ascii=True) + "\n").encode()
+
+
+def write_zip(path: pathlib.Path, folder: str, files: dict[str, bytes], time: int) -> None:
+    moment = datetime.datetime.fromtimestamp(time, datetime.UTC)
+    with zipfile.ZipFile(path, "w", zipfile.ZIP_STORED) as archive:
+        for name in sorted(files):
+            entry = zipfile.ZipInfo(f"{folder}/{name}", moment.timetuple()[:6])
+            entry.create_system = 3  # Unix, whatever this is, so that the mode means something
+            entry.external_attr = 0o100644 << 16
+            archive.writestr(entry, files[name])
+
+
+def make_package(build: pathlib.Path, program: pathlib.Path, output: pathlib.Path) -> pathlib.Path:
+    version, time = version_of(build), release_time()
+    components = components_of(build)
+    files = contents_of(build, program, components)
+    spdx, sums = f"VELAutil-{version}.spdx.json", "SHA256SUMS"
+    files[spdx] = list_of_contents(version, time, files, components, [sums, spdx])
+    files[sums] = "".join(f"{hashlib.sha256(files[name]).hexdigest()}  {name}\n" for name in sorted(files)).encode()
+    output.mkdir(parents=True, exist_ok=True)
+    path = output / f"VELAutil-{version}.zip"
+    write_zip(path, f"VELAutil-{version}", files, time)
+    return path
+
+
+def main() -> int:
+    if len(sys.argv) != 4:
+        sys.exit(__doc__)
+    build, program, output = (pathlib.Path(argument).resolve() for argument in sys.argv[1:])
+    path = make_package(build, program, output)
+    checksum = hashlib.sha256(path.read_bytes()).hexdigest()
+    path.with_name(path.name + ".sha256").write_text(f"{checksum}  {path.name}\n", encoding="utf-8")
+    print(f"{checksum}  {path.name}  {path.stat().st_size} bytes")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
