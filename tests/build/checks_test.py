@@ -7,6 +7,7 @@ import unittest
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
+import check_docs  # noqa: E402
 import check_floors  # noqa: E402
 import check_words  # noqa: E402
 
@@ -59,6 +60,70 @@ class Floors(unittest.TestCase):
     def test_nothing_there(self):
         with tempfile.TemporaryDirectory() as empty:
             self.assertEqual(len(check_floors.faults_in(empty)), 1)
+
+
+class Docs(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.root = pathlib.Path(folder.name)
+        self.page = self.write("docs/page.md", "# Two words, `-x` and more\n")
+
+    def write(self, name, text):
+        path = self.root / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(text, encoding="utf-8")
+        return path
+
+    def test_links(self):
+        def faults(link):
+            return check_docs.link_faults(self.page, "[words](%s)" % link)
+        for good in ("page.md", "page.md#two-words--x-and-more", "#two-words--x-and-more", "../docs", "https://x.example/"):
+            self.assertEqual(faults(good), [])
+        for bad in ("none.md", "page.md#two", "#none"):
+            self.assertEqual(len(faults(bad)), 1)
+
+    def test_headings_in_code_are_none(self):
+        self.assertEqual(check_docs.anchors_in("# One\n```\n# two\n```\n## [Three](x.md)\n"), {"one", "three"})
+
+    def test_names(self):
+        files = {"cli/RunLog.h", "cli/RunLog.cpp", "tests/scenarios/ExpectedLog.cpp", "scripts/demo.sh"}
+        good = "`cli/RunLog.{h,cpp}` `RunLog.h` `Expected*.cpp` ./scripts/demo.sh cli/RunLog `C:\\install\\Setup`"
+        self.assertEqual(check_docs.name_faults(good, files), [])
+        for bad in ("`cli/RunLog.{h,cc,cpp}`", "`Log.h`", "`None*.cpp`", "./scripts/none.sh", "cli/Log"):
+            self.assertEqual(len(check_docs.name_faults(bad, files)), 1, bad)
+
+    def test_commands(self):
+        self.write("cli/CommandDispatcher.cpp", 'constexpr Command kCommands[] = {\n    {L"-I", L"", 0},\n    {L"-p", 0},\n'
+                   '    {L"-r", 0},\n};\n')
+        self.write("install/InstallCommand.h", "kSwitchNotStored = static_cast<int>(0xE0FF0001U);")
+        rows = "| `-I` | 0; 0xE0FF0001 |\n| `-p` | 1 where |\n| `-r` | 1 where |\n-520159231\n"
+        words = "**`-I` x**\n**`-p` x**\n**`-r` x**\n0xE0FF0001 -520159231\n"
+        self.write("README.md", rows)
+        self.write("docs/operations.md", words)
+        self.assertEqual(check_docs.command_faults(self.root), [])
+        self.write("README.md", rows.replace("1 where |\n| `-r`", "0 |\n| `-r`") + "| `-x` | 0 |\n")
+        self.write("docs/operations.md", words.replace("-520159231", "1").replace("**`-p` x**", ""))
+        self.assertEqual(len(check_docs.command_faults(self.root)), 4)
+
+    def test_places(self):
+        self.write("cli/Main.cpp", 'L"Software\\\\Maker\\\\Key\\\\" L"Global\\\\Event" L"Global\\\\VELA_EVENT_OL" L"other"')
+        self.write("docs/operations.md", "HKLM\\SOFTWARE\\Maker\\Key Global\\Event Global\\VELA_EVENT_OE, _OL")
+        self.assertEqual(check_docs.place_faults(self.root), [])
+        self.write("docs/operations.md", "")
+        self.assertEqual(len(check_docs.place_faults(self.root)), 3)
+
+    def test_picture(self):
+        nodes = "".join('  n%d["%d · %s"]\n' % (number, floor, file) for number, (file, floor) in
+                        enumerate({**check_floors.FLOORS, **check_floors.FOLDER_FLOORS}.items()))
+        names = list(check_floors.FLOORS)
+        arrow = "  n%d --> n%d\n" % (names.index("cli/Main"), names.index("cli/CommandDispatcher"))
+        self.write("cli/Main.cpp", '#include "cli/CommandDispatcher.h"\n')
+        page = "```mermaid\nflowchart TB\n%s```\n"
+        self.write("docs/architecture.md", page % (nodes + arrow))
+        self.assertEqual(check_docs.picture_faults(self.root), [])
+        self.write("docs/architecture.md", page % (nodes.replace("7 · cli/Comm", "6 · cli/Comm") + arrow + "  n1 --> n0\n"))
+        self.assertEqual(len(check_docs.picture_faults(self.root)), 2)
 
 
 class Words(unittest.TestCase):

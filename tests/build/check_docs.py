@@ -1,0 +1,216 @@
+#!/usr/bin/env python3
+"""check_docs.py <repository>: what the pages for people say of the repository is so.
+
+Links and anchors lead somewhere; files, folders and presets that are named exist; the table of switches, the exit codes,
+the registry keys and the events are those of the sources; the picture shows every file on its floor, and its arrows are
+includes.
+"""
+import fnmatch
+import json
+import pathlib
+import re
+import sys
+
+sys.dont_write_bytecode = True
+import check_floors  # noqa: E402
+
+PAGES = ["README.md", "docs/*.md"]
+# A file that the pages make up, to show how to add one.
+MADE_UP = "LetterboxPlugin"
+
+CODE_BLOCK = re.compile(r"^ *```.*?^ *```", re.M | re.S)
+LINK = re.compile(r"\[[^\]]*\]\(([^)\s]+)\)")
+NAMED_FILE = re.compile(r"`([\w./*{},-]+\.(?:\{[\w,]+\}|h|cpp|sh|py|ps1|cmake|md|json|manifest|txt))(?::\d+)?`")
+SCRIPT = re.compile(r"(?<![\w/])(?:\./)?(scripts/[\w./-]+\.(?:sh|ps1|py))")
+SOURCE = re.compile(r"(?<![\w/\\.-])((?:%s)/\w+(?:/\w+)?)\b(?![/\\])" % "|".join(check_floors.FOLDERS))
+WIDE_TEXT = re.compile(r'L"((?:[^"\\]|\\.)*)"')
+NODE = re.compile(r'(\w+)\["(\d+) · ([^"]*)"\]')
+ARROW = re.compile(r'^ *(\w+)(?:\["[^"]*"\])? --> (\w+)', re.M)
+
+
+def read(path):
+    return path.read_text(encoding="utf-8")
+
+
+def pages_of(root):
+    return sorted(page for pattern in PAGES for page in root.glob(pattern))
+
+
+def anchors_in(text):
+    """The anchors of a page's headings, as the usual renderers of Markdown make them."""
+    anchors = set()
+    for heading in re.findall(r"^#+ +(.*?) *$", CODE_BLOCK.sub("", text), re.M):
+        plain = re.sub(r"\[([^\]]*)\]\([^)]*\)", r"\1", heading).lower()
+        anchors.add(re.sub(r"[^\w\- ]", "", plain).replace(" ", "-"))
+    return anchors
+
+
+def link_faults(page, text):
+    faults = []
+    for target in LINK.findall(CODE_BLOCK.sub("", text)):
+        if re.match(r"[a-z]+:", target):
+            continue
+        path, _, anchor = target.partition("#")
+        file = page if not path else page.parent / path
+        if not file.exists():
+            faults.append("the link %s leads nowhere" % target)
+        elif anchor and anchor not in anchors_in(read(file)):
+            faults.append("%s has no such heading" % target)
+    return faults
+
+
+def spread(name):
+    """`a.{h,cpp}` -> a.h, a.cpp"""
+    match = re.match(r"(.*)\{([\w,]+)\}(.*)", name)
+    return [match[1] + part + match[3] for part in match[2].split(",")] if match else [name]
+
+
+def name_faults(text, files):
+    """Files by their path from the root of the repository, or by their name alone where a path says nothing new."""
+    faults = []
+    names = {name for found in NAMED_FILE.findall(text) for name in spread(found)} | set(SCRIPT.findall(text))
+    for name in sorted(names):
+        if MADE_UP in name or name.startswith("build/"):
+            continue
+        name = name.removeprefix("./")
+        if not any(fnmatch.fnmatchcase(file, name) or ("/" not in name and fnmatch.fnmatchcase(file.rpartition("/")[2], name))
+                   for file in files):
+            faults.append("there is no file %s" % name)
+    folders = {str(parent) for file in files for parent in pathlib.PurePosixPath(file).parents}
+    for name in sorted(set(SOURCE.findall(text))):
+        if MADE_UP not in name and name not in folders and not any(name + end in files for end in (".h", ".cpp", ".txt", ".rc.in")):
+            faults.append("there is no source %s" % name)
+    return faults
+
+
+def commands_of(root):
+    table = re.search(r"kCommands\[\] = \{(.*?)\n\};", read(root / "cli/CommandDispatcher.cpp"), re.S)[1]
+    return set(re.findall(r'\{L"(-\w)"', table))
+
+
+def row_of(text, name):
+    row = re.search(r"^\| `%s` \|(.*)\|$" % re.escape(name), text, re.M)
+    return row[1] if row else None
+
+
+def command_faults(root):
+    readme, operations = read(root / "README.md"), read(root / "docs/operations.md")
+    faults = []
+    commands = commands_of(root)
+    for command in sorted(commands):
+        if row_of(readme, command) is None:
+            faults.append("README.md: no row for %s" % command)
+        if not re.search(r"^\*\*`%s` \w+\*\*" % re.escape(command), operations, re.M):
+            faults.append("docs/operations.md: no word on what %s does" % command)
+    for command in sorted(set(re.findall(r"^\| `(-\w)` \|", readme, re.M)) - commands):
+        faults.append("README.md: %s is no command" % command)
+    code = re.search(r"kSwitchNotStored = static_cast<int>\((0x\w+)U\)", read(root / "install/InstallCommand.h"))[1]
+    signed = str(int(code, 16) - (1 << 32))
+    for name, text in (("README.md", readme), ("docs/operations.md", operations)):
+        for form in (code, signed):
+            if form not in text:
+                faults.append("%s: the exit code %s is not told" % (name, form))
+    told = row_of(readme, "-I") or ""
+    if code not in told:
+        faults.append("README.md: the row of -I lacks its exit code")
+    for command in ("-p", "-r"):
+        if " 1 where" not in (row_of(readme, command) or ""):
+            faults.append("README.md: the row of %s lacks that 1 is success" % command)
+    return faults
+
+
+def preset_faults(root):
+    table = {name for cell in re.findall(r"^\| (`[a-z0-9`, -]+`) \|", read(root / "README.md"), re.M)
+             for name in re.findall(r"`([a-z][a-z0-9-]*)`", cell)}
+    presets = json.loads(read(root / "CMakePresets.json"))["configurePresets"]
+    real = {preset["name"] for preset in presets if not preset.get("hidden")}
+    return ["README.md: preset %s stands in one place only" % name for name in sorted(table ^ real)]
+
+
+def place_faults(root):
+    """Registry keys and events of the product that docs/operations.md does not name."""
+    told = read(root / "docs/operations.md").lower()
+    faults = []
+    for folder in check_floors.FOLDERS:
+        for source in sorted((root / folder).rglob("*")):
+            if source.suffix not in (".h", ".cpp"):
+                continue
+            for text in WIDE_TEXT.findall(read(source)):
+                place = text.replace("\\\\", "\\").rstrip("\\").lower()
+                if place.startswith("global\\vela"):  # one line tells of three: the name, then endings
+                    place = "_" + place.rpartition("_")[2]
+                elif not place.startswith(("software\\", "global\\")):
+                    continue
+                if place not in told:
+                    faults.append("docs/operations.md: %s of %s is not told" % (text, source.relative_to(root).as_posix()))
+    return faults
+
+
+def picture_faults(root):
+    page = read(root / "docs/architecture.md")
+    picture = re.search(r"```mermaid\nflowchart(.*?)```", page, re.S)
+    if picture is None:
+        return ["docs/architecture.md: no picture"]
+    faults, where = [], {}
+    nodes = {name: (int(floor), text) for name, floor, text in NODE.findall(picture[1])}
+    for file, floor in check_floors.FLOORS.items():
+        base = file.rpartition("/")[2]
+        shown = [(name, shown_floor) for name, (shown_floor, text) in nodes.items() if re.search(r"\b%s\b" % base, text)]
+        if not shown:
+            faults.append("the picture lacks %s" % file)
+        for name, shown_floor in shown:
+            if shown_floor != floor:
+                faults.append("the picture shows %s on floor %d, it is %d" % (file, shown_floor, floor))
+            where[file] = name
+    for folder in check_floors.FOLDER_FLOORS:
+        shown = [name for name, (_, text) in nodes.items() if folder in text]
+        where.update({folder: shown[0]} if shown else {})
+        if not shown:
+            faults.append("the picture lacks %s" % folder)
+
+    included = set()
+    for folder in check_floors.FOLDERS:
+        for source in (root / folder).rglob("*"):
+            if source.suffix in (".h", ".cpp"):
+                own = check_floors.without_ending(source.relative_to(root).as_posix())
+                for name in check_floors.INCLUDE.findall(read(source)):
+                    target = check_floors.without_ending(name)
+                    included.add(tuple(where.get(file, where.get(file.rpartition("/")[0])) for file in (own, target)))
+    for start, end in ARROW.findall(picture[1]):
+        if (start, end) not in included:
+            faults.append("the picture's arrow %s --> %s is no include" % (start, end))
+    return faults
+
+
+def version_faults(root):
+    built = re.search(r"project\(\w+ VERSION ([\d.]+)", read(root / "CMakeLists.txt"))[1]
+    other = json.loads(read(root / "vcpkg.json"))["version-string"]
+    return [] if built == other else ["vcpkg.json says version %s, CMakeLists.txt %s" % (other, built)]
+
+
+def files_of(root):
+    left_out = ("build", ".git")
+    return {path.relative_to(root).as_posix() for path in root.rglob("*")
+            if path.is_file() and not path.relative_to(root).parts[0].startswith(left_out)}
+
+
+def faults_in(root):
+    files = files_of(root)
+    faults = []
+    for page in pages_of(root):
+        text = read(page)
+        name = page.relative_to(root).as_posix()
+        faults += ["%s: %s" % (name, fault) for fault in link_faults(page, text) + name_faults(text, files)]
+    return faults + (command_faults(root) + preset_faults(root) + place_faults(root) + picture_faults(root) +
+                     version_faults(root))
+
+
+def main():
+    faults = faults_in(pathlib.Path(sys.argv[1]))
+    for fault in faults:
+        print(fault)
+    return 1 if faults else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
