@@ -11,9 +11,10 @@
 namespace TestSupport {
 namespace {
 
-void SetAccess(const std::wstring& path, const wchar_t* accessList) {
+void SetAccess(const std::wstring& path, const std::wstring& accessList) {
   PSECURITY_DESCRIPTOR descriptor = nullptr;
-  if (!::ConvertStringSecurityDescriptorToSecurityDescriptorW(accessList, SDDL_REVISION_1, &descriptor, nullptr)) {
+  if (!::ConvertStringSecurityDescriptorToSecurityDescriptorW(accessList.c_str(), SDDL_REVISION_1, &descriptor,
+                                                              nullptr)) {
     throw std::logic_error("not an access list");
   }
   const BOOL set = ::SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, descriptor);
@@ -25,9 +26,9 @@ void SetAccess(const std::wstring& path, const wchar_t* accessList) {
 }
 
 // A folder is unlocked before what lies in it, and locked behind it.
-void SetTreeAccess(const std::wstring& folder, bool lock, Locked locked) {
-  if (!lock) {
-    SetAccess(folder, kFullFileAccess);
+void SetTreeAccess(const std::wstring& folder, const std::wstring& accessList, bool folderFirst) {
+  if (folderFirst) {
+    SetAccess(folder, accessList);
   }
   WIN32_FIND_DATAW found = {};
   const HANDLE search = ::FindFirstFileW((folder + L"\\*").c_str(), &found);
@@ -36,27 +37,48 @@ void SetTreeAccess(const std::wstring& folder, bool lock, Locked locked) {
   }
   do {
     const std::wstring name = found.cFileName;
-    const bool isFolder = (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
     if (name == L"." || name == L".." || (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
       continue;
     }
-    if (isFolder) {
-      SetTreeAccess(folder + L"\\" + name, lock, locked);
-    } else if (!lock || locked == Locked::kFoldersAndFiles) {
-      SetAccess(folder + L"\\" + name, lock ? kReadOnlyFileAccess : kFullFileAccess);
+    const std::wstring path = folder + L"\\" + name;
+    if ((found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+      SetTreeAccess(path, accessList, folderFirst);
+    } else {
+      SetAccess(path, accessList);
     }
   } while (::FindNextFileW(search, &found));
   ::FindClose(search);
-  if (lock) {
-    SetAccess(folder, kReadOnlyFileAccess);
+  if (!folderFirst) {
+    SetAccess(folder, accessList);
   }
+}
+
+std::wstring CurrentUser() {
+  HANDLE token = nullptr;
+  BYTE user[256] = {};
+  DWORD size = sizeof user;
+  wchar_t* sid = nullptr;
+  const bool known = ::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &token) != FALSE &&
+                     ::GetTokenInformation(token, TokenUser, user, size, &size) != FALSE &&
+                     ::ConvertSidToStringSidW(reinterpret_cast<const TOKEN_USER*>(user)->User.Sid, &sid) != FALSE;
+  if (token != nullptr) {
+    ::CloseHandle(token);
+  }
+  if (!known) {
+    throw std::runtime_error("cannot tell who this user is");
+  }
+  const std::wstring text = sid;
+  ::LocalFree(sid);
+  return text;
 }
 
 }  // namespace
 
-void LockTree(const std::wstring& path, Locked locked) {
-  SetTreeAccess(path, true, locked);
-  const std::wstring probe = path + L"\\probe";
+void LockTree(const std::wstring& folder) {
+  // Not to write, to append, to change attributes and extended ones, to delete, to delete what is in there. All else
+  // goes on: a file that nobody at all may write to would count as a read-only one under Wine.
+  SetTreeAccess(folder, L"D:(D;;0x10156;;;" + CurrentUser() + L")(A;;FA;;;WD)", false);
+  const std::wstring probe = folder + L"\\probe";
   const HANDLE file = ::CreateFileW(probe.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
   const DWORD error = ::GetLastError();
   if (file != INVALID_HANDLE_VALUE) {
@@ -69,8 +91,8 @@ void LockTree(const std::wstring& path, Locked locked) {
   }
 }
 
-void UnlockTree(const std::wstring& path) {
-  SetTreeAccess(path, false, Locked::kFoldersAndFiles);
+void UnlockTree(const std::wstring& folder) {
+  SetTreeAccess(folder, L"D:(A;;FA;;;WD)", true);
 }
 
 }  // namespace TestSupport

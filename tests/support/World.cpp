@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "tests/fixtures/ModuleClasses.h"
+#include "tests/support/FileAccess.h"
 #include "tests/support/LogFile.h"
 #include "tests/support/TestFiles.h"
 #include "tests/support/TestPaths.h"
@@ -85,7 +86,9 @@ void World::CleanUp() {
   }
   handles_.clear();
   for (const KeyPlace& place : restrictedKeys_) {
-    SetKeyAccess(place, kFullAccess);
+    if (KeyExists(place)) {
+      SetKeyAccess(place, kFullAccess);
+    }
   }
   restrictedKeys_.clear();
   for (const std::wstring& folder : lockedFolders_) {
@@ -209,9 +212,9 @@ World& World::WithOpenFile(const std::wstring& path, DWORD sharing) {
   return *this;
 }
 
-World& World::WithLocked(const std::wstring& folder, Locked locked) {
+World& World::WithLocked(const std::wstring& folder) {
   lockedFolders_.push_back(folder);
-  LockTree(folder, locked);
+  LockTree(folder);
   return *this;
 }
 

@@ -19,7 +19,6 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/FileAccess.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/RegistrySnapshot.h"
 #include "tests/support/TestProcess.h"
@@ -91,8 +90,9 @@ class World {
   // A file that another program has open until the world ends (FILE_SHARE_READ ...).
   World& WithOpenFile(const std::wstring& path, DWORD sharing);
 
-  // Nobody may write there any more, until the world ends. For a program without rights of its own (FileAccess.h).
-  World& WithLocked(const std::wstring& folder, Locked locked);
+  // This user may not write there any more, until the world ends. For programs that have no more rights than their user
+  // (FileAccess.h).
+  World& WithLocked(const std::wstring& folder);
 
   // ---- named objects
   // A manual-reset event that a program is waiting on.

@@ -1,0 +1,239 @@
+#include "tests/matrix/Machines.h"
+
+#include <doctest/doctest.h>
+
+#include <windows.h>
+
+#include "tests/support/TestFiles.h"
+
+using Expected::OutlookExpress;
+using Expected::WindowsSystem;
+using TestSupport::EndProcesses;
+using TestSupport::kNoAccess;
+using TestSupport::kReadOnlyAccess;
+using TestSupport::MachineKey32;
+using TestSupport::MachineKey64;
+using TestSupport::UsersKey;
+using TestSupport::World;
+
+namespace Matrix {
+namespace {
+
+constexpr wchar_t kUser[] = L"S-1-5-21-0-0-0-1000";  // who is at the console
+constexpr wchar_t kOtherUser[] = L"S-1-5-21-1-2-3-1001";
+constexpr wchar_t kOffice[] = L"C:\\VelaTest\\Office14\\";
+// Where an installation to World::kDestination puts things: what the switch and the removal are given.
+constexpr wchar_t kInstalled[] = L"C:\\VelaTest\\dest\\Orvane Labs";
+constexpr wchar_t kClients[] = L"C:\\VelaTest\\dest\\Orvane Labs\\VELA\\";
+constexpr wchar_t kAddin[] = L"Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent";
+constexpr wchar_t kNoSource[] = L"C:\\VelaTest\\nothing";
+
+std::wstring CacheFile(const WindowsSystem& system) {
+  wchar_t profile[MAX_PATH] = {};
+  ::GetEnvironmentVariableW(L"USERPROFILE", profile, MAX_PATH);
+  return profile + std::wstring(system.isVista ? L"\\AppData\\Local" : L"\\Application Data") +
+         L"\\Microsoft\\Outlook\\Extend.dat";
+}
+
+// An Outlook that has run, a user with an identity of Outlook Express, another user who is logged on, and the settings
+// that the maker's products share.
+void Prepare(World& world, const WindowsSystem& system) {
+  world.OnWindows(system.version).WithSampleSource().WithUserHive(kOtherUser).WatchingFolder(L"C:\\users");
+  world.WithOutlook(L"14", kOffice).WithFile(kOffice + std::wstring(L"ADDINS\\Redemption.ECF"), "stale");
+  world.WithFile(CacheFile(system), "cache");
+  world.WithKey(UsersKey(kUser + std::wstring(L"\\Identities")), {{L"Last User ID", L"{4711}"}});
+  world.WithKey(MachineKey64(World::kCoreAgentKey));
+}
+
+// The monitors of a machine that was just switched on: they come up, and the user ends them.
+void EndMonitors(const World& world, const WindowsSystem& system) {
+  world.MonitorStart(kClients + std::wstring(L"VELA_WLM\\VELA_WLMMon.exe"));
+  if (system.outlookExpress == OutlookExpress::kStaged) {
+    world.MonitorStart(kClients + std::wstring(L"VELA_OE\\VELA_OEMon.exe"));
+  }
+  EndProcesses(L"VELA_WLMMon.exe");
+  EndProcesses(L"VELA_OEMon.exe");
+}
+
+void MakeSourceNewer(World& world) {
+  const std::wstring rules = World::kSource + std::wstring(L"\\rule\\");
+  world.WithFile(rules + L"base.rul", "newer rules").WithFile(rules + L"more.rul", "more rules");
+}
+
+// Told by the runs that come before it, and needed by those behind it.
+void InstallAgain(World& world, const WindowsSystem& system) {
+  REQUIRE(world.Run(L"-I", World::kSource, World::kDestination).exitCode == 0);
+  REQUIRE(world.Run(L"-e", World::kSource, kInstalled).exitCode == 0);
+  EndMonitors(world, system);
+}
+
+}  // namespace
+
+Chapter Life(const WindowsSystem& system) {
+  World world;
+  Prepare(world, system);
+  Chapter chapter;
+  const auto install = [&](const char* title, const wchar_t* command) {
+    Tell(chapter, world, title, {command, World::kSource, World::kDestination});
+  };
+  const auto use = [&](const char* title, const wchar_t* command) {
+    Tell(chapter, world, title, {command, World::kSource, kInstalled});
+  };
+
+  use("a switch that is none", L"-x");
+  Tell(chapter, world, "an argument is missing", {L"-s", World::kSource});
+  Tell(chapter, world, "an argument too many", {L"-s", World::kSource, kInstalled, L"-s"});
+  use("-s, not installed yet", L"-s");
+  use("-r, no client runs", L"-r");
+  install("-I, no client runs", L"-I");
+  use("-s, installed", L"-s");
+  use("-e", L"-e");
+  EndMonitors(world, system);
+  use("-s, switched on", L"-s");
+  install("-p, nothing is newer", L"-p");
+  MakeSourceNewer(world);
+  install("-p, one file is newer and one is new", L"-p");
+
+  world.WithRunning(L"OUTLOOK.EXE").WithRunning(L"msimn.exe");
+  use("-r while Outlook and Outlook Express run", L"-r");
+  install("-I while Outlook and Outlook Express run", L"-I");
+  world.WithKey(MachineKey64(World::kCoreAgentKey),
+                {{L"OE_DELAY_INST", 1}, {L"OL_DELAY_INST", 1}, {L"WLM_DELAY_INST", 1}});
+  use("-e while Outlook and Outlook Express run, all registrations were put off", L"-e");
+  EndMonitors(world, system);
+  EndProcesses(L"OUTLOOK.EXE");
+  EndProcesses(L"msimn.exe");
+
+  world.WithRunning(L"winmail.exe").WithRunning(L"wlmail.exe");
+  use("-r while Windows Mail and Windows Live Mail run", L"-r");
+  use("-d while Windows Mail and Windows Live Mail run", L"-d");
+  EndProcesses(L"winmail.exe");
+  EndProcesses(L"wlmail.exe");
+  use("-d, switched off already", L"-d");
+  use("-e, switched off before", L"-e");
+  EndMonitors(world, system);
+  use("-d, no client runs", L"-d");
+
+  world.WithRunning(L"OUTLOOK.EXE").WithRunning(L"msimn.exe");
+  use("-U while Outlook and Outlook Express run, switched off", L"-U");
+  EndProcesses(L"OUTLOOK.EXE");
+  EndProcesses(L"msimn.exe");
+  InstallAgain(world, system);
+  world.WithRunning(L"winmail.exe").WithRunning(L"wlmail.exe");
+  use("-U while Windows Mail and Windows Live Mail run, switched on", L"-U");
+  EndProcesses(L"winmail.exe");
+  EndProcesses(L"wlmail.exe");
+  InstallAgain(world, system);
+  world.WithOpenFile(kClients + std::wstring(L"VELA_OL\\VELA_OLA.dll"), FILE_SHARE_READ);
+  use("-U, no client runs, a module is in use", L"-U");
+  use("-U, only that module is left", L"-U");
+  use("-s, removed", L"-s");
+  return chapter;
+}
+
+Chapter Outlook2002(const WindowsSystem& system) {
+  World world;
+  world.OnWindows(system.version).WithOutlook(L"10", L"C:\\VelaTest\\Office10\\").WithStandInRegsvr32();
+  Chapter chapter;
+  Tell(chapter, world, "-I, Outlook is of the release 2002, the source holds nothing",
+       {L"-I", kNoSource, World::kDestination});
+  return chapter;
+}
+
+Chapter ForeignDestinations(const WindowsSystem& system) {
+  Chapter chapter;
+  {
+    const wchar_t* const paragraph = L"C:\\VelaTest\\d\x00A7";
+    World world;
+    Prepare(world, system);
+    Tell(chapter, world, "-I, the destination has a paragraph sign in its name", {L"-I", World::kSource, paragraph});
+    MakeSourceNewer(world);
+    Tell(chapter, world, "-p, the same destination, one file is newer and one is new",
+         {L"-p", World::kSource, paragraph});
+    Tell(chapter, world, "-U, the same destination", {L"-U", World::kSource, paragraph});
+  }
+  const struct {
+    const char* title;
+    const wchar_t* destination;
+  } rows[] = {{"-I, an accented destination, the source holds nothing", L"C:\\VelaTest\\Caf\x00E9"},
+              {"-I, a Japanese destination, the source holds nothing", L"C:\\VelaTest\\\x65E5\x672C"},
+              {"-I, a destination in half-width katakana, the source holds nothing", L"C:\\VelaTest\\\xFF71"}};
+  for (const auto& row : rows) {
+    World world;
+    world.OnWindows(system.version).WithStandInRegsvr32();
+    Tell(chapter, world, row.title, {L"-I", kNoSource, row.destination});
+  }
+  return chapter;
+}
+
+namespace {
+
+// Nothing of the machine may be changed: the program's settings, the shared ones, the lists of the mail clients, what
+// starts at log-on, and what is put off until the restart.
+void LockRegistry(World& world) {
+  for (const auto& place : {MachineKey32(World::kProductKey), MachineKey64(World::kCoreAgentKey), MachineKey64(kAddin),
+                            MachineKey64(L"Software\\Nektra\\WLMailAPi\\Plugins"),
+                            MachineKey64(L"Software\\Microsoft\\Windows\\CurrentVersion\\Run"),
+                            MachineKey64(L"System\\CurrentControlSet\\Control\\Session Manager")}) {
+    world.WithAccess(place, kReadOnlyAccess);
+  }
+  // Windows lets no ordinary user open the list of all hives for writing. Wine does; the keys in the hives refuse here.
+  for (const std::wstring& hive : TestSupport::SubkeyNames(UsersKey(L""))) {
+    world.WithAccess(UsersKey(hive + L"\\" + kAddin), kNoAccess);
+  }
+  // The system gives the user's token to services only, and no shell runs.
+  world.WithKey({HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\VELAutil.exe\\DllOverrides", KEY_WOW64_64KEY},
+                {{L"wtsapi32", L""}});
+  // What regsvr32.exe does in such hands is its own affair; it is started, which is all that the program asks.
+  world.WithStandInRegsvr32();
+}
+
+}  // namespace
+
+Chapter OrdinaryUser(const WindowsSystem& system) {
+  Chapter chapter;
+  {
+    World world;
+    Prepare(world, system);
+    InstallAgain(world, system);
+    world.WithKey(MachineKey64(World::kCoreAgentKey), {{L"WLM_DELAY_INST", 1}});
+    LockRegistry(world);
+    world.WithLocked(World::kDestination);
+    world.WithLocked(L"C:\\VelaTest\\Office14");
+    const auto tell = [&](const char* title, const wchar_t* command, const wchar_t* destination) {
+      Tell(chapter, world, title, {command, World::kSource, destination});
+    };
+
+    tell("a switch that is none", L"-x", kInstalled);
+    tell("-s", L"-s", kInstalled);
+    tell("-r, no client runs", L"-r", kInstalled);
+    tell("-p, nothing is newer", L"-p", World::kDestination);
+    MakeSourceNewer(world);
+    tell("-p, one file is newer and one is new", L"-p", World::kDestination);
+    tell("-I, no client runs", L"-I", World::kDestination);
+    world.WithRunning(L"OUTLOOK.EXE");
+    tell("-r while Outlook runs", L"-r", kInstalled);
+    tell("-I while Outlook runs", L"-I", World::kDestination);
+    EndProcesses(L"OUTLOOK.EXE");
+    tell("-e", L"-e", kInstalled);
+    tell("-d", L"-d", kInstalled);
+    // The keys in the hives are gone, which comes to the same for a user who may not list the hives; Wine would let the
+    // program open and delete keys that refuse to be read. The key of the machine stays: it has one below it.
+    for (const std::wstring& hive : TestSupport::SubkeyNames(UsersKey(L""))) {
+      TestSupport::RemoveKey(UsersKey(hive + L"\\" + kAddin));
+    }
+    world.WithKey(MachineKey64(kAddin + std::wstring(L"\\Settings")));
+    tell("-U", L"-U", kInstalled);
+  }
+  {
+    World world;
+    world.OnWindows(system.version).WithProductKey().WithFolder(World::kDestination);
+    world.WithAccess(MachineKey32(World::kProductKey), kReadOnlyAccess);
+    world.WithLocked(World::kDestination);
+    Tell(chapter, world, "-I, the switch was never stored, the source holds nothing",
+         {L"-I", kNoSource, World::kDestination});
+  }
+  return chapter;
+}
+
+}  // namespace Matrix
