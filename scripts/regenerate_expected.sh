@@ -8,7 +8,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 expected=tests/matrix/expected
 
-if ! ctest --preset release -N -L matrix 2>/dev/null | grep -q ' matrix\.'; then
+if [[ ! -x build/release/tests/matrix.play.exe ]]; then
   echo "regenerate_expected.sh: there is no build with tests (cmake --preset release -DBUILD_TESTING=ON, then build)" >&2
   exit 1
 fi

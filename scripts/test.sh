@@ -4,7 +4,7 @@
 # All there is to check, from a fresh clone to the verdict: build, tests under Wine, sources, and that the build can be
 # repeated byte by byte. Goes on after a failure where that makes sense, and exits with 1 if anything failed. Uses
 # nothing outside the repository's build/ folder, no display, and no Wine prefix but its own. clang-tidy, which takes
-# longer than all the rest, is left to scripts/lint.sh.
+# longer than all the rest, is left to scripts/lint.sh, and tests with the label "full" to scripts/prove.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root=$PWD
@@ -32,7 +32,8 @@ messages=$build/Testing/messages
 
 run_tests() {
   rm -rf "$results" "$messages"
-  VELA_TEST_MESSAGES=$messages ctest --preset release -j "$test_jobs" --no-tests=error --output-junit "$results"
+  VELA_TEST_MESSAGES=$messages ctest --preset release -LE full -j "$test_jobs" --no-tests=error \
+    --output-junit "$results"
 }
 
 # Without a program there is nothing to test.

@@ -4,8 +4,8 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <stdexcept>
 
 #include "tests/support/FileSnapshot.h"
@@ -174,10 +174,14 @@ void CheckChapter(const Chapter& chapter, const std::string& fileName, bool mayW
   REQUIRE_MESSAGE(TestSupport::Exists(path), "there is no such text to compare with (scripts/regenerate_expected.sh)");
   const Chapter wanted = FromText(SplitLines(TestSupport::FileContent(path)));
   CHECK_LINES(Titles(chapter), (Titles(wanted)));
+  std::size_t differing = std::max(chapter.size(), wanted.size()) - std::min(chapter.size(), wanted.size());
   for (std::size_t i = 0; i < chapter.size() && i < wanted.size(); ++i) {
     CAPTURE(chapter[i].title);
     CHECK_LINES(chapter[i].lines, (wanted[i].lines));
+    differing += chapter[i].lines == wanted[i].lines ? 0U : 1U;
   }
+  // scripts/prove/matrix.sh counts these.
+  std::printf("%s: %zu runs, %zu differ\n", fileName.c_str(), chapter.size(), differing);
 }
 
 }  // namespace Matrix

@@ -123,11 +123,11 @@ case ${VELA_TEST_RIGHTS:-} in
   '') ;;
   ordinary)
     if ((EUID == 0)); then
-      rights=(setpriv --bounding-set=-dac_override,-dac_read_search --inh-caps=-dac_override,-dac_read_search)
+      rights=(setpriv '--bounding-set=-dac_override,-dac_read_search' '--inh-caps=-dac_override,-dac_read_search')
       # An empty file that nobody may read must be refused.
       : >"$run/locked" && chmod 000 "$run/locked"
-      if "${rights[@]}" cat "$run/locked" 2>/dev/null; then
-        say "root's rights over files cannot be put off here (setpriv): this is no ordinary user"
+      if ! "${rights[@]}" true || "${rights[@]}" cat "$run/locked" 2>/dev/null; then
+        say "root's rights over files cannot be put off here (setpriv): there is no ordinary user"
         exit 125
       fi
     fi

@@ -27,6 +27,11 @@ check "the exit code of a program is passed on" 1 $?
 check "arguments reach the program" 2 $?
 check "its output comes out" 2 "$(grep -c 'not creatable' "$work/out")"
 
+VELA_TEST_RIGHTS=ordinary "$runner" "$template" "$fixtures/Sleeper.exe" VelaRunnerTest 0 >"$work/out" 2>&1
+check "a program runs with the rights of an ordinary user" 1 $?
+VELA_TEST_RIGHTS=some "$runner" "$template" "$fixtures/Sleeper.exe" VelaRunnerTest 0 >"$work/out" 2>&1
+check "other rights are not known" 125 $?
+
 started=$SECONDS
 VELA_TEST_SECONDS=2 "$runner" "$template" "$fixtures/Sleeper.exe" VelaRunnerTest 100 >"$work/out" 2>&1
 check "a program that takes too long is ended" 124 $?

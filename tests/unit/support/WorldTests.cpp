@@ -5,6 +5,8 @@
 
 #include <windows.h>
 
+#include <stdexcept>
+
 #include "tests/support/TestFiles.h"
 
 using TestSupport::Lines;
@@ -208,6 +210,34 @@ TEST_CASE("a run that takes too long is ended and told") {
   CHECK(outcome.timedOut);
   CHECK(outcome.milliseconds < 6000);
   CHECK(TestSupport::CountProcesses(L"VELAutil.exe") == 0);
+}
+
+TEST_CASE("a folder is locked, or the world says that this program writes everywhere") {
+  const std::wstring file = World::kRoot + std::wstring(L"\\locked\\folder\\file");
+  bool locked = true;
+  {
+    World world;
+    world.WithFile(file, "text");
+    try {
+      world.WithLocked(World::kRoot + std::wstring(L"\\locked"));
+    } catch (const std::runtime_error&) {
+      locked = false;
+    }
+    for (const DWORD access : {GENERIC_READ, GENERIC_WRITE}) {
+      const HANDLE opened = ::CreateFileW(file.c_str(), access, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+      CHECK((opened != INVALID_HANDLE_VALUE) == (access == GENERIC_READ || !locked));
+      if (opened != INVALID_HANDLE_VALUE) {
+        ::CloseHandle(opened);
+      }
+    }
+    CHECK((::GetFileAttributesW(file.c_str()) & FILE_ATTRIBUTE_READONLY) == 0);
+    CHECK((::DeleteFileW(file.c_str()) != FALSE) == !locked);
+  }
+  wchar_t rights[16] = {};
+  if (::GetEnvironmentVariableW(L"VELA_TEST_RIGHTS", rights, 16) != 0) {
+    CHECK(locked);
+  }
+  CHECK_FALSE(TestSupport::Exists(World::kRoot));
 }
 
 TEST_CASE("a world leaves nothing behind") {
