@@ -7,12 +7,14 @@ namespace TestSupport {
 namespace {
 
 enum class Way {
-  kFalse,          // FALSE, null or 0, and the last-error code
-  kMinusOne,       // INVALID_HANDLE_VALUE, and the last-error code
-  kAllOnes,        // 0xFFFFFFFF as a DWORD, and the last-error code
-  kErrorCode,      // the code itself; the last-error code is left alone
-  kHresult,        // an HRESULT made of the code; the last-error code is left alone
-  kFalseSilently,  // FALSE; the last-error code is left alone
+  kFalse,            // FALSE, null or 0, and the last-error code
+  kMinusOne,         // INVALID_HANDLE_VALUE, and the last-error code
+  kAllOnes,          // 0xFFFFFFFF as a DWORD, and the last-error code
+  kErrorCode,        // the code itself; the last-error code is left alone
+  kHresult,          // an HRESULT made of the code; the last-error code is left alone
+  kFalseSilently,    // FALSE; the last-error code is left alone
+  kAllOnesSilently,  // 0xFFFFFFFF as a DWORD; the last-error code is left alone
+  kNotNull,          // what was to be freed, so anything but null, and the last-error code
 };
 
 struct Row {
@@ -26,6 +28,7 @@ constexpr Row kRows[] = {
     {"CreateDirectoryW", Way::kFalse},
     {"CreateFileW", Way::kMinusOne},
     {"DeleteFileW", Way::kFalse},
+    {"FindClose", Way::kFalse},
     {"FindFirstFileW", Way::kMinusOne},
     {"FindNextFileW", Way::kFalse},
     {"GetFileAttributesExW", Way::kFalse},
@@ -65,13 +68,17 @@ constexpr Row kRows[] = {
     {"LoadLibraryExW", Way::kFalse},
     {"LoadLibraryW", Way::kFalse},
     {"LocalAlloc", Way::kFalse},
+    {"LocalFree", Way::kNotNull},
     {"MultiByteToWideChar", Way::kFalse},
     {"OpenProcess", Way::kFalse},
     {"Process32FirstW", Way::kFalse},
     {"Process32NextW", Way::kFalse},
     {"ResetEvent", Way::kFalse},
+    {"SetDefaultDllDirectories", Way::kFalse},
     {"SetEnvironmentVariableW", Way::kFalse},
     {"SetEvent", Way::kFalse},
+    {"SetProcessMitigationPolicy", Way::kFalse},
+    {"WTSGetActiveConsoleSessionId", Way::kAllOnesSilently},
     {"WaitForSingleObject", Way::kAllOnes},
     {"WideCharToMultiByte", Way::kFalse},
     // advapi32: registry
@@ -97,6 +104,7 @@ constexpr Row kRows[] = {
     {"CopySid", Way::kFalse},
     {"CreateProcessAsUserW", Way::kFalse},
     {"CreateWellKnownSid", Way::kFalse},
+    {"DuplicateTokenEx", Way::kFalse},
     {"GetTokenInformation", Way::kFalse},
     {"GetUserNameW", Way::kFalse},
     {"ImpersonateLoggedOnUser", Way::kFalse},
@@ -111,6 +119,15 @@ constexpr Row kRows[] = {
     {"SetNamedSecurityInfoW", Way::kErrorCode},
     {"SetSecurityDescriptorDacl", Way::kFalse},
     {"SystemFunction036", Way::kFalseSilently},
+    // psapi, userenv, wtsapi32
+    {"CreateEnvironmentBlock", Way::kFalse},
+    {"DestroyEnvironmentBlock", Way::kFalse},
+    {"EnumProcessModules", Way::kFalse},
+    {"EnumProcesses", Way::kFalse},
+    {"GetModuleBaseNameW", Way::kFalse},
+    {"LoadUserProfileW", Way::kFalse},
+    {"UnloadUserProfile", Way::kFalse},
+    {"WTSQueryUserToken", Way::kFalse},
     // shell32, shlwapi, secur32
     {"GetUserNameExW", Way::kFalse},
     {"PathAppendW", Way::kFalseSilently},
@@ -139,6 +156,10 @@ FailureReturn FailureReturn::Of(const char* function, DWORD error) {
           return {static_cast<DWORD>(HRESULT_FROM_WIN32(error)), error, false};
         case Way::kFalseSilently:
           return {0, error, false};
+        case Way::kAllOnesSilently:
+          return {0xFFFFFFFFU, error, false};
+        case Way::kNotNull:
+          return {1, error, true};
       }
     }
   }

@@ -1,0 +1,269 @@
+#include "tests/faults/FaultWorld.h"
+
+#include <stdexcept>
+
+#include "tests/faults/ProductTrees.h"
+#include "tests/fixtures/ModuleClasses.h"
+#include "tests/support/TestFiles.h"
+#include "tests/support/TestPaths.h"
+#include "tests/support/TestRegistry.h"
+
+namespace Faults {
+namespace {
+
+using TestSupport::KeyPlace;
+using TestSupport::MachineKey32;
+using TestSupport::MachineKey64;
+using TestSupport::MakeKey;
+using TestSupport::UsersKey;
+using TestSupport::WriteTestFile;
+
+constexpr wchar_t kProductKey[] = L"SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA";
+constexpr wchar_t kSharedKey[] = L"Software\\OrvaneLabs\\CoreAgent\\VELA";
+constexpr wchar_t kRunKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Run";
+constexpr wchar_t kOffice[] = L"Software\\Microsoft\\Office";
+constexpr wchar_t kAddin[] = L"Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent";
+constexpr wchar_t kOwnUser[] = L"S-1-5-21-0-0-0-1000";
+constexpr wchar_t kIdentity[] = L"{0B3E2C77-1DE5-4A5E-9C35-000000000001}";
+constexpr const wchar_t* kOtherUsers[] = {L"S-1-5-21-1-2-3-1001", L"S-1-5-21-1-2-3-1002"};
+constexpr const wchar_t* kPluginEvents[] = {L"Global\\VELA_UPDATE_EVENT_OL", L"Global\\VELA_UPDATE_EVENT_OE",
+                                            L"Global\\VELA_UPDATE_EVENT_WLM"};
+constexpr wchar_t kProductData[] = L"C:\\ProgramData\\Orvane Labs";
+constexpr wchar_t kEndOfClients[] = L"Global\\VelaFaultsEndOfClients";
+
+// What earlier runs may have left outside of the world's own folder.
+constexpr const wchar_t* kPlaces[] = {kDestinationFolder,
+                                      kOfficeFolder,
+                                      kProductData,
+                                      L"C:\\windows\\Orvane Labs",
+                                      L"C:\\Orvane Labs",
+                                      L"C:\\ProgramData\\OL",
+                                      L"C:\\ProgramData\\OE",
+                                      L"C:\\ProgramData\\WLM",
+                                      L"C:\\ProgramData\\Users",
+                                      L"C:\\ProgramData\\log",
+                                      L"C:\\ProgramData\\{0B3E2C77-1DE5-4A5E-9C35-000000000001}",
+                                      L"C:\\windows\\OL",
+                                      L"C:\\windows\\OE",
+                                      L"C:\\windows\\WLM",
+                                      L"C:\\windows\\Users",
+                                      L"C:\\windows\\log",
+                                      L"C:\\windows\\{0B3E2C77-1DE5-4A5E-9C35-000000000001}"};
+
+std::wstring MailCache() {
+  wchar_t profile[MAX_PATH] = {};
+  ::GetEnvironmentVariableW(L"USERPROFILE", profile, MAX_PATH);
+  return std::wstring(profile) + L"\\AppData\\Local\\Microsoft\\Outlook\\Extend.dat";
+}
+
+std::wstring Source(const wchar_t* name) {
+  return std::wstring(kSourceFolder) + L"\\" + name;
+}
+
+// In the destination: once where install stages ("Orvane Labs\VELA"), once where uninstall deletes ("VELA").
+std::wstring Staged(const wchar_t* name) {
+  return std::wstring(kDestinationFolder) + L"\\Orvane Labs\\VELA\\" + name;
+}
+std::wstring Deleted(const wchar_t* name) {
+  return std::wstring(kDestinationFolder) + L"\\VELA\\" + name;
+}
+
+}  // namespace
+
+const std::vector<Scenario>& Scenarios() {
+  static const std::vector<Scenario> scenarios = {
+      {"-s", L"-s", {}, false, false},
+      {"-r", L"-r", {L"OUTLOOK.EXE", L"winmail.exe", L"wlmail.exe"}, true, false},
+      {"-p", L"-p", {L"OUTLOOK.EXE", L"wlmail.exe"}, true, false},
+      {"-d", L"-d", {}, false, false},
+      {"-e", L"-e", {}, false, false},
+      {"-e, no session token", L"-e", {L"Explorer.exe"}, false, true},
+      {"-I", L"-I", {}, false, false},
+      {"-I, client running", L"-I", {L"OUTLOOK.EXE"}, false, false},
+      {"-U", L"-U", {}, false, false},
+      {"-U, client running", L"-U", {L"winmail.exe", L"wlmail.exe"}, false, true},
+  };
+  return scenarios;
+}
+
+FaultWorld::FaultWorld(const Scenario& scenario, bool realModules) : scenario_(scenario) {
+  MakeKey({HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\faults.subject.exe", KEY_WOW64_64KEY},
+          {{L"Version", L"vista"}});
+  // Test prefixes have Wine's own explorer switched off; a program of that name of our own is not meant.
+  MakeKey({HKEY_CURRENT_USER, L"Software\\Wine\\DllOverrides", KEY_WOW64_64KEY}, {{L"*explorer.exe", L"native"}});
+  Clear();
+  TestSupport::RemoveTree(kWorldRoot);
+  PlantSource(realModules);
+  for (const wchar_t* const program : scenario.running) {
+    const std::wstring path = std::wstring(kWorldRoot) + L"\\running\\" + program;
+    TestSupport::CopyTestFile(TestSupport::FixturePath(L"Sleeper.exe"), path);
+    processes_.emplace_back(path, std::vector<std::wstring>{kEndOfClients, L"36000"});
+    for (int i = 0; TestSupport::CountProcesses(program) == 0; ++i) {
+      if (i == 500) {
+        throw std::runtime_error(TestSupport::ToUtf8(program) + " does not appear among the processes");
+      }
+      ::Sleep(10);
+    }
+  }
+  if (scenario.pluginsListen) {
+    for (const wchar_t* const name : kPluginEvents) {
+      events_.push_back(::CreateEventW(nullptr, TRUE, FALSE, name));
+    }
+  }
+}
+
+FaultWorld::~FaultWorld() {
+  for (const HANDLE event : events_) {
+    ::CloseHandle(event);
+  }
+  processes_.clear();
+  try {
+    Clear();
+    TestSupport::RemoveTree(kWorldRoot);
+  } catch (const std::exception&) {
+    // The next world tries again, and throws.
+  }
+}
+
+void FaultWorld::PlantSource(bool realModules) const {
+  const std::string longFile(0x4000, 'p');  // one byte more than a block of the copy
+  struct Text {
+    const wchar_t* name;
+    std::string content;
+  };
+  const Text texts[] = {
+      {L"Resource\\x64\\vela.res", "resource"},
+      {L"Resource\\common\\VELA_OL.ini", "[OL]"},
+      {L"Resource\\common\\VELA_OE.ini", "[OE]"},
+      {L"Resource\\common\\VELA_WLM.ini", "[WLM]"},
+      {L"OL\\VELA_OLA.dll", "outlook"},
+      {L"OL\\Redemption.dll", "redemption"},
+      {L"OL\\same.txt", "the same file in both places"},
+      {L"OE64\\VELA_OEMon.exe", "monitor"},
+      {L"WLM\\VELA_WLMMon.exe", "monitor"},
+      {L"Common\\win32\\vela.ptn", longFile},
+      {L"Common\\win64\\vela.ptn", "pattern"},
+      {L"rule\\lists\\approved.lst", "nested"},
+  };
+  for (const Text& text : texts) {
+    WriteTestFile(Source(text.name), text.content);
+  }
+  ::SetFileAttributesW(Source(L"rule\\lists\\approved.lst").c_str(), FILE_ATTRIBUTE_READONLY);
+  if (!realModules) {
+    return;
+  }
+  for (const auto& row : Fixtures::kModuleClasses) {
+    const std::wstring name = row.module;
+    const wchar_t* const folder = name.find(L"WLM") == 0                                 ? L"WLM\\"
+                                  : name.find(L"oe") == 0 || name.find(L"VELA_OEW") == 0 ? L"OE64\\"
+                                                                                         : L"OL\\";
+    TestSupport::CopyTestFile(TestSupport::FixturePath(L"ComModule.dll"), Source(folder) + name);
+  }
+}
+
+void FaultWorld::Reset() {
+  Clear();
+  PlantRegistry();
+  PlantInstalled();
+  PlantUserData();
+}
+
+void FaultWorld::PlantInstalled() {
+  WriteTestFile(Staged(L"VELA_OL\\VELA_OLA.dll"), "older");
+  TestSupport::CopyTestFile(Source(L"OL\\same.txt"), Staged(L"VELA_OL\\same.txt"));
+  WriteTestFile(Staged(L"VELA_OL\\Redemption.dll"), "in use");
+  WriteTestFile(Staged(L"VELA_WLM\\vela.ptn"), "older");
+  held_ = ::CreateFileW(Staged(L"VELA_OL\\Redemption.dll").c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                        OPEN_EXISTING, 0, nullptr);
+  if (held_ == INVALID_HANDLE_VALUE) {
+    throw std::runtime_error("the file that is to be in use cannot be opened");
+  }
+  WriteTestFile(Deleted(L"VELA_OL\\VELA_OLA.dll"), "installed");
+  WriteTestFile(Deleted(L"VELA_OL\\rule\\lists\\approved.lst"), "nested");
+  ::SetFileAttributesW(Deleted(L"VELA_OL\\rule\\lists\\approved.lst").c_str(), FILE_ATTRIBUTE_READONLY);
+  WriteTestFile(Deleted(L"VELA_WLM\\VELA_WLM.ini"), "[WLM]");
+  WriteTestFile(std::wstring(kOfficeFolder) + L"\\outlook.exe", "Outlook");
+  WriteTestFile(std::wstring(kOfficeFolder) + L"\\ADDINS\\Redemption.ECF", "forms");
+}
+
+void FaultWorld::PlantUserData() const {
+  const std::wstring data = kProductData;
+  WriteTestFile(data + L"\\OL\\Users\\" + kIdentity + L"\\approved.txt", "friends");
+  ::SetFileAttributesW((data + L"\\OL\\Users\\" + kIdentity + L"\\approved.txt").c_str(), FILE_ATTRIBUTE_READONLY);
+  WriteTestFile(data + L"\\VELA_common\\spam.db", "spam");
+  WriteTestFile(MailCache(), "cache");
+}
+
+void FaultWorld::PlantRegistry() const {
+  MakeKey(MachineKey32(kProductKey), {{L"VELAEnable", 1}});
+  MakeKey(MachineKey64(kSharedKey), {{L"OL_DELAY_INST", 1}, {L"OE_DELAY_INST", 1}, {L"WLM_DELAY_INST", 1}});
+  MakeKey(MachineKey64(L"Software\\Classes\\Outlook.Application\\CurVer"), {{L"", L"Outlook.Application.14"}});
+  MakeKey(MachineKey32(std::wstring(kOffice) + L"\\14.0"));
+  MakeKey(MachineKey32(std::wstring(kOffice) + L"\\14.0\\Outlook\\InstallRoot"),
+          {{L"Path", std::wstring(kOfficeFolder) + L"\\"}});
+  MakeKey(MachineKey64(kAddin), {{L"LoadBehavior", 3}});
+  MakeKey(MachineKey64(L"Software\\Nektra\\WLMailAPi\\Plugins"), {{L"WLMAilApiCppDllClient", L"VELA_WLMA.dll"}});
+  MakeKey(MachineKey64(kRunKey), {{L"OE", L"\"old\""}, {L"WLM", L"\"old\""}});
+  MakeKey(UsersKey(std::wstring(kOtherUsers[0]) + L"\\" + kAddin), {{L"LoadBehavior", 3}});
+  MakeKey(UsersKey(std::wstring(kOtherUsers[1]) + L"\\Software"));
+  if (!scenario_.shellOnly) {
+    MakeKey(UsersKey(std::wstring(kOwnUser) + L"\\Identities"), {{L"Default User ID", kIdentity}});
+  }
+}
+
+void FaultWorld::Clear() {
+  if (held_ != INVALID_HANDLE_VALUE) {
+    ::CloseHandle(held_);
+    held_ = INVALID_HANDLE_VALUE;
+  }
+  for (const wchar_t* const place : kPlaces) {
+    TestSupport::RemoveTree(place);
+  }
+  for (const wchar_t* const path : {L"Software\\OrvaneLabs", L"Software\\Nektra", kOffice}) {
+    TestSupport::RemoveKey(MachineKey64(path));
+    TestSupport::RemoveKey(MachineKey32(path));
+  }
+  TestSupport::RemoveKey(MachineKey64(L"Software\\Classes\\Outlook.Application"));
+  for (const auto& row : Fixtures::kModuleClasses) {
+    TestSupport::RemoveKey(MachineKey64(std::wstring(L"Software\\Classes\\CLSID\\") + row.classId));
+    TestSupport::RemoveKey(MachineKey64(std::wstring(L"Software\\Classes\\") + row.programId));
+  }
+  for (const wchar_t* const user : kOtherUsers) {
+    TestSupport::RemoveKey(UsersKey(user));
+  }
+  for (const wchar_t* const user : {kOwnUser, L".Default"}) {
+    TestSupport::RemoveKey(UsersKey(std::wstring(user) + L"\\" + kOffice));
+    TestSupport::RemoveKey(UsersKey(std::wstring(user) + L"\\Identities"));
+  }
+  TestSupport::RemoveValue(MachineKey64(kRunKey), L"OE");
+  TestSupport::RemoveValue(MachineKey64(kRunKey), L"WLM");
+  TestSupport::ClearPendingRenames();
+}
+
+TestSupport::FileSnapshot FaultWorld::Files() const {
+  TestSupport::FileSnapshot files;
+  for (const wchar_t* const place : kPlaces) {
+    files.Add(place, TestSupport::ToUtf8(place));
+  }
+  return files;
+}
+
+TestSupport::RegistrySnapshot FaultWorld::Registry() const {
+  TestSupport::RegistrySnapshot registry;
+  for (const wchar_t* const path : {L"Software\\OrvaneLabs", L"Software\\Nektra", kOffice, kRunKey}) {
+    registry.Add(HKEY_LOCAL_MACHINE, path, KEY_WOW64_64KEY);
+    registry.Add(HKEY_LOCAL_MACHINE, path, KEY_WOW64_32KEY);
+  }
+  for (const auto& row : Fixtures::kModuleClasses) {
+    registry.Add(HKEY_LOCAL_MACHINE, std::wstring(L"Software\\Classes\\CLSID\\") + row.classId, KEY_WOW64_64KEY);
+  }
+  for (const wchar_t* const user : {kOtherUsers[0], kOtherUsers[1]}) {
+    registry.Add(HKEY_USERS, user, KEY_WOW64_64KEY);
+  }
+  for (const wchar_t* const user : {kOwnUser, L".Default"}) {
+    registry.Add(HKEY_USERS, std::wstring(user) + L"\\" + kOffice, KEY_WOW64_64KEY);
+  }
+  return registry;
+}
+
+}  // namespace Faults

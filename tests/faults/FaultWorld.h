@@ -1,0 +1,53 @@
+// The machine on which the subject runs, one for each scenario: every command with much to do.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/FileSnapshot.h"
+#include "tests/support/RegistrySnapshot.h"
+#include "tests/support/TestProcess.h"
+
+namespace Faults {
+
+struct Scenario {
+  const char* name;
+  const wchar_t* commandSwitch;
+  std::vector<const wchar_t*> running;  // programs that run meanwhile
+  bool pluginsListen;                   // the plug-ins' events exist
+  bool shellOnly;                       // no session has a token: the shell's owner is taken, who has no identity
+};
+
+// Those of the sweep, in order. Windows is version 6.0 in all of them, which has every client.
+const std::vector<Scenario>& Scenarios();
+
+class FaultWorld {
+ public:
+  // `realModules`: the source holds modules that can be registered.
+  FaultWorld(const Scenario& scenario, bool realModules);
+  FaultWorld(const FaultWorld&) = delete;
+  FaultWorld& operator=(const FaultWorld&) = delete;
+  ~FaultWorld();
+
+  // Everything as before the first run.
+  void Reset();
+
+  TestSupport::FileSnapshot Files() const;
+  TestSupport::RegistrySnapshot Registry() const;
+
+ private:
+  void PlantSource(bool realModules) const;
+  void PlantInstalled();
+  void PlantRegistry() const;
+  void PlantUserData() const;
+  void Clear();
+
+  const Scenario& scenario_;
+  std::vector<TestSupport::TestProcess> processes_;
+  std::vector<HANDLE> events_;
+  HANDLE held_ = INVALID_HANDLE_VALUE;
+};
+
+}  // namespace Faults

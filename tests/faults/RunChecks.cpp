@@ -1,0 +1,118 @@
+#include "tests/faults/RunChecks.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+namespace Faults {
+namespace {
+
+using TestSupport::Lines;
+
+constexpr DWORD kSwitchNotStored = 0xE0FF0001;
+
+// What stays taken, and why it may.
+struct MeantToStay {
+  std::string_view note;   // how the note begins
+  std::string_view place;  // the function that took it, as far as its name is given
+  bool afterBindingOnly;   // only where a library or a function could not be bound
+};
+constexpr MeantToStay kMeantToStay[] = {
+    // A delay-loaded library stays until the process ends.
+    {"left LoadLibraryA ", "", false},
+    // A thread whose environment block cannot be had stays the user's. Only the next step of the same command, or the
+    // end of the process, takes it back.
+    {"left ImpersonateLoggedOnUser ", "OrCommon::TerminalService::StartImpersonateLoggedOnUser", false},
+    // The functions that give these back could not be had.
+    {"left CreateEnvironmentBlock ", "OrCommon::TerminalService::StartImpersonateLoggedOnUser", true},
+    {"left LoadUserProfileW ", "VELAUtility::LoadLoggedOnUserProfile", true},
+};
+
+bool Has(const Lines& log, std::string_view text) {
+  return std::any_of(log.begin(), log.end(),
+                     [&](const std::string& line) { return line.find(text) != std::string::npos; });
+}
+
+std::string Hexadecimal(DWORD number) {
+  char text[20] = {};
+  std::snprintf(text, sizeof text, "0x%lX", number);
+  return text;
+}
+
+// The words of "left CloseHandle 1a2b handle", with the place's name in the place of its number.
+std::string Named(const std::string& note, std::string& place) {
+  const std::size_t function = note.find(' ') + 1;
+  const std::size_t begin = note.find(' ', function) + 1;
+  const std::size_t end = std::min(note.find(' ', begin), note.size());
+  if (function == 0 || begin == 0 || note == "binding failed") {
+    return note;
+  }
+  place = PlaceName(note.substr(begin, end - begin));
+  return note.substr(0, begin) + "in " + place + note.substr(end);
+}
+
+bool BindingFailed(const SubjectOutcome& outcome) {
+  return std::any_of(outcome.remarks.begin(), outcome.remarks.end(),
+                     [](const std::string& remark) { return remark == "binding failed"; });
+}
+
+bool IsMeant(const SubjectOutcome& outcome, const std::string& note, const std::string& place) {
+  return note == "binding failed" ||
+         std::any_of(std::begin(kMeantToStay), std::end(kMeantToStay), [&](const MeantToStay& row) {
+           return note.compare(0, row.note.size(), row.note) == 0 &&
+                  place.compare(0, row.place.size(), row.place) == 0 &&
+                  (!row.afterBindingOnly || BindingFailed(outcome));
+         });
+}
+
+void CheckLog(const SubjectOutcome& outcome, Lines& broken) {
+  if (!outcome.logPossible) {
+    return;  // its folder could not be made: the run goes on without a log
+  }
+  const std::string wanted = " VELA END!!! RetrunCode:" + std::to_string(static_cast<int>(outcome.exitCode));
+  if (outcome.log.empty() || outcome.log.back().find(wanted) == std::string::npos) {
+    broken.push_back("the closing line is missing or tells another result: \"" +
+                     (outcome.log.empty() ? std::string() : outcome.log.back()) + "\"");
+  }
+}
+
+void CheckExitCode(const Scenario& scenario, const SubjectOutcome& outcome, Lines& broken) {
+  const wchar_t letter = scenario.commandSwitch[1];
+  const DWORD code = outcome.exitCode;
+  DWORD wanted = 0;
+  if (letter == L'I') {
+    const bool lost = Has(outcome.log, "Fail to set VELA enable/disable status to reg !!");
+    wanted = lost || (!outcome.logPossible && code == kSwitchNotStored) ? kSwitchNotStored : 0;
+  } else if (letter == L'r' || letter == L'p') {
+    const bool refused = Has(outcome.log, "Fail to OpenEvent() for VELA_SHADOW_UPDATE_EVENT");
+    wanted = refused || (!outcome.logPossible && code == 0) ? 0 : 1;
+  }
+  if (code != wanted) {
+    broken.push_back("exit code " + Hexadecimal(code) + ", not " + Hexadecimal(wanted));
+  }
+}
+
+}  // namespace
+
+Lines BrokenPromises(const Scenario& scenario, const SubjectOutcome& outcome) {
+  Lines broken;
+  if (outcome.timedOut) {
+    return {"it did not end"};
+  }
+  if (!outcome.noted) {
+    return {"it died: exit code " + Hexadecimal(outcome.exitCode)};
+  }
+  CheckLog(outcome, broken);
+  CheckExitCode(scenario, outcome, broken);
+  for (const std::string& remark : outcome.remarks) {
+    std::string place;
+    const std::string named = Named(remark, place);
+    if (!IsMeant(outcome, remark, place)) {
+      broken.push_back(named);
+    }
+  }
+  return broken;
+}
+
+}  // namespace Faults

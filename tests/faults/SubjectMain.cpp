@@ -1,0 +1,11 @@
+// The program, whose Windows calls fail when told to: see SubjectRun.h.
+#include <windows.h>
+
+#include "cli/CommandDispatcher.h"
+
+int wmain(int count, wchar_t* arguments[]);  // the runtime's entry point for wide arguments
+
+int wmain(int count, wchar_t* arguments[]) {
+  ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+  return RunCommand(count, arguments);
+}
