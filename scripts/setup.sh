@@ -29,6 +29,7 @@ lint shellcheck shellcheck
 prove g++ g++
 prove gcovr gcovr
 prove clang clang++
+prove bubblewrap bwrap
 prove libclang-rt-14-dev /usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a
 END
 }

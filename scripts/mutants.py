@@ -1,0 +1,244 @@
+#!/usr/bin/env python3
+"""mutants.py [--count N] [--seed N] [--only FILE]... [--list] [--again] [--jobs N]
+
+Makes small changes in copies of the product's sources, one at a time, and sees whether the tests notice. At least 95 in
+100 must be caught. Survivors are printed; one that changes nothing that can be seen is told in
+tests/mutants/equivalent.txt and not counted.
+
+  --count  how many changes (default 300)      --list   print the sample and end
+  --seed   another sample                      --again  only what survived the last run
+  --only   only changes in this file           --jobs   how many at a time (default: the processors)
+
+Writes build/prove/mutants.md and build/mutants/survivors.txt. Exits with 1 below 95 per cent and with 2 where it could not run.
+"""
+import argparse
+import collections
+import concurrent.futures
+import hashlib
+import json
+import os
+import pathlib
+import re
+import sys
+import threading
+import time
+
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
+from mutation import bench, sandbox  # noqa: E402
+from mutation.changes import KINDS, find_changes, in_order  # noqa: E402
+from mutation.equivalents import matching, read_entries  # noqa: E402
+from mutation.fitting import COMPANIONS, FITTING, fitting_tests  # noqa: E402
+
+WANTED = 95.0
+REPORT = bench.ROOT / "build/prove/mutants.md"
+SURVIVORS = bench.FOLDER / "survivors.txt"
+VERDICTS = bench.FOLDER / "verdicts.json"
+
+CAUGHT, TIMED_OUT, WITHOUT_EFFECT, SURVIVED = "caught", "caught by the time limit", "without effect", "survived"
+
+
+class Sample:
+    """Hands changes out, so many of each kind; what a kind does not have, the larger kinds give."""
+
+    def __init__(self, changes, seed, count):
+        ordered = in_order(changes, seed)
+        self.left = {kind: collections.deque(ordered[kind]) for kind in KINDS}
+        self.lock = threading.Lock()
+        self.slots = [KINDS[number % len(KINDS)] for number in range(count)]
+
+    def take(self, kind):
+        with self.lock:
+            if not self.left[kind]:
+                kind = max(KINDS, key=lambda other: len(self.left[other]))
+            return self.left[kind].popleft() if self.left[kind] else None
+
+
+class Trials:
+    def __init__(self, workplaces, sources, equivalents, jobs):
+        self.bench = workplaces
+        self.sources = sources
+        self.equivalents = equivalents
+        self.jobs = jobs
+        self.seconds = {}  # test -> what it takes without a change
+        self.catches = collections.Counter()  # (file, test) -> changes caught
+        self.places = collections.deque(
+            bench.Workplace(workplaces, bench.FOLDER / f"trial{number}") for number in range(jobs))
+        self.refused = 0
+        self.verdicts = []
+        self.lock = threading.Lock()
+
+    def see_tests_pass(self, names):
+        """Without a change all tests pass here, or a failure would mean nothing."""
+        state = hashlib.sha256()
+        for program in sorted({program for name in names for program in self.bench.tests[name].programs}):
+            state.update(program.encode() + (bench.BUILD / program).read_bytes())
+        record = bench.FOLDER / "baseline.json"
+        if record.exists():
+            known = json.loads(record.read_text(encoding="utf-8"))
+            if known["state"] == state.hexdigest():
+                self.seconds = known["seconds"]
+                return
+
+        def one(name):
+            started = time.monotonic()
+            verdict, output = sandbox.run_test(self.bench.tests[name], {}, 400, False)
+            if verdict != sandbox.PASSED:
+                raise bench.CannotRun(f"{name} {verdict} without any change:\n{output[-3000:]}")
+            self.seconds[name] = time.monotonic() - started
+        with concurrent.futures.ThreadPoolExecutor(self.jobs) as pool:
+            list(pool.map(one, sorted(names)))
+        record.write_text(json.dumps({"state": state.hexdigest(), "seconds": self.seconds}), encoding="utf-8")
+
+    def test(self, change, place):
+        """The verdict on a change, and the test that it owes it to; throws where the change does not compile."""
+        place.begin(change.file, change.apply(self.sources[change.file]))
+        for group in fitting_tests(change.file, self.bench.tests):
+            group.sort(key=lambda name: (-self.catches[change.file, name], self.seconds[name]))
+            for name in group:
+                test = self.bench.tests[name]
+                replaced = {program: place.program(program) for program in test.programs}
+                replaced = {program: changed for program, changed in replaced.items() if changed}
+                if not replaced:
+                    continue
+                limit = round(15 + 6 * self.seconds[name])
+                verdict, _ = sandbox.run_test(test, replaced, limit, True)
+                if verdict != sandbox.PASSED:
+                    self.catches[change.file, name] += 1
+                    return (CAUGHT if verdict == sandbox.FAILED else TIMED_OUT), name
+        return SURVIVED, ""
+
+    def judge(self, take):
+        """Tries changes until one compiles, and notes the verdict on that."""
+        while change := take():
+            started = time.monotonic()
+            if self.is_equivalent(change):
+                verdict, name = WITHOUT_EFFECT, ""
+            else:
+                place = self.places.popleft()
+                try:
+                    verdict, name = self.test(change, place)
+                except bench.DoesNotCompile:
+                    self.refused += 1
+                    continue
+                finally:
+                    self.places.append(place)
+            with self.lock:
+                self.verdicts.append((change, verdict))
+                print(f"{len(self.verdicts):4} {change.kind:10} {change.file}:{change.line} {verdict}"
+                      f"{' by ' + name if name else ''} ({time.monotonic() - started:.1f} s)", flush=True)
+                if verdict == SURVIVED:
+                    print(described(change), end="", flush=True)
+            return
+
+    def is_equivalent(self, change):
+        return (change.file, change.before, change.after) in self.equivalents
+
+
+def described(change):
+    """As an entry of tests/mutants/equivalent.txt would begin."""
+    return f"# {change.kind}, line {change.line}\nfile: {change.file}\nwas: {change.before}\nnow: {change.after}\n\n"
+
+
+def name_of(change):
+    return [change.file, change.kind, change.before, change.after, change.key]
+
+
+def report(trials, seconds):
+    counted = collections.Counter((change.kind, verdict) for change, verdict in trials.verdicts)
+    rows = ["| kind | mutants | caught | without effect | survived |", "|---|---|---|---|---|"]
+    totals = collections.Counter()
+    for kind in KINDS:
+        caught = counted[kind, CAUGHT] + counted[kind, TIMED_OUT]
+        numbers = {"caught": caught, "without": counted[kind, WITHOUT_EFFECT], "survived": counted[kind, SURVIVED]}
+        totals.update(numbers)
+        rows.append(f"| {kind} | {sum(numbers.values())} | {caught} | {numbers['without']} | {numbers['survived']} |")
+    rows.append(f"| **all** | {sum(totals.values())} | {totals['caught']} | {totals['without']} | {totals['survived']} |")
+    judged = totals["caught"] + totals["survived"]
+    share = 100.0 * totals["caught"] / judged if judged else 0.0
+    timed_out = sum(1 for _, verdict in trials.verdicts if verdict == TIMED_OUT)
+    summary = (f"{share:.1f} % caught: {totals['caught']} of {judged} mutants, {timed_out} of them by the time limit; "
+               f"{totals['without']} more are without effect, {trials.refused} did not compile and were replaced. "
+               f"{seconds:.0f} s.")
+    REPORT.parent.mkdir(parents=True, exist_ok=True)
+    REPORT.write_text("\n".join([summary, "", *rows, ""]), encoding="utf-8")
+    survivors = sorted((change for change, verdict in trials.verdicts if verdict == SURVIVED),
+                       key=lambda change: (change.file, change.line))
+    SURVIVORS.write_text("".join(described(change) for change in survivors), encoding="utf-8")
+    print("\n" + "\n".join(rows) + "\n\n" + summary)
+    return share
+
+
+def parse_arguments():
+    parser = argparse.ArgumentParser(usage=__doc__)
+    parser.add_argument("--count", type=int, default=300)
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--only", action="append", default=[])
+    parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1)
+    parser.add_argument("--list", action="store_true")
+    parser.add_argument("--again", action="store_true")
+    return parser.parse_args()
+
+
+def product_sources():
+    sources = {}
+    for folder in FITTING:
+        for path in (bench.SOURCE / folder).rglob("*"):
+            if path.suffix in (".cpp", ".h"):
+                sources[path.relative_to(bench.SOURCE).as_posix()] = path.read_text(encoding="utf-8")
+    return sources
+
+
+def main():
+    arguments = parse_arguments()
+    started = time.monotonic()
+    bench.copy_sources()
+    sources = product_sources()
+    changes = find_changes(sources)
+    entries = read_entries((bench.SOURCE / "tests/mutants/equivalent.txt").read_text(encoding="utf-8"))
+    equivalents = matching(entries, changes)
+    for file in arguments.only:
+        if file not in sources:
+            raise bench.CannotRun(f"{file} is no source of the product")
+    chosen = [change for change in changes if not arguments.only or change.file in arguments.only]
+    if arguments.again:
+        survived = {tuple(name) for name, verdict in json.loads(VERDICTS.read_text(encoding="utf-8"))
+                    if verdict == SURVIVED}
+        chosen = [change for change in chosen if tuple(name_of(change)) in survived]
+    count = min(arguments.count, len(chosen))
+    sample = Sample(chosen, arguments.seed, count)
+    if arguments.list:
+        for kind in sample.slots:
+            change = sample.take(kind)
+            print(described(change), end="")
+        return 0
+    if count == 0:
+        raise bench.CannotRun("no changes to try")
+    bench.build_all(arguments.jobs)
+    workplaces = bench.Bench(COMPANIONS)
+    workplaces.prepare_prefix()
+    trials = Trials(workplaces, sources, equivalents, arguments.jobs)
+    names = {name for change in chosen for group in fitting_tests(change.file, workplaces.tests) for name in group}
+    trials.see_tests_pass(names)
+    print(f"{len(changes)} changes can be made, {count} are tried; ready after {time.monotonic() - started:.0f} s",
+          flush=True)
+    with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
+        waiting = [pool.submit(trials.judge, lambda kind=kind: sample.take(kind)) for kind in sample.slots]
+        try:
+            for one in waiting:
+                one.result()
+        except BaseException:
+            pool.shutdown(cancel_futures=True)
+            raise
+    VERDICTS.write_text(json.dumps([(name_of(change), verdict) for change, verdict in trials.verdicts]),
+                        encoding="utf-8")
+    share = report(trials, time.monotonic() - started)
+    return 0 if share >= WANTED else 1
+
+
+if __name__ == "__main__":
+    try:
+        sys.exit(main())
+    except bench.CannotRun as reason:
+        print(f"mutants: could not run: {reason}", file=sys.stderr)
+        sys.exit(2)

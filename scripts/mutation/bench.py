@@ -1,0 +1,218 @@
+"""The built product and its tests: which commands made what, and how to make and run one of them with a change in it.
+
+Everything lies in build/mutants: a copy of the sources, an ordinary build of them, and one folder for each trial that
+is under way, with the changed source, the objects, libraries and programs that it is part of, and nothing else.
+"""
+import dataclasses
+import filecmp
+import json
+import os
+import pathlib
+import re
+import shlex
+import shutil
+import subprocess
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
+FOLDER = ROOT / "build/mutants"
+SOURCE = FOLDER / "source"
+BUILD = FOLDER / "build"
+
+
+class CannotRun(Exception):
+    """The trials say nothing: something that they stand on is broken."""
+
+
+def run(command, folder, what):
+    result = subprocess.run(command, cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                            stderr=subprocess.STDOUT, text=True, errors="replace", check=False)
+    if result.returncode != 0:
+        raise CannotRun(f"{what} failed:\n{result.stdout[-3000:]}")
+    return result.stdout
+
+
+def copy_sources():
+    """What git knows or is about to, in a copy whose files change only where their bytes do."""
+    if (ROOT / ".git").exists():
+        listed = run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"], ROOT, "git ls-files")
+    else:  # an unpacked archive
+        listed = run(["find", ".", "(", "-path", "./build*", "-o", "-path", "./.git", ")", "-prune", "-o", "-type", "f",
+                      "-printf", "%P\\0"], ROOT, "find")
+    names = {name for name in listed.split("\0") if name and (ROOT / name).is_file()}
+    for path in [path for path in SOURCE.rglob("*") if path.is_file()]:
+        if path.relative_to(SOURCE).as_posix() not in names:
+            path.unlink()
+    for name in names:
+        target = SOURCE / name
+        if not target.is_file() or not filecmp.cmp(ROOT / name, target, shallow=False):
+            target.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(ROOT / name, target)
+
+
+def build_all(jobs):
+    run(["cmake", "--preset", "release", "-B", str(BUILD), "-DBUILD_TESTING=ON"], SOURCE, "cmake")
+    run(["ninja", "-j", str(jobs)], BUILD, "the build")
+
+
+@dataclasses.dataclass(frozen=True)
+class Test:
+    name: str
+    command: tuple  # as CTest runs it
+    environment: tuple
+    programs: tuple  # in the build folder; the first one is the test itself
+
+
+def ninja_command(target):
+    line = run(["ninja", "-t", "commands", "-s", target], BUILD, f"ninja -t commands {target}").strip().split("\n")[-1]
+    return re.sub(r"^: && | && :$", "", line)
+
+
+class Bench:
+    """`companions`: test program -> the other programs that it starts and that are linked from the product."""
+
+    def __init__(self, companions):
+        self.compile = {}  # object -> words of its command
+        self.object_of = {}  # product source -> its object
+        for entry in json.loads((BUILD / "compile_commands.json").read_text(encoding="utf-8")):
+            if entry["file"].endswith(".cpp"):
+                self.compile[entry["output"]] = shlex.split(entry["command"])
+                self.object_of.setdefault(os.path.relpath(entry["file"], SOURCE), entry["output"])
+        self.users_of = self._users_of()
+        self.tests = self._tests(companions)
+        self.link = {}  # program -> words
+        self.members = {}  # archive -> its objects
+        for program in {program for test in self.tests.values() for program in test.programs}:
+            self.link[program] = shlex.split(ninja_command(program))
+            for archive in self.link[program]:
+                if archive.endswith(".a") and not archive.startswith("-") and archive not in self.members:
+                    self.members[archive] = self._members(archive)
+
+    def _users_of(self):
+        """Header -> the objects that are compiled from it."""
+        users, current = {}, ""
+        for line in run(["ninja", "-t", "deps"], BUILD, "ninja -t deps").split("\n"):
+            if line and not line.startswith(" "):
+                current = line.split(":")[0]
+            elif line.strip():
+                path = os.path.normpath(os.path.join(BUILD, line.strip()))
+                if path.startswith(str(SOURCE) + "/"):
+                    users.setdefault(os.path.relpath(path, SOURCE), []).append(current)
+        return users
+
+    def _members(self, archive):
+        if not (BUILD / archive).exists() or "_delay" in archive or os.path.isabs(archive):
+            return []
+        return [word for word in shlex.split(ninja_command(archive)) if word.endswith(".obj")]
+
+    def _tests(self, companions):
+        shown = json.loads(run(["ctest", "--show-only=json-v1"], BUILD, "ctest --show-only"))
+        tests = {}
+        for entry in shown["tests"]:
+            properties = {item["name"]: item["value"] for item in entry["properties"]}
+            command = entry["command"]
+            if len(command) < 4 or not command[1].endswith("run_in_prefix.sh"):
+                continue
+            program = os.path.relpath(command[3], BUILD)
+            others = tuple(name for pattern, names in companions.items() if re.fullmatch(pattern, entry["name"])
+                           for name in names)
+            tests[entry["name"]] = Test(entry["name"], tuple(command), tuple(properties.get("ENVIRONMENT", ())),
+                                        (program, *others))
+        return tests
+
+    def prepare_prefix(self):
+        """The templates that every test is run in a copy of."""
+        run(["ctest", "-R", r"^prefix\.(template|locale_932)$", "--no-tests=error"], BUILD, "the Wine prefix")
+        (BUILD / "tests/prefix.runs").mkdir(exist_ok=True)
+
+    def affected(self, file):
+        """The objects that a change in this source or header is compiled into."""
+        return set(self.users_of.get(file, [])) | ({self.object_of[file]} if file in self.object_of else set())
+
+
+class DoesNotCompile(Exception):
+    pass
+
+
+class Workplace:
+    """One folder for one changed source at a time. What the trial of it needs is made when it is asked for."""
+
+    def __init__(self, bench, folder):
+        self.bench = bench
+        self.folder = folder
+
+    def begin(self, file, text):
+        shutil.rmtree(self.folder, ignore_errors=True)
+        self.changed = self.folder / "source" / file
+        self.changed.parent.mkdir(parents=True)
+        self.changed.write_text(text, encoding="utf-8")
+        self.file = file
+        self.affected = self.bench.affected(file)
+        self.made = {}
+
+    def _place(self, name):
+        place = self.folder / "made" / name
+        place.parent.mkdir(parents=True, exist_ok=True)
+        return place
+
+    def _make(self, command, what):
+        try:
+            result = subprocess.run(command, cwd=BUILD, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                    stderr=subprocess.STDOUT, text=True, errors="replace", timeout=300, check=False)
+        except subprocess.TimeoutExpired as expired:
+            raise CannotRun(f"{what} took more than 300 seconds") from expired
+        if result.returncode != 0:
+            raise DoesNotCompile(result.stdout)
+
+    def object(self, name):
+        """A changed object: not optimised, and without warnings, so that only tests stand between it and the world."""
+        if name not in self.made:
+            place = self._place(name)
+            original = str(SOURCE / self.file)
+            words = []
+            for word in self.bench.compile[name]:
+                if word == original:
+                    word = str(self.changed)
+                elif word == "-Werror":
+                    word = "-w"
+                elif word == "-Os":
+                    word = "-O0"
+                elif word == "-D_FORTIFY_SOURCE=2":
+                    continue
+                words.append(word)
+            for option, value in (("-o", str(place)), ("-MF", str(place) + ".d")):
+                words[words.index(option) + 1] = value
+            self._make([words[0], "-iquote", str(self.folder / "source"), *words[1:]], name)
+            self.made[name] = str(place)
+        return self.made[name]
+
+    def archive(self, name):
+        if name not in self.made:
+            objects = [self.object(member) for member in self.bench.members[name] if member in self.affected]
+            if not objects:
+                self.made[name] = name
+            else:
+                place = self._place(name)
+                shutil.copy(BUILD / name, place)
+                self._make(["x86_64-w64-mingw32-ar", "r", str(place), *objects], name)
+                self.made[name] = str(place)
+        return self.made[name]
+
+    def program(self, name):
+        """The place of the changed program, or "" where the change is no part of it."""
+        if name not in self.made:
+            words = []
+            for word in self.bench.link[name]:
+                if word in self.affected:
+                    words.append(self.object(word))
+                elif word in self.bench.members:
+                    words.append(self.archive(word))
+                elif not word.startswith("-Wl,--out-implib"):
+                    words.append(word)
+            if words == [word for word in self.bench.link[name] if not word.startswith("-Wl,--out-implib")]:
+                self.made[name] = ""
+            else:
+                place = self._place(name)
+                words[words.index("-o") + 1] = str(place)
+                self._make(words, name)
+                self.made[name] = str(place)
+        return self.made[name]

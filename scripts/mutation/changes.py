@@ -1,0 +1,256 @@
+"""Small changes of C++ sources, one at a time: what a slip of the hand could have left there."""
+import dataclasses
+import hashlib
+import re
+
+from mutation.source_text import Source
+
+KINDS = ("constant", "level", "comparison", "order", "skipped", "text", "return", "not")
+
+COMPARISONS = {"==": "!=", "!=": "==", "<": "<=", "<=": "<", ">": ">=", ">=": ">", "&&": "||", "||": "&&"}
+LEVELS = {"Info": "Error", "Error": "Warn", "Warn": "Event", "Event": "Info"}
+OPPOSITES = {"true": "false", "false": "true", "TRUE": "FALSE", "FALSE": "TRUE"}
+NUMBER = re.compile(r"(0[xX][0-9a-fA-F]+|\d+)([uUlL]*)")
+FLAG = re.compile(r"[A-Z][A-Z0-9]*_[A-Z0-9_]+")
+CHARACTER = re.compile(r"\\(?:x[0-9a-fA-F]+|[0-7]{1,3}|.)|[^\\]", re.S)
+
+
+@dataclasses.dataclass(frozen=True)
+class Change:
+    file: str
+    kind: str
+    start: int  # in the text of the file
+    end: int
+    new: str
+    line: int
+    before: str  # the lines it touches, blanks put together
+    after: str
+    key: str = ""  # the place among equal ones of its file, so that every change has a name of its own
+
+    def apply(self, text):
+        return text[:self.start] + self.new + text[self.end:]
+
+    def rank(self, seed):
+        """A place in the order of the sample that depends on nothing but the change and the seed, so that an edit
+        elsewhere leaves the sample as it was."""
+        name = "\0".join((str(seed), self.file, self.kind, self.before, self.after, self.key))
+        return hashlib.sha256(name.encode()).hexdigest()
+
+
+def families(texts):
+    """Every flag of Windows (KEY_READ) and every named constant of a type (View::k32Bit) that the sources mention
+    -> the next one of its family."""
+    found = {}
+    for text in texts:
+        source = Source(text)
+        for index, token in enumerate(source.tokens):
+            if token.kind == "name":
+                family = family_of(source, index)
+                if family:
+                    found.setdefault(family, set()).add(token.text)
+    others = {}
+    for family, members in found.items():
+        ordered = sorted(members)
+        for index, member in enumerate(ordered):
+            if len(ordered) > 1:
+                others[family, member] = ordered[(index + 1) % len(ordered)]
+    return others
+
+
+def family_of(source, index):
+    word = source.word(index)
+    if FLAG.fullmatch(word):
+        return word.split("_")[0]
+    if re.match(r"k[A-Z0-9]", word) and source.word(index - 1) == "::":
+        return source.word(index - 2) + "::"
+    return ""
+
+
+class Finder:
+    """All changes of one file."""
+
+    def __init__(self, file, text, others):
+        self.file = file
+        self.source = Source(text)
+        self.text = text
+        self.others = others
+        self.changes = []
+        self.seen = {}
+        self.left_out = self._left_out()
+
+    def _left_out(self):
+        """Tokens that are not there at run time."""
+        tokens = set()
+        for index, token in enumerate(self.source.tokens):
+            if token.text in ("static_assert", "assert") and self.source.word(index + 1) == "(":
+                tokens.update(range(index, self.source.partner[index + 1] + 1))
+            elif token.text in ("using", "virtual", "template", "enum", "extern") and token.kind == "name":
+                last = index
+                while self.source.word(last) not in (";", "{", ")", ""):
+                    last += 1
+                tokens.update(range(index, last + 1))
+            elif token.text == "[" and self.source.word(index + 1) == "[":
+                tokens.update(range(index, self.source.partner[index] + 1))
+        return tokens
+
+    def find(self):
+        for index, token in enumerate(self.source.tokens):
+            if index in self.left_out:
+                continue
+            if token.kind == "number":
+                self._number(index)
+            elif token.kind in ("text", "char"):
+                self._text(index)
+            elif token.kind == "name":
+                self._name(index)
+            else:
+                self._sign(index)
+        for opening in self.source.bodies():
+            self._body(opening)
+        for opening in self.source.value_lists():
+            self._rows(opening)
+        return self.changes
+
+    def _add(self, kind, first, last, new):
+        start, end = self.source.span(first, last)
+        if self.text[start:end] == new:
+            return
+        begin = self.text.rfind("\n", 0, start) + 1
+        stop = self.text.find("\n", end)
+        stop = len(self.text) if stop < 0 else stop
+        before = " ".join(self.text[begin:stop].split())
+        after = " ".join((self.text[begin:start] + new + self.text[end:stop]).split())
+        name = (kind, before, after)
+        self.seen[name] = self.seen.get(name, 0) + 1
+        self.changes.append(Change(self.file, kind, start, end, new, self.text.count("\n", 0, start) + 1, before, after,
+                                   str(self.seen[name])))
+
+    def _number(self, index):
+        match = NUMBER.fullmatch(self.source.word(index))
+        if match is None or self.source.word(index - 1) == "return":
+            return
+        value = int(match.group(1), 0) if match.group(1) != "0" * len(match.group(1)) else 0
+        more = f"0x{value + 1:X}" if match.group(1)[:2].lower() == "0x" else str(value + 1)
+        self._add("constant", index, index, more + match.group(2))
+        if value != 0:
+            self._add("constant", index, index, "0" + match.group(2))
+
+    def _text(self, index):
+        word = self.source.word(index)
+        quote = word[-1]
+        opening = word.index(quote)
+        characters = CHARACTER.findall(word[opening + 1:-1])
+        plain = [place for place, character in enumerate(characters) if len(character) == 1]
+        if plain:
+            place = plain[int(hashlib.sha256(word.encode()).hexdigest(), 16) % len(plain)]
+            characters[place] = other_character(characters[place])
+        elif characters:
+            characters[0] = "x"
+        else:
+            characters = ["x"]
+        self._add("text", index, index, word[:opening + 1] + "".join(characters) + quote)
+
+    def _name(self, index):
+        word = self.source.word(index)
+        if word in OPPOSITES and self.source.word(index - 1) != "return":
+            self._add("constant", index, index, OPPOSITES[word])
+        elif word in LEVELS and self.source.word(index - 2) == "RunLog" and self.source.word(index + 1) == "(":
+            self._add("level", index, index, LEVELS[word])
+        elif word in ("if", "while"):
+            self._condition(index + 1)
+        elif word == "return":
+            self._return(index)
+        else:
+            family = family_of(self.source, index)
+            if family and (family, word) in self.others:
+                self._add("constant", index, index, self.others[family, word])
+
+    def _condition(self, opening):
+        if self.source.word(opening) != "(":  # if constexpr
+            return
+        first, last = opening + 1, self.source.partner[opening] - 1
+        words = [self.source.word(index) for index in range(first, last + 1)]
+        if ";" in words or (words[0] == "!" and not {"&&", "||"} & set(words)):  # the dropped "!" is the same
+            return
+        start, end = self.source.span(first, last)
+        self._add("comparison", first, last, f"!({self.text[start:end]})")
+
+    def _return(self, index):
+        first, last = index + 1, index + 1
+        while self.source.word(last) != ";":
+            if self.source.word(last) in ("(", "{", "["):
+                last = self.source.partner[last]
+            last += 1
+        last -= 1
+        if last < first:
+            return
+        word = self.source.word(first)
+        if first == last and word in OPPOSITES:
+            self._add("return", first, last, OPPOSITES[word])
+        elif first == last and NUMBER.fullmatch(word):
+            self._add("return", first, last, str(int(word, 0) + 1))
+        elif word != "{":
+            start, end = self.source.span(first, last)
+            if word != "!":
+                self._add("return", first, last, f"!({self.text[start:end]})")
+            self._add("return", first, last, "{}")
+
+    def _sign(self, index):
+        word = self.source.word(index)
+        if word in COMPARISONS and self.source.spaced(index):
+            self._add("comparison", index, index, COMPARISONS[word])
+        elif word == "!":
+            self._add("not", index, index, "")
+
+    def _body(self, opening):
+        statements = self.source.statements(opening)
+        for statement in statements:
+            if statement.kind in ("expression", "jump"):
+                start, end = self.source.span(statement.first, statement.last)
+                # The lines stay, so that the numbers of those below do.
+                self._add("skipped", statement.first, statement.last, ";" + "\n" * self.text.count("\n", start, end))
+        for one, next_one in zip(statements, statements[1:]):
+            if {one.kind, next_one.kind} <= {"expression", "control"}:
+                self._swap((one.first, one.last), (next_one.first, next_one.last))
+
+    def _rows(self, opening):
+        elements = self.source.elements(opening)
+        is_table = all(self.source.word(first) == "{" for first, _ in elements)
+        is_array = self.source.word(opening - 1) == "=" and self.source.word(opening - 2) == "]"
+        if is_table or is_array:
+            for one, next_one in zip(elements, elements[1:]):
+                self._swap(one, next_one)
+
+    def _swap(self, one, next_one):
+        one_start, one_end = self.source.span(*one)
+        next_start, next_end = self.source.span(*next_one)
+        self._add("order", one[0], next_one[1], self.text[next_start:next_end] + self.text[one_end:next_start] +
+                  self.text[one_start:one_end])
+
+
+def other_character(character):
+    if character.isascii() and character.isalpha():
+        return {"z": "a", "Z": "A"}.get(character, chr(ord(character) + 1))
+    if character.isdigit():
+        return str((int(character) + 1) % 10)
+    return "x"
+
+
+def find_changes(sources):
+    """All changes of the sources (name -> text)."""
+    others = families(sources.values())
+    return [change for file, text in sorted(sources.items()) for change in Finder(file, text, others).find()]
+
+
+def in_order(changes, seed):
+    """Kind -> its changes in the order in which a sample takes them: first one of every file, so that none is left
+    out, then all others as they come."""
+    ranked = sorted(changes, key=lambda change: change.rank(seed))
+    first_of_file = {}
+    for change in ranked:
+        first_of_file.setdefault(change.file, change)
+    firsts = set(first_of_file.values())
+    ordered = {kind: [] for kind in KINDS}
+    for change in sorted(ranked, key=lambda change: change not in firsts):
+        ordered[change.kind].append(change)
+    return ordered

@@ -1,0 +1,60 @@
+"""One test with changed programs, in a sandbox.
+
+A change can turn a program that deletes the product's folders into one that deletes everything, and Wine shows it the
+whole machine as drive Z:. So a test sees the machine read-only but for two folders in memory, and what it leaves
+running ends with it (bubblewrap).
+"""
+import os
+import re
+import resource
+import subprocess
+
+from mutation.bench import BUILD, CannotRun
+
+RUNS = BUILD / "tests/prefix.runs"
+MEMORY = 4 << 30  # bytes that one process may allocate
+DISK = 1 << 30  # bytes in each of the two folders in memory
+FILE = 256 << 20  # bytes in one file
+
+PASSED, FAILED, TIMED_OUT = "passed", "failed", "timed out"
+
+
+def limit_resources():
+    resource.setrlimit(resource.RLIMIT_DATA, (MEMORY, MEMORY))
+    resource.setrlimit(resource.RLIMIT_FSIZE, (FILE, FILE))
+    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+
+
+def sandbox_command(replaced):
+    """`replaced`: program in the build folder -> the changed one that is to be seen in its place."""
+    command = ["bwrap", "--unshare-all", "--die-with-parent", "--new-session", "--ro-bind", "/", "/", "--dev", "/dev",
+               "--proc", "/proc", "--size", str(DISK), "--tmpfs", "/tmp", "--size", str(DISK), "--tmpfs", str(RUNS)]
+    for program, changed in replaced.items():
+        command += ["--ro-bind", changed, str(BUILD / program)]
+    return command
+
+
+def run_test(test, replaced, seconds, first_failure_only):
+    """PASSED, FAILED or TIMED_OUT, and what the test said."""
+    command = sandbox_command(replaced) + list(test.command)
+    if first_failure_only:
+        command.append("--abort-after=1")
+    environment = dict(os.environ, **dict(item.split("=", 1) for item in test.environment))
+    environment["VELA_TEST_SECONDS"] = str(seconds)
+    for _ in range(3):
+        try:
+            result = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                    env=environment, preexec_fn=limit_resources, timeout=seconds + 60, check=False)
+        except subprocess.TimeoutExpired as expired:  # the runner has a limit of its own, so this is not the change
+            raise CannotRun(f"{test.name}: the sandbox did not end") from expired
+        output = result.stdout.decode("utf-8", "replace")
+        if result.returncode == 0:
+            return PASSED, output
+        if result.returncode == 124:
+            return TIMED_OUT, output
+        # Wine fails to start a program once in a long while: that is no verdict.
+        if not re.search(r"^wine: .*(1359|c00000e5)", output, re.M):
+            break
+    if result.returncode == 125 or output.startswith("bwrap:"):
+        raise CannotRun(f"{test.name}: {output[-2000:]}")
+    return FAILED, output

@@ -1,0 +1,181 @@
+"""C++ source text as tokens, and as the statements and table rows that it consists of.
+
+No compiler: just what the small changes need, for sources laid out by clang-format with braces around every body.
+What is taken for something else than it is costs a change that does not compile, and nothing more.
+"""
+import dataclasses
+import re
+
+TOKEN = re.compile(
+    r"""(?P<comment>//[^\n]*|/\*.*?\*/)
+      | (?P<directive>^[ ]*\#(?:[^\n\\]|\\.)*)
+      | (?P<text>(?:u8|[LuU])?"(?:[^"\\\n]|\\.)*")
+      | (?P<char>[LuU]?'(?:[^'\\\n]|\\.)+')
+      | (?P<number>\d[\w.']*)
+      | (?P<name>[A-Za-z_]\w*)
+      | (?P<sign>->\*|<<=|>>=|\.\.\.|::|->|\+\+|--|&&|\|\||[-+*/%&|^=!<>]=|<<|>>|[^\s])""",
+    re.X | re.M | re.S)
+
+PAIRS = {"(": ")", "{": "}", "[": "]"}
+CONTROL = {"if", "for", "while", "switch"}
+JUMPS = {"continue", "break"}
+NO_EXPRESSION = {"const", "constexpr", "static", "using", "return", "typedef", "struct", "class", "enum", "case",
+                 "default", "public", "private", "protected", "template", "static_assert", "namespace", "virtual",
+                 "explicit", "friend", "extern", "goto", "inline"}
+
+
+@dataclasses.dataclass(frozen=True)
+class Token:
+    kind: str
+    text: str
+    start: int
+    end: int
+
+
+@dataclasses.dataclass(frozen=True)
+class Statement:
+    kind: str  # expression, jump, control, return or other
+    first: int  # its tokens, both included
+    last: int
+
+
+class Source:
+    """The tokens of one file; comments and preprocessor lines are left out."""
+
+    def __init__(self, text):
+        self.text = text
+        found = (Token(match.lastgroup, match.group(), match.start(), match.end()) for match in TOKEN.finditer(text))
+        self.tokens = [token for token in found if token.kind not in ("comment", "directive")]
+        self.partner = self._match_brackets()
+
+    def _match_brackets(self):
+        partner, open_brackets = {}, []
+        for index, token in enumerate(self.tokens):
+            if token.kind != "sign":
+                continue
+            if token.text in PAIRS:
+                open_brackets.append(index)
+            elif token.text in PAIRS.values():
+                if not open_brackets or PAIRS[self.tokens[open_brackets[-1]].text] != token.text:
+                    raise ValueError(f"bracket {token.text} at {token.start} closes nothing")
+                partner[open_brackets[-1]] = index
+                partner[index] = open_brackets.pop()
+        if open_brackets:
+            raise ValueError(f"bracket at {self.tokens[open_brackets[-1]].start} is never closed")
+        return partner
+
+    def word(self, index):
+        return self.tokens[index].text if 0 <= index < len(self.tokens) else ""
+
+    def span(self, first, last):
+        """Where the tokens `first` to `last` stand in the text."""
+        return self.tokens[first].start, self.tokens[last].end
+
+    def spaced(self, index):
+        """A sign between two operands; without blanks around it, < is a template's and && a reference's."""
+        token = self.tokens[index]
+        return self.text[token.start - 1:token.start].isspace() and self.text[token.end:token.end + 1].isspace()
+
+    def elements(self, opening):
+        """The token ranges between the commas of a bracket."""
+        closing, first, ranges = self.partner[opening], opening + 1, []
+        index = first
+        while index < closing:
+            if self.word(index) in PAIRS:
+                index = self.partner[index]
+            elif self.word(index) == ",":
+                ranges.append((first, index - 1))
+                first = index + 1
+            index += 1
+        if first < closing:
+            ranges.append((first, closing - 1))
+        return [(begin, end) for begin, end in ranges if begin <= end]
+
+    def is_body(self, opening):
+        """A brace around statements: not one around a type, a namespace or initial values."""
+        before = self.word(opening - 1)
+        if before in (")", "else", "try", "do", "const", "noexcept", "override", ";", ":"):
+            return True
+        if before == "]":  # a lambda's, or of an array's initial values
+            return self.word(opening - 2) != "[" and not self.word(opening - 2).isdigit()
+        return before in ("{", "}") and not self.is_values(opening) and self._inside_body(opening)
+
+    def _inside_body(self, index):
+        for opening in range(index - 1, -1, -1):
+            if self.word(opening) == "{" and self.partner[opening] > index:
+                return self.is_body(opening)
+        return False
+
+    def is_values(self, opening):
+        """A brace around initial values."""
+        before = self.word(opening - 1)
+        if before in ("=", "return", ",", "("):
+            return True
+        return before == "{" and self.is_values(opening - 1)
+
+    def bodies(self):
+        return [index for index, token in enumerate(self.tokens)
+                if token.kind == "sign" and token.text == "{" and self.is_body(index)]
+
+    def value_lists(self):
+        return [index for index, token in enumerate(self.tokens)
+                if token.kind == "sign" and token.text == "{" and self.is_values(index)]
+
+    def statements(self, opening):
+        """The statements of one body, without those nested in them."""
+        found, index, closing = [], opening + 1, self.partner[opening]
+        while index < closing:
+            last = self._statement_end(index)
+            found.append(Statement(self._kind(index, last), index, last))
+            index = last + 1
+        return found
+
+    def _statement_end(self, index):
+        word = self.word(index)
+        if word == "{":
+            return self.partner[index]
+        if word in CONTROL:
+            index += 1
+            while self.word(index) != "(":
+                index += 1
+            last = self._statement_end(self.partner[index] + 1)
+            if word == "if" and self.word(last + 1) == "else":
+                return self._statement_end(last + 2)
+            return last
+        if word == "try":
+            last = self._statement_end(index + 1)
+            while self.word(last + 1) == "catch":
+                last = self._statement_end(self.partner[last + 2] + 1)
+            return last
+        while self.word(index) != ";":
+            if self.word(index) in PAIRS:
+                index = self.partner[index]
+            index += 1
+            if index >= len(self.tokens):
+                return len(self.tokens) - 1
+        return index
+
+    def _kind(self, first, last):
+        word = self.word(first)
+        if word in CONTROL or word == "try":
+            return "control"
+        if word in JUMPS:
+            return "jump"
+        if word == "return":
+            return "return"
+        if word in NO_EXPRESSION or self.word(last) != ";" or first == last or self._declares(first, last):
+            return "other"
+        return "expression"
+
+    def _declares(self, first, last):
+        """A type and a name before the first bracket or equals sign: two names side by side, or one after * & >."""
+        if self.word(first) in ("delete", "throw", "new"):
+            return False
+        for index in range(first, last):
+            word = self.word(index)
+            if word in ("(", "=", "[", "{", "<<"):
+                return False
+            follows_type = self.tokens[index].kind == "name" or word in (">", "*", "&", "&&")
+            if follows_type and index + 1 <= last and self.tokens[index + 1].kind == "name" and word != "operator":
+                return index > first or self.tokens[index].kind == "name"
+        return False
