@@ -1,15 +1,17 @@
 #!/usr/bin/env python3
-"""mutants.py [--count N] [--seed N] [--only FILE]... [--list] [--again] [--jobs N]
+"""mutants.py [--count N] [--seed N] [--only FILE]... [--list] [--again] [--fast] [--jobs N]
 
 Makes small changes in copies of the product's sources, one at a time, and sees whether the tests notice. At least 95 in
 100 must be caught. Survivors are printed; one that changes nothing that can be seen is told in
 tests/mutants/equivalent.txt and not counted.
 
-  --count  how many changes (default 300)      --list   print the sample and end
-  --seed   another sample                      --again  only what survived the last run
-  --only   only changes in this file           --jobs   how many at a time (default: the processors)
+  --count  how many changes (default 300)   --list   print the sample and end
+  --seed   another sample                   --again  only what survived the last run; its other verdicts stand
+  --only   only changes in this file        --fast   unit tests only, no runs of the whole program
+                                            --jobs   how many at a time (default: the processors)
 
-Writes build/prove/mutants.md and build/mutants/survivors.txt. Exits with 1 below 95 per cent and with 2 where it could not run.
+Writes build/prove/mutants.md and build/mutants/survivors.txt. Exits with 1 below 95 per cent and with 2 where it could
+not run.
 """
 import argparse
 import collections
@@ -55,11 +57,12 @@ class Sample:
 
 
 class Trials:
-    def __init__(self, workplaces, sources, equivalents, jobs):
+    def __init__(self, workplaces, sources, equivalents, jobs, whole_runs):
         self.bench = workplaces
         self.sources = sources
         self.equivalents = equivalents
         self.jobs = jobs
+        self.whole_runs = whole_runs
         self.seconds = {}  # test -> what it takes without a change
         self.catches = collections.Counter()  # (file, test) -> changes caught
         self.places = collections.deque(
@@ -69,33 +72,32 @@ class Trials:
         self.lock = threading.Lock()
 
     def see_tests_pass(self, names):
-        """Without a change all tests pass here, or a failure would mean nothing."""
-        state = hashlib.sha256()
-        for program in sorted({program for name in names for program in self.bench.tests[name].programs}):
-            state.update(program.encode() + (bench.BUILD / program).read_bytes())
+        """Without a change all tests pass here, or a failure would mean nothing. What passed is remembered."""
         record = bench.FOLDER / "baseline.json"
-        if record.exists():
-            known = json.loads(record.read_text(encoding="utf-8"))
-            if known["state"] == state.hexdigest():
-                self.seconds = known["seconds"]
-                return
+        known = json.loads(record.read_text(encoding="utf-8")) if record.exists() else {}
 
         def one(name):
-            started = time.monotonic()
-            verdict, output = sandbox.run_test(self.bench.tests[name], {}, 400, False)
-            if verdict != sandbox.PASSED:
-                raise bench.CannotRun(f"{name} {verdict} without any change:\n{output[-3000:]}")
-            self.seconds[name] = time.monotonic() - started
+            test = self.bench.tests[name]
+            state = hashlib.sha256(repr((test.command, test.environment)).encode())
+            for program in test.programs:
+                state.update((bench.BUILD / program).read_bytes())
+            if known.get(name, ("", 0.0))[0] != state.hexdigest():
+                started = time.monotonic()
+                verdict, output = sandbox.run_test(test, {}, 400, False)
+                if verdict != sandbox.PASSED:
+                    raise bench.CannotRun(f"{name} {verdict} without any change:\n{output[-3000:]}")
+                known[name] = (state.hexdigest(), time.monotonic() - started)
+            self.seconds[name] = known[name][1]
         with concurrent.futures.ThreadPoolExecutor(self.jobs) as pool:
             list(pool.map(one, sorted(names)))
-        record.write_text(json.dumps({"state": state.hexdigest(), "seconds": self.seconds}), encoding="utf-8")
+        record.write_text(json.dumps(known), encoding="utf-8")
 
     def test(self, change, place):
         """The verdict on a change, and the test that it owes it to; throws where the change does not compile."""
         place.begin(change.file, change.apply(self.sources[change.file]))
-        for group in fitting_tests(change.file, self.bench.tests):
-            group.sort(key=lambda name: (-self.catches[change.file, name], self.seconds[name]))
-            for name in group:
+        for group in fitting_tests(change.file, self.bench.tests, self.whole_runs):
+            # What noticed most in this file comes first; else what tests most.
+            for name in sorted(group, key=lambda name: (-self.catches[change.file, name], -self.seconds[name])):
                 test = self.bench.tests[name]
                 replaced = {program: place.program(program) for program in test.programs}
                 replaced = {program: changed for program, changed in replaced.items() if changed}
@@ -141,7 +143,7 @@ def described(change):
 
 
 def name_of(change):
-    return [change.file, change.kind, change.before, change.after, change.key]
+    return change.file, change.kind, change.before, change.after, change.key
 
 
 def report(trials, seconds):
@@ -153,7 +155,8 @@ def report(trials, seconds):
         numbers = {"caught": caught, "without": counted[kind, WITHOUT_EFFECT], "survived": counted[kind, SURVIVED]}
         totals.update(numbers)
         rows.append(f"| {kind} | {sum(numbers.values())} | {caught} | {numbers['without']} | {numbers['survived']} |")
-    rows.append(f"| **all** | {sum(totals.values())} | {totals['caught']} | {totals['without']} | {totals['survived']} |")
+    numbers = totals
+    rows.append(f"| all | {sum(numbers.values())} | {numbers['caught']} | {numbers['without']} | {numbers['survived']} |")
     judged = totals["caught"] + totals["survived"]
     share = 100.0 * totals["caught"] / judged if judged else 0.0
     timed_out = sum(1 for _, verdict in trials.verdicts if verdict == TIMED_OUT)
@@ -177,6 +180,7 @@ def parse_arguments():
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1)
     parser.add_argument("--list", action="store_true")
     parser.add_argument("--again", action="store_true")
+    parser.add_argument("--fast", action="store_true")
     return parser.parse_args()
 
 
@@ -201,10 +205,12 @@ def main():
         if file not in sources:
             raise bench.CannotRun(f"{file} is no source of the product")
     chosen = [change for change in changes if not arguments.only or change.file in arguments.only]
+    earlier = []
     if arguments.again:
-        survived = {tuple(name) for name, verdict in json.loads(VERDICTS.read_text(encoding="utf-8"))
-                    if verdict == SURVIVED}
-        chosen = [change for change in chosen if tuple(name_of(change)) in survived]
+        verdicts = {tuple(name): verdict for name, verdict in json.loads(VERDICTS.read_text(encoding="utf-8"))}
+        earlier = [(change, verdicts[name_of(change)]) for change in chosen
+                   if verdicts.get(name_of(change), SURVIVED) != SURVIVED]
+        chosen = [change for change in chosen if verdicts.get(name_of(change)) == SURVIVED]
     count = min(arguments.count, len(chosen))
     sample = Sample(chosen, arguments.seed, count)
     if arguments.list:
@@ -217,9 +223,10 @@ def main():
     bench.build_all(arguments.jobs)
     workplaces = bench.Bench(COMPANIONS)
     workplaces.prepare_prefix()
-    trials = Trials(workplaces, sources, equivalents, arguments.jobs)
-    names = {name for change in chosen for group in fitting_tests(change.file, workplaces.tests) for name in group}
-    trials.see_tests_pass(names)
+    trials = Trials(workplaces, sources, equivalents, arguments.jobs, not arguments.fast)
+    trials.see_tests_pass({name for change in chosen
+                           for group in fitting_tests(change.file, workplaces.tests, trials.whole_runs)
+                           for name in group})
     print(f"{len(changes)} changes can be made, {count} are tried; ready after {time.monotonic() - started:.0f} s",
           flush=True)
     with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
@@ -230,6 +237,7 @@ def main():
         except BaseException:
             pool.shutdown(cancel_futures=True)
             raise
+    trials.verdicts += earlier
     VERDICTS.write_text(json.dumps([(name_of(change), verdict) for change, verdict in trials.verdicts]),
                         encoding="utf-8")
     share = report(trials, time.monotonic() - started)

@@ -75,8 +75,10 @@ class Bench:
         self.object_of = {}  # product source -> its object
         for entry in json.loads((BUILD / "compile_commands.json").read_text(encoding="utf-8")):
             if entry["file"].endswith(".cpp"):
-                self.compile[entry["output"]] = shlex.split(entry["command"])
-                self.object_of.setdefault(os.path.relpath(entry["file"], SOURCE), entry["output"])
+                words = shlex.split(entry["command"])
+                made = words[words.index("-o") + 1]
+                self.compile[made] = words
+                self.object_of.setdefault(os.path.relpath(entry["file"], SOURCE), made)
         self.users_of = self._users_of()
         self.tests = self._tests(companions)
         self.link = {}  # program -> words
@@ -179,8 +181,7 @@ class Workplace:
                 elif word == "-D_FORTIFY_SOURCE=2":
                     continue
                 words.append(word)
-            for option, value in (("-o", str(place)), ("-MF", str(place) + ".d")):
-                words[words.index(option) + 1] = value
+            words[words.index("-o") + 1] = str(place)
             self._make([words[0], "-iquote", str(self.folder / "source"), *words[1:]], name)
             self.made[name] = str(place)
         return self.made[name]

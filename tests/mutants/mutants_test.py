@@ -41,7 +41,8 @@ class Changes(unittest.TestCase):
         self.assertEqual(self.of("comparison", "bool a = b == c;\n"), ["bool a = b != c;\n"])
         self.assertEqual(self.of("comparison", "bool a = b < c;\n"), ["bool a = b <= c;\n"])
         self.assertEqual(self.of("comparison", "std::vector<int> a(T&& b);\n"), [])
-        self.assertEqual(self.of("comparison", "void F() {\n  if (a) {\n  }\n}\n"), ["void F() {\n  if (!(a)) {\n  }\n}\n"])
+        self.assertEqual(self.of("comparison", "void F() {\n  if (a) {\n  }\n}\n"),
+                         ["void F() {\n  if (!(a)) {\n  }\n}\n"])
 
     def test_skipped_statements_keep_the_numbers_of_lines(self):
         self.assertEqual(self.of("skipped", "void F() {\n  G(1,\n    2);\n  int a = 1;\n  const B b(a);\n}\n"),
