@@ -6,7 +6,7 @@ Makes small changes in copies of the product's sources, one at a time, and sees 
 tests/mutants/equivalent.txt and not counted.
 
   --count  how many changes (default 300)   --list   print the sample and end
-  --seed   another sample                   --again  only what survived the last run; its other verdicts stand
+  --seed   another sample                   --again  go on: verdicts of earlier runs stand, survivors are tried anew
   --only   only changes in this file        --fast   unit tests only, no runs of the whole program
                                             --jobs   how many at a time (default: the processors)
 
@@ -30,14 +30,15 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
 from mutation import bench, sandbox  # noqa: E402
 from mutation.changes import KINDS, find_changes, in_order  # noqa: E402
 from mutation.equivalents import matching, read_entries  # noqa: E402
-from mutation.fitting import COMPANIONS, FITTING, fitting_tests  # noqa: E402
+from mutation.fitting import COMPANIONS, FOLDERS, fitting_tests  # noqa: E402
 
 WANTED = 95.0
 REPORT = bench.ROOT / "build/prove/mutants.md"
 SURVIVORS = bench.FOLDER / "survivors.txt"
-VERDICTS = bench.FOLDER / "verdicts.json"
+VERDICTS = bench.FOLDER / "verdicts.jsonl"  # a line as soon as there is a verdict
 
 CAUGHT, TIMED_OUT, WITHOUT_EFFECT, SURVIVED = "caught", "caught by the time limit", "without effect", "survived"
+REFUSED = "does not compile"
 
 
 class Sample:
@@ -57,8 +58,9 @@ class Sample:
 
 
 class Trials:
-    def __init__(self, workplaces, sources, equivalents, jobs, whole_runs):
+    def __init__(self, workplaces, sources, equivalents, jobs, whole_runs, known):
         self.bench = workplaces
+        self.known = known  # verdicts of an earlier run
         self.sources = sources
         self.equivalents = equivalents
         self.jobs = jobs
@@ -114,18 +116,23 @@ class Trials:
         """Tries changes until one compiles, and notes the verdict on that."""
         while change := take():
             started = time.monotonic()
+            verdict, name = self.known.get(name_of(change), SURVIVED), "an earlier run"
             if self.is_equivalent(change):
                 verdict, name = WITHOUT_EFFECT, ""
-            else:
+            elif verdict in (SURVIVED, WITHOUT_EFFECT):
                 place = self.places.popleft()
                 try:
                     verdict, name = self.test(change, place)
                 except bench.DoesNotCompile:
-                    self.refused += 1
-                    continue
+                    verdict = REFUSED
                 finally:
                     self.places.append(place)
             with self.lock:
+                with VERDICTS.open("a", encoding="utf-8") as record:
+                    record.write(json.dumps((name_of(change), verdict)) + "\n")
+                if verdict == REFUSED:
+                    self.refused += 1
+                    continue
                 self.verdicts.append((change, verdict))
                 print(f"{len(self.verdicts):4} {change.kind:10} {change.file}:{change.line} {verdict}"
                       f"{' by ' + name if name else ''} ({time.monotonic() - started:.1f} s)", flush=True)
@@ -186,11 +193,19 @@ def parse_arguments():
 
 def product_sources():
     sources = {}
-    for folder in FITTING:
+    for folder in FOLDERS:
         for path in (bench.SOURCE / folder).rglob("*"):
             if path.suffix in (".cpp", ".h"):
                 sources[path.relative_to(bench.SOURCE).as_posix()] = path.read_text(encoding="utf-8")
     return sources
+
+
+def earlier_verdicts(wanted):
+    if wanted and VERDICTS.exists():
+        lines = VERDICTS.read_text(encoding="utf-8").splitlines()
+        return {tuple(name): verdict for name, verdict in map(json.loads, lines)}
+    VERDICTS.write_text("", encoding="utf-8")
+    return {}
 
 
 def main():
@@ -205,12 +220,6 @@ def main():
         if file not in sources:
             raise bench.CannotRun(f"{file} is no source of the product")
     chosen = [change for change in changes if not arguments.only or change.file in arguments.only]
-    earlier = []
-    if arguments.again:
-        verdicts = {tuple(name): verdict for name, verdict in json.loads(VERDICTS.read_text(encoding="utf-8"))}
-        earlier = [(change, verdicts[name_of(change)]) for change in chosen
-                   if verdicts.get(name_of(change), SURVIVED) != SURVIVED]
-        chosen = [change for change in chosen if verdicts.get(name_of(change)) == SURVIVED]
     count = min(arguments.count, len(chosen))
     sample = Sample(chosen, arguments.seed, count)
     if arguments.list:
@@ -223,7 +232,8 @@ def main():
     bench.build_all(arguments.jobs)
     workplaces = bench.Bench(COMPANIONS)
     workplaces.prepare_prefix()
-    trials = Trials(workplaces, sources, equivalents, arguments.jobs, not arguments.fast)
+    trials = Trials(workplaces, sources, equivalents, arguments.jobs, not arguments.fast,
+                    earlier_verdicts(arguments.again))
     trials.see_tests_pass({name for change in chosen
                            for group in fitting_tests(change.file, workplaces.tests, trials.whole_runs)
                            for name in group})
@@ -237,9 +247,6 @@ def main():
         except BaseException:
             pool.shutdown(cancel_futures=True)
             raise
-    trials.verdicts += earlier
-    VERDICTS.write_text(json.dumps([(name_of(change), verdict) for change, verdict in trials.verdicts]),
-                        encoding="utf-8")
     share = report(trials, time.monotonic() - started)
     return 0 if share >= WANTED else 1
 

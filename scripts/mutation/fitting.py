@@ -1,6 +1,9 @@
 """Which tests are asked about a change: those of its folder first, then those of who uses it, then whole runs."""
 import re
 
+# Where the product's sources lie.
+FOLDERS = ("Common", "cli", "settings", "install", "plugins", "activation", "uninstall", "notify")
+
 # A test program -> the other programs that it starts and that contain product code.
 COMPANIONS = {
     r"unit\.OrCommon": ("tests/unit.OrCommon.probe.exe",),
@@ -8,9 +11,19 @@ COMPANIONS = {
     r"scenarios\..*": ("VELAutil.exe",),
 }
 
-# Product folder -> groups of tests; a group is asked when nobody in the one before noticed.
+ANY_COMMON = r"unit\.OrCommon.*"
+USERS_OF_COMMON = r"unit\.FrwkCommon.*|unit\.cli|unit\.plugins|unit\.activation"
+
+# Beginning of a name in the product -> groups of tests; a group is asked when nobody in the one before noticed. The
+# longest beginning counts.
 FITTING = {
-    "Common/OrCommon": (r"unit\.OrCommon.*", r"unit\.FrwkCommon.*|unit\.cli|unit\.plugins|unit\.activation"),
+    "Common/OrCommon/OrComn_AccessControl": (r"unit\.OrCommon\.session", ANY_COMMON, USERS_OF_COMMON),
+    "Common/OrCommon/OrComn_AtlSecurity": (r"unit\.OrCommon\.security", ANY_COMMON, USERS_OF_COMMON),
+    "Common/OrCommon/OrComn_DebugLog": (r"unit\.OrCommon\.trace", ANY_COMMON, USERS_OF_COMMON),
+    "Common/OrCommon/OrComn_File": (r"unit\.OrCommon|unit\.OrCommon\.removal", ANY_COMMON, USERS_OF_COMMON),
+    "Common/OrCommon/OrComn_SecurityAttributes": (r"unit\.OrCommon\.security", ANY_COMMON, USERS_OF_COMMON),
+    "Common/OrCommon/OrComn_TerminalService": (r"unit\.OrCommon\.session", ANY_COMMON, USERS_OF_COMMON),
+    "Common/OrCommon": (r"unit\.OrCommon", ANY_COMMON, USERS_OF_COMMON),
     "Common/FrwkCommon": (r"unit\.FrwkCommon.*", r"unit\.activation|unit\.settings"),
     "cli": (r"unit\.cli", r"scenarios\.command_line|scenarios\.code_page.*"),
     "settings": (r"unit\.settings.*", r"unit\.install|unit\.plugins|unit\.activation"),
@@ -24,11 +37,12 @@ FITTING = {
 
 def fitting_tests(file, tests, whole_runs):
     """Lists of names of tests; `whole_runs`: those of the whole program too."""
-    folder = max((folder for folder in FITTING if file.startswith(folder + "/")), key=len)
-    groups = []
-    for pattern in FITTING[folder]:
-        group = [name for name in tests if re.fullmatch(pattern, name)]
-        if not group:
+    beginning = max((beginning for beginning in FITTING if file.startswith(beginning)), key=len)
+    groups, taken = [], set()
+    for pattern in FITTING[beginning]:
+        fitting = {name for name in tests if re.fullmatch(pattern, name)}
+        if not fitting:
             raise ValueError(f"no test fits {pattern}")
-        groups.append([name for name in group if whole_runs or not name.startswith("scenarios.")])
+        groups.append(sorted(name for name in fitting - taken if whole_runs or not name.startswith("scenarios.")))
+        taken |= fitting
     return groups

@@ -10,12 +10,12 @@ sys.path.insert(0, str(ROOT / "scripts"))
 from mutation.bench import CannotRun  # noqa: E402
 from mutation.changes import find_changes, in_order  # noqa: E402
 from mutation.equivalents import matching, read_entries  # noqa: E402
-from mutation.fitting import FITTING  # noqa: E402
+from mutation.fitting import FOLDERS  # noqa: E402
 
 
 def product_sources():
     return {path.relative_to(ROOT).as_posix(): path.read_text(encoding="utf-8")
-            for folder in FITTING for path in (ROOT / folder).rglob("*") if path.suffix in (".cpp", ".h")}
+            for folder in FOLDERS for path in (ROOT / folder).rglob("*") if path.suffix in (".cpp", ".h")}
 
 
 class Changes(unittest.TestCase):
