@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/CallFailures.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
@@ -305,6 +306,22 @@ TEST_CASE("where the common data folder cannot be had, the Windows folder is the
   REQUIRE(calls.size() == 5);
   CHECK(calls.front() == "make windows\\Orvane Labs\\ 7");
   CHECK(calls.back() == "make windows\\Orvane Labs\\OE\\Users\\\\log\\ 7");
+}
+
+TEST_CASE("where neither folder can be had nothing is made, and the identity is told all the same") {
+  const SwitchedMachine machine;
+  MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", kIdentity}});
+  std::wstring userId;
+  Lines calls;
+  {
+    const ImportRedirection noFolder("SHGetSpecialFolderPathW", [](HWND, LPWSTR, int, BOOL) -> BOOL { return FALSE; });
+    const FailCall noWindows("SHGetFolderPathW", Calls::From(1), ERROR_PATH_NOT_FOUND);
+    const FolderCalls folders;
+    BuildUserDataTree(L"OE", SwitchedMachine::kUser, userId);
+    calls = folders.Calls();
+  }
+  CHECK_LINES(calls, {});
+  CHECK(userId == kIdentity);
 }
 
 }  // namespace
