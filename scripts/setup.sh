@@ -2,8 +2,9 @@
 # setup.sh [--lint | --prove]
 #
 # Makes sure that what this repository needs is on the machine: what builds and runs it, with --lint also what checks the
-# sources, with --prove what scripts/prove.sh measures with. On Debian 12 missing packages are installed with apt-get, through sudo where this is not root. When nothing is
-# missing it says nothing and costs a few milliseconds, so the other scripts call it every time.
+# sources, with --prove what scripts/prove.sh measures with. On Debian 12 missing packages are installed with apt-get,
+# through sudo where this is not root. When nothing is missing it says nothing and costs a few milliseconds, so the other
+# scripts call it every time.
 set -euo pipefail
 
 # Group, Debian package, what shows that it is there (one of several places is enough; a name without "/" is a command).
@@ -21,24 +22,23 @@ build python3 python3
 build wine wine
 build wine64 /usr/lib/wine/wine64 wine64 /opt/wine-stable/bin/wine64
 build locales /usr/share/i18n/locales/ja_JP
-lint clang clang++
 lint clang-format clang-format
 lint clang-tidy clang-tidy
 lint cppcheck cppcheck
 lint shellcheck shellcheck
-prove g++ g++
+fuzz g++ g++
+fuzz clang clang++
+fuzz libclang-rt-14-dev /usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a
 prove gcovr gcovr
-prove clang clang++
 prove bubblewrap bwrap
-prove libclang-rt-14-dev /usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a
 END
 }
 
 wanted=build
 case ${1:-} in
   '') ;;
-  --lint) wanted+=' lint' ;;
-  --prove) wanted+=' prove' ;;
+  --lint) wanted+=' lint fuzz' ;;
+  --prove) wanted+=' prove fuzz' ;;
   *)
     echo "usage: setup.sh [--lint | --prove]" >&2
     exit 2

@@ -1,0 +1,83 @@
+#!/usr/bin/env bash
+# fuzz.sh [seconds]
+#
+# Compiles the product's pure logic for this machine with clang's address and undefined-behaviour sanitizers and runs
+# each fuzzer of tests/fuzz, from its seeds (tests/fuzz/corpus) and with a fixed random start. All together take about
+# `seconds` (18), one on each processor at a time. Prints a row per fuzzer; what one found is kept in
+# build/fuzz/findings. Exits with 1 at a finding.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+seconds=${1:-18}
+if ! [[ $seconds =~ ^[1-9][0-9]*$ ]]; then
+  echo "usage: fuzz.sh [seconds]" >&2
+  exit 2
+fi
+build=$PWD/build/fuzz
+findings=$build/findings
+rows=$build/rows.txt
+
+./scripts/setup.sh --lint
+trap 'kill $(jobs -p) 2>/dev/null || true' EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM HUP
+
+cmake -S tests/fuzz -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=clang++ >/dev/null
+cmake --build "$build" -j "$(nproc)" >"$build/build.log" || {
+  cat "$build/build.log"
+  exit 1
+}
+
+targets=()
+for source in tests/fuzz/*Fuzz.cpp; do
+  name=${source##*/}
+  targets+=("${name%Fuzz.cpp}")
+done
+
+# run <target>: as many seconds as each has a share; a row "<target> <executions> <edges covered> <findings>".
+run() {
+  local target=$1 log=$build/$1.log code=0 grown=$build/corpus/$1 runs edges
+  mkdir -p "$grown" "$findings"
+  ASAN_OPTIONS=allocator_may_return_null=1 UBSAN_OPTIONS=print_stacktrace=1 \
+    "$build/$target" -seed=1 -max_len=1024 -timeout=10 -rss_limit_mb=1024 -max_total_time="$share" \
+    -print_final_stats=1 -artifact_prefix="$findings/$target-" "$grown" "tests/fuzz/corpus/$target" >"$log" 2>&1 ||
+    code=$?
+  runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
+  edges=$(sed -n 's/.* cov: \([0-9]*\) .*/\1/p' "$log" | tail -n 1)
+  if ((code != 0)); then
+    grep -aE 'does not hold|runtime error|ERROR: |SUMMARY|Test unit written' "$log" | head -n 8
+    tail -n 3 "$log"
+  fi
+  # Nothing executed is no success either.
+  if ((code == 0 && ${runs:-0} == 0)); then
+    code=1
+  fi
+  echo "$target ${runs:-0} ${edges:-0} $((code != 0))" >>"$rows"
+}
+
+rm -rf "$findings" "$build/corpus"
+: >"$rows"
+processors=$(nproc)
+share=$(((seconds * processors + ${#targets[@]} - 1) / ${#targets[@]}))
+for target in "${targets[@]}"; do
+  while (($(jobs -pr | wc -l) >= processors)); do
+    wait -n
+  done
+  run "$target" &
+done
+wait
+
+found=0
+printf '%-16s %12s %8s  %s\n' fuzzer executions edges verdict
+while read -r target runs edges finding; do
+  printf '%-16s %12s %8s  %s\n' "$target" "$runs" "$edges" "$( ((finding == 0)) && echo ok || echo FOUND)"
+  found=$((found + finding))
+done <<<"$(sort "$rows")"
+if (($(wc -l <"$rows") != ${#targets[@]})); then
+  echo "fuzz.sh: not every fuzzer ran" >&2
+  exit 1
+fi
+if ((found != 0)); then
+  echo "fuzz.sh: $found of ${#targets[@]} fuzzers found something; the inputs are in build/fuzz/findings" >&2
+  exit 1
+fi

@@ -1,0 +1,59 @@
+// printf-style formatting (Common/OrCommon/OrComn_String.h): the text does not depend on the room that the first
+// attempt had, and nothing is written beyond it.
+#include "Common/OrCommon/OrComn_String.h"
+#include "tests/fuzz/Input.h"
+
+using Fuzz::Require;
+namespace String = OrCommon::String;
+
+namespace {
+
+constexpr std::size_t kGrowth = 256;
+
+bool FormatOnce(std::wstring& text, std::size_t& capacity, const wchar_t* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const bool fits = String::FormatV(text, capacity, format, arguments);
+  va_end(arguments);
+  return fits;
+}
+
+std::wstring Digits(std::uint32_t number) {
+  std::wstring digits;
+  do {
+    digits.insert(digits.begin(), static_cast<wchar_t>(L'0' + number % 10));
+    number /= 10;
+  } while (number != 0);
+  return digits;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  Fuzz::Input input(data, size);
+  const std::wstring text = input.Text();
+  const std::uint32_t number = input.Number();
+  std::size_t capacity = input.Number() % 2048;
+  // An input is shorter than what has to be grown for: repeated, it crosses the step, and meets it exactly.
+  std::wstring longText;
+  for (std::uint32_t times = input.Number() % 64; times != 0; --times) {
+    longText += text;
+  }
+  const std::wstring expected = L"[" + longText + L"] 100% of " + Digits(number) + L": " + text;
+  constexpr wchar_t kFormat[] = L"[%s] 100%% of %u: %s";
+
+  std::wstring whole = L"what was there before";
+  Require(String::Format(whole, kFormat, longText.c_str(), number, text.c_str()), "formatting succeeds");
+  Require(whole == expected, "the formatted text is whole");
+
+  std::wstring attempted = L"kept";
+  const std::size_t before = capacity;
+  if (FormatOnce(attempted, capacity, kFormat, longText.c_str(), number, text.c_str())) {
+    Require(expected.size() < before, "a text that fits has room for its terminator");
+    Require(attempted == expected && capacity == before, "a text that fits replaces the old one");
+  } else {
+    Require(expected.size() >= before, "a text that has room for its terminator fits");
+    Require(attempted == L"kept" && capacity == before + kGrowth, "one that does not asks for more room");
+  }
+  return 0;
+}

@@ -1,0 +1,183 @@
+// Values of the registry (Common/OrCommon/OrComn_Registry.h, settings/ProductSettings.h): whatever type and bytes are
+// stored, a query gives them back as its contract says or fails with a code, and reads no byte beyond.
+#include <cstring>
+
+#include "Common/OrCommon/OrComn_Registry.h"
+#include "settings/ProductSettings.h"
+#include "tests/fuzz/Input.h"
+#include "tests/fuzz/host/HostWindows.h"
+
+using Fuzz::Require;
+using HostWindows::machine;
+using OrCommon::Storage::Registry;
+
+namespace {
+
+constexpr wchar_t kName[] = L"value";
+constexpr std::size_t kLongestUserText = 2048;  // bytes
+
+std::wstring Units(const std::vector<BYTE>& bytes) {
+  std::wstring units;
+  for (std::size_t index = 0; index + 1 < bytes.size(); index += 2) {
+    units += static_cast<wchar_t>(bytes[index] | bytes[index + 1] << 8);
+  }
+  return units;
+}
+
+std::wstring UpToTerminator(const std::vector<BYTE>& bytes) {
+  std::wstring text;
+  for (const wchar_t unit : Units(bytes)) {
+    if (unit == L'\0') {
+      break;
+    }
+    text += unit;
+  }
+  return text;
+}
+
+std::wstring WithoutFinalTerminators(const std::vector<BYTE>& bytes) {
+  std::wstring text = Units(bytes);
+  while (!text.empty() && text.back() == L'\0') {
+    text.pop_back();
+  }
+  return text;
+}
+
+template <class Number>
+Number FromBytes(const std::vector<BYTE>& bytes) {
+  Number number = 0;
+  if (bytes.size() == sizeof number) {
+    std::memcpy(&number, bytes.data(), sizeof number);
+  }
+  return number;
+}
+
+// What a query answered, to be compared as a whole.
+template <class Data>
+struct Answer {
+  bool succeeded;
+  Data data;
+  DWORD error;
+  bool operator==(const Answer& other) const {
+    return succeeded == other.succeeded && data == other.data && error == other.error;
+  }
+};
+
+template <class Data, class Query>
+Answer<Data> Ask(Registry& registry, const Query& query, const Data& before) {
+  Answer<Data> answer = {false, before, 0};
+  answer.succeeded = (registry.*query)(kName, answer.data, answer.error);
+  return answer;
+}
+
+// `wanted`: the stored type is one that the query gives back. A value that grows meanwhile is told as one.
+template <class Data>
+Answer<Data> Expected(bool wanted, const Data& data, const Data& before, bool grows) {
+  if (grows) {
+    return {false, before, ERROR_MORE_DATA};
+  }
+  return wanted ? Answer<Data>{true, data, 0} : Answer<Data>{false, before, ERROR_INVALID_DATA};
+}
+
+void CheckQueries(DWORD type, const std::vector<BYTE>& bytes, std::size_t growth) {
+  Registry registry(HKEY_LOCAL_MACHINE, L"key", OrCommon::Storage::View::k64Bit);
+  registry.OpenForReading();
+  const auto store = [&](std::size_t grown) {
+    machine.values = {{kName, type, bytes}};
+    machine.growth = grown;
+  };
+  // One byte is always asked for, so that only a value that outgrows it is too long.
+  const bool grows = growth != 0 && bytes.size() + growth > 1;
+
+  store(growth);
+  const std::vector<BYTE> noBytes = {1, 2, 3};
+  const auto binary = Ask(registry, &Registry::TryQueryBinary, noBytes);
+  if (growth == 0 || grows) {
+    Require(binary == Expected(type == REG_BINARY, bytes, noBytes, grows), "bytes as they are stored");
+  }
+
+  store(growth);
+  const std::wstring noText = L"before";
+  const bool isText = type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
+  const std::wstring text = type == REG_MULTI_SZ ? WithoutFinalTerminators(bytes) : UpToTerminator(bytes);
+  const auto read = Ask(registry, &Registry::TryQueryString, noText);
+  if (growth == 0 || grows) {
+    Require(read == Expected(isText, text, noText, grows), "a text up to its end");
+  }
+
+  store(0);
+  const auto number32 = Ask<DWORD>(registry, &Registry::TryQueryNumber32, 7);
+  Require(number32 == Expected<DWORD>(type == REG_DWORD && bytes.size() == 4, FromBytes<DWORD>(bytes), 7, false) ||
+              (type == REG_DWORD && bytes.size() > 4 && number32.error == ERROR_MORE_DATA),
+          "a number of 32 bits");
+  const auto number64 = Ask<std::uint64_t>(registry, &Registry::TryQueryNumber64, 7);
+  Require(number64 == Expected<std::uint64_t>(type == REG_QWORD && bytes.size() == 8, FromBytes<std::uint64_t>(bytes),
+                                              7, false) ||
+              (type == REG_QWORD && bytes.size() > 8 && number64.error == ERROR_MORE_DATA),
+          "a number of 64 bits");
+}
+
+void CheckSettings(const std::vector<BYTE>& bytes) {
+  machine.growth = 0;
+  machine.values = {{kName, REG_SZ, bytes}, {VELAUtility::kEnableValue, REG_SZ, bytes}};
+  std::wstring text = L"before";
+  std::vector<BYTE> whole = bytes;  // half a character at the end is read as one
+  whole.resize(bytes.size() + bytes.size() % 2);
+  const bool readable = bytes.size() <= kLongestUserText;
+  Require(VELAUtility::ReadUserStringValue(L"hive", kName, text) == readable, "a user's text of at most 2,048 bytes");
+  Require(text == (readable ? UpToTerminator(whole) : L""), "up to its end, or nothing");
+  DWORD enabled = 2;
+  Require(VELAUtility::GetVELAEnable(enabled) == (bytes.size() <= 4), "the switch of at most four bytes");
+  Require(enabled <= 1, "the switch is on or off");
+  if (bytes.size() == 4) {
+    Require(enabled == (FromBytes<DWORD>(bytes) == 1 ? 1U : 0U), "on is 1 and nothing else");
+  }
+}
+
+void CheckNames(const std::vector<std::wstring>& names) {
+  Registry registry(HKEY_LOCAL_MACHINE, L"key", OrCommon::Storage::View::k64Bit);
+  registry.OpenForEnumerating();
+  machine.subkeys = names;
+  std::wstring name;
+  for (DWORD index = 0; index <= names.size(); ++index) {
+    try {
+      const bool more = registry.EnumerateSubkey(index, name);
+      Require(more == (index < names.size()), "every subkey, then the end");
+      Require(!more || name == names[index], "a subkey's whole name");
+    } catch (OrCommon::Storage::Exception* failure) {
+      Require(failure->Code() == ERROR_MORE_DATA && names[index].size() >= 256, "only a name beyond the longest fails");
+      delete failure;
+    }
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  Fuzz::Input input(data, size);
+  HostWindows::Reset();
+  const DWORD type = input.Number() % 13;
+  const std::size_t growth = input.Number() % 8;
+  const std::size_t length = input.Number();  // of the value; the rest of the input is repeated until it is reached
+  std::vector<std::wstring> names;
+  std::vector<BYTE> bytes;
+  while (!input.AtEnd()) {
+    names.push_back(input.Text());
+    for (const wchar_t character : names.back()) {
+      bytes.push_back(static_cast<BYTE>(character & 0xFF));
+      bytes.push_back(static_cast<BYTE>(character == L'0' ? 0 : character >> 8));
+    }
+    bytes.push_back(0);
+  }
+  const std::vector<BYTE> pattern = bytes;
+  bytes.resize(length % 3000);
+  for (std::size_t index = 0; index < bytes.size(); ++index) {
+    bytes[index] = pattern.empty() ? BYTE{0} : pattern[index % pattern.size()];
+  }
+
+  CheckQueries(type, bytes, growth);
+  CheckSettings(bytes);
+  CheckNames(names);
+  Require(machine.openHandles == 0, "every key is closed");
+  return 0;
+}

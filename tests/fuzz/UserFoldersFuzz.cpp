@@ -1,0 +1,73 @@
+// The folders of one user (activation/UserDataTree.h), whose identity is any text that the user stored: whatever it is,
+// nothing is made or opened to everyone outside the common data folder, and nothing there that another program made.
+#include <algorithm>
+
+#include "activation/UserDataTree.h"
+#include "tests/fuzz/Input.h"
+#include "tests/fuzz/StoredText.h"
+#include "tests/fuzz/host/HostWindows.h"
+
+using Fuzz::Require;
+using HostWindows::machine;
+
+namespace {
+
+constexpr wchar_t kRoot[] = L"C:\\ProgramData";
+constexpr wchar_t kForeign[] = L"C:\\ProgramData\\Other";  // another program's
+
+// True for a path below the root that cannot lead out of it again, as Windows reads paths: either kind of separator,
+// blanks and dots at the end of a name dropped, a colon as a drive or a stream.
+bool StaysBelow(const std::wstring& path) {
+  const std::wstring root = std::wstring(kRoot) + L"\\";
+  if (path.compare(0, root.size(), root) != 0) {
+    return false;
+  }
+  std::wstring part;
+  for (const wchar_t character : path.substr(root.size()) + L"\\") {
+    if (character == L':') {
+      return false;
+    }
+    if (character != L'\\' && character != L'/') {
+      part += character;
+      continue;
+    }
+    const bool onlyDotsAndBlanks = part.find_first_not_of(L". ") == std::wstring::npos;
+    if (!part.empty() && onlyDotsAndBlanks) {
+      return false;
+    }
+    part.clear();
+  }
+  return true;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  Fuzz::Input input(data, size);
+  HostWindows::Reset();
+  machine.foldersCanBeMade = !input.Flag();
+  const bool rootIsKnown = !input.Flag();
+  if (rootIsKnown) {
+    machine.commonData = kRoot;
+  }
+  const bool onlyDefault = input.Flag();
+  const Fuzz::StoredText identity(input);
+  machine.values.push_back({onlyDefault ? L"Default User ID" : L"Last User ID", REG_SZ, identity.Bytes()});
+  machine.disk = {{kRoot, FILE_ATTRIBUTE_DIRECTORY}, {kForeign, FILE_ATTRIBUTE_DIRECTORY}};
+  while (!input.AtEnd()) {
+    const std::wstring path = std::wstring(kRoot) + L"\\" + input.Text();
+    machine.disk[path] = input.Flag() ? FILE_ATTRIBUTE_NORMAL : FILE_ATTRIBUTE_DIRECTORY;
+  }
+
+  std::wstring userId = L"what was there before";
+  VELAUtility::BuildUserDataTree(L"OE", L"S-1-5-21", userId);
+  constexpr std::size_t kLongest = 2048;  // bytes
+  Require(userId == (identity.Bytes().size() <= kLongest ? identity.Read() : L""), "the identity as it is stored");
+  for (const auto* paths : {&machine.madeFolders, &machine.stampedFolders}) {
+    Require(rootIsKnown || paths->empty(), "nothing is done where the root is not known");
+    Require(std::all_of(paths->begin(), paths->end(), StaysBelow), "nothing is done outside the root");
+    Require(std::find(paths->begin(), paths->end(), kForeign) == paths->end(), "another program's folder stays closed");
+  }
+  Require(machine.openHandles == 0, "every key is closed");
+  return 0;
+}

@@ -1,0 +1,51 @@
+// The machine that the fuzzed sources meet: it exists in memory, a fuzzer fills it with whatever its input says, and it
+// answers as hostile as Windows may. Buffers are used up to the size that the caller named, what is stored lacks its
+// terminator where the input says so, and a value may grow between the question for its size and the one for its data.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/fuzz/host/windows.h"
+
+namespace HostWindows {
+
+struct StoredValue {
+  std::wstring name;
+  DWORD type = REG_NONE;
+  std::vector<BYTE> data;
+};
+
+struct Machine {
+  // Every key shows the same subkeys and values: what is fuzzed here is what comes back, not where it is looked for.
+  std::vector<std::wstring> subkeys;
+  std::vector<StoredValue> values;
+  bool keysOpen = true;
+  std::size_t growth = 0;  // bytes by which a value has grown whenever it is asked for again
+
+  std::vector<std::pair<DWORD, std::wstring>> processes;
+  BOOL processStarts = TRUE;
+  std::vector<std::wstring> commandLines;  // of the processes that were started
+
+  std::wstring commonData;             // empty: Windows cannot tell
+  std::map<std::wstring, DWORD> disk;  // what exists, without separators at the end, and its attributes
+  std::set<std::wstring> held;         // what is in use and cannot be deleted
+  std::vector<std::wstring> putOff;    // what is deleted at the next restart
+  bool foldersCanBeMade = true;
+  std::vector<std::wstring> madeFolders;  // what was created
+  std::vector<std::wstring> stampedFolders;
+
+  std::wstring log;
+  int openHandles = 0;
+};
+
+extern Machine machine;
+
+// A machine with nothing on it.
+void Reset();
+
+}  // namespace HostWindows
