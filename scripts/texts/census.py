@@ -58,7 +58,9 @@ class Known:
         return self.found[line]
 
     def is_cut(self, line: str) -> bool:
-        return any(pattern.fullmatch(line) for pattern in self.cut)
+        # A program that was ended while it began the next entry leaves its line break.
+        ended = line.removesuffix("\r\n")
+        return bool(ended != line and self.find(ended)) or any(pattern.fullmatch(line) for pattern in self.cut)
 
 
 def known_entries(messages: list[Message]) -> Known:

@@ -163,6 +163,7 @@ class Census(unittest.TestCase):
 
     def test_a_cut_entry_is_known_and_proves_nothing(self):
         self.assertEqual(self.faults(self.ALL + "\r\nLOG_INFO :  cmd:-x"), [])
+        self.assertEqual(self.faults(self.ALL + "\r\nLOG_ERROR: code 6\r\n"), [])  # ended as the next entry began
         self.assertEqual(len(self.faults(self.ALL.replace("\r\n src:C:\\caf\xe9", ""))), 1)
 
     def test_traces_of_the_tests_are_left_alone(self):

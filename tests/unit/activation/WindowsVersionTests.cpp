@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "tests/unit/OrCommon/HeapWatch.h"
 #include "tests/unit/activation/SwitchWorld.h"
 #include "tests/unit/settings/WindowsReports.h"
 
@@ -43,6 +44,8 @@ const Windows& ThisWindows() {
 constexpr char kUser[] = "S-1-5-21-0-0-0-1000";
 constexpr char kNoSession[] = "*** CProviderAntiSpam::SetAntiSpamEnable() - failed to get active session id. error=0";
 
+constexpr std::size_t kFormatBuffer = 256 * sizeof(wchar_t);  // bytes; the smallest that a path is formatted into
+
 struct ReportedWorld {
   const Windows& windows = ThisWindows();
   WindowsReports reports{windows.major, windows.minor, VER_NT_WORKSTATION};
@@ -79,6 +82,33 @@ TEST_CASE("Outlook Express is activated and its monitor started where Windows ha
   CHECK((LinesWith(world.machine.Data(), "\\OE\\").size() == (express ? 3 : 0)));
   CHECK(world.monitors.GivenOut() == (express ? 4 : 2));
   CHECK(world.monitors.Closed() == world.monitors.GivenOut());
+  CHECK_LINES(world.session.NotGivenBack(), {});
+  CHECK_FALSE(ConsoleSession::ThreadActsAsUser());
+}
+
+TEST_CASE("without memory for its path no monitor is started, and its start-up value is not written") {
+  ReportedWorld reported;
+  SwitchWorld& world = reported.world;
+  if (!reported.windows.hasSessions) {
+    CHECK(world.machine.Data().empty());  // nobody to start a monitor for
+    return;
+  }
+  world.machine.SetFlags(0, 0, 0);
+  const bool express = reported.windows.hasOutlookExpress;
+  Lines log;
+  {
+    const OrCommonTests::HeapLimit memory(OrCommonTests::HeapLimit::kAnySize, kFormatBuffer);
+    log = world.Switch(true);
+  }
+  CHECK(world.result);
+  CHECK_LINES(LinesWith(log, "Mon"),
+              (Joined({express ? Error("Failed to WriteRegStringValue of Run Key for OEMon !!") : Lines{},
+                       Error("Failed to WriteRegStringValue of Run Key for WLMMon !!"),
+                       express ? Error("Failed to call CreateProcessAsUser() to launch VELA_OEMon.exe 8 ") : Lines{},
+                       Error("Failed to call CreateProcessAsUser() to launch VELA_WLMMon.exe 8 "),
+                       Error("!!! SetAntiSpamEnable() - failed on VELA_LaunchMonProcess()")})));
+  CHECK(world.monitors.Starts().empty());
+  CHECK(SwitchedMachine::RunValue(L"WLM").empty());
   CHECK_LINES(world.session.NotGivenBack(), {});
   CHECK_FALSE(ConsoleSession::ThreadActsAsUser());
 }
