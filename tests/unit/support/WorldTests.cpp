@@ -223,7 +223,7 @@ TEST_CASE("a folder is locked, or the world says that this program writes everyw
     } catch (const std::runtime_error&) {
       locked = false;
     }
-    for (const DWORD access : {GENERIC_READ, GENERIC_WRITE}) {
+    for (const DWORD access : {DWORD{GENERIC_READ}, DWORD{GENERIC_WRITE}}) {
       const HANDLE opened = ::CreateFileW(file.c_str(), access, 0, nullptr, OPEN_EXISTING, 0, nullptr);
       CHECK((opened != INVALID_HANDLE_VALUE) == (access == GENERIC_READ || !locked));
       if (opened != INVALID_HANDLE_VALUE) {
