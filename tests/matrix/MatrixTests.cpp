@@ -17,18 +17,18 @@ namespace {
 // Systems that behave alike share their texts. A file is named after the first that uses it, which also writes it.
 struct Row {
   const WindowsSystem& system;
-  const char* kind;     // for all but one difference
-  const char* edition;  // for the editions of Windows that take an Outlook 2002
+  const char* kind;     // for all but one chapter
+  const char* edition;  // for Outlook 2002, which one edition of a kind refuses
 };
 
 constexpr Row kRows[] = {
     {Expected::kXp64System, "windows_xp", "windows_xp"},
     {Expected::kServer2003System, "windows_xp", "windows_server_2003"},
     {Expected::kVistaSystem, "windows_vista", "windows_server_2003"},
-    {Expected::kWindows7System, "windows_7", "windows_server_2003"},
-    {Expected::kWindows8System, "windows_7", "windows_server_2003"},
-    {Expected::kWindows81System, "windows_7", "windows_server_2003"},
-    {Expected::kWindows10System, "windows_7", "windows_server_2003"},
+    {Expected::kWindows7System, "windows_7", "windows_7"},
+    {Expected::kWindows8System, "windows_7", "windows_7"},
+    {Expected::kWindows81System, "windows_7", "windows_7"},
+    {Expected::kWindows10System, "windows_7", "windows_7"},
 };
 
 const Row& RowOf(const WindowsSystem& system) {
