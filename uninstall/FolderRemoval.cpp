@@ -10,10 +10,6 @@ namespace VELAUtility {
 
 namespace {
 
-std::wstring ProductDataFolder() {
-  return ProductFolders::GetBaseFolder(GetCommonDataFolder());
-}
-
 // `path` as the system reads it; as it is where it cannot be read.
 std::wstring FullPath(const std::wstring& path) {
   std::wstring full(::GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
@@ -25,20 +21,29 @@ std::wstring FullPath(const std::wstring& path) {
   return full;
 }
 
-// True where `folder` lies in the data of all users, and its way leads through a link in the place of the product's
-// folder there: any user may make that folder where it is missing, and what lies behind a link is not the product's.
-bool IsBehindLink(const std::wstring& folder) {
-  const std::wstring productData = ProductDataFolder();
+// Why `folder` must not be deleted; ERROR_SUCCESS where it may be.
+//
+// A folder in the data of all users must not when its way leads through a link in the place of the product's folder
+// there: any user may make that folder where it is missing, and what lies behind a link is not the product's. Where the
+// system cannot name the data of all users, the product's folder there is a path below the current folder, and what
+// lies there is anybody's.
+DWORD RefusalOf(const std::wstring& folder) {
+  const std::wstring commonData = GetCommonDataFolder();
+  const std::wstring productData = ProductFolders::GetBaseFolder(commonData);
+  if (commonData.empty()) {
+    return folder.compare(0, productData.size(), productData) == 0 ? ERROR_PATH_NOT_FOUND : ERROR_SUCCESS;
+  }
   const std::wstring start = FullPath(folder).substr(0, productData.size());
-  return OrCommon::System::EqualsIgnoringAsciiCase(start, FullPath(productData)) &&
-         OrCommon::Storage::File::IsLink(productData);
+  const bool isBehindLink = OrCommon::System::EqualsIgnoringAsciiCase(start, FullPath(productData)) &&
+                            OrCommon::Storage::File::IsLink(productData);
+  return isBehindLink ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
 }
 
 }  // namespace
 
 bool DeleteFolderFiles(const std::wstring& folder, int& restartNeeded, DWORD* error) {
-  const bool refused = IsBehindLink(folder);
-  DWORD code = refused ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
+  DWORD code = RefusalOf(folder);
+  const bool refused = code != ERROR_SUCCESS;
   const bool succeeded = !refused && OrCommon::Storage::File::DeleteAllFiles(folder, restartNeeded, &code);
   if (succeeded) {
     RunLog::Info() << L"OrCommon::Storage::File::DeleteAllFiles succeeded, dwRtnValue:" << code;
@@ -56,7 +61,7 @@ bool DeleteFolderFiles(const std::wstring& folder, int& restartNeeded, DWORD* er
 
 void RemoveVELAProgramData() {
   constexpr const wchar_t* kFolders[] = {L"OL", L"OE", L"WLM", L"VELA_common"};
-  const std::wstring productData = ProductDataFolder();
+  const std::wstring productData = ProductFolders::GetBaseFolder(GetCommonDataFolder());
   for (const wchar_t* const name : kFolders) {
     const std::wstring folder = productData + name;
     int restartNeeded = 0;

@@ -143,6 +143,29 @@ TEST_CASE("where the common data folder cannot be had, the Windows folder stands
   CHECK_LINES(data.Contents(), (before));
 }
 
+TEST_CASE("where no folder for the data can be named, what has its name below the current folder stays") {
+  const ProgramData data;
+  const std::wstring current = L"C:\\VelaCurrentFolder";
+  WriteTestFile(current + L"\\Orvane Labs\\OL\\a.txt", "somebody's");
+  MakeFolder(current + L"\\Orvane Labs\\WLM");
+  wchar_t before[MAX_PATH] = {};
+  ::GetCurrentDirectoryW(MAX_PATH, before);
+  ::SetCurrentDirectoryW(current.c_str());
+  const LogCapture log;
+  {
+    const FailCall ask("SHGetSpecialFolderPathW", Calls::From(1), ERROR_FILE_NOT_FOUND);
+    const FailCall askAgain("SHGetFolderPathW", Calls::From(1), ERROR_FILE_NOT_FOUND);
+    RemoveVELAProgramData();
+    CHECK(askAgain.Failed() >= 1);
+  }
+  ::SetCurrentDirectoryW(before);
+  CHECK_LINES(log.Lines(), (NoProgramData("Orvane Labs\\")));
+  CHECK(Exists(current + L"\\Orvane Labs\\OL\\a.txt"));
+  CHECK(Exists(current + L"\\Orvane Labs\\WLM"));
+  CHECK_LINES(data.pending.Lines(), {});
+  RemoveTree(current);
+}
+
 TEST_CASE("the common data folder is asked for as it is, and not made") {
   const ProgramData data;
   int folder = 0;
