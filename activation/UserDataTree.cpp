@@ -33,13 +33,14 @@ class Tree {
     }
   }
 
-  // An empty identity adds nothing: the folder above is opened once more.
+  // An empty identity adds nothing: the folder above is opened once more. Where the levels above could not be made that
+  // folder would be the root, which holds every program's data and is left alone.
   void AddIdentity(const std::wstring& identity) {
     if (!identity.empty() && !IsPlainName(identity)) {
       path_ = root_;
-    } else if (identity.empty() || path_ != root_) {
+    } else if (path_ != root_) {
       AddLevel(identity);
-    } else {
+    } else if (!identity.empty()) {
       // The levels above could not be made and the identity goes below the root, where other programs keep their
       // folders: one that is there already is theirs, and is not opened to everyone because a user chose its name.
       path_ += identity;

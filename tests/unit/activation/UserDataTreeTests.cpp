@@ -237,6 +237,13 @@ TEST_CASE("where no level can be made, each is tried at the root") {
   CHECK_LINES(machine.Data(), {"data\\"});
 }
 
+TEST_CASE("without an identity the root itself is never opened, though the level above could not be made") {
+  const SwitchedMachine machine;
+  WriteTestFile(std::wstring(SwitchedMachine::kData) + L"\\Other product\\settings.txt", "of others");
+  CHECK_LINES(Build(L"OL", {3}), {"make Orvane Labs\\ 7", "make Orvane Labs\\OL\\ 7", "make Orvane Labs\\OL\\Users\\ 7",
+                                  "make \\log\\ 7"});
+}
+
 TEST_CASE("a file in a folder's place stays, and the tree goes on from the root") {
   const SwitchedMachine machine;
   MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
