@@ -1,9 +1,9 @@
 #include "tests/faults/AnsweredCalls.h"
 
-#include <cstring>
 #include <string>
 
 #include "tests/faults/SubjectRun.h"
+#include "tests/fixtures/ModuleClasses.h"
 
 namespace Faults {
 namespace {
@@ -15,26 +15,31 @@ void HandOutEndedProcess(PROCESS_INFORMATION& information) {
   information.dwProcessId = information.dwThreadId = 0;
 }
 
-// "regsvr32.exe /s "path"" and "regsvr32.exe /u /s "path"".
+// "regsvr32.exe /s "path"" and "regsvr32.exe /u /s "path"": what the module's own entry points do. A module that is not
+// there changes nothing.
 void RunRegistration(const std::wstring& commandLine) {
   const std::size_t first = commandLine.find(L'"');
   const std::size_t last = commandLine.rfind(L'"');
   if (first == std::wstring::npos || last == first) {
     return;
   }
-  const HMODULE module =
-      ::LoadLibraryExW(commandLine.substr(first + 1, last - first - 1).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
-  if (module == nullptr) {
+  const std::wstring path = commandLine.substr(first + 1, last - first - 1);
+  if (::GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES) {
     return;
   }
-  const bool unregister = commandLine.compare(0, first, L"regsvr32.exe /u /s ") == 0;
-  const FARPROC address = ::GetProcAddress(module, unregister ? "DllUnregisterServer" : "DllRegisterServer");
-  if (address != nullptr) {
-    HRESULT(WINAPI * entry)() = nullptr;
-    std::memcpy(&entry, &address, sizeof entry);
-    entry();
+  for (const auto& row : Fixtures::kModuleClasses) {
+    const std::wstring key = std::wstring(L"Software\\Classes\\CLSID\\") + row.classId;
+    const std::wstring server = key + L"\\InprocServer32";
+    if (::_wcsicmp(path.substr(path.rfind(L'\\') + 1).c_str(), row.module) != 0) {
+      continue;
+    }
+    if (commandLine.compare(0, first, L"regsvr32.exe /u /s ") == 0) {
+      ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, server.c_str());
+      ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, key.c_str());
+    } else {
+      ::RegSetValueW(HKEY_LOCAL_MACHINE, server.c_str(), REG_SZ, path.c_str(), 0);
+    }
   }
-  ::FreeLibrary(module);
 }
 
 }  // namespace

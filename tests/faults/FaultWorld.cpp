@@ -16,7 +16,6 @@ using TestSupport::MachineKey32;
 using TestSupport::MachineKey64;
 using TestSupport::MakeKey;
 using TestSupport::UsersKey;
-using TestSupport::WriteTestFile;
 
 constexpr wchar_t kProductKey[] = L"SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA";
 constexpr wchar_t kSharedKey[] = L"Software\\OrvaneLabs\\CoreAgent\\VELA";
@@ -60,6 +59,36 @@ std::wstring Source(const wchar_t* name) {
   return std::wstring(kSourceFolder) + L"\\" + name;
 }
 
+bool StartsWith(std::wstring_view text, std::wstring_view start) {
+  return text.substr(0, start.size()) == start;
+}
+
+bool IsOfOutlookExpress(const wchar_t* module) {
+  return StartsWith(module, L"oe") || StartsWith(module, L"VELA_OEW");
+}
+const wchar_t* SourceFolderOf(const wchar_t* module) {
+  return StartsWith(module, L"WLM") ? L"WLM\\" : IsOfOutlookExpress(module) ? L"OE64\\" : L"OL\\";
+}
+const wchar_t* ClientFolderOf(const wchar_t* module) {
+  return StartsWith(module, L"WLM") ? L"VELA_WLM\\" : IsOfOutlookExpress(module) ? L"VELA_OE\\" : L"VELA_OL\\";
+}
+
+enum class Age { kNew, kOld };
+
+// With a time that is the same whenever the file is written.
+void Plant(const std::wstring& path, const std::string& content, Age age = Age::kNew) {
+  TestSupport::WriteTestFile(path, content);
+  const FILETIME written = {0x12340000, age == Age::kOld ? 0x01D50000U : 0x01D5C000U};
+  const HANDLE file = ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  const bool set = file != INVALID_HANDLE_VALUE && ::SetFileTime(file, nullptr, nullptr, &written);
+  if (file != INVALID_HANDLE_VALUE) {
+    ::CloseHandle(file);
+  }
+  if (!set) {
+    throw std::runtime_error("cannot give " + TestSupport::ToUtf8(path) + " its time");
+  }
+}
+
 // In the destination: once where install stages ("Orvane Labs\VELA"), once where uninstall deletes ("VELA").
 std::wstring Staged(const wchar_t* name) {
   return std::wstring(kDestinationFolder) + L"\\Orvane Labs\\VELA\\" + name;
@@ -86,14 +115,14 @@ const std::vector<Scenario>& Scenarios() {
   return scenarios;
 }
 
-FaultWorld::FaultWorld(const Scenario& scenario, bool realModules) : scenario_(scenario) {
+FaultWorld::FaultWorld(const Scenario& scenario, Modules modules) : scenario_(scenario), modules_(modules) {
   MakeKey({HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\faults.subject.exe", KEY_WOW64_64KEY},
           {{L"Version", L"vista"}});
   // Test prefixes have Wine's own explorer switched off; a program of that name of our own is not meant.
   MakeKey({HKEY_CURRENT_USER, L"Software\\Wine\\DllOverrides", KEY_WOW64_64KEY}, {{L"*explorer.exe", L"native"}});
   Clear();
   TestSupport::RemoveTree(kWorldRoot);
-  PlantSource(realModules);
+  PlantSource();
   for (const wchar_t* const program : scenario.running) {
     const std::wstring path = std::wstring(kWorldRoot) + L"\\running\\" + program;
     TestSupport::CopyTestFile(TestSupport::FixturePath(L"Sleeper.exe"), path);
@@ -125,7 +154,7 @@ FaultWorld::~FaultWorld() {
   }
 }
 
-void FaultWorld::PlantSource(bool realModules) const {
+void FaultWorld::PlantSource() const {
   const std::string longFile(0x4000, 'p');  // one byte more than a block of the copy
   struct Text {
     const wchar_t* name;
@@ -146,52 +175,51 @@ void FaultWorld::PlantSource(bool realModules) const {
       {L"rule\\lists\\approved.lst", "nested"},
   };
   for (const Text& text : texts) {
-    WriteTestFile(Source(text.name), text.content);
+    Plant(Source(text.name), text.content);
+  }
+  if (modules_ == Modules::kAll) {
+    for (const auto& row : Fixtures::kModuleClasses) {
+      Plant(Source(SourceFolderOf(row.module)) + row.module, "a module");
+    }
   }
   ::SetFileAttributesW(Source(L"rule\\lists\\approved.lst").c_str(), FILE_ATTRIBUTE_READONLY);
-  if (!realModules) {
-    return;
-  }
-  for (const auto& row : Fixtures::kModuleClasses) {
-    const std::wstring name = row.module;
-    const wchar_t* const folder = name.find(L"WLM") == 0                                 ? L"WLM\\"
-                                  : name.find(L"oe") == 0 || name.find(L"VELA_OEW") == 0 ? L"OE64\\"
-                                                                                         : L"OL\\";
-    TestSupport::CopyTestFile(TestSupport::FixturePath(L"ComModule.dll"), Source(folder) + name);
-  }
 }
 
 void FaultWorld::Reset() {
   Clear();
   PlantRegistry();
   PlantInstalled();
-  PlantUserData();
+  const std::wstring data = kProductData;
+  Plant(data + L"\\OL\\Users\\" + kIdentity + L"\\approved.txt", "friends");
+  ::SetFileAttributesW((data + L"\\OL\\Users\\" + kIdentity + L"\\approved.txt").c_str(), FILE_ATTRIBUTE_READONLY);
+  Plant(data + L"\\VELA_common\\spam.db", "spam");
+  Plant(MailCache(), "cache");
 }
 
 void FaultWorld::PlantInstalled() {
-  WriteTestFile(Staged(L"VELA_OL\\VELA_OLA.dll"), "older");
+  Plant(Staged(L"VELA_OL\\VELA_OLA.dll"), "older", Age::kOld);
   TestSupport::CopyTestFile(Source(L"OL\\same.txt"), Staged(L"VELA_OL\\same.txt"));
-  WriteTestFile(Staged(L"VELA_OL\\Redemption.dll"), "in use");
-  WriteTestFile(Staged(L"VELA_WLM\\vela.ptn"), "older");
+  Plant(Staged(L"VELA_OL\\Redemption.dll"), "in use", Age::kOld);
+  Plant(Staged(L"VELA_WLM\\vela.ptn"), "older", Age::kOld);
   held_ = ::CreateFileW(Staged(L"VELA_OL\\Redemption.dll").c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                         OPEN_EXISTING, 0, nullptr);
   if (held_ == INVALID_HANDLE_VALUE) {
     throw std::runtime_error("the file that is to be in use cannot be opened");
   }
-  WriteTestFile(Deleted(L"VELA_OL\\VELA_OLA.dll"), "installed");
-  WriteTestFile(Deleted(L"VELA_OL\\rule\\lists\\approved.lst"), "nested");
+  Plant(Deleted(L"VELA_OL\\VELA_OLA.dll"), "installed");
+  Plant(Deleted(L"VELA_OL\\rule\\lists\\approved.lst"), "nested");
   ::SetFileAttributesW(Deleted(L"VELA_OL\\rule\\lists\\approved.lst").c_str(), FILE_ATTRIBUTE_READONLY);
-  WriteTestFile(Deleted(L"VELA_WLM\\VELA_WLM.ini"), "[WLM]");
-  WriteTestFile(std::wstring(kOfficeFolder) + L"\\outlook.exe", "Outlook");
-  WriteTestFile(std::wstring(kOfficeFolder) + L"\\ADDINS\\Redemption.ECF", "forms");
-}
-
-void FaultWorld::PlantUserData() const {
-  const std::wstring data = kProductData;
-  WriteTestFile(data + L"\\OL\\Users\\" + kIdentity + L"\\approved.txt", "friends");
-  ::SetFileAttributesW((data + L"\\OL\\Users\\" + kIdentity + L"\\approved.txt").c_str(), FILE_ATTRIBUTE_READONLY);
-  WriteTestFile(data + L"\\VELA_common\\spam.db", "spam");
-  WriteTestFile(MailCache(), "cache");
+  Plant(Deleted(L"VELA_WLM\\VELA_WLM.ini"), "[WLM]");
+  if (modules_ == Modules::kAll) {
+    for (const auto& row : Fixtures::kModuleClasses) {
+      const std::wstring path = Deleted(ClientFolderOf(row.module)) + row.module;
+      Plant(path, "a module");
+      MakeKey(MachineKey64(std::wstring(L"Software\\Classes\\CLSID\\") + row.classId + L"\\InprocServer32"),
+              {{L"", path}});
+    }
+  }
+  Plant(std::wstring(kOfficeFolder) + L"\\outlook.exe", "Outlook");
+  Plant(std::wstring(kOfficeFolder) + L"\\ADDINS\\Redemption.ECF", "forms");
 }
 
 void FaultWorld::PlantRegistry() const {
@@ -240,7 +268,7 @@ void FaultWorld::Clear() {
   TestSupport::ClearPendingRenames();
 }
 
-TestSupport::FileSnapshot FaultWorld::Files() const {
+TestSupport::FileSnapshot FaultWorld::Files() {
   TestSupport::FileSnapshot files;
   for (const wchar_t* const place : kPlaces) {
     files.Add(place, TestSupport::ToUtf8(place));
@@ -248,7 +276,7 @@ TestSupport::FileSnapshot FaultWorld::Files() const {
   return files;
 }
 
-TestSupport::RegistrySnapshot FaultWorld::Registry() const {
+TestSupport::RegistrySnapshot FaultWorld::Registry() {
   TestSupport::RegistrySnapshot registry;
   for (const wchar_t* const path : {L"Software\\OrvaneLabs", L"Software\\Nektra", kOffice, kRunKey}) {
     registry.Add(HKEY_LOCAL_MACHINE, path, KEY_WOW64_64KEY);

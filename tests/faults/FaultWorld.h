@@ -23,28 +23,33 @@ struct Scenario {
 // Those of the sweep, in order. Windows is version 6.0 in all of them, which has every client.
 const std::vector<Scenario>& Scenarios();
 
+// What lies in the source and is installed.
+enum class Modules {
+  kNone,
+  kAll  // every module that is registered, and those installed already are registered
+};
+
 class FaultWorld {
  public:
-  // `realModules`: the source holds modules that can be registered.
-  FaultWorld(const Scenario& scenario, bool realModules);
+  FaultWorld(const Scenario& scenario, Modules modules);
   FaultWorld(const FaultWorld&) = delete;
   FaultWorld& operator=(const FaultWorld&) = delete;
   ~FaultWorld();
 
-  // Everything as before the first run.
+  // Everything as before the first run, the times of files included.
   void Reset();
 
-  TestSupport::FileSnapshot Files() const;
-  TestSupport::RegistrySnapshot Registry() const;
+  static TestSupport::FileSnapshot Files();
+  static TestSupport::RegistrySnapshot Registry();
 
  private:
-  void PlantSource(bool realModules) const;
+  void PlantSource() const;
   void PlantInstalled();
   void PlantRegistry() const;
-  void PlantUserData() const;
   void Clear();
 
   const Scenario& scenario_;
+  const Modules modules_;
   std::vector<TestSupport::TestProcess> processes_;
   std::vector<HANDLE> events_;
   HANDLE held_ = INVALID_HANDLE_VALUE;

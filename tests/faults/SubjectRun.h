@@ -7,7 +7,7 @@
 //                      "die-before <c>"    the process ends instead of making its c-th change
 //                      "die-after <c>"     the process ends when it has made its c-th change
 //                      with " shell" behind it: no session has a token, so that the shell's owner is looked for;
-//                      with " register" behind it: modules are really registered (see AnsweredCalls.cpp)
+//                      with " register" behind it: modules are registered (see AnsweredCalls.h)
 //   VELA_FAULTS_NOTES  the file for the notes, see WriteNotes
 // Calls and changes are counted from 1. A call is counted where it can fail.
 #pragma once

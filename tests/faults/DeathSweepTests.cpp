@@ -1,0 +1,143 @@
+// The process ends at each change that a command makes; then the command runs once more, to its end. Files and registry
+// must be as after one undisturbed run.
+//
+//   VELA_DEATHS_STRIDE    every n-th change only (default 1: all of them)
+//   VELA_DEATHS_SCENARIO  the command of this number (from 0) only
+#include <doctest/doctest.h>
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "tests/faults/FaultWorld.h"
+#include "tests/faults/Findings.h"
+#include "tests/faults/RunChecks.h"
+#include "tests/faults/SubjectProcess.h"
+#include "tests/support/TestRegistry.h"
+
+using namespace Faults;
+using TestSupport::Lines;
+
+namespace {
+
+constexpr DWORD kOrderedEnd = 0xDEAD;
+
+const Scenario kDying[] = {
+    {"-I", L"-I", {}, false, false}, {"-p", L"-p", {}, false, false}, {"-U", L"-U", {}, false, false}};
+
+struct State {
+  TestSupport::FileSnapshot files = FaultWorld::Files();
+  TestSupport::RegistrySnapshot registry = FaultWorld::Registry();
+  Lines pending;
+
+  // An entry that is listed twice is done once: the second finds nothing to do.
+  State() {
+    for (const auto& [from, to] : TestSupport::PendingRenames()) {
+      const std::string line = TestSupport::ToUtf8(from) + " -> " + TestSupport::ToUtf8(to);
+      if (std::find(pending.begin(), pending.end(), line) == pending.end()) {
+        pending.push_back(line);
+      }
+    }
+    std::sort(pending.begin(), pending.end());
+  }
+};
+
+Lines Differences(const State& wanted, const State& actual) {
+  Lines lines = TestSupport::FileSnapshot::Changes(wanted.files, actual.files);
+  for (const std::string& line : TestSupport::RegistrySnapshot::Changes(wanted.registry, actual.registry)) {
+    lines.push_back(line);
+  }
+  for (const std::string& line : wanted.pending) {
+    if (std::find(actual.pending.begin(), actual.pending.end(), line) == actual.pending.end()) {
+      lines.push_back("-at restart: " + line);
+    }
+  }
+  for (const std::string& line : actual.pending) {
+    if (std::find(wanted.pending.begin(), wanted.pending.end(), line) == wanted.pending.end()) {
+      lines.push_back("+at restart: " + line);
+    }
+  }
+  return lines;
+}
+
+class DeathSweep {
+ public:
+  explicit DeathSweep(const Scenario& scenario) : scenario_(scenario), world_(scenario, Modules::kAll) {
+    world_.Reset();
+    counted_ = RunSubject(scenario.commandSwitch, "count register");
+    findings_.Add("it runs undisturbed", BrokenPromises(scenario, counted_));
+    after_ = State();
+  }
+
+  int Changes() const { return counted_.changes; }
+
+  void DieAtEach(int stride) {
+    for (const NotedCall& call : counted_.list) {
+      if (call.change != 0 && call.change % stride == 0) {
+        Die("die-before", call);
+      }
+      if (call.change == counted_.changes) {
+        Die("die-after", call);
+      }
+    }
+  }
+
+  void Report() const {
+    ReportRow(scenario_.name, {counted_.changes, deaths_}, findings_);
+    CHECK_MESSAGE(findings_.Runs() == 0, std::string(scenario_.name), ": ", findings_.Runs(), " deaths with findings\n",
+                  findings_.Text());
+  }
+
+ private:
+  void Die(const char* order, const NotedCall& call) {
+    const std::string told = std::string(order) + " change " + std::to_string(call.change) + ": " + call.function +
+                             " in " + PlaceName(call.place);
+    world_.Reset();
+    const SubjectOutcome died =
+        RunSubject(scenario_.commandSwitch, std::string(order) + " " + std::to_string(call.change) + " register");
+    Lines broken;
+    if (died.exitCode != kOrderedEnd) {
+      broken.push_back("it did not end there");
+    }
+    const SubjectOutcome again = RunSubject(scenario_.commandSwitch, "count register");
+    for (const std::string& line : BrokenPromises(scenario_, again)) {
+      broken.push_back("run again: " + line);
+    }
+    for (const std::string& line : Differences(after_, State())) {
+      broken.push_back(line);
+    }
+    findings_.Add(told, broken);
+    ++deaths_;
+  }
+
+  const Scenario& scenario_;
+  FaultWorld world_;
+  SubjectOutcome counted_;
+  State after_;
+  Findings findings_;
+  int deaths_ = 0;
+};
+
+TEST_CASE("a command that was ended in its middle is made good by running it again") {
+  const char* const strideText = std::getenv("VELA_DEATHS_STRIDE");
+  const char* const only = std::getenv("VELA_DEATHS_SCENARIO");
+  const int stride = strideText != nullptr ? std::atoi(strideText) : 1;
+  REQUIRE(stride > 0);
+  int index = 0;
+  for (const Scenario& scenario : kDying) {
+    if (only != nullptr && std::atoi(only) != index++) {
+      continue;
+    }
+    DeathSweep sweep(scenario);
+    REQUIRE(sweep.Changes() > 30);
+    sweep.DieAtEach(stride);
+    sweep.Report();
+  }
+}
+
+}  // namespace

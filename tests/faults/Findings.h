@@ -1,0 +1,29 @@
+// What a sweep found, and the row of the table that it makes.
+#pragma once
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/support/TextLines.h"
+
+namespace Faults {
+
+// The findings of all runs, each told once with the number of runs that had it and the first of them.
+class Findings {
+ public:
+  void Add(const std::string& run, const TestSupport::Lines& broken);
+  int Runs() const { return runs_; }  // that broke a promise
+  std::string Text() const;
+
+ private:
+  int runs_ = 0;
+  std::map<std::string, std::pair<int, std::string>> lines_;
+};
+
+// Prints "| `-s` | 14 | 17 | 0 |": the name, the numbers, and the runs with findings; also to the file, below the build
+// folder, that the environment variable VELA_FAULTS_ROW names, if it does.
+void ReportRow(const std::string& name, const std::vector<int>& numbers, const Findings& findings);
+
+}  // namespace Faults
