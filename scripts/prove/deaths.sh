@@ -10,4 +10,4 @@ unset DISPLAY WAYLAND_DISPLAY
 # shellcheck source=scripts/prove/sweep_rows.sh
 source scripts/prove/sweep_rows.sh
 
-full_sweep deaths faults.full.deaths '| Command | Changes | Deaths | Deaths with findings |'
+full_sweep deaths faults.full.deaths '| Command | Changes | Deaths | Left a difference that is meant | Deaths with findings |'

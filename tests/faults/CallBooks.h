@@ -144,6 +144,15 @@ struct LoadProfileBook : NoBook {
   }
 };
 
+// It is called wherever there is a token, also where no profile was loaded: then without one, which does nothing.
+struct UnloadProfileBook : NoBook {
+  static void Before(SubjectRun& run, HANDLE token, HANDLE profile) {
+    if (profile != nullptr) {
+      run.GaveBack(Owned::kProfile, AsNumber(token));
+    }
+  }
+};
+
 struct InitialiseSectionBook : NoBook {
   static void Before(SubjectRun& run, CRITICAL_SECTION* section) { run.Took(Owned::kSection, AsNumber(section)); }
 };
@@ -177,7 +186,7 @@ FAULTS_BOOK(FreeLibrary, GivingBook<Owned::kModule>);
 FAULTS_BOOK(CreateEnvironmentBlock, OutBook<Owned::kEnvironment, 0, Success::kNotZero>);
 FAULTS_BOOK(DestroyEnvironmentBlock, GivingBook<Owned::kEnvironment>);
 FAULTS_BOOK(LoadUserProfileW, LoadProfileBook);
-FAULTS_BOOK(UnloadUserProfile, GivingBook<Owned::kProfile>);
+FAULTS_BOOK(UnloadUserProfile, UnloadProfileBook);
 FAULTS_BOOK(AllocateAndInitializeSid, OutBook<Owned::kSid, 10, Success::kNotZero>);
 FAULTS_BOOK(FreeSid, GivingBook<Owned::kSid>);
 FAULTS_BOOK(LocalAlloc, ResultBook<Owned::kMemory>);

@@ -18,6 +18,7 @@
 #include "tests/faults/Findings.h"
 #include "tests/faults/RunChecks.h"
 #include "tests/faults/SubjectProcess.h"
+#include "tests/support/TestFiles.h"
 #include "tests/support/TestRegistry.h"
 
 using namespace Faults;
@@ -29,6 +30,10 @@ constexpr DWORD kOrderedEnd = 0xDEAD;
 
 const Scenario kDying[] = {
     {"-I", L"-I", {}, false, false}, {"-p", L"-p", {}, false, false}, {"-U", L"-U", {}, false, false}};
+
+std::wstring Wide(const std::string& text) {
+  return std::wstring(text.begin(), text.end());
+}
 
 struct State {
   TestSupport::FileSnapshot files = FaultWorld::Files();
@@ -65,6 +70,25 @@ Lines Differences(const State& wanted, const State& actual) {
   return lines;
 }
 
+// What running the command again cannot make good, by what it has to do.
+bool IsExplained(const NotedCall& diedAt, const std::string& difference) {
+  const auto begins = [&](std::string_view start) { return difference.compare(0, start.size(), start) == 0; };
+  const auto ends = [&](std::string_view end) {
+    return difference.size() > end.size() && difference.compare(difference.size() - end.size(), end.size(), end) == 0;
+  };
+  // A copied file gets its time first and its attributes last. Ended in between, it counts as up to date from then on,
+  // and keeps the attributes that it has.
+  if (diedAt.function == "SetFileAttributesW" && begins("~") && ends(" attributes")) {
+    return true;
+  }
+  // A folder that is gone already cannot be deleted, so it is listed for the restart, where nothing will be found.
+  constexpr std::string_view kDeletion = "+at restart: \\??\\";
+  constexpr std::string_view kNothing = " -> ";
+  return begins(kDeletion) && ends(kNothing) &&
+         !TestSupport::Exists(
+             Wide(difference.substr(kDeletion.size(), difference.size() - kDeletion.size() - kNothing.size())));
+}
+
 class DeathSweep {
  public:
   explicit DeathSweep(const Scenario& scenario) : scenario_(scenario), world_(scenario, Modules::kAll) {
@@ -88,7 +112,7 @@ class DeathSweep {
   }
 
   void Report() const {
-    ReportRow(scenario_.name, {counted_.changes, deaths_}, findings_);
+    ReportRow(scenario_.name, {counted_.changes, deaths_, explained_}, findings_);
     CHECK_MESSAGE(findings_.Runs() == 0, std::string(scenario_.name), ": ", findings_.Runs(), " deaths with findings\n",
                   findings_.Text());
   }
@@ -108,11 +132,17 @@ class DeathSweep {
     for (const std::string& line : BrokenPromises(scenario_, again)) {
       broken.push_back("run again: " + line);
     }
+    bool explained = false;
     for (const std::string& line : Differences(after_, State())) {
-      broken.push_back(line);
+      if (IsExplained(call, line)) {
+        explained = true;
+      } else {
+        broken.push_back(line);
+      }
     }
     findings_.Add(told, broken);
     ++deaths_;
+    explained_ += explained && broken.empty() ? 1 : 0;
   }
 
   const Scenario& scenario_;
@@ -121,6 +151,7 @@ class DeathSweep {
   State after_;
   Findings findings_;
   int deaths_ = 0;
+  int explained_ = 0;  // that left a difference which is meant
 };
 
 TEST_CASE("a command that was ended in its middle is made good by running it again") {
