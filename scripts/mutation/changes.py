@@ -84,9 +84,9 @@ class Finder:
         for index, token in enumerate(self.source.tokens):
             if token.text in ("static_assert", "assert") and self.source.word(index + 1) == "(":
                 tokens.update(range(index, self.source.partner[index + 1] + 1))
-            elif token.text in ("using", "virtual", "template", "enum", "extern") and token.kind == "name":
+            elif token.text in ("using", "virtual", "template", "extern") and token.kind == "name":
                 last = index
-                while self.source.word(last) not in (";", "{", ")", ""):
+                while self.source.word(last) not in (";", "{", ">", ""):
                     last += 1
                 tokens.update(range(index, last + 1))
             elif token.text == "[" and self.source.word(index + 1) == "[":
