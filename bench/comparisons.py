@@ -1,0 +1,205 @@
+"""What is compared with what: the program and its steps with Windows' own tools."""
+import pathlib
+import shutil
+import subprocess
+
+import counts
+import trees
+from machine import Fault, Machine, Program, batch
+from rounds import Arm, Comparison, Stub
+
+CMD = rf"{counts.SYSTEM}\cmd.exe"
+PROGRAM = r"C:\bench\VELAutil.exe"
+STEPS = r"C:\bench\Steps.exe"
+LOOK_UPS = 300
+# As the program copies: with empty folders, hidden files and attributes, over read-only files; and without a word.
+XCOPY = rf"{counts.SYSTEM}\xcopy.exe {{}} /E /I /H /K /R /Y /Q"
+MODULES = {  # tests/fixtures/ModuleClasses.h: the end of each class identifier, and the program identifier
+    "Redemption.dll": ("01", "VelaFixture.Redemption"), "VELA_OLA.dll": ("02", "VELA_OLA.OLAgent"),
+    "oeapiinitcom.dll": ("11", "VelaFixture.OEApiInit"), "oecom.dll": ("12", "VelaFixture.OECom"),
+    "oestore.dll": ("13", "VelaFixture.OEStore"), "VELA_OEWab.dll": ("14", "VelaFixture.OEWab"),
+    "WLMailApiInit.dll": ("21", "VelaFixture.WLMailApiInit"), "WLMailApiCom.dll": ("22", "VelaFixture.WLMailApiCom"),
+    "WLMailApiStore.dll": ("23", "VelaFixture.WLMailApiStore"),
+    "WLMailApiContacts.dll": ("24", "VelaFixture.WLMailApiContacts"),
+}
+
+
+class Workplace:
+    r"""The machine with the sources on its drive S:, and what the comparisons do to its drive C:."""
+
+    def __init__(self, machine: Machine, sources: pathlib.Path, shapes: list[trees.Shape]):
+        self.machine = machine
+        self.sources = sources
+        self.log = machine.drive / "windows/temp/QRTX_Debug/vela.log"
+        self.staged = {}
+        for shape in shapes:
+            self.staged[shape.name] = trees.staged(sources / shape.name)
+        machine.require(counts.SET_VALUE)
+        machine.require(counts.STATUS)  # the log's folder is there from now on
+        self._write_batches(shapes)
+
+    def _write_batch(self, name: str, lines: list[str]) -> None:
+        self.machine.drive.joinpath("bench", name).write_text("\r\n".join(["@echo off", *lines, ""]), encoding="ascii",
+                                                              newline="")
+
+    def _write_batches(self, shapes: list[trees.Shape]) -> None:
+        r"""xcopy.<shape>.bat, xcopy_newer.<shape>.bat: what the program stages, copied to C:\peer.<shape>, one line
+        for each folder and file of it. register.bat: the modules, one after the other."""
+        for shape in shapes:
+            lines = []
+            for source, target in (*trees.STAGED, *((f"Resource/common/{name}", target + "/")
+                                                    for name, target in trees.STAGED_INI_FILES)):
+                paths = f"S:/{shape.name}/{source} C:/peer.{shape.name}/Orvane Labs/VELA/{target}".split(" C:")
+                lines.append(XCOPY.format(f'"{paths[0]}" "C:{paths[1]}"'.replace("/", "\\")))
+            self._write_batch(f"xcopy.{shape.name}.bat", lines)
+            self._write_batch(f"xcopy_newer.{shape.name}.bat", [line + " /D" for line in lines])
+        self._write_batch("register.bat", [rf'{counts.SYSTEM}\regsvr32.exe /s "C:\modules\{name}"' for name in MODULES])
+
+    # ---- staging
+
+    def product_folder(self, who: str, shape: trees.Shape) -> pathlib.Path:
+        return self.machine.drive / f"{who}.{shape.name}" / "Orvane Labs/VELA"
+
+    def remove(self, who: str, shape: trees.Shape) -> None:
+        shutil.rmtree(self.machine.drive / f"{who}.{shape.name}", ignore_errors=True)
+        (self.machine.drive / f"{who}.{shape.name}").mkdir()
+
+    def is_staged(self, who: str, shape: trees.Shape) -> bool:
+        return trees.files_below(self.product_folder(who, shape)) == self.staged[shape.name]
+
+    def outdate(self, who: str, shape: trees.Shape) -> None:
+        """Takes one staged file back to an older state: whoever does its work brings it up to date."""
+        name = next(iter(self.staged[shape.name]))
+        path = self.product_folder(who, shape) / name
+        path.write_bytes(b"older")
+        subprocess.run(["touch", "-d", "2001-01-01 00:00:00Z", path], check=True)
+
+    def is_renewed(self, who: str, shape: trees.Shape) -> bool:
+        name = next(iter(self.staged[shape.name]))
+        return (self.product_folder(who, shape) / name).stat().st_size == self.staged[shape.name][name]
+
+    def upgrade(self, shape: trees.Shape) -> Program:
+        return Program(PROGRAM, rf"-p S:\{shape.name} C:\ours.{shape.name}")
+
+    def stage(self, who: str, shape: trees.Shape) -> None:
+        """The state that "unchanged" begins with."""
+        self.remove(who, shape)
+        program = self.upgrade(shape) if who == "ours" else batch(rf"C:\bench\xcopy.{shape.name}.bat")
+        self.machine.run(program)
+        if not self.is_staged(who, shape):
+            raise Stub(f"{program.command_line} is a stub: it has not staged {shape.name}")
+
+    def copy(self, who: str, shape: trees.Shape, first: bool, units: int = 1, name: str = "") -> Arm:
+        if who == "ours":
+            program, exit_codes = self.upgrade(shape), (1,)  # 1: every running client, of which there is none, was told
+        else:
+            program, exit_codes = batch(rf"C:\bench\xcopy{'' if first else '_newer'}.{shape.name}.bat"), (0,)
+        name = name or ("`-p`" if who == "ours" else "`xcopy`" if first else "`xcopy /D`")
+        if first:
+            return Arm(name, program, lambda: self.remove(who, shape), lambda: self.is_staged(who, shape), exit_codes,
+                       units)
+        return Arm(name, program, lambda: self.outdate(who, shape), lambda: self.is_renewed(who, shape), exit_codes,
+                   units)
+
+    # ---- the log
+
+    def log_open(self, can: bool) -> None:
+        """The log is a new file; or it cannot be opened, since a folder has its name."""
+        if self.log.is_dir():
+            self.log.rmdir()
+        self.log.unlink(missing_ok=True)
+        if not can:
+            self.log.mkdir()
+
+    def logged(self, shape: trees.Shape, can: bool) -> Arm:
+        def prepare() -> None:
+            self.log_open(can)
+            self.outdate("ours", shape)
+
+        def did_it() -> bool:
+            lines = 0 if self.log.is_dir() else self.log.read_bytes().count(b"successed.")
+            staged = len(self.staged[shape.name]) - len(trees.STAGED_INI_FILES)  # those are copied without a line
+            self.log_open(True)
+            return lines == (staged if can else 0) and self.is_renewed("ours", shape)
+        return Arm("log written" if can else "log that cannot be opened", self.upgrade(shape), prepare, did_it, (1,))
+
+    # ---- deletion
+
+    def delete(self, who: str, shape: trees.Shape) -> Arm:
+        folder = self.machine.drive / f"delete.{who}"
+
+        def prepare() -> None:
+            subprocess.run(["cp", "-r", self.sources / shape.name, folder], check=True)
+        if who == "ours":
+            return Arm("delete", Program(STEPS, rf"delete C:\{folder.name}"), prepare, lambda: not folder.exists())
+        return Arm("`rmdir /s /q`", Program(CMD, rf"/d /c rmdir /s /q C:\{folder.name}"), prepare,
+                   lambda: not folder.exists())
+
+    # ---- registration
+
+    def place_modules(self) -> None:
+        folder = self.machine.drive / "modules"
+        folder.mkdir()
+        undo = ["Windows Registry Editor Version 5.00", ""]
+        for name, (class_end, program_id) in MODULES.items():
+            shutil.copy2(self.machine.build / "tests/fixtures/ComModule.dll", folder / name)
+            for key in (rf"CLSID\{{6B2F0C51-9C1E-4E0B-8D6A-5A1D000000{class_end}}}", program_id):
+                undo += [rf"[-HKEY_LOCAL_MACHINE\Software\Classes\{key}]", ""]
+        (self.machine.drive / "bench/unregister.reg").write_text("\r\n".join(undo), encoding="ascii", newline="")
+
+    def unregister(self) -> None:
+        self.machine.require(Program(rf"{counts.SYSTEM}\reg.exe", r"import C:\bench\unregister.reg"))
+        self.machine.require(Program(r"C:\bench\ClassProbe.exe"), len(MODULES))  # none can be created
+
+    def registered(self) -> bool:
+        return self.machine.run(Program(r"C:\bench\ClassProbe.exe")).exit_code == 0
+
+    def register(self, who: str) -> Arm:
+        if who == "ours":
+            return Arm("register", Program(STEPS, r"register C:\modules"), self.unregister, self.registered)
+        return Arm("`regsvr32 /s`", batch(r"C:\bench\register.bat"), self.unregister, self.registered)
+
+
+def comparisons(place: Workplace, quick: bool) -> list[Comparison]:
+    small, typical, large = trees.SMALL, trees.TYPICAL, trees.LARGE
+    few, many = (5, 11) if quick else (11, 41)
+    for shape in (small, typical) if quick else (small, typical, large):
+        place.stage("ours", shape)
+        if shape is not large:
+            place.stage("peer", shape)
+    place.place_modules()
+    rows = [
+        Comparison("status (`-s`)", 1.20, Arm("`-s`", counts.STATUS),
+                   Arm("a bare program", Program(r"C:\bench\Bare.exe")), many),
+        Comparison("upgrade (`-p`), typical, first copy", 0.70, place.copy("ours", typical, True),
+                   place.copy("peer", typical, True), few),
+        Comparison("upgrade (`-p`), small, unchanged", 0.22, place.copy("ours", small, False),
+                   place.copy("peer", small, False), few),
+        Comparison("upgrade (`-p`), typical, unchanged", 0.48, place.copy("ours", typical, False),
+                   place.copy("peer", typical, False), few),
+        Comparison("ten modules registered", 0.95, place.register("ours"), place.register("peer"), few),
+        Comparison("delete, small", 0.45, place.delete("ours", small), place.delete("peer", small), few),
+        Comparison("delete, typical", 0.25, place.delete("ours", typical), place.delete("peer", typical), few),
+        Comparison("upgrade (`-p`), typical, unchanged, log written", 1.05, place.logged(typical, True),
+                   place.logged(typical, False), many),
+        Comparison("look-up of a process", 1.05, Arm("look-up", Program(STEPS, f"lookup {LOOK_UPS}")),
+                   Arm("a bare snapshot", Program(r"C:\bench\Snapshot.exe", f"{LOOK_UPS}")), many),
+    ]
+    if not quick:
+        rows += [
+            Comparison("delete, large", 0.15, place.delete("ours", large), place.delete("peer", large), few),
+            Comparison("time per file, unchanged, large", 1.10,
+                       place.copy("ours", large, False, len(place.staged["large"]), "`-p`, large"),
+                       place.copy("ours", typical, False, len(place.staged["typical"]), "typical"), few),
+        ]
+    return rows
+
+
+def peak_memory(place: Workplace, shape: trees.Shape, runs: int) -> list[int]:
+    peaks = []
+    for _ in range(runs):
+        place.outdate("ours", shape)
+        peaks.append(place.machine.peak_memory(place.upgrade(shape), (1,)))
+        if not place.is_renewed("ours", shape):
+            raise Fault(f"{shape.name}: the run whose memory was measured did nothing")
+    return peaks

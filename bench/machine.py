@@ -1,0 +1,197 @@
+"""A throw-away Windows to measure on: a copy of the tests' Wine prefix, and the driver that starts programs in it."""
+import dataclasses
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import threading
+import time
+
+# Wine's services are switched off, as in the tests: what is measured starts nothing besides itself.
+OVERRIDES = ("mscoree,mshtml=;winemenubuilder.exe,services.exe,plugplay.exe,winedevice.exe,explorer.exe,rpcss.exe,"
+             "svchost.exe,winedbg.exe=d")
+REQUEST = re.compile(rb"^([0-9a-f]{4}): ([a-z_0-9]+)\((?!\) =)")
+
+
+class Fault(Exception):
+    """Something did not do what it is there for; what was measured with it is worth nothing."""
+
+
+@dataclasses.dataclass(frozen=True)
+class Program:
+    """A program to start: its full path on the machine and what follows its name on the command line."""
+    path: str
+    arguments: str = ""
+    limit: int = 600  # seconds
+
+    @property
+    def command_line(self) -> str:
+        return f'"{self.path}" {self.arguments}'.strip()
+
+
+@dataclasses.dataclass(frozen=True)
+class Run:
+    seconds: float
+    exit_code: int
+
+
+def batch(path: str) -> Program:
+    """A batch file, run by the command interpreter."""
+    return Program(r"C:\windows\system32\cmd.exe", f"/d /c {path}")
+
+
+class Machine:
+    """Use as a context: the prefix, its server and the driver end with it.
+
+    With `traced` the server writes down every request, and run_counting() counts them; everything takes a few times
+    longer then.
+    """
+
+    def __init__(self, build: pathlib.Path, folder: pathlib.Path, traced: bool = False,
+                 drives: dict[str, pathlib.Path] | None = None):
+        """`drives`: letters in lower case, and the folders of the host that they show."""
+        self.build = build
+        self.drives = drives or {}
+        self.folder = folder
+        self.traced = traced
+        self.prefix = folder / "prefix"
+        self.drive = self.prefix / "drive_c"
+        self.trace = folder / "requests.txt"
+        self.environment = {
+            name: value for name, value in os.environ.items()
+            if name not in ("DISPLAY", "WAYLAND_DISPLAY", "LANG", "LANGUAGE", "LC_CTYPE")
+        } | {"WINEPREFIX": str(self.prefix), "WINEDEBUG": "-all", "LC_ALL": "C.UTF-8", "WINEDLLOVERRIDES": OVERRIDES}
+        # Without the host's random addresses: Wine fails to start a program now and then with them.
+        self.start = ["setarch", "-R", "wine"]
+        if subprocess.run(["setarch", "-R", "true"], capture_output=True, check=False).returncode != 0:
+            self.start = ["wine"]
+
+    def __enter__(self) -> "Machine":
+        self.folder.mkdir(parents=True, exist_ok=True)
+        template = self.build / "tests/prefix"
+        if not (template / "vela-template").is_file():
+            raise Fault(f"no complete prefix at {template}: tests/support/make_prefix.sh makes it")
+        try:
+            subprocess.run(["cp", "-a", template, self.prefix], check=True)
+            for letter, shown in self.drives.items():
+                (self.prefix / f"dosdevices/{letter}:").symlink_to(shown)
+            self._place_programs()
+            self._start_server()
+            self._start_driver()
+        except BaseException:
+            self.__exit__()
+            raise
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        driver = getattr(self, "driver", None)
+        if driver is not None:
+            driver.stdin.close()
+            try:
+                driver.wait(10)
+            except subprocess.TimeoutExpired:
+                driver.kill()
+        subprocess.run(["wineserver", "-k"], env=self.environment, capture_output=True, check=False)
+        server = getattr(self, "server", None)
+        if server is not None:
+            try:
+                server.wait(20)
+            except subprocess.TimeoutExpired:
+                server.kill()
+        sockets = self._socket_folder()
+        if sockets is not None:  # it is left behind otherwise
+            shutil.rmtree(sockets, ignore_errors=True)
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+    def _place_programs(self) -> None:
+        places = self.drive / "bench"
+        places.mkdir()
+        for program in ("VELAutil.exe", "bench/Bare.exe", "bench/Driver.exe", "bench/Snapshot.exe", "bench/Steps.exe",
+                        "tests/fixtures/ClassProbe.exe"):
+            shutil.copy2(self.build / program, places)
+
+    def _start_server(self) -> None:
+        if not self.traced:
+            subprocess.run(["wineserver", "-p"], env=self.environment, check=True)
+            return
+        with open(self.trace, "wb") as trace:
+            # It runs until __exit__ ends it.
+            self.server = subprocess.Popen(  # pylint: disable=consider-using-with
+                ["wineserver", "-f", "-d1", "-p"], env=self.environment, stdout=trace, stderr=trace)
+        # A program that came too early would start a server of its own, and that one writes nothing down.
+        for _ in range(600):
+            if self._socket_exists():
+                return
+            time.sleep(0.1)
+        raise Fault("the server does not start")
+
+    def _socket_folder(self) -> pathlib.Path | None:
+        """Debian's wineserver notes which folder of /tmp its sockets lie in."""
+        noted = self.prefix / "wineserver"
+        name = noted.read_text(encoding="ascii").strip() if noted.is_file() else ""
+        return pathlib.Path("/tmp", name) if re.fullmatch(r"wine-[A-Za-z0-9]+", name) else None
+
+    def _socket_exists(self) -> bool:
+        status = self.prefix.stat()
+        folder = self._socket_folder() or pathlib.Path(f"/tmp/.wine-{os.getuid()}")
+        return (folder / f"server-{status.st_dev:x}-{status.st_ino:x}/socket").exists()
+
+    def _start_driver(self) -> None:
+        for _ in range(2):  # Wine itself fails to start a program about once in 2,400 times where addresses are random
+            self.driver = subprocess.Popen(  # pylint: disable=consider-using-with
+                [*self.start, r"C:\bench\Driver.exe"], env=self.environment, stdin=subprocess.PIPE,
+                stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, encoding="utf-8")
+            words = self._answer(60)
+            if words[:1] == ["driver"]:
+                self.driver_thread = words[1].encode("ascii")
+                return
+        raise Fault("the driver does not start")
+
+    def _answer(self, limit: float) -> list[str]:
+        watch = threading.Timer(limit, self.driver.kill)
+        watch.start()
+        try:
+            return self.driver.stdout.readline().split()
+        finally:
+            watch.cancel()
+
+    def run(self, program: Program) -> Run:
+        """Starts a program and waits for its end. Any exit code is an answer; a program that does not start or end is
+        a fault."""
+        self.driver.stdin.write(f"{program.limit * 1000}|{program.path}|{program.command_line}\n")
+        self.driver.stdin.flush()
+        words = self._answer(program.limit + 30)
+        if len(words) != 3 or not words[0].isdigit():
+            raise Fault(f"{program.command_line}: {' '.join(words) or 'the driver ended'}")
+        return Run(int(words[1]) / 1e6, int(words[0]))
+
+    def run_counting(self, program: Program) -> tuple[Run, int]:
+        """run(), and the number of requests that the program, and what it started, made to the server."""
+        start = self.trace.stat().st_size
+        result = self.run(program)
+        with open(self.trace, "rb") as trace:
+            trace.seek(start)
+            requests = [match for match in map(REQUEST.match, trace) if match]
+        counted = sum(1 for match in requests if match[1] != self.driver_thread)
+        if counted == 0:
+            raise Fault(f"{program.command_line}: the server wrote down no request of it")
+        return result, counted
+
+    def peak_memory(self, program: Program, exit_codes: tuple[int, ...] = (0,)) -> int:
+        """The most memory that the program held at once, in KiB; started from the host, which tells it."""
+        with open(os.devnull, "r+b") as nul:
+            child = subprocess.Popen(  # pylint: disable=consider-using-with
+                [*self.start, program.path, *program.arguments.split()], env=self.environment, stdin=nul, stdout=nul,
+                stderr=nul)
+        _, status, usage = os.wait4(child.pid, 0)
+        child.returncode = os.waitstatus_to_exitcode(status)
+        if child.returncode not in exit_codes:
+            raise Fault(f"{program.command_line}: exit code {child.returncode}")
+        return usage.ru_maxrss
+
+    def require(self, program: Program, exit_code: int = 0) -> None:
+        """run(), for what only prepares: any other exit code is a fault."""
+        result = self.run(program)
+        if result.exit_code != exit_code:
+            raise Fault(f"{program.command_line}: exit code {result.exit_code}")

@@ -1,0 +1,124 @@
+#!/usr/bin/env python3
+"""What is reckoned from the measurements: ratios, verdicts, tables, chart; and the sources that are made for them."""
+import pathlib
+import sys
+import tempfile
+import unittest
+import xml.etree.ElementTree
+
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
+import report  # noqa: E402
+import trees  # noqa: E402
+from counts import Count  # noqa: E402
+from machine import REQUEST, Fault, Program, Run  # noqa: E402
+from rounds import Arm, Comparison, Outcome, Stub, compare, rotated, run_arm  # noqa: E402
+
+
+class Clock:
+    """Runs nothing: hands out the times that it was given for each program, one after the other."""
+
+    def __init__(self, **times):
+        self.times = {name: list(values) for name, values in times.items()}
+        self.runs = []
+
+    def run(self, program: Program) -> Run:
+        self.runs.append(program.path)
+        return Run(self.times[program.path].pop(0), 0)
+
+
+def outcome(**changes) -> Outcome:
+    return Outcome(**({"what": "copy `a` & b", "peer": "xcopy", "limit": 0.5, "ours_seconds": 1.0, "peer_seconds": 2.0,
+                       "ratio": 0.5, "minima": 0.5, "noise": 1.0, "rounds": 11} | changes))
+
+
+class Rounds(unittest.TestCase):
+    def test_every_arm_is_in_every_place_and_behind_every_other(self):
+        orders = ["".join(rotated(list("abc"), number)) for number in range(6)]
+        for place in range(3):
+            self.assertEqual(sorted(order[place] for order in orders), list("aabbcc"))
+        followers = {order[place:place + 2] for order in orders for place in range(2)}
+        self.assertEqual(followers, {"ab", "bc", "ca", "ba", "cb", "ac"})
+
+    def test_the_ratio_is_the_median_of_the_rounds_and_leaves_the_warm_up_out(self):
+        # Ours runs twice in each round: as itself and once more.
+        clock = Clock(ours=[9, 9] + [1, 1, 3, 3, 2, 2], peer=[9] + [2, 4, 8])
+        found = compare(clock, Comparison("w", 0.6, Arm("ours", Program("ours")), Arm("peer", Program("peer")), 3))
+        self.assertEqual(clock.runs[:3], ["ours", "peer", "ours"])
+        self.assertEqual(len(clock.runs), 12)
+        self.assertEqual((found.ratio, found.minima, found.noise, found.verdict), (0.5, 0.5, 1.0, "met"))
+
+    def test_time_is_told_by_unit(self):
+        self.assertEqual(run_arm(Clock(p=[6.0]), Arm("a", Program("p"), units=3)), 2.0)
+
+    def test_an_arm_that_did_nothing_is_called_a_stub(self):
+        with self.assertRaisesRegex(Stub, "peer is a stub"):
+            run_arm(Clock(p=[1.0]), Arm("peer", Program("p"), did_it=lambda: False))
+
+    def test_an_arm_that_failed_is_a_fault(self):
+        with self.assertRaisesRegex(Fault, "exit code 0"):
+            run_arm(Clock(p=[1.0]), Arm("peer", Program("p"), exit_codes=(1,)))
+
+    def test_verdicts(self):
+        self.assertEqual(outcome().verdict, "met")
+        self.assertEqual(outcome(ratio=0.51).verdict, "NOT MET")
+        for noise in (0.89, 1.11):
+            self.assertEqual(outcome(noise=noise).verdict, "not judged")
+            self.assertEqual(outcome(noise=noise, ratio=0.51).verdict, "not judged")
+
+
+class Reports(unittest.TestCase):
+    def results(self, count=1.0, size=1.0, ratio=0.4):
+        return report.Results([Count("a file", count, 1.0)], [outcome(ratio=ratio), outcome(noise=2.0)],
+                              [report.Measure("size", size, 1.0, "bytes", can_fail=True)], "here", "small", True)
+
+    def test_counts_and_the_size_can_fail_and_times_cannot(self):
+        self.assertFalse(self.results().failed)
+        self.assertTrue(self.results(count=1.001).failed)
+        self.assertTrue(self.results(size=1.001).failed)
+        self.assertFalse(self.results(ratio=9.0).failed)
+
+    def test_the_page_tells_every_verdict(self):
+        page = report.page(self.results(count=2.0, ratio=9.0), "chart.svg")
+        self.assertEqual(page.count("NOT MET"), 2)
+        self.assertEqual(page.count("| not judged |"), 1)
+        self.assertIn("(chart.svg)", page)
+
+    def test_the_chart_is_a_picture_with_a_bar_for_each_comparison(self):
+        picture = xml.etree.ElementTree.fromstring(report.chart(self.results()))
+        bars = [part for part in picture if part.tag.endswith("rect") and part.get("height") == "18"]
+        self.assertEqual([bar.get("fill") for bar in bars], [report.COLOURS["met"], report.COLOURS["not judged"]])
+
+
+class Requests(unittest.TestCase):
+    def test_only_requests_count(self):
+        lines = {b"004c: get_key_value( hkey=0004 )": True, b"004c: get_key_value() = 0 { type=4 }": False,
+                 b"004c: *fd* 0004 -> 20": False, b"004c: select( flags=3 )": True, b"00a8: *process killed*": False}
+        self.assertEqual({line: bool(REQUEST.match(line)) for line in lines}, lines)
+
+
+class Sources(unittest.TestCase):
+    def test_small_source(self):
+        with tempfile.TemporaryDirectory() as folder:
+            source = pathlib.Path(folder) / "small"
+            trees.make(trees.SMALL, source)
+            files = trees.files_below(source)
+            self.assertEqual((len(files), sum(files.values())), (trees.SMALL.files, trees.SMALL.size))
+            # Everything staged has a place of its own, or a second run would find it out of date.
+            pieces = sum(len(trees.files_below(source / folder)) for folder, _ in trees.STAGED)
+            self.assertEqual(len(trees.staged(source)), pieces + len(trees.STAGED_INI_FILES))
+            first = {name: (source / name).read_bytes() for name in files}
+            (source / "OL").rename(source / "elsewhere")
+            source.with_suffix(".made").unlink()
+            trees.make(trees.SMALL, source)
+            self.assertEqual({name: (source / name).read_bytes() for name in files}, first)
+
+    def test_the_large_source_is_deep(self):
+        names = trees._names(trees.LARGE)
+        self.assertEqual(len(names) + len(trees.INI_FILES) + 1, trees.LARGE.files)
+        self.assertEqual(len(set(names)), len(names))
+        self.assertEqual(max(name.count("/part") for name in names), 6)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,100 @@
+"""Rounds: what is compared runs in turn, in rotated order, and each round gives a ratio of its own.
+
+A third arm, the first one once more, tells whether the machine was quiet enough: a difference between the two is noise,
+and where there is much of it nothing is said of the rest.
+"""
+import dataclasses
+import statistics
+from collections.abc import Callable
+from typing import Protocol
+
+from machine import Fault, Program, Run
+
+QUIET = (0.90, 1.10)
+
+
+class Runner(Protocol):
+    def run(self, program: Program) -> Run: ...
+
+
+class Stub(Fault):
+    """An arm ended well and had not done its work."""
+
+
+def nothing() -> None:
+    pass
+
+
+@dataclasses.dataclass(frozen=True)
+class Arm:
+    """One of the things compared. `prepare` and `did_it` are outside of the time."""
+    name: str
+    program: Program
+    prepare: Callable[[], None] = nothing
+    did_it: Callable[[], bool] | None = None  # whether the work is done, looked at after each run
+    exit_codes: tuple[int, ...] = (0,)
+    units: int = 1  # the time is divided by it
+
+
+@dataclasses.dataclass(frozen=True)
+class Comparison:
+    what: str
+    limit: float
+    ours: Arm
+    peer: Arm
+    rounds: int
+
+
+@dataclasses.dataclass(frozen=True)
+class Outcome:
+    what: str
+    peer: str
+    limit: float
+    ours_seconds: float  # medians
+    peer_seconds: float
+    ratio: float  # median of the ratios of each round
+    minima: float  # ratio of the shortest times
+    noise: float  # ours once more / ours, median of the rounds
+    rounds: int
+
+    @property
+    def verdict(self) -> str:
+        if not QUIET[0] <= self.noise <= QUIET[1]:
+            return "not judged"
+        return "met" if self.ratio <= self.limit else "NOT MET"
+
+
+def rotated(arms: list[Arm], number: int) -> list[Arm]:
+    """The order of the arms in a round: each is first, second and last equally often, and follows each other one."""
+    shift = number % len(arms)
+    order = arms[shift:] + arms[:shift]
+    return order[::-1] if number // len(arms) % 2 else order
+
+
+def run_arm(runner: Runner, arm: Arm) -> float:
+    arm.prepare()
+    result = runner.run(arm.program)
+    if result.exit_code not in arm.exit_codes:
+        raise Fault(f"{arm.name}: exit code {result.exit_code}")
+    if arm.did_it is not None and not arm.did_it():
+        raise Stub(f"{arm.name} is a stub: it ended with {result.exit_code} and its work is not done")
+    return result.seconds / arm.units
+
+
+def compare(runner: Runner, comparison: Comparison) -> Outcome:
+    again = dataclasses.replace(comparison.ours, name=comparison.ours.name + ", once more")
+    arms = [comparison.ours, comparison.peer, again]
+    for arm in arms:  # warm-up
+        run_arm(runner, arm)
+    times: dict[str, list[float]] = {arm.name: [] for arm in arms}
+    for number in range(comparison.rounds):
+        for arm in rotated(arms, number):
+            times[arm.name].append(run_arm(runner, arm))
+    ours, peer, repeated = (times[arm.name] for arm in arms)
+
+    def ratio(above: list[float], below: list[float]) -> float:
+        return statistics.median(one / other for one, other in zip(above, below, strict=True))
+
+    return Outcome(comparison.what, comparison.peer.name, comparison.limit, statistics.median(ours),
+                   statistics.median(peer), ratio(ours, peer), min(ours) / min(peer), ratio(repeated, ours),
+                   comparison.rounds)

@@ -1,0 +1,93 @@
+#!/usr/bin/env python3
+"""run.py [--quick] <build folder> <sources folder> <folder for the results>: all measurements (see scripts/bench.sh).
+
+Writes performance.md and performance.svg, prints the tables, and ends with 1 where a limit is broken that is no time.
+"""
+import datetime
+import os
+import pathlib
+import platform
+import statistics
+import subprocess
+import sys
+import time
+
+sys.dont_write_bytecode = True
+import comparisons  # noqa: E402
+import counts  # noqa: E402
+import report  # noqa: E402
+import trees  # noqa: E402
+from machine import Fault, Machine  # noqa: E402
+from rounds import compare  # noqa: E402
+
+LARGEST_PROGRAM = 1 << 20  # bytes
+
+
+def say(text: str) -> None:
+    print(f"[{datetime.datetime.now():%H:%M:%S}] {text}", flush=True)
+
+
+def describe_machine() -> str:
+    model = next((line.partition(":")[2].strip() for line in open("/proc/cpuinfo", encoding="utf-8")
+                  if line.startswith("model name")), platform.machine())
+    wine = subprocess.run(["wine", "--version"], capture_output=True, text=True, check=True,
+                          env=os.environ | {"WINEDEBUG": "-all"}).stdout.strip()
+    return f"{datetime.date.today()}: {os.cpu_count()} x {model}, {wine}"
+
+
+def describe_sources(shapes: list[trees.Shape]) -> str:
+    words = [f"{shape.name} ({shape.files:,} files, {shape.size >> 20:,} MiB"
+             + (f", one of {shape.pattern >> 20} MiB" if shape.pattern else "") + ")" for shape in shapes]
+    return ", ".join(words)
+
+
+def measure_memory(place: comparisons.Workplace, quick: bool) -> list[report.Measure]:
+    high = trees.TYPICAL if quick else trees.LARGE
+    runs = 3 if quick else 7
+    small = comparisons.peak_memory(place, trees.SMALL, runs)
+    larger = comparisons.peak_memory(place, high, runs)
+    again = comparisons.peak_memory(place, trees.SMALL, runs)
+    base = statistics.median(small)
+    return [report.Measure(f"peak memory, {high.name} / small tree", statistics.median(larger) / base, 1.05,
+                           f"{statistics.median(larger) / 1024:.1f} MiB / {base / 1024:.1f} MiB",
+                           noise=statistics.median(again) / base)]
+
+
+def main() -> int:
+    arguments = sys.argv[1:]
+    quick = arguments[:1] == ["--quick"]
+    build, sources, target = (pathlib.Path(argument).resolve() for argument in arguments[1 if quick else 0:])
+    shapes = [trees.SMALL, trees.TYPICAL] + ([] if quick else [trees.LARGE])
+    for shape in shapes:
+        say(f"source: {shape.name}")
+        trees.make(shape, sources / shape.name)
+    say("requests")
+    counted = counts.measure(build)
+    outcomes = []
+    folder = build / f"tests/prefix.runs/{os.getpid()}.bench"
+    with Machine(build, folder, drives={"s": sources}) as machine:
+        say("staging")
+        place = comparisons.Workplace(machine, sources, shapes)
+        for comparison in comparisons.comparisons(place, quick):
+            started = time.monotonic()
+            outcomes.append(compare(machine, comparison))
+            say(f"{outcomes[-1].what}: {outcomes[-1].ratio:.2f} ({outcomes[-1].verdict}; "
+                f"{time.monotonic() - started:.0f} s)")
+        say("memory")
+        measures = measure_memory(place, quick)
+    size = (build / "VELAutil.exe").stat().st_size
+    measures.append(report.Measure("the program, MiB", size / LARGEST_PROGRAM, 1.0, f"{size:,} bytes", can_fail=True))
+    results = report.Results(counted, outcomes, measures, describe_machine(), describe_sources(shapes), quick)
+    target.mkdir(parents=True, exist_ok=True)
+    (target / "performance.md").write_text(report.page(results, "performance.svg"), encoding="utf-8")
+    (target / "performance.svg").write_text(report.chart(results), encoding="utf-8")
+    print()
+    print(report.tables(results))
+    return 1 if results.failed else 0
+
+
+if __name__ == "__main__":
+    try:
+        sys.exit(main())
+    except Fault as fault:
+        sys.exit(f"bench: {fault}")

@@ -1,0 +1,112 @@
+"""Installation sources of several sizes, the same bytes whenever they are made."""
+import dataclasses
+import os
+import pathlib
+import random
+import shutil
+
+STEADY_TIME = 1_577_880_000  # noon of 2020-01-01: last-write times count up from here
+
+# Share of the files that each folder of a source holds. No name occurs in two folders that are staged into the same
+# place: the second copy would make the first one out of date.
+SHARES = {"OL": 22, "WLM": 20, "OE": 8, "OE64": 8, "Common/win32": 10, "Common/win64": 8, "rule": 12, "Resource/x64": 7,
+          "Resource/x86": 5}
+INI_FILES = ("VELA_OL.ini", "VELA_OE.ini", "VELA_WLM.ini")
+ENDINGS = (".dll", ".ini", ".dat", ".rul", ".txt", ".html", ".gif", ".exe")
+# What a system from Windows 7 on is given, in the order of staging: source folder, folder below the product's.
+STAGED = (("Resource/x64", "Resource"), ("OL", "VELA_OL"), ("Common/win32", "VELA_OL"), ("rule", "VELA_OL/rule"),
+          ("WLM", "VELA_WLM"), ("Common/win32", "VELA_WLM"), ("rule", "VELA_WLM/rule"))
+STAGED_INI_FILES = (("VELA_OL.ini", "VELA_OL"), ("VELA_WLM.ini", "VELA_WLM"))
+
+
+@dataclasses.dataclass(frozen=True)
+class Shape:
+    name: str
+    files: int
+    size: int  # bytes, of all files
+    depth: int  # folders below one of the source's own
+    pattern: int = 0  # bytes of the pattern file, which is one of the files
+
+
+MIB = 1 << 20
+SMALL = Shape("small", 60, 8 * MIB, 2)
+TYPICAL = Shape("typical", 600, 80 * MIB, 3, 20 * MIB)
+LARGE = Shape("large", 20_000, 1024 * MIB, 6, 20 * MIB)
+SHAPES = {shape.name: shape for shape in (SMALL, TYPICAL, LARGE)}
+FILES_IN_A_FOLDER = 24
+
+
+def _names(shape: Shape) -> list[str]:
+    """The files apart from the pattern and the ini files, as paths in the source."""
+    wanted = shape.files - len(INI_FILES) - (1 if shape.pattern else 0)
+    names = []
+    for position, (folder, share) in enumerate(SHARES.items()):
+        count = wanted * share // sum(SHARES.values())
+        if position == len(SHARES) - 1:
+            count = wanted - len(names)
+        for index in range(count):
+            path = folder
+            number = index // FILES_IN_A_FOLDER
+            for level in range(number % (shape.depth + 1)):
+                path += f"/part{number // (shape.depth + 1) + level:02}"
+            short = folder.replace("/", "").lower()
+            names.append(f"{path}/{short}_{index:05}{ENDINGS[index % len(ENDINGS)]}")
+    return names
+
+
+def _sizes(shape: Shape, count: int, chance: random.Random) -> list[int]:
+    """Many small files and a few big ones, as installations are; `count` sizes that sum up to what is left for them."""
+    total = shape.size - shape.pattern - len(INI_FILES) * 200
+    weights = [chance.lognormvariate(0, 1.2) for _ in range(count)]
+    sizes = [int(total * weight / sum(weights)) for weight in weights]
+    sizes[0] += total - sum(sizes)
+    return sizes
+
+
+def make(shape: Shape, folder: pathlib.Path) -> None:
+    """Makes the source in `folder`, unless it is there already."""
+    stamp = folder.with_suffix(".made")
+    wanted = f"{shape} {STEADY_TIME} {SHARES}\n"
+    if stamp.is_file() and stamp.read_text(encoding="utf-8") == wanted:
+        return
+    stamp.unlink(missing_ok=True)
+    shutil.rmtree(folder, ignore_errors=True)
+    chance = random.Random(shape.name)
+    noise = chance.randbytes(2 * MIB)  # nothing that a file system could store smaller
+    names = _names(shape)
+    sizes = _sizes(shape, len(names), chance)
+    names += [f"Resource/common/{name}" for name in INI_FILES]
+    sizes += [200] * len(INI_FILES)
+    if shape.pattern:
+        names.append("Common/win32/vela.ptn")
+        sizes.append(shape.pattern)
+    for index, (name, size) in enumerate(zip(names, sizes, strict=True)):
+        path = folder / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        with open(path, "wb") as file:
+            while size > 0:
+                start = chance.randrange(MIB)
+                size -= file.write(noise[start:start + min(size, MIB)])
+        os.utime(path, (STEADY_TIME, STEADY_TIME + index))
+    stamp.write_text(wanted, encoding="utf-8")
+
+
+def files_below(folder: pathlib.Path) -> dict[str, int]:
+    """Path below `folder` and size of each file."""
+    found = {}
+    for place, _, names in os.walk(folder):
+        for name in names:
+            path = os.path.join(place, name)
+            found[os.path.relpath(path, folder)] = os.stat(path).st_size
+    return found
+
+
+def staged(source: pathlib.Path) -> dict[str, int]:
+    """What has to lie below the product's folder afterwards, told as files_below() tells it."""
+    expected = {}
+    for folder, target in STAGED:
+        for name, size in files_below(source / folder).items():
+            expected[f"{target}/{name}"] = size
+    for name, target in STAGED_INI_FILES:
+        expected[f"{target}/{name}"] = (source / "Resource/common" / name).stat().st_size
+    return expected

@@ -1,0 +1,52 @@
+#!/usr/bin/env bash
+# bench.sh [--quick]
+#
+# Measures the program against Wine's own tools: builds what is needed, makes the sources (once) and a Wine prefix of
+# its own, prints the tables with their limits, and writes docs/performance.md and its chart. With --quick fewer rounds,
+# no large tree, and the page below build/bench. Exits with 1 where a count of requests or the size of the program
+# breaks its limit; times never do that, they are only told. Wants a quiet machine.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+root=$PWD
+build=$root/build/release
+sources=$root/build/bench/sources
+
+mode=()
+results=$root/docs
+case ${1:-} in
+  '') ;;
+  --quick)
+    mode=(--quick)
+    results=$root/build/bench
+    ;;
+  *)
+    echo "usage: bench.sh [--quick]" >&2
+    exit 2
+    ;;
+esac
+
+./scripts/setup.sh
+# shellcheck source=scripts/stages.sh
+source scripts/stages.sh
+
+clean_up() {
+  trap '' INT TERM HUP
+  end_stage
+  end_left_prefixes "$build/tests/prefix.runs"
+}
+trap clean_up EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM HUP
+unset DISPLAY WAYLAND_DISPLAY
+
+stage 'configure (preset release)' cmake --preset release -DBUILD_TESTING=ON || exit 1
+stage 'build (target bench)' cmake --build --preset release --target bench || exit 1
+stage 'Wine prefix' bash tests/support/make_prefix.sh "$build/tests/prefix" || exit 1
+mkdir -p "$build/tests/prefix.runs" "$sources"
+stage "measurements${mode[*]:+ (${mode[*]})}" python3 bench/run.py "${mode[@]}" "$build" "$sources" "$results" || true
+
+print_stages
+echo "  $results/performance.md"
+if stages_failed; then
+  exit 1
+fi
