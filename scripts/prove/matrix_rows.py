@@ -1,12 +1,15 @@
 #!/usr/bin/env python3
 """matrix_rows.py <results of ctest, JUnit> <rows, Markdown>: what the matrix compared, a row for each Windows.
 
-Prints the same. Ends with 1 where a combination is missing, failed or compared nothing.
+Prints the same. Ends with 1 where a combination is missing, failed or compared nothing, and where a text lies there that
+none was compared with.
 """
+import pathlib
 import re
 import sys
 import xml.etree.ElementTree as ElementTree
 
+EXPECTED = pathlib.Path(__file__).resolve().parents[2] / "tests/matrix/expected"
 SYSTEMS = {
     "windows_xp": "XP x64",
     "windows_server_2003": "Server 2003 x64",
@@ -49,10 +52,14 @@ def main() -> int:
             texts |= used
             cells.append(f"{runs} runs, {differ} differ" + (", **failed**" if failed else ""))
         lines.append("| " + " | ".join(cells) + " |")
+    unread = sorted({path.name for path in EXPECTED.iterdir()} - texts)
+    bad += len(unread)
     lines += ["", f"{total} runs compared whole with {len(texts)} reviewed texts: {differing} differ."]
     with open(rows, "w", encoding="utf-8") as file:
         file.write("\n".join(lines) + "\n")
     print("\n".join(lines))
+    for name in unread:
+        print(f"matrix: nobody reads tests/matrix/expected/{name}")
     return 1 if bad else 0
 
 
