@@ -48,6 +48,25 @@ std::string Shown(std::string line) {
   return line.empty() && blanks.empty() ? kBlank : line + blanks;
 }
 
+// Who runs the tests has a name that is not for the texts.
+std::string WithoutUserName(std::string line) {
+  static const std::string profile = Variable(L"USERPROFILE") + "\\";
+  const std::size_t found = line.find(profile);
+  return found == std::string::npos ? line : line.replace(found, profile.size(), "C:\\users\\[user]\\");
+}
+
+// Profiles are met in the order of their names: where lines follow one another that differ in the profile only, their
+// order depends on who runs the tests as well.
+void SortProfiles(Lines& lines) {
+  const auto isOfProfile = [](const std::string& line) { return line.find("C:\\users\\") != std::string::npos; };
+  for (auto first = lines.begin(); first != lines.end();) {
+    first = std::find_if(first, lines.end(), isOfProfile);
+    const auto last = std::find_if_not(first, lines.end(), isOfProfile);
+    std::sort(first, last);
+    first = last;
+  }
+}
+
 void AddList(Lines& lines, const std::string& name, const Lines& list) {
   if (list.empty()) {
     lines.push_back(name + ": none");
@@ -132,12 +151,17 @@ void Tell(Chapter& chapter, TestSupport::World& world, const std::string& title,
   Told run = {title, {CommandLineOf(arguments), "exit code: " + ExitCode(outcome)}};
   Lines log;
   for (const std::string& line : outcome.log) {
-    log.push_back(FromLog(line));
+    log.push_back(WithoutUserName(FromLog(line)));
   }
+  SortProfiles(log);
   AddList(run.lines, "log", log);
   AddList(run.lines, "registry", outcome.registryDiff);
   AddList(run.lines, "modules", outcome.moduleDiff);
-  AddList(run.lines, "files", outcome.fileDiff);
+  Lines files;
+  for (const std::string& line : outcome.fileDiff) {
+    files.push_back(WithoutUserName(line));
+  }
+  AddList(run.lines, "files", files);
   AddList(run.lines, "at the restart", outcome.pending);
   chapter.push_back(std::move(run));
 }
