@@ -71,9 +71,9 @@ void CheckLog(const SubjectOutcome& outcome, Lines& broken) {
     return;  // its folder could not be made: the run goes on without a log
   }
   const std::string wanted = " VELA END!!! RetrunCode:" + std::to_string(static_cast<int>(outcome.exitCode));
-  if (outcome.log.empty() || outcome.log.back().find(wanted) == std::string::npos) {
-    broken.push_back("the closing line is missing or tells another result: \"" +
-                     (outcome.log.empty() ? std::string() : outcome.log.back()) + "\"");
+  const std::string last = outcome.log.empty() ? std::string() : outcome.log.back();
+  if (last.size() < wanted.size() || last.compare(last.size() - wanted.size(), wanted.size(), wanted) != 0) {
+    broken.push_back("the closing line is missing or tells another result: \"" + last + "\"");
   }
 }
 

@@ -87,6 +87,7 @@ void SubjectRun::ReadOrder() {
   }
   errorPlace_ = place;
   withoutSessionToken_ = text.find(L" shell") != std::wstring::npos;
+  forgets_ = text.find(L" forget") != std::wstring::npos;
   registers_ = text.find(L" register") != std::wstring::npos;
 }
 
@@ -159,6 +160,9 @@ void SubjectRun::Took(Owned kind, ULONG_PTR value) {
 }
 
 void SubjectRun::GaveBack(Owned kind, ULONG_PTR value) {
+  if (forgets_) {
+    return;
+  }
   if (kind == Owned::kImpersonation) {  // there is one thread and one identity; to revert once more does no harm
     owned_.erase({kind, value});
     return;

@@ -7,7 +7,8 @@
 //                      "die-before <c>"    the process ends instead of making its c-th change
 //                      "die-after <c>"     the process ends when it has made its c-th change
 //                      with " shell" behind it: no session has a token, so that the shell's owner is looked for;
-//                      with " register" behind it: modules are registered (see AnsweredCalls.h)
+//                      with " register" behind it: modules are registered (see AnsweredCalls.h);
+//                      with " forget" behind it: nothing that is given back is written down
 //   VELA_FAULTS_NOTES  the file for the notes, see WriteNotes
 // Calls and changes are counted from 1. A call is counted where it can fail.
 #pragma once
@@ -82,6 +83,7 @@ class SubjectRun {
   unsigned errorPlace_ = 0;
   bool withoutSessionToken_ = false;
   bool registers_ = false;
+  bool forgets_ = false;
   int calls_ = 0;
   int changes_ = 0;  // asked for
   int made_ = 0;     // of these, not made to fail

@@ -1,0 +1,110 @@
+// The sweeps see what they are to see: each kind of broken promise, told by a run that breaks it.
+#include "tests/faults/RunChecks.h"
+
+#include <doctest/doctest.h>
+
+#include <stdexcept>
+#include <string>
+
+#include "tests/faults/FaultWorld.h"
+#include "tests/faults/Findings.h"
+#include "tests/faults/ProductTrees.h"
+#include "tests/faults/SubjectProcess.h"
+
+using namespace Faults;
+using TestSupport::Lines;
+using TestSupport::LinesWith;
+
+namespace {
+
+const Scenario& Named(const std::string& name) {
+  for (const Scenario& scenario : Scenarios()) {
+    if (name == scenario.name) {
+      return scenario;
+    }
+  }
+  throw std::logic_error("no such scenario");
+}
+
+SubjectOutcome Ended(DWORD exitCode, const std::string& lastLine) {
+  SubjectOutcome outcome;
+  outcome.exitCode = exitCode;
+  outcome.noted = outcome.logPossible = true;
+  outcome.log = {"LOG_INFO : something", lastLine};
+  return outcome;
+}
+
+constexpr char kClosing[] = "LOG_INFO : [2026/01/02 03:04:05] VELA END!!! RetrunCode:0";
+
+TEST_CASE("a run that keeps its promises has no finding") {
+  CHECK_LINES(BrokenPromises(Named("-s"), Ended(0, kClosing)), {});
+  SubjectOutcome without = Ended(0, "");
+  without.logPossible = false;
+  without.log.clear();
+  CHECK_LINES(BrokenPromises(Named("-s"), without), {});
+}
+
+TEST_CASE("a death, a hang, a missing closing line and a wrong exit code are found") {
+  SubjectOutcome died = Ended(0xC0000005, "LOG_INFO : half a li");
+  died.noted = false;
+  CHECK_LINES(BrokenPromises(Named("-s"), died), {"it died: exit code 0xC0000005"});
+  SubjectOutcome hung = Ended(0, kClosing);
+  hung.timedOut = true;
+  CHECK_LINES(BrokenPromises(Named("-s"), hung), {"it did not end"});
+  CHECK(BrokenPromises(Named("-s"), Ended(0, "LOG_INFO : GetStatus!!!!! 1")).size() == 1);
+  CHECK(BrokenPromises(Named("-s"), Ended(1, kClosing)).size() == 2);  // the closing line says 0
+  CHECK_LINES(BrokenPromises(Named("-s"), Ended(1, " VELA END!!! RetrunCode:1")), {"exit code 0x1, not 0x0"});
+  CHECK_LINES(BrokenPromises(Named("-r"), Ended(0, kClosing)), {"exit code 0x0, not 0x1"});
+  CHECK_LINES(BrokenPromises(Named("-I"), Ended(0xE0FF0001, " VELA END!!! RetrunCode:-520159231")),
+              {"exit code 0xE0FF0001, not 0x0"});
+}
+
+TEST_CASE("each kind of note is a finding, and what is meant to stay is none") {
+  SubjectOutcome outcome = Ended(0, kClosing);
+  outcome.remarks = {"left CreateFileW 0 handle",      "stray CloseHandle 0 handle", "outside DeleteFileW 0 C:\\x",
+                     "relative DeleteFileW 0 dest\\x", "unknown NewFunction",        "left CreateEnvironmentBlock 0 x",
+                     "left LoadLibraryA 0 module"};
+  CHECK(BrokenPromises(Named("-s"), outcome).size() == 6);
+}
+
+TEST_CASE("places in and outside of the product's trees") {
+  for (const wchar_t* const path :
+       {L"C:\\VelaFaults\\dest", L"c:\\velafaults\\DEST\\VELA\\a.dll", L"C:\\ProgramData\\Orvane Labs\\OL\\",
+        L"C:\\users\\somebody\\Application Data\\Microsoft\\Outlook\\Extend.dat",
+        L"C:\\VelaFaults\\Office14\\ADDINS\\Redemption.ECF"}) {
+    CHECK(LiesInProductTrees(path));
+  }
+  for (const wchar_t* const path :
+       {L"C:\\VelaFaults\\destination", L"C:\\VelaFaults\\source\\OL", L"C:\\ProgramData", L"C:\\ProgramData\\",
+        L"C:\\windows\\system32", L"C:\\VelaFaults\\Office14\\outlook.exe", L"C:\\"}) {
+    CHECK_FALSE(LiesInProductTrees(path));
+  }
+}
+
+TEST_CASE("what is never given back stands in the notes with the place that took it") {
+  FaultWorld world(Named("-s"), Modules::kNone);
+  world.Reset();
+  const SubjectOutcome kept = RunSubject(L"-s", "count forget");
+  CHECK(kept.noted);
+  const Lines broken = BrokenPromises(Named("-s"), kept);
+  CHECK(LinesWith(broken, "left RegOpenKeyExW in (anonymous namespace)::OpenProductKey").size() == 1);
+}
+
+TEST_CASE("a run ends where it is told to") {
+  FaultWorld world(Named("-d"), Modules::kNone);
+  world.Reset();
+  const SubjectOutcome died = RunSubject(L"-d", "die-before 1");
+  CHECK(died.exitCode == 0xDEAD);
+  CHECK_FALSE(died.noted);
+}
+
+TEST_CASE("findings are told once, with the number of runs") {
+  Findings findings;
+  findings.Add("first", {});
+  findings.Add("second", {"a", "b"});
+  findings.Add("third", {"a"});
+  CHECK(findings.Runs() == 2);
+  CHECK(findings.Text() == "  a\n    in 2 runs, the first: second\n  b\n    in 1 runs, the first: second\n");
+}
+
+}  // namespace
