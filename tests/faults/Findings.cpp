@@ -1,5 +1,6 @@
 #include "tests/faults/Findings.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -45,8 +46,9 @@ void ReportRow(const std::string& name, const std::vector<int>& numbers, const F
   std::printf("%s\n", row.c_str());
   std::fflush(stdout);
   if (const char* const file = std::getenv("VELA_FAULTS_ROW")) {
-    TestSupport::WriteTestFile(TestSupport::BuildFolder() + L"\\" + std::wstring(file, file + std::strlen(file)),
-                               row + "\n");
+    std::wstring path(file, file + std::strlen(file));
+    std::replace(path.begin(), path.end(), L'/', L'\\');
+    TestSupport::WriteTestFile(TestSupport::BuildFolder() + L"\\" + path, row + "\n");
   }
 }
 

@@ -16,14 +16,14 @@ constexpr DWORD kSwitchNotStored = 0xE0FF0001;
 struct MeantToStay {
   std::string_view note;   // how the note begins
   std::string_view place;  // the function that took it, as far as its name is given
-  bool afterBindingOnly;   // only where a library or a function could not be bound
+  bool afterFailureOnly;   // only where a function bound by name, or the environment block, could not be had
 };
 constexpr MeantToStay kMeantToStay[] = {
     // A delay-loaded library stays until the process ends.
     {"left LoadLibraryA ", "", false},
     // A thread whose environment block cannot be had stays the user's. Only the next step of the same command, or the
     // end of the process, takes it back.
-    {"left ImpersonateLoggedOnUser ", "OrCommon::TerminalService::StartImpersonateLoggedOnUser", false},
+    {"left ImpersonateLoggedOnUser ", "OrCommon::TerminalService::StartImpersonateLoggedOnUser", true},
     // The functions that give these back could not be had.
     {"left CreateEnvironmentBlock ", "OrCommon::TerminalService::StartImpersonateLoggedOnUser", true},
     {"left LoadUserProfileW ", "VELAUtility::LoadLoggedOnUserProfile", true},
@@ -45,24 +45,24 @@ std::string Named(const std::string& note, std::string& place) {
   const std::size_t function = note.find(' ') + 1;
   const std::size_t begin = note.find(' ', function) + 1;
   const std::size_t end = std::min(note.find(' ', begin), note.size());
-  if (function == 0 || begin == 0 || note == "binding failed") {
+  if (function == 0 || begin == 0 || note == "session failed") {
     return note;
   }
   place = PlaceName(note.substr(begin, end - begin));
   return note.substr(0, begin) + "in " + place + note.substr(end);
 }
 
-bool BindingFailed(const SubjectOutcome& outcome) {
+bool SessionFailed(const SubjectOutcome& outcome) {
   return std::any_of(outcome.remarks.begin(), outcome.remarks.end(),
-                     [](const std::string& remark) { return remark == "binding failed"; });
+                     [](const std::string& remark) { return remark == "session failed"; });
 }
 
 bool IsMeant(const SubjectOutcome& outcome, const std::string& note, const std::string& place) {
-  return note == "binding failed" ||
+  return note == "session failed" ||
          std::any_of(std::begin(kMeantToStay), std::end(kMeantToStay), [&](const MeantToStay& row) {
            return note.compare(0, row.note.size(), row.note) == 0 &&
                   place.compare(0, row.place.size(), row.place) == 0 &&
-                  (!row.afterBindingOnly || BindingFailed(outcome));
+                  (!row.afterFailureOnly || SessionFailed(outcome));
          });
 }
 

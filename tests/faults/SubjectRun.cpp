@@ -133,8 +133,8 @@ bool SubjectRun::Begins(ProductCall call, const void* returnAddress, bool change
     Note("failed " + std::to_string(calls_) + " " + std::to_string(error) + " " + CallText(current_.back()));
   }
   if (call == ProductCall::kLoadLibraryW || call == ProductCall::kGetProcAddress ||
-      call == ProductCall::kWideCharToMultiByte) {
-    bindingFailed_ = true;
+      call == ProductCall::kWideCharToMultiByte || call == ProductCall::kCreateEnvironmentBlock) {
+    sessionFailed_ = true;
   }
   if (call == ProductCall::kWaitForSingleObject && error == kTimeIsUp) {
     failure = {WAIT_TIMEOUT, 0, false};
@@ -195,14 +195,14 @@ void SubjectRun::BoundUnknown(const char* name) {
 // One line each: "call <number> <change> <function> <place>", "failed <number> <error> <function> <place>",
 // "left <function> <place> <kind>", "stray <function> <place> <kind>", "outside <function> <place> <path>",
 // "relative <function> <place> <path>", "unknown <function>",
-// "binding failed" where something that is bound by name could not be had, and at the end "calls <number> changes
-// <number> made <number>".
+// "session failed" where a function that is bound by name, or the environment block, could not be had, and at the end
+// "calls <number> changes <number> made <number>".
 void SubjectRun::WriteNotes() {
   for (const auto& [what, call] : owned_) {
     Note("left " + CallText(call) + " " + kOwnedNames[static_cast<int>(what.first)]);
   }
-  if (bindingFailed_) {
-    Note("binding failed");
+  if (sessionFailed_) {
+    Note("session failed");
   }
   Note("calls " + std::to_string(calls_) + " changes " + std::to_string(changes_) + " made " + std::to_string(made_));
   const HANDLE file = ::CreateFileW(Variable(L"VELA_FAULTS_NOTES").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,

@@ -88,7 +88,7 @@ class SubjectRun {
   int changes_ = 0;  // asked for
   int made_ = 0;     // of these, not made to fail
   bool failed_ = false;
-  bool bindingFailed_ = false;
+  bool sessionFailed_ = false;
   std::vector<Call> current_;  // one within another where a delay-loaded function is being bound
   std::multimap<std::pair<Owned, ULONG_PTR>, Call> owned_;
   std::string notes_;
