@@ -232,6 +232,7 @@ def main():
     bench.build_all(arguments.jobs)
     workplaces = bench.Bench(COMPANIONS)
     workplaces.prepare_prefix()
+    workplaces.prepare_header()
     trials = Trials(workplaces, sources, equivalents, arguments.jobs, not arguments.fast,
                     earlier_verdicts(arguments.again))
     trials.see_tests_pass({name for change in chosen
