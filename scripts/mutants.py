@@ -42,19 +42,24 @@ REFUSED = "does not compile"
 
 
 class Sample:
-    """Hands changes out, so many of each kind; what a kind does not have, the larger kinds give."""
+    """So many changes of each kind; what a kind does not have, the larger kinds give."""
 
     def __init__(self, changes, seed, count):
         ordered = in_order(changes, seed)
         self.left = {kind: collections.deque(ordered[kind]) for kind in KINDS}
         self.lock = threading.Lock()
-        self.slots = [KINDS[number % len(KINDS)] for number in range(count)]
+        self.first = [self.take(KINDS[number % len(KINDS)]) for number in range(count)]
 
     def take(self, kind):
+        """One more change, in the place of one that does not compile."""
         with self.lock:
             if not self.left[kind]:
                 kind = max(KINDS, key=lambda other: len(self.left[other]))
             return self.left[kind].popleft() if self.left[kind] else None
+
+    def cheap_first(self):
+        """Much is compiled anew for a changed header."""
+        return sorted(self.first, key=lambda change: change.file.endswith(".h"))
 
 
 class Trials:
@@ -112,9 +117,9 @@ class Trials:
                     return (CAUGHT if verdict == sandbox.FAILED else TIMED_OUT), name
         return SURVIVED, ""
 
-    def judge(self, take):
-        """Tries changes until one compiles, and notes the verdict on that."""
-        while change := take():
+    def judge(self, change, take):
+        """Notes the verdict on a change, or, where that does not compile, on the next one that does."""
+        while change:
             started = time.monotonic()
             verdict, name = self.known.get(name_of(change), SURVIVED), "an earlier run"
             if self.is_equivalent(change):
@@ -132,6 +137,7 @@ class Trials:
                     record.write(json.dumps((name_of(change), verdict)) + "\n")
                 if verdict == REFUSED:
                     self.refused += 1
+                    change = take(change.kind)
                     continue
                 self.verdicts.append((change, verdict))
                 print(f"{len(self.verdicts):4} {change.kind:10} {change.file}:{change.line} {verdict}"
@@ -223,8 +229,7 @@ def main():
     count = min(arguments.count, len(chosen))
     sample = Sample(chosen, arguments.seed, count)
     if arguments.list:
-        for kind in sample.slots:
-            change = sample.take(kind)
+        for change in sample.first:
             print(described(change), end="")
         return 0
     if count == 0:
@@ -241,7 +246,7 @@ def main():
     print(f"{len(changes)} changes can be made, {count} are tried; ready after {time.monotonic() - started:.0f} s",
           flush=True)
     with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
-        waiting = [pool.submit(trials.judge, lambda kind=kind: sample.take(kind)) for kind in sample.slots]
+        waiting = [pool.submit(trials.judge, change, sample.take) for change in sample.cheap_first()]
         try:
             for one in waiting:
                 one.result()
