@@ -49,7 +49,7 @@ endfunction()
 # header.
 function(vela_compile_quickly name)
   if(NOT MSVC)
-    target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O0> $<$<CONFIG:Release>:-U_FORTIFY_SOURCE>)
+    target_compile_options(${name} PRIVATE -O0 $<$<CONFIG:Release>:-U_FORTIFY_SOURCE>)
   endif()
   if(NOT name STREQUAL test_header)
     target_precompile_headers(${name} REUSE_FROM test_header)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The checks of this folder find the faults that they are there for."""
+"""The checks of this folder, and that of the lines that no test runs, find the faults that they are there for."""
 import pathlib
 import sys
 import tempfile
@@ -7,9 +7,11 @@ import unittest
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "coverage"))
 import check_docs  # noqa: E402
 import check_floors  # noqa: E402
 import check_words  # noqa: E402
+import report_coverage  # noqa: E402
 
 
 class Floors(unittest.TestCase):
@@ -143,6 +145,41 @@ class Words(unittest.TestCase):
 
     def test_windows_scripts_have_windows_lines(self):
         self.assertEqual(self.faults("echo off\r\n", "a.bat"), [])
+
+
+class Coverage(unittest.TestCase):
+    UNCOVERED = [("cli/RunLog.cpp", 12, "return;"), ("cli/RunLog.cpp", 40, "return;"), ("cli/Main.cpp", 3, "throw;")]
+    LISTED = "# A remark.\ncli/RunLog.cpp: return;\n  Nobody\n  comes here.\n\ncli/Main.cpp: throw;\n  Nor here.\n"
+
+    def test_listed_with_reasons(self):
+        entries = report_coverage.read_list(self.LISTED)
+        self.assertEqual(entries[("cli/RunLog.cpp", "return;")], "Nobody comes here.")
+        self.assertEqual(report_coverage.compare(self.UNCOVERED, entries), [])
+
+    def test_not_listed(self):
+        faults = report_coverage.compare(self.UNCOVERED + [("cli/Main.cpp", 9, "log();")],
+                                         report_coverage.read_list(self.LISTED))
+        self.assertEqual(faults, ["cli/Main.cpp:9: no test runs it, and no reason is listed: log();"])
+
+    def test_listed_and_run(self):
+        faults = report_coverage.compare(self.UNCOVERED[:2], report_coverage.read_list(self.LISTED))
+        self.assertEqual(faults, ["cli/Main.cpp: listed, but a test runs it or it is gone: throw;"])
+
+    def test_listed_without_reason(self):
+        entries = report_coverage.read_list("cli/Main.cpp: throw;\n")
+        self.assertEqual(report_coverage.compare(self.UNCOVERED[2:], entries),
+                         ["cli/Main.cpp: listed without a reason: throw;"])
+
+    def test_list_that_cannot_be_read(self):
+        for text in ("  a reason\n", "cli/Main.cpp\n", "cli/Main.cpp: throw;\n a\ncli/Main.cpp: throw;\n"):
+            self.assertRaises(ValueError, report_coverage.read_list, text)
+
+    def test_counts(self):
+        line = {"line_number": 1, "count": 3, "branches": [{"count": 0}, {"count": 3}]}
+        folders, uncovered = report_coverage.measure({"cli/Main.cpp": [line, dict(line, count=0, branches=[])]})
+        lines, branches = folders["cli"]
+        self.assertEqual((lines.taken, lines.of, branches.taken, branches.of), (1, 2, 1, 2))
+        self.assertEqual([entry[:2] for entry in uncovered], [("cli/Main.cpp", 1)])
 
 
 if __name__ == "__main__":

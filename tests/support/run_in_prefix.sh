@@ -9,6 +9,7 @@
 #                      the folder where it lies compiled (make_locale.sh)
 #   VELA_TEST_RIGHTS   "ordinary": where this is root, the programs run without root's right to pass over the modes of
 #                      files, so that they meet what an ordinary user meets
+#   VELA_TEST_COUNTS   folder below which each run of a coverage build leaves its line counts, in a folder of its own
 #   VELA_TEST_KEEP     not empty: the copy is kept and its place printed
 #   VELA_TEST_MESSAGES  not empty: folder that gets the run log and the traces of the run (see docs/testing.md)
 set -uo pipefail
@@ -101,8 +102,9 @@ rm -f "$WINEPREFIX/vela-template"
 # Wine's services are switched off: they cost half a second per copy and the programs need none of them. No explorer
 # runs then, which is also what tests of a machine without a desktop rely on.
 export WINEDEBUG=-all LC_ALL=${VELA_TEST_LOCALE:-C.UTF-8} WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-'mscoree,mshtml=;winemenubuilder.exe,services.exe,plugplay.exe,winedevice.exe,explorer.exe,rpcss.exe,svchost.exe,winedbg.exe=d'}
-# Line counts of a coverage build are written under the current drive otherwise, which is the prefix.
-export GCOV_PREFIX=${GCOV_PREFIX:-Z:}
+# Line counts of a coverage build are written under the current drive otherwise, which is the prefix. Programs of one run
+# add theirs up one after the other; runs side by side would overwrite one another's.
+export GCOV_PREFIX=${GCOV_PREFIX:-Z:${VELA_TEST_COUNTS:+$VELA_TEST_COUNTS/${run##*/}}}
 unset DISPLAY WAYLAND_DISPLAY LANG LANGUAGE LC_CTYPE
 
 # A locale that is not there would be passed over in silence, and the test would run in another code page.

@@ -1,0 +1,187 @@
+#!/usr/bin/env python3
+"""report_coverage.py <build folder> <counts folder> <table>
+
+Adds up what the runs of a coverage build left in the counts folder, one folder for each run, and holds the product to
+its limits: so many lines and branches taken, and every line that no run took listed with its reason in
+tests/coverage/uncovered.txt. Branches by which the compiler leaves a call that throws are not counted. Writes the table
+of the folders, prints it with every fault, and exits with 1 where there is one.
+"""
+import json
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+UNCOVERED = ROOT / "tests/coverage/uncovered.txt"
+FOLDERS = ["Common/OrCommon", "Common/FrwkCommon", "settings", "install", "plugins", "activation", "uninstall",
+           "notify", "cli"]
+LINES_AT_LEAST = 98.0
+BRANCHES_AT_LEAST = 90.0
+TOOLS = "x86_64-w64-mingw32-"
+
+
+def merge_two(first, second, merged):
+    # gcov-tool writes into folders that are there and passes over others.
+    for source in (first, second):
+        for folder, _, _ in os.walk(source):
+            (merged / os.path.relpath(folder, source)).mkdir(parents=True, exist_ok=True)
+    result = subprocess.run([TOOLS + "gcov-tool", "merge", "-o", str(merged), str(first), str(second)],
+                            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False, encoding="utf-8")
+    if result.returncode != 0 or result.stdout:
+        sys.exit("gcov-tool cannot add up %s and %s: %s" % (first, second, result.stdout[:400]))
+
+
+def merge_counts(counts, work):
+    """One folder with the sums of all; two by two, since the tool takes two."""
+    folders = sorted(path for path in counts.iterdir() if path.is_dir())
+    if not folders:
+        sys.exit("no counts in %s: no program of a coverage build ran" % counts)
+    serial = 0
+    while len(folders) > 1:
+        serial += 1
+        merged = work / str(serial)
+        merge_two(folders[0], folders[1], merged)
+        folders = folders[2:] + [merged]
+    return folders[0]
+
+
+def place_counts(merged, build):
+    """Puts the counts beside what the compiler noted about the sources, in the place of older ones."""
+    for old in build.rglob("*.gcda"):
+        old.unlink()
+    files = list((merged / str(build).lstrip("/")).rglob("*.gcda"))
+    for file in files:
+        shutil.copy(file, build / file.relative_to(merged / str(build).lstrip("/")))
+    return len(files)
+
+
+def read_lines(build, report):
+    """File -> its counted lines, as gcovr tells them. What headers define inline is counted in the tests' objects too."""
+    filters = [word for folder in FOLDERS for word in ("--filter", str(ROOT / folder) + "/")]
+    subprocess.run(["gcovr", "--gcov-executable", TOOLS + "gcov-win32", "--root", str(ROOT), "--object-directory",
+                    str(build), "--exclude-throw-branches", "--json", str(report), "-j", str(os.cpu_count()), *filters,
+                    *(str(build / folder) for folder in FOLDERS + ["tests"])], check=True, cwd=build)
+    told = json.loads(report.read_text(encoding="utf-8"))
+    return {entry["file"]: entry["lines"] for entry in told["files"]}
+
+
+def read_list(text):
+    """(file, text of the line) -> reason. An entry is "file: text of the line"; its reason follows, indented."""
+    entries, key = {}, None
+    for number, line in enumerate(text.split("\n"), 1):
+        if not line.strip() or line.startswith("#"):
+            continue
+        if line.startswith(" "):
+            if key is None:
+                raise ValueError("line %d: a reason without a line of the product" % number)
+            entries[key] = (entries[key] + " " + line.strip()).strip()
+            continue
+        file, separator, code = line.partition(": ")
+        key = (file, code.strip())
+        if not separator or key in entries:
+            raise ValueError("line %d: not \"file: text of the line\", or twice" % number)
+        entries[key] = ""
+    return entries
+
+
+def compare(uncovered, entries):
+    """`uncovered`: (file, line number, text) of every line that no run took. It and what is listed must agree."""
+    faults = []
+    found = set()
+    for file, number, text in uncovered:
+        if (file, text) in entries:
+            found.add((file, text))
+        else:
+            faults.append("%s:%d: no test runs it, and no reason is listed: %s" % (file, number, text))
+    for key, reason in entries.items():
+        if key not in found:
+            faults.append("%s: listed, but a test runs it or it is gone: %s" % key)
+        if not reason:
+            faults.append("%s: listed without a reason: %s" % key)
+    return faults
+
+
+class Count:
+    def __init__(self):
+        self.taken = self.of = 0
+
+    def add(self, taken):
+        self.of += 1
+        self.taken += 1 if taken else 0
+
+    @property
+    def percent(self):
+        return 100.0 * self.taken / self.of if self.of else 100.0
+
+    def __str__(self):
+        return "%d of %d | %.1f %%" % (self.taken, self.of, self.percent)
+
+
+def measure(files):
+    """Folder -> (lines, branches), and the lines that nobody took."""
+    folders = {folder: (Count(), Count()) for folder in FOLDERS}
+    uncovered = []
+    for file, lines in sorted(files.items()):
+        source = (ROOT / file).read_text(encoding="utf-8").split("\n")
+        for_lines, for_branches = folders[os.path.dirname(file)]
+        for line in lines:
+            if line.get("gcovr/noncode"):
+                continue
+            for_lines.add(line["count"])
+            if not line["count"]:
+                uncovered.append((file, line["line_number"], source[line["line_number"] - 1].strip()))
+            for branch in line["branches"]:
+                for_branches.add(branch["count"])
+    return folders, uncovered
+
+
+def write_table(folders, total, runs, listed):
+    rows = ["| Folder | Lines | | Branches | |", "|---|---|---|---|---|"]
+    rows += ["| %s | %s | %s |" % (folder, *counts) for folder, counts in folders.items()]
+    rows.append("| **all** | %s | %s |" % total)
+    rows += ["", "%d runs of test programs; %d lines that none of them takes are listed with the reason in "
+             "`tests/coverage/uncovered.txt`." % (runs, listed)]
+    return "\n".join(rows) + "\n"
+
+
+def untaken_branches(files):
+    for file, lines in sorted(files.items()):
+        for line in lines:
+            taken = [branch["count"] > 0 for branch in line["branches"]]
+            if line["count"] and not all(taken):
+                yield "%s:%d: %d of %d branches" % (file, line["line_number"], sum(taken), len(taken))
+
+
+def main():
+    if len(sys.argv) != 4:
+        sys.exit(__doc__)
+    build, counts, table = (pathlib.Path(argument).resolve() for argument in sys.argv[1:])
+    runs = sum(1 for path in counts.iterdir() if path.is_dir())
+    with tempfile.TemporaryDirectory() as folder:
+        work = pathlib.Path(folder)
+        place_counts(merge_counts(counts, work), build)
+        files = read_lines(build, work / "report.json")
+    folders, uncovered = measure(files)
+    total = (Count(), Count())
+    for counted in folders.values():
+        for whole, part in zip(total, counted):
+            whole.taken += part.taken
+            whole.of += part.of
+    faults = compare(uncovered, read_list(UNCOVERED.read_text(encoding="utf-8")))
+    for count, limit, kind in ((total[0], LINES_AT_LEAST, "lines"), (total[1], BRANCHES_AT_LEAST, "branches")):
+        if not count.of or count.percent < limit:
+            faults.append("%.1f %% of the %s, and at least %.0f %% are asked for" % (count.percent, kind, limit))
+    written = write_table(folders, total, runs, len(uncovered))
+    table.write_text(written, encoding="utf-8")
+    (build / "branches.txt").write_text("\n".join(untaken_branches(files)) + "\n", encoding="utf-8")
+    print(written)
+    for fault in faults:
+        print(fault)
+    return 1 if faults else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
