@@ -11,7 +11,7 @@ from rounds import Arm, Comparison, Stub
 CMD = rf"{counts.SYSTEM}\cmd.exe"
 PROGRAM = r"C:\bench\VELAutil.exe"
 STEPS = r"C:\bench\Steps.exe"
-LOOK_UPS = 300
+LOOK_UPS = 100
 # As the program copies: with empty folders, hidden files and attributes, over read-only files; and without a word.
 XCOPY = rf"{counts.SYSTEM}\xcopy.exe {{}} /E /I /H /K /R /Y /Q"
 MODULES = {  # tests/fixtures/ModuleClasses.h: the end of each class identifier, and the program identifier

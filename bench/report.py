@@ -22,8 +22,8 @@ HOW = """## How it is measured
   counter, from the start to the end of the process. After one warm-up the arms run in turn, in rotated order: ours, the
   peer, and ours once more. The ratio is the median of the ratios of each round; beside it stands the ratio of the
   shortest times.
-* **Noise** is ours once more / ours, median of the rounds. Where it lies outside {low:.2f} to {high:.2f} nothing is said
-  of the comparison ("not judged"). Times are never a reason for the script to fail.
+* **Noise** is ours once more / ours, median of the rounds. Where it lies outside {low:.2f} to {high:.2f} nothing is
+  said of the comparison ("not judged"). Times are never a reason for the script to fail.
 * **Counts** are the requests that a program makes to Wine's server; they are exact. What one file or entry costs is the
   difference between two sizes. They can fail the script, and the tests.
 * **Every arm's work is looked at** after each run, and one that did nothing ends the measurement. For "unchanged" one
@@ -103,8 +103,9 @@ def tables(results: Results) -> str:
 def page(results: Results, chart: str) -> str:
     return "\n".join([
         "# Performance", "",
-        "What the program takes, against what Windows' own tools take for the same work, under Wine. Below 1 the program",
-        "is faster. Written by `scripts/bench.sh`" + (" --quick" if results.quick else "") + f" on {results.machine}.", "",
+        "What the program takes, against what Windows' own tools take for the same work, under Wine. Below 1 the",
+        f"program is faster. Written by `scripts/bench.sh{' --quick' if results.quick else ''}`,",
+        f"{results.machine}.", "",
         f"![Ratios of time, program / peer]({chart})", "", "## Results", "", tables(results),
         HOW.format(low=QUIET[0], high=QUIET[1], sources=results.sources), REPEAT])
 

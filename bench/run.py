@@ -32,7 +32,7 @@ def describe_machine() -> str:
                   if line.startswith("model name")), platform.machine())
     wine = subprocess.run(["wine", "--version"], capture_output=True, text=True, check=True,
                           env=os.environ | {"WINEDEBUG": "-all"}).stdout.strip()
-    return f"{datetime.date.today()}: {os.cpu_count()} x {model}, {wine}"
+    return f"on {datetime.date.today()}, with {wine}, on {os.cpu_count()} x {model}"
 
 
 def describe_sources(shapes: list[trees.Shape]) -> str:
