@@ -9,7 +9,6 @@ from machine import Fault, Machine, Program, batch
 from rounds import Arm, Comparison, Stub
 
 CMD = rf"{counts.SYSTEM}\cmd.exe"
-PROGRAM = r"C:\bench\VELAutil.exe"
 STEPS = r"C:\bench\Steps.exe"
 LOOK_UPS = 100
 # As the program copies: with empty folders, hidden files and attributes, over read-only files; and without a word.
@@ -79,7 +78,7 @@ class Workplace:
         return (self.product_folder(who, shape) / name).stat().st_size == self.staged[shape.name][name]
 
     def upgrade(self, shape: trees.Shape) -> Program:
-        return Program(PROGRAM, rf"-p S:\{shape.name} C:\ours.{shape.name}")
+        return Program(counts.PROGRAM, rf"-p S:\{shape.name} C:\ours.{shape.name}")
 
     def stage(self, who: str, shape: trees.Shape) -> None:
         """The state that "unchanged" begins with."""

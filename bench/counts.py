@@ -15,7 +15,8 @@ from machine import Fault, Machine, Program  # noqa: E402
 
 PRODUCT_KEY = r"HKLM\SOFTWARE\OrvaneLabs\BastionNTCorp\CurrentVersion\VELA"
 SYSTEM = r"C:\windows\system32"
-STATUS = Program(r"C:\bench\VELAutil.exe", r"-s C:\source C:\dest")
+PROGRAM = r"C:\bench\VELAutil.exe"
+STATUS = Program(PROGRAM, r"-s C:\source C:\dest")
 READ_VALUE = Program(rf"{SYSTEM}\reg.exe", f"query {PRODUCT_KEY} /v VELAEnable /reg:32")
 SET_VALUE = Program(rf"{SYSTEM}\reg.exe", f"add {PRODUCT_KEY} /v VELAEnable /t REG_DWORD /d 1 /f /reg:32")
 SIZES = (20, 60)
@@ -57,7 +58,7 @@ class Counter:
             raise Fault(f"{what}: it did not do what was counted")
 
     def _upgrade(self, files: int) -> Program:
-        return Program(r"C:\bench\VELAutil.exe", rf"-p C:\source{files} C:\dest{files}")
+        return Program(PROGRAM, rf"-p C:\source{files} C:\dest{files}")
 
     def prepare(self) -> None:
         self.machine.require(SET_VALUE)
@@ -102,10 +103,10 @@ class Counter:
                      for times in SIZES)
         return (many - few) / (SIZES[1] - SIZES[0])
 
-    def start(self, program: Program) -> int:
+    def start(self, program: Program, exit_code: int = 0) -> int:
         self.machine.run(program)
         result, requests = self.machine.run_counting(program)
-        self._require(result.exit_code == 0, program.command_line)
+        self._require(result.exit_code == exit_code, program.command_line)
         return requests
 
     def measure(self) -> list[Count]:
@@ -116,9 +117,14 @@ class Counter:
         look_up = self.look_up(r"C:\bench\Steps.exe lookup")
         snapshot = self.look_up(r"C:\bench\Snapshot.exe")
         bare = self.start(Program(r"C:\bench\Bare.exe"))
+        wrong = self.start(Program(PROGRAM, r"-x C:\source C:\dest"))
+        reload = self.start(Program(PROGRAM, r"-r C:\source C:\dest"), 1)  # 1: all clients, of which there is none
         return [
             Count("`-s` / `reg query` of the same value", status / read, 1.00,
-                  f"{status} / {read}; a bare program {bare}"),
+                  f"{status} / {read}"),
+            # Either loads nothing that a bare program does without, but for the registry's library.
+            Count("`-r` / a bare program", reload / bare, 1.30, f"{reload} / {bare}"),
+            Count("a wrong switch / a bare program", wrong / bare, 1.10, f"{wrong} / {bare}"),
             Count("look-up of a process / a bare snapshot", look_up / snapshot, 1.05,
                   f"{look_up:.1f} / {snapshot:.1f}"),
             Count("a file, first copy", self.per_file(self.first_copy), 12.1),
