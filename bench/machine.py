@@ -117,7 +117,7 @@ class Machine:
             return
         with open(self.trace, "wb") as trace:
             # It runs until __exit__ ends it.
-            self.server = subprocess.Popen(  # pylint: disable=consider-using-with
+            self.server = subprocess.Popen(
                 ["wineserver", "-f", "-d1", "-p"], env=self.environment, stdout=trace, stderr=trace)
         # A program that came too early would start a server of its own, and that one writes nothing down.
         for _ in range(600):
@@ -139,7 +139,7 @@ class Machine:
 
     def _start_driver(self) -> None:
         for _ in range(2):  # Wine itself fails to start a program about once in 2,400 times where addresses are random
-            self.driver = subprocess.Popen(  # pylint: disable=consider-using-with
+            self.driver = subprocess.Popen(
                 [*self.start, r"C:\bench\Driver.exe"], env=self.environment, stdin=subprocess.PIPE,
                 stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, encoding="utf-8")
             words = self._answer(60)
@@ -181,7 +181,7 @@ class Machine:
     def peak_memory(self, program: Program, exit_codes: tuple[int, ...] = (0,)) -> int:
         """The most memory that the program held at once, in KiB; started from the host, which tells it."""
         with open(os.devnull, "r+b") as nul:
-            child = subprocess.Popen(  # pylint: disable=consider-using-with
+            child = subprocess.Popen(
                 [*self.start, program.path, *program.arguments.split()], env=self.environment, stdin=nul, stdout=nul,
                 stderr=nul)
         _, status, usage = os.wait4(child.pid, 0)

@@ -30,6 +30,8 @@ HOW = """## How it is measured
   file is put back to an older state before each run, and has to be renewed.
 * **Peers** are Wine's own tools: `xcopy /E /I /H /K /R /Y /Q` in a batch of the nine lines that stage the same files,
   `rmdir /s /q` of the command interpreter, and a batch of `regsvr32 /s`.
+* **Deletion, registration and look-up** are the program's own steps in a small program of their own
+  (`bench/Steps.cpp`), started like the peers.
 * **Sources**: {sources}.
 """
 
