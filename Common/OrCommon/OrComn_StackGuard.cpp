@@ -25,7 +25,7 @@ std::uintptr_t DrawStackGuard() noexcept {
 extern "C" {
 
 extern std::uintptr_t __stack_chk_guard;
-[[noreturn]] void __stack_chk_fail();
+[[noreturn]] void __stack_chk_fail();  // NOLINT(readability-identifier-naming): the compiler's name
 
 std::uintptr_t __stack_chk_guard = 0;
 
