@@ -2,6 +2,7 @@
 from __future__ import annotations
 
 import re
+import textwrap
 import tomllib
 from dataclasses import dataclass
 from pathlib import Path
@@ -9,11 +10,12 @@ from pathlib import Path
 from .source import VALUE, Message
 
 SWITCHES = ["-I", "-e", "-d", "-s", "-p", "-r", "-U"]
-NOTE = ("<!-- Written by scripts/messages.py document, from the sources and docs/messages/. "
-        "Change those, not this file. -->\n")
+NOTE = ("<!-- Written by scripts/messages.py document, from the sources and docs/messages/. Change those, not this file.\n"
+        "     scripts/messages.py list tells where each message is written. -->\n")
 NAMED_BY_HAND = "\n## Which lines mean failure\n"
 FENCED = re.compile(r"^```.*?^```", re.DOTALL | re.MULTILINE)
 CODE = re.compile(r"`([^`]+)`")
+WIDTH = 120
 
 
 class DocumentError(Exception):
@@ -22,7 +24,7 @@ class DocumentError(Exception):
 
 @dataclass(frozen=True)
 class Told:
-    """One row of the document: texts that mean the same thing."""
+    """One entry of the document: texts that mean the same thing."""
 
     texts: tuple[str, ...]
     commands: tuple[str, ...]
@@ -78,14 +80,11 @@ def faults(sections: list[Section], messages: list[Message]) -> list[str]:
     return found
 
 
-def code(text: str) -> str:
-    """A span of code in a table. A blank at either end would be taken for padding, and one more keeps it."""
-    padding = " " if text.startswith(" ") or text.endswith(" ") else ""
-    return f"`{padding}{text}{padding}`".replace("|", "\\|")
-
-
-def cell(text: str) -> str:
-    return " ".join(text.split()).replace("|", "\\|")
+def paragraph(text: str) -> str:
+    """Wrapped, but not within a span of code: it is searched for, and a hyphen in it would begin a list."""
+    whole = CODE.sub(lambda span: span[0].replace(" ", "\0"), " ".join(text.split()))
+    lines = textwrap.wrap(whole, WIDTH, break_long_words=False, break_on_hyphens=False)
+    return "\n".join(lines).replace("\0", " ") + "\n"
 
 
 def lines_of(text: str, messages: list[Message]) -> list[str]:
@@ -99,11 +98,13 @@ def lines_of(text: str, messages: list[Message]) -> list[str]:
 
 
 def write_row(row: Told, messages: list[Message]) -> str:
+    """The lines as a block of code, which keeps their blanks, then what is told: plain text is read as it is, too."""
     lines = [line for text in row.texts for line in lines_of(text, messages)]
-    places = dict.fromkeys(message.source for message in messages if message.text in row.texts)
-    told = cell(row.meaning) + (f" **What to do:** {cell(row.advice)}" if row.advice.strip() else "")
-    columns = ["<br>".join(map(code, lines)), " ".join(map(code, row.commands)) or "\N{EN DASH}", told, "<br>".join(map(code, places))]
-    return "| " + " | ".join(columns) + " |\n"
+    commands = " ".join(f"`{switch}`" for switch in row.commands)
+    told = [paragraph(f"{commands}: {row.meaning}" if commands else row.meaning)]
+    if row.advice.strip():
+        told.append(paragraph(f"**What to do:** {row.advice}"))
+    return "".join(f"    {line}".rstrip() + "\n" for line in lines) + "\n" + "\n".join(told)
 
 
 def strangers(head: str, messages: list[Message]) -> list[str]:
@@ -124,6 +125,5 @@ def write(head: str, sections: list[Section], messages: list[Message]) -> str:
         parts.append(f"\n## {section.title}\n\n")
         if section.introduction.strip():
             parts.append(section.introduction.strip() + "\n\n")
-        parts.append("| Line | Commands | Meaning | Written in |\n|---|---|---|---|\n")
-        parts.extend(write_row(row, messages) for row in section.rows)
+        parts.append("\n".join(write_row(row, messages) for row in section.rows))
     return "".join(parts)

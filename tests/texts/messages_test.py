@@ -204,9 +204,12 @@ class Document(unittest.TestCase):
     def test_rows(self):
         text = self.write(self.A, self.C)
         self.assertTrue(text.endswith(
-            "# Head\n\n## Title\n\nIntro.\n\n| Line | Commands | Meaning | Written in |\n|---|---|---|---|\n"
-            "| `LOG_INFO :  a\\|b \u2026` | `-I` `-e` | What it is. **What to do:** Do. | `cli/Main.cpp` |\n"
-            "| `LOG_ERROR: c` | \u2013 | Two. | `cli/Main.cpp` |\n"), text)
+            "# Head\n\n## Title\n\nIntro.\n\n    LOG_INFO :  a|b \u2026\n\n`-I` `-e`: What it is.\n\n**What to do:** Do.\n\n"
+            "    LOG_ERROR: c\n\nTwo.\n"), text)
+
+    def test_lines_break_outside_code(self):
+        word = "x" * (document.WIDTH - 4)
+        self.assertEqual(document.paragraph(f"{word} `a - b`\n c-d"), f"{word}\n`a - b` c-d\n")
 
     def test_every_text_once_and_no_other(self):
         for rows in ([self.A], [self.A, self.C, self.C],
