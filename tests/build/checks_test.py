@@ -143,6 +143,11 @@ class Words(unittest.TestCase):
         self.assertEqual(self.faults("int x;\r\n"), ["a Windows line end"])
         self.assertEqual(self.faults("int x;"), ["the last line is not ended"])
 
+    def test_what_is_no_text_is_left_out(self):
+        names = {"tests/fuzz/corpus/Format/0f4c": True, "docs/a.png": True, "tests/fuzz/Format.cpp": False, "a.cpp": False}
+        for name, expected in names.items():
+            self.assertEqual(check_words.is_left_out(pathlib.PurePath(name)), expected, name)
+
     def test_windows_scripts_have_windows_lines(self):
         self.assertEqual(self.faults("echo off\r\n", "a.bat"), [])
 
