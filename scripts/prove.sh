@@ -5,8 +5,8 @@
 # command on every Windows version, every text of the log produced, every line run, small changes to the product caught.
 # scripts/test.sh holds a short form of most of it. Without names all stages run, in the order below; each is a script in
 # scripts/prove/ that leaves its rows in build/prove/<stage>.md. Prints one table and where the time went; exits with 1 if
-# a stage found anything or could not run. --write puts the table into docs/testing.md, which wants every stage to be
-# there and to have found nothing.
+# a stage found anything or could not run. --write puts the table into docs/testing.md. That wants every stage to have
+# found nothing when it last ran; the table tells when that was.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root=$PWD
@@ -68,12 +68,14 @@ stage 'configure (preset release)' cmake --preset release -DBUILD_TESTING=ON || 
 stage 'build' cmake --build --preset release -j "$(nproc)" || exit 1
 for name in "${stages[@]}"; do
   # Rows of an earlier run would pass for this one's.
-  rm -f "$rows/$name.md"
+  rm -f "$rows/$name.md" "$rows/$name.proven"
   case $name in
     coverage | texts) export VELA_TEST_MESSAGES=$messages ;;
     *) unset VELA_TEST_MESSAGES ;;
   esac
-  stage "$name: $(heading "$name")" "scripts/prove/$name.sh" || true
+  if stage "$name: $(heading "$name")" "scripts/prove/$name.sh"; then
+    echo "$(date -u +%Y-%m-%d), $(((${stage_seconds[-1]%.*} + 59) / 60)) min" >"$rows/$name.proven"
+  fi
 done
 
 print_table() {
@@ -81,7 +83,8 @@ print_table() {
   for name in "${all_stages[@]}"; do
     if [[ -f $rows/$name.md ]]; then
       # shellcheck disable=SC2016  # Markdown's backticks
-      printf '\n**%s** (`scripts/prove.sh %s`)\n\n' "$(heading "$name")" "$name"
+      printf '\n**%s** (`scripts/prove.sh %s`; %s)\n\n' "$(heading "$name")" "$name" \
+        "$(cat "$rows/$name.proven" 2>/dev/null || echo 'not proven')"
       cat "$rows/$name.md"
     fi
   done
@@ -98,16 +101,14 @@ if stages_failed; then
 fi
 if $write; then
   for name in "${all_stages[@]}"; do
-    if [[ ! -f $rows/$name.md ]]; then
-      echo "prove.sh: docs/testing.md is left alone: $name was not run" >&2
+    if [[ ! -f $rows/$name.proven ]]; then
+      echo "prove.sh: docs/testing.md is left alone: $name is not proven" >&2
       exit 1
     fi
   done
   {
     sed '/^<!-- proof begins -->$/q' docs/testing.md
-    # shellcheck disable=SC2016  # Markdown's backticks
-    printf '\nOn %s, by `scripts/prove.sh --write`, in %s minutes on %s cores:\n' \
-      "$(date -u +%Y-%m-%d)" "$(($(printf '%.0f' "$(seconds_since "$started")") / 60))" "$(nproc)"
+    printf '\nOn %s cores, each stage with the day of its run and the time that it took:\n' "$(nproc)"
     print_table
     echo
     sed -n '/^<!-- proof ends -->$/,$p' docs/testing.md
