@@ -4,8 +4,9 @@
 # Every message of the run log and of the trace is produced by the tests, at its level, and none is written that the
 # sources do not know (scripts/messages.py). Leaves the counts in build/prove/texts.md; exits with 1 on any gap.
 #
-#   VELA_TEST_MESSAGES  a folder that a run of the whole suite has filled already: the tests are not run once more. Where
-#                       it is empty or not there, they are, and fill it (default build/prove/messages, emptied first)
+#   VELA_TEST_MESSAGES  a folder that a run of the whole suite has filled already: the tests are not run once more.
+#                       Where it is empty or not there, they are, and fill it (default build/prove/messages, emptied
+#                       first)
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 root=$PWD

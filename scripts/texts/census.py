@@ -40,7 +40,8 @@ def weight(message: Message) -> tuple[int, int]:
 class Known:
     """The messages of one kind, as patterns."""
 
-    def __init__(self, messages: list[Message], head: str = "", behind_level: str = "", may_be_cut: bool = False) -> None:
+    def __init__(self, messages: list[Message], head: str = "", behind_level: str = "",
+                 may_be_cut: bool = False) -> None:
         self.exact = [(re.compile(head + re.escape(message.level) + behind_level + pattern_of(message.parts)), message)
                       for message in messages]
         self.cut = [re.compile(head + re.escape(message.level) + pattern)

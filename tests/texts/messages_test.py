@@ -44,7 +44,12 @@ class Sources(unittest.TestCase):
 
     def test_table(self):
         self.assertEqual(told(plugins_Table="""
-            struct Module { const wchar_t* name; bool (*run)(const A& a, int b); RunLog::Text failure; bool namesPath; };
+            struct Module {
+              const wchar_t* name;
+              bool (*run)(const A& a, int b);
+              RunLog::Text failure;  // said when it fails
+              bool namesPath;
+            };
             constexpr Module kModules[] = {
                 {L"a.dll", Run, L"a failed !! ", true},
                 {L"b.dll", Run, L"b failed " L"!!", false},
@@ -63,7 +68,8 @@ class Sources(unittest.TestCase):
             void Client::Switch(const Client& client) {
               Run(L"x", client.bad);
               RunLog::Info() << client.good;
-            }"""), ["LOG_ERROR: one bad\u2026", "LOG_ERROR: two bad\u2026", "LOG_INFO : one good", "LOG_INFO : two good"])
+            }"""),
+                         ["LOG_ERROR: one bad\u2026", "LOG_ERROR: two bad\u2026", "LOG_INFO : one good", "LOG_INFO : two good"])
 
     def test_pointer_to_member(self):
         self.assertEqual(told(plugins_Table="""
@@ -100,7 +106,8 @@ class Sources(unittest.TestCase):
         for text in ("void Run(const wchar_t* text) { RunLog::Info() << text << 1L; }",  # not a RunLog::Text
                      "void Run(RunLog::Text text) { RunLog::Info() << text; }",  # from nobody
                      "struct A { RunLog::Text t; };\nvoid Run(A a) { RunLog::Info() << a.t; }",  # without a table
-                     "struct A { RunLog::Text t; };\nstruct B { RunLog::Text t; };\nvoid R(A a) { RunLog::Info() << a.t; }",
+                     "struct A { RunLog::Text t; };\nstruct B { RunLog::Text t; };\n"
+                     "void R(A a) { RunLog::Info() << a.t; }",  # of which of the two?
                      "void Run() { RunLog::Info() << L\"a\""):
             with self.subTest(text), self.assertRaises(source.SourceError):
                 told(cli_Main=text)
@@ -189,8 +196,8 @@ class Census(unittest.TestCase):
 
     def test_table(self):
         rows = self.take(self.ALL, "").table({}).splitlines()
-        self.assertEqual(rows[2:], ["| LOG_INFO | 4 | 4 | 0 |", "| LOG_ERROR | 1 | 1 | 0 |", "| trace `!!!` | 1 | 0 | 0 |",
-                                    "| all | 6 | 5 | 0 |"])
+        self.assertEqual(rows[2:], ["| LOG_INFO | 4 | 4 | 0 |", "| LOG_ERROR | 1 | 1 | 0 |",
+                                    "| trace `!!!` | 1 | 0 | 0 |", "| all | 6 | 5 | 0 |"])
 
 
 class Document(unittest.TestCase):
@@ -225,7 +232,8 @@ class Document(unittest.TestCase):
     def test_what_is_told_is_complete(self):
         row = {"texts": ["a"], "commands": ["-I"], "meaning": "m", "advice": "d"}
         self.assertEqual(document.read_row(row), document.Told(("a",), ("-I",), "m", "d"))
-        for change in ({"meaning": " "}, {"commands": ["-e", "-I"]}, {"commands": ["-x"]}, {"texts": []}, {"advise": "d"}):
+        for change in ({"meaning": " "}, {"commands": ["-e", "-I"]}, {"commands": ["-x"]}, {"texts": []},
+                       {"advise": "d"}):
             with self.subTest(change), self.assertRaises(document.DocumentError):
                 document.read_row(row | change)
 
