@@ -6,7 +6,7 @@
 # Exits with 1 where they were not, or where a run could not be made.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
-unset DISPLAY WAYLAND_DISPLAY
+unset DISPLAY WAYLAND_DISPLAY VELA_FAULTS_STRIDE VELA_DEATHS_STRIDE
 # shellcheck source=scripts/prove/sweep_rows.sh
 source scripts/prove/sweep_rows.sh
 

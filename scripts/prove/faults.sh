@@ -7,7 +7,7 @@
 # run broke a promise or could not be made.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
-unset DISPLAY WAYLAND_DISPLAY
+unset DISPLAY WAYLAND_DISPLAY VELA_FAULTS_STRIDE VELA_DEATHS_STRIDE
 # shellcheck source=scripts/prove/sweep_rows.sh
 source scripts/prove/sweep_rows.sh
 
