@@ -69,7 +69,7 @@ FARPROC StandInFor(std::string_view name) noexcept {
 }
 
 FARPROC WINAPI AnswerFailure(unsigned notice, DelayLoadInfo* information) {
-  const HMODULE self = reinterpret_cast<HMODULE>(&__ImageBase);
+  auto* const self = reinterpret_cast<HMODULE>(&__ImageBase);
   if (notice == dliFailLoadLib) {
     g_error = information->dwLastError;
     // In the library's place the program itself, which exports nothing: the helper comes back for the function.
@@ -87,10 +87,9 @@ FARPROC WINAPI AnswerFailure(unsigned notice, DelayLoadInfo* information) {
 }  // namespace
 }  // namespace OrCommon::Library
 
-// Where the helper looks. Visual C++ declares it constant.
+// Where the helper looks; declared in delayimp.h, by Visual C++ as a constant.
 #if defined(_MSC_VER)
 extern "C" const PfnDliHook __pfnDliFailureHook2 = OrCommon::Library::AnswerFailure;
 #else
-extern "C" PfnDliHook __pfnDliFailureHook2;
 PfnDliHook __pfnDliFailureHook2 = OrCommon::Library::AnswerFailure;
 #endif

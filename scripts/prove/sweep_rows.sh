@@ -11,7 +11,8 @@ full_sweep() {
   mkdir -p build/prove
   rm -f "$rows/${tests##*.}"*.md "$out"
   wanted=$(ctest --test-dir build/release -N -L full -R "^${tests//./[.]}" | grep -c "$tests") || true
-  ctest --test-dir build/release -L full -R "^${tests//./[.]}" -j "$(nproc)" --no-tests=error --output-on-failure || code=1
+  ctest --test-dir build/release -L full -R "^${tests//./[.]}" -j "$(($(nproc) + 1))" --no-tests=error \
+    --output-on-failure || code=1
 
   local found=()
   for file in "$rows/${tests##*.}"*.md; do
