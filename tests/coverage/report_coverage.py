@@ -59,7 +59,7 @@ def place_counts(merged, build):
 
 
 def read_lines(build, report):
-    """File -> its counted lines, as gcovr tells them. What headers define inline is counted in the tests' objects too."""
+    """File -> its counted lines, as gcovr tells them. What headers define inline is counted in tests' objects too."""
     filters = [word for folder in FOLDERS for word in ("--filter", str(ROOT / folder) + "/")]
     subprocess.run(["gcovr", "--gcov-executable", TOOLS + "gcov-win32", "--root", str(ROOT), "--object-directory",
                     str(build), "--exclude-throw-branches", "--json", str(report), "-j", str(os.cpu_count()), *filters,
