@@ -78,6 +78,12 @@ class Reports(unittest.TestCase):
         self.assertTrue(self.results(size=1.001).failed)
         self.assertFalse(self.results(ratio=9.0).failed)
 
+    def test_a_comparison_that_came_to_nothing_fails_and_is_told(self):
+        results = self.results()
+        results.broken.append("delete: peer is a stub")
+        self.assertTrue(results.failed)
+        self.assertIn("**No result** for delete: peer is a stub", report.tables(results))
+
     def test_the_page_tells_every_verdict(self):
         page = report.page(self.results(count=2.0, ratio=9.0), "chart.svg")
         self.assertEqual(page.count("NOT MET"), 2)

@@ -71,10 +71,11 @@ class Results:
     machine: str  # what it was measured on
     sources: str
     quick: bool
+    broken: list[str] = dataclasses.field(default_factory=list)  # comparisons that came to nothing, and why
 
     @property
     def failed(self) -> bool:
-        return any(not count.met for count in self.counts) or any(
+        return bool(self.broken) or any(not count.met for count in self.counts) or any(
             measure.can_fail and measure.verdict == "NOT MET" for measure in self.measures)
 
 
@@ -103,6 +104,7 @@ def tables(results: Results) -> str:
         [outcome.what, outcome.peer, seconds(outcome.ours_seconds), seconds(outcome.peer_seconds),
          f"{outcome.ratio:.2f}", f"{outcome.minima:.2f}", f"{outcome.limit:.2f}", f"{outcome.noise:.2f}",
          outcome.verdict] for outcome in results.outcomes])
+    lines += [f"\n**No result** for {broken}" for broken in results.broken]
     lines += [""] + _aligned([["Requests", "Of which", "count", "limit", "verdict"]] + [
         [count.what, count.note or "slope between two sizes", f"{count.value:.3f}", f"{count.limit:.2f}",
          "met" if count.met else "NOT MET"] for count in results.counts])

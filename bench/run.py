@@ -63,21 +63,27 @@ def main() -> int:
         trees.make(shape, sources / shape.name)
     say("requests")
     counted = counts.measure(build)
-    outcomes = []
+    outcomes, broken = [], []
     folder = build / f"tests/prefix.runs/{os.getpid()}.bench"
     with Machine(build, folder, drives={"s": sources}) as machine:
         say("staging")
         place = comparisons.Workplace(machine, sources, shapes)
         for comparison in comparisons.comparisons(place, quick):
             started = time.monotonic()
-            outcomes.append(compare(machine, comparison))
+            try:
+                outcomes.append(compare(machine, comparison))
+            except Fault as fault:  # the others may tell something all the same
+                broken.append(f"{comparison.what}: {fault}")
+                say(broken[-1])
+                continue
             say(f"{outcomes[-1].what}: {outcomes[-1].ratio:.2f} ({outcomes[-1].verdict}; "
                 f"{time.monotonic() - started:.0f} s)")
         say("memory")
         measures = measure_memory(place, quick)
     size = (build / "VELAutil.exe").stat().st_size
     measures.append(report.Measure("the program, MiB", size / LARGEST_PROGRAM, 1.0, f"{size:,} bytes", can_fail=True))
-    results = report.Results(counted, outcomes, measures, describe_machine(), describe_sources(shapes), quick)
+    results = report.Results(counted, outcomes, measures, describe_machine(), describe_sources(shapes), quick,
+                             broken)
     target.mkdir(parents=True, exist_ok=True)
     (target / "performance.md").write_text(report.page(results, "performance.svg"), encoding="utf-8")
     (target / "performance.svg").write_text(report.chart(results), encoding="utf-8")
