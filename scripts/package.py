@@ -140,8 +140,9 @@ def is_of(name: str, files: set[str]) -> bool:
 
 def contents_of(build: pathlib.Path, program: pathlib.Path, components: list[Component]) -> dict[str, bytes]:
     files = {PROGRAM: program.read_bytes(), "README.md": (ROOT / "README.md").read_bytes()}
-    for page in (ROOT / "docs").glob("*.md"):
-        files["docs/" + page.name] = page.read_bytes()
+    for pattern in ("*.md", "*.svg"):  # the pages and their pictures
+        for page in (ROOT / "docs").glob(pattern):
+            files["docs/" + page.name] = page.read_bytes()
     told = ["What is compiled into VELAutil.exe, beside VELAutil itself, and under which terms. The texts are those of the",
             "Debian packages that the program was built with. This folder grants nothing for VELAutil itself.", ""]
     referred: set[str] = set()
