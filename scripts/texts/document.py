@@ -10,7 +10,8 @@ from pathlib import Path
 from .source import VALUE, Message
 
 SWITCHES = ["-I", "-e", "-d", "-s", "-p", "-r", "-U"]
-NOTE = ("<!-- Written by scripts/messages.py document, from the sources and docs/messages/. Change those, not this file.\n"
+NOTE = ("<!-- Written by scripts/messages.py document, from the sources and docs/messages/. Change those, "
+        "not this file.\n"
         "     scripts/messages.py list tells where each message is written. -->\n")
 NAMED_BY_HAND = "\n## Which lines mean failure\n"
 FENCED = re.compile(r"^```.*?^```", re.DOTALL | re.MULTILINE)

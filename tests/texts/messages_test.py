@@ -69,7 +69,8 @@ class Sources(unittest.TestCase):
               Run(L"x", client.bad);
               RunLog::Info() << client.good;
             }"""),
-                         ["LOG_ERROR: one bad\u2026", "LOG_ERROR: two bad\u2026", "LOG_INFO : one good", "LOG_INFO : two good"])
+                         ["LOG_ERROR: one bad\u2026", "LOG_ERROR: two bad\u2026",
+                          "LOG_INFO : one good", "LOG_INFO : two good"])
 
     def test_pointer_to_member(self):
         self.assertEqual(told(plugins_Table="""
@@ -211,8 +212,8 @@ class Document(unittest.TestCase):
     def test_rows(self):
         text = self.write(self.A, self.C)
         self.assertTrue(text.endswith(
-            "# Head\n\n## Title\n\nIntro.\n\n    LOG_INFO :  a|b \u2026\n\n`-I` `-e`: What it is.\n\n**What to do:** Do.\n\n"
-            "    LOG_ERROR: c\n\nTwo.\n"), text)
+            "# Head\n\n## Title\n\nIntro.\n\n    LOG_INFO :  a|b \u2026\n\n`-I` `-e`: What it is.\n\n"
+            "**What to do:** Do.\n\n    LOG_ERROR: c\n\nTwo.\n"), text)
 
     def test_lines_break_outside_code(self):
         word = "x" * (document.WIDTH - 4)
