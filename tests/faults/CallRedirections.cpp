@@ -137,9 +137,8 @@ FARPROC AnswerBinding(SubjectRun& run, const char* name, FARPROC function) {
 }  // namespace
 }  // namespace Faults
 
-// The slots, filled before anything runs; and a jump through each, where a function is called by its name alone.
-#define FAULTS_SLOT(name)                                                                         \
-  extern "C" decltype(&::name) faults_slot_##name;                                                \
-  decltype(&::name) faults_slot_##name = &Faults::Redirected<Faults::ProductCall::k##name>::Call; \
-  __asm__(".globl faults_jump_" #name "\nfaults_jump_" #name ":\n\tjmp *faults_slot_" #name "(%rip)\n");
+// The slots, filled before anything runs. CallJumps.cpp jumps through them.
+#define FAULTS_SLOT(name)                          \
+  extern "C" decltype(&::name) faults_slot_##name; \
+  decltype(&::name) faults_slot_##name = &Faults::Redirected<Faults::ProductCall::k##name>::Call;
 FAULTS_IMPORTED_CALLS(FAULTS_SLOT)

@@ -12,7 +12,9 @@ namespace Faults {
 // that its caller could tell. Null: the function is in neither table, and the sweep refuses to run.
 const std::vector<DWORD>* ErrorsOf(const char* function);
 
-// Counted as the answer of WaitForSingleObject that is no failure: the time was up.
+// Answers that are no failures of the call, and no success either: the time of WaitForSingleObject was up; WriteFile
+// wrote less than it was to write.
 inline constexpr DWORD kTimeIsUp = WAIT_TIMEOUT;
+inline constexpr DWORD kWroteNothing = ERROR_HANDLE_DISK_FULL;
 
 }  // namespace Faults

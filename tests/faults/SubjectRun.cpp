@@ -138,6 +138,8 @@ bool SubjectRun::Begins(ProductCall call, const void* returnAddress, bool change
   }
   if (call == ProductCall::kWaitForSingleObject && error == kTimeIsUp) {
     failure = {WAIT_TIMEOUT, 0, false};
+  } else if (call == ProductCall::kWriteFile && error == kWroteNothing) {
+    failure = {TRUE, 0, false};
   } else {
     failure = TestSupport::FailureReturn::Of(NameOf(call), error);
   }
