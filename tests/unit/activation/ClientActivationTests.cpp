@@ -6,6 +6,7 @@
 #include "tests/support/CallFailures.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
+#include "tests/unit/OrCommon/HeapWatch.h"
 #include "tests/unit/activation/SwitchedMachine.h"
 #include "tests/unit/settings/RegistryCallTrace.h"
 
@@ -277,6 +278,30 @@ TEST_CASE("a command that cannot be written is told and does not count") {
       CHECK_LINES(switched.log, {client.writeFailure});
       CHECK(SwitchedMachine::RunValue(client.runValue).empty());
     }
+  }
+}
+
+TEST_CASE("a command that there is no memory for counts as one that cannot be written, and what was thrown is gone") {
+  using OrCommonTests::HeapLimit;
+  for (const MonitoredClient& client : kMonitoredClients) {
+    const SwitchedMachine machine;
+    client.activate(kInstallPath, 7, SwitchedMachine::kUser);  // what is kept for good is taken now
+    client.deactivate(kInstallPath, 7, SwitchedMachine::kUser);
+    const LogCapture log;
+    bool result = false;
+    unsigned refused = 0;
+    const long long before = OrCommonTests::LiveBlocks();
+    {
+      const HeapLimit noTexts(HeapLimit::kAnySize, 256 * sizeof(wchar_t));
+      result = client.activate(kInstallPath, 7, SwitchedMachine::kUser);
+      refused = noTexts.Refused();
+    }
+    const long long after = OrCommonTests::LiveBlocks();
+    CHECK(result);
+    CHECK(refused == 1);
+    CHECK(after == before);
+    CHECK_LINES(log.Lines(), {client.writeFailure});
+    CHECK(SwitchedMachine::RunValue(client.runValue).empty());
   }
 }
 
