@@ -8,7 +8,7 @@ tests/mutants/equivalent.txt and not counted.
   --count  how many changes (default 300)   --list   print the sample and end
   --seed   another sample                   --again  go on: verdicts of earlier runs stand, survivors are tried anew
   --only   only changes in this file        --fast   unit tests only, no runs of the whole program
-                                            --jobs   how many at a time (default: the processors)
+                                            --jobs   how many at a time (default: processors + 1)
 
 Writes build/prove/mutants.md and build/mutants/survivors.txt. Exits with 1 below 95 per cent and with 2 where it could
 not run.
@@ -190,7 +190,7 @@ def parse_arguments():
     parser.add_argument("--count", type=int, default=300)
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--only", action="append", default=[])
-    parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1)
+    parser.add_argument("--jobs", type=int, default=(os.cpu_count() or 1) + 1)
     parser.add_argument("--list", action="store_true")
     parser.add_argument("--again", action="store_true")
     parser.add_argument("--fast", action="store_true")

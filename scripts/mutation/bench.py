@@ -138,13 +138,11 @@ class Bench:
         (BUILD / "tests/prefix.runs").mkdir(exist_ok=True)
 
     def prepare_header(self):
-        text = "".join(f"#include <{name}>\n" for name in QUICK_INCLUDES)
-        if not QUICK_HEADER.exists() or QUICK_HEADER.read_text(encoding="utf-8") != text:
-            QUICK_HEADER.write_text(text, encoding="utf-8")
-            words = quick(self.compile[self.object_of["cli/RunLog.cpp"]])
-            words[words.index("-o") + 1] = f"{QUICK_HEADER}.gch"
-            words[words.index("-c") + 1:] = ["-x", "c++-header", str(QUICK_HEADER)]
-            run(words, BUILD, "the shared header")
+        QUICK_HEADER.write_text("".join(f"#include <{name}>\n" for name in QUICK_INCLUDES), encoding="utf-8")
+        words = quick(self.compile[self.object_of["cli/RunLog.cpp"]])
+        words[words.index("-o") + 1] = f"{QUICK_HEADER}.gch"
+        words[words.index("-c") + 1:] = ["-x", "c++-header", str(QUICK_HEADER)]
+        run(words, BUILD, "the shared header")
 
     def affected(self, file):
         """The objects that a change in this source or header is compiled into."""
