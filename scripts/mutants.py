@@ -122,7 +122,7 @@ class Trials:
         while change:
             started = time.monotonic()
             verdict, name = self.known.get(name_of(change), SURVIVED), "an earlier run"
-            if self.is_equivalent(change):
+            if change in self.equivalents:
                 verdict, name = WITHOUT_EFFECT, ""
             elif verdict in (SURVIVED, WITHOUT_EFFECT):
                 place = self.places.popleft()
@@ -145,9 +145,6 @@ class Trials:
                 if verdict == SURVIVED:
                     print(described(change), end="", flush=True)
             return
-
-    def is_equivalent(self, change):
-        return (change.file, change.before, change.after) in self.equivalents
 
 
 def described(change):

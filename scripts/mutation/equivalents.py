@@ -5,14 +5,14 @@ FIELDS = ("file", "was", "now", "why")
 
 
 def read_entries(text):
-    """Entries of four lines "field: value", with an empty line between them; lines that begin with # are comments."""
+    """Entries of four lines "field: value", or five with "which", with an empty line between them; lines that begin with # are comments."""
     entries, current = [], {}
     for number, line in enumerate(text.split("\n") + [""], 1):
         if line.startswith("#"):
             continue
         if not line.strip():
             if current:
-                if tuple(current) != FIELDS:
+                if tuple(field for field in current if field != "which") != FIELDS:
                     raise CannotRun(f"equivalent.txt:{number}: the entry above has {', '.join(current)}, "
                                     f"not {', '.join(FIELDS)}")
                 entries.append(current)
@@ -26,11 +26,16 @@ def read_entries(text):
 
 
 def matching(entries, changes):
-    """The (file, was, now) of all entries. One that no change fits tells of sources that are gone, and is a fault."""
-    possible = {(change.file, change.before, change.after) for change in changes}
-    named = {(entry["file"], entry["was"], entry["now"]) for entry in entries}
-    stale = sorted(named - possible)
-    if stale:
-        raise CannotRun("tests/mutants/equivalent.txt: no such change can be made any more:\n" +
-                        "\n".join(f"  file: {file}\n  was: {was}\n  now: {now}" for file, was, now in stale))
-    return named
+    """The changes that the entries tell of. An entry that no change fits tells of sources that are gone, and one that
+    several fit must say which of them, in the order of the file, or "all": each is a fault otherwise."""
+    found = set()
+    for entry in entries:
+        fitting = [change for change in changes
+                   if (change.file, change.before, change.after) == (entry["file"], entry["was"], entry["now"])]
+        which = entry.get("which", "all" if len(fitting) == 1 else "")
+        chosen = [change for change in fitting if which in ("all", change.key)]
+        if not chosen:
+            raise CannotRun(f"tests/mutants/equivalent.txt: {len(fitting)} changes are as told here, which: {which}\n" +
+                            "".join(f"  {field}: {value}\n" for field, value in entry.items()))
+        found.update(chosen)
+    return found

@@ -97,7 +97,17 @@ class Equivalents(unittest.TestCase):
 
     def test_entries(self):
         changes = find_changes({"a.cpp": "int a = 7;\n"})
-        self.assertEqual(matching(read_entries(self.ENTRY), changes), {("a.cpp", "int a = 7;", "int a = 8;")})
+        self.assertEqual({change.after for change in matching(read_entries(self.ENTRY), changes)}, {"int a = 8;"})
+
+    def test_an_entry_that_several_changes_fit_says_which(self):
+        changes = find_changes({"a.cpp": "int a = 7;\nint a = 7;\n"})
+        with self.assertRaises(CannotRun):
+            matching(read_entries(self.ENTRY), changes)
+        for which, lines in (("1", {1}), ("2", {2}), ("all", {1, 2})):
+            entries = read_entries(self.ENTRY.replace("why:", f"which: {which}\nwhy:"))
+            self.assertEqual({change.line for change in matching(entries, changes)}, lines)
+        with self.assertRaises(CannotRun):
+            matching(read_entries(self.ENTRY.replace("why:", "which: 3\nwhy:")), changes)
 
     def test_entries_without_a_reason_or_a_change(self):
         with self.assertRaises(CannotRun):
