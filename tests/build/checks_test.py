@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """The checks of this folder, and that of the lines that no test runs, find the faults that they are there for."""
 import pathlib
+import struct
 import sys
 import tempfile
 import unittest
@@ -8,6 +9,7 @@ import unittest
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "coverage"))
+import add_counts  # noqa: E402
 import check_docs  # noqa: E402
 import check_floors  # noqa: E402
 import check_words  # noqa: E402
@@ -185,6 +187,39 @@ class Coverage(unittest.TestCase):
         lines, branches = folders["cli"]
         self.assertEqual((lines.taken, lines.of, branches.taken, branches.of), (1, 2, 1, 2))
         self.assertEqual([entry[:2] for entry in uncovered], [("cli/Main.cpp", 1)])
+
+
+class Counts(unittest.TestCase):
+    HEAD = (0x4232302a, 1, 2)
+
+    def counts(self, functions, head=HEAD):
+        counts = add_counts.Counts(head)
+        counts.runs = 1
+        counts.functions = functions
+        return counts
+
+    def test_written_and_read(self):
+        functions = {(1, 2, 3): [5, 0, 2**40], (4, 5, 6): []}
+        read = add_counts.read(add_counts.write(self.counts(functions)))
+        self.assertEqual((read.head, read.runs, read.functions), (self.HEAD, 1, functions))
+
+    def test_added_up_function_by_function(self):
+        whole = self.counts({(1, 2, 3): [5, 0], (4, 5, 6): [7]})
+        whole.add(self.counts({(1, 2, 3): [1, 1], (7, 8, 9): [2]}))
+        self.assertEqual(whole.functions, {(1, 2, 3): [6, 1], (4, 5, 6): [7], (7, 8, 9): [2]})
+        self.assertEqual(whole.runs, 2)
+
+    def test_zeros_and_functions_of_other_objects(self):
+        data = add_counts.write(self.counts({}))[:-4]
+        data += struct.pack("<Ii", add_counts.FUNCTION, 0)
+        data += struct.pack("<Ii3I", add_counts.FUNCTION, 12, 1, 2, 3) + struct.pack("<Ii", add_counts.ARCS, -16)
+        self.assertEqual(add_counts.read(data).functions, {(1, 2, 3): [0, 0]})
+
+    def test_what_cannot_be_added(self):
+        for other in (self.counts({}, (0, 1, 2)), self.counts({(1, 2, 3): [1]})):
+            self.assertRaises(ValueError, self.counts({(1, 2, 3): [5, 0]}).add, other)
+        for data in (b"", b"abc", b"0123456789abcdef", add_counts.write(self.counts({}))[:-4] + b"\1\0\0\0\0\0\0\0"):
+            self.assertRaises(ValueError, add_counts.read, data)
 
 
 if __name__ == "__main__":

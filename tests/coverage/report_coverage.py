@@ -9,10 +9,13 @@ of the folders, prints it with every fault, and exits with 1 where there is one.
 import json
 import os
 import pathlib
-import shutil
 import subprocess
 import sys
 import tempfile
+
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
+import add_counts  # noqa: E402
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 UNCOVERED = ROOT / "tests/coverage/uncovered.txt"
@@ -23,47 +26,37 @@ BRANCHES_AT_LEAST = 90.0
 TOOLS = "x86_64-w64-mingw32-"
 
 
-def merge_two(first, second, merged):
-    # gcov-tool writes into folders that are there and passes over others.
-    for source in (first, second):
-        for folder, _, _ in os.walk(source):
-            (merged / os.path.relpath(folder, source)).mkdir(parents=True, exist_ok=True)
-    result = subprocess.run([TOOLS + "gcov-tool", "merge", "-o", str(merged), str(first), str(second)],
-                            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False, encoding="utf-8")
-    if result.returncode != 0 or result.stdout:
-        sys.exit("gcov-tool cannot add up %s and %s: %s" % (first, second, result.stdout[:400]))
-
-
-def merge_counts(counts, work):
-    """One folder with the sums of all; two by two, since the tool takes two."""
-    folders = sorted(path for path in counts.iterdir() if path.is_dir())
-    if not folders:
-        sys.exit("no counts in %s: no program of a coverage build ran" % counts)
-    serial = 0
-    while len(folders) > 1:
-        serial += 1
-        merged = work / str(serial)
-        merge_two(folders[0], folders[1], merged)
-        folders = folders[2:] + [merged]
-    return folders[0]
-
-
-def place_counts(merged, build):
-    """Puts the counts beside what the compiler noted about the sources, in the place of older ones."""
+def place_counts(counts, build):
+    """Puts the sums of all runs beside what the compiler noted about the sources, in the place of older ones. The
+    number of runs, and the folders: a search below the build folder would go through the Wine prefixes, and out of
+    them."""
     for old in build.rglob("*.gcda"):
-        old.unlink()
-    files = list((merged / str(build).lstrip("/")).rglob("*.gcda"))
-    for file in files:
-        shutil.copy(file, build / file.relative_to(merged / str(build).lstrip("/")))
-    return len(files)
+        if counts not in old.parents:
+            old.unlink()
+    sums = {}
+    runs = [path for path in counts.iterdir() if path.is_dir()]
+    for run in runs:
+        root = run / str(build).lstrip("/")  # the runtime puts the whole path below the folder of the run
+        for file in root.rglob("*.gcda"):
+            part = add_counts.read(file.read_bytes())
+            name = file.relative_to(root)
+            if name in sums:
+                sums[name].add(part)
+            else:
+                sums[name] = part
+    if not sums:
+        sys.exit("no counts in %s: no program of a coverage build ran" % counts)
+    for name, whole in sums.items():
+        (build / name).write_bytes(add_counts.write(whole))
+    return len(runs), sorted({build / name.parent for name in sums})
 
 
-def read_lines(build, report):
+def read_lines(build, objects, report):
     """File -> its counted lines, as gcovr tells them. What headers define inline is counted in tests' objects too."""
     filters = [word for folder in FOLDERS for word in ("--filter", str(ROOT / folder) + "/")]
     subprocess.run(["gcovr", "--gcov-executable", TOOLS + "gcov-win32", "--root", str(ROOT), "--object-directory",
                     str(build), "--exclude-throw-branches", "--json", str(report), "-j", str(os.cpu_count()), *filters,
-                    *(str(build / folder) for folder in FOLDERS + ["tests"])], check=True, cwd=build)
+                    *map(str, objects)], check=True, cwd=build)
     told = json.loads(report.read_text(encoding="utf-8"))
     return {entry["file"]: entry["lines"] for entry in told["files"]}
 
@@ -159,11 +152,9 @@ def main():
     if len(sys.argv) != 4:
         sys.exit(__doc__)
     build, counts, table = (pathlib.Path(argument).resolve() for argument in sys.argv[1:])
-    runs = sum(1 for path in counts.iterdir() if path.is_dir())
+    runs, objects = place_counts(counts, build)
     with tempfile.TemporaryDirectory() as folder:
-        work = pathlib.Path(folder)
-        place_counts(merge_counts(counts, work), build)
-        files = read_lines(build, work / "report.json")
+        files = read_lines(build, objects, pathlib.Path(folder, "report.json"))
     folders, uncovered = measure(files)
     total = (Count(), Count())
     for counted in folders.values():
