@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """What is reckoned from the measurements: ratios, verdicts, tables, chart; and the sources that are made for them."""
+import collections
 import pathlib
 import sys
 import tempfile
@@ -124,6 +125,8 @@ class Sources(unittest.TestCase):
         self.assertEqual(len(names) + len(trees.INI_FILES) + 1, trees.LARGE.files)
         self.assertEqual(len(set(names)), len(names))
         self.assertEqual(max(name.count("/part") for name in names), 6)
+        folders = collections.Counter(name.rpartition("/")[0] for name in names)
+        self.assertLessEqual(max(folders.values()), trees.LARGE.width)
 
 
 if __name__ == "__main__":

@@ -29,7 +29,8 @@ HOW = """## How it is measured
 * **Every arm's work is looked at** after each run, and one that did nothing ends the measurement. For "unchanged" one
   file is put back to an older state before each run, and has to be renewed.
 * **Peers** are Wine's own tools: `xcopy /E /I /H /K /R /Y /Q` in a batch of the nine lines that stage the same files,
-  `rmdir /s /q` of the command interpreter, and a batch of `regsvr32 /s`.
+  `rmdir /s /q` of the command interpreter, and a batch of `regsvr32 /s`. Wine's `rmdir` looks through the whole folder
+  again for each entry that it deletes, so that it falls back where folders are full.
 * **Deletion, registration and look-up** are the program's own steps in a small program of their own
   (`bench/Steps.cpp`), started like the peers.
 * **Sources**: {sources}.

@@ -36,7 +36,7 @@ def describe_machine() -> str:
 
 
 def describe_sources(shapes: list[trees.Shape]) -> str:
-    words = [f"{shape.name} ({shape.files:,} files, {shape.size >> 20:,} MiB"
+    words = [f"{shape.name} ({shape.files:,} files, up to {shape.width} in a folder, {shape.size >> 20:,} MiB"
              + (f", one of {shape.pattern >> 20} MiB" if shape.pattern else "") + ")" for shape in shapes]
     return ", ".join(words)
 

@@ -25,15 +25,15 @@ class Shape:
     files: int
     size: int  # bytes, of all files
     depth: int  # folders below one of the source's own
+    width: int  # files in a folder, at most
     pattern: int = 0  # bytes of the pattern file, which is one of the files
 
 
 MIB = 1 << 20
-SMALL = Shape("small", 60, 8 * MIB, 2)
-TYPICAL = Shape("typical", 600, 80 * MIB, 3, 20 * MIB)
-LARGE = Shape("large", 20_000, 1024 * MIB, 6, 20 * MIB)
+SMALL = Shape("small", 60, 8 * MIB, 1, 12)
+TYPICAL = Shape("typical", 600, 80 * MIB, 2, 100, 20 * MIB)
+LARGE = Shape("large", 20_000, 1024 * MIB, 6, 250, 20 * MIB)
 SHAPES = {shape.name: shape for shape in (SMALL, TYPICAL, LARGE)}
-FILES_IN_A_FOLDER = 24
 
 
 def _names(shape: Shape) -> list[str]:
@@ -46,9 +46,11 @@ def _names(shape: Shape) -> list[str]:
             count = wanted - len(names)
         for index in range(count):
             path = folder
-            number = index // FILES_IN_A_FOLDER
-            for level in range(number % (shape.depth + 1)):
-                path += f"/part{number // (shape.depth + 1) + level:02}"
+            chain, depth = divmod(index // shape.width, shape.depth + 1)
+            for level in range(depth):
+                path += f"/part{chain + level:02}"
+            if chain > 0 and depth == 0:  # the folder itself is full
+                path += f"/more{chain:02}"
             short = folder.replace("/", "").lower()
             names.append(f"{path}/{short}_{index:05}{ENDINGS[index % len(ENDINGS)]}")
     return names
