@@ -76,6 +76,8 @@ def main() -> int:
                 broken.append(f"{comparison.what}: {fault}")
                 say(broken[-1])
                 continue
+            finally:
+                place.clear_away()
             say(f"{outcomes[-1].what}: {outcomes[-1].ratio:.2f} ({outcomes[-1].verdict}; "
                 f"{time.monotonic() - started:.0f} s)")
         say("memory")
