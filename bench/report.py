@@ -101,10 +101,11 @@ def _aligned(rows: list[list[str]]) -> list[str]:
 
 
 def tables(results: Results) -> str:
-    lines = _aligned([["Time", "Peer", "ours", "peer", "ratio", "of minima", "limit", "noise", "verdict"]] + [
+    lines = _aligned([["Time", "Peer", "ours", "peer", "ratio", "of minima", "limit", "noise", "rounds",
+                       "verdict"]] + [
         [outcome.what, outcome.peer, seconds(outcome.ours_seconds), seconds(outcome.peer_seconds),
          f"{outcome.ratio:.2f}", f"{outcome.minima:.2f}", f"{outcome.limit:.2f}", f"{outcome.noise:.2f}",
-         outcome.verdict] for outcome in results.outcomes])
+         str(outcome.rounds), outcome.verdict] for outcome in results.outcomes])
     lines += [f"\n**No result** for {broken}" for broken in results.broken]
     lines += [""] + _aligned([["Requests", "Of which", "count", "limit", "verdict"]] + [
         [count.what, count.note or "slope between two sizes", f"{count.value:.3f}", f"{count.limit:.2f}",
