@@ -165,8 +165,7 @@ def report(trials, seconds):
         numbers = {"caught": caught, "without": counted[kind, WITHOUT_EFFECT], "survived": counted[kind, SURVIVED]}
         totals.update(numbers)
         rows.append(f"| {kind} | {sum(numbers.values())} | {caught} | {numbers['without']} | {numbers['survived']} |")
-    numbers = totals
-    rows.append(f"| all | {sum(numbers.values())} | {numbers['caught']} | {numbers['without']} | {numbers['survived']} |")
+    rows.append(f"| all | {sum(totals.values())} | {totals['caught']} | {totals['without']} | {totals['survived']} |")
     judged = totals["caught"] + totals["survived"]
     share = 100.0 * totals["caught"] / judged if judged else 0.0
     timed_out = sum(1 for _, verdict in trials.verdicts if verdict == TIMED_OUT)

@@ -5,7 +5,8 @@ FIELDS = ("file", "was", "now", "why")
 
 
 def read_entries(text):
-    """Entries of four lines "field: value", or five with "which", with an empty line between them; lines that begin with # are comments."""
+    """Entries of four lines "field: value", five with "which", with an empty line between
+    them; lines that begin with # are comments."""
     entries, current = [], {}
     for number, line in enumerate(text.split("\n") + [""], 1):
         if line.startswith("#"):

@@ -36,8 +36,8 @@ FITTING = {
 
 
 def fitting_tests(file, tests, whole_runs):
-    """Lists of names of tests; `whole_runs`: those of the whole program too. The last group is not asked about a header,
-    for which most of it would have to be compiled anew."""
+    """Lists of names of tests; `whole_runs`: those of the whole program too. The last of three groups is not asked
+    about a header, for which most of it would have to be compiled anew."""
     beginning = max((beginning for beginning in FITTING if file.startswith(beginning)), key=len)
     groups, taken = [], set()
     for pattern in FITTING[beginning]:
