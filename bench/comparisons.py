@@ -138,11 +138,9 @@ class Workplace:
     def delete(self, who: str, shape: trees.Shape) -> Arm:
         folder = self.machine.drive / f"delete.{who}"
 
-        # 20,000 files made anew each time would take longer than all the rest.
-        copy = ["cp", "-rl"] if shape is trees.LARGE else ["cp", "-r"]
-
+        # Hard links: with copies just made, either arm would wait for the disk that is still writing them.
         def prepare() -> None:
-            subprocess.run([*copy, self.sources / shape.name, folder], check=True)
+            subprocess.run(["cp", "-rl", self.sources / shape.name, folder], check=True)
         if who == "ours":
             return Arm("delete", Program(STEPS, rf"delete C:\{folder.name}"), prepare, lambda: not folder.exists())
         return Arm("`rmdir /s /q`", Program(CMD, rf"/d /c rmdir /s /q C:\{folder.name}"), prepare,
