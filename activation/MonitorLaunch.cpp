@@ -28,6 +28,7 @@ constexpr Monitor kMonitors[] = {
      L"Succeeded in calling CreateProcessAsUser() of VELA_WLMMon.exe",
      L"Failed to call CreateProcessAsUser() to launch VELA_WLMMon.exe "},
 };
+static_assert(HasEveryMonitor(kMonitors));
 
 bool Launch(HANDLE userToken, const Monitor& monitor, const std::wstring& baseFolder) {
   std::wstring path;

@@ -28,16 +28,53 @@ inline constexpr MailClientFacts kMailClients[] = {
 constexpr const MailClientFacts& FactsOf(MailClient client) noexcept {
   return kMailClients[static_cast<int>(client)];
 }
-static_assert(FactsOf(MailClient::kOutlook).client == MailClient::kOutlook &&
-                  FactsOf(MailClient::kOutlookExpress).client == MailClient::kOutlookExpress &&
-                  FactsOf(MailClient::kWindowsLiveMail).client == MailClient::kWindowsLiveMail,
-              "the rows stand in the order of the enumeration");
 
-// True for a table that has as many rows as there are clients: who adds a client is led to each of them by the
-// compiler.
+constexpr bool HasMonitor(MailClient client) noexcept {
+  return client != MailClient::kOutlook;
+}
+
+// These checks follow the table by themselves: who adds a client is led by the compiler to each table that misses it.
 template <class Row, std::size_t kRows>
-constexpr bool HasEveryClient(const Row (&/*table*/)[kRows]) noexcept {
-  return kRows == sizeof kMailClients / sizeof kMailClients[0];
+constexpr bool StandInOrder(const Row (&table)[kRows]) noexcept {
+  int index = 0;
+  for (const Row& row : table) {
+    if (static_cast<int>(row.client) != index++) {
+      return false;
+    }
+  }
+  return true;
+}
+static_assert(StandInOrder(kMailClients), "FactsOf finds the rows by the order of the enumeration");
+
+template <class Row, std::size_t kRows>
+constexpr int RowsOf(MailClient client, const Row (&table)[kRows]) noexcept {
+  int rows = 0;
+  for (const Row& row : table) {
+    rows += row.client == client ? 1 : 0;
+  }
+  return rows;
+}
+
+// True for a table that has one row for each client.
+template <class Row, std::size_t kRows>
+constexpr bool HasEveryClient(const Row (&table)[kRows]) noexcept {
+  for (const MailClientFacts& facts : kMailClients) {
+    if (RowsOf(facts.client, table) != 1) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// True for a table that has one row for each client with a monitor, and none for the others.
+template <class Row, std::size_t kRows>
+constexpr bool HasEveryMonitor(const Row (&table)[kRows]) noexcept {
+  for (const MailClientFacts& facts : kMailClients) {
+    if (RowsOf(facts.client, table) != (HasMonitor(facts.client) ? 1 : 0)) {
+      return false;
+    }
+  }
+  return true;
 }
 
 // True for a client that the running Windows no longer has: its files are not staged, and it is neither switched nor

@@ -1,9 +1,12 @@
 #include "uninstall/FolderRemoval.h"
 
+#include <iterator>
+
 #include "Common/OrCommon/OrComn_File.h"
 #include "Common/OrCommon/OrComn_System.h"
 #include "cli/RunLog.h"
 #include "install/DataFolder.h"
+#include "settings/MailClients.h"
 #include "settings/ProductFolders.h"
 
 namespace VELAUtility {
@@ -61,6 +64,7 @@ bool DeleteFolderFiles(const std::wstring& folder, int& restartNeeded, DWORD* er
 
 void RemoveVELAProgramData() {
   constexpr const wchar_t* kFolders[] = {L"OL", L"OE", L"WLM", L"VELA_common"};
+  static_assert(std::size(kFolders) == std::size(kMailClients) + 1, "each client's folder, and the common one");
   const std::wstring productData = ProductFolders::GetBaseFolder(GetCommonDataFolder());
   for (const wchar_t* const name : kFolders) {
     const std::wstring folder = productData + name;

@@ -28,6 +28,32 @@ TEST_CASE("their folders and start-up values") {
   CHECK(std::wstring(g_szWLM_OEM) == L"WLM");
 }
 
+TEST_CASE("a table that misses a client, or names one twice, does not pass the compiler") {
+  struct Row {
+    MailClient client;
+  };
+  constexpr Row kInOrder[] = {{MailClient::kOutlook}, {MailClient::kOutlookExpress}, {MailClient::kWindowsLiveMail}};
+  constexpr Row kOther[] = {{MailClient::kWindowsLiveMail}, {MailClient::kOutlook}, {MailClient::kOutlookExpress}};
+  constexpr Row kTwice[] = {{MailClient::kOutlook}, {MailClient::kWindowsLiveMail}, {MailClient::kWindowsLiveMail}};
+  constexpr Row kOneMore[] = {{MailClient::kOutlook},
+                              {MailClient::kOutlookExpress},
+                              {MailClient::kWindowsLiveMail},
+                              {MailClient::kWindowsLiveMail}};
+  constexpr Row kMonitored[] = {{MailClient::kWindowsLiveMail}, {MailClient::kOutlookExpress}};
+  constexpr Row kMonitorMissing[] = {{MailClient::kWindowsLiveMail}};
+
+  CHECK(StandInOrder(kInOrder));
+  CHECK_FALSE(StandInOrder(kOther));
+  CHECK(HasEveryClient(kInOrder));
+  CHECK(HasEveryClient(kOther));
+  CHECK_FALSE(HasEveryClient(kTwice));
+  CHECK_FALSE(HasEveryClient(kOneMore));
+  CHECK_FALSE(HasEveryClient(kMonitored));
+  CHECK(HasEveryMonitor(kMonitored));
+  CHECK_FALSE(HasEveryMonitor(kMonitorMissing));
+  CHECK_FALSE(HasEveryMonitor(kInOrder));
+}
+
 TEST_CASE("their programs on any Windows but 6.0") {
   REQUIRE_FALSE(OrCommon::System::IsWindowsVersion(OrCommon::System::kWindows60));
   CHECK(std::wstring(ProcessNameOf(MailClient::kOutlook)) == L"outlook");
