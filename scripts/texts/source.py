@@ -123,7 +123,10 @@ class Product:
                     if len(arguments) == len(function.parameters):
                         place = Place(source, caller)
                         for row in self.rows_for(place, [arguments[parameter]]):
-                            texts.extend(self.texts_of(place, arguments[parameter], row) or [])
+                            handed = self.texts_of(place, arguments[parameter], row)
+                            if handed is None:
+                                raise place.error(f"the text that it hands {name} cannot be found")
+                            texts.extend(handed)
         if not texts:
             raise SourceError(f"nobody hands {name} a text")
         return texts

@@ -109,6 +109,8 @@ class Sources(unittest.TestCase):
                      "struct A { RunLog::Text t; };\nvoid Run(A a) { RunLog::Info() << a.t; }",  # without a table
                      "struct A { RunLog::Text t; };\nstruct B { RunLog::Text t; };\n"
                      "void R(A a) { RunLog::Info() << a.t; }",  # of which of the two?
+                     "void Write(RunLog::Text text) { RunLog::Info() << text; }\n"
+                     "void A() { Write(L\"a\"); }\nvoid B(const wchar_t* text) { Write(text); }",  # the one of B?
                      "void Run() { RunLog::Info() << L\"a\""):
             with self.subTest(text), self.assertRaises(source.SourceError):
                 told(cli_Main=text)
