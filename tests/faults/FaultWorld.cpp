@@ -63,14 +63,24 @@ bool StartsWith(std::wstring_view text, std::wstring_view start) {
   return text.substr(0, start.size()) == start;
 }
 
-bool IsOfOutlookExpress(const wchar_t* module) {
-  return StartsWith(module, L"oe") || StartsWith(module, L"VELA_OEW");
-}
-const wchar_t* SourceFolderOf(const wchar_t* module) {
-  return StartsWith(module, L"WLM") ? L"WLM\\" : IsOfOutlookExpress(module) ? L"OE64\\" : L"OL\\";
-}
-const wchar_t* ClientFolderOf(const wchar_t* module) {
-  return StartsWith(module, L"WLM") ? L"VELA_WLM\\" : IsOfOutlookExpress(module) ? L"VELA_OE\\" : L"VELA_OL\\";
+struct ModuleFolders {
+  std::wstring_view start;  // of the module's name
+  const wchar_t* source;
+  const wchar_t* client;
+};
+
+constexpr ModuleFolders kModuleFolders[] = {
+    {L"Redemption", L"OL\\", L"VELA_OL\\"}, {L"VELA_OLA", L"OL\\", L"VELA_OL\\"}, {L"oe", L"OE64\\", L"VELA_OE\\"},
+    {L"VELA_OEW", L"OE64\\", L"VELA_OE\\"}, {L"WLM", L"WLM\\", L"VELA_WLM\\"},
+};
+
+const ModuleFolders& FoldersOf(const wchar_t* module) {
+  for (const ModuleFolders& folders : kModuleFolders) {
+    if (StartsWith(module, folders.start)) {
+      return folders;
+    }
+  }
+  throw std::runtime_error(TestSupport::ToUtf8(module) + " is of no client that the table of folders knows");
 }
 
 enum class Age { kNew, kOld };
@@ -179,7 +189,7 @@ void FaultWorld::PlantSource() const {
   }
   if (modules_ == Modules::kAll) {
     for (const auto& row : Fixtures::kModuleClasses) {
-      Plant(Source(SourceFolderOf(row.module)) + row.module, "a module");
+      Plant(Source(FoldersOf(row.module).source) + row.module, "a module");
     }
   }
   ::SetFileAttributesW(Source(L"rule\\lists\\approved.lst").c_str(), FILE_ATTRIBUTE_READONLY);
@@ -212,7 +222,7 @@ void FaultWorld::PlantInstalled() {
   Plant(Deleted(L"VELA_WLM\\VELA_WLM.ini"), "[WLM]");
   if (modules_ == Modules::kAll) {
     for (const auto& row : Fixtures::kModuleClasses) {
-      const std::wstring path = Deleted(ClientFolderOf(row.module)) + row.module;
+      const std::wstring path = Deleted(FoldersOf(row.module).client) + row.module;
       Plant(path, "a module");
       MakeKey(MachineKey64(std::wstring(L"Software\\Classes\\CLSID\\") + row.classId + L"\\InprocServer32"),
               {{L"", path}});
