@@ -138,9 +138,10 @@ class Workplace:
     def delete(self, who: str, shape: trees.Shape) -> Arm:
         folder = self.machine.drive / f"delete.{who}"
 
-        # Hard links: with copies just made, either arm would wait for the disk that is still writing them.
+        # The product's folder as it was staged, which is what an uninstallation deletes. Hard links: with copies just
+        # made, either arm would wait for the disk that is still writing them.
         def prepare() -> None:
-            subprocess.run(["cp", "-rl", self.sources / shape.name, folder], check=True)
+            subprocess.run(["cp", "-rl", self.product_folder("ours", shape), folder], check=True)
         if who == "ours":
             return Arm("delete", Program(STEPS, rf"delete C:\{folder.name}"), prepare, lambda: not folder.exists())
         return Arm("`rmdir /s /q`", Program(CMD, rf"/d /c rmdir /s /q C:\{folder.name}"), prepare,
