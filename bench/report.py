@@ -33,7 +33,7 @@ HOW = """## How it is measured
   again for each entry that it deletes, so that it falls back where folders are full.
 * **Deletion, registration and look-up** are the program's own steps in a small program of their own
   (`bench/Steps.cpp`), started like the peers.
-* **Sources**: {sources}. What is deleted are hard links to their files.
+* **Sources**: {sources}. What is deleted is what an uninstallation deletes, made of hard links.
 """
 
 WHY = """## What it rests on
