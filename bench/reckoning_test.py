@@ -91,6 +91,13 @@ class Reports(unittest.TestCase):
         self.assertEqual(page.count("| not judged |"), 1)
         self.assertIn("(chart.svg)", page)
 
+    def test_the_page_tells_why_a_limit_is_not_met_and_only_then(self):
+        results = self.results()
+        results.outcomes[:] = [outcome(what="delete, small", ratio=9.0), outcome(what="delete, large", ratio=9.0)]
+        self.assertEqual(report.page(results, "chart.svg").count("**Not met: delete.**"), 1)
+        results.outcomes[:] = [outcome(what="delete, small"), outcome(what="ten modules registered", noise=2.0)]
+        self.assertNotIn("Not met:", report.page(results, "chart.svg"))
+
     def test_the_chart_is_a_picture_with_a_bar_for_each_comparison(self):
         picture = xml.etree.ElementTree.fromstring(report.chart(self.results()))
         bars = [part for part in picture if part.tag.endswith("rect") and part.get("height") == "18"]
