@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <stdexcept>
 #include <string>
 
 #include "tests/support/TestFiles.h"
@@ -14,13 +15,21 @@ namespace TestSupport {
 
 class ShellProgram {
  public:
-  ShellProgram() : process_(Installed(), {L"VelaTestEndOfShell", L"60"}) {
-    for (int i = 0; CountProcesses(L"Explorer.exe") == 0 && i < 500; ++i) {
+  // Returns when the program waits. In the list of processes it stands earlier, with no module to tell its name yet.
+  ShellProgram() : process_(Installed(), {kEnd, L"60"}) {
+    HANDLE waiting = nullptr;
+    for (int i = 0; (waiting = ::OpenEventW(SYNCHRONIZE, FALSE, kEnd)) == nullptr && i < 3000; ++i) {
       ::Sleep(10);
     }
+    if (waiting == nullptr) {
+      throw std::runtime_error("Explorer.exe does not start");
+    }
+    ::CloseHandle(waiting);
   }
 
  private:
+  static constexpr wchar_t kEnd[] = L"VelaTestEndOfShell";
+
   // The tests' prefixes start no program of this name (run_in_prefix.sh); "*" before it speaks of those that do not lie
   // in the system folder.
   struct Allowed {
