@@ -70,7 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   const std::wstring program = path.Read() + L"outlook.exe";
   if (programIsThere) {
-    machine.disk[program] = FILE_ATTRIBUTE_NORMAL;
+    machine.disk[HostWindows::Plain(program)] = FILE_ATTRIBUTE_NORMAL;
   }
 
   const std::wstring release = AfterLastDot(version.Read());

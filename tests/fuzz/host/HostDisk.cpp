@@ -3,11 +3,8 @@
 
 #include "tests/fuzz/host/HostWindows.h"
 
-namespace {
+namespace HostWindows {
 
-using HostWindows::machine;
-
-// As Windows takes a path: repeated separators are one, and none counts at the end.
 std::wstring Plain(const std::wstring& path) {
   std::wstring plain;
   for (const wchar_t character : path) {
@@ -20,6 +17,13 @@ std::wstring Plain(const std::wstring& path) {
   }
   return plain;
 }
+
+}  // namespace HostWindows
+
+namespace {
+
+using HostWindows::machine;
+using HostWindows::Plain;
 
 BOOL Fail(DWORD error) {
   ::SetLastError(error);

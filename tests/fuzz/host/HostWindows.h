@@ -32,7 +32,7 @@ struct Machine {
   std::vector<std::wstring> commandLines;  // of the processes that were started
 
   std::wstring commonData;             // empty: Windows cannot tell
-  std::map<std::wstring, DWORD> disk;  // what exists, without separators at the end, and its attributes
+  std::map<std::wstring, DWORD> disk;  // what exists, by its plain path, and its attributes
   std::set<std::wstring> held;         // what is in use and cannot be deleted
   std::vector<std::wstring> putOff;    // what is deleted at the next restart
   bool foldersCanBeMade = true;
@@ -47,5 +47,8 @@ extern Machine machine;
 
 // A machine with nothing on it.
 void Reset();
+
+// A path as Windows takes it: repeated separators are one, and none counts at the end.
+std::wstring Plain(const std::wstring& path);
 
 }  // namespace HostWindows
