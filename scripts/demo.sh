@@ -220,7 +220,7 @@ probe_classes 'after the installation'
 step -e "$product_folder" 'Enable' \
   "Switches filtering on for the user at the console: folders for that user, Outlook's add-in for everybody, start-up values for the monitors of the other two clients, and the monitors themselves, which leave a trace of their start."
 
-printf '\nWho may do what in the folders of the users (Wine keeps of an access list what Unix modes can say):\n'
+printf '\nWho may do what in the folders of the users (Wine keeps of an access list what Unix modes can say, and only where the list is put on a folder that exists: the last one made looks closed):\n'
 find "$WINEPREFIX/drive_c/ProgramData/Orvane Labs" -type d -printf '%M  ProgramData/Orvane Labs/%P\n' | indent
 
 step -s "$product_folder" 'Status' \
@@ -232,7 +232,7 @@ printf 'a newer pattern\n' >"$WINEPREFIX/drive_c/Setup/Common/win32/vela.ptn"
 say "Setup\\Common\\win32\\vela.ptn is another one now. OUTLOOK.EXE runs."
 
 step -p "$install_root" 'Upgrade' \
-  "Replaces what is newer in the source, and tells the plug-ins in running mail clients to load engine and pattern anew."
+  "Replaces the files whose time of change differs, and tells the plug-ins in running mail clients to load engine and pattern anew."
 code=0
 wait "$outlook" || code=$?
 printf '\nHas Outlook been told? %s\n' "$( ((code == 0)) && echo yes || echo NO)"
@@ -258,4 +258,4 @@ printf '\nRegistry (+ new, - gone, ~ changed):\n'
 python3 scripts/demo/changes.py registry "$demo/first" "$demo/last" | indent
 
 title 'Done'
-say "The machine is switched off. Its disk stays in build/demo/prefix/drive_c until the next run of this script."
+say "All that was shown is for you to compare; scripts/test.sh does the checking. The machine is switched off. Its disk stays in build/demo/prefix/drive_c until the next run of this script."
