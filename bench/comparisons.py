@@ -174,7 +174,8 @@ class Workplace:
 
 def comparisons(place: Workplace, quick: bool) -> list[Comparison]:
     small, typical, large = trees.SMALL, trees.TYPICAL, trees.LARGE
-    few, many = (5, 11) if quick else (11, 41)
+    # Rounds: more where a run is short or its limit near, few where each one writes or reads much.
+    few, more, many = (5, 11, 41) if quick else (11, 41, 121)
     for shape in (small, typical) if quick else (small, typical, large):
         place.stage("ours", shape)
         if shape is not large:
@@ -186,16 +187,16 @@ def comparisons(place: Workplace, quick: bool) -> list[Comparison]:
         Comparison("upgrade (`-p`), typical, first copy", 0.70, place.copy("ours", typical, True),
                    place.copy("peer", typical, True), few),
         Comparison("upgrade (`-p`), small, unchanged", 0.22, place.copy("ours", small, False),
-                   place.copy("peer", small, False), few),
+                   place.copy("peer", small, False), more),
         Comparison("upgrade (`-p`), typical, unchanged", 0.48, place.copy("ours", typical, False),
-                   place.copy("peer", typical, False), few),
-        Comparison("ten modules registered", 0.95, place.register("ours"), place.register("peer"), few),
-        Comparison("delete, small", 0.45, place.delete("ours", small), place.delete("peer", small), few),
-        Comparison("delete, typical", 0.25, place.delete("ours", typical), place.delete("peer", typical), few),
+                   place.copy("peer", typical, False), more),
+        Comparison("ten modules registered", 0.95, place.register("ours"), place.register("peer"), more),
+        Comparison("delete, small", 0.45, place.delete("ours", small), place.delete("peer", small), more),
+        Comparison("delete, typical", 0.25, place.delete("ours", typical), place.delete("peer", typical), more),
         Comparison("upgrade (`-p`), typical, unchanged, log written", 1.05, place.logged(typical, True),
                    place.logged(typical, False), many),
         Comparison("look-up of a process", 1.05, Arm("look-up", Program(STEPS, f"lookup {LOOK_UPS}")),
-                   Arm("a bare snapshot", Program(r"C:\bench\Snapshot.exe", f"{LOOK_UPS}")), many),
+                   Arm("a bare snapshot", Program(r"C:\bench\Snapshot.exe", f"{LOOK_UPS}")), more),
     ]
     if not quick:
         rows += [

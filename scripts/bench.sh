@@ -32,7 +32,8 @@ source scripts/stages.sh
 clean_up() {
   trap '' INT TERM HUP
   end_stage
-  end_left_prefixes "$build/tests/prefix.runs"
+  end_left_prefixes "$build/tests/prefix.runs" /dev/shm/vela.bench
+  rmdir /dev/shm/vela.bench 2>/dev/null || true
 }
 trap clean_up EXIT
 trap 'exit 130' INT
