@@ -4,10 +4,14 @@ A change can turn a program that deletes the product's folders into one that del
 whole machine as drive Z:. So a test sees the machine read-only but for two folders in memory, and what it leaves
 running ends with it (bubblewrap).
 """
+import collections
+import contextlib
+import functools
 import os
 import re
 import resource
 import subprocess
+import threading
 
 from mutation.bench import BUILD, CannotRun
 
@@ -18,8 +22,26 @@ FILE = 256 << 20  # bytes in one file
 
 PASSED, FAILED, TIMED_OUT = "passed", "failed", "timed out"
 
+_runs = collections.Counter(dict.fromkeys(os.sched_getaffinity(0), 0))  # processor -> tests that run on it
+_runs_lock = threading.Lock()
 
-def limit_resources():
+
+@contextlib.contextmanager
+def one_processor():
+    """The processor with the fewest tests. Each test has one (see tests/support/run_in_prefix.sh, which sees no other
+    runs from within a sandbox)."""
+    with _runs_lock:
+        processor = min(_runs, key=_runs.get)
+        _runs[processor] += 1
+    try:
+        yield processor
+    finally:
+        with _runs_lock:
+            _runs[processor] -= 1
+
+
+def limit_resources(processor):
+    os.sched_setaffinity(0, {processor})
     resource.setrlimit(resource.RLIMIT_DATA, (MEMORY, MEMORY))
     resource.setrlimit(resource.RLIMIT_FSIZE, (FILE, FILE))
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
@@ -43,8 +65,10 @@ def run_test(test, replaced, seconds, first_failure_only):
     environment["VELA_TEST_SECONDS"] = str(seconds)
     for _ in range(3):
         try:
-            result = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                                    env=environment, preexec_fn=limit_resources, timeout=seconds + 60, check=False)
+            with one_processor() as processor:
+                result = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                        stderr=subprocess.STDOUT, env=environment, timeout=seconds + 60, check=False,
+                                        preexec_fn=functools.partial(limit_resources, processor))
         except subprocess.TimeoutExpired as expired:  # the runner has a limit of its own, so this is not the change
             raise CannotRun(f"{test.name}: the sandbox did not end") from expired
         output = result.stdout.decode("utf-8", "replace")

@@ -14,6 +14,6 @@ results=build/prove/matrix.xml
 rm -f "$results" build/prove/matrix.md
 
 code=0
-ctest --preset release -L matrix -j "$(($(nproc) + 1))" --no-tests=error --output-junit "$PWD/$results" || code=$?
+ctest --preset release -L matrix -j "$((2 * $(nproc)))" --no-tests=error --output-junit "$PWD/$results" || code=$?
 python3 scripts/prove/matrix_rows.py "$results" build/prove/matrix.md || code=1
 exit "$code"

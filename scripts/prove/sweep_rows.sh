@@ -11,7 +11,7 @@ full_sweep() {
   mkdir -p build/prove
   rm -f "$rows/${tests##*.}"*.md "$out"
   wanted=$(ctest --test-dir build/release -N -L full -R "^${tests//./[.]}" | grep -c "$tests") || true
-  ctest --test-dir build/release -L full -R "^${tests//./[.]}" -j "$(($(nproc) + 1))" --no-tests=error \
+  ctest --test-dir build/release -L full -R "^${tests//./[.]}" -j "$((2 * $(nproc)))" --no-tests=error \
     --output-on-failure || code=1
 
   local found=()

@@ -26,7 +26,7 @@ else
   cmake --preset release -DBUILD_TESTING=ON >/dev/null
   cmake --build --preset release -j "$(nproc)"
   # The runs behind the label "full" are stages of their own.
-  VELA_TEST_MESSAGES=$messages ctest --preset release -LE full -j "$(($(nproc) + 1))" --no-tests=error || code=1
+  VELA_TEST_MESSAGES=$messages ctest --preset release -LE full -j "$((2 * $(nproc)))" --no-tests=error || code=1
 fi
 ./scripts/messages.py census --produced "$messages" --report build/prove/texts.md || code=1
 exit "$code"
