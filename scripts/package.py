@@ -138,8 +138,17 @@ def is_of(name: str, files: set[str]) -> bool:
     return installed != "" and any(file.endswith("/include/" + installed) for file in files)
 
 
+def readme() -> str:
+    """The page of the sources without what only those who have the sources can do."""
+    text = (ROOT / "README.md").read_text(encoding="utf-8")
+    kept = re.sub(r"<!-- of the sources -->.*?<!-- of all -->\n+", "", text, flags=re.S)
+    if kept == text or "<!--" in kept or "scripts/" in kept:
+        sys.exit("package: README.md: what is of the sources alone does not stand between its two marks")
+    return kept
+
+
 def contents_of(build: pathlib.Path, program: pathlib.Path, components: list[Component]) -> dict[str, bytes]:
-    files = {PROGRAM: program.read_bytes(), "README.md": (ROOT / "README.md").read_bytes()}
+    files = {PROGRAM: program.read_bytes(), "README.md": readme().encode()}
     for pattern in ("*.md", "*.svg"):  # the pages and their pictures
         for page in (ROOT / "docs").glob(pattern):
             files["docs/" + page.name] = page.read_bytes()

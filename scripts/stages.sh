@@ -39,13 +39,17 @@ seconds_since() {
 }
 
 stages_failed() {
-  local code
-  for code in "${stage_results[@]}"; do
-    if ((code != 0)); then
-      return 0
+  [[ -n $(failed_stages) ]]
+}
+
+# One name a line.
+failed_stages() {
+  local index
+  for index in "${!stage_names[@]}"; do
+    if ((stage_results[index] != 0)); then
+      echo "${stage_names[index]}"
     fi
   done
-  return 1
 }
 
 print_stages() {

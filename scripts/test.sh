@@ -26,7 +26,7 @@ trap 'exit 143' TERM HUP
 unset DISPLAY WAYLAND_DISPLAY
 started=$EPOCHREALTIME
 jobs=$(nproc)
-test_jobs=$((jobs + 1))  # tests wait more than they work
+test_jobs=$((2 * jobs))  # tests wait more than they work
 results=$build/Testing/results.xml
 messages=$build/Testing/messages
 
@@ -53,7 +53,8 @@ counts=$(sed -n 's/^[ \t]*\(tests\|failures\|disabled\|skipped\)="\([0-9]*\)".*/
   sed 's/,$//; s/,/, /g') || true
 echo "  ctest: ${counts:-no results}; $(seconds_since "$started") s in all"
 if stages_failed; then
-  echo "FAILED"
+  sed -n 's/.*<testcase name="\([^"]*\)".*status="fail".*/  failed: \1/p' "$results" 2>/dev/null || true
+  echo "FAILED: $(failed_stages | paste -sd ';' | sed 's/;/; /g')"
   exit 1
 fi
 echo "PASSED"
