@@ -107,6 +107,7 @@ def main() -> int:
     (target / "performance.svg").write_text(report.chart(results), encoding="utf-8")
     print()
     print(report.tables(results))
+    print(report.reasons(results), end="")
     return 1 if results.failed else 0
 
 
