@@ -73,7 +73,7 @@ TEST_CASE("the user of a running process, by the whole name of its module in any
                                    opened = access == 0x1F0FFF ? id : opened;
                                    return open.Original<decltype(&::OpenProcess)>()(access, inherit, id);
                                  }};
-    for (const wchar_t* name : {kShell, L"explorer.exe", L"EXPLORER.EXE"}) {
+    for (const wchar_t* name : {kShell, OrCommon::AccessControl::kShellProgram, L"explorer.exe", L"EXPLORER.EXE"}) {
       const Query query = AskFor(name);
       CHECK(query.found);
       CHECK(query.token == "primary");
