@@ -74,7 +74,7 @@ for name in "${stages[@]}"; do
     *) unset VELA_TEST_MESSAGES ;;
   esac
   if stage "$name: $(heading "$name")" "scripts/prove/$name.sh"; then
-    echo "$(date -u +%Y-%m-%d), $(((${stage_seconds[-1]%.*} + 59) / 60)) min" >"$rows/$name.proven"
+    echo "$(date -u +%Y-%m-%d), ${stage_seconds[-1]} s" >"$rows/$name.proven"
   fi
 done
 

@@ -114,6 +114,9 @@ TEST_CASE("the type of the switch is not looked at, its size is") {
   key.SetData({}, L"VELAEnable", REG_BINARY, &one, 4);
   CHECK(GetVELAEnable(enabled));
   CHECK(enabled == 1);
+  key.SetData({}, L"VELAEnable", REG_BINARY, nullptr, 0);
+  CHECK(GetVELAEnable(enabled));
+  CHECK(enabled == 0);
 
   const LogCapture log;
   key.Set({}, {L"VELAEnable", L"1, as a text"});
