@@ -43,7 +43,7 @@ class MappedProgram {
       return {};
     }
     const auto* const data = static_cast<const char*>(::LockResource(::LoadResource(module_, found)));
-    return std::string(data, ::SizeofResource(module_, found));
+    return {data, ::SizeofResource(module_, found)};
   }
 
  private:

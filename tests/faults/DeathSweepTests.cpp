@@ -32,7 +32,7 @@ const Scenario kDying[] = {
     {"-I", L"-I", {}, false, false}, {"-p", L"-p", {}, false, false}, {"-U", L"-U", {}, false, false}};
 
 std::wstring Wide(const std::string& text) {
-  return std::wstring(text.begin(), text.end());
+  return {text.begin(), text.end()};
 }
 
 struct State {

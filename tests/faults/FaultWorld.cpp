@@ -11,7 +11,6 @@
 namespace Faults {
 namespace {
 
-using TestSupport::KeyPlace;
 using TestSupport::MachineKey32;
 using TestSupport::MachineKey64;
 using TestSupport::MakeKey;

@@ -12,7 +12,6 @@ using TestSupport::MachineKey32;
 using TestSupport::MachineKey64;
 using TestSupport::Outcome;
 using TestSupport::TestProcess;
-using TestSupport::UsersKey;
 using TestSupport::WindowsVersion;
 
 namespace {

@@ -14,9 +14,9 @@ namespace {
 // A program in memory, as its own headers describe it.
 class LoadedImage {
  public:
-  explicit LoadedImage(HMODULE image) : base_(reinterpret_cast<const char*>(image)) {
-    headers_ = At<IMAGE_NT_HEADERS64>(static_cast<DWORD>(At<IMAGE_DOS_HEADER>(0)->e_lfanew));
-  }
+  explicit LoadedImage(HMODULE image)
+      : base_(reinterpret_cast<const char*>(image)),
+        headers_(At<IMAGE_NT_HEADERS64>(static_cast<DWORD>(At<IMAGE_DOS_HEADER>(0)->e_lfanew))) {}
 
   DWORD Size() const { return headers_->OptionalHeader.SizeOfImage; }
 

@@ -17,9 +17,9 @@ struct ImportSlot {
   bool delayed;
 };
 
-// All of them, ordinary ones first, in the order of the tables. `image`: a program or library that is mapped the way it
-// runs; LoadLibraryExW with DONT_RESOLVE_DLL_REFERENCES does that for another program's file.
-std::vector<ImportSlot> ReadImports(HMODULE image);
+// All of them, ordinary ones first, in the order of the tables. `program`: a program or library that is mapped the way
+// it runs; LoadLibraryExW with DONT_RESOLVE_DLL_REFERENCES does that for another program's file.
+std::vector<ImportSlot> ReadImports(HMODULE program);
 
 // Those of the running program. They do not change while it runs.
 const std::vector<ImportSlot>& ProgramImports();

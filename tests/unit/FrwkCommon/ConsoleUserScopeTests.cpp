@@ -18,7 +18,6 @@ using OrCommonTests::IsImpersonating;
 using OrCommonTests::StopImpersonating;
 using OrCommonTests::TokenKind;
 using TestSupport::CountCalls;
-using TestSupport::FailCall;
 using TestSupport::ImportRedirection;
 using TestSupport::MissingEntry;
 

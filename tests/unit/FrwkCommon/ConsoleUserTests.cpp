@@ -96,6 +96,7 @@ struct Start {
     const Belongings belongings;
     KernelHandle user;
     succeeded = StartImpersonateLoggedOnCurrentUser(user, &block, error);
+    // NOLINTNEXTLINE(cppcoreguidelines-prefer-member-initializer): asked between two steps
     impersonating = IsImpersonating();
     trace = recorded.Lines();
     token = user ? TokenKind(user.Get()) : "none";

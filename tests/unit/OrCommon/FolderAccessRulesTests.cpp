@@ -88,9 +88,8 @@ void CheckAllGivenBack(const Belongings& belongings) {
 // What is printed to the standard output while it lives.
 class PrintedText {
  public:
-  explicit PrintedText(const ScratchFolder& scratch) : file_(scratch.Path(L"printed")) {
+  explicit PrintedText(const ScratchFolder& scratch) : file_(scratch.Path(L"printed")), before_(::_dup(1)) {
     std::fflush(stdout);
-    before_ = ::_dup(1);
     const int file = ::_wopen(file_.c_str(), _O_CREAT | _O_TRUNC | _O_WRONLY | _O_BINARY, _S_IREAD | _S_IWRITE);
     ::_dup2(file, 1);
     ::_close(file);
@@ -111,7 +110,7 @@ class PrintedText {
 
  private:
   std::wstring file_;
-  int before_ = -1;
+  int before_;
 };
 
 // Runs it on a folder with a file and gives back what it printed.

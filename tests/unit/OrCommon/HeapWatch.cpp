@@ -17,6 +17,7 @@ void* Take(std::size_t size, std::size_t limit) noexcept {
     ++g_refused;
     return nullptr;
   }
+  // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): this is where operator new takes it from
   void* const block = std::malloc(size != 0 ? size : 1);
   g_liveBlocks += block != nullptr ? 1 : 0;
   return block;
@@ -36,7 +37,7 @@ void* TakeOrNull(std::size_t size) noexcept {
 
 void GiveBack(void* block) noexcept {
   g_liveBlocks -= block != nullptr ? 1 : 0;
-  std::free(block);
+  std::free(block);  // NOLINT(cppcoreguidelines-no-malloc): as above
 }
 
 }  // namespace

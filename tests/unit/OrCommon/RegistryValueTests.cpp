@@ -49,14 +49,14 @@ struct Fixture {
     CHECK(value.data == data);
   }
   // What a query of a text gives for these bytes.
-  std::wstring TextOf(DWORD type, const Bytes& data) {
+  std::wstring TextOf(DWORD type, const Bytes& data) const {
     Plant(L"Text", type, data);
     return key.QueryString(L"Text");
   }
 };
 
 std::wstring Wide(const wchar_t* text, std::size_t length) {
-  return std::wstring(text, length);
+  return {text, length};
 }
 
 TEST_CASE_FIXTURE(Fixture, "numbers are stored in 4 and 8 bytes, lowest first") {

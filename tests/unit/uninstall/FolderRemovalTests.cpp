@@ -189,13 +189,13 @@ class Outside {
 
 // As Windows removes a link to a folder, which this system cannot.
 ImportRedirection RemovingLinks() {
-  return ImportRedirection("RemoveDirectoryW", [](LPCWSTR path) -> BOOL {
-    const DWORD attributes = OriginalImport<decltype(&::GetFileAttributesW)>("GetFileAttributesW")(path);
-    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
-      return OrCommonTests::RemoveFolderLink(path) ? TRUE : FALSE;
-    }
-    return OriginalImport<decltype(&::RemoveDirectoryW)>("RemoveDirectoryW")(path);
-  });
+  return {"RemoveDirectoryW", [](LPCWSTR path) -> BOOL {
+            const DWORD attributes = OriginalImport<decltype(&::GetFileAttributesW)>("GetFileAttributesW")(path);
+            if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+              return OrCommonTests::RemoveFolderLink(path) ? TRUE : FALSE;
+            }
+            return OriginalImport<decltype(&::RemoveDirectoryW)>("RemoveDirectoryW")(path);
+          }};
 }
 
 TEST_CASE("a link in the place of the folder goes, what it leads to stays") {
