@@ -8,7 +8,7 @@ from rounds import QUIET, Outcome
 REPEAT = """## How to repeat it
 
 ```
-./scripts/bench.sh           # everything, about a quarter of an hour; writes this page and its chart
+./scripts/bench.sh           # everything, about ten minutes; writes this page and its chart
 ./scripts/bench.sh --quick   # fewer rounds and no large tree; writes the page and the chart below build/bench
 ```
 
