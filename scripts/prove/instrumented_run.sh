@@ -43,7 +43,7 @@ must_end beyond 3     # abort()
 # Each run counts into a folder of its own: programs side by side, each with a Wine server of its own, do not see one
 # another's locks.
 code=0
-VELA_TEST_COUNTS=$build/counts ctest --preset coverage -j "$((2 * $(nproc)))" -LE '^(full|faults)$' --no-tests=error --quiet \
-  -O "$build/tests.log" --output-junit "$build/tests.xml" || code=$?
+VELA_TEST_COUNTS=$build/counts ctest --preset coverage -j "$((2 * $(nproc)))" -LE '^(full|faults)$' \
+  --no-tests=error --quiet -O "$build/tests.log" --output-junit "$build/tests.xml" || code=$?
 sed -n '/tests passed/,$p' "$build/tests.log"
 echo "$code" >"$done_already"

@@ -51,6 +51,16 @@ for ((i = 0; i < 100; ++i)); do
 done
 sleep 1
 check "a run has a folder while it lasts" 1 "$(folders_of "$pid")"
+folder=$(echo "$template.runs/$pid."*)
+processor=$(taskset -cp "$pid" | sed 's/.*: //')
+check "and one processor, which the folder's name tells" "on$processor" "$(cut -d . -f 2 <<<"${folder##*/}")"
+check "just one" 1 "$(grep -c '^[0-9]*$' <<<"$processor")"
+programs=$(for process in /proc/[0-9]*; do
+  if grep -qzxF "WINEPREFIX=$folder/prefix" "$process/environ" 2>/dev/null; then
+    sed -n 's/^Cpus_allowed_list:[ \t]*//p' "$process/status" 2>/dev/null
+  fi
+done | sort -u)
+check "its programs and its server have no other" "$processor" "$programs"
 kill -TERM "$pid"
 wait "$pid"
 check "a run that is told to end says so" 143 $?
