@@ -4,6 +4,7 @@
 
 #include "Common/FrwkCommon/Frwk_WindowStation.h"
 #include "Common/OrCommon/OrComn_Handles.h"
+#include "Common/OrCommon/OrComn_ProcessGuards.h"
 #include "Common/OrCommon/OrComn_String.h"
 #include "cli/RunLog.h"
 #include "settings/MailClients.h"
@@ -43,9 +44,14 @@ bool Launch(HANDLE userToken, const Monitor& monitor, const std::wstring& baseFo
   STARTUPINFOW startup = {};
   startup.cb = sizeof startup;
   PROCESS_INFORMATION process = {};
-  // As the application name and without a command line: a path with blanks is never parsed.
-  if (!::CreateProcessAsUserW(userToken, path.c_str(), nullptr, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                              &process)) {
+  BOOL started = FALSE;
+  {
+    const OrCommon::CallersErrorMode errorMode;
+    // As the application name and without a command line: a path with blanks is never parsed.
+    started = ::CreateProcessAsUserW(userToken, path.c_str(), nullptr, nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                                     &startup, &process);
+  }
+  if (!started) {
     RunLog::Error() << monitor.failed << ::GetLastError() << L" " << path;
     return false;
   }

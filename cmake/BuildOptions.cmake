@@ -12,9 +12,12 @@ option(VELA_COVERAGE "Count executed lines (gcov)" OFF)
 option(VELA_TRAP_UNDEFINED "End the process at undefined behaviour" OFF)
 
 if(MSVC)
-  target_compile_options(vela_options INTERFACE /W4 /WX /permissive- /utf-8 /GS /guard:cf /Zc:__cplusplus
+  target_compile_options(vela_options INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus
+    /GS /sdl /guard:cf /guard:ehcont /Qspectre /Zi
     /wd4996)  # GetVersionExW is deprecated and is the call that is meant
-  target_link_options(vela_options INTERFACE /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /guard:cf /Brepro)
+  # Symbols lie beside the program; /DEBUG alone would keep what nothing refers to.
+  target_link_options(vela_options INTERFACE /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /TSAWARE /guard:cf /guard:ehcont
+    /CETCOMPAT /DEBUG /OPT:REF /OPT:ICF /Brepro)
   set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
 else()
   target_compile_options(vela_options INTERFACE
@@ -34,6 +37,8 @@ else()
     $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
   target_link_options(vela_options INTERFACE -static -municode
     -Wl,--dynamicbase -Wl,--nxcompat -Wl,--high-entropy-va -Wl,--no-insert-timestamp
+    # On a Remote Desktop session host, Windows gives any other program a Windows folder of the user's own.
+    -Wl,--tsaware
     # Whole pages in the file: they are mapped when they are used, where a loader would have to read them all.
     $<$<CONFIG:Release>:-Wl,--file-alignment,4096>
     $<$<CONFIG:Release>:-Wl,--gc-sections>

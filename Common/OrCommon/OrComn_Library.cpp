@@ -2,6 +2,7 @@
 
 #include <cwchar>
 #include <memory>
+#include <string>
 
 namespace OrCommon::Library {
 namespace {
@@ -9,7 +10,28 @@ namespace {
 constexpr std::size_t kShortName = 128;       // bytes
 constexpr std::size_t kLongestCharacter = 4;  // bytes that one character can become
 
+// True where SetDefaultDllDirectories keeps the search for libraries in the system folder (OrComn_ProcessGuards).
+bool CanLimitSearch() noexcept {
+  return ::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "SetDefaultDllDirectories") != nullptr;
+}
+
 }  // namespace
+
+Module LoadSystemLibrary(const wchar_t* name) {
+  if (CanLimitSearch()) {
+    return Module(::LoadLibraryW(name));
+  }
+  constexpr UINT kCapacity = MAX_PATH;  // characters, terminator included
+  wchar_t folder[kCapacity] = {};
+  const UINT length = ::GetSystemDirectoryW(folder, kCapacity);
+  if (length >= kCapacity) {
+    ::SetLastError(ERROR_FILENAME_EXCED_RANGE);
+  }
+  if (length == 0 || length >= kCapacity) {
+    return Module();
+  }
+  return Module(::LoadLibraryW((std::wstring(folder, length) + L'\\' + name).c_str()));
+}
 
 FARPROC FindEntryPoint(HMODULE module, const wchar_t* name, DWORD& error) {
   if (name == nullptr) {
@@ -33,7 +55,7 @@ FARPROC FindEntryPoint(HMODULE module, const wchar_t* name, DWORD& error) {
   return address;
 }
 
-EntryPoint::EntryPoint(const wchar_t* library, const wchar_t* name) : library_(::LoadLibraryW(library)) {
+EntryPoint::EntryPoint(const wchar_t* library, const wchar_t* name) : library_(LoadSystemLibrary(library)) {
   if (!library_) {
     error_ = ::GetLastError();
     return;

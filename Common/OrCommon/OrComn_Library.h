@@ -21,6 +21,12 @@ Function FunctionCast(FARPROC address) noexcept {
   return function;
 }
 
+// Loads the system's library `name`; null where it cannot be loaded, with the last-error code set. Windows of an age
+// without SetDefaultDllDirectories looks into the program's own folder and, on Windows 5.2, into the current one before
+// or after the system's: there the library is loaded by its full path. Throws std::bad_alloc where the heap is
+// exhausted.
+Module LoadSystemLibrary(const wchar_t* name);
+
 // An entry point of a library that stays loaded for as long as this lives.
 class EntryPoint : private boost::noncopyable {
  public:

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include "Common/OrCommon/OrComn_Handles.h"
 #include "Common/OrCommon/OrComn_Library.h"
 
 namespace OrCommon {
@@ -14,6 +15,11 @@ constexpr int kProcessRedirectionTrustPolicy = 16;  // PROCESS_MITIGATION_POLICY
 struct RedirectionTrustPolicy {                     // PROCESS_MITIGATION_REDIRECTION_TRUST_POLICY
   DWORD flags;                                      // bit 0: EnforceRedirectionTrust
 };
+
+// No box for a medium that is missing, for a crash or for a file that is missing: nobody is there to answer it.
+constexpr UINT kNoBoxes = SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX;
+
+UINT g_callersErrorMode = 0;
 
 using SetDefaultDllDirectoriesFunction = BOOL(WINAPI*)(DWORD);
 using HeapSetInformationFunction = BOOL(WINAPI*)(HANDLE, int, void*, SIZE_T);
@@ -37,10 +43,19 @@ void GuardProcess() noexcept {
     RedirectionTrustPolicy policy{1};
     setMitigation(kProcessRedirectionTrustPolicy, &policy, sizeof policy);
   }
+  g_callersErrorMode = ::SetErrorMode(kNoBoxes);
+  ::SetErrorMode(g_callersErrorMode | kNoBoxes);
   // regsvr32.exe is started by name. Without this a file of that name in the current folder, which may be anybody's
   // folder, would run in its place. The programs that are started from here, monitors
   // included, inherit the variable.
   ::SetEnvironmentVariableW(L"NoDefaultCurrentDirectoryInExePath", L"1");
+}
+
+CallersErrorMode::CallersErrorMode() noexcept : ours_(::SetErrorMode(g_callersErrorMode)) {}
+
+CallersErrorMode::~CallersErrorMode() {
+  const LastErrorKeeper keeper;
+  ::SetErrorMode(ours_);
 }
 
 }  // namespace OrCommon

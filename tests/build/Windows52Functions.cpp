@@ -42,7 +42,6 @@ constexpr std::string_view kAdvapi32[] = {
     "SetEntriesInAclW",
     "SetFileSecurityW",
     "SetSecurityDescriptorDacl",
-    "SystemFunction036",
 };
 
 constexpr std::string_view kKernel32[] = {
@@ -74,6 +73,7 @@ constexpr std::string_view kKernel32[] = {
     "GetModuleHandleW",
     "GetProcAddress",
     "GetStartupInfoW",
+    "GetSystemDirectoryW",
     "GetSystemTimeAsFileTime",
     "GetTickCount",
     "GetVersionExW",
@@ -104,6 +104,7 @@ constexpr std::string_view kKernel32[] = {
     "RtlUnwindEx",
     "RtlVirtualUnwind",
     "SetEnvironmentVariableW",
+    "SetErrorMode",
     "SetEvent",
     "SetFileAttributesW",
     "SetFileTime",

@@ -12,8 +12,18 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "coverage")
 import add_counts  # noqa: E402
 import check_docs  # noqa: E402
 import check_floors  # noqa: E402
+import check_options  # noqa: E402
 import check_words  # noqa: E402
 import report_coverage  # noqa: E402
+
+
+class Options(unittest.TestCase):
+    def test_each_option_is_missed(self):
+        root = pathlib.Path(__file__).resolve().parents[2]
+        text = (root / "cmake" / "BuildOptions.cmake").read_text(encoding="utf-8")
+        self.assertEqual(check_options.faults_in(text), [])
+        for option in ("/Qspectre", "/CETCOMPAT", "/guard:ehcont", "-Wl,--tsaware"):
+            self.assertNotEqual(check_options.faults_in(text.replace(option, "")), [], option)
 
 
 class Floors(unittest.TestCase):

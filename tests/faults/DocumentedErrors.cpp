@@ -40,6 +40,7 @@ const std::vector<Row>& Rows() {
       {"GetModuleBaseNameW", {ERROR_INVALID_HANDLE}},
       {"GetModuleHandleW", {ERROR_MOD_NOT_FOUND}},
       {"GetProcAddress", {ERROR_PROC_NOT_FOUND}},
+      {"GetSystemDirectoryW", {ERROR_NOT_ENOUGH_MEMORY}},
       {"GetUserNameExW", {ERROR_NONE_MAPPED}},
       {"GetUserNameW", {ERROR_INSUFFICIENT_BUFFER}},
       {"GetVersionExW", {ERROR_INVALID_PARAMETER}},
@@ -105,23 +106,15 @@ const std::vector<Row>& Rows() {
 
 // They return nothing, or only what was asked of their arguments.
 constexpr std::string_view kCannotFail[] = {
-    "CompareFileTime",
-    "DeleteCriticalSection",
-    "EnterCriticalSection",
-    "FreeSid",
-    "GetCurrentProcessId",
-    "GetCurrentThreadId",
-    "GetLastError",
-    "GetLengthSid",
-    "GetLocalTime",
-    "GetNativeSystemInfo",
-    "GetSidSubAuthority",
-    "InitializeCriticalSection",
-    "IsDBCSLeadByte",
-    "LeaveCriticalSection",
-    "PathFindFileNameA",
-    "SetLastError",
-    "Sleep",
+    "CompareFileTime",      "DeleteCriticalSection",
+    "EnterCriticalSection", "FreeSid",
+    "GetCurrentProcessId",  "GetCurrentThreadId",
+    "GetLastError",         "GetLengthSid",
+    "GetLocalTime",         "GetNativeSystemInfo",
+    "GetSidSubAuthority",   "InitializeCriticalSection",
+    "IsDBCSLeadByte",       "LeaveCriticalSection",
+    "PathFindFileNameA",    "SetErrorMode",
+    "SetLastError",         "Sleep",
 };
 
 }  // namespace

@@ -37,6 +37,7 @@ namespace Faults {
   CALL(GetModuleHandleW)             \
   CALL(GetProcAddress)               \
   CALL(GetSidSubAuthority)           \
+  CALL(GetSystemDirectoryW)          \
   CALL(GetUserNameW)                 \
   CALL(GetVersionExW)                \
   CALL(GetWindowsDirectoryW)         \
@@ -84,6 +85,7 @@ namespace Faults {
   CALL(SHGetSpecialFolderPathW)      \
   CALL(SetEntriesInAclW)             \
   CALL(SetEnvironmentVariableW)      \
+  CALL(SetErrorMode)                 \
   CALL(SetEvent)                     \
   CALL(SetFileAttributesW)           \
   CALL(SetFileSecurityW)             \

@@ -6,6 +6,5 @@
 int wmain(int count, wchar_t* arguments[]);  // the runtime's entry point for wide arguments
 
 int wmain(int count, wchar_t* arguments[]) {
-  ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
   return RunCommand(count, arguments);
 }

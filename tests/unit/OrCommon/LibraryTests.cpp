@@ -63,7 +63,7 @@ TEST_CASE("the library stays for as long as the entry point, and is loaded and r
 }
 
 TEST_CASE("a library that is not there gives its load error and looks nothing up") {
-  const CountCalls lookups{"GetProcAddress"};
+  const CountCalls lookups{"GetProcAddress"};  // one: whether the search can be limited
   const CountCalls frees{"FreeLibrary"};
   {
     const TestSupport::MissingLibrary missing{L"wtsapi32.dll", ERROR_BAD_EXE_FORMAT};
@@ -71,8 +71,53 @@ TEST_CASE("a library that is not there gives its load error and looks nothing up
     CHECK_FALSE(IsBound(entry));
     CHECK(entry.Error() == ERROR_BAD_EXE_FORMAT);
   }
-  CHECK(lookups.Calls() == 0);
+  CHECK(lookups.Calls() == 1);
   CHECK(frees.Calls() == 0);
+}
+
+// What is loaded while this lives, as it was asked for.
+class LoadedNames {
+ public:
+  std::vector<std::wstring> names;
+
+ private:
+  ImportRedirection load_{"LoadLibraryW", [this](LPCWSTR name) -> HMODULE {
+                            names.emplace_back(name);
+                            return load_.Original<decltype(&::LoadLibraryW)>()(name);
+                          }};
+};
+
+TEST_CASE("where the search cannot be limited to the system folder, a library is loaded from there by its full path") {
+  const LoadedNames loaded;
+  SUBCASE("it can") {
+    const EntryPoint entry(L"userenv.dll", L"CreateEnvironmentBlock");
+    CHECK(IsBound(entry));
+    CHECK(loaded.names == std::vector<std::wstring>{L"userenv.dll"});
+  }
+  SUBCASE("it cannot") {
+    const TestSupport::MissingEntry missing("SetDefaultDllDirectories");
+    const EntryPoint entry(L"userenv.dll", L"CreateEnvironmentBlock");
+    CHECK(IsBound(entry));
+    wchar_t folder[MAX_PATH] = {};
+    REQUIRE(::GetSystemDirectoryW(folder, MAX_PATH) > 0);
+    CHECK(loaded.names == std::vector<std::wstring>{std::wstring(folder) + L"\\userenv.dll"});
+  }
+  SUBCASE("it cannot, and the system folder has no name: nothing is loaded") {
+    const TestSupport::MissingEntry missing("SetDefaultDllDirectories");
+    const FailCall unnamed{"GetSystemDirectoryW", 1, ERROR_NOT_ENOUGH_MEMORY};
+    const EntryPoint entry(L"userenv.dll", L"CreateEnvironmentBlock");
+    CHECK_FALSE(IsBound(entry));
+    CHECK(entry.Error() == ERROR_NOT_ENOUGH_MEMORY);
+    CHECK(loaded.names.empty());
+  }
+  SUBCASE("it cannot, and the system folder's name is too long") {
+    const TestSupport::MissingEntry missing("SetDefaultDllDirectories");
+    const ImportRedirection tooLong{"GetSystemDirectoryW", [](LPWSTR, UINT room) -> UINT { return room; }};
+    const EntryPoint entry(L"userenv.dll", L"CreateEnvironmentBlock");
+    CHECK_FALSE(IsBound(entry));
+    CHECK(entry.Error() == ERROR_FILENAME_EXCED_RANGE);
+    CHECK(loaded.names.empty());
+  }
 }
 
 TEST_CASE("an entry that the library lacks gives the error of the lookup, and the library is released") {
@@ -90,7 +135,7 @@ TEST_CASE("an entry that the library lacks gives the error of the lookup, and th
 }
 
 TEST_CASE("a name that cannot be converted is a bad argument and is not looked up") {
-  const CountCalls lookups{"GetProcAddress"};
+  const CountCalls lookups{"GetProcAddress"};  // one: whether the search can be limited
   const FailCall conversion{"WideCharToMultiByte", TestSupport::Calls::From(1), ERROR_NO_UNICODE_TRANSLATION};
   DWORD error = 4711;
   CHECK_FALSE(IsFound(L"GetCurrentProcessId", error));
@@ -99,7 +144,7 @@ TEST_CASE("a name that cannot be converted is a bad argument and is not looked u
   CHECK_FALSE(IsBound(entry));
   CHECK(entry.Error() == 160);
   CHECK(conversion.Failed() == 2);
-  CHECK(lookups.Calls() == 0);
+  CHECK(lookups.Calls() == 1);
 }
 
 // The narrow names that were looked up, and the room for each.

@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/CallFailures.h"
@@ -50,6 +51,7 @@ BOOL WINAPI RecordMitigationPolicy(int policy, void* data, SIZE_T size) {
 const char* const kDllDirectories = "SetDefaultDllDirectories 2048";
 const char* const kHeapInformation = "HeapSetInformation null 1 null 0";
 const char* const kMitigationPolicy = "SetProcessMitigationPolicy 16 1 4";
+const char* const kErrorMode = "SetErrorMode 32771, 32775";  // 0x8003, and with it what the caller had set: 0x0004
 const char* const kEnvironment = "SetEnvironmentVariableW NoDefaultCurrentDirectoryInExePath 1";
 
 // Takes the guards with recorders in their places: this test process stays unguarded.
@@ -65,10 +67,22 @@ class Guards {
     return g_guards;
   }
 
+  static constexpr UINT kCallersMode = SEM_NOALIGNMENTFAULTEXCEPT;
+  UINT ErrorMode() const { return mode_; }
+
  private:
   AnswerProcAddress directories_{"SetDefaultDllDirectories", &RecordDllDirectories};
   AnswerProcAddress heap_{"HeapSetInformation", &RecordHeapInformation};
   AnswerProcAddress mitigation_{"SetProcessMitigationPolicy", &RecordMitigationPolicy};
+  UINT mode_ = kCallersMode;
+  ImportRedirection errorMode_{"SetErrorMode", [this](UINT mode) -> UINT {
+                                 if (g_guards.empty() || g_guards.back().rfind("SetErrorMode", 0) != 0) {
+                                   g_guards.push_back("SetErrorMode " + std::to_string(mode));
+                                 } else {
+                                   g_guards.back() += ", " + std::to_string(mode);
+                                 }
+                                 return std::exchange(mode_, mode);
+                               }};
   ImportRedirection environment_{
       "SetEnvironmentVariableW", [](LPCWSTR name, LPCWSTR value) -> BOOL {
         g_guards.push_back("SetEnvironmentVariableW " + TestSupport::ToUtf8(name) + " " + TestSupport::ToUtf8(value));
@@ -78,7 +92,7 @@ class Guards {
 
 TEST_CASE("every guard is taken once, with its exact arguments") {
   const Guards guards;
-  CHECK_LINES(guards.Take(), {kDllDirectories, kHeapInformation, kMitigationPolicy, kEnvironment});
+  CHECK_LINES(guards.Take(), {kDllDirectories, kHeapInformation, kMitigationPolicy, kErrorMode, kEnvironment});
 }
 
 TEST_CASE("the guards are looked up in kernel32.dll, which is neither loaded nor released for it") {
@@ -101,38 +115,52 @@ TEST_CASE("a guard that this Windows does not have is left out") {
   const Guards guards;
   SUBCASE("DLL directories") {
     const MissingEntry missing{"SetDefaultDllDirectories"};
-    CHECK_LINES(guards.Take(), {kHeapInformation, kMitigationPolicy, kEnvironment});
+    CHECK_LINES(guards.Take(), {kHeapInformation, kMitigationPolicy, kErrorMode, kEnvironment});
     CHECK(missing.Asked() == 1);
   }
   SUBCASE("heap") {
     const MissingEntry missing{"HeapSetInformation"};
-    CHECK_LINES(guards.Take(), {kDllDirectories, kMitigationPolicy, kEnvironment});
+    CHECK_LINES(guards.Take(), {kDllDirectories, kMitigationPolicy, kErrorMode, kEnvironment});
     CHECK(missing.Asked() == 1);
   }
   SUBCASE("mitigation policy") {
     const MissingEntry missing{"SetProcessMitigationPolicy"};
-    CHECK_LINES(guards.Take(), {kDllDirectories, kHeapInformation, kEnvironment});
+    CHECK_LINES(guards.Take(), {kDllDirectories, kHeapInformation, kErrorMode, kEnvironment});
     CHECK(missing.Asked() == 1);
   }
   SUBCASE("none at all") {
     const MissingEntry first{"SetDefaultDllDirectories"};
     const MissingEntry second{"HeapSetInformation"};
     const MissingEntry third{"SetProcessMitigationPolicy"};
-    CHECK_LINES(guards.Take(), {kEnvironment});
+    CHECK_LINES(guards.Take(), {kErrorMode, kEnvironment});
   }
   SUBCASE("not even kernel32.dll by its name") {
     FailCall noModule{"GetModuleHandleW", TestSupport::Calls::From(1), ERROR_MOD_NOT_FOUND};
     const MissingEntry first{"SetDefaultDllDirectories"};
     const MissingEntry second{"HeapSetInformation"};
     const MissingEntry third{"SetProcessMitigationPolicy"};
-    CHECK_LINES(guards.Take(), {kEnvironment});
+    CHECK_LINES(guards.Take(), {kErrorMode, kEnvironment});
     CHECK(noModule.Failed() == 1);
   }
 }
 
 TEST_CASE("a guard that Windows refuses does not keep the others from being taken") {
   const Guards guards(FALSE);
-  CHECK_LINES(guards.Take(), {kDllDirectories, kHeapInformation, kMitigationPolicy, kEnvironment});
+  CHECK_LINES(guards.Take(), {kDllDirectories, kHeapInformation, kMitigationPolicy, kErrorMode, kEnvironment});
+}
+
+TEST_CASE("an error raises no box, and the caller's mode comes back for as long as it is asked for") {
+  constexpr UINT kNoBoxes = SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX;
+  const Guards guards;
+  guards.Take();
+  CHECK(guards.ErrorMode() == (Guards::kCallersMode | kNoBoxes));
+  {
+    const OrCommon::CallersErrorMode callers;
+    CHECK(guards.ErrorMode() == Guards::kCallersMode);
+    ::SetLastError(4711);
+  }
+  CHECK(::GetLastError() == 4711);
+  CHECK(guards.ErrorMode() == (Guards::kCallersMode | kNoBoxes));
 }
 
 TEST_CASE("a regsvr32.exe that lies in the current folder is not started in the system's place") {

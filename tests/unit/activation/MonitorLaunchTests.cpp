@@ -3,6 +3,7 @@
 
 #include <doctest/doctest.h>
 
+#include "Common/OrCommon/OrComn_ProcessGuards.h"
 #include "tests/support/LogCapture.h"
 #include "tests/unit/activation/ConsoleSession.h"
 #include "tests/unit/activation/MonitorStarts.h"
@@ -47,6 +48,19 @@ TEST_CASE("the monitor is started with the user's token, in the user's identity,
   CHECK(starts.Closed() == 2);
   CHECK_LINES(launched.notGivenBack, {});
   CHECK_FALSE(launched.actsAsUser);
+}
+
+TEST_CASE("the monitor is started with the error mode of who started this process") {
+  const UINT before = ::SetErrorMode(SEM_NOALIGNMENTFAULTEXCEPT);
+  OrCommon::GuardProcess();
+  ConsoleSession session;
+  const MonitorStarts starts(session);
+  Launch(session, starts, L"C:\\X");
+  const UINT after = ::SetErrorMode(before);
+  REQUIRE(starts.ErrorModes().size() == 1);
+  CHECK(starts.ErrorModes()[0] == SEM_NOALIGNMENTFAULTEXCEPT);
+  CHECK(after ==
+        (SEM_NOALIGNMENTFAULTEXCEPT | SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX));
 }
 
 TEST_CASE("the install path is taken as it is") {

@@ -25,6 +25,9 @@ class MonitorStarts {
                                     flags == 0 && environment == nullptr && folder == nullptr && IsZeroed(*startup);
                  starts_.push_back(session.NameOf(token) + " " + ToUtf8(application) + (plain ? " plain" : "") +
                                    (ConsoleSession::ThreadActsAsUser() ? " as the user" : " as itself"));
+                 const UINT errorMode = ::SetErrorMode(0);
+                 ::SetErrorMode(errorMode);
+                 errorModes_.push_back(errorMode);
                  if (error_ != ERROR_SUCCESS) {
                    ::SetLastError(error_);
                    return FALSE;
@@ -44,6 +47,8 @@ class MonitorStarts {
 
   void Fail(DWORD error) { error_ = error; }
   const Lines& Starts() const { return starts_; }
+  // The error mode of this process at each start, which the monitor inherits.
+  const std::vector<UINT>& ErrorModes() const { return errorModes_; }
   unsigned GivenOut() const { return static_cast<unsigned>(open_.size()); }
   unsigned Closed() const { return closed_; }
 
@@ -62,6 +67,7 @@ class MonitorStarts {
 
   DWORD error_ = ERROR_SUCCESS;
   Lines starts_;
+  std::vector<UINT> errorModes_;
   std::vector<HANDLE> open_;
   unsigned closed_ = 0;
   ImportRedirection start_;
