@@ -36,7 +36,7 @@ std::wstring GetThreadUserName(GetUserNameExFunction getUserNameEx) {
 
 std::wstring GetCurrentUserSid() {
   // Bound before the thread acts as the user, whose view of the drive letters must not decide which file is loaded; and
-  // by name, because a delay-loaded import that is missing ends the process.
+  // by name, because secur32 is loaded only here.
   const EntryPoint nameEntry(L"secur32.dll", L"GetUserNameExW");
   Frwk::WindowStation::ConsoleUserScope user;
   if (!user.Start()) {

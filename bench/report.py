@@ -44,7 +44,7 @@ HOW = """## How it is measured
 WHY = """## What it rests on
 
 * A start costs what it loads. The program starts with three libraries; the shell's come with the first call
-  (`cmake/DelayLoad.cmake`). The value that guards the stack is drawn without a cryptographic provider
+  (`OrComn_Shell.h`). The value that guards the stack is drawn without a cryptographic provider
   (`OrComn_StackGuard.h`): with one, `-s` made 1,039 requests instead of 724.
   The file holds whole pages (`cmake/BuildOptions.cmake`), which are mapped when they are used; having to read them all
   made a start 4 % longer.

@@ -4,6 +4,7 @@
 
 #include <shlobj.h>
 
+#include "Common/OrCommon/OrComn_Shell.h"
 #include "cli/RunLog.h"
 #include "settings/CommandLineFolders.h"
 #include "settings/ProductFolders.h"
@@ -48,11 +49,11 @@ bool HasDoubleByteCharacters() {
 
 std::wstring GetCommonDataFolder() {
   wchar_t folder[MAX_PATH + 1] = {};
-  if (::SHGetSpecialFolderPathW(nullptr, folder, CSIDL_COMMON_APPDATA, FALSE)) {
+  if (OrCommon::Shell::SHGetSpecialFolderPathW(nullptr, folder, CSIDL_COMMON_APPDATA, FALSE)) {
     return folder;
   }
   wchar_t windowsFolder[MAX_PATH + 1] = {};
-  ::SHGetFolderPathW(nullptr, CSIDL_WINDOWS, nullptr, 0, windowsFolder);
+  OrCommon::Shell::SHGetFolderPathW(nullptr, CSIDL_WINDOWS, nullptr, 0, windowsFolder);
   return windowsFolder;
 }
 

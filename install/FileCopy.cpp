@@ -1,10 +1,8 @@
 #include "install/FileCopy.h"
 
-#include <shlobj.h>
-#include <shlwapi.h>
-
 #include "Common/OrCommon/OrComn_File.h"
 #include "Common/OrCommon/OrComn_Handles.h"
+#include "Common/OrCommon/OrComn_Shell.h"
 #include "cli/RunLog.h"
 
 namespace {
@@ -94,7 +92,7 @@ bool CopyTreeFile(const TreeCopy& copy, const std::wstring& source, const std::w
 DWORD CopyTree(const TreeCopy& copy, const std::wstring& source, const std::wstring& destination);
 
 DWORD CopySubfolder(const TreeCopy& copy, const std::wstring& source, const std::wstring& destination) {
-  const int created = ::SHCreateDirectoryExW(nullptr, destination.c_str(), nullptr);
+  const int created = OrCommon::Shell::SHCreateDirectoryExW(nullptr, destination.c_str(), nullptr);
   if (created != ERROR_SUCCESS && created != ERROR_ALREADY_EXISTS) {
     RunLog::Error() << L"::SHCreateDirectoryEx('" << destination << L"') failed: " << created;
     return static_cast<DWORD>(created);
@@ -111,7 +109,7 @@ DWORD CopyTree(const TreeCopy& copy, const std::wstring& source, const std::wstr
     RunLog::Error() << L"Empty source/destination path";
     return ERROR_SUCCESS;
   }
-  if (!::PathFileExistsW(destination.c_str())) {
+  if (!OrCommon::Shell::PathFileExistsW(destination.c_str())) {
     const DWORD error = ::GetLastError();
     RunLog::Error() << L"Path not exists: " << destination;
     return error;

@@ -2,8 +2,7 @@
 
 #include <windows.h>
 
-#include <shlobj.h>
-
+#include "Common/OrCommon/OrComn_Shell.h"
 #include "cli/RunLog.h"
 #include "install/FileCopy.h"
 #include "settings/MailClients.h"
@@ -61,7 +60,7 @@ std::wstring PathOf(const SourceFolder& folder, const std::wstring& sourceFolder
 
 // Makes the folder and its missing parents; true also where it exists.
 bool MakeFolder(const std::wstring& folder) {
-  const int result = ::SHCreateDirectoryExW(nullptr, folder.c_str(), nullptr);
+  const int result = OrCommon::Shell::SHCreateDirectoryExW(nullptr, folder.c_str(), nullptr);
   return result == ERROR_SUCCESS || result == ERROR_ALREADY_EXISTS;
 }
 

@@ -3,12 +3,12 @@
 #include <windows.h>
 
 #include <shlobj.h>
-#include <shlwapi.h>
 
 #include <algorithm>
 #include <vector>
 
 #include "Common/OrCommon/OrComn_Handles.h"
+#include "Common/OrCommon/OrComn_Shell.h"
 #include "Common/OrCommon/OrComn_System.h"
 #include "cli/RunLog.h"
 #include "install/FolderListing.h"
@@ -97,16 +97,16 @@ void DeleteOutlookExtendDat() {
                                        ? L"AppData\\Local\\Microsoft\\Outlook\\Extend.dat"
                                        : L"Application Data\\Microsoft\\Outlook\\Extend.dat";
   wchar_t profiles[MAX_PATH] = {};
-  if (FAILED(::SHGetFolderPathW(nullptr, CSIDL_PROFILE, nullptr, 0, profiles))) {
+  if (FAILED(OrCommon::Shell::SHGetFolderPathW(nullptr, CSIDL_PROFILE, nullptr, 0, profiles))) {
     return;
   }
-  ::PathRemoveFileSpecW(profiles);
+  OrCommon::Shell::PathRemoveFileSpecW(profiles);
   std::vector<std::wstring> users;
   ListSubfolders(profiles, users);
   for (const std::wstring& user : users) {
     wchar_t path[MAX_PATH] = {};
     std::copy(std::begin(profiles), std::end(profiles), path);
-    if (!::PathAppendW(path, user.c_str()) || !::PathAppendW(path, cacheFile)) {
+    if (!OrCommon::Shell::PathAppendW(path, user.c_str()) || !OrCommon::Shell::PathAppendW(path, cacheFile)) {
       continue;  // does not fit into a path, so there is no such file
     }
     RunLog::Info() << L"Begin to delete the file: " << path;

@@ -12,7 +12,7 @@ set -euo pipefail
 needs() {
   cat <<'END'
 build g++-mingw-w64-x86-64-win32 x86_64-w64-mingw32-g++-win32
-build binutils-mingw-w64-x86-64 x86_64-w64-mingw32-dlltool
+build binutils-mingw-w64-x86-64 x86_64-w64-mingw32-windres
 build cmake cmake
 build ninja-build ninja
 build libboost-dev /usr/include/boost/noncopyable.hpp

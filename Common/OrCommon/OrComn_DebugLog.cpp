@@ -1,7 +1,5 @@
 #include "Common/OrCommon/OrComn_DebugLog.h"
 
-#include <shlwapi.h>
-
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
@@ -9,6 +7,7 @@
 #include <utility>
 
 #include "Common/OrCommon/OrComn_Library.h"
+#include "Common/OrCommon/OrComn_Shell.h"
 #include "Common/OrCommon/OrComn_String.h"
 
 namespace OrCommon {
@@ -60,7 +59,7 @@ bool FormatText(std::wstring& text, const wchar_t* format, std::va_list argument
 
 // The name without folders; empty where it cannot be converted.
 std::wstring WideFileName(const char* sourceFile) {
-  const char* const name = ::PathFindFileNameA(sourceFile);
+  const char* const name = Shell::PathFindFileNameA(sourceFile);
   const int size = ::MultiByteToWideChar(CP_ACP, 0, name, -1, nullptr, 0);
   if (size <= 0) {
     return {};

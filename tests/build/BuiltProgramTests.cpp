@@ -56,13 +56,11 @@ std::string LowerCase(std::string text) {
   return text;
 }
 
-std::vector<std::string> Libraries(bool delayed) {
+std::vector<std::string> Libraries() {
   const MappedProgram program;
   std::set<std::string> libraries;
   for (const auto& import : TestSupport::ReadImports(program.Module())) {
-    if (import.delayed == delayed) {
-      libraries.insert(LowerCase(import.dll));
-    }
+    libraries.insert(LowerCase(import.dll));
   }
   return {libraries.begin(), libraries.end()};
 }
@@ -100,9 +98,8 @@ TEST_CASE("the file does not tell when it was built") {
   CHECK(program.Headers().FileHeader.TimeDateStamp == 0);
 }
 
-TEST_CASE("it starts with three libraries and loads the shell's when they are needed") {
-  CHECK_LINES(Libraries(false), {"advapi32.dll", "kernel32.dll", "msvcrt.dll"});
-  CHECK_LINES(Libraries(true), {"shell32.dll", "shlwapi.dll"});
+TEST_CASE("it starts with three libraries") {
+  CHECK_LINES(Libraries(), {"advapi32.dll", "kernel32.dll", "msvcrt.dll"});
 }
 #endif
 

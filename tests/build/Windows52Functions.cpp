@@ -75,6 +75,7 @@ constexpr std::string_view kKernel32[] = {
     "GetStartupInfoW",
     "GetSystemDirectoryW",
     "GetSystemTimeAsFileTime",
+    "GetThreadId",
     "GetTickCount",
     "GetVersionExW",
     "GetWindowsDirectoryW",
@@ -83,7 +84,6 @@ constexpr std::string_view kKernel32[] = {
     "IsDBCSLeadByte",
     "IsDBCSLeadByteEx",
     "LeaveCriticalSection",
-    "LoadLibraryA",
     "LoadLibraryW",
     "LocalAlloc",
     "LocalFree",
@@ -116,6 +116,7 @@ constexpr std::string_view kKernel32[] = {
     "TlsFree",
     "TlsGetValue",
     "TlsSetValue",
+    "TryEnterCriticalSection",
     "UnhandledExceptionFilter",
     "VirtualProtect",
     "VirtualQuery",
@@ -145,6 +146,7 @@ constexpr std::string_view kMsvcrt[] = {
     "_fileno",
     "_fmode",
     "_fstat64",
+    "_get_osfhandle",
     "_initterm",
     "_lock",
     "_lseeki64",
@@ -215,11 +217,6 @@ constexpr std::string_view kMsvcrt[] = {
     "wcsxfrm",
 };
 
-constexpr std::string_view kShell32[] = {"SHCreateDirectoryExW", "SHGetFolderPathW", "SHGetSpecialFolderPathW"};
-
-constexpr std::string_view kShlwapi[] = {"PathAppendW", "PathFileExistsW", "PathFindFileNameA", "PathFindFileNameW",
-                                         "PathRemoveFileSpecW"};
-
 template <std::size_t kSize>
 bool Contains(const std::string_view (&names)[kSize], std::string_view name) {
   return std::find(std::begin(names), std::end(names), name) != std::end(names);
@@ -230,7 +227,5 @@ bool Contains(const std::string_view (&names)[kSize], std::string_view name) {
 bool IsInWindows52(std::string_view library, std::string_view function) {
   return (library == "advapi32.dll" && Contains(kAdvapi32, function)) ||
          (library == "kernel32.dll" && Contains(kKernel32, function)) ||
-         (library == "msvcrt.dll" && Contains(kMsvcrt, function)) ||
-         (library == "shell32.dll" && Contains(kShell32, function)) ||
-         (library == "shlwapi.dll" && Contains(kShlwapi, function));
+         (library == "msvcrt.dll" && Contains(kMsvcrt, function));
 }

@@ -181,7 +181,6 @@ FAULTS_BOOK(RegOpenKeyExW, OutBook<Owned::kKey, 4, Success::kZero>);
 FAULTS_BOOK(RegCreateKeyExW, MakeKeyBook);
 FAULTS_BOOK(RegCloseKey, GivingBook<Owned::kKey>);
 FAULTS_BOOK(LoadLibraryW, ResultBook<Owned::kModule>);
-FAULTS_BOOK(LoadLibraryA, ResultBook<Owned::kModule>);
 FAULTS_BOOK(FreeLibrary, GivingBook<Owned::kModule>);
 FAULTS_BOOK(CreateEnvironmentBlock, OutBook<Owned::kEnvironment, 0, Success::kNotZero>);
 FAULTS_BOOK(DestroyEnvironmentBlock, GivingBook<Owned::kEnvironment>);

@@ -7,8 +7,6 @@
 
 #include <aclapi.h>
 #include <sddl.h>
-#include <shlobj.h>
-#include <shlwapi.h>
 #include <tlhelp32.h>
 
 #include <cstring>
@@ -86,7 +84,6 @@ struct Redirected<kCall, Result(Arguments...)> {
       run.Ended();
     } else {
       if (fails) {
-        run.Failed();
         return As<Result>(failure.value);
       }
       Result result = Callee<kCall>()(arguments...);
@@ -123,13 +120,6 @@ FARPROC AnswerBinding(SubjectRun& run, const char* name, FARPROC function) {
   }
   FAULTS_BOUND_CALLS(FAULTS_BOUND_ANSWER)
 #undef FAULTS_BOUND_ANSWER
-// A delay-loaded import that is being bound: its calls come through its slot already.
-#define FAULTS_IMPORTED_ANSWER(imported) \
-  if (wanted == #imported) {             \
-    return function;                     \
-  }
-  FAULTS_IMPORTED_CALLS(FAULTS_IMPORTED_ANSWER)
-#undef FAULTS_IMPORTED_ANSWER
   run.BoundUnknown(name);
   return function;
 }

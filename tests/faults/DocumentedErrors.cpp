@@ -50,7 +50,6 @@ const std::vector<Row>& Rows() {
       {"InitializeAcl", {ERROR_INVALID_PARAMETER}},
       {"InitializeSecurityDescriptor", {ERROR_UNKNOWN_REVISION}},
       {"InitializeSid", {ERROR_INVALID_PARAMETER}},
-      {"LoadLibraryA", {ERROR_MOD_NOT_FOUND}},
       {"LoadLibraryW", {ERROR_MOD_NOT_FOUND}},
       {"LoadUserProfileW", {ERROR_ACCESS_DENIED}},
       {"LocalAlloc", {ERROR_NOT_ENOUGH_MEMORY}},

@@ -5,7 +5,7 @@
 
 namespace Faults {
 
-// Imported, the ordinary way or at the first call. Held against the product's object files by list_calls.py.
+// Imported. Held against the product's object files by list_calls.py.
 #define FAULTS_IMPORTED_CALLS(CALL)  \
   CALL(AddAccessAllowedAceEx)        \
   CALL(AllocateAndInitializeSid)     \
@@ -48,7 +48,6 @@ namespace Faults {
   CALL(InitializeSid)                \
   CALL(IsDBCSLeadByte)               \
   CALL(LeaveCriticalSection)         \
-  CALL(LoadLibraryA)                 \
   CALL(LoadLibraryW)                 \
   CALL(LocalAlloc)                   \
   CALL(LocalFree)                    \
@@ -57,10 +56,6 @@ namespace Faults {
   CALL(MultiByteToWideChar)          \
   CALL(OpenProcess)                  \
   CALL(OpenProcessToken)             \
-  CALL(PathAppendW)                  \
-  CALL(PathFileExistsW)              \
-  CALL(PathFindFileNameA)            \
-  CALL(PathRemoveFileSpecW)          \
   CALL(Process32FirstW)              \
   CALL(Process32NextW)               \
   CALL(ReadFile)                     \
@@ -80,9 +75,6 @@ namespace Faults {
   CALL(RemoveDirectoryW)             \
   CALL(ResetEvent)                   \
   CALL(RevertToSelf)                 \
-  CALL(SHCreateDirectoryExW)         \
-  CALL(SHGetFolderPathW)             \
-  CALL(SHGetSpecialFolderPathW)      \
   CALL(SetEntriesInAclW)             \
   CALL(SetEnvironmentVariableW)      \
   CALL(SetErrorMode)                 \
@@ -98,21 +90,28 @@ namespace Faults {
   CALL(WriteFile)
 
 // Bound by name. One that is missing here is reported by the subject when it is bound, and fails the sweep.
-#define FAULTS_BOUND_CALLS(CALL)                                        \
-  CALL(CreateEnvironmentBlock, BOOL, void**, HANDLE, BOOL)              \
-  CALL(DestroyEnvironmentBlock, BOOL, void*)                            \
-  CALL(DuplicateTokenEx, BOOL, HANDLE, DWORD, void*, int, int, HANDLE*) \
-  CALL(EnumProcessModules, BOOL, HANDLE, HMODULE*, DWORD, DWORD*)       \
-  CALL(EnumProcesses, BOOL, DWORD*, DWORD, DWORD*)                      \
-  CALL(GetModuleBaseNameW, DWORD, HANDLE, HMODULE, wchar_t*, DWORD)     \
-  CALL(GetNativeSystemInfo, void, SYSTEM_INFO*)                         \
-  CALL(GetUserNameExW, BOOLEAN, int, wchar_t*, ULONG*)                  \
-  CALL(HeapSetInformation, BOOL, HANDLE, int, void*, SIZE_T)            \
-  CALL(LoadUserProfileW, BOOL, HANDLE, void*)                           \
-  CALL(SetDefaultDllDirectories, BOOL, DWORD)                           \
-  CALL(SetProcessMitigationPolicy, BOOL, int, void*, SIZE_T)            \
-  CALL(UnloadUserProfile, BOOL, HANDLE, HANDLE)                         \
-  CALL(WTSGetActiveConsoleSessionId, DWORD, void)                       \
+#define FAULTS_BOUND_CALLS(CALL)                                                    \
+  CALL(CreateEnvironmentBlock, BOOL, void**, HANDLE, BOOL)                          \
+  CALL(DestroyEnvironmentBlock, BOOL, void*)                                        \
+  CALL(DuplicateTokenEx, BOOL, HANDLE, DWORD, void*, int, int, HANDLE*)             \
+  CALL(EnumProcessModules, BOOL, HANDLE, HMODULE*, DWORD, DWORD*)                   \
+  CALL(EnumProcesses, BOOL, DWORD*, DWORD, DWORD*)                                  \
+  CALL(GetModuleBaseNameW, DWORD, HANDLE, HMODULE, wchar_t*, DWORD)                 \
+  CALL(GetNativeSystemInfo, void, SYSTEM_INFO*)                                     \
+  CALL(GetUserNameExW, BOOLEAN, int, wchar_t*, ULONG*)                              \
+  CALL(HeapSetInformation, BOOL, HANDLE, int, void*, SIZE_T)                        \
+  CALL(LoadUserProfileW, BOOL, HANDLE, void*)                                       \
+  CALL(PathAppendW, BOOL, wchar_t*, const wchar_t*)                                 \
+  CALL(PathFileExistsW, BOOL, const wchar_t*)                                       \
+  CALL(PathFindFileNameA, const char*, const char*)                                 \
+  CALL(PathRemoveFileSpecW, BOOL, wchar_t*)                                         \
+  CALL(SHCreateDirectoryExW, int, HWND, const wchar_t*, const SECURITY_ATTRIBUTES*) \
+  CALL(SHGetFolderPathW, HRESULT, HWND, int, HANDLE, DWORD, wchar_t*)               \
+  CALL(SHGetSpecialFolderPathW, BOOL, HWND, wchar_t*, int, BOOL)                    \
+  CALL(SetDefaultDllDirectories, BOOL, DWORD)                                       \
+  CALL(SetProcessMitigationPolicy, BOOL, int, void*, SIZE_T)                        \
+  CALL(UnloadUserProfile, BOOL, HANDLE, HANDLE)                                     \
+  CALL(WTSGetActiveConsoleSessionId, DWORD, void)                                   \
   CALL(WTSQueryUserToken, BOOL, ULONG, HANDLE*)
 
 enum class ProductCall : int {

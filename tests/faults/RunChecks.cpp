@@ -19,8 +19,8 @@ struct MeantToStay {
   bool afterFailureOnly;   // only where a function bound by name, or the environment block, could not be had
 };
 constexpr MeantToStay kMeantToStay[] = {
-    // A delay-loaded library stays until the process ends.
-    {"left LoadLibraryA ", "", false},
+    // The shell's libraries stay until the process ends.
+    {"left LoadLibraryW ", "OrCommon::Shell::", false},
     // A thread whose environment block cannot be had stays the user's. Only the next step of the same command, or the
     // end of the process, takes it back.
     {"left ImpersonateLoggedOnUser ", "OrCommon::TerminalService::StartImpersonateLoggedOnUser", true},

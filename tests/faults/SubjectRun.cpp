@@ -101,7 +101,7 @@ bool SubjectRun::MustFail(const std::vector<DWORD>& errors, DWORD& error) const 
   }
   error = errors.front();
   return (order_ == Order::kLasting && calls_ >= number_) ||
-         (withoutSessionToken_ && current_.back().call == ProductCall::kWTSQueryUserToken);
+         (withoutSessionToken_ && current_.call == ProductCall::kWTSQueryUserToken);
 }
 
 bool SubjectRun::Begins(ProductCall call, const void* returnAddress, bool changes,
@@ -110,7 +110,7 @@ bool SubjectRun::Begins(ProductCall call, const void* returnAddress, bool change
   if (errors == nullptr) {
     GiveUp((std::string("DocumentedErrors.cpp does not know how ") + NameOf(call) + " fails").c_str());
   }
-  current_.push_back({call, returnAddress, changes ? ++changes_ : 0});
+  current_ = {call, returnAddress, changes ? ++changes_ : 0};
   if (changes && order_ == Order::kDieBefore && changes_ == number_) {
     ::TerminateProcess(::GetCurrentProcess(), kOrderedEnd);
   }
@@ -119,8 +119,7 @@ bool SubjectRun::Begins(ProductCall call, const void* returnAddress, bool change
   }
   ++calls_;
   if (order_ == Order::kCount) {
-    Note("call " + std::to_string(calls_) + " " + std::to_string(current_.back().change) + " " +
-         CallText(current_.back()));
+    Note("call " + std::to_string(calls_) + " " + std::to_string(current_.change) + " " + CallText(current_));
   }
   DWORD error = 0;
   if (!MustFail(*errors, error)) {
@@ -130,7 +129,7 @@ bool SubjectRun::Begins(ProductCall call, const void* returnAddress, bool change
   const bool ordered = order_ == Order::kFail || order_ == Order::kLasting;
   if (ordered && calls_ >= number_ && !failed_) {
     failed_ = true;
-    Note("failed " + std::to_string(calls_) + " " + std::to_string(error) + " " + CallText(current_.back()));
+    Note("failed " + std::to_string(calls_) + " " + std::to_string(error) + " " + CallText(current_));
   }
   if (call == ProductCall::kLoadLibraryW || call == ProductCall::kGetProcAddress ||
       call == ProductCall::kWideCharToMultiByte || call == ProductCall::kCreateEnvironmentBlock) {
@@ -147,10 +146,9 @@ bool SubjectRun::Begins(ProductCall call, const void* returnAddress, bool change
 }
 
 void SubjectRun::Ended() {
-  if (order_ == Order::kDieAfter && current_.back().change == number_) {
+  if (order_ == Order::kDieAfter && current_.change == number_) {
     ::TerminateProcess(::GetCurrentProcess(), kOrderedEnd);
   }
-  current_.pop_back();
 }
 
 std::string SubjectRun::CallText(const Call& call) const {
@@ -158,7 +156,7 @@ std::string SubjectRun::CallText(const Call& call) const {
 }
 
 void SubjectRun::Took(Owned kind, ULONG_PTR value) {
-  owned_.insert({{kind, value}, current_.back()});
+  owned_.insert({{kind, value}, current_});
 }
 
 void SubjectRun::GaveBack(Owned kind, ULONG_PTR value) {
@@ -173,7 +171,7 @@ void SubjectRun::GaveBack(Owned kind, ULONG_PTR value) {
   if (found != owned_.end()) {
     owned_.erase(found);
   } else if (value != 0 || (kind != Owned::kSid && kind != Owned::kMemory)) {
-    Note("stray " + CallText(current_.back()) + " " + kOwnedNames[static_cast<int>(kind)]);
+    Note("stray " + CallText(current_) + " " + kOwnedNames[static_cast<int>(kind)]);
   }
 }
 
@@ -184,9 +182,9 @@ void SubjectRun::Changes(const wchar_t* path) {
   wchar_t full[1024] = {};
   const DWORD length = ::GetFullPathNameW(path, 1024, full, nullptr);
   if (length == 0 || length >= 1024 || path[0] == L'\0' || !LiesInProductTrees(full)) {
-    Note("outside " + CallText(current_.back()) + " " + Fixtures::ToUtf8(path));
+    Note("outside " + CallText(current_) + " " + Fixtures::ToUtf8(path));
   } else if (::_wcsnicmp(path, full, 3) != 0) {
-    Note("relative " + CallText(current_.back()) + " " + Fixtures::ToUtf8(path));
+    Note("relative " + CallText(current_) + " " + Fixtures::ToUtf8(path));
   }
 }
 

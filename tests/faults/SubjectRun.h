@@ -51,8 +51,6 @@ class SubjectRun {
   bool Begins(ProductCall call, const void* returnAddress, bool changes, TestSupport::FailureReturn& failure);
   // The same call is over. Ends the process where that is ordered.
   void Ended();
-  // The same call has been made to fail.
-  void Failed() { current_.pop_back(); }
 
   void Took(Owned kind, ULONG_PTR value);
   void GaveBack(Owned kind, ULONG_PTR value);
@@ -89,7 +87,7 @@ class SubjectRun {
   int made_ = 0;     // of these, not made to fail
   bool failed_ = false;
   bool sessionFailed_ = false;
-  std::vector<Call> current_;  // one within another where a delay-loaded function is being bound
+  Call current_ = {};
   std::multimap<std::pair<Owned, ULONG_PTR>, Call> owned_;
   std::string notes_;
 };

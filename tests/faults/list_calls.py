@@ -18,9 +18,8 @@ import sys
 
 IMPORT = "__imp_"
 WINDOWS_NAME = re.compile(r"[A-Z][A-Za-z0-9]*$")
-# How the delay-load helper gives up, a call that does not return; and what the stack's guard is made of, before the
-# program begins (tests/unit/OrCommon/StackGuardTests.cpp).
-NO_CALL_OF_THE_PRODUCT = {"RaiseException", "GetSystemTimeAsFileTime", "QueryPerformanceCounter"}
+# What the stack's guard is made of, before the program begins (tests/unit/OrCommon/StackGuardTests.cpp).
+NO_CALL_OF_THE_PRODUCT = {"GetSystemTimeAsFileTime", "QueryPerformanceCounter"}
 
 
 def symbols(nm: str, option: str, files: list[str]) -> set[str]:

@@ -6,7 +6,7 @@
 //
 // A failing call does not reach Windows; it returns what that function returns at a failure (FailureReturns.h) with the
 // last-error code set, its out parameters untouched. For several functions counted as one sequence, as a fault sweep
-// needs it, see FailNthOf. Delay-loaded functions are loaded when one of these is made.
+// needs it, see FailNthOf.
 #pragma once
 
 #include <windows.h>

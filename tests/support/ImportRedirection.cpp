@@ -52,10 +52,9 @@ void Write(void** slot, void* value) {
   system.virtualProtect(slot, sizeof *slot, protection, &protection);
 }
 
-// A delay-loaded function that nobody has called yet is looked up here and not by the program's own loader routine:
-// that one writes what it finds into the slot, over the redirection.
+// A function that the product has not bound yet is looked up here.
 void* FunctionBehind(const ImportSlot& slot, void* contents) {
-  if (!slot.delayed || !LiesInProgram(contents)) {
+  if (contents != nullptr) {
     return contents;
   }
   const SystemCalls& system = SystemCalls::Get();
@@ -73,6 +72,38 @@ void* FunctionBehind(void** address, RedirectedSlot& redirected) {
   }
   return redirected.function;
 }
+
+// What the program gets in the place of GetProcAddress, for good. A pointer that is bound before a redirection and kept
+// would go around it: a function of the list in ImportTables.cpp is answered with a jump through its slot.
+FARPROC WINAPI AnswerBinding(HMODULE module, const char* name) {
+  const FARPROC function = SystemCalls::Get().getProcAddress(module, name);
+  const bool byName = reinterpret_cast<ULONG_PTR>(name) > 0xFFFF;  // else by number, in place of the pointer
+  if (function == nullptr || !byName) {
+    return function;
+  }
+  for (const ImportSlot& slot : ProgramImports()) {
+    if (slot.jump != nullptr && slot.function == name) {
+      void* const address = reinterpret_cast<void*>(function);
+      const auto redirected = RedirectedSlots().find(slot.slot);
+      if (redirected != RedirectedSlots().end()) {
+        redirected->second.before = address;
+      } else {
+        Write(slot.slot, address);
+      }
+      return slot.jump;
+    }
+  }
+  return function;
+}
+
+// Before the product binds anything: it does so in its commands, not while static objects are made.
+[[maybe_unused]] const bool g_answersBindings = [] {
+  SystemCalls::Get();  // reads the slot as well
+  for (const ImportSlot* slot : FindSlots("GetProcAddress", nullptr)) {
+    Write(slot->slot, reinterpret_cast<void*>(&AnswerBinding));
+  }
+  return true;
+}();
 
 }  // namespace
 

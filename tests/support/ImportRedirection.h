@@ -15,8 +15,9 @@
 //
 // The test program's own calls are redirected as well: check results after the scope, and leave the last-error code of
 // the original in place where the product looks at it. File streams are safe, the C runtime opens files by itself.
-// Delay-loaded functions are loaded when first called, redirected or not, and are as bound or unbound after the scope
-// as they were before it.
+// The few functions that the product binds by name at their first call and keeps (ImportTables.cpp lists them) are
+// redirected in the same way, before they are bound and after. Others that it binds, anew at each use, are answered by
+// LibraryAnswers.h.
 #pragma once
 
 #include <windows.h>

@@ -8,6 +8,7 @@
 //   load guarded|unguarded          loads libraries by their names
 //   guard                           tells the value that guards its stack
 //   overrun <bytes>                 writes that many bytes into a place of eight on its stack
+//   uncaught                        throws an exception that nobody catches
 //   sleep                           stays until somebody ends it
 //
 // Under the name of regsvr32.exe it exits with 77 and does nothing.
@@ -19,6 +20,7 @@
 #include <iterator>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 #include "Common/OrCommon/OrComn_ProcessGuards.h"
@@ -201,6 +203,9 @@ int wmain(int argumentCount, wchar_t* arguments[]) {
   }
   if (task == L"overrun") {
     return Overrun(std::stoi(first));
+  }
+  if (task == L"uncaught") {
+    throw std::runtime_error("nobody catches this");
   }
 #endif
   if (task == L"sleep") {

@@ -32,6 +32,11 @@ BOOL Refuse(DWORD error) {
 
 constexpr int kNameSamCompatible = 2;
 
+// The shell's libraries stay until the process ends (Common/OrCommon/OrComn_Shell.h).
+bool StaysLoaded(HMODULE library) {
+  return library == ::GetModuleHandleW(L"shell32.dll") || library == ::GetModuleHandleW(L"shlwapi.dll");
+}
+
 }  // namespace
 
 struct ConsoleSession::Answers {
@@ -244,7 +249,7 @@ Lines ConsoleSession::NotGivenBack() const {
     held.push_back(block.second);
   }
   for (const auto& [library, count] : libraries_) {
-    if (count != 0) {
+    if (count != 0 && !StaysLoaded(library)) {
       held.push_back(std::to_string(count) + " times a library");
     }
   }

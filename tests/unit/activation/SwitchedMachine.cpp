@@ -17,15 +17,13 @@ constexpr wchar_t kOfficeKey[] = L"Software\\Microsoft\\Office";
 }  // namespace
 
 SwitchedMachine::SwitchedMachine() {
-  if (IsImported("SHGetSpecialFolderPathW")) {  // a program whose clients are not the real ones needs no such folder
-    commonData_.emplace("SHGetSpecialFolderPathW", [](HWND, LPWSTR path, int folder, BOOL create) -> BOOL {
-      if (folder != CSIDL_COMMON_APPDATA || create) {
-        return FALSE;
-      }
-      std::wcscpy(path, kData);
-      return TRUE;
-    });
-  }
+  commonData_.emplace("SHGetSpecialFolderPathW", [](HWND, LPWSTR path, int folder, BOOL create) -> BOOL {
+    if (folder != CSIDL_COMMON_APPDATA || create) {
+      return FALSE;
+    }
+    std::wcscpy(path, kData);
+    return TRUE;
+  });
   ForgetEverything();
   MakeFolder(kData);
   MakeKey(UsersKey(kUser));

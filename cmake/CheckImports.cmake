@@ -1,0 +1,31 @@
+# cmake -D OBJDUMP=<objdump> -D PROGRAM=<program> -D LIST=<Windows52Functions.cpp> -P CheckImports.cmake
+#
+# Fails where the program imports what Windows 5.2 lacks, by the list that tests/build holds: such a program does not
+# start there, and is not left behind.
+file(READ "${LIST}" _list)
+execute_process(COMMAND "${OBJDUMP}" -p "${PROGRAM}"
+  OUTPUT_VARIABLE _headers COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX MATCHALL "DLL Name: [^\n]+|\n\t[0-9a-f]+[ \t]+[^\n]+" _lines "${_headers}")
+set(_unknown "")
+set(_known 0)
+foreach(_line IN LISTS _lines)
+  if(_line MATCHES "^DLL Name: (.+)[.]")
+    set(_library "${CMAKE_MATCH_1}")
+    string(SUBSTRING "${_library}" 0 1 _first)
+    string(SUBSTRING "${_library}" 1 -1 _rest)
+    string(TOUPPER "${_first}" _first)
+    string(TOLOWER "${_rest}" _rest)
+    string(REGEX MATCH "k${_first}${_rest}\\[\\] = {[^}]*}" _names "${_list}")
+  elseif(_line MATCHES "([A-Za-z0-9_]+)$")
+    set(_name "${CMAKE_MATCH_1}")
+    if(_names MATCHES "\"${_name}\"")
+      math(EXPR _known "${_known} + 1")
+    else()
+      string(APPEND _unknown "\n  ${_library} ${_name}")
+    endif()
+  endif()
+endforeach()
+if(_unknown OR _known EQUAL 0)
+  file(REMOVE "${PROGRAM}")
+  message(FATAL_ERROR "${PROGRAM} imports what Windows 5.2 lacks, by ${LIST} (${_known} are there):${_unknown}")
+endif()

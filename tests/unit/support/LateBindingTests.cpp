@@ -1,0 +1,105 @@
+// Functions that a program binds by name at the first call and keeps, as the product does: each test case has one of
+// its own, since what is bound stays so.
+#include <doctest/doctest.h>
+
+#include <windows.h>
+
+#include <stdexcept>
+#include <string>
+
+#include "tests/support/CallFailures.h"
+#include "tests/support/ImportRedirection.h"
+
+using TestSupport::FailCall;
+using TestSupport::ImportRedirection;
+using TestSupport::OriginalImport;
+
+namespace {
+
+using Exists = BOOL(WINAPI*)(LPCWSTR);
+using Remove = BOOL(WINAPI*)(LPWSTR);
+using FileName = LPSTR(WINAPI*)(LPCSTR);
+using Append = BOOL(WINAPI*)(LPWSTR, LPCWSTR);
+
+constexpr wchar_t kFolder[] = L"C:\\windows";
+
+const void* ContentsOf(const std::string& function) {
+  for (const auto& slot : TestSupport::ProgramImports()) {
+    if (slot.function == function && slot.jump != nullptr) {
+      return *slot.slot;
+    }
+  }
+  throw std::logic_error(function + " is not bound late");
+}
+
+template <class Function>
+Function Bind(const char* name) {
+  return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(::LoadLibraryW(L"shlwapi.dll"), name)));
+}
+
+TEST_CASE("bound before a redirection: it reaches the replacement, and the function itself afterwards") {
+  const auto exists = Bind<Exists>("PathFileExistsW");
+  const void* const before = ContentsOf("PathFileExistsW");
+  CHECK(exists(kFolder));
+  {
+    int calls = 0;
+    const ImportRedirection redirect{"PathFileExistsW", [&](LPCWSTR path) -> BOOL {
+                                       ++calls;
+                                       return !redirect.Original<Exists>()(path);
+                                     }};
+    CHECK_FALSE(exists(kFolder));
+    CHECK(exists(L"C:\\no such folder"));
+    CHECK(calls == 2);
+    CHECK(OriginalImport<Exists>("PathFileExistsW")(kFolder));
+  }
+  CHECK(ContentsOf("PathFileExistsW") == before);
+  CHECK(exists(kFolder));
+}
+
+TEST_CASE("bound while it is redirected: the same") {
+  REQUIRE(ContentsOf("PathFindFileNameA") == nullptr);
+  static char answer[] = "another";
+  FileName fileName = nullptr;
+  {
+    const ImportRedirection redirect{"PathFindFileNameA", [](LPCSTR) -> LPSTR { return answer; }};
+    fileName = Bind<FileName>("PathFindFileNameA");
+    CHECK(std::string(fileName("a\\b")) == "another");
+    CHECK(std::string(redirect.Original<FileName>()("a\\b")) == "b");
+  }
+  CHECK(std::string(fileName("a\\b")) == "b");
+  CHECK((Bind<FileName>("PathFindFileNameA") == fileName));
+}
+
+TEST_CASE("redirected and never bound: the original can be called, and the slot is empty again afterwards") {
+  REQUIRE(ContentsOf("PathAppendW") == nullptr);
+  {
+    const ImportRedirection redirect{"PathAppendW", [](LPWSTR, LPCWSTR) -> BOOL { return FALSE; }};
+    wchar_t path[MAX_PATH] = L"C:\\windows";
+    CHECK(redirect.Original<Append>()(path, L"system32"));
+    CHECK(std::wstring(path) == L"C:\\windows\\system32");
+  }
+  CHECK(ContentsOf("PathAppendW") == nullptr);
+}
+
+TEST_CASE("it can be counted and failed") {
+  const auto remove = Bind<Remove>("PathRemoveFileSpecW");
+  wchar_t path[MAX_PATH] = L"C:\\a\\b\\c\\d";
+  const FailCall second{"PathRemoveFileSpecW", 2, ERROR_GEN_FAILURE};
+  CHECK(remove(path));
+  CHECK_FALSE(remove(path));
+  CHECK(remove(path));
+  CHECK(std::wstring(path) == L"C:\\a\\b");
+  CHECK(second.Calls() == 3);
+  CHECK(second.Failed() == 1);
+}
+
+TEST_CASE("other functions, and those asked for by number, are answered as they are") {
+  const HMODULE kernel = ::GetModuleHandleW(L"kernel32.dll");
+  const auto tickCount = reinterpret_cast<void*>(::GetProcAddress(kernel, "GetTickCount"));
+  CHECK(tickCount == OriginalImport("GetTickCount"));
+  CHECK((::GetProcAddress(kernel, "no such function") == nullptr));
+  CHECK(::GetLastError() == ERROR_PROC_NOT_FOUND);
+  CHECK((::GetProcAddress(::LoadLibraryW(L"shell32.dll"), reinterpret_cast<LPCSTR>(2)) != nullptr));
+}
+
+}  // namespace
