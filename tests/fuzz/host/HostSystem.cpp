@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "Common/OrCommon/OrComn_SecurityAttributes.h"
+#include "Common/OrCommon/OrComn_Shell.h"
 #include "tests/fuzz/host/HostWindows.h"
-#include "tests/fuzz/host/shlobj.h"
 #include "tests/fuzz/host/tlhelp32.h"
 
 namespace HostWindows {
@@ -152,6 +152,13 @@ BOOL Process32NextW(HANDLE, PROCESSENTRY32W* entry) {
   return TRUE;
 }
 
+BOOL InitializeSecurityDescriptor(SECURITY_DESCRIPTOR* descriptor, DWORD) {
+  descriptor->list = nullptr;
+  return TRUE;
+}
+
+namespace OrCommon::Shell {
+
 BOOL SHGetSpecialFolderPathW(HWND, wchar_t* path, int, BOOL) {
   if (machine.commonData.empty() || machine.commonData.size() >= MAX_PATH) {
     return FALSE;
@@ -164,10 +171,7 @@ HRESULT SHGetFolderPathW(HWND, int, HANDLE, DWORD, wchar_t*) {
   return -1;
 }
 
-BOOL InitializeSecurityDescriptor(SECURITY_DESCRIPTOR* descriptor, DWORD) {
-  descriptor->list = nullptr;
-  return TRUE;
-}
+}  // namespace OrCommon::Shell
 
 // The access lists themselves are no matter of the fuzzers: which folder they are put on is.
 namespace OrCommon::AccessControl {
