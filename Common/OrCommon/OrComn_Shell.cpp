@@ -8,7 +8,7 @@ namespace OrCommon::Shell {
 namespace {
 
 FARPROC Bind(const wchar_t* library, const wchar_t* name, DWORD& error) {
-  Module module(::LoadLibraryW(library));
+  Module module = Library::LoadSystemLibrary(library);
   if (!module) {
     error = ::GetLastError();
     return nullptr;
