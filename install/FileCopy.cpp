@@ -32,19 +32,57 @@ bool IsUpToDate(const std::wstring& destination, const FILETIME& sourceWritten) 
          ::CompareFileTime(&written, &sourceWritten) == 0;
 }
 
-bool CopyContents(HANDLE source, HANDLE destination) {
-  for (;;) {
+// Makes the file anew. Windows refuses that with ERROR_ACCESS_DENIED where a read-only, hidden or system file is in its
+// place, as all that was copied from a disc is: these attributes are taken off, and are put back where that was not the
+// reason. A link is left as it is: the attributes are its own, and the refusal is that of what it leads to.
+FileHandle CreateAnew(const std::wstring& path) {
+  const auto create = [&path] {
+    return FileHandle(
+        ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+  };
+  FileHandle file = create();
+  if (file || ::GetLastError() != ERROR_ACCESS_DENIED) {
+    return file;
+  }
+  constexpr DWORD kRefused = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
+  constexpr DWORD kLeftAlone = FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY;
+  const DWORD attributes = ::GetFileAttributesW(path.c_str());
+  if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & kRefused) == 0 || (attributes & kLeftAlone) != 0 ||
+      !::SetFileAttributesW(path.c_str(), attributes & ~kRefused)) {
+    ::SetLastError(ERROR_ACCESS_DENIED);
+    return file;
+  }
+  file = create();
+  if (!file) {
+    const OrCommon::LastErrorKeeper keeper;
+    ::SetFileAttributesW(path.c_str(), attributes);
+  }
+  return file;
+}
+
+enum class Contents {
+  kCopied,   // the source's, or as much of them as could be read
+  kUnknown,  // the source cannot be read, and nothing was written
+  kFailed    // the destination may hold a part of them
+};
+
+Contents CopyContents(HANDLE source, HANDLE destination) {
+  for (bool first = true;; first = false) {
     DWORD read = 0;
-    if (!::ReadFile(source, g_block, kBlockSize, &read, nullptr) || read == 0) {
-      return true;  // a read error is deliberately not told apart from the end of the file
+    if (!::ReadFile(source, g_block, kBlockSize, &read, nullptr)) {
+      // Behind the first block a read error is deliberately not told apart from the end of the file.
+      return first ? Contents::kUnknown : Contents::kCopied;
+    }
+    if (read == 0) {
+      return Contents::kCopied;
     }
     DWORD written = 0;
     if (!::WriteFile(destination, g_block, read, &written, nullptr)) {
-      return false;
+      return Contents::kFailed;
     }
     if (written < read) {
       ::SetLastError(ERROR_DISK_FULL);  // a short write succeeds as a call and leaves no code of its own
-      return false;
+      return Contents::kFailed;
     }
   }
 }
@@ -158,14 +196,20 @@ bool CopyFileKeepingTimes(const std::wstring& source, const std::wstring& destin
   if (IsUpToDate(destination, times.written)) {
     return true;
   }
-  FileHandle to(
-      ::CreateFileW(destination.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-  if (!to || !CopyContents(from.Get(), to.Get())) {
+  FileHandle to = CreateAnew(destination);
+  if (!to) {
+    return false;
+  }
+  const Contents contents = CopyContents(from.Get(), to.Get());
+  if (contents == Contents::kFailed) {
     return false;
   }
   from.Reset();
   to.Reset();
-  CarryTimesAndAttributes(destination, times, attributes);
+  // With the source's time a file without its contents would count as up to date ever after.
+  if (contents == Contents::kCopied) {
+    CarryTimesAndAttributes(destination, times, attributes);
+  }
   return true;
 }
 

@@ -218,21 +218,37 @@ TEST_CASE("a destination in use that is up to date is none the worse for it") {
   CHECK(FileContent(copy.destination) == "old");
 }
 
-TEST_CASE("a read error counts as the end of the file") {
+TEST_CASE("a read error behind the first block counts as the end of the file") {
   const Copy copy;
   const std::wstring source = copy.MakeSource(std::string(20000, 'a'), 8);
   bool copied = false;
-  SUBCASE("in the middle") {
+  {
     const FailCall read("ReadFile", 2, ERROR_CRC);
     copied = CopyFileKeepingTimes(source, copy.destination);
-    CHECK(FileContent(copy.destination) == std::string(16383, 'a'));
-  }
-  SUBCASE("at the start") {
-    const FailCall read("ReadFile", 1, ERROR_CRC);
-    copied = CopyFileKeepingTimes(source, copy.destination);
-    CHECK(FileContent(copy.destination).empty());
   }
   CHECK(copied);
+  CHECK(FileContent(copy.destination) == std::string(16383, 'a'));
+  CHECK(SameTime(LastWriteOf(copy.destination), TimeOf(8)));
+}
+
+TEST_CASE("a source that cannot be read at all leaves an empty file, which the next run copies again") {
+  const Copy copy;
+  const std::wstring source = copy.MakeSource("contents", 8);
+  ::SetFileAttributesW(source.c_str(), FILE_ATTRIBUTE_READONLY);
+  bool copied = false;
+  Lines calls;
+  {
+    const FailCall read("ReadFile", 1, ERROR_CRC);
+    const FileCallTrace trace;
+    copied = CopyFileKeepingTimes(source, copy.destination);
+    calls = trace.Calls();
+  }
+  CHECK(copied);
+  CHECK_LINES(LinesWith(calls, "SetFile"), {});
+  CHECK(FileContent(copy.destination).empty());
+  CHECK_FALSE(SameTime(LastWriteOf(copy.destination), TimeOf(8)));
+  CHECK(CopyFileKeepingTimes(source, copy.destination));
+  CHECK(FileContent(copy.destination) == "contents");
   CHECK(SameTime(LastWriteOf(copy.destination), TimeOf(8)));
 }
 
