@@ -26,27 +26,19 @@ class Tree {
 
   void AddLevel(const std::wstring& level) {
     path_ += level;
-    if (OrCommon::Storage::File::IsFolder(path_)) {
-      OrCommon::AccessControl::ApplyFolderAccessRules(path_);
-    } else {
+    if (!OrCommon::Storage::File::IsFolder(path_)) {
       Create();
+    } else if (!fallenBack_) {
+      OrCommon::AccessControl::ApplyFolderAccessRules(path_);
     }
   }
 
-  // An empty identity adds nothing: the folder above is opened once more. Where the levels above could not be made that
-  // folder would be the root, which holds every program's data and is left alone.
+  // An empty identity adds nothing: the folder above is opened once more.
   void AddIdentity(const std::wstring& identity) {
     if (!identity.empty() && !IsPlainName(identity)) {
-      path_ = root_;
-    } else if (path_ != root_) {
+      FallBack();
+    } else if (!identity.empty() || !fallenBack_) {
       AddLevel(identity);
-    } else if (!identity.empty()) {
-      // The levels above could not be made and the identity goes below the root, where other programs keep their
-      // folders: one that is there already is theirs, and is not opened to everyone because a user chose its name.
-      path_ += identity;
-      if (!OrCommon::Storage::File::IsFolder(path_)) {
-        Create();
-      }
     }
   }
 
@@ -55,12 +47,20 @@ class Tree {
   // everyone.
   void Create() {
     if (!::CreateDirectoryW(path_.c_str(), attributes_.Get())) {
-      path_ = root_;
+      FallBack();
     }
+  }
+
+  // The tree goes on below the root, where other programs keep their folders. What is there already is theirs, the root
+  // itself included: it is used as it is, and not opened to everyone because a user chose its name.
+  void FallBack() {
+    path_ = root_;
+    fallenBack_ = true;
   }
 
   const std::wstring root_;
   std::wstring path_;
+  bool fallenBack_ = false;
   OrCommon::AccessControl::SecurityAttributes attributes_;
 };
 

@@ -12,7 +12,8 @@ bool GetCurrentUserID(const std::wstring& userSid, std::wstring& userId);
 // Makes or re-opens the user's folders of one client (`clientName`: "OL", "OE" or "WLM") below the common data folder:
 // "Orvane Labs", the client, "Users", the user's identity, "log". A level that is missing is made open to everyone; one
 // that is there is opened again with everything below it. Where a level cannot be made, because a file or a link
-// has its name for instance, the next one goes below the root. The same for an identity that is not a plain name.
+// has its name for instance, the next one goes below the root; the same for an identity that is not a plain name. From
+// there on what exists already is used as it is, and not opened.
 // `userId` receives the identity as it is stored.
 void BuildUserDataTree(const wchar_t* clientName, const std::wstring& userSid, std::wstring& userId);
 

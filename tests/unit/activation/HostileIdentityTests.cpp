@@ -67,6 +67,31 @@ TEST_CASE("an identity below the root opens no folder of another program") {
   CHECK_LINES(LinesWith(Renewed(), "Microsoft"), {});
 }
 
+TEST_CASE("below the root nothing that exists already is opened, whose ever it is") {
+  struct Case {
+    const wchar_t* blocked;  // the level that a file has the place of; empty: the identity is refused
+    const wchar_t* identity;
+    std::wstring others;  // a folder below the root that the tree then meets
+  };
+  for (const Case& planted :
+       {Case{L"", L"..", L"log"}, Case{L"Orvane Labs\\OL\\Users\\{ID}", L"{ID}", L"log"},
+        Case{L"Orvane Labs\\OL\\Users", L"Microsoft", L"Microsoft\\log"}, Case{L"Orvane Labs\\OL\\Users", L"", L"log"},
+        Case{L"Orvane Labs\\OL", L"{ID}", L"Users"}, Case{L"Orvane Labs\\OL", L"", L"Users\\log"},
+        Case{L"Orvane Labs", L"{ID}", L"OL\\Users\\{ID}\\log"}}) {
+    const SwitchedMachine machine;
+    CAPTURE(ToUtf8(planted.others));
+    StoreIdentity(planted.identity);
+    WriteTestFile(kData + L"\\" + planted.others + L"\\secret.txt", "secret");
+    if (*planted.blocked != L'\0') {
+      WriteTestFile(kData + L"\\" + planted.blocked, "a file that blocks the level");
+    }
+    const Lines renewed = Renewed();
+    CHECK_LINES(LinesWith(renewed, "secret"), {});
+    const std::string first = ToUtf8(planted.others.substr(0, planted.others.find(L'\\')));
+    CHECK_LINES(LinesWith(renewed, ToUtf8(kData) + "\\" + first), {});
+  }
+}
+
 TEST_CASE("an identity that is a plain name names its folder, dots and blanks included") {
   for (const wchar_t* const identity : {L"{0C0FFEE0-1234}", L"Anna B.", L".hidden", L"a..b"}) {
     const SwitchedMachine machine;
