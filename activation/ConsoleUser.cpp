@@ -61,7 +61,10 @@ bool LoadLoggedOnUserProfile(DWORD sessionId, UserProfile& profile, OrCommon::Ke
       !OrCommon::AccessControl::QueryUserToken(token, OrCommon::AccessControl::kShellProgram, error)) {
     return false;
   }
-  const OrCommon::Module environmentLibrary(::LoadLibraryW(L"userenv.dll"));  // before acting as the user
+  const OrCommon::Module environmentLibrary(::LoadLibraryW(L"userenv.dll"));
+  if (!environmentLibrary) {
+    return false;  // neither a block nor a profile without it, and as the user it must not be looked for
+  }
   void* environmentBlock = nullptr;
   const bool impersonating = StartImpersonateLoggedOnUser(token.Get(), environmentBlock, error);
   DWORD length = UserProfile::kNameCapacity;

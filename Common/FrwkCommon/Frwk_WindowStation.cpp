@@ -100,8 +100,14 @@ ConsoleUserScope::~ConsoleUserScope() {
 bool ConsoleUserScope::Start() {
   End();
   environmentLibrary_.Reset(::LoadLibraryW(L"userenv.dll"));
+  if (!environmentLibrary_) {
+    return false;  // there is no environment block without it, and as the user it must not be looked for
+  }
   DWORD error = ERROR_SUCCESS;
   active_ = StartImpersonateLoggedOnCurrentUser(token_, &environmentBlock_, error);
+  if (!active_ && token_) {
+    ::RevertToSelf();  // a start that failed half-way leaves the thread acting as the user
+  }
   return active_;
 }
 

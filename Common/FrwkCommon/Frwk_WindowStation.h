@@ -20,7 +20,8 @@ bool StartImpersonateLoggedOnCurrentUser(OrCommon::KernelHandle& token, void** e
 // of what failed goes to the trace.
 bool EndImpersonateLoggedOnCurrentUser(HANDLE token, void* environmentBlock);
 
-// The above as a scope: ends with the object at the latest.
+// The above as a scope: ends with the object at the latest, and where the start fails at once. Nothing is started where
+// the library of the environment block cannot be loaded beforehand.
 class ConsoleUserScope : private boost::noncopyable {
  public:
   ConsoleUserScope() = default;

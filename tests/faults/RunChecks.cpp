@@ -16,14 +16,11 @@ constexpr DWORD kSwitchNotStored = 0xE0FF0001;
 struct MeantToStay {
   std::string_view note;   // how the note begins
   std::string_view place;  // the function that took it, as far as its name is given
-  bool afterFailureOnly;   // only where a function bound by name, or the environment block, could not be had
+  bool afterFailureOnly;   // only where a function bound by name could not be had
 };
 constexpr MeantToStay kMeantToStay[] = {
     // The shell's libraries stay until the process ends.
     {"left LoadLibraryW ", "OrCommon::Shell::", false},
-    // A thread whose environment block cannot be had stays the user's. Only the next step of the same command, or the
-    // end of the process, takes it back.
-    {"left ImpersonateLoggedOnUser ", "OrCommon::TerminalService::StartImpersonateLoggedOnUser", true},
     // The functions that give these back could not be had.
     {"left CreateEnvironmentBlock ", "OrCommon::TerminalService::StartImpersonateLoggedOnUser", true},
     {"left LoadUserProfileW ", "VELAUtility::LoadLoggedOnUserProfile", true},

@@ -67,6 +67,13 @@ TEST_CASE("each kind of note is a finding, and what is meant to stay is none") {
   CHECK(BrokenPromises(Named("-s"), outcome).size() == 7);
 }
 
+TEST_CASE("the user's identity is never meant to stay, nor to change anything") {
+  SubjectOutcome outcome = Ended(0, kClosing);
+  outcome.remarks = {"left ImpersonateLoggedOnUser 0 impersonation", "impersonating RegSetValueExW 0 change",
+                     "session failed"};
+  CHECK(BrokenPromises(Named("-d"), outcome).size() == 2);
+}
+
 TEST_CASE("places in and outside of the product's trees") {
   for (const wchar_t* const path :
        {L"C:\\VelaFaults\\dest", L"c:\\velafaults\\DEST\\VELA\\a.dll", L"C:\\ProgramData\\Orvane Labs\\OL\\",

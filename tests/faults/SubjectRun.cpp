@@ -114,6 +114,9 @@ bool SubjectRun::Begins(ProductCall call, const void* returnAddress, bool change
   if (changes && order_ == Order::kDieBefore && changes_ == number_) {
     ::TerminateProcess(::GetCurrentProcess(), kOrderedEnd);
   }
+  if (changes && call != ProductCall::kCreateProcessAsUserW && owned_.count({Owned::kImpersonation, 1}) != 0) {
+    Note("impersonating " + CallText(current_.back()) + " change");
+  }
   if (errors->empty()) {
     return false;
   }
@@ -132,7 +135,7 @@ bool SubjectRun::Begins(ProductCall call, const void* returnAddress, bool change
     Note("failed " + std::to_string(calls_) + " " + std::to_string(error) + " " + CallText(current_));
   }
   if (call == ProductCall::kLoadLibraryW || call == ProductCall::kGetProcAddress ||
-      call == ProductCall::kWideCharToMultiByte || call == ProductCall::kCreateEnvironmentBlock) {
+      call == ProductCall::kWideCharToMultiByte) {
     sessionFailed_ = true;
   }
   if (call == ProductCall::kWaitForSingleObject && error == kTimeIsUp) {
@@ -195,7 +198,8 @@ void SubjectRun::BoundUnknown(const char* name) {
 // One line each: "call <number> <change> <function> <place>", "failed <number> <error> <function> <place>",
 // "left <function> <place> <kind>", "stray <function> <place> <kind>", "outside <function> <place> <path>",
 // "relative <function> <place> <path>", "unknown <function>",
-// "session failed" where a function that is bound by name, or the environment block, could not be had, and at the end
+// "impersonating <function> <place> change" for what is changed as the user, but for the start of a monitor,
+// "session failed" where a function that is bound by name could not be had, and at the end
 // "calls <number> changes <number> made <number>".
 void SubjectRun::WriteNotes() {
   for (const auto& [what, call] : owned_) {

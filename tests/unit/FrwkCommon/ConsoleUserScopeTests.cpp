@@ -145,18 +145,44 @@ TEST_CASE("a start that finds nobody leaves nothing to end") {
   CHECK_LINES(belongings.Left(), {});
 }
 
-TEST_CASE("a start that fails for the environment leaves the thread acting as the user, also after the scope") {
+TEST_CASE("a start that fails for the environment ends what it has begun: the thread is itself at once") {
   const Belongings belongings;
   const ConsoleMachine machine;
   const AnswerEntry create{"CreateEnvironmentBlock", [](void**, HANDLE, BOOL) -> BOOL { return FALSE; }};
+  bool impersonating = true;
+  unsigned reverted = 0;
   {
+    const CountCalls reverts{"RevertToSelf"};
     ConsoleUserScope user;
     CHECK_FALSE(user.Start());
+    impersonating = IsImpersonating();
     CHECK(TokenKind(user.Token()) == "primary");
+    CHECK(user.End());
+    reverted = reverts.Calls();
   }
-  const bool impersonating = IsImpersonating();
   StopImpersonating();
-  CHECK(impersonating);
+  CHECK_FALSE(impersonating);
+  CHECK(reverted == 1);
+  CHECK_LINES(belongings.Left(), {});
+}
+
+TEST_CASE(
+    "where the library of the environment cannot be loaded beforehand nothing is started, and it is not tried as the "
+    "user") {
+  const Belongings belongings;
+  const ConsoleMachine machine;
+  TestSupport::Lines events;
+  {
+    const Order order;
+    const TestSupport::FailCall load{"LoadLibraryW", 1, ERROR_NOT_ENOUGH_MEMORY};
+    ConsoleUserScope user;
+    CHECK_FALSE(user.Start());
+    CHECK(load.Failed() == 1);
+    events = order.events;
+  }
+  CHECK_LINES(events, {});
+  CHECK(machine.SessionsAsked() == 0);
+  CHECK_FALSE(IsImpersonating());
   CHECK_LINES(belongings.Left(), {});
 }
 

@@ -147,6 +147,42 @@ TEST_CASE("a user who cannot be had does not stop the switch: the clients are sw
   CHECK(world.monitors.Starts().empty());
 }
 
+TEST_CASE("without an environment block the program switches as itself, and the thread is itself in the end") {
+  for (const bool enable : {true, false}) {
+    SwitchWorld world;
+    world.machine.SetFlags(0, 0, 0);
+    MakeKey(MachineKey64(SwitchedMachine::kAddinKey), {{L"LoadBehavior", 3}});
+    world.session.createBlockError = ERROR_ACCESS_DENIED;
+    Lines asUser;
+    Lines asItself;
+    const auto note = [&](const char* function) {
+      (ConsoleSession::ThreadActsAsUser() ? asUser : asItself).emplace_back(function);
+    };
+    Lines log;
+    {
+      ImportRedirection folder("CreateDirectoryW", [&](LPCWSTR path, LPSECURITY_ATTRIBUTES attributes) -> BOOL {
+        note("CreateDirectoryW");
+        return folder.Original<decltype(&::CreateDirectoryW)>()(path, attributes);
+      });
+      ImportRedirection value(
+          "RegSetValueExW",
+          [&](HKEY key, LPCWSTR name, DWORD zero, DWORD type, const BYTE* data, DWORD size) -> LSTATUS {
+            note("RegSetValueExW");
+            return value.Original<decltype(&::RegSetValueExW)>()(key, name, zero, type, data, size);
+          });
+      log = world.Switch(enable);
+    }
+    const bool actsAsUser = ConsoleSession::ThreadActsAsUser();
+    CHECK_LINES(LinesWith(log, "StartImpersonate"),
+                (Error("Fail on Frwk::WindowStation::StartImpersonateLoggedOnCurrentUser()")));
+    CHECK_LINES(asUser, {});
+    CHECK_FALSE(asItself.empty());
+    CHECK_FALSE(actsAsUser);
+    CHECK(world.monitors.Starts().empty());
+    CHECK_LINES(world.session.NotGivenBack(), {});
+  }
+}
+
 TEST_CASE("the session is told as it is, however large") {
   SwitchWorld world;
   world.machine.SetFlags(0, 0, 0);

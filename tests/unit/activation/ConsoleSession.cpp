@@ -162,6 +162,9 @@ ConsoleSession::ConsoleSession()
       loadLibrary_("LoadLibraryW",
                    [this](LPCWSTR path) -> HMODULE {
                      if (missingLibraries.count(path) != 0) {
+                       if (ThreadActsAsUser()) {
+                         loadedAsUser_.push_back(ToUtf8(path));
+                       }
                        ::SetLastError(ERROR_MOD_NOT_FOUND);
                        return nullptr;
                      }

@@ -47,7 +47,7 @@ class ConsoleSession {
   const Lines& Calls() const { return calls_; }
   // Tokens, processes, environment blocks, profiles and libraries that are still held.
   Lines NotGivenBack() const;
-  // Libraries that the product first loaded while the thread acted as the user.
+  // Libraries that the product first loaded, or looked for in vain, while the thread acted as the user.
   const Lines& LoadedAsUser() const { return loadedAsUser_; }
   static bool ThreadActsAsUser();
   // For a caller that keeps it: "token", or "" for no handle that was given out.

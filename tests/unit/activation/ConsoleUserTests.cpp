@@ -163,40 +163,45 @@ TEST_CASE("no identifier for a token that is none") {
   for (const HANDLE token : {HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {
     ConsoleSession session;
     session.tokenAnswer = token;
-    CheckStartFails(session, {"WTSGetActiveConsoleSessionId", "WTSQueryUserToken 7"});
+    Lines calls = {"WTSGetActiveConsoleSessionId", "WTSQueryUserToken 7"};
+    if (token != nullptr) {
+      calls.emplace_back("RevertToSelf");  // a token was given, so something may have begun
+    }
+    CheckStartFails(session, calls);
   }
 }
 
 TEST_CASE("no identifier where the thread may not act as the user") {
   ConsoleSession session;
   session.impersonateError = ERROR_ACCESS_DENIED;
-  CheckStartFails(session, {"WTSGetActiveConsoleSessionId", "WTSQueryUserToken 7", "ImpersonateLoggedOnUser token"});
+  CheckStartFails(session, {"WTSGetActiveConsoleSessionId", "WTSQueryUserToken 7", "ImpersonateLoggedOnUser token",
+                            "RevertToSelf"});
 }
 
-TEST_CASE("a failed environment block leaves the thread acting as the user, with the rest given back") {
+TEST_CASE("after a failed environment block the thread is itself again, with the rest given back") {
   struct Case {
     DWORD error;
     std::set<std::string> missingEntries;
-    std::set<std::wstring> missingLibraries;
     bool asked;
   };
-  for (const Case& failing : {Case{ERROR_ACCESS_DENIED, {}, {}, true}, Case{0, {"CreateEnvironmentBlock"}, {}, false},
-                              Case{0, {}, {L"userenv.dll"}, false}}) {
+  for (const Case& failing : {Case{ERROR_ACCESS_DENIED, {}, true}, Case{0, {"CreateEnvironmentBlock"}, false}}) {
     ConsoleSession session;
     session.createBlockError = failing.error;
     session.missingEntries = failing.missingEntries;
-    session.missingLibraries = failing.missingLibraries;
-    const Answered answered = Ask(session);
-    CHECK(answered.sid.empty());
-    CHECK_LINES(answered.log, {kStartFailed});
     Lines calls = {"WTSGetActiveConsoleSessionId", "WTSQueryUserToken 7", "ImpersonateLoggedOnUser token"};
     if (failing.asked) {
       calls.emplace_back("CreateEnvironmentBlock token");
     }
-    CHECK_LINES(answered.calls, (calls));
-    CHECK_LINES(answered.notGivenBack, {});
-    CHECK(answered.actsAsUser);
+    calls.emplace_back("RevertToSelf");
+    CheckStartFails(session, calls);
   }
+}
+
+TEST_CASE("no identifier without the library of the environment block, which is not looked for as the user") {
+  ConsoleSession session;
+  session.missingLibraries = {L"userenv.dll"};
+  CheckStartFails(session, {});
+  CHECK_LINES(session.LoadedAsUser(), {});
 }
 
 TEST_CASE("an identity that cannot be left again is told, and the identifier is given all the same") {

@@ -99,39 +99,45 @@ TEST_CASE("a monitor that is not on the disk cannot be started") {
 }
 
 TEST_CASE("where there is no user to start a monitor for, nothing is started, nothing is said and nothing is wrong") {
-  const auto check = [](ConsoleSession& session, bool actsAsUser) {
+  const auto check = [](ConsoleSession& session) {
     const MonitorStarts starts(session);
     const Launched launched = Launch(session, starts, L"C:\\X");
     CHECK(launched.result);
     CHECK_LINES(launched.starts, {});
     CHECK_LINES(launched.log, {});
     CHECK_LINES(launched.notGivenBack, {});
-    CHECK(launched.actsAsUser == actsAsUser);
+    CHECK_FALSE(launched.actsAsUser);
+    CHECK_LINES(session.LoadedAsUser(), {});
   };
   SUBCASE("no session can be asked for") {
     ConsoleSession session;
     session.missingEntries = {"WTSGetActiveConsoleSessionId"};
-    check(session, false);
+    check(session);
   }
   SUBCASE("neither a token nor a shell") {
     ConsoleSession session;
     session.tokenError = ERROR_NO_TOKEN;
-    check(session, false);
+    check(session);
   }
   SUBCASE("a token that is none") {
     ConsoleSession session;
     session.tokenAnswer = INVALID_HANDLE_VALUE;
-    check(session, false);
+    check(session);
   }
   SUBCASE("an identity that may not be taken") {
     ConsoleSession session;
     session.impersonateError = ERROR_ACCESS_DENIED;
-    check(session, false);
+    check(session);
   }
-  SUBCASE("an environment block that cannot be had: the thread goes on as the user") {
+  SUBCASE("an environment block that cannot be had: the thread is itself again") {
     ConsoleSession session;
     session.createBlockError = ERROR_ACCESS_DENIED;
-    check(session, true);
+    check(session);
+  }
+  SUBCASE("no library for the environment block") {
+    ConsoleSession session;
+    session.missingLibraries = {L"userenv.dll"};
+    check(session);
   }
 }
 

@@ -117,16 +117,18 @@ TEST_CASE("no profile where the thread may not act as the user") {
 }
 
 TEST_CASE("no profile without an environment block, and the thread is itself again") {
-  for (const bool libraryThere : {true, false}) {
-    ConsoleSession session;
-    session.createBlockError = ERROR_ACCESS_DENIED;
-    if (!libraryThere) {
-      session.missingLibraries = {L"userenv.dll"};
-    }
-    CheckNotLoaded(session, "token", "RevertToSelf");
-    CHECK(LinesWith(session.Calls(), "GetUserNameW").empty());
-    CHECK(LinesWith(session.Calls(), "LoadUserProfileW").empty());
-  }
+  ConsoleSession session;
+  session.createBlockError = ERROR_ACCESS_DENIED;
+  CheckNotLoaded(session, "token", "RevertToSelf");
+  CHECK(LinesWith(session.Calls(), "GetUserNameW").empty());
+  CHECK(LinesWith(session.Calls(), "LoadUserProfileW").empty());
+}
+
+TEST_CASE("no profile without the library of both, which is not looked for as the user") {
+  ConsoleSession session;
+  session.missingLibraries = {L"userenv.dll"};
+  CheckNotLoaded(session, "token", "WTSQueryUserToken 3");
+  CHECK_LINES(session.LoadedAsUser(), {});
 }
 
 TEST_CASE("no profile for a user without a name") {

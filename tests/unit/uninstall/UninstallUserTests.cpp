@@ -98,6 +98,32 @@ TEST_CASE("no user at the console: the flag is 0, nothing is given back, and the
   CHECK(LinesWith(calls, "UnloadUserProfile").empty());
 }
 
+TEST_CASE(
+    "no environment block: the flag is 0, everything is removed by the program itself, and the thread is itself") {
+  const UninstallWorld world;
+  world.RegisterAll();
+  Lines log;
+  bool actsAsUser = true;
+  unsigned asUser = 0;
+  unsigned asItself = 0;
+  {
+    ConsoleSession session;
+    session.createBlockError = ERROR_ACCESS_DENIED;
+    ImportRedirection remove("RemoveDirectoryW", [&](LPCWSTR path) -> BOOL {
+      ++(ConsoleSession::ThreadActsAsUser() ? asUser : asItself);
+      return remove.Original<decltype(&::RemoveDirectoryW)>()(path);
+    });
+    log = Uninstall();
+    actsAsUser = ConsoleSession::ThreadActsAsUser();
+  }
+  CHECK(log.front() == kMode + std::string("0"));
+  CHECK_LINES(LinesWith(log, "StartImpersonate"),
+              {"LOG_ERROR: Fail on Frwk::WindowStation::StartImpersonateLoggedOnCurrentUser()"});
+  CHECK_FALSE(actsAsUser);
+  CHECK(asUser == 0);
+  CHECK(asItself > 0);
+}
+
 TEST_CASE("no session at the console: the switch fails, is warned of, and everything else is removed") {
   const UninstallWorld world;
   world.RegisterAll();
