@@ -1,9 +1,12 @@
 # vela_test(<name> SOURCES <file>... [LIBRARIES <target>...] [LABELS <label>...] [CODEPAGE <1252|932>...]
-#           [SECONDS <limit>] [ENVIRONMENT <variable=value>...] [ARGUMENTS <argument>...])
+#           [SECONDS <limit>] [PROCESSORS <number>] [ENVIRONMENT <variable=value>...] [ARGUMENTS <argument>...])
 #
 # One doctest program, <build>/tests/<name>.exe, and one CTest test for each code page (1252 where none is given; the
 # test of another one is called <name>.cp<number>). The names say where the sources lie: unit.OrCommon,
 # scenarios.install. The first part of the name is always a label of the test.
+#
+# A program has one processor (run_in_prefix.sh tells why). PROCESSORS is for what goes wrong only where two programs
+# really run at the same moment.
 #
 # Cross builds run each program under Wine in a prefix of its own, made from the template that the CTest fixture
 # `wine_prefix` keeps ready. A native build runs it as it is, and the program itself refuses (tests/support/TestMain.cpp).
@@ -57,12 +60,15 @@ function(vela_compile_quickly name)
 endfunction()
 
 function(vela_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "SECONDS" "SOURCES;LIBRARIES;LABELS;CODEPAGE;ENVIRONMENT;ARGUMENTS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "SECONDS;PROCESSORS" "SOURCES;LIBRARIES;LABELS;CODEPAGE;ENVIRONMENT;ARGUMENTS")
   if(arg_UNPARSED_ARGUMENTS OR NOT arg_SOURCES)
     message(FATAL_ERROR "vela_test(${name}): no SOURCES, or unknown arguments: ${arg_UNPARSED_ARGUMENTS}")
   endif()
   if(NOT arg_SECONDS)
     set(arg_SECONDS 300)
+  endif()
+  if(arg_PROCESSORS)
+    list(APPEND arg_ENVIRONMENT "VELA_TEST_PROCESSORS=${arg_PROCESSORS}")
   endif()
   if(NOT arg_CODEPAGE)
     set(arg_CODEPAGE 1252)
@@ -81,5 +87,8 @@ function(vela_test name)
     endif()
     vela_prefix_test(${_test} ${arg_SECONDS} ${_codepage} "${_area};${arg_LABELS}" "${arg_ENVIRONMENT}"
       "$<TARGET_FILE:${name}>" ${arg_ARGUMENTS})
+    if(arg_PROCESSORS)
+      set_tests_properties(${_test} PROPERTIES PROCESSORS ${arg_PROCESSORS})
+    endif()
   endforeach()
 endfunction()

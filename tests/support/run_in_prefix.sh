@@ -9,6 +9,7 @@
 #                      the folder where it lies compiled (make_locale.sh)
 #   VELA_TEST_RIGHTS   "ordinary": where this is root, the programs run without root's right to pass over the modes of
 #                      files, so that they meet what an ordinary user meets
+#   VELA_TEST_PROCESSORS  how many processors the run has (default 1); fewer where the machine has fewer
 #   VELA_TEST_COUNTS   folder below which each run of a coverage build leaves its line counts, in a folder of its own
 #   VELA_TEST_KEEP     not empty: the copy is kept and its place printed
 #   VELA_TEST_MESSAGES  not empty: folder that gets the run log and the traces of the run (see docs/testing.md)
@@ -59,19 +60,20 @@ for left in "$runs"/*; do
   fi
 done
 
-# Each run has one processor. Wine hands every request to its server and back, and where the two have a processor each,
-# they spend most of the time waking one another. The folder's name tells which it is: the next run takes another one.
-processor=$(
+# Each run has one processor, unless it asks for more. Wine hands every request to its server and back, and where the two
+# have a processor each, they spend most of the time waking one another. The folder's name tells which it is: the next run
+# takes another one.
+mapfile -t processors < <(
   IFS=, read -ra ranges <<<"$(taskset -cp $$ 2>/dev/null | sed 's/.*: //')"
   for range in "${ranges[@]}"; do
     for ((number = ${range%-*}; number <= ${range#*-}; number++)); do
       echo "$(compgen -G "$runs/*.on$number.*" | wc -l) $number"
     done
-  done | sort -n | sed -n '1s/.* //p'
+  done | sort -n | sed -n "1,${VELA_TEST_PROCESSORS:-1}s/.* //p"
 )
-run=$(mktemp -d "$runs/$$.on${processor:-any}.XXXXXX") || exit 125
-if [[ -n $processor ]]; then
-  taskset -cp "$processor" $$ >/dev/null
+run=$(mktemp -d "$runs/$$$(printf '.on%s' "${processors[@]:-any}").XXXXXX") || exit 125
+if ((${#processors[@]} > 0)); then
+  taskset -cp "$(IFS=, && echo "${processors[*]}")" $$ >/dev/null
 fi
 export WINEPREFIX=$run/prefix
 pid=

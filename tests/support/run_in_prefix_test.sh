@@ -66,13 +66,17 @@ wait "$pid"
 check "a run that is told to end says so" 143 $?
 check "and removes its folder" 0 "$(folders_of "$pid")"
 
-"$runner" "$template" "$fixtures/Sleeper.exe" VelaRunnerTest 100 >"$work/out" 2>&1 &
+VELA_TEST_PROCESSORS=2 "$runner" "$template" "$fixtures/Sleeper.exe" VelaRunnerTest 100 >"$work/out" 2>&1 &
 pid=$!
 for ((i = 0; i < 100; ++i)); do
   [[ -f $(echo "$template.runs/$pid."*/output) ]] && break
   sleep 0.1
 done
 sleep 1
+wanted=$(($(nproc) < 2 ? 1 : 2))
+check "a run that asks for two processors has as many as there are" "$wanted" \
+  "$(taskset -cp "$pid" | sed 's/.*: //; s/-/ /; s/,/ /' | wc -w)"
+check "and its folder names them" "$wanted" "$(echo "$template.runs/$pid."* | grep -o '\.on[0-9]' | wc -l)"
 kill -KILL "$pid"
 wait "$pid" 2>/dev/null
 check "a run that is killed leaves its folder" 1 "$(folders_of "$pid")"

@@ -1,0 +1,85 @@
+// A source whose files are all read-only, as on a disc: what was copied from it is read-only, and is replaced all the
+// same.
+#include <doctest/doctest.h>
+
+#include <windows.h>
+
+#include <string>
+
+#include "tests/scenarios/ExpectedUpgrade.h"
+#include "tests/scenarios/StagedTrees.h"
+#include "tests/support/FileSnapshot.h"
+#include "tests/support/TestFiles.h"
+
+using namespace Expected;
+using TestSupport::Exists;
+using TestSupport::FileContent;
+using TestSupport::LinesWith;
+using TestSupport::Outcome;
+
+namespace {
+
+const std::wstring kSource = World::kSource;
+
+void MakeSourceReadOnly() {
+  for (const std::wstring& file : FilesInCopyOrder(kSource)) {
+    ::SetFileAttributesW((kSource + file).c_str(), FILE_ATTRIBUTE_READONLY);
+  }
+}
+
+void WriteReadOnly(const std::wstring& path, const std::string& content) {
+  ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+  TestSupport::WriteTestFile(path, content);
+  ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_READONLY);
+}
+
+bool RefusesToBeMadeAnew(const std::wstring& path) {
+  const HANDLE file =
+      ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  const bool refused = file == INVALID_HANDLE_VALUE && ::GetLastError() == ERROR_ACCESS_DENIED;
+  ::CloseHandle(file);
+  return refused;
+}
+
+TEST_CASE("an upgrade replaces what was copied from a disc") {
+  World world;
+  world.WithSampleSource();
+  MakeSourceReadOnly();
+  const std::wstring pattern = L"VELA\\VELA_OL\\vela.ptn";
+  const std::wstring settings = L"VELA\\VELA_OL\\VELA_OL.ini";
+  world.Run(L"-p", World::kSource, World::kDestination);
+  REQUIRE(RefusesToBeMadeAnew(kBase + pattern));
+  WriteReadOnly(kSource + L"\\Common\\win32\\vela.ptn", "newer pattern");
+  WriteReadOnly(kSource + L"\\Resource\\common\\VELA_OL.ini", "newer settings");
+
+  const Outcome outcome = world.Run(L"-p", World::kSource, World::kDestination);
+
+  CHECK(outcome.exitCode == 1);
+  CHECK_LINES(outcome.log, (Joined({UpgradeBegins(), FilesUpgraded(OutlookExpress::kLeftOut), UpgradeReturned(),
+                                    Notified(), UpgradeEnds(1)})));
+  CHECK(FileContent(kBase + pattern) == "newer pattern");
+  CHECK(FileContent(kBase + settings) == "newer settings");
+  for (const std::wstring& file : {pattern, settings}) {
+    CHECK((::GetFileAttributesW((kBase + file).c_str()) & FILE_ATTRIBUTE_READONLY) != 0);
+  }
+  CHECK_LINES(outcome.pending, {});
+}
+
+TEST_CASE("a copy that waits for the restart and is read-only is replaced by a newer one") {
+  World world;
+  world.WithSampleSource();
+  MakeSourceReadOnly();
+  world.Run(L"-p", World::kSource, World::kDestination);
+  const std::wstring pattern = kBase + std::wstring(L"VELA\\VELA_OL\\vela.ptn");
+  world.WithOpenFile(pattern, FILE_SHARE_READ);
+  for (const char* const content : {"newer pattern", "the newest pattern"}) {
+    WriteReadOnly(kSource + L"\\Common\\win32\\vela.ptn", content);
+
+    const Outcome outcome = world.Run(L"-p", World::kSource, World::kDestination);
+
+    CHECK_LINES(LinesWith(outcome.log, "failed, err="), {});
+    CHECK(FileContent(pattern + L".tmp_") == content);
+  }
+}
+
+}  // namespace
