@@ -244,6 +244,13 @@ TEST_CASE("without an identity the root itself is never opened, though the level
                                   "make \\log\\ 7"});
 }
 
+TEST_CASE("a root that is missing is not made: it would be open to everyone") {
+  const SwitchedMachine machine;
+  RemoveTree(SwitchedMachine::kData);
+  CHECK_LINES(Build(L"OL"), {"make Orvane Labs\\ 7", "make OL\\ 7", "make Users\\ 7", "make \\log\\ 7"});
+  CHECK_FALSE(Exists(SwitchedMachine::kData));
+}
+
 TEST_CASE("a file in a folder's place stays, and the tree goes on from the root") {
   const SwitchedMachine machine;
   MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
