@@ -1,5 +1,5 @@
-// An installation and an upgrade at the same moment, on two processors: both come to their end, and between them leave
-// what one of them alone would.
+// An installation and an upgrade at the same moment, on two processors, from one source and from two: both come to
+// their end, and every file is a source's from end to end.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -8,6 +8,8 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tests/scenarios/ExpectedLog.h"
 #include "tests/scenarios/StagedTrees.h"
@@ -25,45 +27,51 @@ using TestSupport::ToUtf8;
 
 namespace {
 
-constexpr int kRounds = 6;
+constexpr int kRounds = 8;
 
-const std::wstring kSource = World::kSource;
+const std::wstring kSources[] = {World::kSource, L"C:\\VelaTest\\other"};
 const std::wstring kProduct = std::wstring(kBase) + L"VELA";
 const std::wstring kProgram = std::wstring(World::kProgramFolder) + L"\\VELAutil.exe";
+
+constexpr char kWaiting[] = ".tmp_";
 
 bool EndsIn(const std::string& text, const std::string& end) {
   return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-// Every file of the source is another one than in the round before: longer, and written later.
-void RenewSource(int round) {
-  for (const std::wstring& name : FilesInCopyOrder(kSource)) {
-    const std::wstring path = kSource + name;
-    const DWORD attributes = ::GetFileAttributesW(path.c_str());
-    ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
-    const std::string utf8 = ToUtf8(name);
-    if (!EndsIn(utf8, ".dll") && !EndsIn(utf8, ".exe")) {
-      std::string content;
-      const std::size_t size = (EndsIn(utf8, ".ptn") ? 400000U : 40000U) + static_cast<std::size_t>(round) * 1000U;
+// Every file of the sources is another one than in the round before, and than in the other source: longer, and written
+// later. What is a program stays one, and gets a longer end.
+void RenewSources(int round) {
+  WORD second = 0;
+  for (const std::wstring& source : kSources) {
+    ++second;
+    for (const std::wstring& name : FilesInCopyOrder(source)) {
+      const std::wstring path = source + name;
+      const DWORD attributes = ::GetFileAttributesW(path.c_str());
+      ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+      const std::string text = "round " + std::to_string(round) + " of " + ToUtf8(path) + "\r\n";
+      const bool isProgram = EndsIn(ToUtf8(name), ".dll") || EndsIn(ToUtf8(name), ".exe");
+      std::string content = isProgram ? FileContent(path) : std::string();
+      const std::size_t size = content.size() + (EndsIn(ToUtf8(name), ".ptn") ? 200000U : 20000U);
       while (content.size() < size) {
-        content += "round " + std::to_string(round) + " of " + utf8 + " at " + std::to_string(content.size()) + "\r\n";
+        content += text;
       }
       TestSupport::WriteTestFile(path, content);
+      const HANDLE file = ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+      SYSTEMTIME when = {2020, 1, 0, 1, 0, static_cast<WORD>(round), second, 0};
+      FILETIME written = {};
+      ::SystemTimeToFileTime(&when, &written);
+      CHECK(::SetFileTime(file, nullptr, nullptr, &written));
+      ::CloseHandle(file);
+      ::SetFileAttributesW(path.c_str(), attributes);
     }
-    const HANDLE file = ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-    SYSTEMTIME when = {2020, 1, 0, 1, 0, static_cast<WORD>(round), 0, 0};
-    FILETIME written = {};
-    ::SystemTimeToFileTime(&when, &written);
-    CHECK(::SetFileTime(file, nullptr, nullptr, &written));
-    ::CloseHandle(file);
-    ::SetFileAttributesW(path.c_str(), attributes);
   }
 }
 
 // Where each file of the product comes from. Paths below the product folder.
-std::map<std::wstring, std::wstring> Origins() {
+std::map<std::wstring, std::wstring> Origins(const std::wstring& source) {
   std::map<std::wstring, std::wstring> origins;
-  for (const StagingStep& step : StagingSteps(OutlookExpress::kStaged, kBase)) {
+  for (const StagingStep& step : StagingSteps(OutlookExpress::kStaged, kBase, source)) {
     for (const Tree& tree : step.trees) {
       for (const std::wstring& file : FilesInCopyOrder(tree.from)) {
         origins[(tree.to + file).substr(kProduct.size())] = tree.from + file;
@@ -82,52 +90,74 @@ FILETIME LastWriteOf(const std::wstring& path) {
   return data.ftLastWriteTime;
 }
 
-// What is wrong with the product's files: one that is missing, that is not the source's from end to end, or that nobody
-// asked for; and, where nobody works on them any more, one without its source's time. A copy that waits for the restart
-// is a whole one, too.
-Lines Faults(bool settled = true) {
-  const std::wstring waiting = L".tmp_";
-  std::map<std::wstring, std::wstring> missing = Origins();
-  const auto origins = missing;
+// The copies that wait for the restart.
+std::vector<std::wstring> WaitingCopies() {
+  std::vector<std::wstring> copies;
+  for (const std::wstring& file : FilesInCopyOrder(kProduct)) {
+    if (EndsIn(ToUtf8(file), kWaiting)) {
+      copies.push_back(kProduct + file);
+    }
+  }
+  return copies;
+}
+
+// What is wrong with the product's files: one that is missing, or that is not from end to end that of a source. A copy
+// that waits for the restart is a whole one, too.
+Lines FaultsOfBoth() {
+  const auto installed = Origins(kSources[0]);
+  const auto upgraded = Origins(kSources[1]);
+  std::set<std::wstring> missing;
+  for (const auto& origin : installed) {
+    missing.insert(origin.first);
+  }
   Lines faults;
   for (const std::wstring& file : FilesInCopyOrder(kProduct)) {
     std::wstring name = file;
-    const bool waits = EndsIn(ToUtf8(name), ".tmp_");
-    if (waits) {
-      name.resize(name.size() - waiting.size());
-    } else {
-      missing.erase(name);
+    if (EndsIn(ToUtf8(file), kWaiting)) {
+      name.resize(name.size() - (sizeof kWaiting - 1));
     }
-    const auto origin = origins.find(name);
-    if (origin == origins.end()) {
+    missing.erase(file);
+    const std::string content = FileContent(kProduct + file);
+    if (installed.count(name) == 0) {
       faults.push_back("of nobody: " + ToUtf8(file));
-    } else if (FileContent(kProduct + file) != FileContent(origin->second)) {
+    } else if (content != FileContent(installed.at(name)) && content != FileContent(upgraded.at(name))) {
       faults.push_back("not whole: " + ToUtf8(file));
-    } else if (settled && !waits) {
-      const FILETIME wanted = LastWriteOf(origin->second);
-      const FILETIME found = LastWriteOf(kProduct + file);
-      if (::CompareFileTime(&wanted, &found) != 0) {
-        faults.push_back("another time: " + ToUtf8(file));
-      }
     }
   }
-  for (const auto& [name, origin] : missing) {
-    faults.push_back("missing: " + ToUtf8(name));
+  for (const std::wstring& file : missing) {
+    faults.push_back("missing: " + ToUtf8(file));
   }
   return faults;
 }
 
-// The log from `start` on; not by LogLinesFrom, which wants every line to be whole.
-Lines RawLog(long long start) {
-  const std::string text = FileContent(TestSupport::LogFilePath()).substr(static_cast<std::size_t>(start));
-  Lines lines;
-  std::size_t begin = 0;
-  while (begin < text.size()) {
-    const std::size_t end = std::min(text.find('\n', begin), text.size());
-    std::string line = text.substr(begin, end - begin);
-    line.erase(std::remove(line.begin(), line.end(), '\r'), line.end());
-    lines.push_back(line);
-    begin = end + 1;
+// The same after a run of its own from one source: everything is that source's, its time included.
+Lines FaultsOf(const std::wstring& source) {
+  Lines faults;
+  for (const auto& [name, origin] : Origins(source)) {
+    const FILETIME wanted = LastWriteOf(origin);
+    const FILETIME found = LastWriteOf(kProduct + name);
+    if (::CompareFileTime(&wanted, &found) != 0 || FileContent(kProduct + name) != FileContent(origin)) {
+      faults.push_back("not the source's: " + ToUtf8(name));
+    }
+  }
+  return faults;
+}
+
+// Not by LogLinesFrom, which wants every line to be whole.
+std::string RawLog() {
+  const std::wstring path = TestSupport::LogFilePath();
+  return TestSupport::Exists(path) ? FileContent(path) : std::string();
+}
+
+// Numbers are all the same here: the time in a closing line is always another one.
+Lines LinesOf(const std::string& text) {
+  Lines lines(1);
+  for (const char character : text) {
+    if (character == '\n') {
+      lines.emplace_back();
+    } else if (character != '\r') {
+      lines.back() += character >= '0' && character <= '9' ? '0' : character;
+    }
   }
   return lines;
 }
@@ -137,20 +167,15 @@ class KnownLines {
  public:
   void Learn(const Lines& log) {
     for (const std::string& line : log) {
-      const std::size_t end = line.find(kClosing);
-      if (end != std::string::npos) {
-        endings_.insert(line.substr(end));
-        continue;
-      }
       lines_.insert(line);
       const std::string copied = "LOG_INFO : CopyFile(";
       const std::size_t comma = line.find(", ");
       if (line.compare(0, copied.size(), copied) == 0 && comma != std::string::npos) {
         const std::string from = line.substr(copied.size(), comma - copied.size());
         const std::string to = line.substr(comma + 2, line.rfind(')') - comma - 2);
-        lines_.insert("LOG_ERROR: ::CopyFile() failed: err(32), src(" + from + "), dst(" + to + ")");
+        lines_.insert("LOG_ERROR: ::CopyFile() failed: err(00), src(" + from + "), dst(" + to + ")");
         lines_.insert("LOG_INFO : RebootMove('" + from + "', '" + to + "') succeeded");
-        lines_.insert("LOG_ERROR: CoreAgentUtility::File::copyFileEx(" + from + "," + to + ".tmp_) failed, err=32");
+        lines_.insert("LOG_ERROR: CoreAgentUtility::File::copyFileEx(" + from + "," + to + ".tmp_) failed, err=00");
       }
     }
     for (const char* const client : {"OL", "OE", "WLM"}) {
@@ -158,65 +183,69 @@ class KnownLines {
     }
   }
 
-  enum class Kind { kWhole, kEnd, kUnknown };
-  // The closing line has no line break of its own: the other program goes on behind it.
-  Kind KindOf(std::string line) const {
-    const std::size_t end = line.find(kClosing);
-    if (end != std::string::npos) {
-      const bool known = std::any_of(endings_.begin(), endings_.end(), [&](const std::string& ending) {
-        if (line.compare(end, ending.size(), ending) != 0) {
-          return false;
-        }
-        line.erase(0, end + ending.size());
-        return true;
+  bool IsWhole(const std::string& line) const { return lines_.count(line) != 0; }
+
+  // What the C runtime leaves where both append at once: a part of one line, then beginnings of others. The closing
+  // line has no line break, so that even a whole one goes on like this.
+  bool IsMadeOfParts(const std::string& line) const {
+    std::vector<bool> reached(line.size() + 1);  // up to here it is explained
+    for (std::size_t end = 0; end <= line.size(); ++end) {
+      reached[end] = std::any_of(lines_.begin(), lines_.end(), [&](const std::string& known) {
+        return known.find(line.substr(0, end)) != std::string::npos;
       });
-      if (!known) {
-        return Kind::kUnknown;
+    }
+    for (std::size_t begin = 1; begin < line.size(); ++begin) {
+      for (const std::string& known : lines_) {
+        for (std::size_t length = 0; reached[begin] && begin + length < line.size() && length < known.size() &&
+                                     line[begin + length] == known[length];
+             ++length) {
+          reached[begin + length + 1] = true;
+        }
       }
     }
-    if (line.empty() || lines_.count(line) != 0) {
-      return Kind::kWhole;
-    }
-    return std::any_of(lines_.begin(), lines_.end(), [&](const std::string& known) { return EndsIn(known, line); })
-               ? Kind::kEnd
-               : Kind::kUnknown;
+    return reached[line.size()];
   }
 
  private:
-  static constexpr char kClosing[] = " VELA END!!! RetrunCode:";
   std::set<std::string> lines_;
-  std::set<std::string> endings_;
 };
 
-ProcessOutcome Alone(const wchar_t* command) {
-  return TestProcess(kProgram, {command, World::kSource, World::kDestination}).Finish(60000);
+TestProcess Started(const wchar_t* command, const std::wstring& source) {
+  return TestProcess(kProgram, {command, source, World::kDestination});
 }
 
 TEST_CASE("an installation and an upgrade at once") {
   World world;
   world.OnWindows(TestSupport::WindowsVersion::kVista).WithSampleSource();
+  TestSupport::CopyTree(kSources[0], kSources[1]);
   KnownLines known;
-  for (const wchar_t* const command : {L"-I", L"-I", L"-p"}) {
-    const long long start = TestSupport::LogFileSize();
-    Alone(command);
-    known.Learn(RawLog(start));
+  const std::pair<const wchar_t*, std::wstring> alone[] = {
+      {L"-I", kSources[0]}, {L"-I", kSources[0]}, {L"-p", kSources[1]}, {L"-p", kSources[0]}};
+  for (const auto& [command, source] : alone) {
+    const std::size_t before = RawLog().size();
+    Started(command, source).Finish(60000);
+    known.Learn(LinesOf(RawLog().substr(before)));
   }
-  REQUIRE(Faults().empty());
+  REQUIRE(FaultsOf(kSources[0]).empty());
 
   unsigned refused = 0;
-  unsigned ends = 0;
+  unsigned broken = 0;
   unsigned lines = 0;
   std::size_t forgotten = 0;
   for (int round = 1; round <= kRounds; ++round) {
     CAPTURE(round);
-    RenewSource(round);
-    if (round % 4 == 1) {
+    RenewSources(round);
+    if (round % 3 == 1) {
       TestSupport::RemoveTree(kProduct);
     }
-    const long long start = TestSupport::LogFileSize();
+    const std::string logBefore = RawLog();
     const bool upgradeFirst = round % 2 == 0;
-    TestProcess first(kProgram, {upgradeFirst ? L"-p" : L"-I", World::kSource, World::kDestination});
-    TestProcess second(kProgram, {upgradeFirst ? L"-I" : L"-p", World::kSource, World::kDestination});
+    const std::wstring& upgradeSource = kSources[round % 4 < 2 ? 0 : 1];
+    const auto start = [&](bool upgrade) {
+      return upgrade ? Started(L"-p", upgradeSource) : Started(L"-I", kSources[0]);
+    };
+    TestProcess first = start(upgradeFirst);
+    TestProcess second = start(!upgradeFirst);
     const ProcessOutcome firstEnd = first.Finish(60000);
     const ProcessOutcome secondEnd = second.Finish(60000);
 
@@ -224,28 +253,33 @@ TEST_CASE("an installation and an upgrade at once") {
     CHECK_FALSE(secondEnd.timedOut);
     CHECK(firstEnd.exitCode == (upgradeFirst ? 1 : 0));
     CHECK(secondEnd.exitCode == (upgradeFirst ? 0 : 1));
-    CHECK_LINES(Faults(false), {});
+    CHECK_LINES(FaultsOfBoth(), {});
     Lines unknown;
-    for (const std::string& line : RawLog(start)) {
-      const KnownLines::Kind kind = known.KindOf(line);
-      if (kind == KnownLines::Kind::kUnknown) {
-        unknown.push_back(line);
+    const std::string log = RawLog();
+    CHECK(log.compare(0, logBefore.size(), logBefore) == 0);
+    for (const std::string& line : LinesOf(log.substr(logBefore.size()))) {
+      if (!known.IsWhole(line)) {
+        ++broken;
+        if (!known.IsMadeOfParts(line)) {
+          unknown.push_back(line);
+        }
       }
-      ends += kind == KnownLines::Kind::kEnd ? 1U : 0U;
-      refused += line.find("err(32)") != std::string::npos ? 1U : 0U;
+      refused += line.find("err(00)") != std::string::npos ? 1U : 0U;
       ++lines;
     }
     CHECK_LINES(unknown, {});
 
     world.CarryOutPendingRenames();
-    for (const std::wstring& file : FilesInCopyOrder(kProduct)) {
-      forgotten += EndsIn(ToUtf8(file), ".tmp_") ? 1U : 0U;
+    CHECK_LINES(FaultsOfBoth(), {});
+    for (const std::wstring& copy : WaitingCopies()) {
+      ++forgotten;
+      ::DeleteFileW(copy.c_str());
     }
-    CHECK(Alone(L"-p").exitCode == 1);
-    CHECK_LINES(Faults(), {});
+    CHECK(Started(L"-p", kSources[0]).Finish(60000).exitCode == 1);
+    CHECK_LINES(FaultsOf(kSources[0]), {});
   }
   MESSAGE("files that the other one had: " << refused << "; copies that no restart takes: " << forgotten
-                                           << "; lines: " << lines << ", of which only the end is left: " << ends);
+                                           << "; lines: " << lines << ", of which are not whole: " << broken);
 }
 
 }  // namespace
