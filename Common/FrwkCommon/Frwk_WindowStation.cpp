@@ -2,6 +2,7 @@
 
 #include "Common/OrCommon/OrComn_AccessControl.h"
 #include "Common/OrCommon/OrComn_DebugLog.h"
+#include "Common/OrCommon/OrComn_Library.h"
 #include "Common/OrCommon/OrComn_TerminalService.h"
 
 namespace Frwk::WindowStation {
@@ -99,7 +100,7 @@ ConsoleUserScope::~ConsoleUserScope() {
 
 bool ConsoleUserScope::Start() {
   End();
-  environmentLibrary_.Reset(::LoadLibraryW(L"userenv.dll"));
+  environmentLibrary_.Reset(::LoadLibraryW(OrCommon::Library::SystemLibrary(L"userenv.dll").c_str()));
   if (!environmentLibrary_) {
     return false;  // there is no environment block without it, and as the user it must not be looked for
   }

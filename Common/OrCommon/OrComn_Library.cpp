@@ -17,20 +17,17 @@ bool CanLimitSearch() noexcept {
 
 }  // namespace
 
-Module LoadSystemLibrary(const wchar_t* name) {
+std::wstring SystemLibrary(const wchar_t* name) {
   if (CanLimitSearch()) {
-    return Module(::LoadLibraryW(name));
+    return name;
   }
   constexpr UINT kCapacity = MAX_PATH;  // characters, terminator included
   wchar_t folder[kCapacity] = {};
   const UINT length = ::GetSystemDirectoryW(folder, kCapacity);
-  if (length >= kCapacity) {
-    ::SetLastError(ERROR_FILENAME_EXCED_RANGE);
-  }
   if (length == 0 || length >= kCapacity) {
-    return Module();
+    return L"?";
   }
-  return Module(::LoadLibraryW((std::wstring(folder, length) + L'\\' + name).c_str()));
+  return std::wstring(folder, length) + L'\\' + name;
 }
 
 FARPROC FindEntryPoint(HMODULE module, const wchar_t* name, DWORD& error) {
@@ -55,7 +52,7 @@ FARPROC FindEntryPoint(HMODULE module, const wchar_t* name, DWORD& error) {
   return address;
 }
 
-EntryPoint::EntryPoint(const wchar_t* library, const wchar_t* name) : library_(LoadSystemLibrary(library)) {
+EntryPoint::EntryPoint(const wchar_t* library, const wchar_t* name) : library_(::LoadLibraryW(SystemLibrary(library).c_str())) {
   if (!library_) {
     error_ = ::GetLastError();
     return;

@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <cstring>
+#include <string>
 
 #include <boost/noncopyable.hpp>
 
@@ -21,11 +22,10 @@ Function FunctionCast(FARPROC address) noexcept {
   return function;
 }
 
-// Loads the system's library `name`; null where it cannot be loaded, with the last-error code set. Windows of an age
-// without SetDefaultDllDirectories looks into the program's own folder and, on Windows 5.2, into the current one before
-// or after the system's: there the library is loaded by its full path. Throws std::bad_alloc where the heap is
-// exhausted.
-Module LoadSystemLibrary(const wchar_t* name);
+// What to hand to LoadLibraryW for the system's library `name`. Windows of an age without SetDefaultDllDirectories looks
+// into the program's own folder before the system's: there it is the full path; "?", which no file is called, where the
+// system folder cannot be named. Throws std::bad_alloc where the heap is exhausted.
+std::wstring SystemLibrary(const wchar_t* name);
 
 // An entry point of a library that stays loaded for as long as this lives.
 class EntryPoint : private boost::noncopyable {

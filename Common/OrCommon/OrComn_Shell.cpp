@@ -8,7 +8,8 @@ namespace OrCommon::Shell {
 namespace {
 
 FARPROC Bind(const wchar_t* library, const wchar_t* name, DWORD& error) {
-  Module module = Library::LoadSystemLibrary(library);
+  const std::wstring file = Library::SystemLibrary(library);
+  Module module(::LoadLibraryW(file.c_str()));
   if (!module) {
     error = ::GetLastError();
     return nullptr;
