@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "Common/OrCommon/OrComn_FileBelow.h"
 #include "Common/OrCommon/OrComn_Handles.h"
 #include "Common/OrCommon/OrComn_Shell.h"
 #include "Common/OrCommon/OrComn_System.h"
@@ -92,6 +93,8 @@ bool DeleteOutlookAddinKeyForAllUsers(const std::wstring& addinKey, const std::w
 }
 
 void DeleteOutlookExtendDat() {
+  // Where the system's own junction "Application Data" leads.
+  constexpr const wchar_t* kJunctionTarget = L"AppData\\Roaming\\Microsoft\\Outlook\\Extend.dat";
   // The newer path on version 6.0 exactly. Later versions take the older one too; that is how it is meant.
   const wchar_t* const cacheFile = OrCommon::System::IsWindowsVersion(OrCommon::System::kWindows60)
                                        ? L"AppData\\Local\\Microsoft\\Outlook\\Extend.dat"
@@ -110,7 +113,7 @@ void DeleteOutlookExtendDat() {
       continue;  // does not fit into a path, so there is no such file
     }
     RunLog::Info() << L"Begin to delete the file: " << path;
-    ::DeleteFileW(path);
+    OrCommon::Storage::File::DeleteFileBelow(profiles, user + L"\\" + cacheFile, user + L"\\" + kJunctionTarget);
   }
 }
 

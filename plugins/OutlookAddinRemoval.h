@@ -14,7 +14,9 @@ bool UnregisterOutlookAddin(const std::wstring& clientFolder);
 bool DeleteOutlookAddinKeyForAllUsers(const std::wstring& addinKey, const std::wstring& parentKey,
                                       const std::wstring& name);
 
-// Deletes every user's "Extend.dat", in which Outlook remembers its extensions, so that it is built anew.
+// Deletes every user's "Extend.dat", in which Outlook remembers its extensions, so that it is built anew. Not behind a
+// link in a user's profile, nor in a profile that is a link itself: the user may have made it, also of the folder of
+// the profile, and it may lead to any file.
 void DeleteOutlookExtendDat();
 
 }  // namespace VELAUtility

@@ -3,7 +3,7 @@
 #include <iterator>
 
 #include "Common/OrCommon/OrComn_File.h"
-#include "Common/OrCommon/OrComn_System.h"
+#include "Common/OrCommon/OrComn_FolderCloser.h"
 #include "cli/RunLog.h"
 #include "install/DataFolder.h"
 #include "settings/MailClients.h"
@@ -13,16 +13,16 @@ namespace VELAUtility {
 
 namespace {
 
-// `path` as the system reads it; as it is where it cannot be read.
-std::wstring FullPath(const std::wstring& path) {
-  std::wstring full(::GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
-  const DWORD length = ::GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
-  if (length == 0 || length >= full.size()) {
-    return path;
-  }
-  full.resize(length);
-  return full;
-}
+namespace AccessControl = OrCommon::AccessControl;
+namespace File = OrCommon::Storage::File;
+
+// The product's folder in the data of all users.
+struct ProductData {
+  const std::wstring commonData = GetCommonDataFolder();
+  const std::wstring folder = ProductFolders::GetBaseFolder(commonData);
+  // Every user may write there.
+  AccessControl::FolderCloser closer{commonData.empty() ? std::wstring() : File::FullPath(folder)};
+};
 
 // Why `folder` must not be deleted; ERROR_SUCCESS where it may be.
 //
@@ -30,24 +30,37 @@ std::wstring FullPath(const std::wstring& path) {
 // there: any user may make that folder where it is missing, and what lies behind a link is not the product's. Where the
 // system cannot name the data of all users, the product's folder there is a path below the current folder, and what
 // lies there is anybody's.
-DWORD RefusalOf(const std::wstring& folder) {
-  const std::wstring commonData = GetCommonDataFolder();
-  const std::wstring productData = ProductFolders::GetBaseFolder(commonData);
-  if (commonData.empty()) {
-    return folder.compare(0, productData.size(), productData) == 0 ? ERROR_PATH_NOT_FOUND : ERROR_SUCCESS;
+DWORD RefusalOf(const std::wstring& folder, const ProductData& data) {
+  if (data.commonData.empty()) {
+    return folder.compare(0, data.folder.size(), data.folder) == 0 ? ERROR_PATH_NOT_FOUND : ERROR_SUCCESS;
   }
-  const std::wstring start = FullPath(folder).substr(0, productData.size());
-  const bool isBehindLink = OrCommon::System::EqualsIgnoringAsciiCase(start, FullPath(productData)) &&
-                            OrCommon::Storage::File::IsLink(productData);
+  const bool isBehindLink =
+      File::IsSameOrBelow(File::FullPath(folder), File::FullPath(data.folder)) && File::IsLink(data.folder);
   return isBehindLink ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
 }
 
-}  // namespace
+// Removes the emptied folder, or has it removed at the next restart. The way to one that is not there is not closed:
+// its name is the product's own, so a deletion that goes elsewhere finds nothing of this name there that is worth
+// anything, and other products need their folder as it is.
+void RemoveFolder(const std::wstring& folder, ProductData& data) {
+  const std::wstring full = File::FullPath(folder);
+  const std::wstring path = File::SystemPath(full);
+  if (::RemoveDirectoryW(path.c_str()) || folder.empty()) {
+    return;
+  }
+  const DWORD error = ::GetLastError();
+  const bool isMissing = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+  if (isMissing || data.closer.Close(full)) {
+    ::MoveFileExW(path.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
+  }
+}
 
-bool DeleteFolderFiles(const std::wstring& folder, int& restartNeeded, DWORD* error) {
-  DWORD code = RefusalOf(folder);
+bool DeleteFolder(const std::wstring& folder, int& restartNeeded, DWORD* error, ProductData& data) {
+  // Until the restart a folder on the way could become a link.
+  const auto closeWay = [&](const std::wstring& path) { return data.closer.Close(path); };
+  DWORD code = RefusalOf(folder, data);
   const bool refused = code != ERROR_SUCCESS;
-  const bool succeeded = !refused && OrCommon::Storage::File::DeleteAllFiles(folder, restartNeeded, &code);
+  const bool succeeded = !refused && File::DeleteAllFiles(folder, restartNeeded, &code, closeWay);
   if (succeeded) {
     RunLog::Info() << L"OrCommon::Storage::File::DeleteAllFiles succeeded, dwRtnValue:" << code;
   } else {
@@ -56,20 +69,27 @@ bool DeleteFolderFiles(const std::wstring& folder, int& restartNeeded, DWORD* er
   if (error != nullptr) {
     *error = code;
   }
-  if (!refused && !::RemoveDirectoryW(folder.c_str()) && !folder.empty()) {
-    ::MoveFileExW(folder.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
+  if (!refused) {
+    RemoveFolder(folder, data);
   }
   return succeeded;
+}
+
+}  // namespace
+
+bool DeleteFolderFiles(const std::wstring& folder, int& restartNeeded, DWORD* error) {
+  ProductData data;
+  return DeleteFolder(folder, restartNeeded, error, data);
 }
 
 void RemoveVELAProgramData() {
   constexpr const wchar_t* kFolders[] = {L"OL", L"OE", L"WLM", L"VELA_common"};
   static_assert(std::size(kFolders) == std::size(kMailClients) + 1, "each client's folder, and the common one");
-  const std::wstring productData = ProductFolders::GetBaseFolder(GetCommonDataFolder());
+  ProductData data;
   for (const wchar_t* const name : kFolders) {
-    const std::wstring folder = productData + name;
+    const std::wstring folder = data.folder + name;
     int restartNeeded = 0;
-    if (!DeleteFolderFiles(folder, restartNeeded, nullptr)) {
+    if (!DeleteFolder(folder, restartNeeded, nullptr, data)) {
       RunLog::Warn() << L"VELAUtility::RemoveVELAProgramData(), Failed to delete folder: " << folder;
     }
   }

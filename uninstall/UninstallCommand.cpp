@@ -5,6 +5,7 @@
 #include <string>
 
 #include "Common/OrCommon/OrComn_Handles.h"
+#include "Common/OrCommon/OrComn_Privileges.h"
 #include "Common/OrCommon/OrComn_TerminalService.h"
 #include "activation/AntiSpamSwitch.h"
 #include "activation/ConsoleUser.h"
@@ -100,6 +101,8 @@ int plugVELA_Uninstall() {
   for (const Removal& removal : kRemovals) {
     Remove(removal, baseFolder);
   }
+  // What users have made in the product's folders may list only themselves.
+  const OrCommon::AccessControl::BackupPrivileges privileges;
   DeleteProductFolder(productFolder);
   RemoveVELAProgramData();
   return 0;

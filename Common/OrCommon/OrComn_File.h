@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -10,6 +11,18 @@ namespace OrCommon::Storage::File {
 
 // "." and "..", which every listing holds and nobody wants.
 bool IsDotEntry(std::wstring_view name) noexcept;
+
+// `path` as the system reads it: whole, with single backslashes and without one at its end (but for a drive's root). As
+// it is where the system cannot read it.
+std::wstring FullPath(const std::wstring& path);
+
+// True where the full path `path` is the full path `folder` or lies below it; ASCII case is ignored.
+bool IsSameOrBelow(const std::wstring& path, const std::wstring& folder);
+
+// The full path `path` as Windows functions want it. That is the path itself, or its long form ("\\?\C:\...",
+// "\\?\UNC\...") where the plain one is too long, or where Windows would read a name in it as another: one that ends in
+// a blank or a dot, or a device's. Any user can give a file such a name. What is no full path is not changed.
+std::wstring SystemPath(const std::wstring& path);
 
 // True where `path` (with or without separators at its end) is a link: a symbolic link, a junction, a mount point or
 // any other reparse point; what it leads to is not looked at. True also where that cannot be told, which who planted a
@@ -24,12 +37,15 @@ bool IsFolder(const std::wstring& path);
 // the user's, and what is kept here must be found in the same place whoever runs the program.
 void GetTemporaryFolder(std::wstring& folder);
 
+// Asked before an entry (a full path) is left to the next restart; false: it is not.
+using MayWait = std::function<bool(const std::wstring& path)>;
+
 // Deletes everything in `folder` but not the folder itself; read-only entries too. What cannot be deleted now is
-// scheduled for the next restart, and `restartNeeded` is set to 1 (never to 0). A link is deleted, not what it leads
-// to; a link in the place of `folder` is left for the caller to remove, and counts as empty. True, and `error` (may be
-// null) 0, where every folder below could be listed; an entry left to the restart does not count as a failure.
-// Otherwise false, and in `error` the code of the last failed listing that no later success replaced;
-// ERROR_BAD_ARGUMENTS for an empty path.
-bool DeleteAllFiles(const std::wstring& folder, int& restartNeeded, DWORD* error);
+// scheduled for the next restart where `mayWait` (may be empty) lets it, and `restartNeeded` is set to 1 (never to 0)
+// in any case. A link is deleted, not what it leads to; a link in the place of `folder` is left for the caller to
+// remove, and counts as empty. True, and `error` (may be null) 0, where every folder below could be listed; an entry
+// left to the restart does not count as a failure. Otherwise false, and in `error` the code of the last failed listing
+// that no later success replaced; ERROR_BAD_ARGUMENTS for an empty path.
+bool DeleteAllFiles(const std::wstring& folder, int& restartNeeded, DWORD* error, const MayWait& mayWait = {});
 
 }  // namespace OrCommon::Storage::File

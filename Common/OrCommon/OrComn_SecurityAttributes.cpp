@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "Common/OrCommon/OrComn_File.h"
+#include "Common/OrCommon/OrComn_FolderWalk.h"
 #include "Common/OrCommon/OrComn_Handles.h"
 
 namespace OrCommon::AccessControl {
@@ -118,28 +119,34 @@ int ApplyFolderAccessRules(const std::wstring& path) {
 }
 
 void ApplySecurityRecursively(const std::wstring& path, SECURITY_DESCRIPTOR* descriptor, ACL* acl) {
-  // Asked again for every folder: what was a folder when it was listed may have been replaced meanwhile.
-  if (Storage::File::IsLink(path)) {
-    return;
-  }
-  if (::SetSecurityDescriptorDacl(descriptor, TRUE, acl, FALSE)) {
-    ::SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, descriptor);
-  }
-  WIN32_FIND_DATAW entry;
-  const FindHandle search(::FindFirstFileW((path + L"\\*.*").c_str(), &entry));
-  for (BOOL more = search ? TRUE : FALSE; more; more = ::FindNextFileW(search.Get(), &entry)) {
-    const DWORD attributes = entry.dwFileAttributes;
-    if (Storage::File::IsDotEntry(entry.cFileName) || (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+  namespace File = Storage::File;
+  File::FolderWalk walk(File::FullPath(path), L"*.*");
+  const auto stamp = [&] {
+    ::SetFileSecurityW(File::SystemPath(walk.Path()).c_str(), DACL_SECURITY_INFORMATION, descriptor);
+  };
+  const auto stampAndEnter = [&] {
+    // Asked again for every folder: what was a folder when it was listed may have been replaced meanwhile.
+    if (File::IsLink(walk.Path())) {
+      return;
+    }
+    if (::SetSecurityDescriptorDacl(descriptor, TRUE, acl, FALSE)) {
+      stamp();
+    }
+    walk.Enter();
+  };
+  for (stampAndEnter(); walk.Next();) {
+    const DWORD attributes = walk.Attributes();
+    if (walk.IsLeaving() || (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
       continue;
     }
-    const std::wstring name = path + L"\\" + entry.cFileName;
     if ((attributes & FILE_ATTRIBUTE_READONLY) != 0) {
-      ::SetFileAttributesW(name.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY));
+      ::SetFileAttributesW(File::SystemPath(walk.Path()).c_str(),
+                           attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY));
     }
     if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
-      ApplySecurityRecursively(name, descriptor, acl);
+      stampAndEnter();
     } else {
-      ::SetFileSecurityW(name.c_str(), DACL_SECURITY_INFORMATION, descriptor);
+      stamp();
     }
   }
 }

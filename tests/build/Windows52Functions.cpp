@@ -8,6 +8,7 @@ namespace {
 constexpr std::string_view kAdvapi32[] = {
     "AddAccessAllowedAce",
     "AddAccessAllowedAceEx",
+    "AdjustTokenPrivileges",
     "AllocateAndInitializeSid",
     "ConvertSidToStringSidW",
     "CopySid",
@@ -24,6 +25,7 @@ constexpr std::string_view kAdvapi32[] = {
     "InitializeSid",
     "IsValidSid",
     "LookupAccountNameW",
+    "LookupPrivilegeValueW",
     "OpenProcessToken",
     "RegCloseKey",
     "RegCreateKeyExW",
@@ -41,7 +43,10 @@ constexpr std::string_view kAdvapi32[] = {
     "RevertToSelf",
     "SetEntriesInAclW",
     "SetFileSecurityW",
+    "SetKernelObjectSecurity",
+    "SetSecurityDescriptorControl",
     "SetSecurityDescriptorDacl",
+    "SetSecurityDescriptorOwner",
 };
 
 constexpr std::string_view kKernel32[] = {
@@ -65,6 +70,7 @@ constexpr std::string_view kKernel32[] = {
     "GetCurrentProcessId",
     "GetCurrentThreadId",
     "GetFileAttributesW",
+    "GetFileInformationByHandle",
     "GetFileTime",
     "GetFullPathNameW",
     "GetLastError",

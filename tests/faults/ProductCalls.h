@@ -8,6 +8,7 @@ namespace Faults {
 // Imported. Held against the product's object files by list_calls.py.
 #define FAULTS_IMPORTED_CALLS(CALL)  \
   CALL(AddAccessAllowedAceEx)        \
+  CALL(AdjustTokenPrivileges)        \
   CALL(AllocateAndInitializeSid)     \
   CALL(CloseHandle)                  \
   CALL(CompareFileTime)              \
@@ -26,9 +27,11 @@ namespace Faults {
   CALL(FindNextFileW)                \
   CALL(FreeLibrary)                  \
   CALL(FreeSid)                      \
+  CALL(GetCurrentProcess)            \
   CALL(GetCurrentProcessId)          \
   CALL(GetCurrentThreadId)           \
   CALL(GetFileAttributesW)           \
+  CALL(GetFileInformationByHandle)   \
   CALL(GetFileTime)                  \
   CALL(GetFullPathNameW)             \
   CALL(GetLastError)                 \
@@ -52,6 +55,7 @@ namespace Faults {
   CALL(LocalAlloc)                   \
   CALL(LocalFree)                    \
   CALL(LookupAccountNameW)           \
+  CALL(LookupPrivilegeValueW)        \
   CALL(MoveFileExW)                  \
   CALL(MultiByteToWideChar)          \
   CALL(OpenProcess)                  \
@@ -82,8 +86,11 @@ namespace Faults {
   CALL(SetFileAttributesW)           \
   CALL(SetFileSecurityW)             \
   CALL(SetFileTime)                  \
+  CALL(SetKernelObjectSecurity)      \
   CALL(SetLastError)                 \
+  CALL(SetSecurityDescriptorControl) \
   CALL(SetSecurityDescriptorDacl)    \
+  CALL(SetSecurityDescriptorOwner)   \
   CALL(Sleep)                        \
   CALL(WaitForSingleObject)          \
   CALL(WideCharToMultiByte)          \
@@ -96,6 +103,7 @@ namespace Faults {
   CALL(DuplicateTokenEx, BOOL, HANDLE, DWORD, void*, int, int, HANDLE*)             \
   CALL(EnumProcessModules, BOOL, HANDLE, HMODULE*, DWORD, DWORD*)                   \
   CALL(EnumProcesses, BOOL, DWORD*, DWORD, DWORD*)                                  \
+  CALL(GetFinalPathNameByHandleW, DWORD, HANDLE, wchar_t*, DWORD, DWORD)            \
   CALL(GetModuleBaseNameW, DWORD, HANDLE, HMODULE, wchar_t*, DWORD)                 \
   CALL(GetNativeSystemInfo, void, SYSTEM_INFO*)                                     \
   CALL(GetUserNameExW, BOOLEAN, int, wchar_t*, ULONG*)                              \
@@ -109,6 +117,7 @@ namespace Faults {
   CALL(SHGetFolderPathW, HRESULT, HWND, int, HANDLE, DWORD, wchar_t*)               \
   CALL(SHGetSpecialFolderPathW, BOOL, HWND, wchar_t*, int, BOOL)                    \
   CALL(SetDefaultDllDirectories, BOOL, DWORD)                                       \
+  CALL(SetFileInformationByHandle, BOOL, HANDLE, int, void*, DWORD)                 \
   CALL(SetProcessMitigationPolicy, BOOL, int, void*, SIZE_T)                        \
   CALL(UnloadUserProfile, BOOL, HANDLE, HANDLE)                                     \
   CALL(WTSGetActiveConsoleSessionId, DWORD, void)                                   \
