@@ -4,6 +4,8 @@
 
 #include <windows.h>
 
+#include <sddl.h>
+
 #include <string>
 
 #include "tests/scenarios/ExpectedRemoval.h"
@@ -134,6 +136,31 @@ TEST_CASE("names of the greatest length") {
   CheckAllGone(world);
 }
 
+// A file that only the long form of its path can name, with its folders.
+void MakeHidden(const std::wstring& path) {
+  for (std::size_t end = path.find(L'\\', 3); end != std::wstring::npos; end = path.find(L'\\', end + 1)) {
+    ::CreateDirectoryW((L"\\\\?\\" + path.substr(0, end)).c_str(), nullptr);
+  }
+  const HANDLE file = ::CreateFileW((L"\\\\?\\" + path).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
+  REQUIRE(file != INVALID_HANDLE_VALUE);
+  ::CloseHandle(file);
+}
+
+TEST_CASE("names and depths that only the long form of a path can tell, as any user can make them") {
+  World world;
+  MakeFolders(world);
+  std::wstring deep = kData + L"WLM\\Users\\log";
+  for (int level = 0; level < 12; ++level) {
+    deep += L"\\" + std::wstring(100, L'd');
+  }
+  MakeHidden(deep + L"\\a.log");
+  for (const wchar_t* const name : {L"nul.txt", L"CON", L"dot.", L"blank ", L"com1 .log", L"...."}) {
+    MakeHidden(kData + L"OL\\Users\\log\\" + name);
+    MakeHidden(kProduct + L"\\VELA_OL\\below\\" + name + L"\\" + name);
+  }
+  CheckAllGone(world);
+}
+
 TEST_CASE("names in any script") {
   // The log tells of no entry by its name, so it holds in every code page.
   World world;
@@ -224,6 +251,42 @@ TEST_CASE("a file in the place of a folder is told of and goes at the restart") 
   CHECK_LINES(outcome.pending, {ToUtf8(kData) + "OE -> "});
   CHECK_FALSE(Exists(kProduct));
   CHECK_FALSE(Exists(kData + L"VELA_common"));
+}
+
+// Whether everyone is named in the access list of a folder.
+bool IsOpenToEveryone(const std::wstring& folder) {
+  std::vector<BYTE> descriptor(4096);
+  DWORD size = 0;
+  REQUIRE(::GetFileSecurityW(folder.c_str(), DACL_SECURITY_INFORMATION, descriptor.data(),
+                             static_cast<DWORD>(descriptor.size()), &size));
+  wchar_t* text = nullptr;
+  REQUIRE(::ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor.data(), SDDL_REVISION_1,
+                                                                 DACL_SECURITY_INFORMATION, &text, nullptr));
+  const bool isOpen = std::wstring(text).find(L";;;WD)") != std::wstring::npos;
+  ::LocalFree(text);
+  return isOpen;
+}
+
+TEST_CASE("the way to what waits for the restart is closed to users, all else stays as open as it was") {
+  World world;
+  MakeFolders(world);
+  const std::wstring log = kData + L"WLM\\Users\\log\\a.log";
+  world.WithFile(kData + L"Another product\\settings.txt").WithFile(kProduct + L"\\VELA_OL\\held.dll");
+  REQUIRE(IsOpenToEveryone(kData));
+  Outcome outcome;
+  {
+    const HeldFiles held(L"r", {log, kProduct + L"\\VELA_OL\\held.dll"});
+    outcome = Uninstall(world);
+  }
+  CHECK(LinesWith(outcome.pending, "a.log").size() == 1);
+  for (const wchar_t* const folder : {L"", L"WLM", L"WLM\\Users", L"WLM\\Users\\log"}) {
+    CHECK_FALSE(IsOpenToEveryone(kData + folder));
+  }
+  CHECK(IsOpenToEveryone(kData + L"Another product"));
+  CHECK(IsOpenToEveryone(kProduct));
+  world.CarryOutPendingRenames();
+  CHECK_FALSE(Exists(kData + L"WLM"));
+  CHECK(Exists(kData + L"Another product\\settings.txt"));
 }
 
 }  // namespace

@@ -175,4 +175,51 @@ TEST_CASE("a destination that is reached by the administrator's own link is empt
   CHECK(Exists(L"C:\\VelaTest\\otherdrive\\Orvane Labs"));
 }
 
+// ---- the users' profiles
+
+// A profile of the test's own, beside those that are there.
+struct Profile {
+  Profile() { Clear(); }
+  Profile(const Profile&) = delete;
+  Profile& operator=(const Profile&) = delete;
+  ~Profile() { Clear(); }
+  static void Clear() { TestSupport::RemoveTree(kFolder); }
+  static constexpr wchar_t kFolder[] = L"C:\\users\\Vela Anna";
+};
+
+constexpr wchar_t kCacheFile[] = L"\\Extend.dat";
+
+TEST_CASE("a link in the place of a profile or of any folder on the way to Outlook's cache is not followed") {
+  const std::wstring folders[] = {L"", L"\\Application Data", L"\\Application Data\\Microsoft",
+                                  L"\\Application Data\\Microsoft\\Outlook"};
+  for (const std::wstring& place : folders) {
+    CAPTURE(ToUtf8(place));
+    World world;
+    const Profile profile;
+    MakeOutside(world);
+    // What lies behind the link under the rest of the way.
+    world.WithFile(kOutside + folders[3].substr(place.size()) + kCacheFile, "precious");
+    if (!place.empty()) {
+      TestSupport::MakeFolder(Profile::kFolder + place.substr(0, place.rfind(L'\\')));
+    }
+    const FolderLink link(Profile::kFolder + place, kOutside);
+    REQUIRE(Exists(Profile::kFolder + folders[3] + kCacheFile));
+
+    const Outcome outcome = Uninstall(world);
+
+    CHECK(LinesWith(outcome.log, "Begin to delete the file: " + ToUtf8(Profile::kFolder + folders[3])).size() == 1);
+  }
+}
+
+TEST_CASE("the system's own junction in a profile is followed") {
+  World world;
+  const Profile profile;
+  const std::wstring roaming = Profile::kFolder + std::wstring(L"\\AppData\\Roaming");
+  const std::wstring cache = roaming + L"\\Microsoft\\Outlook" + kCacheFile;
+  TestSupport::WriteTestFile(cache, "cache");
+  const FolderLink junction(Profile::kFolder + std::wstring(L"\\Application Data"), roaming);
+  CHECK(world.Run(L"-U", World::kSource, kInstalledFolder).exitCode == 0);
+  CHECK_FALSE(Exists(cache));
+}
+
 }  // namespace

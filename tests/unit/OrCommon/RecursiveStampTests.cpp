@@ -5,12 +5,14 @@
 
 #include <string>
 
+#include "Common/OrCommon/OrComn_File.h"
 #include "Common/OrCommon/OrComn_SecurityAttributes.h"
 #include "tests/support/CallFailures.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/ImportRedirection.h"
 #include "tests/support/TextLines.h"
 #include "tests/unit/OrCommon/FolderLink.h"
+#include "tests/unit/OrCommon/PlainPathLimits.h"
 #include "tests/unit/OrCommon/SecurityText.h"
 #include "tests/unit/install/ScratchFolder.h"
 
@@ -257,6 +259,34 @@ TEST_CASE("32 levels are stamped") {
   const TestSupport::Lines events = StampsOf(scratch, scratch.Path());
   CHECK(events.size() == 34);
   CHECK(events.back() == "stamp \\" + TestSupport::ToUtf8(below) + "\\file");
+}
+
+TEST_CASE("what plain paths cannot name is stamped too") {
+  const ScratchFolder scratch(L"stamp");
+  std::wstring deep = scratch.Path();
+  while (deep.size() < 300) {
+    deep += L"\\" + std::wstring(60, L'd');
+    REQUIRE(::CreateDirectoryW((L"\\\\?\\" + deep).c_str(), nullptr));
+  }
+  for (const wchar_t* const name : {L"\\file", L"\\a.", L"\\nul.txt"}) {
+    const HANDLE file = ::CreateFileW((L"\\\\?\\" + deep + name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                      FILE_ATTRIBUTE_READONLY, nullptr);
+    REQUIRE(file != INVALID_HANDLE_VALUE);
+    ::CloseHandle(file);
+  }
+  TestSupport::Lines events;
+  {
+    const OrCommonTests::PlainPathLimits limits;
+    events = StampsOf(scratch, scratch.Path());
+    CHECK(limits.Refused() == 0);
+  }
+  const std::string place = TestSupport::ToUtf8(L"\\\\?\\" + deep);
+  REQUIRE(events.size() > 6);
+  CHECK_LINES((TestSupport::Lines(events.end() - 6, events.end())),
+              {"attributes 32 " + place + "\\a.", "stamp " + place + "\\a.", "attributes 32 " + place + "\\file",
+               "stamp " + place + "\\file", "attributes 32 " + place + "\\nul.txt", "stamp " + place + "\\nul.txt"});
+  int restartNeeded = 0;  // what the test has made is hard to delete
+  CHECK(OrCommon::Storage::File::DeleteAllFiles(scratch.Path(), restartNeeded, nullptr));
 }
 
 }  // namespace

@@ -13,9 +13,13 @@
 #include "Common/OrCommon/OrComn_System.h"
 #include "plugins/OutlookAddinRemoval.h"
 #include "tests/support/CallFailures.h"
+#include "tests/support/LibraryAnswers.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/TestFiles.h"
+#include "tests/unit/OrCommon/FolderLink.h"
 #include "tests/unit/plugins/OwnFiles.h"
 
+using OrCommonTests::FolderLink;
 using TestSupport::CountCalls;
 using TestSupport::FailCall;
 using TestSupport::ImportRedirection;
@@ -125,7 +129,7 @@ TEST_CASE("a cache that cannot be deleted is not reported, and the next user com
   WriteBothCaches(machine.Profiles(), L"bert");
   const LogCapture log;
   {
-    const FailCall erase{"DeleteFileW", 1, ERROR_SHARING_VIOLATION};
+    const FailCall open{"CreateFileW", 1, ERROR_SHARING_VIOLATION};
     VELAUtility::DeleteOutlookExtendDat();
   }
   CHECK_LINES(log.Lines(), {machine.DeleteLine(L"anna"), machine.DeleteLine(L"bert")});
@@ -162,6 +166,60 @@ TEST_CASE("the search for profiles is closed") {
   const CountCalls closes{"FindClose"};
   VELAUtility::DeleteOutlookExtendDat();
   CHECK(closes.Calls() == 1);
+}
+
+// The first so many folders of the way to the cache, the profile's own included.
+std::wstring WayToCache(const Machine& machine, int folders) {
+  const std::wstring way = std::wstring(L"anna\\") + machine.CacheFile();
+  std::size_t end = 0;
+  for (int folder = 0; folder < folders; ++folder) {
+    end = way.find(L'\\', end + 1);
+  }
+  return way.substr(0, end);
+}
+
+// Deletes the caches where one folder on the way is a link that leads to another folder with such a file.
+void CheckLinkNotFollowed(int folder) {
+  CAPTURE(folder);
+  const Machine machine;
+  const std::wstring way = WayToCache(machine, folder);
+  const std::wstring rest = (std::wstring(L"anna\\") + machine.CacheFile()).substr(way.size());
+  const OwnFolder outside(L"C:\\VelaOutside");
+  outside.Write(rest.substr(1), "somebody's");
+  if (folder > 1) {
+    machine.Profiles().MakeFolder(WayToCache(machine, folder - 1));
+  }
+  const FolderLink link(L"C:\\VelaProfiles\\" + way, L"C:\\VelaOutside");
+  const LogCapture log;
+  VELAUtility::DeleteOutlookExtendDat();
+  CHECK_LINES(log.Lines(), {machine.DeleteLine(L"anna")});
+  CHECK(TestSupport::LinesWith(outside.Contents(), "Extend.dat").size() == 1);
+}
+
+TEST_CASE("a link that a user has put anywhere on the way to the cache is not followed, and the line is the same") {
+  const int folders = Machine().IsVersion60() ? 5 : 4;
+  for (int folder = 1; folder <= folders; ++folder) {
+    CheckLinkNotFollowed(folder);
+    const TestSupport::MissingEntry old{"SetFileInformationByHandle"};
+    CheckLinkNotFollowed(folder);
+  }
+}
+
+TEST_CASE("the system's own junction is followed to the folder of the same profile and to no other") {
+  const Machine machine;
+  const wchar_t* const roaming[] = {L"anna\\AppData\\Roaming", L"bert\\AppData\\Roaming"};
+  for (const wchar_t* const folder : roaming) {
+    machine.Profiles().Write(folder + std::wstring(L"\\Microsoft\\Outlook\\Extend.dat"), "cache");
+  }
+  const std::wstring profiles = L"C:\\VelaProfiles\\";
+  const FolderLink own(profiles + L"anna\\Application Data", profiles + roaming[0]);
+  const FolderLink foreign(profiles + L"carl", profiles + L"bert");
+  const FolderLink planted(profiles + L"bert\\Application Data", profiles + roaming[0]);
+  VELAUtility::DeleteOutlookExtendDat();
+  // Version 6.0 looks into the folder itself.
+  const bool stays = machine.IsVersion60();
+  CHECK(TestSupport::Exists(profiles + roaming[0] + L"\\Microsoft\\Outlook\\Extend.dat") == stays);
+  CHECK(TestSupport::Exists(profiles + roaming[1] + L"\\Microsoft\\Outlook\\Extend.dat"));
 }
 
 TEST_SUITE_END();

@@ -285,4 +285,23 @@ TEST_CASE("a link elsewhere on the way to the folder is the administrator's own"
   CHECK(Exists(outside.Folder() + L"\\precious.txt"));
 }
 
+TEST_CASE("a folder with too long a path for plain calls goes by its long one") {
+  const ScratchFolder scratch(L"Removal");
+  std::wstring folder = scratch.Path();
+  while (folder.size() < 300) {
+    folder += L"\\" + std::wstring(60, L'd');
+  }
+  MakeFolder(folder);
+  std::wstring removed;
+  {
+    const ImportRedirection remove{"RemoveDirectoryW", [&](LPCWSTR path) -> BOOL {
+                                     removed = path;
+                                     return remove.Original<decltype(&::RemoveDirectoryW)>()(path);
+                                   }};
+    CHECK(Remove(folder).succeeded);
+  }
+  CHECK(removed == L"\\\\?\\" + folder);
+  CHECK_FALSE(Exists(folder));
+}
+
 }  // namespace

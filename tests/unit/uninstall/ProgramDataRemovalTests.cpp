@@ -183,4 +183,17 @@ TEST_CASE("the common data folder is asked for as it is, and not made") {
   CHECK(create == FALSE);
 }
 
+TEST_CASE("the folder that all of them lie in is closed once for all that waits") {
+  const ProgramData data;
+  const HeldFile first(data.MakeFile(L"OL\\held.log"));
+  const HeldFile second(data.MakeFile(L"WLM\\held.log"));
+  unsigned closed = 0;
+  {
+    const CountCalls closings("SetKernelObjectSecurity");
+    RemoveVELAProgramData();
+    closed = closings.Calls();
+  }
+  CHECK(closed == 3);
+}
+
 }  // namespace

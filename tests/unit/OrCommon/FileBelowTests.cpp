@@ -1,0 +1,263 @@
+// Deleting a file through folders of a user, who may have put links into the way.
+#include <doctest/doctest.h>
+
+#include <windows.h>
+
+#include <cwchar>
+#include <string>
+
+#include "Common/OrCommon/OrComn_FileBelow.h"
+#include "tests/support/CallFailures.h"
+#include "tests/support/LibraryAnswers.h"
+#include "tests/support/TestFiles.h"
+#include "tests/support/TextLines.h"
+#include "tests/unit/OrCommon/FolderLink.h"
+#include "tests/unit/install/ScratchFolder.h"
+
+using OrCommon::Storage::File::DeleteFileBelow;
+using OrCommonTests::FolderLink;
+using TestSupport::AnswerProcAddress;
+using TestSupport::CountCalls;
+using TestSupport::Exists;
+using TestSupport::FailCall;
+using TestSupport::ImportRedirection;
+using TestSupport::MissingEntry;
+using TestSupport::ScratchFolder;
+
+namespace {
+
+constexpr wchar_t kFile[] = L"anna\\Data\\Mail\\cache.dat";
+constexpr wchar_t kAlias[] = L"anna\\Roaming\\Mail\\cache.dat";
+
+struct Profiles {
+  Profiles() {
+    scratch.MakeFolder(L"profiles");
+    for (const wchar_t* const file : {L"cache.dat", L"Mail\\cache.dat", L"Data\\Mail\\cache.dat"}) {
+      scratch.MakeFile(std::wstring(L"outside\\") + file, "precious");
+    }
+  }
+  std::wstring Path(const std::wstring& below = {}) const {
+    return scratch.Path(below.empty() ? L"profiles" : L"profiles\\" + below);
+  }
+  void Make(const std::wstring& file) const { scratch.MakeFile(L"profiles\\" + file, "cache"); }
+  bool Delete() const { return DeleteFileBelow(Path(), kFile, kAlias); }
+  void CheckOutside() const {
+    for (const wchar_t* const file : {L"cache.dat", L"Mail\\cache.dat", L"Data\\Mail\\cache.dat"}) {
+      CHECK(Exists(scratch.Path(std::wstring(L"outside\\") + file)));
+    }
+  }
+
+  ScratchFolder scratch{L"file below"};
+};
+
+// A link in the place of each folder on the way, behind which there is a file of the name.
+template <class Check>
+void ForEachLinkOnTheWay(const Check& check) {
+  for (const wchar_t* const place : {L"anna", L"anna\\Data", L"anna\\Data\\Mail"}) {
+    CAPTURE(TestSupport::ToUtf8(place));
+    const Profiles profiles;
+    const std::wstring folder = place;
+    if (folder.find(L'\\') != std::wstring::npos) {
+      TestSupport::MakeFolder(profiles.Path(folder.substr(0, folder.rfind(L'\\'))));
+    }
+    const FolderLink link(profiles.Path(folder), profiles.scratch.Path(L"outside"));
+    REQUIRE(Exists(profiles.Path(kFile)));
+    check(profiles);
+    profiles.CheckOutside();
+  }
+}
+
+TEST_CASE("a plain file goes, and nothing beside it") {
+  const Profiles profiles;
+  profiles.Make(kFile);
+  profiles.Make(L"anna\\Data\\Mail\\letters");
+  CHECK(profiles.Delete());
+  CHECK_FALSE(Exists(profiles.Path(kFile)));
+  CHECK(Exists(profiles.Path(L"anna\\Data\\Mail\\letters")));
+}
+
+TEST_CASE("where nothing is there nothing is done") {
+  const Profiles profiles;
+  CHECK_FALSE(profiles.Delete());
+}
+
+TEST_CASE("a folder of the name stays") {
+  const Profiles profiles;
+  TestSupport::MakeFolder(profiles.Path(kFile));
+  CHECK_FALSE(profiles.Delete());
+  CHECK(Exists(profiles.Path(kFile)));
+}
+
+TEST_CASE("a link anywhere on the way: nothing is deleted") {
+  ForEachLinkOnTheWay([](const Profiles& profiles) { CHECK_FALSE(profiles.Delete()); });
+}
+
+TEST_CASE("a link to the alias, as the system has one, and to the same place of another user") {
+  const Profiles profiles;
+  profiles.Make(kAlias);
+  profiles.Make(L"bert\\Roaming\\Mail\\cache.dat");
+  TestSupport::MakeFolder(profiles.Path(L"anna"));
+  {
+    const FolderLink foreign(profiles.Path(L"anna\\Data"), profiles.Path(L"bert\\Roaming"));
+    CHECK_FALSE(profiles.Delete());
+    CHECK(Exists(profiles.Path(L"bert\\Roaming\\Mail\\cache.dat")));
+  }
+  const FolderLink own(profiles.Path(L"anna\\Data"), profiles.Path(L"anna\\Roaming"));
+  CHECK(profiles.Delete());
+  CHECK_FALSE(Exists(profiles.Path(kAlias)));
+}
+
+TEST_CASE("the way to the root may lead through a link, and its case is as it is") {
+  const Profiles profiles;
+  profiles.Make(L"Anna\\DATA\\Mail\\Cache.dat");
+  const FolderLink link(profiles.scratch.Path(L"moved"), profiles.Path());
+  CHECK(DeleteFileBelow(profiles.scratch.Path(L"moved"), kFile, kAlias));
+  CHECK_FALSE(Exists(profiles.Path(kFile)));
+}
+
+TEST_CASE("the file is opened to be deleted, shared, and no link in its place is followed") {
+  const Profiles profiles;
+  profiles.Make(kFile);
+  std::wstring opened;
+  DWORD access = 0;
+  DWORD share = 0;
+  DWORD flags = 0;
+  unsigned deletions = 0;
+  {
+    const ImportRedirection open{"CreateFileW",
+                                 [&](LPCWSTR path, DWORD rights, DWORD sharing, LPSECURITY_ATTRIBUTES security,
+                                     DWORD how, DWORD options, HANDLE pattern) -> HANDLE {
+                                   if (opened.empty()) {
+                                     opened = path;
+                                     access = rights;
+                                     share = sharing;
+                                     flags = options;
+                                   }
+                                   return open.Original<decltype(&::CreateFileW)>()(path, rights, sharing, security,
+                                                                                    how, options, pattern);
+                                 }};
+    const CountCalls erase{"DeleteFileW"};
+    CHECK(profiles.Delete());
+    deletions = erase.Calls();
+  }
+  CHECK(opened == profiles.Path(kFile));
+  CHECK(access == (DELETE | FILE_READ_ATTRIBUTES));
+  CHECK(share == (FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE));
+  CHECK(flags == FILE_FLAG_OPEN_REPARSE_POINT);
+  CHECK(deletions == 0);
+}
+
+TEST_CASE("what was opened proves to be a link or a folder: it stays") {
+  for (const DWORD attributes : {DWORD{FILE_ATTRIBUTE_REPARSE_POINT}, DWORD{FILE_ATTRIBUTE_DIRECTORY}}) {
+    const Profiles profiles;
+    profiles.Make(kFile);
+    {
+      const ImportRedirection ask{"GetFileInformationByHandle", [&](HANDLE, BY_HANDLE_FILE_INFORMATION* facts) -> BOOL {
+                                    facts->dwFileAttributes = attributes;
+                                    return TRUE;
+                                  }};
+      CHECK_FALSE(profiles.Delete());
+    }
+    CHECK(Exists(profiles.Path(kFile)));
+  }
+}
+
+// Where the opened files lie, as the system tells it.
+struct Place {
+  static inline const wchar_t* file = L"";
+  static inline const wchar_t* root = L"";
+  static inline unsigned asked = 0;
+  static DWORD WINAPI Answer(HANDLE, LPWSTR path, DWORD capacity, DWORD flags) {
+    CHECK(flags == 0);
+    const wchar_t* const place = ++asked == 1 ? file : root;
+    if (std::wcslen(place) < capacity) {
+      std::wcscpy(path, place);
+    }
+    return static_cast<DWORD>(std::wcslen(place));
+  }
+};
+
+bool DeletedWhere(const wchar_t* file, const wchar_t* root) {
+  const Profiles profiles;
+  profiles.Make(kFile);
+  Place::file = file;
+  Place::root = root;
+  Place::asked = 0;
+  const AnswerProcAddress answer{"GetFinalPathNameByHandleW", &Place::Answer};
+  const bool deleted = profiles.Delete();
+  CHECK(Place::asked == 2);
+  CHECK(Exists(profiles.Path(kFile)) != deleted);
+  return deleted;
+}
+
+TEST_CASE("the place decides by its whole path") {
+  CHECK(DeletedWhere(L"\\\\?\\D:\\p\\anna\\Data\\Mail\\cache.dat", L"\\\\?\\D:\\p"));
+  CHECK(DeletedWhere(L"\\\\?\\D:\\p\\ANNA\\roaming\\mail\\CACHE.DAT", L"\\\\?\\D:\\p"));
+  CHECK_FALSE(DeletedWhere(L"\\\\?\\D:\\q\\anna\\Data\\Mail\\cache.dat", L"\\\\?\\D:\\p"));
+  CHECK_FALSE(DeletedWhere(L"\\\\?\\D:\\p\\anna\\Data\\Mail\\cache.dat2", L"\\\\?\\D:\\p"));
+  CHECK_FALSE(DeletedWhere(L"\\\\?\\D:\\p\\bert\\Data\\Mail\\cache.dat", L"\\\\?\\D:\\p"));
+  CHECK_FALSE(DeletedWhere(L"\\anna\\Data\\Mail\\cache.dat", L""));
+  CHECK_FALSE(DeletedWhere(L"", L"\\\\?\\D:\\p"));
+}
+
+TEST_CASE("calls that fail leave the file, and every handle is closed") {
+  for (const char* const failing : {"CreateFileW", "GetFileInformationByHandle"}) {
+    for (unsigned call = 1; call <= 2; ++call) {
+      CAPTURE(failing);
+      const Profiles profiles;
+      profiles.Make(kFile);
+      bool deleted = true;
+      bool failed = false;
+      {
+        const FailCall fail{failing, call, ERROR_ACCESS_DENIED};
+        deleted = profiles.Delete();
+        failed = fail.Failed() == 1;
+      }
+      CHECK(deleted != failed);
+      CHECK(Exists(profiles.Path(kFile)) == failed);
+    }
+  }
+  const Profiles profiles;
+  profiles.Make(kFile);
+  const CountCalls closes{"CloseHandle"};
+  const unsigned before = closes.Calls();
+  CHECK(profiles.Delete());
+  CHECK(closes.Calls() == before + 2);
+}
+
+// ---- Windows before Vista
+
+template <class Check>
+void OnOldWindows(const Check& check) {
+  for (const char* const function : {"GetFinalPathNameByHandleW", "SetFileInformationByHandle"}) {
+    CAPTURE(function);
+    const MissingEntry missing{function};
+    check();
+  }
+}
+
+TEST_CASE("without the functions for handles a plain file goes all the same") {
+  OnOldWindows([] {
+    const Profiles profiles;
+    profiles.Make(kFile);
+    CHECK(profiles.Delete());
+    CHECK_FALSE(Exists(profiles.Path(kFile)));
+  });
+}
+
+TEST_CASE("and a link anywhere on the way is looked for first, also one to the alias") {
+  OnOldWindows([] {
+    ForEachLinkOnTheWay([](const Profiles& profiles) {
+      const CountCalls erase{"DeleteFileW"};
+      CHECK_FALSE(profiles.Delete());
+      CHECK(erase.Calls() == 0);
+    });
+    const Profiles profiles;
+    profiles.Make(kAlias);
+    const FolderLink own(profiles.Path(L"anna\\Data"), profiles.Path(L"anna\\Roaming"));
+    CHECK_FALSE(profiles.Delete());
+    CHECK(Exists(profiles.Path(kAlias)));
+  });
+}
+
+}  // namespace
