@@ -49,11 +49,13 @@ bool CloseFolder(const std::wstring& folder) {
 }  // namespace
 
 bool FolderCloser::CloseOnce(const std::wstring& folder) {
-  const auto [known, isNew] = closed_.emplace(folder, false);
-  if (isNew) {
-    known->second = CloseFolder(folder);
+  for (const auto& [known, isClosed] : closed_) {
+    if (known == folder) {
+      return isClosed;
+    }
   }
-  return known->second;
+  closed_.emplace_back(folder, CloseFolder(folder));
+  return closed_.back().second;
 }
 
 bool FolderCloser::Close(const std::wstring& path) {

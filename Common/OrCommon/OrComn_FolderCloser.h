@@ -1,8 +1,9 @@
 // Closing folders in which every user may write.
 #pragma once
 
-#include <map>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <boost/noncopyable.hpp>
 
@@ -24,7 +25,7 @@ class FolderCloser : private boost::noncopyable {
   bool CloseOnce(const std::wstring& folder);
 
   const std::wstring root_;
-  std::map<std::wstring, bool> closed_;  // each folder that was tried
+  std::vector<std::pair<std::wstring, bool>> closed_;  // each folder that was tried
 };
 
 }  // namespace OrCommon::AccessControl

@@ -1,6 +1,6 @@
 #include "Common/OrCommon/OrComn_FolderWalk.h"
 
-#include "Common/OrCommon/OrComn_File.h"
+#include "Common/OrCommon/OrComn_Path.h"
 
 namespace OrCommon::Storage::File {
 namespace {

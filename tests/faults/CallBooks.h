@@ -99,7 +99,7 @@ struct OpenFileBook : ResultBook<Owned::kHandle> {
   }
   template <class... Arguments>
   static void Before(SubjectRun& run, const Arguments&... arguments) {
-    if ((At<1>(arguments...) & GENERIC_WRITE) != 0) {
+    if ((At<1>(arguments...) & (GENERIC_WRITE | DELETE | WRITE_DAC)) != 0) {
       run.Changes(At<0>(arguments...));
     }
   }
@@ -153,6 +153,22 @@ struct UnloadProfileBook : NoBook {
   }
 };
 
+// A privilege is known by its number. Who asks for it is told what it was; who puts it back does not ask.
+struct PrivilegeBook : NoBook {
+  static void Before(SubjectRun& run, HANDLE, BOOL, const TOKEN_PRIVILEGES* wanted, DWORD,
+                     const TOKEN_PRIVILEGES* previous, const DWORD*) {
+    if (previous == nullptr) {
+      run.GaveBack(Owned::kPrivilege, wanted->Privileges[0].Luid.LowPart);
+    }
+  }
+  static void After(SubjectRun& run, BOOL done, HANDLE, BOOL, const TOKEN_PRIVILEGES* wanted, DWORD,
+                    const TOKEN_PRIVILEGES* previous, const DWORD*) {
+    if (done && previous != nullptr && previous->PrivilegeCount != 0) {
+      run.Took(Owned::kPrivilege, wanted->Privileges[0].Luid.LowPart);
+    }
+  }
+};
+
 struct InitialiseSectionBook : NoBook {
   static void Before(SubjectRun& run, CRITICAL_SECTION* section) { run.Took(Owned::kSection, AsNumber(section)); }
 };
@@ -196,6 +212,7 @@ FAULTS_BOOK(ImpersonateLoggedOnUser, ActAsUserBook);
 FAULTS_BOOK(RevertToSelf, RevertBook);
 FAULTS_BOOK(InitializeCriticalSection, InitialiseSectionBook);
 FAULTS_BOOK(DeleteCriticalSection, GivingBook<Owned::kSection>);
+FAULTS_BOOK(AdjustTokenPrivileges, PrivilegeBook);
 FAULTS_BOOK(CreateDirectoryW, PathBook<>);
 FAULTS_BOOK(DeleteFileW, PathBook<>);
 FAULTS_BOOK(RemoveDirectoryW, PathBook<>);
@@ -203,6 +220,8 @@ FAULTS_BOOK(SetFileAttributesW, PathBook<>);
 FAULTS_BOOK(SetFileSecurityW, PathBook<>);
 FAULTS_BOOK(SHCreateDirectoryExW, PathBook<1>);
 FAULTS_BOOK(MoveFileExW, MoveBook);
+FAULTS_BOOK(SetFileInformationByHandle, ChangeBook);
+FAULTS_BOOK(SetKernelObjectSecurity, ChangeBook);
 FAULTS_BOOK(WriteFile, ChangeBook);
 FAULTS_BOOK(SetFileTime, ChangeBook);
 FAULTS_BOOK(RegSetValueExW, ChangeBook);

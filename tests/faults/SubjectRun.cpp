@@ -18,8 +18,9 @@ namespace {
 constexpr UINT kOrderedEnd = 0xDEAD;
 constexpr UINT kNotPossible = 0xBAD;
 
-constexpr const char* kOwnedNames[] = {"handle",  "search", "key",    "module",        "environment block",
-                                       "profile", "sid",    "memory", "impersonation", "critical section"};
+constexpr const char* kOwnedNames[] = {"handle",   "search", "key",    "module",        "environment block",
+                                       "profile",  "sid",    "memory", "impersonation", "critical section",
+                                       "privilege"};
 static_assert(sizeof kOwnedNames / sizeof kOwnedNames[0] == static_cast<std::size_t>(Owned::kCount));
 
 std::wstring Variable(const wchar_t* name) {

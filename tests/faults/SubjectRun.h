@@ -37,6 +37,7 @@ enum class Owned {
   kMemory,
   kImpersonation,
   kSection,
+  kPrivilege,
   kCount
 };
 

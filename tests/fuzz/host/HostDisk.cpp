@@ -5,7 +5,9 @@
 
 namespace HostWindows {
 
-std::wstring Plain(const std::wstring& path) {
+std::wstring Plain(const std::wstring& given) {
+  constexpr std::size_t kLongForm = 4;
+  const std::wstring path = given.compare(0, kLongForm, L"\\\\?\\") == 0 ? given.substr(kLongForm) : given;
   std::wstring plain;
   for (const wchar_t character : path) {
     if (character != L'\\' || plain.empty() || plain.back() != L'\\') {
@@ -152,6 +154,15 @@ BOOL FindClose(HANDLE handle) {
   delete static_cast<Search*>(handle);
   --machine.openHandles;
   return TRUE;
+}
+
+DWORD GetFullPathNameW(const wchar_t* path, DWORD capacity, wchar_t* full, wchar_t**) {
+  const std::wstring plain = Plain(path);
+  if (plain.size() >= capacity) {
+    return static_cast<DWORD>(plain.size() + 1);
+  }
+  std::copy_n(plain.c_str(), plain.size() + 1, full);
+  return static_cast<DWORD>(plain.size());
 }
 
 UINT GetWindowsDirectoryW(wchar_t* folder, UINT) {

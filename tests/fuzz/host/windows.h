@@ -178,6 +178,7 @@ BOOL MoveFileExW(const wchar_t* from, const wchar_t* to, DWORD flags);
 HANDLE FindFirstFileW(const wchar_t* pattern, WIN32_FIND_DATAW* entry);
 BOOL FindNextFileW(HANDLE search, WIN32_FIND_DATAW* entry);
 BOOL FindClose(HANDLE search);
+DWORD GetFullPathNameW(const wchar_t* path, DWORD capacity, wchar_t* full, wchar_t** name);
 UINT GetWindowsDirectoryW(wchar_t* folder, UINT capacity);
 
 // ---- access lists: declared for the header that names them; the fuzzed sources only pass them on

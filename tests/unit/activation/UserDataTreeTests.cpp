@@ -188,13 +188,13 @@ TEST_CASE("a tree that is there is opened again with everything below each level
   // From each of the five levels down to the file.
   CHECK(LinesWith(calls, "ol.log").size() == 5);
   REQUIRE(calls.size() == 6 + 5 + 4 + 3 + 2);
-  CHECK(calls.front() == "renew Orvane Labs\\");
+  CHECK(calls.front() == "renew Orvane Labs");
 }
 
 TEST_CASE("without an identity the folder of all users is opened again, and the log lies below it") {
   const SwitchedMachine machine;
   CHECK_LINES(Build(L"OE"), {"make Orvane Labs\\ 7", "make Orvane Labs\\OE\\ 7", "make Orvane Labs\\OE\\Users\\ 7",
-                             "renew Orvane Labs\\OE\\Users\\", "make Orvane Labs\\OE\\Users\\\\log\\ 7"});
+                             "renew Orvane Labs\\OE\\Users", "make Orvane Labs\\OE\\Users\\\\log\\ 7"});
   CHECK_LINES(machine.Data(), {"data\\", "data\\Orvane Labs\\", "data\\Orvane Labs\\OE\\",
                                "data\\Orvane Labs\\OE\\Users\\", "data\\Orvane Labs\\OE\\Users\\log\\"});
 }
@@ -255,8 +255,8 @@ TEST_CASE("a file in a folder's place stays, and the tree goes on from the root"
   const SwitchedMachine machine;
   MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
   WriteTestFile(std::wstring(SwitchedMachine::kData) + L"\\Orvane Labs\\OL", "a file");
-  CHECK_LINES(Build(L"OL"), {"renew Orvane Labs\\", "renew Orvane Labs\\\\OL", "make Orvane Labs\\OL\\ 7",
-                             "make Users\\ 7", "make Users\\{ID} 7", "make Users\\{ID}\\log\\ 7"});
+  CHECK_LINES(Build(L"OL"), {"renew Orvane Labs", "renew Orvane Labs\\OL", "make Orvane Labs\\OL\\ 7", "make Users\\ 7",
+                             "make Users\\{ID} 7", "make Users\\{ID}\\log\\ 7"});
   CHECK_LINES(machine.Data(), {"data\\", "data\\Orvane Labs\\", "data\\Orvane Labs\\OL 6 bytes", "data\\Users\\",
                                "data\\Users\\{ID}\\", "data\\Users\\{ID}\\log\\"});
 }
