@@ -1,0 +1,198 @@
+// Access lists of files and folders, and the privileges that pass over them.
+#include <windows.h>
+
+#include <sddl.h>
+
+#include <iterator>
+
+#include "tests/facts/Asking.h"
+#include "tests/facts/Facts.h"
+#include "tests/support/TestFiles.h"
+
+namespace Facts {
+namespace {
+
+using OrCommon::FileHandle;
+using OrCommon::FindHandle;
+
+constexpr wchar_t kOpenToAll[] = L"D:P(A;OICI;FA;;;WD)";
+// Attributes and the list itself can be read, and the list be changed: so the clean-up gets in again.
+constexpr wchar_t kClosed[] = L"D:P(A;;0x1600A0;;;WD)";
+
+// The entries of a file's or folder's list: "2 own, 1 inherited".
+std::string Entries(const std::wstring& path) {
+  DWORD size = 0;
+  ::GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
+  std::vector<BYTE> descriptor(size);
+  ACL* list = nullptr;
+  BOOL present = FALSE;
+  BOOL defaulted = FALSE;
+  if (!::GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, descriptor.data(), size, &size) ||
+      !::GetSecurityDescriptorDacl(descriptor.data(), &present, &list, &defaulted) || list == nullptr) {
+    return Done(false);
+  }
+  int own = 0;
+  int inherited = 0;
+  for (DWORD index = 0; index < list->AceCount; ++index) {
+    void* entry = nullptr;
+    ::GetAce(list, index, &entry);
+    ++((static_cast<const ACE_HEADER*>(entry)->AceFlags & INHERITED_ACE) != 0 ? inherited : own);
+  }
+  return std::to_string(own) + " own, " + std::to_string(inherited) + " inherited";
+}
+
+// A folder whose one entry is handed down, and a folder made in it with a list of two.
+std::wstring MakeBelow(const wchar_t* list) {
+  const std::wstring parent = NewFolder();
+  SetAccess(parent, kOpenToAll);
+  std::wstring child = parent + L"\\child";
+  const Descriptor descriptor(list);
+  SECURITY_ATTRIBUTES attributes = {sizeof attributes, descriptor.Get(), FALSE};
+  ::CreateDirectoryW(child.c_str(), &attributes);
+  return child;
+}
+
+std::string CreateWithList() {
+  return Entries(MakeBelow(L"D:(A;;FA;;;BA)(A;;FA;;;AU)"));
+}
+
+std::string CreateWithProtectedList() {
+  return Entries(MakeBelow(L"D:P(A;;FA;;;BA)(A;;FA;;;AU)"));
+}
+
+std::string Stamp() {
+  const std::wstring child = MakeBelow(L"D:(A;;FA;;;BA)(A;;FA;;;AU)");
+  SetAccess(child, L"D:(A;;FA;;;WD)(A;;FA;;;BU)");
+  return Entries(child);
+}
+
+std::string StampParent() {
+  const std::wstring child = MakeBelow(L"D:(A;;FA;;;BA)(A;;FA;;;AU)");
+  const std::string before = Entries(child);
+  SetAccess(child.substr(0, child.rfind(L'\\')), L"D:(A;OICI;FA;;;WD)(A;OICI;FA;;;BU)");
+  return Entries(child) == before ? "unchanged" : Entries(child);
+}
+
+// Closes a file or folder as long as it lives. Through a handle that stays open, since a path may lead nowhere then.
+class Closed {
+ public:
+  explicit Closed(const std::wstring& path)
+      : handle_(::CreateFileW(path.c_str(), READ_CONTROL | WRITE_DAC,
+                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                              FILE_FLAG_BACKUP_SEMANTICS, nullptr)) {
+    if (!::SetKernelObjectSecurity(handle_.Get(), DACL_SECURITY_INFORMATION, Descriptor(kClosed).Get())) {
+      throw std::runtime_error("cannot be closed: " + Done(false));
+    }
+  }
+  Closed(const Closed&) = delete;
+  Closed& operator=(const Closed&) = delete;
+  ~Closed() { ::SetKernelObjectSecurity(handle_.Get(), DACL_SECURITY_INFORMATION, Descriptor(kOpenToAll).Get()); }
+
+ private:
+  FileHandle handle_;
+};
+
+std::string ListClosedFolder() {
+  const std::wstring folder = NewFolder();
+  const Closed closed(folder);
+  WIN32_FIND_DATAW found;
+  const FindHandle search(::FindFirstFileW((folder + L"\\*").c_str(), &found));
+  return Done(static_cast<bool>(search));
+}
+
+std::string ListWithBackupPrivilege() {
+  const Privilege backup(SE_BACKUP_NAME);
+  return ListClosedFolder();
+}
+
+// Closed itself, in a folder that does not let its entries be deleted either.
+std::string DeleteClosedFile() {
+  const std::wstring folder = NewFolder();
+  const std::wstring file = folder + L"\\file";
+  TestSupport::WriteTestFile(file, "contents");
+  const Closed closedFile(file);
+  const Closed closedFolder(folder);
+  return Done(::DeleteFileW(file.c_str()));
+}
+
+std::string DeleteWithRestorePrivilege() {
+  const Privilege restore(SE_RESTORE_NAME);
+  return DeleteClosedFile();
+}
+
+std::string RemoveWithRestorePrivilege() {
+  const Privilege restore(SE_RESTORE_NAME);
+  const std::wstring folder = NewFolder();
+  const std::wstring child = folder + L"\\child";
+  ::CreateDirectoryW(child.c_str(), nullptr);
+  const Closed closedChild(child);
+  const Closed closedFolder(folder);
+  return Done(::RemoveDirectoryW(child.c_str()));
+}
+
+std::string WriteAfterClosing() {
+  const std::wstring file = NewFolder() + L"\\file";
+  TestSupport::WriteTestFile(file, "contents");
+  const auto open = [&] {
+    return FileHandle(::CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                    OPEN_EXISTING, 0, nullptr));
+  };
+  const FileHandle early = open();
+  const Closed closed(file);
+  DWORD written = 0;
+  const std::string first = Done(::WriteFile(early.Get(), "x", 1, &written, nullptr));
+  return "early: " + first + ", late: " + Done(static_cast<bool>(open()));
+}
+
+std::string GiveToAdministrators() {
+  const std::wstring folder = NewFolder();
+  return Done(::SetFileSecurityW(folder.c_str(), OWNER_SECURITY_INFORMATION, Descriptor(L"O:BA").Get()));
+}
+
+std::string EnableBackup() {
+  return Code(Privilege(SE_BACKUP_NAME).Error());
+}
+
+std::string EnableRestore() {
+  return Code(Privilege(SE_RESTORE_NAME).Error());
+}
+
+constexpr Fact kFacts[] = {
+    {"A new folder's list is the given one, merged with what it inherits.", CreateWithList, "2 own, 1 inherited",
+     "DACL for a New Object", "2 own, 0 inherited", "2 own, 0 inherited"},
+    {"A protected list of a new folder is merged with nothing.", CreateWithProtectedList, "2 own, 0 inherited",
+     "DACL for a New Object", kAsWindows, kAsWindows},
+    {"SetFileSecurityW with two entries leaves these two alone.", Stamp, "2 own, 0 inherited",
+     "Automatic Propagation of Inheritable ACEs", "3 own, 0 inherited", "3 own, 0 inherited"},
+    {"SetFileSecurityW of a folder changes nothing below it.", StampParent, "unchanged",
+     "Automatic Propagation of Inheritable ACEs", kAsWindows, kAsWindows},
+    {"A folder whose list does not let it be listed refuses FindFirstFileW.", ListClosedFolder, "error 5",
+     "File Access Rights Constants", kAsWindows, kAsWindows},
+    {"A file is not deleted where neither its list nor its folder's allows it.", DeleteClosedFile, "error 5",
+     "DeleteFileW function", kAsWindows, kAsWindows},
+    {"With the backup privilege FindFirstFileW lists a folder whose list does not let it be listed.",
+     ListWithBackupPrivilege, "done", kReliedOn, "error 5", "error 5", Need::kElevation},
+    {"With the restore privilege DeleteFileW deletes a file that neither list allows to be deleted.",
+     DeleteWithRestorePrivilege, "done", kReliedOn, "error 5", "error 5", Need::kElevation},
+    {"With the restore privilege RemoveDirectoryW removes a folder that neither list allows to be removed.",
+     RemoveWithRestorePrivilege, "done", kReliedOn, "error 5", "error 5", Need::kElevation},
+    {"A handle keeps the rights that it was opened with when the list is closed later.", WriteAfterClosing,
+     "early: done, late: error 5", "IRP_MJ_CREATE dispatch routine", kAsWindows, kAsWindows},
+    {"An administrator may give a folder to the administrators without any privilege.", GiveToAdministrators, "done",
+     "SetFileSecurityW function", kAsWindows, kAsWindows, Need::kElevation},
+    {"An ordinary user may not give a folder to the administrators.", GiveToAdministrators, "error 1307",
+     "SetFileSecurityW function", kAsWindows, kAsWindows, Need::kNoElevation},
+    {"An administrator can enable the backup privilege.", EnableBackup, "done", "Privilege Constants", kAsWindows,
+     kAsWindows, Need::kElevation},
+    {"An administrator can enable the restore privilege.", EnableRestore, "done", "Privilege Constants", kAsWindows,
+     kAsWindows, Need::kElevation},
+    {"To an ordinary user AdjustTokenPrivileges answers that not all was assigned.", EnableRestore, "error 1300",
+     "AdjustTokenPrivileges function", kAsWindows, kAsWindows, Need::kNoElevation},
+};
+static_assert(AreSound(kFacts));
+
+}  // namespace
+
+const Group kAccessFacts = {"Access lists", kFacts, std::size(kFacts)};
+
+}  // namespace Facts

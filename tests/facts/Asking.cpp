@@ -1,0 +1,190 @@
+#include "tests/facts/Asking.h"
+
+#include <sddl.h>
+
+#include "tests/support/TestFiles.h"
+#include "tests/support/TestProcess.h"
+#include "tests/support/TestRegistry.h"
+
+namespace Facts {
+namespace {
+
+using OrCommon::KernelHandle;
+
+std::wstring g_folder;  // no trailing backslash
+std::wstring g_key;
+unsigned g_count = 0;
+
+[[noreturn]] void Fail(const char* what) {
+  throw std::runtime_error(std::string(what) + ": error " + std::to_string(::GetLastError()));
+}
+
+// The way of regsvr32.exe: a program found by its name alone. True where it was started.
+bool StartsByName(std::wstring name) {
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process = {};
+  name += L" --child nothing";
+  if (!::CreateProcessW(nullptr, name.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process)) {
+    return false;
+  }
+  const KernelHandle child(process.hProcess);
+  const KernelHandle thread(process.hThread);
+  ::WaitForSingleObject(child.Get(), INFINITE);
+  return true;
+}
+
+DWORD ErrorOf(bool succeeded) {
+  return succeeded ? ERROR_SUCCESS : ::GetLastError();
+}
+
+[[noreturn]] void FastFail() {
+#if defined(_MSC_VER)
+  __fastfail(2);  // FAST_FAIL_STACK_COOKIE_CHECK_FAILURE
+#else
+  __asm__ volatile("int $0x29" ::"c"(2));
+  __builtin_unreachable();
+#endif
+}
+
+}  // namespace
+
+Place::Place() {
+  wchar_t temporary[MAX_PATH + 1] = {};
+  if (::GetTempPathW(MAX_PATH + 1, temporary) == 0) {
+    Fail("no temporary folder");
+  }
+  const std::wstring name = L"VELAFacts-" + std::to_wstring(::GetCurrentProcessId());
+  g_folder = temporary + name;
+  g_key = L"Software\\" + name;
+  TestSupport::MakeFolder(g_folder);
+}
+
+Place::~Place() {
+  try {
+    TestSupport::RemoveTree(g_folder);
+    TestSupport::RemoveKey({HKEY_CURRENT_USER, g_key, KEY_WOW64_64KEY});
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "facts: something is left: %s\n", failure.what());
+  }
+}
+
+std::wstring NewFolder() {
+  const std::wstring folder = g_folder + L"\\" + std::to_wstring(++g_count);
+  TestSupport::MakeFolder(folder);
+  return folder;
+}
+
+std::wstring NewKey() {
+  const std::wstring key = g_key + L"\\" + std::to_wstring(++g_count);
+  TestSupport::MakeKey({HKEY_CURRENT_USER, key, KEY_WOW64_64KEY});
+  return key;
+}
+
+std::string Code(DWORD error) {
+  return error == ERROR_SUCCESS ? "done" : "error " + std::to_string(error);
+}
+
+std::string Done(bool succeeded) {
+  return Code(ErrorOf(succeeded));
+}
+
+std::string Hex(DWORD number) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%lX", static_cast<unsigned long>(number));
+  return text;
+}
+
+std::wstring OwnPath() {
+  wchar_t path[1024] = {};
+  ::GetModuleFileNameW(nullptr, path, 1024);
+  return path;
+}
+
+DWORD RunChild(const std::vector<std::wstring>& task, DWORD flags, const std::wstring& program) {
+  std::vector<std::wstring> arguments = {L"--child"};
+  arguments.insert(arguments.end(), task.begin(), task.end());
+  std::wstring line = TestSupport::CommandLine(program, arguments);
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process = {};
+  if (!::CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, FALSE, flags, nullptr, nullptr, &startup,
+                        &process)) {
+    Fail("no child");
+  }
+  const KernelHandle child(process.hProcess);
+  const KernelHandle thread(process.hThread);
+  constexpr DWORD kLongEnough = 30000;  // milliseconds
+  if (::WaitForSingleObject(child.Get(), kLongEnough) != WAIT_OBJECT_0) {
+    ::TerminateProcess(child.Get(), 1);
+    throw std::runtime_error("the child does not end");
+  }
+  DWORD code = 0;
+  ::GetExitCodeProcess(child.Get(), &code);
+  return code;
+}
+
+DWORD DoChildTask(const std::wstring& task, const std::wstring& argument) {
+  if (task == L"error-mode") {
+    return ::SetErrorMode(0);
+  }
+  if (task == L"fast-fail") {
+    FastFail();
+  }
+  if (task == L"by-name") {  // with the folder of `argument` as the current one
+    ::SetEnvironmentVariableW(L"NoDefaultCurrentDirectoryInExePath", L"1");
+    const std::size_t end = argument.rfind(L'\\');
+    ::SetCurrentDirectoryW(argument.substr(0, end).c_str());
+    return ErrorOf(StartsByName(argument.substr(end + 1)));
+  }
+  if (task == L"load" || task == L"load-guarded") {
+    if (task == L"load-guarded") {
+      constexpr DWORD kSystem32 = 0x800;  // LOAD_LIBRARY_SEARCH_SYSTEM32
+      Find<BOOL(WINAPI*)(DWORD)>(L"kernel32.dll", "SetDefaultDllDirectories")(kSystem32);
+    }
+    return ErrorOf(::LoadLibraryW(argument.c_str()) != nullptr);
+  }
+  if (task == L"open-guarded") {
+    constexpr int kRedirectionTrust = 16;  // PROCESS_MITIGATION_POLICY
+    DWORD enforce = 1;
+    Find<BOOL(WINAPI*)(int, void*, SIZE_T)>(L"kernel32.dll", "SetProcessMitigationPolicy")(kRedirectionTrust, &enforce,
+                                                                                           sizeof enforce);
+    const OrCommon::FileHandle file(
+        ::CreateFileW(argument.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+    return ErrorOf(static_cast<bool>(file));
+  }
+  return task == L"nothing" ? ERROR_SUCCESS : ERROR_INVALID_FUNCTION;
+}
+
+Privilege::Privilege(const wchar_t* name) {
+  TOKEN_PRIVILEGES wanted = {};
+  wanted.PrivilegeCount = 1;
+  wanted.Privileges[0].Attributes = SE_PRIVILEGE_ENABLED;
+  DWORD size = sizeof before_;
+  if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, token_.Receive()) ||
+      !::LookupPrivilegeValueW(nullptr, name, &wanted.Privileges[0].Luid)) {
+    Fail("no token");
+  }
+  ::AdjustTokenPrivileges(token_.Get(), FALSE, &wanted, sizeof before_, &before_, &size);
+  error_ = ::GetLastError();  // set on success too: not all privileges may be held
+}
+
+Privilege::~Privilege() {
+  const OrCommon::LastErrorKeeper keeper;
+  ::AdjustTokenPrivileges(token_.Get(), FALSE, &before_, 0, nullptr, nullptr);
+}
+
+Descriptor::Descriptor(const std::wstring& text) {
+  if (!::ConvertStringSecurityDescriptorToSecurityDescriptorW(text.c_str(), SDDL_REVISION_1, memory_.Receive(),
+                                                              nullptr)) {
+    Fail("no descriptor");
+  }
+}
+
+void SetAccess(const std::wstring& path, const std::wstring& text) {
+  if (!::SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, Descriptor(text).Get())) {
+    Fail("no access list");
+  }
+}
+
+}  // namespace Facts

@@ -1,0 +1,88 @@
+// What the questions share: a place of their own, children, and answers as texts.
+#pragma once
+
+#include <windows.h>
+
+#include <cstring>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "Common/OrCommon/OrComn_Handles.h"
+
+namespace Facts {
+
+// Folder and registry key of this run, below the temporary folder and HKEY_CURRENT_USER. Nothing else is changed, and
+// the destructor takes both away again.
+class Place {
+ public:
+  Place();
+  Place(const Place&) = delete;
+  Place& operator=(const Place&) = delete;
+  ~Place();
+};
+
+// A new, empty folder in this run's place; no trailing backslash.
+std::wstring NewFolder();
+
+// A new, empty key in this run's place: its path below HKEY_CURRENT_USER.
+std::wstring NewKey();
+
+// "done", or "error 5".
+std::string Code(DWORD error);
+// What a call that sets the last error answered.
+std::string Done(bool succeeded);
+std::string Hex(DWORD number);
+
+// A function that older systems or headers lack. Throws where this system has none.
+template <class Function>
+Function Find(const wchar_t* library, const char* name) {
+  const FARPROC found = ::GetProcAddress(::LoadLibraryW(library), name);
+  if (found == nullptr) {
+    throw std::runtime_error(std::string("there is no ") + name);
+  }
+  Function function = nullptr;
+  static_assert(sizeof function == sizeof found);
+  std::memcpy(&function, &found, sizeof function);
+  return function;
+}
+
+// This program's own file.
+std::wstring OwnPath();
+
+// Runs this program, or its copy `program`, as a child: it does what `kChildTasks` says of `task` and answers by its
+// exit code.
+DWORD RunChild(const std::vector<std::wstring>& task, DWORD flags = 0, const std::wstring& program = OwnPath());
+
+// The child's side.
+DWORD DoChildTask(const std::wstring& task, const std::wstring& argument);
+
+// Enables a privilege as long as it lives. Error(): what the system answered.
+class Privilege {
+ public:
+  explicit Privilege(const wchar_t* name);
+  Privilege(const Privilege&) = delete;
+  Privilege& operator=(const Privilege&) = delete;
+  ~Privilege();
+  DWORD Error() const noexcept { return error_; }
+
+ private:
+  OrCommon::KernelHandle token_;
+  TOKEN_PRIVILEGES before_ = {};
+  DWORD error_ = ERROR_SUCCESS;
+};
+
+// A security descriptor from its text.
+class Descriptor {
+ public:
+  explicit Descriptor(const std::wstring& text);
+  void* Get() const noexcept { return memory_.Get(); }
+
+ private:
+  OrCommon::LocalMemory<void> memory_;
+};
+
+// Replaces the access list of a file or folder; throws where that fails.
+void SetAccess(const std::wstring& path, const std::wstring& text);
+
+}  // namespace Facts

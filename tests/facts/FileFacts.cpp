@@ -1,0 +1,220 @@
+// Files, as staging, upgrade and uninstall handle them.
+#include <windows.h>
+
+#include <shlobj.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "tests/facts/Asking.h"
+#include "tests/facts/Facts.h"
+#include "tests/support/FileSnapshot.h"
+#include "tests/support/TestFiles.h"
+
+namespace Facts {
+namespace {
+
+using OrCommon::FileHandle;
+using OrCommon::FindHandle;
+using TestSupport::WriteTestFile;
+
+std::wstring NewFile() {
+  std::wstring file = NewFolder() + L"\\file.txt";
+  WriteTestFile(file, "old contents");
+  return file;
+}
+
+FileHandle Open(const std::wstring& path, DWORD access, DWORD sharing, DWORD disposition) {
+  return FileHandle(::CreateFileW(path.c_str(), access, sharing, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+// As the program replaces a file.
+std::string Replace(const std::wstring& file) {
+  return Done(static_cast<bool>(Open(file, GENERIC_WRITE, 0, CREATE_ALWAYS)));
+}
+
+template <DWORD attributes>
+std::string ReplaceMarked() {
+  const std::wstring file = NewFile();
+  ::SetFileAttributesW(file.c_str(), attributes);
+  return Replace(file);
+}
+
+std::string ReplaceWhileRead() {
+  const std::wstring file = NewFile();
+  const FileHandle reader = Open(file, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
+  return Replace(file);
+}
+
+template <DWORD attributes>
+std::string CarryAttributes() {
+  const std::wstring file = NewFile();
+  ::SetFileAttributesW(file.c_str(), attributes);
+  return Hex(::GetFileAttributesW(file.c_str()));
+}
+
+std::string MarkFolder() {
+  const std::wstring folder = NewFolder();
+  ::SetFileAttributesW(folder.c_str(), FILE_ATTRIBUTE_READONLY);
+  return Hex(::GetFileAttributesW(folder.c_str()));
+}
+
+std::string RemoveMarkedFolder() {
+  const std::wstring folder = NewFolder();
+  ::SetFileAttributesW(folder.c_str(), FILE_ATTRIBUTE_READONLY);
+  return Done(::RemoveDirectoryW(folder.c_str()));
+}
+
+std::string DeleteMarkedFile() {
+  const std::wstring file = NewFile();
+  ::SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_READONLY);
+  return Done(::DeleteFileW(file.c_str()));
+}
+
+std::string CarryCreationTime() {
+  const FILETIME created = {0, 0x01C00000};
+  const FILETIME written = {0, 0x01D00000};
+  const FileHandle file = Open(NewFile(), GENERIC_READ | GENERIC_WRITE, 0, OPEN_EXISTING);
+  ::SetFileTime(file.Get(), &created, nullptr, &written);
+  FILETIME found = {};
+  ::GetFileTime(file.Get(), &found, nullptr, nullptr);
+  return ::CompareFileTime(&found, &created) == 0 ? "kept" : "lost";
+}
+
+std::string ReadLockedRange() {
+  const std::wstring file = NewFile();
+  const DWORD all = FILE_SHARE_READ | FILE_SHARE_WRITE;
+  const FileHandle owner = Open(file, GENERIC_READ | GENERIC_WRITE, all, OPEN_EXISTING);
+  ::LockFile(owner.Get(), 0, 0, 4, 0);
+  const FileHandle reader = Open(file, GENERIC_READ, all, OPEN_EXISTING);
+  char byte = 0;
+  DWORD read = 0;
+  return Done(::ReadFile(reader.Get(), &byte, 1, &read, nullptr));
+}
+
+// A folder whose path is longer than 260 characters, made in the long form.
+std::wstring NewDeepFolder() {
+  std::wstring folder = NewFolder();
+  while (folder.size() <= MAX_PATH) {
+    folder += L"\\" + std::wstring(60, L'x');
+    ::CreateDirectoryW((L"\\\\?\\" + folder).c_str(), nullptr);
+  }
+  return folder;
+}
+
+// Removes what was made: the clean-up of the run knows short paths only.
+void RemoveDeepFolder(std::wstring folder) {
+  while (folder.back() == L'x') {
+    ::RemoveDirectoryW((L"\\\\?\\" + folder).c_str());
+    folder.resize(folder.rfind(L'\\'));
+  }
+}
+
+template <bool longForm>
+std::string ListDeepFolder() {
+  const std::wstring folder = NewDeepFolder();
+  std::string answer;
+  {
+    WIN32_FIND_DATAW found;
+    const FindHandle search(::FindFirstFileW(((longForm ? L"\\\\?\\" : L"") + folder + L"\\*").c_str(), &found));
+    answer = search ? "done" : "refused";  // which code is not said
+  }
+  RemoveDeepFolder(folder);
+  return answer;
+}
+
+std::string DeleteTrailingBlank() {
+  const std::wstring file = NewFolder() + L"\\name ";
+  { const FileHandle made = Open(L"\\\\?\\" + file, GENERIC_WRITE, 0, CREATE_NEW); }
+  const std::string answer = Done(::DeleteFileW(file.c_str()));
+  ::DeleteFileW((L"\\\\?\\" + file).c_str());
+  return answer;
+}
+
+// As two runs at the same moment write the run log.
+std::string AppendByTwo() {
+  const std::wstring path = NewFolder() + L"\\two.log";
+  {
+    std::wofstream first;
+    std::wofstream second;
+    first.open(path.c_str(), std::ios_base::out | std::ios_base::app);
+    second.open(path.c_str(), std::ios_base::out | std::ios_base::app);
+    first << L"1" << std::flush;
+    second << L"2" << std::flush;
+    first << L"3" << std::flush;
+  }
+  return TestSupport::FileContent(path);
+}
+
+// Names a file that does not exist, in this run's own folder: an entry that is made all the same deletes nothing.
+std::string DeleteAtRestart() {
+  return Done(::MoveFileExW((NewFolder() + L"\\missing").c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT));
+}
+
+using CreateFolders = int(WINAPI*)(HWND, const wchar_t*, const SECURITY_ATTRIBUTES*);
+
+std::string MakeFolders(const std::wstring& path) {
+  return Code(
+      static_cast<DWORD>(Find<CreateFolders>(L"shell32.dll", "SHCreateDirectoryExW")(nullptr, path.c_str(), nullptr)));
+}
+
+std::string MakeExistingFolders() {
+  return MakeFolders(NewFolder());
+}
+
+std::string MakeRelativeFolders() {
+  return MakeFolders(L"VELAFacts-relative");
+}
+
+std::string MakeDeepFolders() {
+  return MakeFolders(NewFolder() + L"\\" + std::wstring(120, L'a') + L"\\" + std::wstring(130, L'b'));
+}
+
+constexpr Fact kFacts[] = {
+    {"A read-only file refuses CREATE_ALWAYS.", ReplaceMarked<FILE_ATTRIBUTE_READONLY>, "error 5",
+     "[MS-FSA] Open of an Existing File", kAsWindows, kAsWindows},
+    {"A hidden file refuses CREATE_ALWAYS with FILE_ATTRIBUTE_NORMAL.", ReplaceMarked<FILE_ATTRIBUTE_HIDDEN>, "error 5",
+     "CreateFileW function", "done", "done"},
+    {"A system file refuses CREATE_ALWAYS with FILE_ATTRIBUTE_NORMAL.", ReplaceMarked<FILE_ATTRIBUTE_SYSTEM>, "error 5",
+     "CreateFileW function", "done", "done"},
+    {"A file that another handle reads refuses CREATE_ALWAYS without sharing.", ReplaceWhileRead, "error 32",
+     "CreateFileW function", kAsWindows, kAsWindows},
+    {"A file that had FILE_ATTRIBUTE_NORMAL set has no other attribute.", CarryAttributes<FILE_ATTRIBUTE_NORMAL>,
+     "0x80", "SetFileAttributesW function", "0x20", "0x20"},
+    {"Hidden, system, temporary and not indexed are attributes that a file keeps.",
+     CarryAttributes<FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_TEMPORARY |
+                     FILE_ATTRIBUTE_NOT_CONTENT_INDEXED>,
+     "0x2106", "SetFileAttributesW function", "0x26", "0x26"},
+    {"A folder keeps the attribute read-only.", MarkFolder, "0x11", "SetFileAttributesW function", "0x10", "0x10"},
+    {"A read-only folder refuses RemoveDirectoryW.", RemoveMarkedFolder, "error 5",
+     "[MS-FSA] FileDispositionInformation", "done", "done"},
+    {"A read-only file refuses DeleteFileW.", DeleteMarkedFile, "error 5", "DeleteFileW function", kAsWindows,
+     kAsWindows},
+    {"A file keeps the creation time that SetFileTime gives it.", CarryCreationTime, "kept", "SetFileTime function",
+     "lost", "lost"},
+    {"A range that another handle has locked cannot be read, though the file can be opened.", ReadLockedRange,
+     "error 33", "LockFile function", "done", "done"},
+    {"A folder whose path has more than 260 characters cannot be listed by its plain path.", ListDeepFolder<false>,
+     "refused", "Maximum Path Length Limitation", "done", "done"},
+    {"A folder whose path has more than 260 characters can be listed by the long form of its path.",
+     ListDeepFolder<true>, "done", "Maximum Path Length Limitation", kAsWindows, kAsWindows},
+    {"A file whose name ends in a blank is not found by its plain path.", DeleteTrailingBlank, "error 2",
+     "Naming Files, Paths, and Namespaces", kAsWindows, kAsWindows},
+    {"What two streams append in turn stands in the file in turn.", AppendByTwo, "123", "fopen, _wfopen", kAsWindows,
+     kAsWindows},
+    {"MOVEFILE_DELAY_UNTIL_REBOOT is refused to who is no administrator.", DeleteAtRestart, "error 5",
+     "MoveFileExW function", kAsWindows, kAsWindows, Need::kNoElevation},
+    {"SHCreateDirectoryExW answers ERROR_ALREADY_EXISTS where the folder exists.", MakeExistingFolders, "error 183",
+     "SHCreateDirectoryExW function", kAsWindows, kAsWindows},
+    {"SHCreateDirectoryExW answers ERROR_BAD_PATHNAME to a relative path.", MakeRelativeFolders, "error 161",
+     "SHCreateDirectoryExW function", kAsWindows, kAsWindows},
+    {"SHCreateDirectoryExW answers ERROR_FILENAME_EXCED_RANGE to a path of more than 248 characters.", MakeDeepFolders,
+     "error 206", "SHCreateDirectoryExW function", "done", "done"},
+};
+static_assert(AreSound(kFacts));
+
+}  // namespace
+
+const Group kFileFacts = {"Files", kFacts, std::size(kFacts)};
+
+}  // namespace Facts

@@ -1,0 +1,163 @@
+// The registry: views, hives and rights.
+#include <windows.h>
+
+#include <iterator>
+
+#include "tests/facts/Asking.h"
+#include "tests/facts/Facts.h"
+#include "tests/support/TestRegistry.h"
+
+namespace Facts {
+namespace {
+
+using OrCommon::RegistryKey;
+using TestSupport::KeyPlace;
+
+std::string Status(LSTATUS status) {
+  return Code(static_cast<DWORD>(status));
+}
+
+KeyPlace Own(const std::wstring& key) {
+  return {HKEY_CURRENT_USER, key, KEY_WOW64_64KEY};
+}
+
+// A key of this run whose list was changed, until it can be deleted again.
+class Restricted {
+ public:
+  explicit Restricted(const wchar_t* list) { TestSupport::SetKeyAccess(Own(path_), list); }
+  Restricted(const Restricted&) = delete;
+  Restricted& operator=(const Restricted&) = delete;
+  ~Restricted() { TestSupport::SetKeyAccess(Own(path_), TestSupport::kFullAccess); }
+  const std::wstring& Path() const noexcept { return path_; }
+
+ private:
+  const std::wstring path_ = NewKey();
+};
+
+// Read, and change the list.
+constexpr wchar_t kReadOnly[] = L"D:P(A;;0x60019;;;WD)";
+
+std::string OpenHives() {
+  HKEY users = nullptr;
+  const LSTATUS status = ::RegOpenKeyExW(HKEY_USERS, nullptr, 0, KEY_ALL_ACCESS, &users);
+  if (status != ERROR_SUCCESS) {
+    return Status(status);
+  }
+  if (users == HKEY_USERS) {
+    return "HKEY_USERS itself";
+  }
+  ::RegCloseKey(users);
+  return "another handle";
+}
+
+std::string WriteReadOnlyKey() {
+  const Restricted key(kReadOnly);
+  RegistryKey opened;
+  const LSTATUS open = ::RegOpenKeyW(HKEY_CURRENT_USER, key.Path().c_str(), opened.Receive());
+  const DWORD number = 1;
+  const LSTATUS set =
+      ::RegSetValueExW(opened.Get(), L"value", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number), sizeof number);
+  return "open: " + Status(open) + ", set: " + Status(set);
+}
+
+std::string CreateBelowReadOnlyKey() {
+  const Restricted key(kReadOnly);
+  RegistryKey made;
+  return Status(::RegCreateKeyExW(HKEY_CURRENT_USER, (key.Path() + L"\\new").c_str(), 0, nullptr, 0, KEY_READ, nullptr,
+                                  made.Receive(), nullptr));
+}
+
+std::string DeleteReadOnlyKey() {
+  const std::wstring parent = NewKey();
+  const KeyPlace child = Own(parent + L"\\child");
+  TestSupport::MakeKey(child);
+  TestSupport::SetKeyAccess(child, kReadOnly);
+  RegistryKey opened;
+  ::RegOpenKeyExW(HKEY_CURRENT_USER, parent.c_str(), 0, KEY_ALL_ACCESS, opened.Receive());
+  const std::string answer = Status(::RegDeleteKeyW(opened.Get(), L"child"));
+  if (TestSupport::KeyExists(child)) {
+    TestSupport::SetKeyAccess(child, TestSupport::kFullAccess);
+  }
+  return answer;
+}
+
+std::string DeleteKeyWithSubkeys() {
+  const std::wstring parent = NewKey();
+  TestSupport::MakeKey(Own(parent + L"\\child\\grandchild"));
+  RegistryKey opened;
+  ::RegOpenKeyExW(HKEY_CURRENT_USER, parent.c_str(), 0, KEY_ALL_ACCESS, opened.Receive());
+  return Status(::RegDeleteKeyW(opened.Get(), L"child"));
+}
+
+std::string OpenWithTrailingBackslash() {
+  RegistryKey opened;
+  return Status(::RegOpenKeyW(HKEY_CURRENT_USER, (NewKey() + L"\\").c_str(), opened.Receive()));
+}
+
+std::string ReadOtherView() {
+  const std::wstring path = NewKey();
+  TestSupport::MakeKey({HKEY_CURRENT_USER, path, KEY_WOW64_32KEY}, {{L"value", 7}});
+  RegistryKey opened;
+  ::RegOpenKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, opened.Receive());
+  return Status(::RegQueryValueExW(opened.Get(), L"value", nullptr, nullptr, nullptr, nullptr));
+}
+
+std::string FindClass() {
+  RegistryKey opened;
+  return Status(::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Classes\\exefile", 0, KEY_READ | KEY_WOW64_32KEY,
+                                opened.Receive()));
+}
+
+std::string OpenPlainView() {
+  RegistryKey opened;
+  return Status(::RegOpenKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Wow6432Node", opened.Receive()));
+}
+
+// Opens and writes nothing.
+std::string OpenMachineForWriting() {
+  RegistryKey opened;
+  return Status(::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE", 0, KEY_ALL_ACCESS, opened.Receive()));
+}
+
+// No terminator follows what is stored: the system may count one that does.
+std::string ReadUnterminatedText() {
+  const KeyPlace place = Own(NewKey());
+  TestSupport::SetRawValue(place, L"text", REG_SZ, L"abcdef", 6);
+  RegistryKey opened;
+  ::RegOpenKeyExW(place.hive, place.path.c_str(), 0, KEY_READ, opened.Receive());
+  DWORD size = 0;
+  ::RegQueryValueExW(opened.Get(), L"text", nullptr, nullptr, nullptr, &size);
+  return std::to_string(size) + " bytes";
+}
+
+constexpr Fact kFacts[] = {
+    {"RegOpenKeyExW of HKEY_USERS without a subkey gives HKEY_USERS itself, whatever rights are asked for.", OpenHives,
+     "HKEY_USERS itself", "RegOpenKeyExW function", kAsWindows, kAsWindows},
+    {"RegOpenKeyW opens a read-only key, and only writing to it fails.", WriteReadOnlyKey, "open: done, set: error 5",
+     kReliedOn, kAsWindows, kAsWindows},
+    {"No key is made below a key whose list does not allow it, nor by its path.", CreateBelowReadOnlyKey, "error 5",
+     "RegCreateKeyExW function", "done", "done"},
+    {"RegDeleteKeyW is refused by the list of the key, whoever owns its parent.", DeleteReadOnlyKey, "error 5",
+     "Registry Key Security and Access Rights", "done", "done"},
+    {"RegDeleteKeyW refuses a key that has subkeys.", DeleteKeyWithSubkeys, "error 5", "RegDeleteKeyW function",
+     kAsWindows, kAsWindows},
+    {"A backslash at the end of a key's path does no harm.", OpenWithTrailingBackslash, "done", kReliedOn, kAsWindows,
+     kAsWindows},
+    {"Below HKEY_CURRENT_USER\\Software both views are one.", ReadOtherView, "done", "Registry Keys Affected by WOW64",
+     kAsWindows, kAsWindows},
+    {"A program identifier below HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes is seen in the 32-bit view.", FindClass, "done",
+     "Registry Keys Affected by WOW64", "error 2", kAsWindows, Need::kNothing, kWindows7},
+    {"RegOpenKeyW of a 64-bit program takes the 64-bit view.", OpenPlainView, "done", "Registry Redirector", kAsWindows,
+     kAsWindows},
+    {"An ordinary user cannot open HKEY_LOCAL_MACHINE\\SOFTWARE for writing.", OpenMachineForWriting, "error 5",
+     "Registry Key Security and Access Rights", kAsWindows, kAsWindows, Need::kNoElevation},
+    {"A text that was stored without its terminator is read without it.", ReadUnterminatedText, "6 bytes",
+     "RegQueryValueExW function", kAsWindows, kAsWindows},
+};
+static_assert(AreSound(kFacts));
+
+}  // namespace
+
+const Group kRegistryFacts = {"Registry", kFacts, std::size(kFacts)};
+
+}  // namespace Facts

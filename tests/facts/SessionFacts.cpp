@@ -1,0 +1,150 @@
+// Sessions, users and the objects that they share.
+#include <windows.h>
+
+#include <shlobj.h>
+#include <userenv.h>
+
+#include <iterator>
+
+#include "tests/facts/Asking.h"
+#include "tests/facts/Facts.h"
+
+namespace Facts {
+namespace {
+
+using OrCommon::KernelHandle;
+
+constexpr DWORD kNoSession = 0xFFFFFFFF;
+
+DWORD ConsoleSession() {
+  return Find<DWORD(WINAPI*)()>(L"kernel32.dll", "WTSGetActiveConsoleSessionId")();
+}
+
+KernelHandle OwnToken(DWORD access) {
+  KernelHandle token;
+  if (!::OpenProcessToken(::GetCurrentProcess(), access, token.Receive())) {
+    throw std::runtime_error("no token");
+  }
+  return token;
+}
+
+std::string FindConsoleSession() {
+  struct Session {
+    DWORD id;
+    wchar_t* station;
+    int state;
+  };
+  const DWORD console = ConsoleSession();
+  if (console == kNoSession) {
+    return "listed, or none";
+  }
+  Session* sessions = nullptr;
+  DWORD count = 0;
+  if (!Find<BOOL(WINAPI*)(HANDLE, DWORD, DWORD, Session**, DWORD*)>(L"wtsapi32.dll", "WTSEnumerateSessionsW")(
+          nullptr, 0, 1, &sessions, &count)) {
+    return Done(false);
+  }
+  bool listed = false;
+  for (DWORD index = 0; index < count; ++index) {
+    listed = listed || sessions[index].id == console;
+  }
+  Find<void(WINAPI*)(void*)>(L"wtsapi32.dll", "WTSFreeMemory")(sessions);
+  return listed ? "listed, or none" : "not listed";
+}
+
+std::string AskUserToken(DWORD session) {
+  KernelHandle token;
+  return Done(Find<BOOL(WINAPI*)(ULONG, HANDLE*)>(L"wtsapi32.dll", "WTSQueryUserToken")(session, token.Receive()));
+}
+
+std::string AskConsoleUserToken() {
+  return AskUserToken(ConsoleSession());
+}
+
+std::string LoadOwnProfile() {
+  const KernelHandle token = OwnToken(TOKEN_QUERY | TOKEN_DUPLICATE | TOKEN_IMPERSONATE);
+  wchar_t name[257] = {};
+  DWORD length = 257;
+  ::GetUserNameW(name, &length);
+  PROFILEINFOW profile = {};
+  profile.dwSize = sizeof profile;
+  profile.dwFlags = PI_NOUI;
+  profile.lpUserName = name;
+  const bool loaded =
+      Find<BOOL(WINAPI*)(HANDLE, PROFILEINFOW*)>(L"userenv.dll", "LoadUserProfileW")(token.Get(), &profile);
+  if (loaded) {
+    Find<BOOL(WINAPI*)(HANDLE, HANDLE)>(L"userenv.dll", "UnloadUserProfile")(token.Get(), profile.hProfile);
+  }
+  return loaded ? "done" : "refused";
+}
+
+std::string RevertTwice() {
+  return Done(::RevertToSelf() && ::RevertToSelf());
+}
+
+std::string FindWindowsFolder() {
+  wchar_t own[MAX_PATH] = {};
+  wchar_t shared[MAX_PATH] = {};
+  ::GetWindowsDirectoryW(own, MAX_PATH);
+  ::GetSystemWindowsDirectoryW(shared, MAX_PATH);
+  return ::lstrcmpiW(own, shared) == 0 ? "the system's" : "a private one";
+}
+
+std::wstring EventName(const wchar_t* part) {
+  return L"Global\\VELAFacts-" + std::to_wstring(::GetCurrentProcessId()) + part;
+}
+
+std::string CreateGlobalEvent() {
+  return Done(static_cast<bool>(KernelHandle(::CreateEventW(nullptr, TRUE, FALSE, EventName(L"-new").c_str()))));
+}
+
+std::string CreateForeignEvent() {
+  const std::wstring name = EventName(L"-closed");
+  const Descriptor descriptor(L"D:(A;;0x20000;;;WD)");
+  SECURITY_ATTRIBUTES attributes = {sizeof attributes, descriptor.Get(), FALSE};
+  const KernelHandle owner(::CreateEventW(&attributes, TRUE, FALSE, name.c_str()));
+  return Done(static_cast<bool>(KernelHandle(::CreateEventW(nullptr, TRUE, FALSE, name.c_str()))));
+}
+
+std::string CreateEventOfTakenName() {
+  const std::wstring name = EventName(L"-taken");
+  const KernelHandle owner(::CreateMutexW(nullptr, FALSE, name.c_str()));
+  return Done(static_cast<bool>(KernelHandle(::CreateEventW(nullptr, TRUE, FALSE, name.c_str()))));
+}
+
+std::string FindCommonData() {
+  wchar_t folder[MAX_PATH + 1] = {};
+  wchar_t variable[MAX_PATH + 1] = {};
+  const bool named = Find<BOOL(WINAPI*)(HWND, wchar_t*, int, BOOL)>(L"shell32.dll", "SHGetSpecialFolderPathW")(
+      nullptr, folder, CSIDL_COMMON_APPDATA, FALSE);
+  ::GetEnvironmentVariableW(L"ProgramData", variable, MAX_PATH);
+  return named && ::lstrcmpiW(folder, variable) == 0 ? "the same" : "another folder";
+}
+
+constexpr Fact kFacts[] = {
+    {"The console's session is one that the system lists, where there is one.", FindConsoleSession, "listed, or none",
+     "WTSGetActiveConsoleSessionId function", "not listed", kAsWindows},
+    {"WTSQueryUserToken is refused to who is not the local system.", AskConsoleUserToken, "error 1314",
+     "WTSQueryUserToken function", "done", "done", Need::kNotLocalSystem},
+    {"LoadUserProfileW is refused to who is no administrator.", LoadOwnProfile, "refused", "LoadUserProfileW function",
+     kAsWindows, kAsWindows, Need::kNoElevation},
+    {"RevertToSelf of a thread that acts as nobody else succeeds.", RevertTwice, "done", kReliedOn, kAsWindows,
+     kAsWindows},
+    {"GetWindowsDirectoryW of a terminal server aware program is the system's folder.", FindWindowsFolder,
+     "the system's", "GetWindowsDirectoryW function", kAsWindows, kAsWindows, Need::kSessionHost},
+    {"An ordinary user may make an event in the global name space.", CreateGlobalEvent, "done",
+     "Kernel object namespaces", kAsWindows, kAsWindows, Need::kNoElevation},
+    {"CreateEventW of an event whose list does not allow it is refused.", CreateForeignEvent, "error 5",
+     "CreateEventW function", kAsWindows, kAsWindows},
+    {"CreateEventW of a name that a mutex has is refused.", CreateEventOfTakenName, "error 6", "CreateEventW function",
+     kAsWindows, kAsWindows},
+    {"CSIDL_COMMON_APPDATA is the folder that the variable ProgramData names.", FindCommonData, "the same",
+     "Recognized Environment Variables", kAsWindows, kAsWindows, Need::kNothing, kVista},
+};
+static_assert(AreSound(kFacts));
+
+}  // namespace
+
+const Group kSessionFacts = {"Sessions and users", kFacts, std::size(kFacts)};
+
+}  // namespace Facts

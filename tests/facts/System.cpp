@@ -1,0 +1,111 @@
+#include "tests/facts/System.h"
+
+#include <windows.h>
+
+#include "tests/facts/Asking.h"
+
+namespace Facts {
+namespace {
+
+bool IsMember(WELL_KNOWN_SID_TYPE group) {
+  BYTE sid[SECURITY_MAX_SID_SIZE];
+  DWORD size = sizeof sid;
+  BOOL member = FALSE;
+  return ::CreateWellKnownSid(group, nullptr, sid, &size) && ::CheckTokenMembership(nullptr, sid, &member) && member;
+}
+
+bool IsSessionHost() {
+  OSVERSIONINFOEXW version = {};
+  version.dwOSVersionInfoSize = sizeof version;
+  ::GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&version));
+  return (version.wSuiteMask & VER_SUITE_TERMINAL) != 0 && (version.wSuiteMask & VER_SUITE_SINGLEUSERTS) == 0;
+}
+
+}  // namespace
+
+std::wstring ProgramPath() {
+  std::wstring folder = OwnPath();
+  for (int level = 0; level < 2; ++level) {
+    folder.resize(folder.rfind(L'\\'));
+    const std::wstring program = folder + L"\\VELAutil.exe";
+    if (::GetFileAttributesW(program.c_str()) != INVALID_FILE_ATTRIBUTES) {
+      return program;
+    }
+  }
+  return {};
+}
+
+System System::Ask() {
+  System system = {};
+  OSVERSIONINFOW version = {};
+  version.dwOSVersionInfoSize = sizeof version;
+  Find<LONG(WINAPI*)(OSVERSIONINFOW*)>(L"ntdll.dll", "RtlGetVersion")(&version);
+  system.build = version.dwBuildNumber;
+  // Membership counts only where it is enabled, which user account control does by elevation.
+  system.elevated = IsMember(WinBuiltinAdministratorsSid);
+  system.localSystem = IsMember(WinLocalSystemSid);
+  system.sessionHost = IsSessionHost();
+  system.program = !ProgramPath().empty();
+  if (::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr) {
+    const std::string wine = Find<const char* (*)()>(L"ntdll.dll", "wine_get_version")();
+    system.wine = static_cast<unsigned>(std::stoul(wine));
+    system.name = "Wine " + wine + " as ";
+  }
+  system.name += "Windows " + std::to_string(version.dwMajorVersion) + "." + std::to_string(version.dwMinorVersion) +
+                 "." + std::to_string(version.dwBuildNumber) +
+                 (system.localSystem ? ", local system"
+                  : system.elevated  ? ", elevated"
+                                     : ", not elevated");
+  return system;
+}
+
+std::string NeedText(Need need) {
+  switch (need) {
+    case Need::kElevation:
+      return "elevation";
+    case Need::kNoElevation:
+      return "a process that is not elevated";
+    case Need::kNotLocalSystem:
+      return "another account than the local system";
+    case Need::kSessionHost:
+      return "a session host";
+    case Need::kProgram:
+      return "VELAutil.exe beside this program";
+    case Need::kNothing:
+      break;
+  }
+  return {};
+}
+
+std::string BuildText(Build build) {
+  switch (build) {
+    case kVista:
+      return "Windows Vista";
+    case kWindows7:
+      return "Windows 7";
+    case kWindows8:
+      return "Windows 8";
+    case kWindows81:
+      return "Windows 8.1";
+    case kWindows10In22H2:
+      return "Windows 10 22H2";
+    case kAnyBuild:
+      break;
+  }
+  return {};
+}
+
+std::string Lacks(const System& system, const Fact& fact) {
+  if (system.build < fact.since) {
+    return BuildText(fact.since);
+  }
+  const bool met = fact.need == Need::kElevation        ? system.elevated
+                   : fact.need == Need::kNoElevation    ? !system.elevated && !system.localSystem
+                   : fact.need == Need::kNotLocalSystem ? !system.localSystem
+                   : fact.need == Need::kSessionHost    ? system.sessionHost
+                   : fact.need == Need::kProgram        ? system.program
+                                                        : true;
+  return met ? std::string() : NeedText(fact.need);
+}
+
+}  // namespace Facts
