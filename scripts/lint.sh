@@ -4,6 +4,7 @@
 # Everything that checks sources without running them. All of it must be silent:
 #   layout of the text   clang-format, as .clang-format says
 #   shell scripts        shellcheck
+#   workflows            yamllint: their form only, not what GitHub makes of them
 #   cppcheck
 #   second compiler      clang with its own warnings, every header by itself too (clang_checks.py)
 #   clang-tidy           as .clang-tidy says; by far the longest, so verdicts are kept in build/lint while nothing that
@@ -67,6 +68,11 @@ check_shell() {
   sources '*.sh' '.ci/*' | xargs shellcheck -x -e SC2317
 }
 
+check_workflows() {
+  sources '*.yml' | xargs yamllint --strict -d '{extends: default, rules: {line-length: {max: 120},
+    document-start: disable, truthy: {check-keys: false}}}'
+}
+
 # Not asked for:
 #   constParameter      an HKEY or a HANDLE is no pointer to anybody but the compiler
 #   LocalAllocCalled    Windows hands out security descriptors by LocalAlloc, so ours have the same owner
@@ -101,6 +107,7 @@ configure() {
 stage 'flags of the sources' configure || exit 1
 stage 'layout of the text (clang-format)' check_format || true
 stage 'shell scripts (shellcheck)' check_shell || true
+stage 'workflows (yamllint)' check_workflows || true
 stage 'cppcheck' check_cppcheck || true
 stage "second compiler (clang)${tidy[*]:+ and clang-tidy}" check_clang || true
 print_stages

@@ -26,6 +26,7 @@ lint clang-format clang-format
 lint clang-tidy clang-tidy
 lint cppcheck cppcheck
 lint shellcheck shellcheck
+lint yamllint yamllint
 fuzz g++ g++
 fuzz clang clang++
 fuzz libclang-rt-14-dev /usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a

@@ -1,6 +1,9 @@
 #include "tests/facts/Asking.h"
 
 #include <sddl.h>
+#if defined(_MSC_VER)
+#include <intrin.h>
+#endif
 
 #include "tests/support/TestFiles.h"
 #include "tests/support/TestProcess.h"

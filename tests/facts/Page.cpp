@@ -158,7 +158,7 @@ std::string MakePage(const std::wstring& folder) {
   constexpr std::string_view kMark = "%WINDOWS%";
   std::string page(kHead);
   page.replace(page.find(kMark), kMark.size(),
-               records.empty() ? "none has been asked yet" : std::to_string(records.size()) + " records are here");
+               records.empty() ? "none has been asked yet" : "answers of " + std::to_string(records.size()) + " runs");
   for (const Group* const group : kGroups) {
     page += "\n## " + std::string(group->subject) + "\n\n";
     page +=
