@@ -49,7 +49,8 @@ std::string NameOf(const std::string& text) {
 // True for a library that is found nowhere but in the system: a known one, one that is in every process before anything
 // is looked for, and an API set, which is a name for a library that the system chooses.
 bool IsSystems(const std::set<std::string>& known, const std::string& name) {
-  return name == "ntdll" || name == "kernelbase" || name.rfind("api-ms-", 0) == 0 || known.count(name) != 0;
+  return name == "ntdll" || name == "kernelbase" || name.rfind("api-ms-", 0) == 0 || name.rfind("ext-ms-", 0) == 0 ||
+         known.count(name) != 0;
 }
 
 // The libraries that are always the system's own: "kernel32".

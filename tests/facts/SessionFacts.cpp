@@ -79,7 +79,8 @@ std::string LoadOwnProfile() {
 }
 
 std::string RevertTwice() {
-  return Done(::RevertToSelf() && ::RevertToSelf());
+  ::RevertToSelf();
+  return Done(::RevertToSelf());
 }
 
 std::string FindWindowsFolder() {
