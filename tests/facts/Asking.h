@@ -50,8 +50,7 @@ Function Find(const wchar_t* library, const char* name) {
 // This program's own file.
 std::wstring OwnPath();
 
-// Runs this program, or its copy `program`, as a child: it does what `kChildTasks` says of `task` and answers by its
-// exit code.
+// Runs this program, or its copy `program`, as a child, which does a task (DoChildTask) and answers by its exit code.
 DWORD RunChild(const std::vector<std::wstring>& task, DWORD flags = 0, const std::wstring& program = OwnPath());
 
 // The child's side.
