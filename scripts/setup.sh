@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
-# setup.sh [--lint | --prove]
+# setup.sh [--lint | --prove | --newcomer]
 #
 # Makes sure that what this repository needs is on the machine: what builds and runs it, with --lint also what checks the
-# sources, with --prove what scripts/prove.sh measures with. On Debian 12 missing packages are installed with apt-get,
-# through sudo where this is not root. When nothing is missing it says nothing and costs a few milliseconds, so the other
-# scripts call it every time.
+# sources, with --prove what scripts/prove.sh measures with; with --newcomer nothing but what scripts/newcomer.sh makes a
+# bare system with. On Debian 12 and 13 missing packages are installed with apt-get, through sudo where this is not root.
+# When nothing is missing it says nothing and costs a few milliseconds, so the other scripts call it every time.
 set -euo pipefail
 
-# Group, Debian package, what shows that it is there (one of several places is enough; a name without "/" is a command).
-# Asking for files and not for packages keeps other installations of the same tools valid.
+# Group, Debian package, what shows that it is there (one of several places is enough; a name without "/" is a command,
+# one behind "clang:" a file that the clang at hand knows where to find). Debian 12 and 13 have packages of all these
+# names. Asking for files and not for packages keeps other installations of the same tools valid.
 needs() {
   cat <<'END'
 build g++-mingw-w64-x86-64-win32 x86_64-w64-mingw32-g++-win32
@@ -29,9 +30,11 @@ lint shellcheck shellcheck
 lint yamllint yamllint
 fuzz g++ g++
 fuzz clang clang++
-fuzz libclang-rt-14-dev /usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a
+fuzz libclang-rt-dev clang:libclang_rt.fuzzer-x86_64.a
 prove gcovr gcovr
 prove bubblewrap bwrap
+newcomer debootstrap debootstrap /usr/sbin/debootstrap
+newcomer git git
 END
 }
 
@@ -40,8 +43,9 @@ case ${1:-} in
   '') ;;
   --lint) wanted+=' lint fuzz' ;;
   --prove) wanted+=' prove fuzz' ;;
+  --newcomer) wanted=newcomer ;;
   *)
-    echo "usage: setup.sh [--lint | --prove]" >&2
+    echo "usage: setup.sh [--lint | --prove | --newcomer]" >&2
     exit 2
     ;;
 esac
@@ -49,11 +53,12 @@ esac
 is_there() {
   local place
   for place; do
-    if [[ $place == /* ]]; then
-      [[ -e $place ]] && return
-    else
-      command -v "$place" >/dev/null && return
-    fi
+    case $place in
+      /*) [[ -e $place ]] && return ;;
+      # It answers with the bare name where it has no such file.
+      clang:*) [[ $(clang++ --print-file-name="${place#clang:}" 2>/dev/null) == /* ]] && return ;;
+      *) command -v "$place" >/dev/null && return ;;
+    esac
   done
   return 1
 }
@@ -74,9 +79,12 @@ find_missing() {
 # The presets are of version 6, which an older CMake refuses without saying what it lacks.
 check_cmake() {
   local version
+  if [[ $wanted == newcomer ]]; then
+    return
+  fi
   version=$(cmake --version | sed -n '1s/.* //p')
   if [[ $(printf '%s\n' 3.25 "$version" | sort -V | head -n 1) != 3.25 ]]; then
-    echo "setup: CMake $version is too old, 3.25 or later is needed (Debian 12 has it)." >&2
+    echo "setup: CMake $version is too old, 3.25 or later is needed (Debian 12 and 13 have it)." >&2
     exit 1
   fi
 }
@@ -85,7 +93,7 @@ give_up() {
   {
     echo "setup: $1"
     echo "setup: still missing: ${missing[*]}"
-    echo "setup: on Debian 12, as root:"
+    echo "setup: on Debian 12 or 13, as root:"
     echo "  apt-get update && apt-get install --no-install-recommends ${missing[*]}"
   } >&2
   exit 1
