@@ -47,6 +47,7 @@ bool WriteValue(HKEY root, const std::wstring& subKey, const std::wstring& name,
 
 }  // namespace
 
+// cppcheck-suppress passedByValue
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the contract is a text of its own
 bool SetVELAInstallPath(std::wstring installFolder) {
   return SetProductValue(kInstallPathValue, REG_SZ, installFolder.c_str(), StoredSize(installFolder), installFolder);

@@ -207,7 +207,7 @@ TEST_CASE("wide texts, characters beyond the code page and percent signs arrive 
 // The sizes in characters, without the terminator, in which the message of each trace was tried.
 class Attempts {
  public:
-  std::vector<std::size_t> Sizes() const { return sizes_; }
+  const std::vector<std::size_t>& Sizes() const { return sizes_; }
   void Forget() { sizes_.clear(); }
 
  private:

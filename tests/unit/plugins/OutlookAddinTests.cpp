@@ -37,7 +37,7 @@ Lines AddinContents(int loadBehavior) {
           std::string(kAddinKey) + " \"LoadBehavior\" REG_DWORD " + std::to_string(loadBehavior)};
 }
 
-Lines Without(const std::string& value, Lines contents) {
+Lines Without(const std::string& value, const Lines& contents) {
   Lines rest;
   for (const std::string& line : contents) {
     if (line.find("\"" + value + "\"") == std::string::npos) {
