@@ -36,6 +36,11 @@ class Run:
     exit_code: int
 
 
+def wine_text() -> str:
+    return subprocess.run(["wine", "--version"], capture_output=True, text=True, check=True,
+                          env=os.environ | {"WINEDEBUG": "-all"}).stdout.strip()
+
+
 def batch(path: str) -> Program:
     """A batch file, run by the command interpreter."""
     return Program(r"C:\windows\system32\cmd.exe", f"/d /c {path}")
@@ -55,6 +60,7 @@ class Machine:
         self.drives = drives or {}
         self.folder = folder
         self.traced = traced
+        self.wine_version = int(re.search(r"\d+", wine_text())[0])
         self.prefix = folder / "prefix"
         self.drive = self.prefix / "drive_c"
         self.trace = folder / "requests.txt"

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """What is reckoned from the measurements: ratios, verdicts, tables, chart; and the sources that are made for them."""
 import collections
+import dataclasses
 import pathlib
 import sys
 import tempfile
@@ -9,9 +10,10 @@ import xml.etree.ElementTree
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
+import reasons  # noqa: E402
 import report  # noqa: E402
 import trees  # noqa: E402
-from counts import Count  # noqa: E402
+from counts import Count, limit_of  # noqa: E402
 from machine import REQUEST, Fault, Program, Run  # noqa: E402
 from rounds import Arm, Comparison, Outcome, Stub, compare, rotated, run_arm  # noqa: E402
 
@@ -26,6 +28,12 @@ class Clock:
     def run(self, program: Program) -> Run:
         self.runs.append(program.path)
         return Run(self.times[program.path].pop(0), 0)
+
+
+# Requests of whole runs: 4 for an entry here and 11 there.
+REQUESTS = {"bare": 600, "interpreter": 900, "entries_small": 50, "entries_typical": 550, "delete_small_ours": 800,
+            "delete_small_peer": 1600, "delete_typical_ours": 2800, "delete_typical_peer": 7100, "register_ours": 1001,
+            "register_peer": 1002}
 
 
 def outcome(**changes) -> Outcome:
@@ -69,9 +77,10 @@ class Rounds(unittest.TestCase):
 
 
 class Reports(unittest.TestCase):
-    def results(self, count=1.0, size=1.0, ratio=0.4):
+    def results(self, count=1.0, size=1.0, ratio=0.4, system="Debian 12"):
         return report.Results([Count("a file", count, 1.0)], [outcome(ratio=ratio), outcome(noise=2.0)],
-                              [report.Measure("size", size, 1.0, "bytes", can_fail=True)], "here", "small", True)
+                              [report.Measure("size", size, 1.0, "bytes", can_fail=True)], system, "here", "small", True,
+                              REQUESTS)
 
     def test_counts_and_the_size_can_fail_and_times_cannot(self):
         self.assertFalse(self.results().failed)
@@ -83,25 +92,65 @@ class Reports(unittest.TestCase):
         results = self.results()
         results.broken.append("delete: peer is a stub")
         self.assertTrue(results.failed)
-        self.assertIn("**No result** for delete: peer is a stub", report.tables(results))
+        self.assertIn("**No result** on Debian 12 for delete: peer is a stub", report.tables([results]))
 
     def test_the_page_tells_every_verdict(self):
-        page = report.page(self.results(count=2.0, ratio=9.0), "chart.svg")
+        page = report.page([self.results(count=2.0, ratio=9.0)], "chart.svg")
         self.assertEqual(page.count("NOT MET"), 2)
         self.assertEqual(page.count("| not judged |"), 1)
         self.assertIn("(chart.svg)", page)
 
+    def test_the_page_tells_of_every_system_that_is_kept(self):
+        with tempfile.TemporaryDirectory() as folder:
+            place = pathlib.Path(folder)
+            kept = [self.results(), self.results(ratio=9.0, count=2.0, system="Debian 13")]
+            for results in kept:
+                report.write(results, place)
+            self.assertEqual(sorted(path.name for path in place.iterdir()), ["debian-12.json", "debian-13.json"])
+            self.assertEqual(report.read(place), kept)
+            report.write_page(report.read(place), place)
+            page = (place / "performance.md").read_text(encoding="utf-8")
+        counts = [line.split("|")[3:7] for line in page.split("\n") if line.startswith("| a file")]
+        self.assertEqual([[cell.strip() for cell in line] for line in counts],
+                         [["Debian 12", "1.000", "1.00", "met"], ["Debian 13", "2.000", "1.00", "NOT MET"]])
+
     def test_the_page_tells_why_a_limit_is_not_met_and_only_then(self):
         results = self.results()
         results.outcomes[:] = [outcome(what="delete, small", ratio=9.0), outcome(what="delete, large", ratio=9.0)]
-        self.assertEqual(report.page(results, "chart.svg").count("**Not met: delete.**"), 1)
+        page = report.page([results], "chart.svg")
+        self.assertEqual(page.count("**Not met on Debian 12: delete.**"), 1)
         results.outcomes[:] = [outcome(what="delete, small"), outcome(what="ten modules registered", noise=2.0)]
-        self.assertNotIn("Not met:", report.page(results, "chart.svg"))
+        self.assertNotIn("Not met", report.page([results], "chart.svg"))
 
-    def test_the_chart_is_a_picture_with_a_bar_for_each_comparison(self):
-        picture = xml.etree.ElementTree.fromstring(report.chart(self.results()))
-        bars = [part for part in picture if part.tag.endswith("rect") and part.get("height") == "18"]
-        self.assertEqual([bar.get("fill") for bar in bars], [report.COLOURS["met"], report.COLOURS["not judged"]])
+    def test_the_numbers_of_a_reason_are_those_of_the_run(self):
+        text = reasons.paragraph("delete", REQUESTS)
+        for told in ("makes 4 requests", "makes about 11", "50 entries", "0.50 (800 / 1,600; ", "makes 600", "alone 900",
+                     "550, at 0.39 (2,800 / 7,100)"):
+            self.assertIn(told, text)
+        self.assertIn("1,001 requests to Wine's server here and 1,002 there",
+                      reasons.paragraph("ten modules registered", REQUESTS))
+
+    def test_the_chart_is_a_picture_with_a_bar_for_each_comparison_and_system(self):
+        systems = [self.results(), self.results(ratio=9.0, system="Debian 13")]
+        for results in systems:
+            results.outcomes[1] = dataclasses.replace(results.outcomes[1], what="another")
+        picture = xml.etree.ElementTree.fromstring(report.chart(systems))
+        bars = [part for part in picture if part.tag.endswith("rect") and part.get("height") == str(report.BAR - 2)]
+        self.assertEqual([bar.get("fill") for bar in bars], [report.COLOURS[verdict] for verdict in (
+            "met", "NOT MET", "not judged", "not judged")])
+
+    def test_the_documentation_is_what_the_kept_results_make(self):
+        root = pathlib.Path(__file__).resolve().parent.parent
+        systems = report.read(root / "bench/results")
+        self.assertEqual((root / "docs/performance.md").read_text(encoding="utf-8"),
+                         report.page(systems, "performance.svg"))
+        self.assertEqual((root / "docs/performance.svg").read_text(encoding="utf-8"), report.chart(systems))
+
+
+class Limits(unittest.TestCase):
+    def test_each_wine_is_held_to_its_own_count(self):
+        self.assertEqual([int(limit_of("a file, first copy", wine)) for wine in (7, 8, 9, 10, 11)], [12, 12, 12, 14, 14])
+        self.assertEqual([int(limit_of("a file, unchanged", wine)) for wine in (8, 10)], [6, 6])
 
 
 class Requests(unittest.TestCase):

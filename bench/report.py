@@ -1,15 +1,20 @@
-"""The results as a table, as a page of the documentation and as a chart."""
+"""The results of each system as a file, and those of all as tables, as a page of the documentation and as a chart."""
 import dataclasses
+import json
+import pathlib
 import xml.sax.saxutils
 
-from counts import Count
+import reasons
+from counts import WINE_10_ASKS, Count
 from rounds import QUIET, Outcome
 
 REPEAT = """## How to repeat it
 
 ```
-./scripts/bench.sh           # everything, about ten minutes; writes this page and its chart
-./scripts/bench.sh --quick   # fewer rounds and no large tree; writes the page and the chart below build/bench
+./scripts/bench.sh           # everything, about ten minutes; keeps the results of this system in bench/results, and
+                             # writes this page and its chart from the results of all systems
+./scripts/bench.sh --quick   # fewer rounds and no large tree; keeps and writes below build/bench
+./scripts/bench.sh --page    # measures nothing: writes the page and the chart from the results that are kept
 ```
 
 Needs a quiet machine: nothing else should run. Everything happens in a Wine prefix of its own, which is thrown away.
@@ -41,32 +46,15 @@ HOW = """## How it is measured
 * **Sources**: {sources}. What is deleted is what an uninstallation deletes, made of hard links.
 """
 
-WHY = """## What it rests on
+WHY = f"""## What it rests on
 
-* A start costs what it loads. The program starts with three libraries; the shell's come with the first call
-  (`OrComn_Shell.h`). The value that guards the stack is drawn without a cryptographic provider
-  (`OrComn_StackGuard.h`): with one, `-s` made 1,039 requests instead of 724.
-  The file holds whole pages (`cmake/BuildOptions.cmake`), which are mapped when they are used; having to read them all
-  made a start 4 % longer.
+* A start costs what it loads: three libraries. The shell's come with the first call of one of their functions.
+* The file holds whole pages (`cmake/BuildOptions.cmake`), which are mapped when they are used, and not read before.
 * A copied file is opened four times, at three requests each: the source, and the new file for its contents, its times
   and its attributes. An unchanged one is opened twice, for two times to compare. Contents cost no request.
+  {WINE_10_ASKS}
 * One process does all; a batch starts one for each line.
 """
-
-# Why a limit is not met where it is not, as far as the calls are bound; by the beginning of what is compared.
-REASONS = {
-    "ten modules registered":
-        "Both arms start `regsvr32.exe` ten times and wait for it: 15,028 requests to Wine's server here and 15,163 "
-        "there. The program makes none besides that it could leave out; what can be saved is the command interpreter "
-        "around them.",
-    "delete":
-        "Every entry is opened twice, to take a read-only attribute off and to delete it, which makes five requests "
-        "to Wine's server; `rmdir` makes about 15 and lists the folder again for each entry, so that it falls back "
-        "further the fuller a folder is. By the requests of the whole run the small tree, which has 55 entries, "
-        "stands at 0.55 (1,024 / 1,854; a bare program makes 658 and the command interpreter alone 991) and the "
-        "typical one, with 562, at 0.38 (3,577 / 9,363): the times say the same. Both openings are meant, and no "
-        "other request is left.",
-}
 
 
 @dataclasses.dataclass(frozen=True)
@@ -91,9 +79,11 @@ class Results:
     counts: list[Count]
     outcomes: list[Outcome]
     measures: list[Measure]
+    system: str  # in a word or two, e.g. Debian 12
     machine: str  # what it was measured on
     sources: str
     quick: bool
+    requests: dict[str, int]  # of whole runs, for the reasons
     broken: list[str] = dataclasses.field(default_factory=list)  # comparisons that came to nothing, and why
 
     @property
@@ -108,64 +98,105 @@ def seconds(value: float) -> str:
     return f"{value * 1e3:.1f} ms" if value < 1 else f"{value:.2f} s"
 
 
+WORDS = 3  # columns of them; numbers follow
+
+
 def _aligned(rows: list[list[str]]) -> list[str]:
-    """A table in Markdown that is also readable as it stands; everything but the first two columns to the right."""
+    """A table in Markdown that is also readable as it stands; everything but words to the right."""
     widths = [max(len(row[column]) for row in rows) for column in range(len(rows[0]))]
     lines = []
     for number, row in enumerate(rows):
-        cells = [text.ljust(width) if column < 2 else text.rjust(width)
+        cells = [text.ljust(width) if column < WORDS else text.rjust(width)
                  for column, (text, width) in enumerate(zip(row, widths, strict=True))]
         lines.append(f"| {' | '.join(cells)} |")
         if number == 0:
-            lines.append("|" + "|".join("-" * (width + 1) + ("-" if column < 2 else ":")
+            lines.append("|" + "|".join("-" * (width + 1) + ("-" if column < WORDS else ":")
                                         for column, width in enumerate(widths)) + "|")
     return lines
 
 
-def tables(results: Results) -> str:
-    lines = _aligned([["Time", "Peer", "ours", "peer", "ratio", "of minima", "limit", "noise", "rounds",
+def write(results: Results, folder: pathlib.Path) -> None:
+    folder.mkdir(parents=True, exist_ok=True)
+    name = results.system.lower().replace(" ", "-") + ".json"
+    (folder / name).write_text(json.dumps(dataclasses.asdict(results), indent=1) + "\n", encoding="utf-8")
+
+
+def read(folder: pathlib.Path) -> list[Results]:
+    """What is kept there, by the names of the systems."""
+    kept = []
+    for path in sorted(folder.glob("*.json")):
+        told = json.loads(path.read_text(encoding="utf-8"))
+        for field, kind in (("counts", Count), ("outcomes", Outcome), ("measures", Measure)):
+            told[field] = [kind(**row) for row in told[field]]
+        kept.append(Results(**told))
+    return kept
+
+
+def _side_by_side(systems: list[Results], field: str) -> list[tuple[str, Results, Outcome | Count | Measure]]:
+    """The rows of all systems, those of the same thing one below the other."""
+    order: dict[str, list] = {}
+    for results in systems:
+        for row in getattr(results, field):
+            order.setdefault(row.what, []).append((row.what, results, row))
+    return [row for rows in order.values() for row in rows]
+
+
+def tables(systems: list[Results]) -> str:
+    lines = _aligned([["Time", "Peer", "System", "ours", "peer", "ratio", "of minima", "limit", "noise", "rounds",
                        "verdict"]] + [
-        [outcome.what, outcome.peer, seconds(outcome.ours_seconds), seconds(outcome.peer_seconds),
+        [what, outcome.peer, results.system, seconds(outcome.ours_seconds), seconds(outcome.peer_seconds),
          f"{outcome.ratio:.2f}", f"{outcome.minima:.2f}", f"{outcome.limit:.2f}", f"{outcome.noise:.2f}",
-         str(outcome.rounds), outcome.verdict] for outcome in results.outcomes])
-    lines += [f"\n**No result** for {broken}" for broken in results.broken]
-    lines += [""] + _aligned([["Requests", "Of which", "count", "limit", "verdict"]] + [
-        [count.what, count.note or "slope between two sizes", f"{count.value:.3f}", f"{count.limit:.2f}",
-         "met" if count.met else "NOT MET"] for count in results.counts])
-    lines += [""] + _aligned([["Size", "Of which", "value", "limit", "verdict"]] + [
-        [measure.what, measure.note, f"{measure.value:.2f}", f"{measure.limit:.2f}", measure.verdict]
-        for measure in results.measures])
+         str(outcome.rounds), outcome.verdict] for what, results, outcome in _side_by_side(systems, "outcomes")])
+    lines += [f"\n**No result** on {results.system} for {broken}" for results in systems for broken in results.broken]
+    lines += [""] + _aligned([["Requests", "Of which", "System", "count", "limit", "verdict"]] + [
+        [what, count.note or "slope between two sizes", results.system, f"{count.value:.3f}", f"{count.limit:.2f}",
+         "met" if count.met else "NOT MET"] for what, results, count in _side_by_side(systems, "counts")])
+    lines += [""] + _aligned([["Size", "Of which", "System", "value", "limit", "verdict"]] + [
+        [what, measure.note, results.system, f"{measure.value:.2f}", f"{measure.limit:.2f}", measure.verdict]
+        for what, results, measure in _side_by_side(systems, "measures")])
     return "\n".join(lines) + "\n"
 
 
-def reasons(results: Results) -> str:
-    """A paragraph for each limit that is not met and whose reason is known."""
-    missed = {beginning for outcome in results.outcomes if outcome.verdict == "NOT MET"
-              for beginning in REASONS if outcome.what.startswith(beginning)}
-    return "".join(f"**Not met: {beginning}.** {REASONS[beginning]}\n\n" for beginning in sorted(missed))
+def why_not_met(systems: list[Results]) -> str:
+    """A paragraph for each limit that a system does not meet and whose reason is known."""
+    return "".join(
+        f"**Not met on {results.system}: {beginning}.** {reasons.paragraph(beginning, results.requests)}\n\n"
+        for beginning in sorted(reasons.TEXTS) for results in systems
+        if any(outcome.verdict == "NOT MET" and outcome.what.startswith(beginning) for outcome in results.outcomes))
 
 
-def page(results: Results, chart: str) -> str:
+def page(systems: list[Results], chart: str) -> str:
+    quick = " --quick" if any(results.quick for results in systems) else ""
     return "\n".join([
         "# Performance", "",
         "What the program takes, against what Windows' own tools take for the same work, under Wine. Below 1 the",
-        f"program is faster. Written by `scripts/bench.sh{' --quick' if results.quick else ''}`,",
-        f"{results.machine}.", "",
-        f"![Ratios of time, program / peer]({chart})", "", "## Results", "", tables(results) + "\n" + reasons(results) +
-        HOW.format(low=QUIET[0], high=QUIET[1], sources=results.sources), WHY, REPEAT])
+        f"program is faster. Written by `scripts/bench.sh{quick}`, from what it measured, each time with the program built",
+        "there:", "", *(f"* {results.system}, {results.machine}" for results in systems), "",
+        f"![Ratios of time, program / peer]({chart})", "", "## Results", "",
+        tables(systems) + "\n" + why_not_met(systems) +
+        HOW.format(low=QUIET[0], high=QUIET[1], sources=systems[0].sources), WHY, REPEAT])
+
+
+def write_page(systems: list[Results], folder: pathlib.Path) -> None:
+    folder.mkdir(parents=True, exist_ok=True)
+    (folder / "performance.md").write_text(page(systems, "performance.svg"), encoding="utf-8")
+    (folder / "performance.svg").write_text(chart(systems), encoding="utf-8")
 
 
 # ---- the chart
 
-WIDTH, LEFT, RIGHT, ROW, TOP = 860, 330, 60, 30, 48
+WIDTH, LEFT, RIGHT, BAR, TOP = 860, 330, 120, 15, 48
 COLOURS = {"met": "#2e7d32", "NOT MET": "#c62828", "not judged": "#9e9e9e"}
 
 
-def chart(results: Results) -> str:
-    """One bar for each comparison, and a mark at its limit."""
-    outcomes = results.outcomes
-    highest = max([1.2] + [max(outcome.ratio, outcome.limit) for outcome in outcomes]) * 1.05
-    height = TOP + ROW * len(outcomes) + 46
+def chart(systems: list[Results]) -> str:
+    """For each comparison one bar for each system, and a mark at its limit."""
+    rows = _side_by_side(systems, "outcomes")
+    whats = list(dict.fromkeys(what for what, _, _ in rows))
+    highest = max([1.2] + [max(outcome.ratio, outcome.limit) for _, _, outcome in rows]) * 1.05
+    row_height = max(BAR * len(systems), 24) + 6
+    bottom = TOP + row_height * len(whats)
+    height = bottom + 46
 
     def across(ratio: float) -> float:
         return round(LEFT + (WIDTH - LEFT - RIGHT) * ratio / highest, 1)
@@ -182,20 +213,21 @@ def chart(results: Results) -> str:
     ]
     for tick in range(int(highest / 0.2) + 1):
         x = across(tick * 0.2)
-        parts.append(f'<line x1="{x}" y1="{TOP}" x2="{x}" y2="{TOP + ROW * len(outcomes)}" '
+        parts.append(f'<line x1="{x}" y1="{TOP}" x2="{x}" y2="{bottom}" '
                      f'stroke="{"#757575" if tick == 5 else "#e0e0e0"}"/>')
-        parts.append(text(x, TOP + ROW * len(outcomes) + 16, f"{tick * 0.2:.1f}", ' text-anchor="middle"'))
-    for number, outcome in enumerate(outcomes):
-        y = TOP + ROW * number
-        bar = round(across(outcome.ratio) - LEFT, 1)
-        limit = across(outcome.limit)
-        parts += [
-            text(LEFT - 8, y + 13, outcome.what, ' text-anchor="end"'),
-            text(LEFT - 8, y + 25, f"/ {outcome.peer}", ' text-anchor="end" font-size="10" fill="#757575"'),
-            f'<rect x="{LEFT}" y="{y + 6}" width="{bar}" height="18" fill="{COLOURS[outcome.verdict]}"/>',
-            f'<line x1="{limit}" y1="{y + 3}" x2="{limit}" y2="{y + 27}" stroke="#000000" stroke-width="2"/>',
-            text(max(LEFT + bar, limit) + 6, y + 19, f"{outcome.ratio:.2f}"),
-        ]
+        parts.append(text(x, bottom + 16, f"{tick * 0.2:.1f}", ' text-anchor="middle"'))
+    for number, what in enumerate(whats):
+        y = TOP + row_height * number + 3
+        found = [(results, outcome) for name, results, outcome in rows if name == what]
+        parts += [text(LEFT - 8, y + 11, what, ' text-anchor="end"'),
+                  text(LEFT - 8, y + 23, f"/ {found[0][1].peer}", ' text-anchor="end" font-size="10" fill="#757575"')]
+        for position, (results, outcome) in enumerate(found):
+            bar, limit, top = round(across(outcome.ratio) - LEFT, 1), across(outcome.limit), y + BAR * position
+            parts += [
+                f'<rect x="{LEFT}" y="{top + 1}" width="{bar}" height="{BAR - 2}" fill="{COLOURS[outcome.verdict]}"/>',
+                f'<line x1="{limit}" y1="{top}" x2="{limit}" y2="{top + BAR}" stroke="#000000" stroke-width="2"/>',
+                text(max(LEFT + bar, limit) + 6, top + 12, f"{outcome.ratio:.2f}  {results.system}", ' font-size="10"'),
+            ]
     x = LEFT
     for verdict, colour in COLOURS.items():
         parts.append(f'<rect x="{x}" y="{height - 16}" width="10" height="10" fill="{colour}"/>')

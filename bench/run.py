@@ -1,24 +1,27 @@
 #!/usr/bin/env python3
-"""run.py [--quick] <build folder> <sources folder> <folder for the results>: all measurements (see scripts/bench.sh).
+"""run.py [--quick] <build folder> <sources folder> <results folder> <page folder>: all measurements (see scripts/bench.sh).
+run.py --page <results folder> <page folder>: the page alone.
 
-Writes performance.md and performance.svg, prints the tables, and ends with 1 where a limit is broken that is no time.
+Keeps the results as <system>.json, writes performance.md and performance.svg from those of all systems that are kept,
+prints the tables of this one, and ends with 1 where a limit is broken that is no time.
 """
 import datetime
 import os
 import pathlib
 import platform
+import re
 import shutil
 import statistics
-import subprocess
 import sys
 import time
 
 sys.dont_write_bytecode = True
 import comparisons  # noqa: E402
 import counts  # noqa: E402
+import reasons  # noqa: E402
 import report  # noqa: E402
 import trees  # noqa: E402
-from machine import Fault, Machine  # noqa: E402
+from machine import Fault, Machine, wine_text  # noqa: E402
 from rounds import compare  # noqa: E402
 
 LARGEST_PROGRAM = 1 << 20  # bytes
@@ -30,12 +33,23 @@ def say(text: str) -> None:
     print(f"[{datetime.datetime.now():%H:%M:%S}] {text}", flush=True)
 
 
-def describe_machine() -> str:
+def system() -> str:
+    about = platform.freedesktop_os_release()
+    return f"{about['NAME'].partition(' ')[0]} {about.get('VERSION_ID', '')}".strip()
+
+
+def compiler(build: pathlib.Path) -> str:
+    for told in build.glob("CMakeFiles/*/CMakeCXXCompiler.cmake"):
+        version = re.search(r'CMAKE_CXX_COMPILER_VERSION "([\d.]+)', told.read_text(encoding="utf-8"))
+        if version:
+            return f"GCC {version[1]}"
+    raise Fault(f"{build} is no configured build folder")
+
+
+def describe_machine(build: pathlib.Path) -> str:
     model = next((line.partition(":")[2].strip() for line in open("/proc/cpuinfo", encoding="utf-8")
                   if line.startswith("model name")), platform.machine())
-    wine = subprocess.run(["wine", "--version"], capture_output=True, text=True, check=True,
-                          env=os.environ | {"WINEDEBUG": "-all"}).stdout.strip()
-    return f"on {datetime.date.today()}, with {wine}, on {os.cpu_count()} x {model}"
+    return f"on {datetime.date.today()}, with {compiler(build)} and {wine_text()}, on {os.cpu_count()} x {model}"
 
 
 def describe_sources(shapes: list[trees.Shape]) -> str:
@@ -72,13 +86,19 @@ def main() -> int:
     os.sched_setaffinity(0, {max(os.sched_getaffinity(0))})
     arguments = sys.argv[1:]
     quick = arguments[:1] == ["--quick"]
-    build, sources, target = (pathlib.Path(argument).resolve() for argument in arguments[1 if quick else 0:])
+    paths = [pathlib.Path(argument).resolve() for argument in arguments if not argument.startswith("--")]
+    if arguments[:1] == ["--page"]:
+        kept, target = paths
+        report.write_page(report.read(kept), target)
+        return 0
+    build, sources, kept, target = paths
     shapes = [trees.SMALL, trees.TYPICAL] + ([] if quick else [trees.LARGE])
     for shape in shapes:
         say(f"source: {shape.name}")
         trees.make(shape, sources / shape.name)
     say("requests")
     counted = counts.measure(build)
+    requests = reasons.measure(build, sources)
     outcomes, broken = [], []
     folder, where = folder_for_runs(build)
     with Machine(build, folder, drives={"s": sources}) as machine:
@@ -100,14 +120,13 @@ def main() -> int:
         measures = measure_memory(place, quick)
     size = (build / "VELAutil.exe").stat().st_size
     measures.append(report.Measure("the program, MiB", size / LARGEST_PROGRAM, 1.0, f"{size:,} bytes", can_fail=True))
-    results = report.Results(counted, outcomes, measures, f"{describe_machine()}, files {where}",
-                             describe_sources(shapes), quick, broken)
-    target.mkdir(parents=True, exist_ok=True)
-    (target / "performance.md").write_text(report.page(results, "performance.svg"), encoding="utf-8")
-    (target / "performance.svg").write_text(report.chart(results), encoding="utf-8")
+    results = report.Results(counted, outcomes, measures, system(), f"{describe_machine(build)}, files {where}",
+                             describe_sources(shapes), quick, requests, broken)
+    report.write(results, kept)
+    report.write_page(report.read(kept), target)
     print()
-    print(report.tables(results))
-    print(report.reasons(results), end="")
+    print(report.tables([results]))
+    print(report.why_not_met([results]), end="")
     return 1 if results.failed else 0
 
 

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# bench.sh [--quick]
+# bench.sh [--quick | --page]
 #
 # Measures the program against Wine's own tools: builds what is needed, makes the sources (once) and a Wine prefix of
-# its own, prints the tables with their limits, and writes docs/performance.md and its chart. With --quick fewer rounds,
-# no large tree, and the page below build/bench. Exits with 1 where a count of requests or the size of the program
+# its own, prints the tables with their limits, keeps the results of this system in bench/results, and writes
+# docs/performance.md and its chart from those of all systems. With --quick fewer rounds, no large tree, and everything
+# below build/bench; with --page nothing is measured. Exits with 1 where a count of requests or the size of the program
 # breaks its limit; times never do that, they are only told. Wants a quiet machine.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -12,15 +13,18 @@ build=$root/build/release
 sources=$root/build/bench/sources
 
 mode=()
-results=$root/docs
+results=$root/bench/results
+page=$root/docs
 case ${1:-} in
   '') ;;
   --quick)
     mode=(--quick)
-    results=$root/build/bench
+    results=$root/build/bench/results
+    page=$root/build/bench
     ;;
+  --page) exec python3 bench/run.py --page "$results" "$page" ;;
   *)
-    echo "usage: bench.sh [--quick]" >&2
+    echo "usage: bench.sh [--quick | --page]" >&2
     exit 2
     ;;
 esac
@@ -44,10 +48,10 @@ stage 'configure (preset release)' cmake --preset release -DBUILD_TESTING=ON || 
 stage 'build (target bench)' cmake --build --preset release --target bench || exit 1
 stage 'Wine prefix' bash tests/support/make_prefix.sh "$build/tests/prefix" || exit 1
 mkdir -p "$build/tests/prefix.runs" "$sources"
-stage "measurements${mode[*]:+ (${mode[*]})}" python3 bench/run.py "${mode[@]}" "$build" "$sources" "$results" || true
+stage "measurements${mode[*]:+ (${mode[*]})}" python3 bench/run.py "${mode[@]}" "$build" "$sources" "$results" "$page" || true
 
 print_stages
-echo "  $results/performance.md"
+echo "  $page/performance.md"
 if stages_failed; then
   exit 1
 fi
