@@ -2,7 +2,7 @@
 
 A change can turn a program that deletes the product's folders into one that deletes everything, and Wine shows it the
 whole machine as drive Z:. So a test sees the machine read-only but for two folders in memory, and what it leaves
-running ends with it (bubblewrap).
+running ends with it (bubblewrap). One of the two is /tmp; a repository that lies there is seen all the same, read-only.
 """
 import collections
 import contextlib
@@ -13,7 +13,7 @@ import resource
 import subprocess
 import threading
 
-from mutation.bench import BUILD, CannotRun
+from mutation.bench import BUILD, ROOT, CannotRun
 
 RUNS = BUILD / "tests/prefix.runs"
 MEMORY = 4 << 30  # bytes that one process may allocate
@@ -50,7 +50,8 @@ def limit_resources(processor):
 def sandbox_command(replaced):
     """`replaced`: program in the build folder -> the changed one that is to be seen in its place."""
     command = ["bwrap", "--unshare-all", "--die-with-parent", "--new-session", "--ro-bind", "/", "/", "--dev", "/dev",
-               "--proc", "/proc", "--size", str(DISK), "--tmpfs", "/tmp", "--size", str(DISK), "--tmpfs", str(RUNS)]
+               "--proc", "/proc", "--size", str(DISK), "--tmpfs", "/tmp", "--ro-bind", str(ROOT), str(ROOT),
+               "--size", str(DISK), "--tmpfs", str(RUNS)]
     for program, changed in replaced.items():
         command += ["--ro-bind", changed, str(BUILD / program)]
     return command
