@@ -2,7 +2,8 @@
 # prove.sh [--write] [stage...]
 #
 # The long proof, for before a release: every Windows call failed on purpose, the process ended at every change, every
-# command on every Windows version, every text of the log produced, every line run, small changes to the product caught.
+# command on every Windows version, every text of the log produced, every line run, small changes to the product caught,
+# both commands of the README on bare systems.
 # scripts/test.sh holds a short form of most of it. Without names all stages run, in the order below; each is a script in
 # scripts/prove/ that leaves its rows in build/prove/<stage>.md. Prints one table and where the time went; exits with 1 if
 # a stage found anything or could not run. --write puts the table into docs/testing.md. That wants every stage to have
@@ -14,7 +15,7 @@ rows=$root/build/prove
 messages=$rows/messages  # what the tests of the coverage stage write to the log, for the texts stage
 
 # Coverage comes before texts: one run of the tests serves both.
-all_stages=(matrix coverage texts undefined fuzz faults deaths mutants)
+all_stages=(matrix coverage texts undefined fuzz faults deaths mutants newcomer)
 
 # The first line of each is the table's heading.
 heading() {
@@ -27,6 +28,7 @@ heading() {
     faults) echo 'Every Windows call failed, once and from there on' ;;
     deaths) echo 'The process ended at every change of the machine, and the command repeated' ;;
     mutants) echo 'Small changes to the product that the tests catch' ;;
+    newcomer) echo 'The two commands of the README in a clone on a bare Debian, nothing else done' ;;
   esac
 }
 
