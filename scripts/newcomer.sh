@@ -131,7 +131,7 @@ write_row() {
   compiler=$(run_inside x86_64-w64-mingw32-g++-win32 -dumpfullversion 2>/dev/null) || compiler=-
   wine=$(run_inside env WINEDEBUG=-all wine --version 2>/dev/null) || wine=-
   tests=$(tests_of "$work/$release.test.log")
-  printf '| %s | %s | %s |' "$about" "$compiler" "${wine%% *}"
+  printf '| %s | %s | %s |' "$about" "${compiler%%-*}" "${wine%% *}"
   for index in "${!stage_names[@]}"; do
     printf ' %s s, %s |' "${stage_seconds[index]}" "$( ((stage_results[index] == 0)) && echo passed || echo FAILED)"
   done
