@@ -40,7 +40,7 @@ def system() -> str:
 
 def compiler(build: pathlib.Path) -> str:
     for told in build.glob("CMakeFiles/*/CMakeCXXCompiler.cmake"):
-        version = re.search(r'CMAKE_CXX_COMPILER_VERSION "([\d.]+)', told.read_text(encoding="utf-8"))
+        version = re.search(r'CMAKE_CXX_COMPILER_VERSION "(\d+)', told.read_text(encoding="utf-8"))
         if version:
             return f"GCC {version[1]}"
     raise Fault(f"{build} is no configured build folder")
@@ -64,7 +64,7 @@ def folder_for_runs(build: pathlib.Path) -> tuple[pathlib.Path, str]:
     name = f"{os.getpid()}.bench"
     available = next((int(line.split()[1]) << 10 for line in open("/proc/meminfo", encoding="ascii")
                       if line.startswith("MemAvailable:")), 0)
-    if MEMORY.parent.is_dir() and min(available, shutil.disk_usage(MEMORY.parent).free) >= MEMORY_NEEDED:
+    if os.path.ismount(MEMORY.parent) and min(available, shutil.disk_usage(MEMORY.parent).free) >= MEMORY_NEEDED:
         return MEMORY / name, "in memory"
     return build / "tests/prefix.runs" / name, "on the disk"
 
