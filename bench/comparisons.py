@@ -12,6 +12,7 @@ from rounds import Arm, Comparison, Stub
 CMD = rf"{counts.SYSTEM}\cmd.exe"
 STEPS = r"C:\bench\Steps.exe"
 LOOK_UPS = 100
+TREES = {"ours": "Orvane Labs/VELA", "peer": "Orvane_Labs/VELA"}  # Wine 10's xcopy takes no path with a blank
 # As the program copies: with empty folders, hidden files and attributes, over read-only files; and without a word.
 XCOPY = rf"{counts.SYSTEM}\xcopy.exe {{}} /E /I /H /K /R /Y /Q"
 MODULES = {  # tests/fixtures/ModuleClasses.h: the end of each class identifier, and the program identifier
@@ -50,8 +51,8 @@ class Workplace:
             lines = []
             for source, target in (*trees.STAGED, *((f"Resource/common/{name}", target + "/")
                                                     for name, target in trees.STAGED_INI_FILES)):
-                paths = f"S:/{shape.name}/{source} C:/peer.{shape.name}/Orvane Labs/VELA/{target}".split(" C:")
-                lines.append(XCOPY.format(f'"{paths[0]}" "C:{paths[1]}"'.replace("/", "\\")))
+                paths = f"S:/{shape.name}/{source} C:/peer.{shape.name}/{TREES['peer']}/{target}"
+                lines.append(XCOPY.format(paths.replace("/", "\\")))
             self._write_batch(f"xcopy.{shape.name}.bat", lines)
             self._write_batch(f"xcopy_newer.{shape.name}.bat", [line + " /D" for line in lines])
         self._write_batch("register.bat", [rf'{counts.SYSTEM}\regsvr32.exe /s "C:\modules\{name}"' for name in MODULES])
@@ -59,7 +60,7 @@ class Workplace:
     # ---- staging
 
     def product_folder(self, who: str, shape: trees.Shape) -> pathlib.Path:
-        return self.machine.drive / f"{who}.{shape.name}" / "Orvane Labs/VELA"
+        return self.machine.drive / f"{who}.{shape.name}" / TREES[who]
 
     def remove(self, who: str, shape: trees.Shape) -> None:
         """An empty folder to copy into. What was there is only put aside: for each new file ext4 passes over the inodes

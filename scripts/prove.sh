@@ -110,7 +110,9 @@ if $write; then
   done
   {
     sed '/^<!-- proof begins -->$/q' docs/testing.md
-    printf '\nOn %s cores, each stage with the day of its run and the time that it took:\n' "$(nproc)"
+    printf '\nOn %s, with GCC %s and %s, on %s cores; each stage with the day of its run and the time that it took:\n' \
+      "$(. /etc/os-release && echo "${NAME%% *} $VERSION_ID")" "$(x86_64-w64-mingw32-g++-win32 -dumpversion | sed 's/-.*//')" \
+      "$(WINEDEBUG=-all wine --version)" "$(nproc)"
     print_table
     echo
     sed -n '/^<!-- proof ends -->$/,$p' docs/testing.md
