@@ -57,9 +57,13 @@ find_mirror() {
   done
 }
 
+quiet() {
+  "$@" >"$work/$release.making.log" 2>&1
+}
+
 # make_system: sets `system`, a folder that clean_up removes.
 make_system() {
-  local free mirror options=(--variant=minbase)
+  local free mirror options=(debootstrap --variant=minbase)
   mkdir -p "$work"
   # The repository may belong to somebody else, which git would refuse to root.
   export GIT_CONFIG_GLOBAL=$work/$$.gitconfig
@@ -79,9 +83,8 @@ make_system() {
   fi
   system=$work/$$.$release
   mkdir "$system"
-  echo "newcomer: a bare $release${mirror:+ from $mirror}"
-  timeout --foreground -k 10 "$making_limit" "${apart[@]}" \
-    debootstrap "${options[@]}" "$release" "$system" ${mirror:+"$mirror"} </dev/null >"$work/$release.making.log" 2>&1 ||
+  stage "a bare $release${mirror:+ from $mirror}" \
+    quiet timeout --foreground -k 10 "$making_limit" "${apart[@]}" "${options[@]}" "$release" "$system" ${mirror:+"$mirror"} ||
     cannot "debootstrap: $(tail -n 1 "$work/$release.making.log")"
   if [[ ! -e $system/etc/resolv.conf ]]; then
     cp /etc/resolv.conf "$system/etc/"
@@ -132,7 +135,7 @@ write_row() {
   wine=$(run_inside env WINEDEBUG=-all wine --version 2>/dev/null) || wine=-
   tests=$(tests_of "$work/$release.test.log")
   printf '| %s | %s | %s |' "$about" "${compiler%%-*}" "${wine%% *}"
-  for index in "${!stage_names[@]}"; do
+  for index in 1 2; do  # the first stage made the system
     printf ' %s s, %s |' "${stage_seconds[index]}" "$( ((stage_results[index] == 0)) && echo passed || echo FAILED)"
   done
   printf ' %s |\n' "${tests:-none}"
