@@ -219,4 +219,5 @@ main() {
 
 if [[ ${BASH_SOURCE[0]} == "$0" ]]; then
   main "$@"
+  exit  # whatever has become of this file meanwhile
 fi
