@@ -1,4 +1,4 @@
-"""Adds up line counts that programs of a coverage build left behind (files *.gcda, as GCC 12 writes them).
+"""Adds up line counts that programs of a coverage build left behind (files *.gcda, as GCC 12 and 14 write them).
 
 gcov-tool refuses two programs of which one got a function that headers define inline from another object than the other
 did: each object then counts other functions. Here the counts of a function are added up wherever it was counted.
