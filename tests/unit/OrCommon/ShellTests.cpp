@@ -39,12 +39,14 @@ TEST_CASE("the functions of a library that cannot be loaded fail at each call, a
     CHECK(::GetFileAttributesW(L"C:\\VelaShell") == INVALID_FILE_ATTRIBUTES);
     CHECK(shell32.Asked() == 4);
   }
+  const CountCalls released("FreeLibrary");
   CHECK(Shell::SHGetFolderPathW(nullptr, CSIDL_WINDOWS, nullptr, 0, folder) == S_OK);
   CHECK(::_wcsicmp(folder, L"C:\\windows") == 0);
   CHECK(Shell::SHGetSpecialFolderPathW(nullptr, folder, CSIDL_COMMON_APPDATA, FALSE));
   CHECK(std::wstring(folder) == L"C:\\ProgramData");
   CHECK(Shell::SHCreateDirectoryExW(nullptr, L"C:\\VelaShell", nullptr) == ERROR_SUCCESS);
   CHECK(::RemoveDirectoryW(L"C:\\VelaShell"));
+  CHECK(released.Calls() == 0);
 }
 
 TEST_CASE("a function that its library has not fails at each call, and is bound once it is there") {
