@@ -61,7 +61,7 @@ bool LoadLoggedOnUserProfile(DWORD sessionId, UserProfile& profile, OrCommon::Ke
       !OrCommon::AccessControl::QueryUserToken(token, OrCommon::AccessControl::kShellProgram, error)) {
     return false;
   }
-  const OrCommon::Module environmentLibrary(::LoadLibraryW(OrCommon::Library::SystemLibrary(L"userenv.dll").c_str()));
+  const OrCommon::Module environmentLibrary(::LoadLibraryW(OrCommon::Library::SystemLibrary(L"userenv.dll").Path()));
   if (!environmentLibrary) {
     return false;  // neither a block nor a profile without it, and as the user it must not be looked for
   }

@@ -100,7 +100,7 @@ ConsoleUserScope::~ConsoleUserScope() {
 
 bool ConsoleUserScope::Start() {
   End();
-  environmentLibrary_.Reset(::LoadLibraryW(OrCommon::Library::SystemLibrary(L"userenv.dll").c_str()));
+  environmentLibrary_.Reset(::LoadLibraryW(OrCommon::Library::SystemLibrary(L"userenv.dll").Path()));
   if (!environmentLibrary_) {
     return false;  // there is no environment block without it, and as the user it must not be looked for
   }

@@ -2,7 +2,6 @@
 
 #include <cwchar>
 #include <memory>
-#include <string>
 
 namespace OrCommon::Library {
 namespace {
@@ -17,17 +16,16 @@ bool CanLimitSearch() noexcept {
 
 }  // namespace
 
-std::wstring SystemLibrary(const wchar_t* name) {
-  if (CanLimitSearch()) {
-    return name;
+SystemLibrary::SystemLibrary(const wchar_t* name) noexcept {
+  if (!CanLimitSearch()) {
+    const UINT length = ::GetSystemDirectoryW(path_, kCapacity);
+    if (length == 0 || length + std::wcslen(name) + 2 > kCapacity) {
+      std::wcscpy(path_, L"?");
+      return;
+    }
+    std::wcscat(path_, L"\\");
   }
-  constexpr UINT kCapacity = MAX_PATH;  // characters, terminator included
-  wchar_t folder[kCapacity] = {};
-  const UINT length = ::GetSystemDirectoryW(folder, kCapacity);
-  if (length == 0 || length >= kCapacity) {
-    return L"?";
-  }
-  return std::wstring(folder, length) + L'\\' + name;
+  std::wcscat(path_, name);
 }
 
 FARPROC FindEntryPoint(HMODULE module, const wchar_t* name, DWORD& error) {
@@ -52,7 +50,8 @@ FARPROC FindEntryPoint(HMODULE module, const wchar_t* name, DWORD& error) {
   return address;
 }
 
-EntryPoint::EntryPoint(const wchar_t* library, const wchar_t* name) : library_(::LoadLibraryW(SystemLibrary(library).c_str())) {
+EntryPoint::EntryPoint(const wchar_t* library, const wchar_t* name)
+    : library_(::LoadLibraryW(SystemLibrary(library).Path())) {
   if (!library_) {
     error_ = ::GetLastError();
     return;

@@ -3,8 +3,8 @@
 
 #include <windows.h>
 
+#include <cstddef>
 #include <cstring>
-#include <string>
 
 #include <boost/noncopyable.hpp>
 
@@ -22,10 +22,18 @@ Function FunctionCast(FARPROC address) noexcept {
   return function;
 }
 
-// What to hand to LoadLibraryW for the system's library `name`. Windows of an age without SetDefaultDllDirectories looks
-// into the program's own folder before the system's: there it is the full path; "?", which no file is called, where the
-// system folder cannot be named. Throws std::bad_alloc where the heap is exhausted.
-std::wstring SystemLibrary(const wchar_t* name);
+// What to hand to LoadLibraryW for the system's library `name`. Windows of an age without SetDefaultDllDirectories
+// looks into the program's own folder before the system's: there it is the full path; "?", which no file is called,
+// where the system folder cannot be named.
+class SystemLibrary {
+ public:
+  explicit SystemLibrary(const wchar_t* name) noexcept;
+  const wchar_t* Path() const noexcept { return path_; }
+
+ private:
+  static constexpr std::size_t kCapacity = MAX_PATH;  // characters, terminator included
+  wchar_t path_[kCapacity] = {};
+};
 
 // An entry point of a library that stays loaded for as long as this lives.
 class EntryPoint : private boost::noncopyable {

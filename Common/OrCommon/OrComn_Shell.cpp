@@ -8,8 +8,7 @@ namespace OrCommon::Shell {
 namespace {
 
 FARPROC Bind(const wchar_t* library, const wchar_t* name, DWORD& error) {
-  const std::wstring file = Library::SystemLibrary(library);
-  Module module(::LoadLibraryW(file.c_str()));
+  Module module(::LoadLibraryW(Library::SystemLibrary(library).Path()));
   if (!module) {
     error = ::GetLastError();
     return nullptr;

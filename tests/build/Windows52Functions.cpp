@@ -212,6 +212,7 @@ constexpr std::string_view kMsvcrt[] = {
     "wcschr",
     "wcscmp",
     "wcscoll",
+    "wcscat",
     "wcscpy",
     "wcsftime",
     "wcslen",
