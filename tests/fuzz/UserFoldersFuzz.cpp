@@ -1,6 +1,7 @@
 // The folders of one user (activation/UserDataTree.h), whose identity is any text that the user stored: whatever it is,
 // nothing is made or opened to everyone outside the common data folder, and nothing there that another program made.
 #include <algorithm>
+#include <iterator>
 
 #include "activation/UserDataTree.h"
 #include "tests/fuzz/Input.h"
@@ -14,6 +15,7 @@ namespace {
 
 constexpr wchar_t kRoot[] = L"C:\\ProgramData";
 constexpr wchar_t kForeign[] = L"C:\\ProgramData\\Other";  // another program's
+constexpr wchar_t kOwn[] = L"C:\\ProgramData\\Orvane Labs\\";
 
 // True for a path below the root that cannot lead out of it again, as Windows reads paths: either kind of separator,
 // blanks and dots at the end of a name dropped, a colon as a drive or a stream.
@@ -68,6 +70,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(std::all_of(paths->begin(), paths->end(), StaysBelow), "nothing is done outside the root");
     Require(std::find(paths->begin(), paths->end(), kForeign) == paths->end(), "another program's folder stays closed");
   }
+  Require(std::all_of(machine.stampedFolders.begin(), machine.stampedFolders.end(),
+                      [](const std::wstring& path) { return path.compare(0, std::size(kOwn) - 1, kOwn) == 0; }),
+          "what is there below the root itself stays as it is");
   Require(machine.openHandles == 0, "every key is closed");
   return 0;
 }

@@ -273,7 +273,8 @@ TEST_CASE("an installation and an upgrade at once") {
     CHECK_LINES(FaultsOfBoth(), {});
     for (const std::wstring& copy : WaitingCopies()) {
       ++forgotten;
-      ::DeleteFileW(copy.c_str());
+      ::SetFileAttributesW(copy.c_str(), FILE_ATTRIBUTE_NORMAL);
+      CHECK(::DeleteFileW(copy.c_str()));
     }
     CHECK(Started(L"-p", kSources[0]).Finish(60000).exitCode == 1);
     CHECK_LINES(FaultsOf(kSources[0]), {});
