@@ -58,7 +58,7 @@ def has_key(values, key):
 
 
 # Wine notes here, whenever it likes, which displays it found.
-NOISE = re.compile(r"System\\CurrentControlSet\\(Control\\(Class|Video)|Enum)\\", re.I)
+NOISE = re.compile(r"System\\(CurrentControlSet|ControlSet001)\\(Control\\(Class|Video)|Enum)\\", re.I)
 
 
 CLASS = re.compile(r"Software\\Classes\\(Wow6432Node\\)?CLSID\\(\{[^\\]+\})(\\.*)?$", re.I)
