@@ -34,7 +34,6 @@ cannot() {
 apart=(unshare --mount --pid --fork --kill-child)
 
 enter_space() {
-  ((EUID == 0)) || cannot "this is not root"
   # Within a chroot the root folder is no mount, and its mounts cannot be told to stay private.
   unshare --mount true 2>/dev/null || apart+=(--propagation unchanged)
   mkdir -p "$work/probe"
@@ -161,7 +160,7 @@ remove_system() {
   done < <(mounts_below "$1")
   if [[ -n $(mounts_below "$1") ]]; then
     echo "newcomer: $1 is left: something is still mounted in it" >&2
-    return
+    return 0
   fi
   rm -rf --one-file-system "$1"
 }
@@ -189,6 +188,7 @@ main() {
     echo "usage: newcomer.sh [bookworm | trixie]" >&2
     exit 2
   fi
+  ((EUID == 0)) || cannot "this is not root"
   trap clean_up EXIT
   trap 'exit 130' INT
   trap 'exit 143' TERM HUP

@@ -66,7 +66,7 @@ print_stages() {
 end_stage() {
   local tries
   if [[ -z $stage_pid ]]; then
-    return
+    return 0  # said, since a plain return within a trap is the script's exit code
   fi
   kill -TERM -- "-$stage_pid" 2>/dev/null || true
   wait "$stage_pid" 2>/dev/null || true
