@@ -16,8 +16,8 @@ work=$root/build/newcomer
 source scripts/stages.sh
 
 free_space=8         # GiB
-making_limit=900     # seconds
-command_limit=2400   # seconds, for each command
+making_limit=600     # seconds
+command_limit=1500   # seconds, for each command
 releases=(bookworm trixie)
 release=
 system=
