@@ -25,7 +25,7 @@ void __cxxabiv1::__cxa_guard_abort(__guard*) noexcept {}
 
 // What an exception that nobody catches ends in. The library's version prints the exception's name first, for which it
 // brings 55 KB of code that reads such names.
-void __gnu_cxx::__verbose_terminate_handler() {
+__attribute__((noreturn)) void __gnu_cxx::__verbose_terminate_handler() {
   std::abort();
 }
 #endif
