@@ -2,8 +2,8 @@
 //
 // Each is bound by name at its first call: loading the shell's libraries doubles the start-up of a command that never
 // needs them. What was bound is kept, and its library stays loaded, until the process ends. A function that cannot be
-// had fails as it is documented to, with the code of that failure; its next call tries to bind it again. No caller acts
-// as the console user: a library must not be looked for through that user's drive letters.
+// had fails as it is documented to, with the code of that failure; its next call tries to bind it again. No command
+// calls one while it acts as the console user, through whose drive letters a library must not be looked for.
 #pragma once
 
 #include <windows.h>

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cstring>
 #include <iterator>
 #include <new>
@@ -110,6 +111,11 @@ const std::vector<ImportSlot>& ProgramImports() {
     return all;
   }();
   return slots;
+}
+
+bool StaysLoaded(HMODULE library) {
+  return std::any_of(std::begin(kLateFunctions), std::end(kLateFunctions),
+                     [&](const LateFunction& late) { return library == ::GetModuleHandleA(late.dll); });
 }
 
 }  // namespace TestSupport

@@ -25,4 +25,7 @@ std::vector<ImportSlot> ReadImports(HMODULE program);
 // Those of the running program, and behind them what it may bind and keep. They do not change while it runs.
 const std::vector<ImportSlot>& ProgramImports();
 
+// Whether it is a library of those functions, which the product loads and never releases.
+bool StaysLoaded(HMODULE library);
+
 }  // namespace TestSupport

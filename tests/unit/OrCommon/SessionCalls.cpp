@@ -10,7 +10,9 @@ namespace OrCommonTests {
 TestSupport::Lines Belongings::Left() const {
   TestSupport::Lines left;
   for (const auto& library : libraries_) {
-    left.push_back(library.second);
+    if (!TestSupport::StaysLoaded(library.first)) {
+      left.push_back(library.second);
+    }
   }
   for (const auto& handle : handles_) {
     left.push_back(handle.second);

@@ -32,11 +32,6 @@ BOOL Refuse(DWORD error) {
 
 constexpr int kNameSamCompatible = 2;
 
-// The shell's libraries stay until the process ends (Common/OrCommon/OrComn_Shell.h).
-bool StaysLoaded(HMODULE library) {
-  return library == ::GetModuleHandleW(L"shell32.dll") || library == ::GetModuleHandleW(L"shlwapi.dll");
-}
-
 }  // namespace
 
 struct ConsoleSession::Answers {

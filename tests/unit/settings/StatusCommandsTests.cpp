@@ -108,6 +108,13 @@ TEST_CASE("a status without a key") {
   CHECK_LINES(log.Lines(), {"LOG_INFO : REG Open Fail"});
 }
 
+TEST_CASE("a status loads no library of the shell") {
+  const MissingLibrary shell32(L"shell32.dll");
+  const MissingLibrary shlwapi(L"shlwapi.dll");
+  CHECK(GetStatus() == 0);
+  CHECK(shell32.Asked() + shlwapi.Asked() == 0);
+}
+
 TEST_CASE("the calls of a status") {
   const ProductKey key;
   Lines calls;
