@@ -116,7 +116,7 @@ bool SubjectRun::Begins(ProductCall call, const void* returnAddress, bool change
     ::TerminateProcess(::GetCurrentProcess(), kOrderedEnd);
   }
   if (changes && call != ProductCall::kCreateProcessAsUserW && owned_.count({Owned::kImpersonation, 1}) != 0) {
-    Note("impersonating " + CallText(current_.back()) + " change");
+    Note("impersonating " + CallText(current_) + " change");
   }
   if (errors->empty()) {
     return false;
