@@ -65,6 +65,8 @@ bool LoadLoggedOnUserProfile(DWORD sessionId, UserProfile& profile, OrCommon::Ke
   if (!environmentLibrary) {
     return false;  // neither a block nor a profile without it, and as the user it must not be looked for
   }
+  // Windows 7 and later load what is behind it for GetUserNameW.
+  const OrCommon::Module nameLibrary(::LoadLibraryW(OrCommon::Library::SystemLibrary(L"secur32.dll").Path()));
   void* environmentBlock = nullptr;
   const bool impersonating = StartImpersonateLoggedOnUser(token.Get(), environmentBlock, error);
   DWORD length = UserProfile::kNameCapacity;

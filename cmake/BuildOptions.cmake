@@ -14,7 +14,7 @@ option(VELA_TRAP_UNDEFINED "End the process at undefined behaviour" OFF)
 if(MSVC)
   target_compile_options(vela_options INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus
     /GS /sdl /guard:cf /guard:ehcont /Qspectre /Zi
-    /wd4996)  # GetVersionExW is deprecated and is the call that is meant
+    /wd4996)  # GetVersionExW and functions of the C runtime that Windows 5.2 has: deprecated, and meant
   # Symbols lie beside the program; /DEBUG alone would keep what nothing refers to.
   target_link_options(vela_options INTERFACE /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /TSAWARE /guard:cf /guard:ehcont
     /CETCOMPAT /DEBUG /OPT:REF /OPT:ICF /Brepro)

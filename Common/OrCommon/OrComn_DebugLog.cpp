@@ -130,6 +130,7 @@ DebugLog::~DebugLog() {
 }
 
 bool DebugLog::Open(Module library, void* handle, const Options& options, DWORD* error) {
+  Shell::PathFindFileNameA("");  // bound now: a line may be written while the thread acts as the console user
   bool bound = false;
   {
     const Lock lock(libraryLock_);

@@ -46,8 +46,7 @@ void GuardProcess() noexcept {
   g_callersErrorMode = ::SetErrorMode(kNoBoxes);
   ::SetErrorMode(g_callersErrorMode | kNoBoxes);
   // regsvr32.exe is started by name. Without this a file of that name in the current folder, which may be anybody's
-  // folder, would run in its place. The programs that are started from here, monitors
-  // included, inherit the variable.
+  // folder, would run in its place. The programs that are started from here, monitors included, inherit the variable.
   ::SetEnvironmentVariableW(L"NoDefaultCurrentDirectoryInExePath", L"1");
 }
 

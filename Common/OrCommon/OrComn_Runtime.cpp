@@ -9,7 +9,8 @@ extern "C" {
 
 // What the compiler's code asks before and after the first initialisation of a local static object. The library's
 // versions wait for other threads, from GCC 13 on with condition variables, which Windows 5.2 lacks: a program that
-// imports them does not start there. This program has one thread. As in the library, the first byte of the guard says
+// imports them does not start there. Here no object of this kind is reached by two threads: the program has one, and
+// the trace, which others may use, has no local static objects. As in the library, the first byte of the guard says
 // that the object is made.
 int __cxxabiv1::__cxa_guard_acquire(__guard* guard) {
   return *reinterpret_cast<const char*>(guard) == 0;

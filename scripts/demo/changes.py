@@ -57,7 +57,7 @@ def has_key(values, key):
     return any(other == key or other.startswith(key + "\\") for other, _ in values)
 
 
-# Wine notes here, whenever it likes, which displays it found.
+# Wine notes here, whenever it likes, which displays it found; Wine 10 its other devices, too.
 NOISE = re.compile(r"System\\(CurrentControlSet|ControlSet001)\\(Control\\(Class|Video)|Enum)\\", re.I)
 
 

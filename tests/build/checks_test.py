@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """The checks of this folder, and that of the lines that no test runs, find the faults that they are there for."""
 import pathlib
+import shutil
 import struct
+import subprocess
 import sys
 import tempfile
 import unittest
@@ -24,6 +26,47 @@ class Options(unittest.TestCase):
         self.assertEqual(check_options.faults_in(text), [])
         for option in ("/Qspectre", "/CETCOMPAT", "/guard:ehcont", "-Wl,--tsaware"):
             self.assertNotEqual(check_options.faults_in(text.replace(option, "")), [], option)
+
+
+@unittest.skipUnless(shutil.which("cmake"), "CMake makes the build that these tests are part of")
+class Imports(unittest.TestCase):
+    """cmake/CheckImports.cmake, with a stand-in for objdump that prints what is asked for."""
+
+    def check(self, *imports):
+        with tempfile.TemporaryDirectory() as folder:
+            folder = pathlib.Path(folder)
+            (folder / "list.cpp").write_text('kKernel32[] = {\n    "CloseHandle",\n};\nkMsvcrt[] = {\n    "memcpy",\n};\n')
+            (folder / "program.exe").write_text("")
+            (folder / "headers").write_text("".join(
+                "\tDLL Name: %s\n\tvma:  Hint/Ord Member-Name Bound-To\n%s\n" %
+                (library, "".join("\t2b2f4\t  %d  %s\n" % (100 + n, name) for n, name in enumerate(names)))
+                for library, names in imports))
+            objdump = folder / "objdump"
+            objdump.write_text('#!/bin/sh\nexec cat "%s"\n' % (folder / "headers"))
+            objdump.chmod(0o755)
+            run = subprocess.run(["cmake", "-D", "OBJDUMP=%s" % objdump, "-D", "PROGRAM=%s" % (folder / "program.exe"),
+                                  "-D", "LIST=%s" % (folder / "list.cpp"), "-P",
+                                  pathlib.Path(__file__).resolve().parents[2] / "cmake" / "CheckImports.cmake"],
+                                 capture_output=True, text=True)
+            self.assertEqual((folder / "program.exe").exists(), run.returncode == 0)
+            return run.returncode == 0, run.stderr
+
+    def test_known(self):
+        self.assertTrue(self.check(("KERNEL32.dll", ["CloseHandle"]), ("msvcrt.dll", ["memcpy"]))[0])
+
+    def test_unknown_function(self):
+        passed, told = self.check(("KERNEL32.dll", ["CloseHandle", "GetTickCount64"]))
+        self.assertFalse(passed)
+        self.assertIn("GetTickCount64", told)
+
+    def test_function_of_another_library(self):
+        self.assertFalse(self.check(("KERNEL32.dll", ["CloseHandle", "memcpy"]))[0])
+
+    def test_unknown_library(self):
+        self.assertFalse(self.check(("KERNEL32.dll", ["CloseHandle"]), ("USER32.dll", ["CloseHandle"]))[0])
+
+    def test_nothing_found(self):
+        self.assertFalse(self.check()[0])
 
 
 class Floors(unittest.TestCase):

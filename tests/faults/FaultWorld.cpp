@@ -98,6 +98,15 @@ void Plant(const std::wstring& path, const std::string& content, Age age = Age::
   }
 }
 
+// A file that is in use until the handle is closed.
+HANDLE Hold(const std::wstring& path) {
+  const HANDLE file = ::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+  if (file == INVALID_HANDLE_VALUE) {
+    throw std::runtime_error("the file that is to be in use cannot be opened");
+  }
+  return file;
+}
+
 // In the destination: once where install stages ("Orvane Labs\VELA"), once where uninstall deletes ("VELA").
 std::wstring Staged(const wchar_t* name) {
   return std::wstring(kDestinationFolder) + L"\\Orvane Labs\\VELA\\" + name;
@@ -202,6 +211,9 @@ void FaultWorld::Reset() {
   Plant(data + L"\\OL\\Users\\" + kIdentity + L"\\approved.txt", "friends");
   ::SetFileAttributesW((data + L"\\OL\\Users\\" + kIdentity + L"\\approved.txt").c_str(), FILE_ATTRIBUTE_READONLY);
   Plant(data + L"\\VELA_common\\spam.db", "spam");
+  const std::wstring list = data + L"\\WLM\\Users\\list.db";
+  Plant(list, "in use");
+  heldData_ = Hold(list);
   Plant(MailCache(), "cache");
 }
 
@@ -210,11 +222,7 @@ void FaultWorld::PlantInstalled() {
   TestSupport::CopyTestFile(Source(L"OL\\same.txt"), Staged(L"VELA_OL\\same.txt"));
   Plant(Staged(L"VELA_OL\\Redemption.dll"), "in use", Age::kOld);
   Plant(Staged(L"VELA_WLM\\vela.ptn"), "older", Age::kOld);
-  held_ = ::CreateFileW(Staged(L"VELA_OL\\Redemption.dll").c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                        OPEN_EXISTING, 0, nullptr);
-  if (held_ == INVALID_HANDLE_VALUE) {
-    throw std::runtime_error("the file that is to be in use cannot be opened");
-  }
+  held_ = Hold(Staged(L"VELA_OL\\Redemption.dll"));
   Plant(Deleted(L"VELA_OL\\VELA_OLA.dll"), "installed");
   Plant(Deleted(L"VELA_OL\\rule\\lists\\approved.lst"), "nested");
   ::SetFileAttributesW(Deleted(L"VELA_OL\\rule\\lists\\approved.lst").c_str(), FILE_ATTRIBUTE_READONLY);
@@ -249,9 +257,11 @@ void FaultWorld::PlantRegistry() const {
 }
 
 void FaultWorld::Clear() {
-  if (held_ != INVALID_HANDLE_VALUE) {
-    ::CloseHandle(held_);
-    held_ = INVALID_HANDLE_VALUE;
+  for (HANDLE* const held : {&held_, &heldData_}) {
+    if (*held != INVALID_HANDLE_VALUE) {
+      ::CloseHandle(*held);
+      *held = INVALID_HANDLE_VALUE;
+    }
   }
   for (const wchar_t* const place : kPlaces) {
     TestSupport::RemoveTree(place);

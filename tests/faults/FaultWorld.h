@@ -52,7 +52,8 @@ class FaultWorld {
   const Modules modules_;
   std::vector<TestSupport::TestProcess> processes_;
   std::vector<HANDLE> events_;
-  HANDLE held_ = INVALID_HANDLE_VALUE;
+  HANDLE held_ = INVALID_HANDLE_VALUE;      // of the product's files
+  HANDLE heldData_ = INVALID_HANDLE_VALUE;  // of the data of all users
 };
 
 }  // namespace Faults

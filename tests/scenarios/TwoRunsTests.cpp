@@ -228,6 +228,7 @@ TEST_CASE("an installation and an upgrade at once") {
   }
   REQUIRE(FaultsOf(kSources[0]).empty());
 
+  unsigned together = 0;
   unsigned refused = 0;
   unsigned broken = 0;
   unsigned lines = 0;
@@ -246,6 +247,7 @@ TEST_CASE("an installation and an upgrade at once") {
     };
     TestProcess first = start(upgradeFirst);
     TestProcess second = start(!upgradeFirst);
+    together += first.IsRunning() ? 1U : 0U;
     const ProcessOutcome firstEnd = first.Finish(60000);
     const ProcessOutcome secondEnd = second.Finish(60000);
 
@@ -268,6 +270,7 @@ TEST_CASE("an installation and an upgrade at once") {
       ++lines;
     }
     CHECK_LINES(unknown, {});
+    CHECK(log.find("VELA END!!! RetrunCode:", logBefore.size()) != std::string::npos);
 
     world.CarryOutPendingRenames();
     CHECK_LINES(FaultsOfBoth(), {});
@@ -279,6 +282,7 @@ TEST_CASE("an installation and an upgrade at once") {
     CHECK(Started(L"-p", kSources[0]).Finish(60000).exitCode == 1);
     CHECK_LINES(FaultsOf(kSources[0]), {});
   }
+  CHECK(together > 0);
   MESSAGE("files that the other one had: " << refused << "; copies that no restart takes: " << forgotten
                                            << "; lines: " << lines << ", of which are not whole: " << broken);
 }

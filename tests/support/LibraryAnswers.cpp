@@ -1,6 +1,8 @@
 #include "tests/support/LibraryAnswers.h"
 
+#include <algorithm>
 #include <cwchar>
+#include <iterator>
 #include <stdexcept>
 
 namespace TestSupport {
@@ -44,6 +46,13 @@ bool MissingLibrary::Concerns(const wchar_t* path) {
   ++asked_;
   ::SetLastError(error_);
   return true;
+}
+
+std::vector<std::wstring> LoadedNames::WithoutFolder() const {
+  std::vector<std::wstring> plain;
+  std::copy_if(names.begin(), names.end(), std::back_inserter(plain),
+               [](const std::wstring& name) { return name.find(L'\\') == std::wstring::npos; });
+  return plain;
 }
 
 }  // namespace TestSupport

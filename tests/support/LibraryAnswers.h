@@ -2,6 +2,7 @@
 //
 //   AnswerProcAddress answer{"GetNativeSystemInfo", &OldMachine};  // the product gets this function
 //   MissingEntry missing{"WTSGetActiveConsoleSessionId"};          // no such function: null, ERROR_PROC_NOT_FOUND
+//   LoadedNames loaded;                                            // what it loads by name is written down
 //   MissingLibrary library{L"wtsapi32.dll"};                       // no such library: null, ERROR_MOD_NOT_FOUND
 #pragma once
 
@@ -10,6 +11,7 @@
 #include <cstring>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "tests/support/ImportRedirection.h"
 
@@ -59,6 +61,21 @@ class MissingLibrary {
   unsigned asked_ = 0;
   std::optional<ImportRedirection> plain_;     // LoadLibraryW
   std::optional<ImportRedirection> extended_;  // LoadLibraryExW
+};
+
+// What is loaded while this lives, as it was asked for.
+class LoadedNames {
+ public:
+  std::vector<std::wstring> names;
+
+  // Those that are asked for by a name without a folder.
+  std::vector<std::wstring> WithoutFolder() const;
+
+ private:
+  ImportRedirection load_{"LoadLibraryW", [this](LPCWSTR name) -> HMODULE {
+                            names.emplace_back(name);
+                            return load_.Original<decltype(&::LoadLibraryW)>()(name);
+                          }};
 };
 
 }  // namespace TestSupport

@@ -88,6 +88,17 @@ TEST_CASE("the library bound while acting as the user is loaded before and stays
   CHECK_LINES(events, {"load", "impersonate", "load", "free", "load", "free", "revert", "free"});
 }
 
+TEST_CASE("where the search cannot be limited to the system folder, nothing is loaded without its path") {
+  const ConsoleMachine machine;
+  const MissingEntry limit("SetDefaultDllDirectories");
+  const TestSupport::LoadedNames loaded;
+  ConsoleUserScope user;
+  CHECK(user.Start());
+  CHECK(user.End());
+  CHECK(loaded.names.size() > 2);
+  CHECK(loaded.WithoutFolder().empty());
+}
+
 TEST_CASE("who does not end the scope has it ended") {
   const Belongings belongings;
   const ConsoleMachine machine;

@@ -75,20 +75,8 @@ TEST_CASE("a library that is not there gives its load error and looks nothing up
   CHECK(frees.Calls() == 0);
 }
 
-// What is loaded while this lives, as it was asked for.
-class LoadedNames {
- public:
-  std::vector<std::wstring> names;
-
- private:
-  ImportRedirection load_{"LoadLibraryW", [this](LPCWSTR name) -> HMODULE {
-                            names.emplace_back(name);
-                            return load_.Original<decltype(&::LoadLibraryW)>()(name);
-                          }};
-};
-
 TEST_CASE("where the search cannot be limited to the system folder, a library is loaded from there by its full path") {
-  const LoadedNames loaded;
+  const TestSupport::LoadedNames loaded;
   SUBCASE("it can") {
     const EntryPoint entry(L"userenv.dll", L"CreateEnvironmentBlock");
     CHECK(IsBound(entry));

@@ -49,6 +49,16 @@ TEST_CASE("the functions of a library that cannot be loaded fail at each call, a
   CHECK(released.Calls() == 0);
 }
 
+TEST_CASE(
+    "where the search cannot be limited to the system folder, the shell's libraries are loaded by their full paths") {
+  const TestSupport::LoadedNames loaded;
+  const MissingEntry limit("SetDefaultDllDirectories");
+  const MissingEntry exists("PathFileExistsW");  // or the call would be kept, and tell nothing of a later one
+  CHECK_FALSE(Shell::PathFileExistsW(L"C:\\windows"));
+  CHECK(loaded.names.size() == 1);
+  CHECK(loaded.WithoutFolder().empty());
+}
+
 TEST_CASE("a function that its library has not fails at each call, and is bound once it is there") {
   wchar_t path[MAX_PATH] = L"C:\\windows\\system32";
   const char* const file = "C:\\windows\\notepad.exe";

@@ -1,7 +1,10 @@
 // The console user's profile loaded and given back, with the thread being itself afterwards.
 #include <doctest/doctest.h>
 
+#include <algorithm>
+
 #include "activation/ConsoleUser.h"
+#include "tests/support/LibraryAnswers.h"
 #include "tests/support/LogCapture.h"
 #include "tests/unit/activation/ConsoleSession.h"
 #include "tests/unit/activation/OwnUser.h"
@@ -63,6 +66,33 @@ TEST_CASE("a profile is loaded for the user's name by the program itself, and th
   CHECK_LINES(loaded.notGivenBack, {});
   CHECK_LINES(session.LoadedAsUser(), {});
   CHECK_FALSE(loaded.actsAsUser);
+}
+
+TEST_CASE("what Windows loads to name the user is loaded before the thread acts as the user, and released after") {
+  ConsoleSession session;
+  const LoadedNames loaded;
+  UserProfile profile;
+  std::size_t loadedBefore = 0;
+  const ImportRedirection impersonate{"ImpersonateLoggedOnUser", [&](HANDLE token) -> BOOL {
+                                        loadedBefore = loaded.names.size();
+                                        return impersonate.Original<decltype(&::ImpersonateLoggedOnUser)>()(token);
+                                      }};
+  CHECK(LoadAndUnload(session, profile).succeeded);
+  const auto end = loaded.names.begin() + static_cast<std::ptrdiff_t>(loadedBefore);
+  for (const wchar_t* const library : {L"secur32.dll", L"userenv.dll"}) {
+    CHECK(std::find(loaded.names.begin(), end, library) != end);
+  }
+}
+
+TEST_CASE(
+    "where the search cannot be limited to the system folder, no library of a profile is loaded without its path") {
+  ConsoleSession session;
+  session.missingEntries = {"SetDefaultDllDirectories"};
+  const LoadedNames loaded;
+  UserProfile profile;
+  CHECK(LoadAndUnload(session, profile).succeeded);
+  CHECK(loaded.names.size() > 2);
+  CHECK(loaded.WithoutFolder().empty());
 }
 
 TEST_CASE("a profile is loaded with the token of who runs Explorer.exe where the session has none") {
