@@ -13,11 +13,13 @@ option(VELA_TRAP_UNDEFINED "End the process at undefined behaviour" OFF)
 
 if(MSVC)
   target_compile_options(vela_options INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus
-    /GS /sdl /guard:cf /guard:ehcont /Qspectre /Zi
+    /GS /sdl /guard:cf /guard:ehcont /Qspectre
     /wd4996)  # GetVersionExW and functions of the C runtime that Windows 5.2 has: deprecated, and meant
   # Symbols lie beside the program; /DEBUG alone would keep what nothing refers to.
   target_link_options(vela_options INTERFACE /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /TSAWARE /guard:cf /guard:ehcont
     /CETCOMPAT /DEBUG /OPT:REF /OPT:ICF /Brepro)
+  # /Zi. As an option of its own CMake would not see it, and would not hand the symbols of a shared header on (C2859).
+  set(CMAKE_MSVC_DEBUG_INFORMATION_FORMAT ProgramDatabase)
   set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
 else()
   target_compile_options(vela_options INTERFACE

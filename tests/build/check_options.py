@@ -9,7 +9,8 @@ import re
 import sys
 
 REQUIRED = {
-    "Visual C++ compiler": ("/GS /sdl /guard:cf /guard:ehcont /Qspectre /Zi /W4 /WX").split(),
+    "Visual C++ compiler": ("/GS /sdl /guard:cf /guard:ehcont /Qspectre /W4 /WX").split(),
+    "Visual C++ setting": ["CMAKE_MSVC_DEBUG_INFORMATION_FORMAT=ProgramDatabase"],
     "Visual C++ linker": ("/DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /TSAWARE /guard:cf /guard:ehcont /CETCOMPAT /DEBUG "
                           "/Brepro").split(),
     "GNU compiler": "-fstack-protector-strong -Werror".split(),
@@ -20,7 +21,7 @@ REQUIRED = {
 def options_in(text):
     text = re.sub(r"#[^\n]*", "", text)
     visual, gnu = re.search(r"\nif\(MSVC\)(.*?)\nelse\(\)(.*)\nendif\(\)", text, re.DOTALL).groups()
-    found = {}
+    found = {"Visual C++ setting": {"%s=%s" % setting for setting in re.findall(r"\n  set\((\S+) (\S+)\)", visual)}}
     for compiler, part in (("Visual C++", visual), ("GNU", gnu)):
         for tool, command in (("compiler", "compile"), ("linker", "link")):
             calls = re.findall(r"target_%s_options\(vela_options INTERFACE(.*?)\)\n" % command, part, re.DOTALL)

@@ -24,7 +24,7 @@ class Options(unittest.TestCase):
         root = pathlib.Path(__file__).resolve().parents[2]
         text = (root / "cmake" / "BuildOptions.cmake").read_text(encoding="utf-8")
         self.assertEqual(check_options.faults_in(text), [])
-        for option in ("/Qspectre", "/CETCOMPAT", "/guard:ehcont", "-Wl,--tsaware"):
+        for option in ("/Qspectre", "/CETCOMPAT", "/guard:ehcont", "-Wl,--tsaware", "ProgramDatabase"):
             self.assertNotEqual(check_options.faults_in(text.replace(option, "")), [], option)
 
 
