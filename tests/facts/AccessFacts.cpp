@@ -19,37 +19,64 @@ constexpr wchar_t kOpenToAll[] = L"D:P(A;OICI;FA;;;WD)";
 // Attributes and the list itself can be read, and the list be changed: so the clean-up gets in again.
 constexpr wchar_t kClosed[] = L"D:P(A;;0x1600A0;;;WD)";
 
-// The entries of a file's or folder's list: "2 own, 1 inherited".
-std::string Entries(const std::wstring& path) {
+// The access list of a file or folder; throws where it cannot be read.
+std::vector<BYTE> ReadList(const std::wstring& path) {
   DWORD size = 0;
   ::GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
   std::vector<BYTE> descriptor(size);
+  if (!::GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, descriptor.data(), size, &size)) {
+    throw std::runtime_error("no list, " + Done(false));
+  }
+  return descriptor;
+}
+
+struct Counts {
+  int own = 0;
+  int inherited = 0;
+};
+
+Counts CountEntries(const std::wstring& path) {
+  std::vector<BYTE> descriptor = ReadList(path);
   ACL* list = nullptr;
   BOOL present = FALSE;
   BOOL defaulted = FALSE;
-  if (!::GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, descriptor.data(), size, &size) ||
-      !::GetSecurityDescriptorDacl(descriptor.data(), &present, &list, &defaulted) || list == nullptr) {
-    return Done(false);
+  if (!::GetSecurityDescriptorDacl(descriptor.data(), &present, &list, &defaulted) || list == nullptr) {
+    throw std::runtime_error("no list");
   }
-  int own = 0;
-  int inherited = 0;
+  Counts counts;
   for (DWORD index = 0; index < list->AceCount; ++index) {
     void* entry = nullptr;
     ::GetAce(list, index, &entry);
-    ++((static_cast<const ACE_HEADER*>(entry)->AceFlags & INHERITED_ACE) != 0 ? inherited : own);
+    ++((static_cast<const ACE_HEADER*>(entry)->AceFlags & INHERITED_ACE) != 0 ? counts.inherited : counts.own);
   }
-  return std::to_string(own) + " own, " + std::to_string(inherited) + " inherited";
+  return counts;
+}
+
+// "2 own, 1 inherited".
+std::string Entries(const std::wstring& path) {
+  const Counts counts = CountEntries(path);
+  return std::to_string(counts.own) + " own, " + std::to_string(counts.inherited) + " inherited";
+}
+
+std::wstring MakeChild(const std::wstring& parent, const wchar_t* list) {
+  std::wstring child = parent + L"\\child";
+  const Descriptor descriptor(list);
+  SECURITY_ATTRIBUTES attributes = {sizeof attributes, descriptor.Get(), FALSE};
+  ::CreateDirectoryW(child.c_str(), &attributes);
+  return child;
 }
 
 // A folder whose one entry is handed down, and a folder made in it with a list of two.
 std::wstring MakeBelow(const wchar_t* list) {
   const std::wstring parent = NewFolder();
   SetAccess(parent, kOpenToAll);
-  std::wstring child = parent + L"\\child";
-  const Descriptor descriptor(list);
-  SECURITY_ATTRIBUTES attributes = {sizeof attributes, descriptor.Get(), FALSE};
-  ::CreateDirectoryW(child.c_str(), &attributes);
-  return child;
+  return MakeChild(parent, list);
+}
+
+// Below a folder whose list is what the temporary folder hands down: how many entries that are is not said.
+std::string CreateInPlainFolder() {
+  const Counts counts = CountEntries(MakeChild(NewFolder(), L"D:(A;;FA;;;BA)(A;;FA;;;AU)"));
+  return std::to_string(counts.own) + " own, " + (counts.inherited == 0 ? "none" : "others") + " inherited";
 }
 
 std::string CreateWithList() {
@@ -68,19 +95,19 @@ std::string Stamp() {
 
 std::string StampParent() {
   const std::wstring child = MakeBelow(L"D:(A;;FA;;;BA)(A;;FA;;;AU)");
-  const std::string before = Entries(child);
+  const std::vector<BYTE> before = ReadList(child);
   SetAccess(child.substr(0, child.rfind(L'\\')), L"D:(A;OICI;FA;;;WD)(A;OICI;FA;;;BU)");
-  return Entries(child) == before ? "unchanged" : Entries(child);
+  return ReadList(child) == before ? "unchanged" : Entries(child);
 }
 
 // Closes a file or folder as long as it lives. Through a handle that stays open, since a path may lead nowhere then.
 class Closed {
  public:
-  explicit Closed(const std::wstring& path)
+  explicit Closed(const std::wstring& path, const wchar_t* list = kClosed)
       : handle_(::CreateFileW(path.c_str(), READ_CONTROL | WRITE_DAC,
                               FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
                               FILE_FLAG_BACKUP_SEMANTICS, nullptr)) {
-    if (!::SetKernelObjectSecurity(handle_.Get(), DACL_SECURITY_INFORMATION, Descriptor(kClosed).Get())) {
+    if (!::SetKernelObjectSecurity(handle_.Get(), DACL_SECURITY_INFORMATION, Descriptor(list).Get())) {
       throw std::runtime_error("cannot be closed: " + Done(false));
     }
   }
@@ -103,6 +130,28 @@ std::string ListClosedFolder() {
 std::string ListWithBackupPrivilege() {
   const Privilege backup(SE_BACKUP_NAME);
   return ListClosedFolder();
+}
+
+// Neither the file nor its folder tells its attributes.
+std::string AskWithBackupPrivilege() {
+  const Privilege backup(SE_BACKUP_NAME);
+  const std::wstring folder = NewFolder();
+  const std::wstring file = folder + L"\\file";
+  TestSupport::WriteTestFile(file, "contents");
+  constexpr wchar_t kListOnly[] = L"D:P(A;;0x160000;;;WD)";
+  const Closed closedFile(file, kListOnly);
+  const Closed closedFolder(folder, kListOnly);
+  return Done(::GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES);
+}
+
+std::string KeepProtection() {
+  const std::wstring folder = NewFolder();
+  const Closed closed(folder, L"D:P(A;;FA;;;WD)");
+  std::vector<BYTE> descriptor = ReadList(folder);
+  SECURITY_DESCRIPTOR_CONTROL control = 0;
+  DWORD revision = 0;
+  ::GetSecurityDescriptorControl(descriptor.data(), &control, &revision);
+  return (control & SE_DACL_PROTECTED) != 0 ? "protected" : "not protected";
 }
 
 // Closed itself, in a folder that does not let its entries be deleted either.
@@ -160,6 +209,8 @@ std::string EnableRestore() {
 constexpr Fact kFacts[] = {
     {"A new folder's list is the given one, merged with what it inherits.", CreateWithList, "2 own, 1 inherited",
      "DACL for a New Object", "2 own, 0 inherited", "2 own, 0 inherited"},
+    {"So it is in a folder whose own list is inherited.", CreateInPlainFolder, "2 own, others inherited",
+     "DACL for a New Object", "2 own, none inherited", "2 own, none inherited"},
     {"A protected list of a new folder is merged with nothing.", CreateWithProtectedList, "2 own, 0 inherited",
      "DACL for a New Object", kAsWindows, kAsWindows},
     {"SetFileSecurityW with two entries leaves these two alone.", Stamp, "2 own, 0 inherited",
@@ -172,22 +223,26 @@ constexpr Fact kFacts[] = {
      "DeleteFileW function", kAsWindows, kAsWindows},
     {"With the backup privilege FindFirstFileW lists a folder whose list does not let it be listed.",
      ListWithBackupPrivilege, "done", kReliedOn, "error 5", "error 5", Need::kElevation},
+    {"With the backup privilege GetFileAttributesW answers where the lists of file and folder allow it nothing.",
+     AskWithBackupPrivilege, "done", kReliedOn, "error 5", "error 5", Need::kElevation},
     {"With the restore privilege DeleteFileW deletes a file that neither list allows to be deleted.",
      DeleteWithRestorePrivilege, "done", kReliedOn, "error 5", "error 5", Need::kElevation},
     {"With the restore privilege RemoveDirectoryW removes a folder that neither list allows to be removed.",
      RemoveWithRestorePrivilege, "done", kReliedOn, "error 5", "error 5", Need::kElevation},
+    {"SetKernelObjectSecurity with a protected list leaves the folder protected.", KeepProtection, "protected",
+     kReliedOn, "not protected", "not protected"},
     {"A handle keeps the rights that it was opened with when the list is closed later.", WriteAfterClosing,
      "early: done, late: error 5", "IRP_MJ_CREATE dispatch routine", kAsWindows, kAsWindows},
     {"An administrator may give a folder to the administrators without any privilege.", GiveToAdministrators, "done",
      "SID Attributes in an Access Token", kAsWindows, kAsWindows, Need::kElevation},
     {"An ordinary user may not give a folder to the administrators.", GiveToAdministrators, "error 1307",
-     "SID Attributes in an Access Token", kAsWindows, kAsWindows, Need::kNoElevation},
+     "SID Attributes in an Access Token", kNotAsked, kNotAsked, Need::kNoElevation},
     {"An administrator can enable the backup privilege.", EnableBackup, "done", "Privilege Constants", kAsWindows,
      kAsWindows, Need::kElevation},
     {"An administrator can enable the restore privilege.", EnableRestore, "done", "Privilege Constants", kAsWindows,
      kAsWindows, Need::kElevation},
     {"To an ordinary user AdjustTokenPrivileges answers that not all was assigned.", EnableRestore, "error 1300",
-     "AdjustTokenPrivileges function", kAsWindows, kAsWindows, Need::kNoElevation},
+     "AdjustTokenPrivileges function", kNotAsked, kNotAsked, Need::kNoElevation},
 };
 static_assert(AreSound(kFacts));
 

@@ -41,6 +41,30 @@ DWORD ErrorOf(bool succeeded) {
   return succeeded ? ERROR_SUCCESS : ::GetLastError();
 }
 
+DWORD ErrorOfOpening(const std::wstring& path) {
+  const OrCommon::FileHandle file(
+      ::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+  return ErrorOf(static_cast<bool>(file));
+}
+
+// Tries for a second: a program that has just ended may still be mapped, and scanners open what is new.
+template <class Remover>
+bool Removes(std::wstring& path, const Remover& remove) noexcept {
+  for (int tries = 20; !path.empty(); --tries) {
+    try {
+      remove(path);
+      path.clear();
+    } catch (const std::exception& failure) {
+      if (tries == 0) {
+        std::fprintf(stderr, "facts: left behind: %ls: %s\n", path.c_str(), failure.what());
+        return false;
+      }
+      ::Sleep(50);
+    }
+  }
+  return true;
+}
+
 [[noreturn]] void FastFail() {
 #if defined(_MSC_VER)
   __fastfail(2);  // FAST_FAIL_STACK_COOKIE_CHECK_FAILURE
@@ -63,13 +87,13 @@ Place::Place() {
   TestSupport::MakeFolder(g_folder);
 }
 
-Place::~Place() {
-  try {
-    TestSupport::RemoveTree(g_folder);
-    TestSupport::RemoveKey({HKEY_CURRENT_USER, g_key, KEY_WOW64_64KEY});
-  } catch (const std::exception& failure) {
-    std::fprintf(stderr, "facts: something is left: %s\n", failure.what());
-  }
+bool Place::Remove() noexcept {
+  tried_ = true;
+  const bool folder = Removes(g_folder, TestSupport::RemoveTree);
+  const bool key = Removes(g_key, [](const std::wstring& path) {
+    TestSupport::RemoveKey({HKEY_CURRENT_USER, path, KEY_WOW64_64KEY});
+  });
+  return folder && key;
 }
 
 std::wstring NewFolder() {
@@ -147,14 +171,15 @@ DWORD DoChildTask(const std::wstring& task, const std::wstring& argument) {
     }
     return ErrorOf(::LoadLibraryW(argument.c_str()) != nullptr);
   }
-  if (task == L"open-guarded") {
+  if (task == L"open-guarded" || task == L"open-below-guarded") {
     constexpr int kRedirectionTrust = 16;  // PROCESS_MITIGATION_POLICY
     DWORD enforce = 1;
     Find<BOOL(WINAPI*)(int, void*, SIZE_T)>(L"kernel32.dll", "SetProcessMitigationPolicy")(kRedirectionTrust, &enforce,
                                                                                            sizeof enforce);
-    const OrCommon::FileHandle file(
-        ::CreateFileW(argument.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
-    return ErrorOf(static_cast<bool>(file));
+    return task == L"open-guarded" ? ErrorOfOpening(argument) : RunChild({L"open", argument});
+  }
+  if (task == L"open") {
+    return ErrorOfOpening(argument);
   }
   return task == L"nothing" ? ERROR_SUCCESS : ERROR_INVALID_FUNCTION;
 }

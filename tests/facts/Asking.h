@@ -12,14 +12,23 @@
 
 namespace Facts {
 
-// Folder and registry key of this run, below the temporary folder and HKEY_CURRENT_USER. Nothing else is changed, and
-// the destructor takes both away again.
+// Folder and registry key of this run, below the temporary folder and HKEY_CURRENT_USER. Nothing else is
+// changed.
 class Place {
  public:
   Place();
   Place(const Place&) = delete;
   Place& operator=(const Place&) = delete;
-  ~Place();
+  ~Place() {
+    if (!tried_) {
+      Remove();
+    }
+  }
+  // Takes both away. False, and said, where something is left.
+  bool Remove() noexcept;
+
+ private:
+  bool tried_ = false;
 };
 
 // A new, empty folder in this run's place; no trailing backslash.

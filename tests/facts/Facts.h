@@ -2,7 +2,7 @@
 //
 // A fact is a row: a sentence, a question, the answer that Windows is expected to give and whence that is known. Where
 // Wine answers otherwise, that answer is declared in the row as well, and a declaration that is no longer true is as
-// wrong as a wrong answer.
+// wrong as a wrong answer. So is a question that a Wine is not asked without a declaration of it.
 #pragma once
 
 #include <cstddef>
@@ -29,7 +29,7 @@ struct Fact {
   std::string (*ask)();
   std::string_view expected;  // of Windows
   std::string_view source;    // the title of the page that says so, or that none does
-  std::string_view wine8;     // kAsWindows, or what is declared
+  std::string_view wine8;     // kAsWindows, kNotAsked, or what is declared
   std::string_view wine10;
   Need need = Need::kNothing;
   Build since = kAnyBuild;
@@ -50,6 +50,7 @@ extern const Group kSessionFacts;
 extern const Group kLibraryFacts;
 
 inline constexpr std::string_view kAsWindows;
+inline constexpr std::string_view kNotAsked = "not asked";  // a Wine that lacks what the fact needs
 inline constexpr std::string_view kReliedOn = "no page says so; the program relies on it";
 
 // True where each row is whole and declares nothing that needs no declaration.

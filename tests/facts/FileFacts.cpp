@@ -117,7 +117,7 @@ std::string ListDeepFolder() {
   {
     WIN32_FIND_DATAW found;
     const FindHandle search(::FindFirstFileW(((longForm ? L"\\\\?\\" : L"") + folder + L"\\*").c_str(), &found));
-    answer = search ? "done" : "refused";  // which code is not said
+    answer = Done(static_cast<bool>(search));
   }
   RemoveDeepFolder(folder);
   return answer;
@@ -146,9 +146,9 @@ std::string AppendByTwo() {
   return TestSupport::FileContent(path);
 }
 
-// Names a file that does not exist, in this run's own folder: an entry that is made all the same deletes nothing.
+// Only for who may not make the entry. An entry that is made all the same names a file of this run's own.
 std::string DeleteAtRestart() {
-  return Done(::MoveFileExW((NewFolder() + L"\\missing").c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT));
+  return Done(::MoveFileExW(NewFile().c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT));
 }
 
 using CreateFolders = int(WINAPI*)(HWND, const wchar_t*, const SECURITY_ATTRIBUTES*);
@@ -163,7 +163,12 @@ std::string MakeExistingFolders() {
 }
 
 std::string MakeRelativeFolders() {
-  return MakeFolders(L"VELAFacts-relative");
+  wchar_t before[1024] = {};
+  ::GetCurrentDirectoryW(1024, before);
+  ::SetCurrentDirectoryW(NewFolder().c_str());  // a system that accepts the path makes it there
+  const std::string answer = MakeFolders(L"relative");
+  ::SetCurrentDirectoryW(before);
+  return answer;
 }
 
 std::string MakeDeepFolders() {
@@ -195,7 +200,7 @@ constexpr Fact kFacts[] = {
     {"A range that another handle has locked cannot be read, though the file can be opened.", ReadLockedRange,
      "error 33", "LockFile function", "done", "done"},
     {"A folder whose path has more than 260 characters cannot be listed by its plain path.", ListDeepFolder<false>,
-     "refused", "Maximum Path Length Limitation", "done", "done"},
+     "error 3", "Maximum Path Length Limitation, which names no code", "done", "done"},
     {"A folder whose path has more than 260 characters can be listed by the long form of its path.",
      ListDeepFolder<true>, "done", "Maximum Path Length Limitation", kAsWindows, kAsWindows},
     {"A file whose name ends in a blank is not found by its plain path.", DeleteTrailingBlank, "error 2",
@@ -203,7 +208,7 @@ constexpr Fact kFacts[] = {
     {"What two streams append in turn stands in the file in turn.", AppendByTwo, "123", "fopen, _wfopen", kAsWindows,
      kAsWindows},
     {"MOVEFILE_DELAY_UNTIL_REBOOT is refused to who is no administrator.", DeleteAtRestart, "error 5",
-     "MoveFileExW function", kAsWindows, kAsWindows, Need::kNoElevation},
+     "MoveFileExW function", kNotAsked, kNotAsked, Need::kNoElevation},
     {"SHCreateDirectoryExW answers ERROR_ALREADY_EXISTS where the folder exists.", MakeExistingFolders, "error 183",
      "SHCreateDirectoryExW function", kAsWindows, kAsWindows},
     {"SHCreateDirectoryExW answers ERROR_BAD_PATHNAME to a relative path.", MakeRelativeFolders, "error 161",

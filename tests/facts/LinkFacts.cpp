@@ -94,7 +94,8 @@ std::string ListLink() {
 
 std::string AskLink() {
   const Linked place;
-  return Hex(::GetFileAttributesW(place.link.c_str()) & FILE_ATTRIBUTE_REPARSE_POINT);
+  const DWORD attributes = ::GetFileAttributesW(place.link.c_str());
+  return attributes == INVALID_FILE_ATTRIBUTES ? Done(false) : Hex(attributes & FILE_ATTRIBUTE_REPARSE_POINT);
 }
 
 std::string FollowLink() {
@@ -125,6 +126,23 @@ std::string DeleteByHandle() {
 std::string OpenUnderRedirectionGuard() {
   const Linked place;
   return Code(RunChild({L"open-guarded", place.link + L"\\file"}));
+}
+
+std::string OpenBelowRedirectionGuard() {
+  const Linked place;
+  return Code(RunChild({L"open-below-guarded", place.link + L"\\file"}));
+}
+
+// The only final path with a backslash at its end.
+std::string FindVolumeRoot() {
+  wchar_t path[MAX_PATH] = {};
+  ::GetSystemWindowsDirectoryW(path, MAX_PATH);
+  path[3] = L'\0';
+  const FileHandle root = Open(path, 0, FILE_FLAG_BACKUP_SEMANTICS);
+  wchar_t found[1024] = {};
+  const DWORD length = Find<DWORD(WINAPI*)(HANDLE, wchar_t*, DWORD, DWORD)>(
+      L"kernel32.dll", "GetFinalPathNameByHandleW")(root.Get(), found, 1024, 0);
+  return length == 0 || length >= 1024 ? Done(false) : TestSupport::ToUtf8(std::wstring(found).substr(length - 2));
 }
 
 std::wstring OldApplicationData() {
@@ -165,14 +183,19 @@ constexpr Fact kFacts[] = {
     {"FileDispositionInfo deletes the file that was opened.", DeleteByHandle, "done, file gone",
      "SetFileInformationByHandle function", kAsWindows, kAsWindows, Need::kNothing, kVista},
     {"With the redirection guard a process does not follow a junction that an ordinary user made.",
-     OpenUnderRedirectionGuard, "error 448", "PROCESS_MITIGATION_REDIRECTION_TRUST_POLICY structure", kAsWindows,
-     kAsWindows, Need::kNoElevation, kWindows10In22H2},
+     OpenUnderRedirectionGuard, "error 448", "PROCESS_MITIGATION_REDIRECTION_TRUST_POLICY structure", kNotAsked,
+     kNotAsked, Need::kNoElevation, kWindows10In22H2},
+    {"A child does not inherit the redirection guard.", OpenBelowRedirectionGuard, "done",
+     "no page of Microsoft says so; reported of an installer", kNotAsked, kNotAsked, Need::kNoElevation,
+     kWindows10In22H2},
+    {"GetFinalPathNameByHandleW of a volume's root ends in a backslash.", FindVolumeRoot, ":\\",
+     "GetFinalPathNameByHandleW function", kAsWindows, kAsWindows, Need::kNothing, kVista},
     {"\"Application Data\" in a profile is a hidden system junction.", AskApplicationData, "0x416",
-     "Junction Points and Backup Applications", "error 2", "error 2", Need::kNothing, kVista},
+     "Junction Points and Backup Applications", "error 2", "error 2", Need::kNotLocalSystem, kVista},
     {"\"Application Data\" in a profile cannot be listed.", ListApplicationData, "error 5",
-     "Junction Points and Backup Applications", "error 3", "error 3", Need::kNothing, kVista},
+     "Junction Points and Backup Applications", "error 3", "error 3", Need::kNotLocalSystem, kVista},
     {"\"Application Data\" in a profile leads to AppData\\Roaming.", FollowApplicationData, "AppData\\Roaming",
-     "Junction Points and Backup Applications", "error 2", "error 2", Need::kNothing, kVista},
+     "Junction Points and Backup Applications", "error 2", "error 2", Need::kNotLocalSystem, kVista},
 };
 static_assert(AreSound(kFacts));
 

@@ -23,10 +23,11 @@ constexpr std::string_view kHead = R"(# Windows facts
 What the program takes for granted of Windows, one fact a row, with the answer that is expected and whence it is known: the
 title of a page of Microsoft's documentation, or that none says so and the program relies on it. The column "Windows" tells
 what a real Windows answered: **%WINDOWS%**. The columns of Wine (8 on Debian 12, 10 on Debian 13) are empty
-where it answers as Windows is expected to; elsewhere they tell how Wine differs, and so what the tests cannot show.
+where it answers as Windows is expected to; elsewhere they tell how Wine differs, or that it lacks what the question needs, and
+so what the tests cannot show.
 
 This page is made by `facts.exe` from the table in `tests/facts` and the records beside it; the test `facts.page` holds that
-it is current, and the test `facts` that each declared answer of Wine is still given.
+it is current, and the test `facts` that each declared answer of Wine is still given, and each other question still asked.
 
 ## Asking a Windows
 
@@ -41,7 +42,7 @@ facts.exe --record windows-11-24h2-elevated.txt
 It needs neither an installation nor the variable that the other tests ask for: it changes nothing outside a folder of its
 own below the temporary folder (which must lie on NTFS) and a registry key of its own below `HKEY_CURRENT_USER\Software`, and
 removes both. A question that needs more than it has (elevation, an ordinary process, a session host) is told as "not asked",
-never passed over. It ends with 0 if every answer is as expected, else with 1.
+never passed over. It ends with 0 if every answer is as expected and nothing is left behind, else with 1.
 
 To fill in the column, put the records into `tests/facts/records`, write this page anew and commit both:
 
@@ -53,7 +54,7 @@ On Windows: `facts.exe --page tests\facts\records docs\windows-facts.md`. An ans
 the program if it relied on the fact, then the row.
 
 Not asked, because it could not be taken back without writing to the machine's part of the registry: what
-`MOVEFILE_DELAY_UNTIL_REBOOT` answers an administrator, for a missing path too; a moved common data folder
+`MOVEFILE_DELAY_UNTIL_REBOOT` answers to a missing path; a moved common data folder
 (`SHGetSpecialFolderPathW`).
 )";
 

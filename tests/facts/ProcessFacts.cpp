@@ -159,8 +159,8 @@ constexpr Fact kFacts[] = {
      "OpenProcess function", kAsWindows, kAsWindows},
     {"The process System cannot be opened with all rights.", OpenSystemProcess, "error 5", "OpenProcess function",
      "none", "none"},
-    {"A text is no program: ERROR_BAD_EXE_FORMAT.", StartText, "error 193", "System Error Codes (0-499)", kAsWindows,
-     kAsWindows},
+    {"A text named .exe is no program: ERROR_EXE_MACHINE_TYPE_MISMATCH.", StartText, "error 216",
+     "no page says so; reported of 64-bit Windows", "error 193", "error 193"},
 };
 static_assert(AreSound(kFacts));
 

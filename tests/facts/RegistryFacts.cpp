@@ -150,7 +150,7 @@ constexpr Fact kFacts[] = {
     {"RegOpenKeyW of a 64-bit program takes the 64-bit view.", OpenPlainView, "done", "Registry Redirector", kAsWindows,
      kAsWindows},
     {"An ordinary user cannot open HKEY_LOCAL_MACHINE\\SOFTWARE for writing.", OpenMachineForWriting, "error 5",
-     "Registry Key Security and Access Rights", kAsWindows, kAsWindows, Need::kNoElevation},
+     "Registry Key Security and Access Rights", kNotAsked, kNotAsked, Need::kNoElevation},
     {"A text that was stored without its terminator is read without it.", ReadUnterminatedText, "6 bytes",
      "RegQueryValueExW function", kAsWindows, kAsWindows},
 };

@@ -36,7 +36,7 @@ std::string FindConsoleSession() {
   };
   const DWORD console = ConsoleSession();
   if (console == kNoSession) {
-    return "listed, or none";
+    return "no console";
   }
   Session* sessions = nullptr;
   DWORD count = 0;
@@ -49,7 +49,7 @@ std::string FindConsoleSession() {
     listed = listed || sessions[index].id == console;
   }
   Find<void(WINAPI*)(void*)>(L"wtsapi32.dll", "WTSFreeMemory")(sessions);
-  return listed ? "listed, or none" : "not listed";
+  return listed ? "listed" : "not listed";
 }
 
 std::string AskUserToken(DWORD session) {
@@ -72,10 +72,11 @@ std::string LoadOwnProfile() {
   profile.lpUserName = name;
   const bool loaded =
       Find<BOOL(WINAPI*)(HANDLE, PROFILEINFOW*)>(L"userenv.dll", "LoadUserProfileW")(token.Get(), &profile);
+  const std::string answer = Done(loaded);
   if (loaded) {
     Find<BOOL(WINAPI*)(HANDLE, HANDLE)>(L"userenv.dll", "UnloadUserProfile")(token.Get(), profile.hProfile);
   }
-  return loaded ? "done" : "refused";
+  return answer;
 }
 
 std::string RevertTwice() {
@@ -123,18 +124,18 @@ std::string FindCommonData() {
 }
 
 constexpr Fact kFacts[] = {
-    {"The console's session is one that the system lists, where there is one.", FindConsoleSession, "listed, or none",
+    {"The console's session is one that the system lists.", FindConsoleSession, "listed",
      "WTSGetActiveConsoleSessionId function", "not listed", kAsWindows},
     {"WTSQueryUserToken is refused to who is not the local system.", AskConsoleUserToken, "error 1314",
      "WTSQueryUserToken function", "done", "done", Need::kNotLocalSystem},
-    {"LoadUserProfileW is refused to who is no administrator.", LoadOwnProfile, "refused", "LoadUserProfileW function",
-     kAsWindows, kAsWindows, Need::kNoElevation},
+    {"LoadUserProfileW is refused to who is no administrator.", LoadOwnProfile, "error 1314",
+     "LoadUserProfileW function, which names no code", kNotAsked, kNotAsked, Need::kNoElevation},
     {"RevertToSelf of a thread that acts as nobody else succeeds.", RevertTwice, "done", kReliedOn, kAsWindows,
      kAsWindows},
     {"GetWindowsDirectoryW of a terminal server aware program is the system's folder.", FindWindowsFolder,
-     "the system's", "GetWindowsDirectoryW function", kAsWindows, kAsWindows, Need::kSessionHost},
+     "the system's", "GetWindowsDirectoryW function", kNotAsked, kNotAsked, Need::kSessionHost},
     {"An ordinary user may make an event in the global name space.", CreateGlobalEvent, "done",
-     "Kernel object namespaces", kAsWindows, kAsWindows, Need::kNoElevation},
+     "Kernel object namespaces", kNotAsked, kNotAsked, Need::kNoElevation},
     {"CreateEventW of an event whose list does not allow it is refused.", CreateForeignEvent, "error 5",
      "CreateEventW function", kAsWindows, kAsWindows},
     {"CreateEventW of a name that a mutex has is refused.", CreateEventOfTakenName, "error 6", "CreateEventW function",
