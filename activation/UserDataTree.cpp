@@ -11,42 +11,49 @@
 namespace VELAUtility {
 namespace {
 
-using ProductFolders::WithTrailingBackslash;
+namespace File = OrCommon::Storage::File;
 
 // True for a text that names one folder and nothing else. The identity is any text that the user cares to store, and
 // what is made or opened here is done with machine rights: "..\\..\\Windows" must lead nowhere.
 bool IsPlainName(const std::wstring& name) {
-  return name.find_first_of(L"\\/:") == std::wstring::npos && name.find_first_not_of(L". ") != std::wstring::npos;
+  return name.find_first_of(L"\\/:") == std::wstring::npos && !File::IsReadAsAnother(name);
 }
 
-// The path of the tree while it grows level by level.
+// The path of the tree while it grows level by level. Look, creation and stamp take it in one form: where Windows reads
+// two forms as two places, the look would not be at what is opened.
 class Tree {
  public:
-  explicit Tree(const std::wstring& commonData) : root_(WithTrailingBackslash(commonData)), path_(root_) {}
+  explicit Tree(const std::wstring& commonData) : root_(File::WithoutSeparator(commonData)), path_(root_) {}
 
   void AddLevel(const std::wstring& level) {
-    path_ += level;
-    if (!OrCommon::Storage::File::IsFolder(path_)) {
-      Create();
-    } else if (!fallenBack_) {
-      OrCommon::AccessControl::ApplyFolderAccessRules(path_);
-    }
+    path_ = File::WithSeparator(path_) + level;
+    MakeOrOpen();
   }
 
   // An empty identity adds nothing: the folder above is opened once more.
   void AddIdentity(const std::wstring& identity) {
     if (!identity.empty() && !IsPlainName(identity)) {
       FallBack();
-    } else if (!identity.empty() || !fallenBack_) {
+    } else if (!identity.empty()) {
       AddLevel(identity);
+    } else if (!fallenBack_) {
+      MakeOrOpen();
     }
   }
 
  private:
+  void MakeOrOpen() {
+    if (!File::IsFolder(path_)) {
+      Create();
+    } else if (!fallenBack_) {
+      OrCommon::AccessControl::ApplyFolderAccessRules(path_);
+    }
+  }
+
   // A file or a link in the level's place makes this fail too: a link may lead anywhere, and what is made is open to
   // everyone.
   void Create() {
-    if (!::CreateDirectoryW(path_.c_str(), attributes_.Get())) {
+    if (!::CreateDirectoryW(File::SystemPath(path_).c_str(), attributes_.Get())) {
       FallBack();
     }
   }
@@ -81,12 +88,12 @@ void BuildUserDataTree(const wchar_t* clientName, const std::wstring& userSid, s
     return;  // below the current folder, which may be anybody's, nothing is opened to everyone
   }
   Tree tree(commonData);
-  tree.AddLevel(L"Orvane Labs\\");
-  tree.AddLevel(std::wstring(clientName) + L"\\");
-  tree.AddLevel(L"Users\\");
+  tree.AddLevel(L"Orvane Labs");
+  tree.AddLevel(clientName);
+  tree.AddLevel(L"Users");
   GetCurrentUserID(userSid, userId);
   tree.AddIdentity(userId);
-  tree.AddLevel(L"\\log\\");  // after an empty identity the separator is doubled, which does no harm
+  tree.AddLevel(L"log");
 }
 
 }  // namespace VELAUtility

@@ -34,7 +34,8 @@ void Remove(const std::wstring& entry, BOOL(WINAPI* remove)(const wchar_t*), int
   const std::wstring path = SystemPath(entry);
   ClearReadOnly(path);
   if (!remove(path.c_str())) {
-    if (!mayWait || mayWait(entry)) {
+    // Too long for a plain path: nobody could bound what a user piles up there for the next start of Windows.
+    if (entry.size() < MAX_PATH && (!mayWait || mayWait(entry))) {
       ::MoveFileExW(path.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
     }
     restartNeeded = 1;
@@ -91,7 +92,8 @@ bool DeleteAllFiles(const std::wstring& folder, int& restartNeeded, DWORD* error
     StoreError(error, ERROR_BAD_ARGUMENTS);
     return false;
   }
-  const DWORD attributes = AttributesOf(folder);
+  const std::wstring full = FullPath(folder);  // one text for the look and for what is done
+  const DWORD attributes = AttributesOf(full);
   if (attributes == INVALID_FILE_ATTRIBUTES) {
     const DWORD refusal = ::GetLastError();
     if (!IsMissing(refusal)) {  // it could be a link; a folder that is missing is reported by the listing
@@ -102,7 +104,7 @@ bool DeleteAllFiles(const std::wstring& folder, int& restartNeeded, DWORD* error
     StoreError(error, ERROR_SUCCESS);
     return true;
   }
-  return DeleteBelow(FullPath(folder), restartNeeded, error, mayWait);
+  return DeleteBelow(full, restartNeeded, error, mayWait);
 }
 
 }  // namespace OrCommon::Storage::File

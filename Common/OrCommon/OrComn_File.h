@@ -27,11 +27,11 @@ void GetTemporaryFolder(std::wstring& folder);
 using MayWait = std::function<bool(const std::wstring& path)>;
 
 // Deletes everything in `folder` but not the folder itself; read-only entries too. What cannot be deleted now is
-// scheduled for the next restart where `mayWait` (may be empty) lets it, and `restartNeeded` is set to 1 (never to 0)
-// in any case. A link is deleted, not what it leads to; a link in the place of `folder` is left for the caller to
-// remove, and counts as empty. True, and `error` (may be null) 0, where every folder below could be listed; an entry
-// left to the restart does not count as a failure. Otherwise false, and in `error` the code of the last failed listing
-// that no later success replaced; ERROR_BAD_ARGUMENTS for an empty path.
+// scheduled for the next restart where `mayWait` (may be empty) lets it and its path has less than 260 characters, and
+// `restartNeeded` is set to 1 (never to 0) in any case. A link is deleted, not what it leads to; a link in the place of
+// `folder` is left for the caller to remove, and counts as empty. True, and `error` (may be null) 0, where every folder
+// below could be listed; an entry left to the restart does not count as a failure. Otherwise false, and in `error` the
+// code of the last failed listing that no later success replaced; ERROR_BAD_ARGUMENTS for an empty path.
 bool DeleteAllFiles(const std::wstring& folder, int& restartNeeded, DWORD* error, const MayWait& mayWait = {});
 
 }  // namespace OrCommon::Storage::File

@@ -17,6 +17,8 @@ using SetFileInformationByHandleFunction = BOOL(WINAPI*)(HANDLE, int, void*, DWO
 
 constexpr DWORD kLongestPath = 32768;  // characters, terminator included
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+// The way is a user's: what answers at its end learns who asks, and may not act as who asks.
+constexpr DWORD kNotLent = SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
 constexpr int kFileDispositionInfo = 4;
 
 // Where what is open really lies, all links followed; empty where that cannot be told.
@@ -37,7 +39,7 @@ bool IsPlainFile(HANDLE file) {
 bool HasLinkBelow(const std::wstring& root, const std::wstring& file) {
   for (std::size_t end = 0; end != std::wstring::npos;) {
     end = file.find(L'\\', end + 1);
-    if (IsLink(root + L'\\' + file.substr(0, end))) {
+    if (IsLink(WithSeparator(root) + file.substr(0, end))) {
       return true;
     }
   }
@@ -47,7 +49,7 @@ bool HasLinkBelow(const std::wstring& root, const std::wstring& file) {
 }  // namespace
 
 bool DeleteFileBelow(const std::wstring& root, const std::wstring& file, const std::wstring& alias) {
-  const std::wstring path = SystemPath(root + L'\\' + file);
+  const std::wstring path = SystemPath(WithSeparator(root) + file);
   const EntryPoint finalPath(L"kernel32.dll", L"GetFinalPathNameByHandleW");
   const EntryPoint setInformation(L"kernel32.dll", L"SetFileInformationByHandle");
   const auto getFinalPathNameByHandle = finalPath.As<GetFinalPathNameByHandleFunction>();
@@ -56,7 +58,7 @@ bool DeleteFileBelow(const std::wstring& root, const std::wstring& file, const s
     return !HasLinkBelow(root, file) && ::DeleteFileW(path.c_str());
   }
   const FileHandle handle(::CreateFileW(path.c_str(), DELETE | FILE_READ_ATTRIBUTES, kShareAll, nullptr, OPEN_EXISTING,
-                                        FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+                                        FILE_FLAG_OPEN_REPARSE_POINT | kNotLent, nullptr));
   if (!handle || !IsPlainFile(handle.Get())) {
     return false;
   }
@@ -69,7 +71,7 @@ bool DeleteFileBelow(const std::wstring& root, const std::wstring& file, const s
   const std::wstring place = FinalPath(handle.Get(), getFinalPathNameByHandle);
   const std::wstring rootPlace = FinalPath(rootHandle.Get(), getFinalPathNameByHandle);
   const auto isAt = [&](const std::wstring& expected) {
-    return !rootPlace.empty() && System::EqualsIgnoringAsciiCase(place, rootPlace + L'\\' + expected);
+    return !rootPlace.empty() && System::EqualsIgnoringAsciiCase(place, WithSeparator(rootPlace) + expected);
   };
   BOOLEAN isDeleted = TRUE;  // the whole of FILE_DISPOSITION_INFO
   return (isAt(file) || isAt(alias)) &&

@@ -2,6 +2,9 @@
 
 #include <windows.h>
 
+#include <algorithm>
+#include <string_view>
+
 #include "Common/OrCommon/OrComn_AtlSecurity.h"
 #include "Common/OrCommon/OrComn_File.h"
 #include "Common/OrCommon/OrComn_Handles.h"
@@ -11,11 +14,26 @@ namespace {
 
 constexpr SID_IDENTIFIER_AUTHORITY kNtAuthority = {SECURITY_NT_AUTHORITY};
 
-bool IsPlainFolder(HANDLE folder) {
-  BY_HANDLE_FILE_INFORMATION facts = {};
+using Facts = BY_HANDLE_FILE_INFORMATION;
+
+FileHandle Open(const std::wstring& folder, DWORD access) {
+  constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  // The way is a user's: what answers at its end learns who asks, and may not act as who asks.
+  constexpr DWORD kNotLent = SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
+  return FileHandle(::CreateFileW(Storage::File::SystemPath(folder).c_str(), access, kShareAll, nullptr, OPEN_EXISTING,
+                                  FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT | kNotLent, nullptr));
+}
+
+// False also for a link.
+bool IsPlainFolder(HANDLE folder, Facts& facts) {
   return ::GetFileInformationByHandle(folder, &facts) &&
          (facts.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) ==
              FILE_ATTRIBUTE_DIRECTORY;
+}
+
+bool IsSame(const Facts& left, const Facts& right) {
+  return left.dwVolumeSerialNumber == right.dwVolumeSerialNumber && left.nFileIndexHigh == right.nFileIndexHigh &&
+         left.nFileIndexLow == right.nFileIndexLow;
 }
 
 // Owner and list in one call, which reaches this folder alone: SetSecurityInfo would pass the list on to what lies in
@@ -37,37 +55,58 @@ bool GiveToAdministrators(HANDLE folder) {
              &descriptor);
 }
 
-// Looks and sets by one handle, so that nothing can be exchanged in between.
+// Until it is closed a user can make the folder a link, or put another in its place. So it is looked at again when
+// nobody can any more.
 bool CloseFolder(const std::wstring& folder) {
-  const FileHandle handle(::CreateFileW(Storage::File::SystemPath(folder).c_str(),
-                                        READ_CONTROL | WRITE_DAC | WRITE_OWNER | FILE_READ_ATTRIBUTES,
-                                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                                        FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
-  return handle && IsPlainFolder(handle.Get()) && GiveToAdministrators(handle.Get());
+  Facts facts = {};
+  const FileHandle handle = Open(folder, READ_CONTROL | WRITE_DAC | WRITE_OWNER | FILE_READ_ATTRIBUTES);
+  if (!handle || !IsPlainFolder(handle.Get(), facts) || !GiveToAdministrators(handle.Get()) ||
+      !IsPlainFolder(handle.Get(), facts)) {
+    return false;
+  }
+  Facts there = {};
+  const FileHandle again = Open(folder, FILE_READ_ATTRIBUTES);
+  return again && IsPlainFolder(again.Get(), there) && IsSame(facts, there);
+}
+
+// The length of the longest path that is `one` and `other`, or has them below it.
+std::size_t CommonLength(const std::wstring& one, const std::wstring& other) {
+  const auto split = std::mismatch(one.begin(), one.end(), other.begin(), other.end());
+  const auto length = static_cast<std::size_t>(split.first - one.begin());
+  const auto endsAt = [](const std::wstring& path, std::size_t end) {
+    return end == path.size() || path[end] == L'\\';
+  };
+  if (endsAt(one, length) && endsAt(other, length)) {
+    return length;
+  }
+  const std::size_t separator = std::wstring_view(one).substr(0, length).rfind(L'\\');
+  return separator == std::wstring::npos ? 0 : separator;
 }
 
 }  // namespace
 
-bool FolderCloser::CloseOnce(const std::wstring& folder) {
-  for (const auto& [known, isClosed] : closed_) {
-    if (known == folder) {
-      return isClosed;
-    }
-  }
-  closed_.emplace_back(folder, CloseFolder(folder));
-  return closed_.back().second;
+bool FolderCloser::CloseNext(const std::wstring& folder) {
+  way_ = folder;
+  isWayClosed_ = CloseFolder(folder);
+  return isWayClosed_;
 }
 
 bool FolderCloser::Close(const std::wstring& path) {
   if (root_.empty() || !Storage::File::IsSameOrBelow(path, root_)) {
     return true;
   }
-  for (std::size_t end = root_.size(); end < path.size(); end = path.find(L'\\', end + 1)) {
-    if (!CloseOnce(path.substr(0, end))) {
-      return false;  // who can change this folder can change the way to all below it
+  const std::size_t known = CommonLength(way_, path);
+  const bool isKnown = known >= root_.size();
+  if (isKnown && known == way_.size() && !isWayClosed_) {
+    return false;  // who can change this folder can change the way to all below it
+  }
+  for (std::size_t end = isKnown ? path.find(L'\\', known + 1) : root_.size(); end < path.size();
+       end = path.find(L'\\', end + 1)) {
+    if (!CloseNext(path.substr(0, end))) {
+      return false;
     }
   }
-  return !Storage::File::IsFolder(path) || CloseOnce(path);
+  return (isKnown && known == path.size()) || !Storage::File::IsFolder(path) || CloseNext(path);
 }
 
 }  // namespace OrCommon::AccessControl

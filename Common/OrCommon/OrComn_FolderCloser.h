@@ -3,7 +3,6 @@
 
 #include <string>
 #include <utility>
-#include <vector>
 
 #include <boost/noncopyable.hpp>
 
@@ -11,7 +10,8 @@ namespace OrCommon::AccessControl {
 
 // Gives folders to the administrators, with an access list of the local system and the administrators alone, so that no
 // ordinary user can make one of them a link afterwards. What lies in them keeps its lists; what is made there later
-// inherits theirs. Each folder is closed once.
+// inherits theirs. A folder is closed once where the paths come in the order of a walk: only the way of the last one is
+// kept, because how many folders there are is up to whoever may write there.
 class FolderCloser : private boost::noncopyable {
  public:
   // `root`: the full path of the uppermost folder that is closed; empty: none is.
@@ -22,10 +22,11 @@ class FolderCloser : private boost::noncopyable {
   bool Close(const std::wstring& path);
 
  private:
-  bool CloseOnce(const std::wstring& folder);
+  bool CloseNext(const std::wstring& folder);
 
   const std::wstring root_;
-  std::vector<std::pair<std::wstring, bool>> closed_;  // each folder that was tried
+  std::wstring way_;          // the folder that was tried last; those above it are closed
+  bool isWayClosed_ = false;  // that folder, too
 };
 
 }  // namespace OrCommon::AccessControl

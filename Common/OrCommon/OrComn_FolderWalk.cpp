@@ -3,14 +3,6 @@
 #include "Common/OrCommon/OrComn_Path.h"
 
 namespace OrCommon::Storage::File {
-namespace {
-
-// `folder` and a separator; the root of a drive has its own.
-std::wstring WithSeparator(const std::wstring& folder) {
-  return !folder.empty() && folder.back() == L'\\' ? folder : folder + L'\\';
-}
-
-}  // namespace
 
 void FolderWalk::Fail() noexcept {
   (levels_.empty() ? succeeded_ : levels_.back().succeeded) = false;

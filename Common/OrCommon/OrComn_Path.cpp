@@ -28,6 +28,9 @@ bool IsDeviceName(std::wstring_view name) {
                      [&](const wchar_t* device) { return System::EqualsIgnoringAsciiCase(name, device); });
 }
 
+// Windows makes a folder by its plain path only where a short file name still finds room behind it.
+constexpr std::size_t kFirstLong = MAX_PATH - 12;
+
 }  // namespace
 
 bool IsDotEntry(std::wstring_view name) noexcept {
@@ -39,6 +42,14 @@ std::wstring WithoutSeparator(std::wstring path) {
     path.pop_back();
   }
   return path;
+}
+
+std::wstring WithSeparator(const std::wstring& folder) {
+  return !folder.empty() && folder.back() == L'\\' ? folder : folder + L'\\';
+}
+
+bool IsReadAsAnother(std::wstring_view name) {
+  return !name.empty() && (name.back() == L' ' || name.back() == L'.' || IsDeviceName(name));
 }
 
 std::wstring FullPath(const std::wstring& path) {
@@ -66,14 +77,14 @@ std::wstring SystemPath(const std::wstring& path) {
   if ((!isOnDrive && !isOnShare) || view.find(L'/') != std::wstring_view::npos) {
     return path;
   }
-  bool isWanted = path.size() >= MAX_PATH;
+  bool isWanted = path.size() >= kFirstLong;
   for (std::size_t begin = isOnDrive ? kDriveRoot : 2, end = 0; begin < view.size(); begin = end + 1) {
     end = std::min(view.find(L'\\', begin), view.size());
     const std::wstring_view name = view.substr(begin, end - begin);
     if (name.empty() || IsDotEntry(name)) {
       return path;  // what the long form would take for a name
     }
-    isWanted = isWanted || name.back() == L' ' || name.back() == L'.' || IsDeviceName(name);
+    isWanted = isWanted || IsReadAsAnother(name);
   }
   if (!isWanted) {
     return path;

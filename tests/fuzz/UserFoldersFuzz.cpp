@@ -17,24 +17,25 @@ constexpr wchar_t kRoot[] = L"C:\\ProgramData";
 constexpr wchar_t kForeign[] = L"C:\\ProgramData\\Other";  // another program's
 constexpr wchar_t kOwn[] = L"C:\\ProgramData\\Orvane Labs\\";
 
-// True for a path below the root that cannot lead out of it again, as Windows reads paths: either kind of separator,
-// blanks and dots at the end of a name dropped, a colon as a drive or a stream.
-bool StaysBelow(const std::wstring& path) {
+// True for a path below the root that every call reads as the same place: no separator but single backslashes, no name
+// that Windows would shorten, no colon as a drive or a stream.
+bool StaysBelow(const std::wstring& given) {
+  const std::wstring longForm = L"\\\\?\\";
+  const std::wstring path = given.substr(given.compare(0, longForm.size(), longForm) == 0 ? longForm.size() : 0);
   const std::wstring root = std::wstring(kRoot) + L"\\";
   if (path.compare(0, root.size(), root) != 0) {
     return false;
   }
   std::wstring part;
   for (const wchar_t character : path.substr(root.size()) + L"\\") {
-    if (character == L':') {
+    if (character == L':' || character == L'/') {
       return false;
     }
-    if (character != L'\\' && character != L'/') {
+    if (character != L'\\') {
       part += character;
       continue;
     }
-    const bool onlyDotsAndBlanks = part.find_first_not_of(L". ") == std::wstring::npos;
-    if (!part.empty() && onlyDotsAndBlanks) {
+    if (part.empty() || part.back() == L'.' || part.back() == L' ') {
       return false;
     }
     part.clear();
@@ -70,9 +71,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(std::all_of(paths->begin(), paths->end(), StaysBelow), "nothing is done outside the root");
     Require(std::find(paths->begin(), paths->end(), kForeign) == paths->end(), "another program's folder stays closed");
   }
-  Require(std::all_of(machine.stampedFolders.begin(), machine.stampedFolders.end(),
-                      [](const std::wstring& path) { return path.compare(0, std::size(kOwn) - 1, kOwn) == 0; }),
-          "what is there below the root itself stays as it is");
+  Require(
+      std::all_of(machine.stampedFolders.begin(), machine.stampedFolders.end(),
+                  [](const std::wstring& path) { return (path + L"\\").compare(0, std::size(kOwn) - 1, kOwn) == 0; }),
+      "what is there below the root itself stays as it is");
   Require(machine.openHandles == 0, "every key is closed");
   return 0;
 }

@@ -143,7 +143,7 @@ TEST_CASE("the file is opened to be deleted, shared, and no link in its place is
   CHECK(opened == profiles.Path(kFile));
   CHECK(access == (DELETE | FILE_READ_ATTRIBUTES));
   CHECK(share == (FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE));
-  CHECK(flags == FILE_FLAG_OPEN_REPARSE_POINT);
+  CHECK(flags == (FILE_FLAG_OPEN_REPARSE_POINT | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION));
   CHECK(deletions == 0);
 }
 
@@ -193,6 +193,7 @@ bool DeletedWhere(const wchar_t* file, const wchar_t* root) {
 TEST_CASE("the place decides by its whole path") {
   CHECK(DeletedWhere(L"\\\\?\\D:\\p\\anna\\Data\\Mail\\cache.dat", L"\\\\?\\D:\\p"));
   CHECK(DeletedWhere(L"\\\\?\\D:\\p\\ANNA\\roaming\\mail\\CACHE.DAT", L"\\\\?\\D:\\p"));
+  CHECK(DeletedWhere(L"\\\\?\\D:\\anna\\Data\\Mail\\cache.dat", L"\\\\?\\D:\\"));
   CHECK_FALSE(DeletedWhere(L"\\\\?\\D:\\q\\anna\\Data\\Mail\\cache.dat", L"\\\\?\\D:\\p"));
   CHECK_FALSE(DeletedWhere(L"\\\\?\\D:\\p\\anna\\Data\\Mail\\cache.dat2", L"\\\\?\\D:\\p"));
   CHECK_FALSE(DeletedWhere(L"\\\\?\\D:\\p\\bert\\Data\\Mail\\cache.dat", L"\\\\?\\D:\\p"));

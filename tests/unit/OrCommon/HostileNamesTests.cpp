@@ -102,7 +102,7 @@ TEST_CASE("names that Windows reads as others go, files and folders") {
 
 TEST_CASE("what is held there is left to the restart by its plain name, and asked for by it") {
   const ScratchFolder scratch(L"removal names");
-  const std::wstring deep = MakeDeepFolder(scratch.Path(), 300);
+  const std::wstring deep = MakeDeepFolder(scratch.Path(), 200);
   MakeFileOf(deep + L"\\held.");
   int restartNeeded = 0;
   TestSupport::Lines asked;
@@ -121,6 +121,32 @@ TEST_CASE("what is held there is left to the restart by its plain name, and aske
   CHECK(asked.front() == ToUtf8(deep + L"\\held."));
   CHECK(asked[1] == ToUtf8(deep));
   CHECK_LINES(pending, {"\\??\\" + ToUtf8(deep) + "\\held. -> "});
+  CheckAllGone(scratch);
+}
+
+TEST_CASE("what is too long for a plain path is not left to the restart, nor asked for, and the restart is needed") {
+  const ScratchFolder scratch(L"removal names");
+  const std::wstring folder = MakeDeepFolder(scratch.Path(), 200);
+  const std::wstring longest = folder + L"\\" + std::wstring(MAX_PATH - 1 - folder.size() - 1, L'n');
+  MakeFileOf(longest);
+  MakeFileOf(longest + L"n");
+  MakeFileOf(MakeDeepFolder(folder, 1000) + L"\\file");
+  int restartNeeded = 0;
+  TestSupport::Lines asked;
+  TestSupport::Lines pending;
+  {
+    const PendingMoves moves;
+    const ImportRedirection erase{"DeleteFileW", [](LPCWSTR) -> BOOL { return FALSE; }};
+    CHECK(DeleteAllFiles(scratch.Path(), restartNeeded, nullptr, [&](const std::wstring& path) {
+      asked.push_back("\\??\\" + ToUtf8(path) + " -> ");
+      return true;
+    }));
+    pending = moves.Lines();
+  }
+  CHECK(restartNeeded == 1);
+  CHECK(TestSupport::LinesWith(asked, ToUtf8(longest)).size() == 1);
+  CHECK(std::all_of(asked.begin(), asked.end(), [](const std::string& line) { return line.size() < MAX_PATH + 8; }));
+  CHECK_LINES(pending, (asked));
   CheckAllGone(scratch);
 }
 

@@ -278,6 +278,16 @@ TEST_CASE("links are deleted at every level, and what they lead to stays") {
   CHECK(FileContent(scratch.Path(L"target\\below\\file")) == "kept");
 }
 
+TEST_CASE("a link by a name that Windows reads as the link's: what it leads to stays") {
+  const LinkedFolder linked;
+  const FolderLink link(linked.scratch.Path(L"link"), linked.scratch.Path(L"target"));
+  for (const wchar_t* const name : {L"link.", L"link ", L"none\\..\\link"}) {
+    CAPTURE(ToUtf8(name));
+    CHECK(Empty(linked.scratch.Path(name)).succeeded);
+    CHECK_LINES(linked.ChangesOfTarget(), {});
+  }
+}
+
 TEST_CASE("a link that cannot be deleted is scheduled, not entered") {
   const LinkedFolder linked;
   const ScratchFolder& scratch = linked.scratch;

@@ -43,7 +43,8 @@ Lines FilesOfVictim() {
 
 TEST_CASE("an identity that is no plain name names no folder, and the log goes below the root") {
   for (const wchar_t* const identity : {L"..\\..\\..\\..\\victim", L"..", L"...", L". .", L"link\\sub", L"link/",
-                                        L"link\\\\", L"C:\\VelaTest\\Switch\\victim", L"name:stream", L"/", L"\\"}) {
+                                        L"link\\\\", L"C:\\VelaTest\\Switch\\victim", L"name:stream", L"/", L"\\",
+                                        L"link.", L"link ", L"link. .", L"nul", L"COM1.txt"}) {
     const SwitchedMachine machine;
     CAPTURE(ToUtf8(identity));
     WriteTestFile(kVictim + std::wstring(L"\\sub\\secret.txt"), "secret");
@@ -92,8 +93,8 @@ TEST_CASE("below the root nothing that exists already is opened, whose ever it i
   }
 }
 
-TEST_CASE("an identity that is a plain name names its folder, dots and blanks included") {
-  for (const wchar_t* const identity : {L"{0C0FFEE0-1234}", L"Anna B.", L".hidden", L"a..b"}) {
+TEST_CASE("an identity that is a plain name names its folder, dots and blanks within it included") {
+  for (const wchar_t* const identity : {L"{0C0FFEE0-1234}", L"Anna B", L".hidden", L"a..b"}) {
     const SwitchedMachine machine;
     CAPTURE(ToUtf8(identity));
     StoreIdentity(identity);
@@ -101,6 +102,27 @@ TEST_CASE("an identity that is a plain name names its folder, dots and blanks in
     CHECK(::GetFileAttributesW((kData + L"\\Orvane Labs\\OL\\Users\\" + identity + L"\\log").c_str()) !=
           INVALID_FILE_ATTRIBUTES);
   }
+}
+
+TEST_CASE("an identity too long for plain calls names its folder, too") {
+  const std::wstring identity(240, L'n');
+  const SwitchedMachine machine;
+  StoreIdentity(identity);
+  {
+    constexpr std::size_t kFirstRefused = 248;  // characters, of a plain path for a folder on Windows
+    const ImportRedirection make{"CreateDirectoryW", [&](LPCWSTR path, LPSECURITY_ATTRIBUTES attributes) -> BOOL {
+                                   const std::wstring text = path;
+                                   if (text.compare(0, 4, L"\\\\?\\") != 0 && text.size() >= kFirstRefused) {
+                                     ::SetLastError(ERROR_FILENAME_EXCED_RANGE);
+                                     return FALSE;
+                                   }
+                                   return make.Original<decltype(&::CreateDirectoryW)>()(path, attributes);
+                                 }};
+    CHECK_LINES(Renewed(), {});
+  }
+  const std::wstring log = L"\\\\?\\" + kData + L"\\Orvane Labs\\OL\\Users\\" + identity + L"\\log";
+  CHECK(::GetFileAttributesW(log.c_str()) == FILE_ATTRIBUTE_DIRECTORY);
+  CHECK(::RemoveDirectoryW(log.c_str()));
 }
 
 }  // namespace

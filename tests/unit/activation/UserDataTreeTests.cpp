@@ -170,8 +170,8 @@ TEST_CASE("a tree is made level by level, each open to everyone") {
     }
     const std::string top = "Orvane Labs\\" + ToUtf8(client) + "\\";
     CHECK(userId == L"{ID}");
-    CHECK_LINES(calls, {"make Orvane Labs\\ 7", "make " + top + " 7", "make " + top + "Users\\ 7",
-                        "make " + top + "Users\\{ID} 7", "make " + top + "Users\\{ID}\\log\\ 7"});
+    CHECK_LINES(calls, {"make Orvane Labs 7", "make " + top.substr(0, top.size() - 1) + " 7", "make " + top + "Users 7",
+                        "make " + top + "Users\\{ID} 7", "make " + top + "Users\\{ID}\\log 7"});
     CHECK_LINES(machine.Data(), {"data\\", "data\\Orvane Labs\\", "data\\" + top, "data\\" + top + "Users\\",
                                  "data\\" + top + "Users\\{ID}\\", "data\\" + top + "Users\\{ID}\\log\\"});
     CHECK_LINES(log.Lines(), {});
@@ -193,8 +193,8 @@ TEST_CASE("a tree that is there is opened again with everything below each level
 
 TEST_CASE("without an identity the folder of all users is opened again, and the log lies below it") {
   const SwitchedMachine machine;
-  CHECK_LINES(Build(L"OE"), {"make Orvane Labs\\ 7", "make Orvane Labs\\OE\\ 7", "make Orvane Labs\\OE\\Users\\ 7",
-                             "renew Orvane Labs\\OE\\Users", "make Orvane Labs\\OE\\Users\\\\log\\ 7"});
+  CHECK_LINES(Build(L"OE"), {"make Orvane Labs 7", "make Orvane Labs\\OE 7", "make Orvane Labs\\OE\\Users 7",
+                             "renew Orvane Labs\\OE\\Users", "make Orvane Labs\\OE\\Users\\log 7"});
   CHECK_LINES(machine.Data(), {"data\\", "data\\Orvane Labs\\", "data\\Orvane Labs\\OE\\",
                                "data\\Orvane Labs\\OE\\Users\\", "data\\Orvane Labs\\OE\\Users\\log\\"});
 }
@@ -206,20 +206,20 @@ TEST_CASE("below a level that cannot be made the tree goes on from the root") {
   };
   const Case cases[] = {
       {1,
-       {"make Orvane Labs\\ 7", "make OL\\ 7", "make OL\\Users\\ 7", "make OL\\Users\\{ID} 7",
-        "make OL\\Users\\{ID}\\log\\ 7"}},
+       {"make Orvane Labs 7", "make OL 7", "make OL\\Users 7", "make OL\\Users\\{ID} 7",
+        "make OL\\Users\\{ID}\\log 7"}},
       {2,
-       {"make Orvane Labs\\ 7", "make Orvane Labs\\OL\\ 7", "make Users\\ 7", "make Users\\{ID} 7",
-        "make Users\\{ID}\\log\\ 7"}},
+       {"make Orvane Labs 7", "make Orvane Labs\\OL 7", "make Users 7", "make Users\\{ID} 7",
+        "make Users\\{ID}\\log 7"}},
       {3,
-       {"make Orvane Labs\\ 7", "make Orvane Labs\\OL\\ 7", "make Orvane Labs\\OL\\Users\\ 7", "make {ID} 7",
-        "make {ID}\\log\\ 7"}},
+       {"make Orvane Labs 7", "make Orvane Labs\\OL 7", "make Orvane Labs\\OL\\Users 7", "make {ID} 7",
+        "make {ID}\\log 7"}},
       {4,
-       {"make Orvane Labs\\ 7", "make Orvane Labs\\OL\\ 7", "make Orvane Labs\\OL\\Users\\ 7",
-        "make Orvane Labs\\OL\\Users\\{ID} 7", "make \\log\\ 7"}},
+       {"make Orvane Labs 7", "make Orvane Labs\\OL 7", "make Orvane Labs\\OL\\Users 7",
+        "make Orvane Labs\\OL\\Users\\{ID} 7", "make log 7"}},
       {5,
-       {"make Orvane Labs\\ 7", "make Orvane Labs\\OL\\ 7", "make Orvane Labs\\OL\\Users\\ 7",
-        "make Orvane Labs\\OL\\Users\\{ID} 7", "make Orvane Labs\\OL\\Users\\{ID}\\log\\ 7"}},
+       {"make Orvane Labs 7", "make Orvane Labs\\OL 7", "make Orvane Labs\\OL\\Users 7",
+        "make Orvane Labs\\OL\\Users\\{ID} 7", "make Orvane Labs\\OL\\Users\\{ID}\\log 7"}},
   };
   for (const Case& failing : cases) {
     CAPTURE(failing.refused);
@@ -233,21 +233,21 @@ TEST_CASE("where no level can be made, each is tried at the root") {
   const SwitchedMachine machine;
   MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
   CHECK_LINES(Build(L"WLM", {1, 2, 3, 4, 5}),
-              {"make Orvane Labs\\ 7", "make WLM\\ 7", "make Users\\ 7", "make {ID} 7", "make \\log\\ 7"});
+              {"make Orvane Labs 7", "make WLM 7", "make Users 7", "make {ID} 7", "make log 7"});
   CHECK_LINES(machine.Data(), {"data\\"});
 }
 
 TEST_CASE("without an identity the root itself is never opened, though the level above could not be made") {
   const SwitchedMachine machine;
   WriteTestFile(std::wstring(SwitchedMachine::kData) + L"\\Other product\\settings.txt", "of others");
-  CHECK_LINES(Build(L"OL", {3}), {"make Orvane Labs\\ 7", "make Orvane Labs\\OL\\ 7", "make Orvane Labs\\OL\\Users\\ 7",
-                                  "make \\log\\ 7"});
+  CHECK_LINES(Build(L"OL", {3}),
+              {"make Orvane Labs 7", "make Orvane Labs\\OL 7", "make Orvane Labs\\OL\\Users 7", "make log 7"});
 }
 
 TEST_CASE("a root that is missing is not made: it would be open to everyone") {
   const SwitchedMachine machine;
   RemoveTree(SwitchedMachine::kData);
-  CHECK_LINES(Build(L"OL"), {"make Orvane Labs\\ 7", "make OL\\ 7", "make Users\\ 7", "make \\log\\ 7"});
+  CHECK_LINES(Build(L"OL"), {"make Orvane Labs 7", "make OL 7", "make Users 7", "make log 7"});
   CHECK_FALSE(Exists(SwitchedMachine::kData));
 }
 
@@ -255,8 +255,8 @@ TEST_CASE("a file in a folder's place stays, and the tree goes on from the root"
   const SwitchedMachine machine;
   MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
   WriteTestFile(std::wstring(SwitchedMachine::kData) + L"\\Orvane Labs\\OL", "a file");
-  CHECK_LINES(Build(L"OL"), {"renew Orvane Labs", "renew Orvane Labs\\OL", "make Orvane Labs\\OL\\ 7", "make Users\\ 7",
-                             "make Users\\{ID} 7", "make Users\\{ID}\\log\\ 7"});
+  CHECK_LINES(Build(L"OL"), {"renew Orvane Labs", "renew Orvane Labs\\OL", "make Orvane Labs\\OL 7", "make Users 7",
+                             "make Users\\{ID} 7", "make Users\\{ID}\\log 7"});
   CHECK_LINES(machine.Data(), {"data\\", "data\\Orvane Labs\\", "data\\Orvane Labs\\OL 6 bytes", "data\\Users\\",
                                "data\\Users\\{ID}\\", "data\\Users\\{ID}\\log\\"});
 }
@@ -267,8 +267,8 @@ TEST_CASE("a link in a folder's place is not followed: what it leads to is neith
     std::string next;  // what is made behind it
   };
   for (const Case& linked :
-       {Case{"Orvane Labs", "OL\\"}, Case{"Orvane Labs\\OL", "Users\\"}, Case{"Orvane Labs\\OL\\Users", "{ID}"},
-        Case{"Orvane Labs\\OL\\Users\\{ID}", "\\log\\"}, Case{"Orvane Labs\\OL\\Users\\{ID}\\log", ""}}) {
+       {Case{"Orvane Labs", "OL"}, Case{"Orvane Labs\\OL", "Users"}, Case{"Orvane Labs\\OL\\Users", "{ID}"},
+        Case{"Orvane Labs\\OL\\Users\\{ID}", "log"}, Case{"Orvane Labs\\OL\\Users\\{ID}\\log", ""}}) {
     CAPTURE(linked.place);
     const SwitchedMachine machine;
     MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
@@ -318,8 +318,8 @@ TEST_CASE("where the common data folder cannot be had, the Windows folder is the
     calls = Build(L"OE");
   }
   REQUIRE(calls.size() == 5);
-  CHECK(calls.front() == "make windows\\Orvane Labs\\ 7");
-  CHECK(calls.back() == "make windows\\Orvane Labs\\OE\\Users\\\\log\\ 7");
+  CHECK(calls.front() == "make windows\\Orvane Labs 7");
+  CHECK(calls.back() == "make windows\\Orvane Labs\\OE\\Users\\log 7");
 }
 
 TEST_CASE("where neither folder can be had nothing is made, and the identity is told all the same") {

@@ -112,7 +112,7 @@ TEST_CASE("a folder that cannot be closed waits as little as what lies in it") {
   unsigned opened = 0;
   const ImportRedirection facts{"GetFileInformationByHandle", [&](HANDLE, BY_HANDLE_FILE_INFORMATION* answer) -> BOOL {
                                   answer->dwFileAttributes = FILE_ATTRIBUTE_DIRECTORY;
-                                  return ++opened == 2 ? FALSE : TRUE;
+                                  return ++opened == 4 ? FALSE : TRUE;
                                 }};
   Remove(data + L"\\OL");
   CHECK_LINES(waiting.Events(), {"close " + ToUtf8(data)});
