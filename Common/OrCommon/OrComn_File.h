@@ -10,6 +10,10 @@
 
 namespace OrCommon::Storage::File {
 
+// Flags to open a path that users choose: what answers at its end, a pipe's server for instance, learns who asks, and
+// may not act as who asks.
+inline constexpr DWORD kNotLent = SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
+
 // True where `path` (with or without separators at its end) is a link: a symbolic link, a junction, a mount point or
 // any other reparse point; what it leads to is not looked at. True also where that cannot be told, which who planted a
 // link may have seen to; false where nothing has this name. The folders above are not looked at.

@@ -17,8 +17,6 @@ using SetFileInformationByHandleFunction = BOOL(WINAPI*)(HANDLE, int, void*, DWO
 
 constexpr DWORD kLongestPath = 32768;  // characters, terminator included
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-// The way is a user's: what answers at its end learns who asks, and may not act as who asks.
-constexpr DWORD kNotLent = SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
 constexpr int kFileDispositionInfo = 4;
 
 // Where what is open really lies, all links followed; empty where that cannot be told.

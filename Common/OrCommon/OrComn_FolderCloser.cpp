@@ -18,10 +18,9 @@ using Facts = BY_HANDLE_FILE_INFORMATION;
 
 FileHandle Open(const std::wstring& folder, DWORD access) {
   constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-  // The way is a user's: what answers at its end learns who asks, and may not act as who asks.
-  constexpr DWORD kNotLent = SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
   return FileHandle(::CreateFileW(Storage::File::SystemPath(folder).c_str(), access, kShareAll, nullptr, OPEN_EXISTING,
-                                  FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT | kNotLent, nullptr));
+                                  FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT | Storage::File::kNotLent,
+                                  nullptr));
 }
 
 // False also for a link.

@@ -1,5 +1,6 @@
 // The disk of HostWindows.h. A link is a folder with the attribute of one, and shows what it leads to below itself.
 #include <algorithm>
+#include <cwchar>
 
 #include "tests/fuzz/host/HostWindows.h"
 
@@ -169,4 +170,10 @@ UINT GetWindowsDirectoryW(wchar_t* folder, UINT) {
   constexpr wchar_t kFolder[] = L"C:\\WINDOWS";
   std::copy(std::begin(kFolder), std::end(kFolder), folder);
   return sizeof kFolder / sizeof(wchar_t) - 1;
+}
+
+UINT GetSystemDirectoryW(wchar_t* folder, UINT capacity) {
+  const UINT length = GetWindowsDirectoryW(folder, capacity);
+  std::wcscpy(folder + length, L"\\system32");
+  return static_cast<UINT>(std::wcslen(folder));
 }

@@ -66,6 +66,11 @@ HLOCAL LocalFree(HLOCAL) {
   return nullptr;
 }
 
+// Of use here for look-ups alone.
+HMODULE GetModuleHandleW(const wchar_t*) {
+  return nullptr;
+}
+
 HMODULE LoadLibraryW(const wchar_t*) {
   return static_cast<HMODULE>(OpenHandle());
 }

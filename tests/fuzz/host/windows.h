@@ -60,6 +60,8 @@ inline constexpr DWORD VER_PLATFORM_WIN32_NT = 2;
 inline constexpr BYTE VER_NT_WORKSTATION = 1;
 inline constexpr BYTE VER_NT_SERVER = 3;
 inline constexpr UINT CP_ACP = 0;
+inline constexpr DWORD SECURITY_IDENTIFICATION = 0x00010000;
+inline constexpr DWORD SECURITY_SQOS_PRESENT = 0x00100000;
 inline constexpr DWORD STARTF_USESHOWWINDOW = 1;
 inline constexpr WORD SW_HIDE = 0;
 inline constexpr DWORD WAIT_OBJECT_0 = 0;
@@ -101,6 +103,7 @@ BOOL CloseHandle(HANDLE handle);
 BOOL FreeLibrary(HMODULE module);
 void* FreeSid(PSID sid);
 HLOCAL LocalFree(HLOCAL memory);
+HMODULE GetModuleHandleW(const wchar_t* name);
 HMODULE LoadLibraryW(const wchar_t* name);
 FARPROC GetProcAddress(HMODULE module, const char* name);
 int WideCharToMultiByte(UINT codePage, DWORD flags, const wchar_t* wide, int wideLength, char* narrow, int size,
@@ -179,6 +182,7 @@ HANDLE FindFirstFileW(const wchar_t* pattern, WIN32_FIND_DATAW* entry);
 BOOL FindNextFileW(HANDLE search, WIN32_FIND_DATAW* entry);
 BOOL FindClose(HANDLE search);
 DWORD GetFullPathNameW(const wchar_t* path, DWORD capacity, wchar_t* full, wchar_t** name);
+UINT GetSystemDirectoryW(wchar_t* folder, UINT capacity);
 UINT GetWindowsDirectoryW(wchar_t* folder, UINT capacity);
 
 // ---- access lists: declared for the header that names them; the fuzzed sources only pass them on
