@@ -69,9 +69,11 @@ TEST_CASE("a function that its library has not fails at each call, and is bound 
     const MissingEntry fileName("PathFindFileNameA");
     const CountCalls loaded("LoadLibraryW");
     const CountCalls released("FreeLibrary");
-    for (BOOL (*const call)(wchar_t*) : {+[](wchar_t* text) { return Shell::PathAppendW(text, L"drivers"); },
-                                         +[](wchar_t* text) { return Shell::PathFileExistsW(text); },
-                                         +[](wchar_t* text) { return Shell::PathRemoveFileSpecW(text); }}) {
+    using Call = BOOL (*)(wchar_t*);
+    const Call calls[] = {[](wchar_t* text) { return Shell::PathAppendW(text, L"drivers"); },
+                          [](wchar_t* text) { return Shell::PathFileExistsW(text); },
+                          [](wchar_t* text) { return Shell::PathRemoveFileSpecW(text); }};
+    for (const Call call : calls) {
       ::SetLastError(0);
       CHECK_FALSE(call(path));
       CHECK(::GetLastError() == ERROR_PROC_NOT_FOUND);

@@ -99,7 +99,9 @@ TEST_CASE("other functions, and those asked for by number, are answered as they 
   CHECK(tickCount == OriginalImport("GetTickCount"));
   CHECK((::GetProcAddress(kernel, "no such function") == nullptr));
   CHECK(::GetLastError() == ERROR_PROC_NOT_FOUND);
-  CHECK((::GetProcAddress(::LoadLibraryW(L"shell32.dll"), reinterpret_cast<LPCSTR>(2)) != nullptr));
+  const HMODULE shell = ::LoadLibraryW(L"shell32.dll");
+  CHECK((::GetProcAddress(shell, reinterpret_cast<LPCSTR>(2)) != nullptr));
+  ::FreeLibrary(shell);
 }
 
 }  // namespace
