@@ -94,7 +94,7 @@ clone() {
   if [[ -n $(git status --porcelain) ]]; then
     echo "newcomer: what is not committed here is not in the clone"
   fi
-  git clone -q "file://$root" "$system/root/velautil"
+  git clone -q "file://$root" "$system/srv/velautil"
 }
 
 # ---- running the commands
@@ -114,7 +114,7 @@ run_inside() {
     mount -t proc proc "$system/proc" || exit 125
     env -i HOME=/root TERM=dumb PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
       ${http_proxy:+http_proxy="$http_proxy"} ${https_proxy:+https_proxy="$https_proxy"} \
-      chroot "$system" bash -c "cd /root/velautil && exec \"\$@\"" bash "$@"
+      chroot "$system" bash -c "cd /srv/velautil && exec \"\$@\"" bash "$@"
     exit $?' bash "$system" "$@" </dev/null
 }
 
@@ -198,7 +198,7 @@ main() {
   local commands=()
   while read -r command; do
     commands+=("$command")
-  done <<<"$(commands_of_readme "$system/root/velautil")"
+  done <<<"$(commands_of_readme "$system/srv/velautil")"
   if [[ ${commands[*]} != './scripts/demo.sh ./scripts/test.sh' ]]; then
     echo "newcomer: $release: FAILED: the first commands of the README are: ${commands[*]}"
     exit 1
