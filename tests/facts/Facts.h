@@ -53,12 +53,13 @@ inline constexpr std::string_view kAsWindows;
 inline constexpr std::string_view kNotAsked = "not asked";  // a Wine that lacks what the fact needs
 inline constexpr std::string_view kReliedOn = "no page says so; the program relies on it";
 
-// True where each row is whole and declares nothing that needs no declaration.
+// True where each row is whole and declares nothing that needs no declaration. The probe is not looked at: GCC does not
+// compare functions at compile time in a build that ends at undefined behaviour.
 template <std::size_t count>
 constexpr bool AreSound(const Fact (&facts)[count]) {
   for (const Fact& fact : facts) {
-    if (fact.sentence.empty() || fact.ask == nullptr || fact.expected.empty() || fact.source.empty() ||
-        fact.wine8 == fact.expected || fact.wine10 == fact.expected) {
+    if (fact.sentence.empty() || fact.expected.empty() || fact.source.empty() || fact.wine8 == fact.expected ||
+        fact.wine10 == fact.expected) {
       return false;
     }
   }
