@@ -19,9 +19,8 @@ BackupPrivileges::BackupPrivileges() {
     wanted.PrivilegeCount = 1;
     wanted.Privileges[0].Attributes = SE_PRIVILEGE_ENABLED;
     DWORD size = 0;
-    if (!::LookupPrivilegeValueW(nullptr, kNames[index], &wanted.Privileges[0].Luid) ||
-        !::AdjustTokenPrivileges(token_.Get(), FALSE, &wanted, sizeof previous_[index], &previous_[index], &size)) {
-      previous_[index].PrivilegeCount = 0;
+    if (::LookupPrivilegeValueW(nullptr, kNames[index], &wanted.Privileges[0].Luid)) {
+      ::AdjustTokenPrivileges(token_.Get(), FALSE, &wanted, sizeof previous_[index], &previous_[index], &size);
     }
   }
 }

@@ -18,7 +18,7 @@ class BackupPrivileges : private boost::noncopyable {
 
  private:
   KernelHandle token_;
-  TOKEN_PRIVILEGES previous_[2] = {};  // what was changed: each holds one privilege, or none
+  TOKEN_PRIVILEGES previous_[2] = {};  // what was changed: one privilege each, or none
 };
 
 }  // namespace OrCommon::AccessControl

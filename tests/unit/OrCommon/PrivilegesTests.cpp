@@ -14,6 +14,7 @@
 using OrCommon::AccessControl::BackupPrivileges;
 using TestSupport::CountCalls;
 using TestSupport::FailCall;
+using TestSupport::ImportRedirection;
 
 namespace {
 
@@ -108,6 +109,25 @@ TEST_CASE("where one cannot be had the other is, and the end leaves the last err
     CHECK(second);
     CHECK_FALSE(IsEnabled(kNames[1]));
   }
+}
+
+TEST_CASE("it asks for the two accesses it needs and changes one privilege a call") {
+  DWORD asked = 0;
+  std::vector<DWORD> changed;
+  {
+    ImportRedirection open{"OpenProcessToken", [&](HANDLE process, DWORD access, HANDLE* token) {
+                             asked = access;
+                             return open.Original<decltype(&::OpenProcessToken)>()(process, access, token);
+                           }};
+    const ImportRedirection adjust{
+        "AdjustTokenPrivileges", [&](HANDLE, BOOL, TOKEN_PRIVILEGES* wanted, DWORD, TOKEN_PRIVILEGES*, DWORD*) -> BOOL {
+          changed.push_back(wanted->PrivilegeCount);
+          return TRUE;
+        }};
+    const BackupPrivileges privileges;
+  }
+  CHECK(asked == (TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY));
+  CHECK(changed == std::vector<DWORD>{1, 1});
 }
 
 TEST_CASE("without a token nothing is changed and nothing closed") {

@@ -35,30 +35,40 @@ class Ingredients {
                              }};
 };
 
-TEST_CASE("another time, process, thread or counter gives another guard, whose lowest byte is 0") {
+TEST_CASE("each ingredient has its place in the guard, whose lowest byte is 0") {
   Ingredients ingredients;
   const std::uintptr_t first = DrawStackGuard();
   CHECK(first == DrawStackGuard());
-  CHECK(first > 0xFF);
   CHECK(first % 0x100 == 0);
+  std::uintptr_t difference = 0;
   SUBCASE("time") {
-    ingredients.time += 0x1000;
-  }
-  SUBCASE("time, in its slow part") {
-    ingredients.time += 0x100000000;
+    ingredients.time ^= 0x0000000100001000;
+    difference = 0x0000000100001000;
   }
   SUBCASE("process") {
-    ingredients.process += 4;
+    ingredients.process ^= 4;
+    difference = std::uintptr_t{4} << 48;
   }
   SUBCASE("thread") {
-    ingredients.thread += 4;
+    ingredients.thread ^= 4;
+    difference = std::uintptr_t{4} << 40;
   }
   SUBCASE("counter") {
-    ingredients.counter += 1;
+    ingredients.counter ^= 0x100;
+    difference = 0x0000000100000100;
   }
-  const std::uintptr_t second = DrawStackGuard();
-  CHECK(second != first);
-  CHECK(second % 0x100 == 0);
+  CHECK((DrawStackGuard() ^ first) == difference);
+}
+
+TEST_CASE("where the ingredients cancel out the guard is the fixed one, never 0") {
+  Ingredients ingredients;
+  std::uintptr_t last = 0;
+  // The first round finds the time that cancels everything else out; the second one draws with it, at the same address.
+  for (int round = 0; round < 2; ++round) {
+    last = DrawStackGuard();
+    ingredients.time ^= last;
+  }
+  CHECK(last == 0xFF0A0D00);
 }
 
 #if defined(__MINGW32__)
