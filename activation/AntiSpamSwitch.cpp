@@ -20,73 +20,73 @@ using namespace VELAUtility;
 constexpr wchar_t kMonitorShutdownEvent[] = L"Global\\{DD2A6866-95FD-47a8-A48D-CDB025648C09}";
 constexpr DWORD kShutdownPulse = 100;  // milliseconds
 
-constexpr wchar_t kOutlookFlag[] = L"OL_DELAY_INST";
-constexpr wchar_t kOutlookExpressFlag[] = L"OE_DELAY_INST";
-constexpr wchar_t kWindowsLiveMailFlag[] = L"WLM_DELAY_INST";
-
 // A registration that may have been put off until the client does not run.
 struct DelayedInstall {
   MailClient client;
-  const wchar_t* flag;
   RunLog::Text shownFlag;  // as the log names it; the number follows
-  const wchar_t* folder;
-  bool (*isInstalled)();  // may be null: not asked
-  RunLog::Text notInstalled;
-  const wchar_t* clearedFlag;
+  bool asksForOutlook;
+  MailClient cleared;  // whose flag is cleared after it
   RunLog::Text clearFailure;
 };
 
 // In this order. The first two clear each other's flag, so that a client's own flag keeps its registration being
 // renewed: meant so, like the texts that name the flag that is really cleared.
 constexpr DelayedInstall kDelayedInstalls[] = {
-    {MailClient::kOutlookExpress, kOutlookExpressFlag, L"nDelayEnableOE = %d", L"\\VELA_OE", nullptr, nullptr,
-     kOutlookFlag, L"Fail to store REG_ZENTA_VELA_OL_DELAY_INSTALL_KEY value !!"},
-    {MailClient::kOutlook, kOutlookFlag, L" nDelayEnableOL = %d", L"\\VELA_OL", IsOutlookSupported,
-     L"MS Office Outlook is not installed !", kOutlookExpressFlag,
+    {MailClient::kOutlookExpress, L"nDelayEnableOE = %d", false, MailClient::kOutlook,
+     L"Fail to store REG_ZENTA_VELA_OL_DELAY_INSTALL_KEY value !!"},
+    {MailClient::kOutlook, L" nDelayEnableOL = %d", true, MailClient::kOutlookExpress,
      L"Fail to store REG_ZENTA_VELA_OE_DELAY_INSTALL_KEY value !!"},
-    {MailClient::kWindowsLiveMail, kWindowsLiveMailFlag, L" nDelayEnableWLM = %d", L"\\VELA_WLM", nullptr, nullptr,
-     kWindowsLiveMailFlag, L"Fail to store REG_ZENTA_VELA_WLM_DELAY_INSTALL_KEY value !!"},
+    {MailClient::kWindowsLiveMail, L" nDelayEnableWLM = %d", false, MailClient::kWindowsLiveMail,
+     L"Fail to store REG_ZENTA_VELA_WLM_DELAY_INSTALL_KEY value !!"},
 };
 static_assert(HasEveryClient(kDelayedInstalls));
 constexpr int kDelayedInstallCount = sizeof kDelayedInstalls / sizeof kDelayedInstalls[0];
 
-using ClientSwitch = bool (*)(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
+using Operation = bool (*)(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
 
-struct SwitchedClient {
+struct ClientSwitch {
   MailClient client;
-  bool needsMonitor;  // a running client keeps its monitor
-  ClientSwitch activate;
+  Operation activate;
   RunLog::Text activated;
   RunLog::Text activateFailure;
-  ClientSwitch deactivate;
+  Operation deactivate;
   RunLog::Text deactivated;
   RunLog::Text deactivateFailure;
 };
 
-constexpr SwitchedClient kSwitchedClients[] = {
-    {MailClient::kOutlook, false, VELA_ActivateOL, L"SetAntiSpamEnable() - VELA OL activated successfully.",
+constexpr ClientSwitch kSwitches[] = {
+    {MailClient::kOutlook, VELA_ActivateOL, L"SetAntiSpamEnable() - VELA OL activated successfully.",
      L"*** SetAntiSpamEnable() - VELA_ActivateOL() Fail", VELA_DeActivateOL,
      L"SetAntiSpamEnable() - VELA OL deactivated successfully.",
      L"*** SetAntiSpamEnable() - failed on VELA_DeActivateOL()"},
-    {MailClient::kOutlookExpress, true, VELA_ActivateOE, L"SetAntiSpamEnable() - VELA OE activated successfully.",
+    {MailClient::kOutlookExpress, VELA_ActivateOE, L"SetAntiSpamEnable() - VELA OE activated successfully.",
      L"*** SetAntiSpamEnable() - VELA_ActivateOE() Fail", VELA_DeActivateOE,
      L"SetAntiSpamEnable() - VELA OE deactivated successfully.",
      L"*** SetAntiSpamEnable() - failed on VELA_DeActivateOE()"},
-    {MailClient::kWindowsLiveMail, true, VELA_ActivateWLM, L"SetAntiSpamEnable() - VELA WLM activated successfully.",
+    {MailClient::kWindowsLiveMail, VELA_ActivateWLM, L"SetAntiSpamEnable() - VELA WLM activated successfully.",
      L"*** SetAntiSpamEnable() - VELA_ActivateWLM() Fail", VELA_DeActivateWLM,
      L"SetAntiSpamEnable() - VELA WLM deactivated successfully.",
      L"*** SetAntiSpamEnable() - failed on VELA_DeActivateWLM()"},
 };
-static_assert(HasEveryClient(kSwitchedClients));
+static_assert(StandInOrder(kSwitches) && HasEveryClient(kSwitches));
 
-// Runs one client's switch and logs how it went.
-bool Run(ClientSwitch clientSwitch, RunLog::Text success, RunLog::Text failure, const std::wstring& installPath,
-         DWORD sessionId, const std::wstring& userSid) {
-  if (!clientSwitch(installPath, sessionId, userSid)) {
-    RunLog::Error() << failure;
+bool Activate(const ClientSwitch& client, const std::wstring& installPath, DWORD sessionId,
+              const std::wstring& userSid) {
+  if (!client.activate(installPath, sessionId, userSid)) {
+    RunLog::Error() << client.activateFailure;
     return false;
   }
-  RunLog::Info() << success;
+  RunLog::Info() << client.activated;
+  return true;
+}
+
+bool Deactivate(const ClientSwitch& client, const std::wstring& installPath, DWORD sessionId,
+                const std::wstring& userSid) {
+  if (!client.deactivate(installPath, sessionId, userSid)) {
+    RunLog::Error() << client.deactivateFailure;
+    return false;
+  }
+  RunLog::Info() << client.deactivated;
   return true;
 }
 
@@ -98,18 +98,18 @@ bool ReadDelayFlags(DWORD (&flags)[kDelayedInstallCount]) {
     return false;
   }
   for (int index = 0; index < kDelayedInstallCount; ++index) {
-    flags[index] = settings.ReadNumber(kDelayedInstalls[index].flag, 0);
+    flags[index] = settings.ReadNumber(DelayFlagOf(kDelayedInstalls[index].client), 0);
   }
   settings.Close();
   return true;
 }
 
 void RunDelayedInstall(const DelayedInstall& delayed, const std::wstring& installPath) {
-  if (delayed.isInstalled != nullptr && !delayed.isInstalled()) {
-    RunLog::Info() << delayed.notInstalled;  // told, and installed all the same
+  if (delayed.asksForOutlook && !IsOutlookSupported()) {
+    RunLog::Info() << L"MS Office Outlook is not installed !";  // and its plug-in is registered all the same
   }
-  RegisterClient(delayed.client, installPath + delayed.folder, true);
-  if (!StoreProductValue(delayed.clearedFlag)) {
+  RegisterClient(delayed.client, installPath + L"\\" + FolderNameOf(delayed.client), true);
+  if (!StoreProductValue(DelayFlagOf(delayed.cleared))) {
     RunLog::Error() << delayed.clearFailure;
   }
 }
@@ -163,15 +163,15 @@ void SignalMonitorShutdown() {
 bool SwitchOff(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid) {
   bool succeeded = true;
   bool sendNotify = true;
-  for (const SwitchedClient& client : kSwitchedClients) {
+  for (const ClientSwitch& client : kSwitches) {
     if (IsLeftOut(client.client)) {
       continue;
     }
-    if (!Run(client.deactivate, client.deactivated, client.deactivateFailure, installPath, sessionId, userSid)) {
+    if (!Deactivate(client, installPath, sessionId, userSid)) {
       succeeded = false;
     }
-    if (client.needsMonitor && IsMailClientRunning(client.client)) {
-      sendNotify = false;
+    if (HasMonitor(client.client) && IsMailClientRunning(client.client)) {
+      sendNotify = false;  // a running client keeps its monitor
     }
   }
   RunLog::Info() << L"Check if need VELA_DISABLE_NOTIFY_EVENT";
@@ -205,9 +205,8 @@ namespace VELAUtility {
 
 bool VELA_ActivateAll(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid) {
   bool succeeded = true;
-  for (const SwitchedClient& client : kSwitchedClients) {
-    if (!IsLeftOut(client.client) &&
-        !Run(client.activate, client.activated, client.activateFailure, installPath, sessionId, userSid)) {
+  for (const ClientSwitch& client : kSwitches) {
+    if (!IsLeftOut(client.client) && !Activate(client, installPath, sessionId, userSid)) {
       succeeded = false;
     }
   }

@@ -4,95 +4,92 @@
 #include "activation/UserDataTree.h"
 #include "cli/RunLog.h"
 #include "plugins/OutlookAddin.h"
-#include "settings/MailClients.h"
 #include "settings/ProductFolders.h"
 #include "settings/ProductSettings.h"
 
 namespace VELAUtility {
 namespace {
 
-// A client whose plug-in is kept by a monitor that Windows starts at every log-on.
-struct MonitoredClient {
-  const wchar_t* name;    // of its folder in the users' data tree
-  const wchar_t* folder;  // below the install path
-  const wchar_t* runValue;
-  const wchar_t* commandFormat;  // %s: the client's folder; the quotation marks belong to the stored command
+// The Run value by which Windows starts a client's monitor at every log-on.
+struct MonitorStart {
+  MailClient client;
   RunLog::Text writeFailure;
   RunLog::Text deleteFailure;
 };
 
-constexpr MonitoredClient kOutlookExpress = {L"OE",
-                                             L"VELA_OE\\",
-                                             g_szOE_OEM,
-                                             L"\"%sVELA_OEMon.exe\"",
-                                             L"Failed to WriteRegStringValue of Run Key for OEMon !!",
-                                             L"Fail to DeleteRegStringValue() of g_szOE_OEM !"};
-constexpr MonitoredClient kWindowsLiveMail = {L"WLM",
-                                              L"VELA_WLM\\",
-                                              g_szWLM_OEM,
-                                              L"\"%sVELA_WLMMon.exe\"",
-                                              L"Failed to WriteRegStringValue of Run Key for WLMMon !!",
-                                              L"Fail to DeleteRegStringValue() of g_szWLM_OEM !"};
+constexpr MonitorStart kMonitorStarts[] = {
+    {MailClient::kOutlookExpress, L"Failed to WriteRegStringValue of Run Key for OEMon !!",
+     L"Fail to DeleteRegStringValue() of g_szOE_OEM !"},
+    {MailClient::kWindowsLiveMail, L"Failed to WriteRegStringValue of Run Key for WLMMon !!",
+     L"Fail to DeleteRegStringValue() of g_szWLM_OEM !"},
+};
+static_assert(HasEveryMonitor(kMonitorStarts));
 
-bool Activate(const MonitoredClient& client, const std::wstring& installPath, const std::wstring& userSid) {
+}  // namespace
+
+bool ActivateMonitor(MailClient client, const std::wstring& installPath, const std::wstring& userSid) {
   std::wstring userId;
-  BuildUserDataTree(client.name, userSid, userId);
+  BuildUserDataTree(client, userSid, userId);
   bool written = false;
   try {
-    std::wstring command;
-    OrCommon::String::Format(command, client.commandFormat, ProductFolders::Join(installPath, client.folder).c_str());
-    written = WriteRunValue(client.runValue, command);
+    const std::wstring folder = ProductFolders::Join(installPath, FolderNameOf(client) + L"\\");
+    std::wstring command;  // the quotation marks belong to it
+    OrCommon::String::Format(command, L"\"%s%s\"", folder.c_str(), MonitorNameOf(client).c_str());
+    written = WriteRunValue(FactsOf(client).runValue, command);
   } catch (OrCommon::String::Exception* failure) {
     delete failure;
   }
   if (!written) {
-    RunLog::Error() << client.writeFailure;
+    RunLog::Error() << RowOf(client, kMonitorStarts).writeFailure;
   }
   return true;
 }
 
-bool Deactivate(const MonitoredClient& client) {
-  if (!DeleteRunValue(client.runValue)) {
-    RunLog::Error() << client.deleteFailure;
+bool DeactivateMonitor(MailClient client) {
+  if (!DeleteRunValue(FactsOf(client).runValue)) {
+    RunLog::Error() << RowOf(client, kMonitorStarts).deleteFailure;
     return false;
   }
   return true;
 }
 
-}  // namespace
-
 bool VELA_ActivateOL(const std::wstring& /*installPath*/, DWORD /*sessionId*/, const std::wstring& userSid) {
   std::wstring userId;
-  BuildUserDataTree(L"OL", userSid, userId);
+  BuildUserDataTree(MailClient::kOutlook, userSid, userId);
   RunLog::Info() << L"GetCurrentUserID - szSidString: " << userSid << L" strCurrentUserID:" << userId;
-  WriteOutlookAddinKeyForMachine(true, L"Failed to WriteRegIntValue of LoadBehavior to 3!!");
-  WriteOutlookAddinKeyForAllUsers(true);
+  if (EnsureOutlookAddinKeyForMachine()) {
+    if (!WriteOutlookLoadBehaviorForMachine(LoadBehavior::kLoadAtStartUp)) {
+      RunLog::Error() << L"Failed to WriteRegIntValue of LoadBehavior to 3!!";
+    }
+    WriteOutlookAddinValuesForMachine();
+  }
+  WriteOutlookAddinKeyForAllUsers(LoadBehavior::kLoadAtStartUp);
+  return true;
+}
+
+bool VELA_DeActivateOL(const std::wstring& /*installPath*/, DWORD /*sessionId*/, const std::wstring& /*userSid*/) {
+  if (!WriteOutlookLoadBehaviorForMachine(LoadBehavior::kDoNotLoad)) {
+    RunLog::Error() << L"Failed to WriteRegIntValue of LoadBehavior to 2!!";
+    return false;
+  }
+  WriteOutlookAddinKeyForAllUsers(LoadBehavior::kDoNotLoad);
   return true;
 }
 
 bool VELA_ActivateOE(const std::wstring& installPath, DWORD /*sessionId*/, const std::wstring& userSid) {
-  return Activate(kOutlookExpress, installPath, userSid);
-}
-
-bool VELA_ActivateWLM(const std::wstring& installPath, DWORD /*sessionId*/, const std::wstring& userSid) {
-  return Activate(kWindowsLiveMail, installPath, userSid);
-}
-
-bool VELA_DeActivateOL(const std::wstring& /*installPath*/, DWORD /*sessionId*/, const std::wstring& /*userSid*/) {
-  if (!SwitchOffOutlookAddinForMachine()) {
-    RunLog::Error() << L"Failed to WriteRegIntValue of LoadBehavior to 2!!";
-    return false;
-  }
-  WriteOutlookAddinKeyForAllUsers(false);
-  return true;
+  return ActivateMonitor(MailClient::kOutlookExpress, installPath, userSid);
 }
 
 bool VELA_DeActivateOE(const std::wstring& /*installPath*/, DWORD /*sessionId*/, const std::wstring& /*userSid*/) {
-  return Deactivate(kOutlookExpress);
+  return DeactivateMonitor(MailClient::kOutlookExpress);
+}
+
+bool VELA_ActivateWLM(const std::wstring& installPath, DWORD /*sessionId*/, const std::wstring& userSid) {
+  return ActivateMonitor(MailClient::kWindowsLiveMail, installPath, userSid);
 }
 
 bool VELA_DeActivateWLM(const std::wstring& /*installPath*/, DWORD /*sessionId*/, const std::wstring& /*userSid*/) {
-  return Deactivate(kWindowsLiveMail);
+  return DeactivateMonitor(MailClient::kWindowsLiveMail);
 }
 
 }  // namespace VELAUtility

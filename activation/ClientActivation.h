@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "settings/MailClients.h"
+
 namespace VELAUtility {
 
 // `installPath`: the product's install folder. `userSid`: the console user's security identifier in its textual form.
@@ -20,5 +22,9 @@ bool VELA_ActivateWLM(const std::wstring& installPath, DWORD sessionId, const st
 bool VELA_DeActivateOL(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
 bool VELA_DeActivateOE(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
 bool VELA_DeActivateWLM(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
+
+// The same for any client that has a monitor.
+bool ActivateMonitor(MailClient client, const std::wstring& installPath, const std::wstring& userSid);
+bool DeactivateMonitor(MailClient client);
 
 }  // namespace VELAUtility

@@ -15,18 +15,14 @@ namespace {
 
 struct Monitor {
   MailClient client;
-  const wchar_t* folder;
-  const wchar_t* pathFormat;  // %s: the folder
   RunLog::Text succeeded;
   RunLog::Text failed;
 };
 
 constexpr Monitor kMonitors[] = {
-    {MailClient::kOutlookExpress, L"VELA_OE\\", L"%sVELA_OEMon.exe",
-     L"Succeeded in calling CreateProcessAsUser() of VELA_OEMon.exe",
+    {MailClient::kOutlookExpress, L"Succeeded in calling CreateProcessAsUser() of VELA_OEMon.exe",
      L"Failed to call CreateProcessAsUser() to launch VELA_OEMon.exe "},
-    {MailClient::kWindowsLiveMail, L"VELA_WLM\\", L"%sVELA_WLMMon.exe",
-     L"Succeeded in calling CreateProcessAsUser() of VELA_WLMMon.exe",
+    {MailClient::kWindowsLiveMail, L"Succeeded in calling CreateProcessAsUser() of VELA_WLMMon.exe",
      L"Failed to call CreateProcessAsUser() to launch VELA_WLMMon.exe "},
 };
 static_assert(HasEveryMonitor(kMonitors));
@@ -34,7 +30,8 @@ static_assert(HasEveryMonitor(kMonitors));
 bool Launch(HANDLE userToken, const Monitor& monitor, const std::wstring& baseFolder) {
   std::wstring path;
   try {
-    OrCommon::String::Format(path, monitor.pathFormat, (baseFolder + monitor.folder).c_str());
+    const std::wstring folder = baseFolder + FolderNameOf(monitor.client) + L"\\";
+    OrCommon::String::Format(path, L"%s%s", folder.c_str(), MonitorNameOf(monitor.client).c_str());
   } catch (OrCommon::String::Exception* failure) {
     delete failure;
     RunLog::Error() << monitor.failed << static_cast<DWORD>(ERROR_NOT_ENOUGH_MEMORY) << L" ";

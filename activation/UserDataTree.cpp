@@ -81,7 +81,7 @@ bool GetCurrentUserID(const std::wstring& userSid, std::wstring& userId) {
   return true;
 }
 
-void BuildUserDataTree(const wchar_t* clientName, const std::wstring& userSid, std::wstring& userId) {
+void BuildUserDataTree(MailClient client, const std::wstring& userSid, std::wstring& userId) {
   const std::wstring commonData = GetCommonDataFolder();
   if (commonData.empty()) {
     GetCurrentUserID(userSid, userId);
@@ -89,7 +89,7 @@ void BuildUserDataTree(const wchar_t* clientName, const std::wstring& userSid, s
   }
   Tree tree(commonData);
   tree.AddLevel(L"Orvane Labs");
-  tree.AddLevel(clientName);
+  tree.AddLevel(FactsOf(client).shortName);
   tree.AddLevel(L"Users");
   GetCurrentUserID(userSid, userId);
   tree.AddIdentity(userId);

@@ -57,8 +57,8 @@ std::wstring GetCommonDataFolder() {
   return windowsFolder;
 }
 
-std::wstring ChooseBaseFolder() {
-  return ProductFolders::GetBaseFolder(HasDoubleByteCharacters() ? GetCommonDataFolder() : std::wstring(DestPath));
+std::wstring ChooseBaseFolder(const std::wstring& destination) {
+  return ProductFolders::GetBaseFolder(HasDoubleByteCharacters() ? GetCommonDataFolder() : destination);
 }
 
 }  // namespace VELAUtility

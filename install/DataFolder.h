@@ -14,8 +14,8 @@ bool HasDoubleByteCharacters();
 // it, on purpose: that one exists everywhere. Empty where neither can be had.
 std::wstring GetCommonDataFolder();
 
-// The base folder of the product, with a trailing backslash: below the destination folder of the run, or below the
-// common data folder where the plug-ins could not handle the destination. Install and upgrade must agree on it.
-std::wstring ChooseBaseFolder();
+// The base folder of the product, with a trailing backslash: below `destination`, or below the common data folder where
+// the plug-ins could not handle the destination of the run. Install and upgrade must agree on it.
+std::wstring ChooseBaseFolder(const std::wstring& destination);
 
 }  // namespace VELAUtility

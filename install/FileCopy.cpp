@@ -1,6 +1,6 @@
 #include "install/FileCopy.h"
 
-#include "Common/OrCommon/OrComn_File.h"
+#include "Common/OrCommon/OrComn_FolderWalk.h"
 #include "Common/OrCommon/OrComn_Handles.h"
 #include "Common/OrCommon/OrComn_Shell.h"
 #include "cli/RunLog.h"
@@ -8,7 +8,6 @@
 namespace {
 
 using OrCommon::FileHandle;
-using OrCommon::FindHandle;
 
 // One block serves the whole run, which is a single thread. One byte short of 16 KiB: a settled size, not a slip.
 constexpr DWORD kBlockSize = 0x3FFF;
@@ -32,16 +31,19 @@ bool IsUpToDate(const std::wstring& destination, const FILETIME& sourceWritten) 
          ::CompareFileTime(&written, &sourceWritten) == 0;
 }
 
-// Makes the file anew. Windows refuses that with ERROR_ACCESS_DENIED where a read-only, hidden or system file is in its
-// place, as all that was copied from a disc is: these attributes are taken off, and are put back where that was not the
-// reason. A link is left as it is: the attributes are its own, and the refusal is that of what it leads to.
-FileHandle CreateAnew(const std::wstring& path) {
-  const auto create = [&path] {
-    return FileHandle(
+// Makes the file anew; where that fails the code is in `error`. Windows refuses that with ERROR_ACCESS_DENIED where a
+// read-only, hidden or system file is in its place, as all that was copied from a disc is: these attributes are taken
+// off, and are put back where that was not the reason. A link is left as it is: the attributes are its own, and the
+// refusal is that of what it leads to.
+FileHandle CreateAnew(const std::wstring& path, DWORD& error) {
+  const auto create = [&] {
+    FileHandle made(
         ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    error = made ? ERROR_SUCCESS : ::GetLastError();
+    return made;
   };
   FileHandle file = create();
-  if (file || ::GetLastError() != ERROR_ACCESS_DENIED) {
+  if (file || error != ERROR_ACCESS_DENIED) {
     return file;
   }
   constexpr DWORD kRefused = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
@@ -49,12 +51,10 @@ FileHandle CreateAnew(const std::wstring& path) {
   const DWORD attributes = ::GetFileAttributesW(path.c_str());
   if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & kRefused) == 0 || (attributes & kLeftAlone) != 0 ||
       !::SetFileAttributesW(path.c_str(), attributes & ~kRefused)) {
-    ::SetLastError(ERROR_ACCESS_DENIED);
     return file;
   }
   file = create();
   if (!file) {
-    const OrCommon::LastErrorKeeper keeper;
     ::SetFileAttributesW(path.c_str(), attributes);
   }
   return file;
@@ -66,7 +66,8 @@ enum class Contents {
   kFailed    // the destination may hold a part of them
 };
 
-Contents CopyContents(HANDLE source, HANDLE destination) {
+// Where it failed the code is in `error`.
+Contents CopyContents(HANDLE source, HANDLE destination, DWORD& error) {
   for (bool first = true;; first = false) {
     DWORD read = 0;
     if (!::ReadFile(source, g_block, kBlockSize, &read, nullptr)) {
@@ -78,10 +79,11 @@ Contents CopyContents(HANDLE source, HANDLE destination) {
     }
     DWORD written = 0;
     if (!::WriteFile(destination, g_block, read, &written, nullptr)) {
+      error = ::GetLastError();
       return Contents::kFailed;
     }
     if (written < read) {
-      ::SetLastError(ERROR_DISK_FULL);  // a short write succeeds as a call and leaves no code of its own
+      error = ERROR_DISK_FULL;  // a short write succeeds as a call and leaves no code of its own
       return Contents::kFailed;
     }
   }
@@ -101,6 +103,35 @@ void CarryTimesAndAttributes(const std::wstring& destination, const FileTimes& t
   }
 }
 
+bool CopyOneFile(const std::wstring& source, const std::wstring& destination, DWORD& error) {
+  FileHandle from = OpenForReading(source);
+  if (!from) {
+    error = ::GetLastError();
+    return false;
+  }
+  FileTimes times;
+  ::GetFileTime(from.Get(), &times.created, &times.accessed, &times.written);
+  const DWORD attributes = ::GetFileAttributesW(source.c_str());
+  if (IsUpToDate(destination, times.written)) {
+    return true;
+  }
+  FileHandle to = CreateAnew(destination, error);
+  if (!to) {
+    return false;
+  }
+  const Contents contents = CopyContents(from.Get(), to.Get(), error);
+  if (contents == Contents::kFailed) {
+    return false;
+  }
+  from.Reset();
+  to.Reset();
+  // With the source's time a file without its contents would count as up to date ever after.
+  if (contents == Contents::kCopied) {
+    CarryTimesAndAttributes(destination, times, attributes);
+  }
+  return true;
+}
+
 // What stays the same all the way down a tree.
 struct TreeCopy {
   int* rebootNeeded;
@@ -110,12 +141,13 @@ struct TreeCopy {
 // Copies or schedules one file; false where neither could be done.
 bool CopyTreeFile(const TreeCopy& copy, const std::wstring& source, const std::wstring& destination) {
   if (copy.moveAtRestart == 0) {
-    if (VELAUtility::CopyFileKeepingTimes(source, destination)) {
+    DWORD error = ERROR_SUCCESS;
+    if (CopyOneFile(source, destination, error)) {
       RunLog::Info() << L"CopyFile(" << source << L", " << destination << L") successed.";
       return true;
     }
-    RunLog::Error() << L"::CopyFile() failed: err(" << ::GetLastError() << L"), src(" << source << L"), dst("
-                    << destination << L")";
+    RunLog::Error() << L"::CopyFile() failed: err(" << error << L"), src(" << source << L"), dst(" << destination
+                    << L")";
   }
   if (!CoreAgentUtility::File::copyFileEx(source, destination)) {
     return false;
@@ -153,11 +185,8 @@ DWORD CopyTree(const TreeCopy& copy, const std::wstring& source, const std::wstr
     return error;
   }
   WIN32_FIND_DATAW entry;
-  const FindHandle search(::FindFirstFileW((source + L"\\*.*").c_str(), &entry));
-  for (BOOL more = search ? TRUE : FALSE; more; more = ::FindNextFileW(search.Get(), &entry)) {
-    if (OrCommon::Storage::File::IsDotEntry(entry.cFileName)) {
-      continue;
-    }
+  OrCommon::Storage::File::FolderEntries entries(source + L"\\*.*", entry);
+  while (entries.Next(entry)) {
     const std::wstring from = source + L"\\" + entry.cFileName;
     const std::wstring to = destination + L"\\" + entry.cFileName;
     if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
@@ -185,32 +214,13 @@ DWORD CopyFolderTree(const std::wstring& source, const std::wstring& destination
   return CopyTree({rebootNeeded, moveAtRestart}, source, destination);
 }
 
-bool CopyFileKeepingTimes(const std::wstring& source, const std::wstring& destination) {
-  FileHandle from = OpenForReading(source);
-  if (!from) {
-    return false;
+bool CopyFileKeepingTimes(const std::wstring& source, const std::wstring& destination, DWORD* error) {
+  DWORD code = ERROR_SUCCESS;
+  const bool copied = CopyOneFile(source, destination, code);
+  if (error != nullptr) {
+    *error = code;
   }
-  FileTimes times;
-  ::GetFileTime(from.Get(), &times.created, &times.accessed, &times.written);
-  const DWORD attributes = ::GetFileAttributesW(source.c_str());
-  if (IsUpToDate(destination, times.written)) {
-    return true;
-  }
-  FileHandle to = CreateAnew(destination);
-  if (!to) {
-    return false;
-  }
-  const Contents contents = CopyContents(from.Get(), to.Get());
-  if (contents == Contents::kFailed) {
-    return false;
-  }
-  from.Reset();
-  to.Reset();
-  // With the source's time a file without its contents would count as up to date ever after.
-  if (contents == Contents::kCopied) {
-    CarryTimesAndAttributes(destination, times, attributes);
-  }
-  return true;
+  return copied;
 }
 
 }  // namespace VELAUtility
@@ -219,9 +229,10 @@ namespace CoreAgentUtility::File {
 
 bool copyFileEx(const std::wstring& source, const std::wstring& destination) {
   const std::wstring waiting = destination + L".tmp_";
-  if (!VELAUtility::CopyFileKeepingTimes(source, waiting)) {
+  DWORD error = ERROR_SUCCESS;
+  if (!CopyOneFile(source, waiting, error)) {
     RunLog::Error() << L"CoreAgentUtility::File::copyFileEx(" << source << L"," << waiting << L") failed, err="
-                    << ::GetLastError();
+                    << error;
     return false;
   }
   if (!::MoveFileExW(waiting.c_str(), destination.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_DELAY_UNTIL_REBOOT)) {

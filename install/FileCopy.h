@@ -22,9 +22,9 @@ DWORD CopyFolderTree(const std::wstring& source, const std::wstring& destination
 // Copies one file with its times and attributes. A destination whose last-write time equals the source's is up to date
 // and left alone, whatever it holds; one that is read-only, hidden or system is replaced all the same. A source that
 // can be opened and not be read gives an empty file with a time of its own, which the next run copies again. False,
-// with the last-error code of what failed, where the file was not copied; the destination may then hold a part of it.
-// Not logged.
-bool CopyFileKeepingTimes(const std::wstring& source, const std::wstring& destination);
+// with the code in `error` (may be null), where a step failed: the destination may then hold a part of the file.
+// ERROR_DISK_FULL where fewer bytes were written than asked for. Not logged.
+bool CopyFileKeepingTimes(const std::wstring& source, const std::wstring& destination, DWORD* error = nullptr);
 
 }  // namespace VELAUtility
 

@@ -2,17 +2,15 @@
 
 #include <windows.h>
 
-#include "Common/OrCommon/OrComn_File.h"
-#include "Common/OrCommon/OrComn_Handles.h"
+#include "Common/OrCommon/OrComn_FolderWalk.h"
 
 namespace VELAUtility {
 
 void ListSubfolders(const std::wstring& folder, std::vector<std::wstring>& names) {
   WIN32_FIND_DATAW entry;
-  const OrCommon::FindHandle search(::FindFirstFileW((folder + L"\\*").c_str(), &entry));
-  for (BOOL more = search ? TRUE : FALSE; more; more = ::FindNextFileW(search.Get(), &entry)) {
-    if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
-        !OrCommon::Storage::File::IsDotEntry(entry.cFileName)) {
+  OrCommon::Storage::File::FolderEntries entries(folder + L"\\*", entry);
+  while (entries.Next(entry)) {
+    if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
       names.emplace_back(entry.cFileName);
     }
   }

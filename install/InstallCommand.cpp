@@ -6,7 +6,6 @@
 #include <iterator>
 
 #include "Common/OrCommon/OrComn_Handles.h"
-#include "Common/OrCommon/OrComn_System.h"
 #include "cli/RunLog.h"
 #include "install/DataFolder.h"
 #include "install/OutlookDetection.h"
@@ -30,16 +29,6 @@ OrCommon::RegistryKey EnsureProductKey() {
     RunLog::Error() << L"Fail to create VELA Section " << kProductKey;
   }
   return key;
-}
-
-void StageFiles(const std::wstring& baseFolder, bool is64Bit) {
-  const std::wstring sourceFolder = SrcPath;
-  PreInstallVELA_MUI(sourceFolder, baseFolder, is64Bit);
-  PreInstallVELA_OL(sourceFolder, baseFolder);
-  if (!IsLeftOut(MailClient::kOutlookExpress)) {
-    PreInstallVELA_OE(sourceFolder, baseFolder, is64Bit);
-  }
-  PreInstallVELA_WLM(sourceFolder, baseFolder);
 }
 
 // Decides whether filtering may stay on; false where the switch can neither be read nor written.
@@ -74,11 +63,10 @@ bool SettleSwitch(DWORD& enabled) {
 }  // namespace
 
 int Install() {
-  const bool is64Bit = OrCommon::System::IsAmd64System();
   const OrCommon::RegistryKey productKey = EnsureProductKey();
-  const std::wstring baseFolder = ChooseBaseFolder();
+  const std::wstring baseFolder = ChooseBaseFolder(DestPath);
   SetVELAInstallPath(baseFolder);
-  StageFiles(baseFolder, is64Bit);
+  StageAll(SrcPath, baseFolder, StepResults::kNotLogged);
 
   DWORD enabled = 0;
   if (!SettleSwitch(enabled)) {
@@ -88,7 +76,7 @@ int Install() {
     RunLog::Info() << L"MS Office Outlook is not installed !";  // told, and Outlook's plug-in is installed all the same
   }
   for (const MailClientFacts& facts : kMailClients) {
-    RegisterClient(facts.client, ProductFolders::Join(baseFolder, facts.folder), enabled != 0);
+    RegisterClient(facts.client, ProductFolders::ClientFolder(baseFolder, facts.client), enabled != 0);
   }
   return 0;
 }

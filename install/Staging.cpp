@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "Common/OrCommon/OrComn_Shell.h"
+#include "Common/OrCommon/OrComn_System.h"
 #include "cli/RunLog.h"
 #include "install/FileCopy.h"
 #include "settings/MailClients.h"
@@ -13,50 +14,26 @@ namespace {
 
 using ProductFolders::Join;
 
-constexpr wchar_t kRuleFolder[] = L"rule";
-constexpr wchar_t kIniFolder[] = L"Resource\\common";
-
-// A folder of the installation source. A name with a leading backslash is appended to the source folder as it stands,
-// even where that ends in one already; any other is joined by one backslash.
-struct SourceFolder {
-  const wchar_t* name;
-  const wchar_t* nameOn64Bit;
-};
+// The trees of a client in the installation source. Outlook's and Windows Live Mail's are 32-bit on every system.
+enum class Trees { k32Bit, kOfTheSystem };
 
 struct StagedClient {
   MailClient client;
-  SourceFolder own;  // the client's own files come first, the common ones over them
-  SourceFolder common;
-  const wchar_t* iniFile;
+  Trees trees;
   RunLog::Text folderFailure;
   RunLog::Text iniFailure;
+  RunLog::Text result;  // its number follows
 };
 
-// The files for Outlook and Windows Live Mail are 32-bit ones on every system; those for Outlook Express are what the
-// system is.
-constexpr StagedClient kOutlook = {MailClient::kOutlook,
-                                   {L"\\OL", L"\\OL"},
-                                   {L"Common\\win32", L"Common\\win32"},
-                                   L"\\VELA_OL.ini",
-                                   L"SHCreateDirectoryEx create VELA_OL folder fail !",
-                                   L"Fail to copy VELA_OL.ini !"};
-constexpr StagedClient kOutlookExpress = {MailClient::kOutlookExpress,
-                                          {L"\\OE", L"\\OE64"},
-                                          {L"Common\\win32", L"Common\\win64"},
-                                          L"\\VELA_OE.ini",
-                                          L"SHCreateDirectoryEx create VELA_OE folder fail !",
-                                          L"Fail to copy VELA_OE.ini !"};
-constexpr StagedClient kWindowsLiveMail = {MailClient::kWindowsLiveMail,
-                                           {L"\\WLM", L"\\WLM"},
-                                           {L"Common\\win32", L"Common\\win32"},
-                                           L"\\VELA_WLM.ini",
-                                           L"SHCreateDirectoryEx create VELA_WLM folder fail !",
-                                           L"Fail to copy VELA_WLM.ini !"};
-
-std::wstring PathOf(const SourceFolder& folder, const std::wstring& sourceFolder, bool is64Bit) {
-  const std::wstring_view name = is64Bit ? folder.nameOn64Bit : folder.name;
-  return name.front() == L'\\' ? sourceFolder + std::wstring(name) : Join(sourceFolder, name);
-}
+constexpr StagedClient kStagedClients[] = {
+    {MailClient::kOutlook, Trees::k32Bit, L"SHCreateDirectoryEx create VELA_OL folder fail !",
+     L"Fail to copy VELA_OL.ini !", L"VELAUtility::PreInstallVELA_OL(), Ret: "},
+    {MailClient::kOutlookExpress, Trees::kOfTheSystem, L"SHCreateDirectoryEx create VELA_OE folder fail !",
+     L"Fail to copy VELA_OE.ini !", L"VELAUtility::PreInstallVELA_OE(), Ret: "},
+    {MailClient::kWindowsLiveMail, Trees::k32Bit, L"SHCreateDirectoryEx create VELA_WLM folder fail !",
+     L"Fail to copy VELA_WLM.ini !", L"VELAUtility::PreInstallVELA_WLM(), Ret: "},
+};
+static_assert(HasEveryClient(kStagedClients));
 
 // Makes the folder and its missing parents; true also where it exists.
 bool MakeFolder(const std::wstring& folder) {
@@ -64,54 +41,78 @@ bool MakeFolder(const std::wstring& folder) {
   return result == ERROR_SUCCESS || result == ERROR_ALREADY_EXISTS;
 }
 
-void CopyInto(const std::wstring& folder, const std::wstring& source) {
+void CopyTree(const std::wstring& source, const std::wstring& folder) {
   int rebootNeeded = 0;  // collected by the copy; nobody asks for it here
   CopyFolderTree(source, folder, &rebootNeeded, 0);
 }
 
 int StageClient(const StagedClient& staged, const std::wstring& sourceFolder, const std::wstring& baseFolder,
                 bool is64Bit) {
-  const std::wstring folder = Join(baseFolder, FactsOf(staged.client).folder);
+  const bool has64BitFiles = is64Bit && staged.trees == Trees::kOfTheSystem;
+  const std::wstring folder = ProductFolders::ClientFolder(baseFolder, staged.client);
   if (!MakeFolder(folder)) {
     RunLog::Error() << staged.folderFailure;
   }
-  CopyInto(folder, PathOf(staged.own, sourceFolder, is64Bit));
-  CopyInto(folder, PathOf(staged.common, sourceFolder, is64Bit));
+  // The client's own files first, the common ones over them. The former get a backslash in any case: a source that ends
+  // in one has two here.
+  CopyTree(sourceFolder + L"\\" + FactsOf(staged.client).shortName + (has64BitFiles ? L"64" : L""), folder);
+  CopyTree(Join(sourceFolder, has64BitFiles ? L"Common\\win64" : L"Common\\win32"), folder);
 
-  const std::wstring ruleFolder = folder + L"\\" + kRuleFolder;
+  const std::wstring ruleFolder = folder + L"\\rule";
   if (!MakeFolder(ruleFolder)) {
     RunLog::Error() << L"SHCreateDirectoryEx create rule folder fail !";
   }
-  CopyInto(ruleFolder, Join(sourceFolder, kRuleFolder));
+  CopyTree(Join(sourceFolder, L"rule"), ruleFolder);
 
-  if (!CopyFileKeepingTimes(Join(sourceFolder, kIniFolder) + staged.iniFile, folder + staged.iniFile)) {
+  const std::wstring iniFile = L"\\" + FolderNameOf(staged.client) + L".ini";
+  if (!CopyFileKeepingTimes(Join(sourceFolder, L"Resource\\common") + iniFile, folder + iniFile)) {
     RunLog::Warn() << staged.iniFailure;
   }
   return 1;
 }
 
+int StageClient(MailClient client, const std::wstring& sourceFolder, const std::wstring& baseFolder, bool is64Bit) {
+  return StageClient(RowOf(client, kStagedClients), sourceFolder, baseFolder, is64Bit);
+}
+
 }  // namespace
 
 int PreInstallVELA_MUI(const std::wstring& sourceFolder, const std::wstring& baseFolder, bool is64Bit) {
-  constexpr SourceFolder kResources = {L"Resource\\x86", L"Resource\\x64"};
   const std::wstring folder = Join(baseFolder, L"VELA\\Resource");
   if (!MakeFolder(folder)) {
     RunLog::Error() << L"SHCreateDirectoryEx create folder fail ! Folder: " << folder;
   }
-  CopyInto(folder, PathOf(kResources, sourceFolder, is64Bit));
+  CopyTree(Join(sourceFolder, is64Bit ? L"Resource\\x64" : L"Resource\\x86"), folder);
   return 1;
 }
 
 int PreInstallVELA_OL(const std::wstring& sourceFolder, const std::wstring& baseFolder) {
-  return StageClient(kOutlook, sourceFolder, baseFolder, false);
+  return StageClient(MailClient::kOutlook, sourceFolder, baseFolder, false);
 }
 
 int PreInstallVELA_OE(const std::wstring& sourceFolder, const std::wstring& baseFolder, bool is64Bit) {
-  return StageClient(kOutlookExpress, sourceFolder, baseFolder, is64Bit);
+  return StageClient(MailClient::kOutlookExpress, sourceFolder, baseFolder, is64Bit);
 }
 
 int PreInstallVELA_WLM(const std::wstring& sourceFolder, const std::wstring& baseFolder) {
-  return StageClient(kWindowsLiveMail, sourceFolder, baseFolder, false);
+  return StageClient(MailClient::kWindowsLiveMail, sourceFolder, baseFolder, false);
+}
+
+void StageAll(const std::wstring& sourceFolder, const std::wstring& baseFolder, StepResults results) {
+  const bool is64Bit = OrCommon::System::IsAmd64System();
+  const auto log = [results](RunLog::Text text, int result) {
+    if (results == StepResults::kLogged) {
+      RunLog::Info() << text << result;
+    }
+  };
+  const int resources = PreInstallVELA_MUI(sourceFolder, baseFolder, is64Bit);
+  log(L"VELAUtility::PreInstallVELA_MUI(), Ret: ", resources);
+  for (const StagedClient& staged : kStagedClients) {
+    if (!IsLeftOut(staged.client)) {
+      const int result = StageClient(staged, sourceFolder, baseFolder, is64Bit);
+      log(staged.result, result);
+    }
+  }
 }
 
 }  // namespace VELAUtility

@@ -1,9 +1,8 @@
 // Filling the product's folders from the installation source.
 //
-// Each operation makes its folder, copies its trees over what is there (files that did not change are skipped, files in
-// use are replaced at the next restart) and returns 1 whatever happened: what failed is in the log.
-// `sourceFolder` is the installation source; `baseFolder` the product's base folder; `is64Bit` chooses the 64-bit
-// files.
+// A step makes its folder and copies its trees over what is there: files that did not change are skipped, files in use
+// are replaced at the next restart. It returns 1 whatever happened; what failed is in the log. `sourceFolder` is the
+// installation source, `baseFolder` the product's base folder, `is64Bit` chooses the 64-bit files.
 #pragma once
 
 #include <string>
@@ -14,5 +13,10 @@ int PreInstallVELA_MUI(const std::wstring& sourceFolder, const std::wstring& bas
 int PreInstallVELA_OL(const std::wstring& sourceFolder, const std::wstring& baseFolder);
 int PreInstallVELA_OE(const std::wstring& sourceFolder, const std::wstring& baseFolder, bool is64Bit);
 int PreInstallVELA_WLM(const std::wstring& sourceFolder, const std::wstring& baseFolder);
+
+enum class StepResults { kNotLogged, kLogged };
+
+// All steps: the resources, then each client that the running system has. Asks for the processor itself.
+void StageAll(const std::wstring& sourceFolder, const std::wstring& baseFolder, StepResults results);
 
 }  // namespace VELAUtility

@@ -12,26 +12,22 @@ namespace {
 // The texts are older than the events' names: "OpenEvent" and "SHADOW" are kept in them.
 struct Notification {
   MailClient client;
-  const wchar_t* event;
   RunLog::Text notified;
   RunLog::Text failure;
 };
 
 constexpr Notification kNotifications[] = {
-    {MailClient::kOutlook, L"Global\\VELA_UPDATE_EVENT_OL",
-     L"[VELAUtility::NotifyReloadVELAEngine] OL has been notified.",
+    {MailClient::kOutlook, L"[VELAUtility::NotifyReloadVELAEngine] OL has been notified.",
      L"Fail to OpenEvent() for VELA_SHADOW_UPDATE_EVENT_OL! ErrCode:"},
-    {MailClient::kOutlookExpress, L"Global\\VELA_UPDATE_EVENT_OE",
-     L"[VELAUtility::NotifyReloadVELAEngine] OE has been notified.",
+    {MailClient::kOutlookExpress, L"[VELAUtility::NotifyReloadVELAEngine] OE has been notified.",
      L"Fail to OpenEvent() for VELA_SHADOW_UPDATE_EVENT_OE! ErrCode:"},
-    {MailClient::kWindowsLiveMail, L"Global\\VELA_UPDATE_EVENT_WLM",
-     L"[VELAUtility::NotifyReloadVELAEngine] WLM has been notified.",
+    {MailClient::kWindowsLiveMail, L"[VELAUtility::NotifyReloadVELAEngine] WLM has been notified.",
      L"Fail to OpenEvent() for VELA_SHADOW_UPDATE_EVENT_WLM! ErrCode:"},
 };
 static_assert(HasEveryClient(kNotifications));
 
 bool Notify(const Notification& notification) {
-  OrCommon::KernelHandle event(::CreateEventW(nullptr, TRUE, FALSE, notification.event));
+  OrCommon::KernelHandle event(::CreateEventW(nullptr, TRUE, FALSE, UpdateEventOf(notification.client).c_str()));
   if (!event) {
     RunLog::Error() << notification.failure << ::GetLastError();
     return false;

@@ -2,43 +2,67 @@
 
 #include "cli/RunLog.h"
 #include "plugins/OutlookAddin.h"
+#include "plugins/OutlookAddinRemoval.h"
 #include "plugins/OutlookExpressPlugin.h"
 #include "plugins/WindowsLiveMailPlugin.h"
 
 namespace VELAUtility {
 namespace {
 
+// What a removal does about a client that runs.
+enum class WhileRunning {
+  kRemove,       // says so and goes on
+  kKeep,         // says so and leaves everything
+  kAskInRemoval  // the removal itself asks, and says so
+};
+
 struct Registration {
   MailClient client;
   bool (*install)(const std::wstring& clientFolder, bool enable);
-  RunLog::Text running;
-  RunLog::Text failure;
+  RunLog::Text runningAtInstall;
+  RunLog::Text installFailure;
+  bool (*remove)(const std::wstring& clientFolder);
+  WhileRunning whileRunning;
+  RunLog::Text runningAtRemoval;
+  RunLog::Text removalFailure;
 };
 
 constexpr Registration kRegistrations[] = {
     {MailClient::kOutlook, RegisterOutlookAddin, L"MS Office Outlook is running during installing !",
-     L"Fail to Install VELA_OL !!"},
+     L"Fail to Install VELA_OL !!", UnregisterOutlookAddin, WhileRunning::kRemove,
+     L"plugVELA_Uninstall(), OL is still running!.", L"VELA OL UnInstall Fail !!"},
     {MailClient::kOutlookExpress, RegisterOEPlugin, L"Outlook Express is running during installing !",
-     L"Fail to Install VELA_OE !!"},
+     L"Fail to Install VELA_OE !!", UnregisterOEPlugin, WhileRunning::kKeep,
+     L"plugVELA_Uninstall(), OE is still running!.", L"VELA OE UnInstall Fail !!"},
     {MailClient::kWindowsLiveMail, RegisterWLMPlugin, L"Windows Live Mail is running during installing !",
-     L"Fail to Install VELA_WLM !!"},
+     L"Fail to Install VELA_WLM !!", UnregisterWLMPlugin, WhileRunning::kAskInRemoval, L"",
+     L"VELA WLM UnInstall Fail !!"},
 };
 static_assert(HasEveryClient(kRegistrations));
 
 }  // namespace
 
 void RegisterClient(MailClient client, const std::wstring& clientFolder, bool enable) {
-  for (const Registration& registration : kRegistrations) {
-    if (registration.client != client) {
-      continue;
+  const Registration& registration = RowOf(client, kRegistrations);
+  const bool running = IsMailClientRunning(client);
+  if (running) {
+    RunLog::Info() << registration.runningAtInstall;
+  }
+  if (!registration.install(clientFolder, enable && !running)) {
+    RunLog::Error() << registration.installFailure;
+  }
+}
+
+void UnregisterClient(MailClient client, const std::wstring& clientFolder) {
+  const Registration& registration = RowOf(client, kRegistrations);
+  if (registration.whileRunning != WhileRunning::kAskInRemoval && IsMailClientRunning(client)) {
+    RunLog::Warn() << registration.runningAtRemoval;
+    if (registration.whileRunning == WhileRunning::kKeep) {
+      return;
     }
-    const bool running = IsMailClientRunning(client);
-    if (running) {
-      RunLog::Info() << registration.running;
-    }
-    if (!registration.install(clientFolder, enable && !running)) {
-      RunLog::Error() << registration.failure;
-    }
+  }
+  if (!registration.remove(clientFolder)) {
+    RunLog::Error() << registration.removalFailure;
   }
 }
 

@@ -1,4 +1,4 @@
-// Registering the plug-in of any mail client, whoever asks for it.
+// Registering and removing the plug-in of any mail client, whoever asks for it.
 #pragma once
 
 #include <string>
@@ -7,8 +7,13 @@
 
 namespace VELAUtility {
 
-// Registers the plug-in of `client` from `clientFolder`. A client that runs cannot be switched on at once: it is told
-// of in the log and its plug-in is registered as if `enable` were false. A failure is logged.
+// `clientFolder` is where the client's files lie. A failure is logged.
+
+// Registers the plug-in of `client`. A client that runs cannot be switched on at once: the log says so, and its plug-in
+// is registered as if `enable` were false.
 void RegisterClient(MailClient client, const std::wstring& clientFolder, bool enable);
+
+// Takes the plug-in of `client` off. The log says where the client runs; Outlook Express keeps its modules then.
+void UnregisterClient(MailClient client, const std::wstring& clientFolder);
 
 }  // namespace VELAUtility

@@ -27,8 +27,8 @@ constexpr Direction kUnregister = {L"regsvr32.exe /u /s \"", L"UnregisterComModu
                                    L"Wait to unregister COM object more than 3 seconds.",
                                    L"UnregisterComModule() execute result: "};
 
-// Starts the child and waits for it; what CreateProcessW returned.
-BOOL RunChild(wchar_t* commandLine, RunLog::Text slowText) {
+// Starts the child and waits for it. Where it did not start, the code is in `error`. `isSlow`: it still runs.
+BOOL RunChild(wchar_t* commandLine, bool& isSlow, DWORD& error) {
   STARTUPINFOW startup = {};
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESHOWWINDOW;
@@ -36,15 +36,17 @@ BOOL RunChild(wchar_t* commandLine, RunLog::Text slowText) {
   PROCESS_INFORMATION child = {};
   const BOOL started =
       ::CreateProcessW(nullptr, commandLine, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &child);
+  if (!started) {
+    error = ::GetLastError();
+    return started;
+  }
   const OrCommon::KernelHandle process(child.hProcess);
   const OrCommon::KernelHandle thread(child.hThread);
-  if (started && ::WaitForSingleObject(process.Get(), kLongestWait) != WAIT_OBJECT_0) {
-    RunLog::Warn() << slowText;
-  }
+  isSlow = ::WaitForSingleObject(process.Get(), kLongestWait) != WAIT_OBJECT_0;
   return started;
 }
 
-bool Run(const Direction& direction, const std::wstring& modulePath) {
+bool Run(const Direction& direction, const std::wstring& modulePath, DWORD& error) {
   const std::wstring commandLine = direction.command + modulePath + L"\"";
   // CreateProcessW writes into the command line, and the buffer has the length that the product has always had.
   wchar_t buffer[kCommandLineCapacity] = {};
@@ -55,22 +57,32 @@ bool Run(const Direction& direction, const std::wstring& modulePath) {
   }
   RunLog::Info() << direction.commandLineText << (fits ? buffer : commandLine.c_str());
   if (!fits) {
-    ::SetLastError(ERROR_FILENAME_EXCED_RANGE);
+    error = ERROR_FILENAME_EXCED_RANGE;
     return false;
   }
-  const BOOL started = RunChild(buffer, direction.slowText);
-  RunLog::Info() << direction.resultText << static_cast<int>(started);
+  bool isSlow = false;
+  const BOOL started = RunChild(buffer, isSlow, error);
+  if (isSlow) {
+    RunLog::Warn() << direction.slowText;
+  }
+  RunLog::Info() << direction.resultText << started;
   return started != FALSE;
 }
 
 }  // namespace
 
+bool RegisterComModule(const std::wstring& modulePath, DWORD& error) {
+  return Run(kRegister, modulePath, error);
+}
+
 bool RegisterComModule(const std::wstring& modulePath) {
-  return Run(kRegister, modulePath);
+  DWORD error = ERROR_SUCCESS;
+  return RegisterComModule(modulePath, error);
 }
 
 bool UnregisterComModule(const std::wstring& modulePath) {
-  return Run(kUnregister, modulePath);
+  DWORD error = ERROR_SUCCESS;
+  return Run(kUnregister, modulePath, error);
 }
 
 }  // namespace VELAUtility

@@ -15,35 +15,30 @@ namespace {
 
 using ProductFolders::Join;
 
-constexpr DWORD kLoadAtStartUp = 3;
-constexpr DWORD kDoNotLoad = 2;
+constexpr wchar_t kLoadBehaviorValue[] = L"LoadBehavior";
 
-// A value of the add-in key: a text, or a number where there is none.
+// The values behind it, in the order in which they are written.
 struct AddinValue {
   const wchar_t* name;
+  DWORD type;  // REG_DWORD: the number 0
   const wchar_t* text;
   RunLog::Text failure;  // says "Int" for the texts too
 };
 
-// Written in this order. LoadBehavior, whose number and failure text depend on the caller, comes first.
 constexpr AddinValue kAddinValues[] = {
-    {L"LoadBehavior", nullptr, nullptr},
-    {L"CommandLineSafe", nullptr, L"Failed to WriteRegIntValue of CommandLineSafe !!"},
-    {L"FriendlyName", L"Orvane Labs Anti-Spam Addin", L"Failed to WriteRegIntValue of FriendlyName !!"},
-    {L"Description", L"Orvane Labs Anti-Spam Agent for Outlook", L"Failed to WriteRegIntValue of Description !!"},
+    {L"CommandLineSafe", REG_DWORD, L"", L"Failed to WriteRegIntValue of CommandLineSafe !!"},
+    {L"FriendlyName", REG_SZ, L"Orvane Labs Anti-Spam Addin", L"Failed to WriteRegIntValue of FriendlyName !!"},
+    {L"Description", REG_SZ, L"Orvane Labs Anti-Spam Agent for Outlook",
+     L"Failed to WriteRegIntValue of Description !!"},
 };
 
-constexpr const AddinValue& kLoadBehavior = kAddinValues[0];
-
-constexpr bool IsLoadBehavior(const AddinValue& value) noexcept {
-  return &value == &kLoadBehavior;
+bool WriteLoadBehavior(HKEY root, const std::wstring& key, LoadBehavior loadBehavior) {
+  return WriteNumberValue(root, key, kLoadBehaviorValue, static_cast<DWORD>(loadBehavior));
 }
 
-bool WriteAddinValue(HKEY root, const std::wstring& key, const AddinValue& value, bool enable) {
-  if (value.text != nullptr) {
-    return WriteStringValue(root, key, value.name, value.text);
-  }
-  return WriteNumberValue(root, key, value.name, IsLoadBehavior(value) ? (enable ? kLoadAtStartUp : kDoNotLoad) : 0);
+bool WriteAddinValue(HKEY root, const std::wstring& key, const AddinValue& value) {
+  return value.type == REG_DWORD ? WriteNumberValue(root, key, value.name, 0)
+                                 : WriteStringValue(root, key, value.name, value.text);
 }
 
 // Makes the key where it is missing.
@@ -62,38 +57,49 @@ bool RegisterOutlookAddin(const std::wstring& clientFolder, bool enable) {
     return false;
   }
   VELA_RemoveOutlookECF();
-  if (!RegisterComModule(Join(clientFolder, L"VELA_OLA.dll"))) {
+  DWORD error = ERROR_SUCCESS;
+  if (!RegisterComModule(Join(clientFolder, L"VELA_OLA.dll"), error)) {
     // The placeholder is part of the text; the number follows it.
-    RunLog::Error() << L"Failed to register VELA_OLA.dll !! GetLastError()=[%d]" << ::GetLastError();
+    RunLog::Error() << L"Failed to register VELA_OLA.dll !! GetLastError()=[%d]" << error;
     return false;
   }
-  WriteOutlookAddinKeyForMachine(enable, L"Failed to WriteRegIntValue of LoadBehavior !!");
-  WriteOutlookAddinKeyForAllUsers(enable);
+  const LoadBehavior loadBehavior = LoadBehaviorOf(enable);
+  if (EnsureOutlookAddinKeyForMachine()) {
+    if (!WriteOutlookLoadBehaviorForMachine(loadBehavior)) {
+      RunLog::Error() << L"Failed to WriteRegIntValue of LoadBehavior !!";
+    }
+    WriteOutlookAddinValuesForMachine();
+  }
+  WriteOutlookAddinKeyForAllUsers(loadBehavior);
   return true;
 }
 
-void WriteOutlookAddinKeyForMachine(bool enable, RunLog::Text loadBehaviorFailure) {
-  if (!EnsureKey(HKEY_LOCAL_MACHINE, g_szOLActivateKey)) {
+bool EnsureOutlookAddinKeyForMachine() {
+  const bool isThere = EnsureKey(HKEY_LOCAL_MACHINE, g_szOLActivateKey);
+  if (!isThere) {
     RunLog::Error() << L"Failed to CreateRegKey of g_szOLActivateKey : " << g_szOLActivateKey;
-    return;
   }
+  return isThere;
+}
+
+bool WriteOutlookLoadBehaviorForMachine(LoadBehavior loadBehavior) {
+  return WriteLoadBehavior(HKEY_LOCAL_MACHINE, g_szOLActivateKey, loadBehavior);
+}
+
+void WriteOutlookAddinValuesForMachine() {
   for (const AddinValue& value : kAddinValues) {
-    if (!WriteAddinValue(HKEY_LOCAL_MACHINE, g_szOLActivateKey, value, enable)) {
-      RunLog::Error() << (IsLoadBehavior(value) ? loadBehaviorFailure : value.failure);
+    if (!WriteAddinValue(HKEY_LOCAL_MACHINE, g_szOLActivateKey, value)) {
+      RunLog::Error() << value.failure;
     }
   }
 }
 
-bool SwitchOffOutlookAddinForMachine() {
-  return WriteAddinValue(HKEY_LOCAL_MACHINE, g_szOLActivateKey, kLoadBehavior, false);
-}
-
-bool WriteOutlookAddinKeyForAllUsers(bool enable) {
-  return ForEachUserHive([enable](const std::wstring& hive) {
+bool WriteOutlookAddinKeyForAllUsers(LoadBehavior loadBehavior) {
+  return ForEachUserHive([loadBehavior](const std::wstring& hive) {
     const std::wstring key = hive + L"\\" + g_szOLActivateKey;
-    if (EnsureKey(HKEY_USERS, key)) {
+    if (EnsureKey(HKEY_USERS, key) && WriteLoadBehavior(HKEY_USERS, key, loadBehavior)) {
       for (const AddinValue& value : kAddinValues) {
-        if (!WriteAddinValue(HKEY_USERS, key, value, enable)) {
+        if (!WriteAddinValue(HKEY_USERS, key, value)) {
           break;  // a hive that refuses one value refuses all
         }
       }

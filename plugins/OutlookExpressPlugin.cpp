@@ -12,7 +12,7 @@ namespace VELAUtility {
 namespace {
 
 // Not every message names the path, and one has two blanks before it.
-struct Module {
+struct ComModule {
   const wchar_t* name;
   RunLog::Text registerFailure;
   bool registerFailureNamesPath;
@@ -20,7 +20,7 @@ struct Module {
   bool unregisterFailureNamesPath;
 };
 
-constexpr Module kModules[] = {
+constexpr ComModule kModules[] = {
     {L"oeapiinitcom.dll", L"Failed to register oeapiinitcom.dll !!  ", true,
      L"Failed to unregister oeapiinitcom.dll !! ", true},
     {L"oecom.dll", L"Failed to register oecom.dll !! ", true, L"Failed to unregister oecom.dll !!", false},
@@ -32,7 +32,7 @@ constexpr Module kModules[] = {
 }  // namespace
 
 bool RegisterOEPlugin(const std::wstring& clientFolder, bool /*enable*/) {
-  for (const Module& module : kModules) {
+  for (const ComModule& module : kModules) {
     const std::wstring path = ProductFolders::Join(clientFolder, module.name);
     if (!RegisterComModule(path)) {
       RunLog::Error() << module.registerFailure << (module.registerFailureNamesPath ? path.c_str() : L"");
@@ -44,7 +44,7 @@ bool RegisterOEPlugin(const std::wstring& clientFolder, bool /*enable*/) {
 
 bool UnregisterOEPlugin(const std::wstring& clientFolder) {
   bool succeeded = true;
-  for (const Module& module : kModules) {
+  for (const ComModule& module : kModules) {
     const std::wstring path = clientFolder + L"\\" + module.name;
     if (!UnregisterComModule(path)) {
       RunLog::Error() << module.unregisterFailure << (module.unregisterFailureNamesPath ? path.c_str() : L"");

@@ -18,13 +18,13 @@ constexpr wchar_t kPluginModule[] = L"VELA_WLMA.dll";
 
 constexpr auto kUnexpectedFailure = static_cast<DWORD>(STG_E_UNKNOWN);
 
-struct Module {
+struct ComModule {
   const wchar_t* name;
   RunLog::Text registerFailure;
   RunLog::Text unregisterFailure;
 };
 
-constexpr Module kModules[] = {
+constexpr ComModule kModules[] = {
     {L"WLMailApiInit.dll", L"Failed to register WLMailApiInit.dll !!", L"Failed to unregister WLMailApiInit.dll !!"},
     {L"WLMailApiCom.dll", L"Failed to register WLMailApiCom.dll !!", L"Failed to unregister WLMailApiCom.dll !!"},
     {L"WLMailApiStore.dll", L"Failed to register WLMailApiStore.dll !!", L"Failed to unregister WLMailApiStore.dll !!"},
@@ -34,9 +34,9 @@ constexpr Module kModules[] = {
 
 // Runs every module through `run`; false where it failed for any.
 bool RunModules(const std::wstring& clientFolder, bool (*run)(const std::wstring&),
-                const RunLog::Text Module::*failure) {
+                const RunLog::Text ComModule::*failure) {
   bool succeeded = true;
-  for (const Module& module : kModules) {
+  for (const ComModule& module : kModules) {
     if (!run(clientFolder + L"\\" + module.name)) {  // a doubled backslash does no harm
       RunLog::Event() << module.*failure;
       succeeded = false;
@@ -84,11 +84,11 @@ bool RegisterWLMPlugin(const std::wstring& clientFolder, bool /*enable*/) {
 }
 
 bool RegisterWLMailApiModules(const std::wstring& clientFolder) {
-  return RunModules(clientFolder, RegisterComModule, &Module::registerFailure);
+  return RunModules(clientFolder, RegisterComModule, &ComModule::registerFailure);
 }
 
 bool UnregisterWLMailApiModules(const std::wstring& clientFolder) {
-  return RunModules(clientFolder, UnregisterComModule, &Module::unregisterFailure);
+  return RunModules(clientFolder, UnregisterComModule, &ComModule::unregisterFailure);
 }
 
 bool UnregisterWLMPlugin(const std::wstring& clientFolder) {

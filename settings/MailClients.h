@@ -1,28 +1,32 @@
-// The mail clients that the product plugs into: what differs from one to the next, in one table.
+// The mail clients that the product plugs into. What a client is stands here, once; the tables of the steps hold only
+// their texts and their order.
 #pragma once
 
 #include <cstddef>
+#include <string>
 
 #include "Common/OrCommon/OrComn_System.h"
 
 enum class MailClient { kOutlook, kOutlookExpress, kWindowsLiveMail };
 
-// The machine's start-up values of the monitors. Outlook needs no monitor: its add-in is loaded by Outlook itself.
+// The machine's Run values that start the monitors at every log-on.
 inline constexpr wchar_t g_szOE_OEM[] = L"OE";
 inline constexpr wchar_t g_szWLM_OEM[] = L"WLM";
 
 struct MailClientFacts {
   MailClient client;
+  const wchar_t* shortName;               // part of all its names below
   const wchar_t* processName;             // base name of its program, without folder and extension
   const wchar_t* processNameOnWindows60;  // the same on Windows version 6.0, where Windows Mail is Outlook Express
-  const wchar_t* folder;                  // its folder below the base folder
+  const wchar_t* runValue;                // of its monitor; null: it has none, the client itself loads the plug-in
   bool endedWithVista;                    // see IsLeftOut
 };
 
+// In the order in which all steps but the delayed installs take them.
 inline constexpr MailClientFacts kMailClients[] = {
-    {MailClient::kOutlook, L"outlook", L"outlook", L"VELA\\VELA_OL", false},
-    {MailClient::kOutlookExpress, L"msimn", L"winmail", L"VELA\\VELA_OE", true},
-    {MailClient::kWindowsLiveMail, L"wlmail", L"wlmail", L"VELA\\VELA_WLM", false},
+    {MailClient::kOutlook, L"OL", L"outlook", L"outlook", nullptr, false},
+    {MailClient::kOutlookExpress, L"OE", L"msimn", L"winmail", g_szOE_OEM, true},
+    {MailClient::kWindowsLiveMail, L"WLM", L"wlmail", L"wlmail", g_szWLM_OEM, false},
 };
 
 constexpr const MailClientFacts& FactsOf(MailClient client) noexcept {
@@ -30,10 +34,30 @@ constexpr const MailClientFacts& FactsOf(MailClient client) noexcept {
 }
 
 constexpr bool HasMonitor(MailClient client) noexcept {
-  return client != MailClient::kOutlook;
+  return FactsOf(client).runValue != nullptr;
 }
 
-// These checks follow the table by themselves: who adds a client is led by the compiler to each table that misses it.
+// The folder of its files, below the product's folder. Its ini file has the same name and ".ini".
+inline std::wstring FolderNameOf(MailClient client) {
+  return std::wstring(L"VELA_") + FactsOf(client).shortName;
+}
+
+// The program of its monitor, in that folder.
+inline std::wstring MonitorNameOf(MailClient client) {
+  return FolderNameOf(client) + L"Mon.exe";
+}
+
+// The event that its running plug-ins wait for.
+inline std::wstring UpdateEventOf(MailClient client) {
+  return std::wstring(L"Global\\VELA_UPDATE_EVENT_") + FactsOf(client).shortName;
+}
+
+// The number in the shared settings that tells that its registration was put off.
+inline std::wstring DelayFlagOf(MailClient client) {
+  return std::wstring(FactsOf(client).shortName) + L"_DELAY_INST";
+}
+
+// The checks below follow the table by themselves: the compiler names each table that misses a new client.
 template <class Row, std::size_t kRows>
 constexpr bool StandInOrder(const Row (&table)[kRows]) noexcept {
   int index = 0;
@@ -53,6 +77,16 @@ constexpr int RowsOf(MailClient client, const Row (&table)[kRows]) noexcept {
     rows += row.client == client ? 1 : 0;
   }
   return rows;
+}
+
+// The client's row of a table that has one.
+template <class Row, std::size_t kRows>
+constexpr const Row& RowOf(MailClient client, const Row (&table)[kRows]) noexcept {
+  std::size_t index = 0;
+  while (table[index].client != client) {
+    ++index;
+  }
+  return table[index];
 }
 
 // True for a table that has one row for each client.

@@ -2,23 +2,28 @@
 
 namespace ProductFolders {
 
-std::wstring WithTrailingBackslash(std::wstring folder) {
-  if (!folder.empty() && folder.back() != L'\\') {
-    folder += L'\\';
-  }
-  return folder;
-}
-
-std::wstring Join(std::wstring_view folder, std::wstring_view name) {
+std::wstring WithBackslash(std::wstring_view folder) {
   std::wstring path(folder);
   if (path.empty() || path.back() != L'\\') {
     path += L'\\';
   }
-  return path.append(name);
+  return path;
+}
+
+std::wstring WithTrailingBackslash(std::wstring folder) {
+  return folder.empty() ? folder : WithBackslash(folder);
+}
+
+std::wstring Join(std::wstring_view folder, std::wstring_view name) {
+  return WithBackslash(folder).append(name);
 }
 
 std::wstring GetBaseFolder(std::wstring_view root) {
   return WithTrailingBackslash(std::wstring(root)) + L"Orvane Labs\\";
+}
+
+std::wstring ClientFolder(std::wstring_view baseFolder, MailClient client) {
+  return Join(baseFolder, L"VELA\\" + FolderNameOf(client));
 }
 
 }  // namespace ProductFolders

@@ -4,15 +4,23 @@
 #include <string>
 #include <string_view>
 
+#include "settings/MailClients.h"
+
 namespace ProductFolders {
 
-// `folder` with a backslash at its end. None is doubled and none is added to an empty path, which stays relative.
+// `folder` with a backslash at its end. None is doubled. An empty path becomes a backslash.
+std::wstring WithBackslash(std::wstring_view folder);
+
+// The same, but an empty path stays empty, and so stays relative.
 std::wstring WithTrailingBackslash(std::wstring folder);
 
-// `folder`, one backslash unless it ends in one, and `name`. Unlike the above an empty folder gets its backslash too.
+// `folder`, one backslash unless it ends in one, and `name`.
 std::wstring Join(std::wstring_view folder, std::wstring_view name);
 
 // The folder below which everything of the product lies, with a trailing backslash: `root`, "Orvane Labs".
 std::wstring GetBaseFolder(std::wstring_view root);
+
+// The folder of the client's files below the base folder `baseFolder`, without a trailing backslash.
+std::wstring ClientFolder(std::wstring_view baseFolder, MailClient client);
 
 }  // namespace ProductFolders

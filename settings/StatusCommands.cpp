@@ -18,12 +18,12 @@ struct SwitchTexts {
   bool enable;
   RunLog::Text switched;
   RunLog::Text stored;
-  RunLog::Text storeFailure;             // null: the error is told too
-  RunLog::Text storeFailureBeforeError;  // its code follows
+  RunLog::Text storeFailure;
+  bool storeFailureHasCode;  // the error's, behind the text
 };
 
-constexpr SwitchTexts kEnableTexts = {true, L"Enable OK", L"VELA Enable OK", nullptr, L"VELA Enable Fail "};
-constexpr SwitchTexts kDisableTexts = {false, L"Disable OK", L"VELA Disable OK", L"VELA Disable Fail", nullptr};
+constexpr SwitchTexts kEnableTexts = {true, L"Enable OK", L"VELA Enable OK", L"VELA Enable Fail ", true};
+constexpr SwitchTexts kDisableTexts = {false, L"Disable OK", L"VELA Disable OK", L"VELA Disable Fail", false};
 
 bool OpenProductKey(REGSAM rights, RegistryKey& key) {
   if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kProductKey, 0, rights | KEY_WOW64_32KEY, key.Receive()) != ERROR_SUCCESS) {
@@ -39,10 +39,10 @@ void StoreSwitch(HKEY key, const SwitchTexts& texts) {
       ::RegSetValueExW(key, kEnableValue, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof value);
   if (status == ERROR_SUCCESS) {
     RunLog::Info() << texts.stored;
-  } else if (texts.storeFailure != nullptr) {
-    RunLog::Info() << texts.storeFailure;
+  } else if (texts.storeFailureHasCode) {
+    RunLog::Info() << texts.storeFailure << static_cast<DWORD>(status);
   } else {
-    RunLog::Info() << texts.storeFailureBeforeError << static_cast<DWORD>(status);
+    RunLog::Info() << texts.storeFailure;
   }
 }
 

@@ -1,7 +1,5 @@
 #include "uninstall/FolderRemoval.h"
 
-#include <iterator>
-
 #include "Common/OrCommon/OrComn_File.h"
 #include "Common/OrCommon/OrComn_FolderCloser.h"
 #include "cli/RunLog.h"
@@ -83,16 +81,18 @@ bool DeleteFolderFiles(const std::wstring& folder, int& restartNeeded, DWORD* er
 }
 
 void RemoveVELAProgramData() {
-  constexpr const wchar_t* kFolders[] = {L"OL", L"OE", L"WLM", L"VELA_common"};
-  static_assert(std::size(kFolders) == std::size(kMailClients) + 1, "each client's folder, and the common one");
   ProductData data;
-  for (const wchar_t* const name : kFolders) {
+  const auto remove = [&data](const wchar_t* name) {
     const std::wstring folder = data.folder + name;
     int restartNeeded = 0;
     if (!DeleteFolder(folder, restartNeeded, nullptr, data)) {
       RunLog::Warn() << L"VELAUtility::RemoveVELAProgramData(), Failed to delete folder: " << folder;
     }
+  };
+  for (const MailClientFacts& facts : kMailClients) {
+    remove(facts.shortName);
   }
+  remove(L"VELA_common");
 }
 
 }  // namespace VELAUtility

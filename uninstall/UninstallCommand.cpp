@@ -11,9 +11,7 @@
 #include "activation/ConsoleUser.h"
 #include "cli/RunLog.h"
 #include "install/DataFolder.h"
-#include "plugins/OutlookAddinRemoval.h"
-#include "plugins/OutlookExpressPlugin.h"
-#include "plugins/WindowsLiveMailPlugin.h"
+#include "plugins/ClientRegistration.h"
 #include "settings/CommandLineFolders.h"
 #include "settings/MailClients.h"
 #include "settings/ProductFolders.h"
@@ -23,31 +21,13 @@ namespace {
 
 using namespace VELAUtility;
 
-struct Removal {
-  MailClient client;
-  RunLog::Text running;  // null: the removal looks for itself
-  bool skippedWhileRunning;
-  bool (*remove)(const std::wstring& clientFolder);
-  RunLog::Text failure;
-};
-
-// In this order. Outlook's add-in goes also while Outlook runs; the modules of Outlook Express must not.
-constexpr Removal kRemovals[] = {
-    {MailClient::kOutlook, L"plugVELA_Uninstall(), OL is still running!.", false, UnregisterOutlookAddin,
-     L"VELA OL UnInstall Fail !!"},
-    {MailClient::kOutlookExpress, L"plugVELA_Uninstall(), OE is still running!.", true, UnregisterOEPlugin,
-     L"VELA OE UnInstall Fail !!"},
-    {MailClient::kWindowsLiveMail, nullptr, false, UnregisterWLMPlugin, L"VELA WLM UnInstall Fail !!"},
-};
-static_assert(HasEveryClient(kRemovals));
-
 // With a trailing backslash. Not the base folder of install: without a double-byte character it is the destination
 // itself, with no folder of the maker below it.
 std::wstring UninstallBaseFolder() {
   if (HasDoubleByteCharacters()) {
     return ProductFolders::GetBaseFolder(GetCommonDataFolder());
   }
-  return ProductFolders::Join(DestPath, L"");
+  return ProductFolders::WithBackslash(DestPath);
 }
 
 // Whether the console user's profile could be loaded, which tells the log how the product runs here.
@@ -70,18 +50,6 @@ void SwitchOff(const std::wstring& productFolder) {
   }
 }
 
-void Remove(const Removal& removal, const std::wstring& baseFolder) {
-  if (removal.running != nullptr && IsMailClientRunning(removal.client)) {
-    RunLog::Warn() << removal.running;
-    if (removal.skippedWhileRunning) {
-      return;
-    }
-  }
-  if (!removal.remove(baseFolder + FactsOf(removal.client).folder)) {
-    RunLog::Error() << removal.failure;
-  }
-}
-
 void DeleteProductFolder(const std::wstring& folder) {
   int restartNeeded = 0;  // collected; nobody asks for it here
   if (DeleteFolderFiles(folder, restartNeeded, nullptr)) {
@@ -98,8 +66,8 @@ int plugVELA_Uninstall() {
   const std::wstring baseFolder = UninstallBaseFolder();
   const std::wstring productFolder = baseFolder + L"VELA";
   SwitchOff(productFolder);
-  for (const Removal& removal : kRemovals) {
-    Remove(removal, baseFolder);
+  for (const MailClientFacts& facts : kMailClients) {
+    UnregisterClient(facts.client, ProductFolders::ClientFolder(baseFolder, facts.client));
   }
   // What users have made in the product's folders may list only themselves.
   const OrCommon::AccessControl::BackupPrivileges privileges;

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "Common/OrCommon/OrComn_Library.h"
-#include "Common/OrCommon/OrComn_System.h"
+#include "Common/OrCommon/OrComn_String.h"
 
 namespace OrCommon::AccessControl {
 namespace {
@@ -59,7 +59,7 @@ bool HasMainModule(const ProcessStatus& status, DWORD processId, const std::wstr
   wchar_t name[MAX_PATH] = {};
   return status.enumProcessModules.As<EnumProcessModulesFunction>()(process.Get(), &module, sizeof module, &needed) &&
          status.getModuleBaseName.As<GetModuleBaseNameFunction>()(process.Get(), module, name, MAX_PATH) != 0 &&
-         System::EqualsIgnoringAsciiCase(name, moduleName);
+         String::EqualsIgnoringAsciiCase(name, moduleName);
 }
 
 bool DuplicatePrimary(HANDLE processToken, KernelHandle& token, DWORD& error) {

@@ -5,7 +5,7 @@
 #include "Common/OrCommon/OrComn_File.h"
 #include "Common/OrCommon/OrComn_Handles.h"
 #include "Common/OrCommon/OrComn_Library.h"
-#include "Common/OrCommon/OrComn_System.h"
+#include "Common/OrCommon/OrComn_String.h"
 
 namespace OrCommon::Storage::File {
 namespace {
@@ -69,7 +69,7 @@ bool DeleteFileBelow(const std::wstring& root, const std::wstring& file, const s
   const std::wstring place = FinalPath(handle.Get(), getFinalPathNameByHandle);
   const std::wstring rootPlace = FinalPath(rootHandle.Get(), getFinalPathNameByHandle);
   const auto isAt = [&](const std::wstring& expected) {
-    return !rootPlace.empty() && System::EqualsIgnoringAsciiCase(place, WithSeparator(rootPlace) + expected);
+    return !rootPlace.empty() && String::EqualsIgnoringAsciiCase(place, WithSeparator(rootPlace) + expected);
   };
   BOOLEAN isDeleted = TRUE;  // the whole of FILE_DISPOSITION_INFO
   return (isAt(file) || isAt(alias)) &&

@@ -4,45 +4,56 @@
 
 namespace OrCommon::Storage::File {
 
+FolderEntries::FolderEntries(const std::wstring& pattern, WIN32_FIND_DATAW& entry)
+    : search_(::FindFirstFileW(pattern.c_str(), &entry)) {
+  isFresh_ = static_cast<bool>(search_);
+  error_ = isFresh_ ? ERROR_SUCCESS : ::GetLastError();
+}
+
+bool FolderEntries::Next(WIN32_FIND_DATAW& entry) {
+  while (search_ && (isFresh_ || ::FindNextFileW(search_.Get(), &entry))) {
+    isFresh_ = false;
+    if (!IsDotEntry(entry.cFileName)) {
+      return true;
+    }
+  }
+  return false;
+}
+
 void FolderWalk::Fail() noexcept {
   (levels_.empty() ? succeeded_ : levels_.back().succeeded) = false;
 }
 
 bool FolderWalk::Enter() {
-  FindHandle search(::FindFirstFileW(SystemPath(WithSeparator(path_) + pattern_).c_str(), &entry_));
-  if (!search) {
-    error_ = ::GetLastError();
+  FolderEntries entries(SystemPath(WithSeparator(path_) + pattern_), entry_);
+  if (entries.Error() != ERROR_SUCCESS) {
+    error_ = entries.Error();
     Fail();
     return false;
   }
-  levels_.push_back({std::move(search), path_.size(), true, true});
+  levels_.push_back({std::move(entries), path_.size(), true});
   return true;
 }
 
 bool FolderWalk::Next() {
-  while (!levels_.empty()) {
-    Level& level = levels_.back();
-    path_.resize(level.length);
-    const bool isThere = level.isFresh || ::FindNextFileW(level.search.Get(), &entry_);
-    level.isFresh = false;
-    if (!isThere) {
-      const bool succeeded = level.succeeded;
-      levels_.pop_back();
-      if (succeeded) {
-        error_ = ERROR_SUCCESS;
-      } else {
-        Fail();
-      }
-      isLeaving_ = true;
-      return !levels_.empty();
-    }
-    if (!IsDotEntry(entry_.cFileName)) {
-      path_ = WithSeparator(path_) + entry_.cFileName;
-      isLeaving_ = false;
-      return true;
-    }
+  if (levels_.empty()) {
+    return false;
   }
-  return false;
+  Level& level = levels_.back();
+  path_.resize(level.length);
+  isLeaving_ = !level.entries.Next(entry_);
+  if (!isLeaving_) {
+    path_ = WithSeparator(path_) + entry_.cFileName;
+    return true;
+  }
+  const bool succeeded = level.succeeded;
+  levels_.pop_back();
+  if (succeeded) {
+    error_ = ERROR_SUCCESS;
+  } else {
+    Fail();
+  }
+  return !levels_.empty();
 }
 
 }  // namespace OrCommon::Storage::File

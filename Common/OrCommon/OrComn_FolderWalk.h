@@ -1,4 +1,7 @@
-// Everything below a folder, one entry after the other.
+// Listing folders: the entries of one, or everything below it.
+//
+// A listing tells of a link, it does not follow it. Whether a link is entered is up to who lists: a walk enters only
+// what its caller enters, and deletion and stamping never enter one.
 #pragma once
 
 #include <windows.h>
@@ -12,7 +15,26 @@
 
 namespace OrCommon::Storage::File {
 
-// A walk that enters only what its caller enters. It keeps its places in a list and not on the stack: how deep the
+// The entries of one folder, in the order of the file system, without "." and "..".
+class FolderEntries {
+ public:
+  // `pattern`: the folder's path, a separator and a pattern that matches every name. `entry` receives the first entry.
+  FolderEntries(const std::wstring& pattern, WIN32_FIND_DATAW& entry);
+
+  // ERROR_SUCCESS, or the code of why the folder cannot be listed: there are no entries then.
+  DWORD Error() const noexcept { return error_; }
+
+  // Puts the next entry (at the first call: the first) into `entry`, the one given at the start. False where there is
+  // no more.
+  bool Next(WIN32_FIND_DATAW& entry);
+
+ private:
+  FindHandle search_;
+  bool isFresh_ = false;  // the first entry is waiting
+  DWORD error_ = ERROR_SUCCESS;
+};
+
+// A walk over everything below a folder. It keeps its places in a list and not on the stack: how deep the
 // folders lie in one another is up to whoever may write there.
 //
 //   FolderWalk walk(folder, L"*");
@@ -42,9 +64,8 @@ class FolderWalk : private boost::noncopyable {
 
  private:
   struct Level {
-    FindHandle search;
+    FolderEntries entries;
     std::size_t length;  // of the folder's path
-    bool isFresh;        // its first entry is in entry_
     bool succeeded;
   };
 

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "Common/OrCommon/OrComn_System.h"
+#include "Common/OrCommon/OrComn_String.h"
 
 namespace OrCommon::Storage::File {
 namespace {
@@ -21,11 +21,11 @@ bool IsDeviceName(std::wstring_view name) {
     constexpr std::wstring_view kNumbers = L"0123456789\x00B9\x00B2\x00B3";
     const std::wstring_view port = name.substr(0, kPort);
     return kNumbers.find(name.back()) != std::wstring_view::npos &&
-           (System::EqualsIgnoringAsciiCase(port, L"COM") || System::EqualsIgnoringAsciiCase(port, L"LPT"));
+           (String::EqualsIgnoringAsciiCase(port, L"COM") || String::EqualsIgnoringAsciiCase(port, L"LPT"));
   }
   constexpr const wchar_t* kDevices[] = {L"CON", L"PRN", L"AUX", L"NUL", L"CONIN$", L"CONOUT$"};
   return std::any_of(std::begin(kDevices), std::end(kDevices),
-                     [&](const wchar_t* device) { return System::EqualsIgnoringAsciiCase(name, device); });
+                     [&](const wchar_t* device) { return String::EqualsIgnoringAsciiCase(name, device); });
 }
 
 // Windows makes a folder by its plain path only where a short file name still finds room behind it.
@@ -63,7 +63,7 @@ std::wstring FullPath(const std::wstring& path) {
 }
 
 bool IsSameOrBelow(const std::wstring& path, const std::wstring& folder) {
-  return System::EqualsIgnoringAsciiCase(std::wstring_view(path).substr(0, folder.size()), folder) &&
+  return String::EqualsIgnoringAsciiCase(std::wstring_view(path).substr(0, folder.size()), folder) &&
          (path.size() == folder.size() || path[folder.size()] == L'\\');
 }
 

@@ -1,5 +1,6 @@
 #include "Common/OrCommon/OrComn_String.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
@@ -9,6 +10,10 @@
 
 namespace OrCommon::String {
 namespace {
+
+wchar_t ToAsciiLower(wchar_t character) noexcept {
+  return character >= L'A' && character <= L'Z' ? static_cast<wchar_t>(character - L'A' + L'a') : character;
+}
 
 // Both in characters, both 0 until the first use. Atomic because traces of any thread are formatted here.
 std::atomic<std::size_t> g_initialCapacity = 0;
@@ -93,6 +98,11 @@ bool FormatV(std::wstring& text, std::size_t& capacity, const wchar_t* format, s
   }
   capacity += GrowthStep();
   return false;
+}
+
+bool EqualsIgnoringAsciiCase(std::wstring_view left, std::wstring_view right) noexcept {
+  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                    [](wchar_t a, wchar_t b) { return ToAsciiLower(a) == ToAsciiLower(b); });
 }
 
 }  // namespace OrCommon::String

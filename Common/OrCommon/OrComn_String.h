@@ -1,9 +1,10 @@
-// printf-style formatting into wide strings.
+// Comparing wide strings, and printf-style formatting into them.
 #pragma once
 
 #include <cstdarg>
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "Common/OrCommon/OrComn_Exception.h"
 
@@ -25,5 +26,8 @@ bool Format(std::wstring& text, const wchar_t* format, ...);
 // fits; otherwise false, `text` as it was, and `capacity` grown for the next attempt. Throws Exception* (line 84) where
 // the heap is exhausted. `arguments` is used up by an attempt: copy it for the next (va_copy).
 bool FormatV(std::wstring& text, std::size_t& capacity, const wchar_t* format, std::va_list arguments);
+
+// Compares without regard to the case of the letters A to Z; all others must be equal.
+bool EqualsIgnoringAsciiCase(std::wstring_view left, std::wstring_view right) noexcept;
 
 }  // namespace OrCommon::String

@@ -2,10 +2,9 @@
 
 #include <tlhelp32.h>
 
-#include <algorithm>
-
 #include "Common/OrCommon/OrComn_Handles.h"
 #include "Common/OrCommon/OrComn_Library.h"
+#include "Common/OrCommon/OrComn_String.h"
 
 namespace OrCommon::System {
 namespace {
@@ -62,10 +61,6 @@ bool IsAtLeast(const WindowsFacts& facts, DWORD major, DWORD minor, WORD service
     return facts.minor > minor;
   }
   return facts.servicePackMajor >= servicePack;
-}
-
-wchar_t ToAsciiLower(wchar_t character) noexcept {
-  return character >= L'A' && character <= L'Z' ? static_cast<wchar_t>(character - L'A' + L'a') : character;
 }
 
 }  // namespace
@@ -173,11 +168,6 @@ std::wstring_view GetProcessBaseName(std::wstring_view executable) noexcept {
   return executable.substr(0, executable.rfind(L'.'));
 }
 
-bool EqualsIgnoringAsciiCase(std::wstring_view left, std::wstring_view right) noexcept {
-  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                    [](wchar_t a, wchar_t b) { return ToAsciiLower(a) == ToAsciiLower(b); });
-}
-
 int FindProcessByName(std::wstring_view baseName, DWORD& processId) noexcept {
   processId = 0;
   const FileHandle snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPALL, 0));
@@ -187,7 +177,7 @@ int FindProcessByName(std::wstring_view baseName, DWORD& processId) noexcept {
   PROCESSENTRY32W entry = {};
   entry.dwSize = sizeof entry;
   for (BOOL more = ::Process32FirstW(snapshot.Get(), &entry); more; more = ::Process32NextW(snapshot.Get(), &entry)) {
-    if (EqualsIgnoringAsciiCase(GetProcessBaseName(entry.szExeFile), baseName)) {
+    if (String::EqualsIgnoringAsciiCase(GetProcessBaseName(entry.szExeFile), baseName)) {
       processId = entry.th32ProcessID;
       return 1;
     }

@@ -61,9 +61,6 @@ bool IsAmd64System() noexcept;
 // The name part of an executable's path, without folder and without the extension after its last dot.
 std::wstring_view GetProcessBaseName(std::wstring_view executable) noexcept;
 
-// Compares without regard to the case of the letters A to Z; all others must be equal.
-bool EqualsIgnoringAsciiCase(std::wstring_view left, std::wstring_view right) noexcept;
-
 // Looks for a running process of the given base name (without folder and extension), ASCII case ignored. 1 and the id
 // of the first match in `processId`; 0 where none runs; -1 where the process list cannot be taken. `processId` is 0
 // without a match. Only a result above 0 means "running".

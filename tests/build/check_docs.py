@@ -2,8 +2,7 @@
 """check_docs.py <repository>: what the pages for people say of the repository is so.
 
 Links and anchors lead somewhere; files, folders and presets that are named exist; the table of switches, the exit codes,
-the registry keys and the events are those of the sources; the picture shows every file on its floor, and its arrows are
-includes.
+the registry keys and the events are those of the sources; the picture is that of cmake/Floors.cmake.
 """
 import fnmatch
 import json
@@ -24,8 +23,8 @@ NAMED_FILE = re.compile(r"`([\w./*{},-]+\.(?:\{[\w,]+\}|h|cpp|sh|py|ps1|cmake|md
 SCRIPT = re.compile(r"(?<![\w/])(?:\./)?(scripts/[\w./-]+\.(?:sh|ps1|py))")
 SOURCE = re.compile(r"(?<![\w/\\.-])((?:%s)/\w+(?:/\w+)?)\b(?![/\\])" % "|".join(check_floors.FOLDERS))
 WIDE_TEXT = re.compile(r'L"((?:[^"\\]|\\.)*)"')
-NODE = re.compile(r'(\w+)\["(\d+) · ([^"]*)"\]')
-ARROW = re.compile(r'^ *(\w+)(?:\["[^"]*"\])? --> (\w+)', re.M)
+BOX = re.compile(r'(\w+)\["([^"]*)"\]')
+ARROW = re.compile(r"^ *(\w+) --> (.+)$", re.M)
 
 
 def read(path):
@@ -147,39 +146,21 @@ def place_faults(root):
 
 
 def picture_faults(root):
+    """Each library is a box that names its files, and the arrows are what the libraries use."""
     page = read(root / "docs/architecture.md")
     picture = re.search(r"```mermaid\nflowchart(.*?)```", page, re.S)
     if picture is None:
         return ["docs/architecture.md: no picture"]
-    faults, where = [], {}
-    nodes = {name: (int(floor), text) for name, floor, text in NODE.findall(picture[1])}
-    for file, floor in check_floors.FLOORS.items():
-        base = file.rpartition("/")[2]
-        shown = [(name, shown_floor) for name, (shown_floor, text) in nodes.items() if re.search(r"\b%s\b" % base, text)]
-        if not shown:
-            faults.append("the picture lacks %s" % file)
-        for name, shown_floor in shown:
-            if shown_floor != floor:
-                faults.append("the picture shows %s on floor %d, it is %d" % (file, shown_floor, floor))
-            where[file] = name
-    for folder in check_floors.FOLDER_FLOORS:
-        shown = [name for name, (_, text) in nodes.items() if folder in text]
-        where.update({folder: shown[0]} if shown else {})
-        if not shown:
-            faults.append("the picture lacks %s" % folder)
-
-    included = set()
-    for folder in check_floors.FOLDERS:
-        for source in (root / folder).rglob("*"):
-            if source.suffix in (".h", ".cpp"):
-                own = check_floors.without_ending(source.relative_to(root).as_posix())
-                for name in check_floors.INCLUDE.findall(read(source)):
-                    target = check_floors.without_ending(name)
-                    included.add(tuple(where.get(file, where.get(file.rpartition("/")[0])) for file in (own, target)))
-    for start, end in ARROW.findall(picture[1]):
-        if (start, end) not in included:
-            faults.append("the picture's arrow %s --> %s is no include" % (start, end))
-    return faults
+    libraries = check_floors.libraries_of(root)
+    boxes = dict(BOX.findall(picture[1]))
+    faults = []
+    for name, library in libraries.items():
+        faults += ["the picture's box %s lacks %s" % (name, file) for file in library.files
+                   if not re.search(r"\b%s\b" % file.rpartition("/")[2].rpartition("_")[2], boxes.get(name, ""))]
+    drawn = {(start, end) for start, ends in ARROW.findall(picture[1]) for end in ends.split(" & ")}
+    real = {(name, used) for name, library in libraries.items() for used in library.uses}
+    return (faults + ["the picture's arrow %s --> %s is not in cmake/Floors.cmake" % arrow for arrow in sorted(drawn - real)] +
+            ["the picture lacks the arrow %s --> %s" % arrow for arrow in sorted(real - drawn)])
 
 
 def version_faults(root):

@@ -1,121 +1,100 @@
 #!/usr/bin/env python3
-"""check_floors.py <repository>: holds every include of the product to the floors of docs/architecture.md.
+"""check_floors.py <repository>: holds the product's includes to the libraries of cmake/Floors.cmake.
 
-A file may include files of lower floors, and files of its own floor in its own folder, but never in a circle. A source
-file that has no floor is a fault as well: a new file gets its line in FLOORS together with its place in the picture.
+A file includes only files of its own library, without a circle, and of those that its library uses, directly or through
+another. A library uses directly only what one of its files includes. Every file belongs to one library.
+
+CMake sees no more than the names: all headers lie below one folder, so that an include of any other library compiles.
 """
+import collections
 import pathlib
 import re
 import sys
 
-# A header and its source share one floor; the name stands without its ending.
-FLOORS = {
-    "cli/Main": 8,
-    "cli/CommandDispatcher": 7,
-    "settings/StatusCommands": 6,
-    "install/InstallCommand": 6,
-    "install/UpgradeCommand": 6,
-    "uninstall/UninstallCommand": 6,
-    "notify/ReloadNotification": 6,
-    "activation/AntiSpamSwitch": 5,
-    "activation/ClientActivation": 5,
-    "activation/MonitorLaunch": 4,
-    "activation/UserDataTree": 4,
-    "install/Staging": 4,
-    "plugins/ClientRegistration": 4,
-    "plugins/OutlookAddin": 4,
-    "plugins/OutlookAddinRemoval": 4,
-    "plugins/OutlookExpressPlugin": 4,
-    "plugins/WindowsLiveMailPlugin": 4,
-    "uninstall/FolderRemoval": 4,
-    "activation/ConsoleUser": 3,
-    "install/DataFolder": 3,
-    "install/FileCopy": 3,
-    "install/FolderListing": 3,
-    "install/OutlookDetection": 3,
-    "plugins/ComModuleRunner": 3,
-    "plugins/UserHives": 3,
-    "settings/ProductSettings": 3,
-    "cli/RunLog": 2,
-    "settings/CommandLineFolders": 2,
-    "settings/MailClients": 2,
-    "settings/ProductFolders": 2,
-}
-# Folders that lie on one floor as a whole.
-FOLDER_FLOORS = {"Common/FrwkCommon": 1, "Common/OrCommon": 0}
-
 FOLDERS = ["Common", "activation", "cli", "install", "notify", "plugins", "settings", "uninstall"]
+PROGRAM = "VELAutil"  # what stands in no library: the program's own file
+PROGRAM_FILES, PROGRAM_USES = ["cli/Main"], ["vela_cli"]
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
+LIBRARY = re.compile(r"^vela_library\((\w+)\s+FILES\s+([^)]*?)\s+USES\s+([^)]*)\)", re.MULTILINE)
+VARIABLE = re.compile(r"^set\((\w+) (\S+)\)", re.MULTILINE)
+OUTSIDE = {"boost_headers"}
 
-
-def floor_of(name):
-    folder = name.rpartition("/")[0]
-    return FLOORS.get(name, FOLDER_FLOORS.get(folder))
+Library = collections.namedtuple("Library", "files uses")
 
 
 def without_ending(path):
     return path.rpartition(".")[0]
 
 
-def find_circle(graph):
-    """The files of one circle, the first one repeated at the end, or None."""
-    done, path = set(), []
+def libraries_of(root):
+    """Name -> its files, without ending, and the libraries it uses; from the ground up."""
+    text = (pathlib.Path(root) / "cmake/Floors.cmake").read_text(encoding="utf-8")
+    for name, value in VARIABLE.findall(text):
+        text = text.replace("${%s}" % name, value)
+    found = {name: Library(files.split(), [used for used in uses.split() if used not in OUTSIDE])
+             for name, files, uses in LIBRARY.findall(text)}
+    found[PROGRAM] = Library(PROGRAM_FILES, PROGRAM_USES)
+    return found
 
-    def visit(node):
-        if node in path:
-            return path[path.index(node):] + [node]
-        if node in done:
-            return None
-        path.append(node)
-        for target in sorted(graph.get(node, ())):
-            circle = visit(target)
-            if circle:
-                return circle
-        path.pop()
-        done.add(node)
-        return None
 
-    for start in sorted(graph):
-        circle = visit(start)
-        if circle:
-            return circle
-    return None
+def reach_of(libraries):
+    """Library -> all that it uses, directly or through another."""
+    reach = {}
+    for name, library in libraries.items():
+        reach[name] = {below for used in library.uses for below in {used} | reach.get(used, set())}
+    return reach
+
+
+def sources_of(root):
+    """Name without ending -> the files of the product that it includes."""
+    root = pathlib.Path(root)
+    included = collections.defaultdict(list)
+    for folder in FOLDERS:
+        for path in sorted((root / folder).rglob("*")):
+            if path.suffix in (".h", ".cpp"):
+                own = without_ending(path.relative_to(root).as_posix())
+                included[own] += INCLUDE.findall(path.read_text(encoding="utf-8"))
+    return included
+
+
+def has_circle(graph):
+    """Whether files that include one another are left when those that nobody of the rest includes are taken away."""
+    graph = {file: set(targets) for file, targets in graph.items()}
+    while True:
+        top = set(graph) - {target for targets in graph.values() for target in targets}
+        if not top:
+            return sorted(graph)
+        for file in top:
+            del graph[file]
 
 
 def faults_in(root):
     root = pathlib.Path(root)
-    faults, graph, seen = [], {}, set()
-    files = sorted(p for folder in FOLDERS for p in (root / folder).rglob("*") if p.suffix in (".h", ".cpp"))
-    if not files:
-        return ["no source files below %s" % root]
-    for path in files:
-        name = path.relative_to(root).as_posix()
-        own = without_ending(name)
-        seen.add(own)
-        own_floor = floor_of(own)
-        if own_floor is None:
-            faults.append("%s has no floor" % name)
-            continue
-        targets = graph.setdefault(own, set())
-        for included in INCLUDE.findall(path.read_text(encoding="utf-8")):
-            if not (root / included).is_file():
-                faults.append("%s includes %s, which is not there from the root of the repository" % (name, included))
-                continue
-            target = without_ending(included)
-            if target == own:
-                continue
-            floor = floor_of(target)
-            targets.add(target)
-            if floor is None:
-                faults.append("%s includes %s, which has no floor" % (name, included))
-            elif floor > own_floor:
-                faults.append("%s (floor %d) includes %s above it (%d)" % (name, own_floor, included, floor))
-            elif floor == own_floor and included.rpartition("/")[0] != name.rpartition("/")[0]:
-                faults.append("%s includes %s, on its own floor %d in another folder" % (name, included, floor))
-    circle = find_circle(graph)
+    libraries, included = libraries_of(root), sources_of(root)
+    home = {file: name for name, library in libraries.items() for file in library.files}
+    reach = reach_of(libraries)
+    faults = ["%s belongs to no library" % file for file in included if file not in home]
+    faults += ["%s of %s is not there" % (file, home[file]) for file in home if file not in included]
+    used, inner = collections.defaultdict(set), collections.defaultdict(set)
+    for file, names in included.items():
+        own = home.get(file)
+        for name in names:
+            target = without_ending(name)
+            theirs = home.get(target)
+            if not (root / name).is_file():
+                faults.append("%s includes %s, which is not there from the root of the repository" % (file, name))
+            elif own == theirs and file != target:
+                inner[file].add(target)
+            elif own != theirs and own and theirs:
+                used[own].add(theirs)
+                if theirs not in reach[own]:
+                    faults.append("%s includes %s: %s does not use %s" % (file, name, own, theirs))
+    for name, library in libraries.items():
+        faults += ["%s uses %s and includes nothing of it" % (name, other) for other in library.uses
+                   if other not in used[name]]
+    circle = has_circle({file: inner[file] for file in home})
     if circle:
-        faults.append("a circle: " + " -> ".join(circle))
-    faults.extend("%s has a floor and no file" % name for name in FLOORS if name not in seen)
+        faults.append("a circle among %s" % ", ".join(circle))
     return faults
 
 

@@ -69,54 +69,100 @@ class Imports(unittest.TestCase):
         self.assertFalse(self.check()[0])
 
 
-class Floors(unittest.TestCase):
-    def setUp(self):
-        self.folder = tempfile.TemporaryDirectory()
-        self.addCleanup(self.folder.cleanup)
-        self.root = pathlib.Path(self.folder.name)
-        for name in check_floors.FLOORS:
-            self.write(name + ".h")
+FLOORS = """
+set(_common Common/OrCommon/OrComn)
+vela_library(OrCommon
+  FILES ${_common}_File ${_common}_Path
+  USES boost_headers)
+vela_library(vela_files FILES install/FileCopy install/FolderListing USES OrCommon)
+vela_library(vela_modules FILES plugins/ComModuleRunner USES OrCommon)
+vela_library(vela_cli FILES cli/CommandDispatcher USES vela_files vela_modules)
+"""
 
-    def write(self, name, *includes):
+
+class Tree(unittest.TestCase):
+    """A made-up product: four libraries and the program."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.root = pathlib.Path(folder.name)
+        self.write("cmake/Floors.cmake", FLOORS)
+        for name in ("Common/OrCommon/OrComn_Path.h", "Common/OrCommon/OrComn_File.h", "install/FolderListing.h"):
+            self.write(name, "")
+        self.include("install/FileCopy.h", "Common/OrCommon/OrComn_File.h", "install/FolderListing.h")
+        self.include("plugins/ComModuleRunner.h", "Common/OrCommon/OrComn_File.h")
+        self.include("cli/CommandDispatcher.h", "plugins/ComModuleRunner.h", "install/FileCopy.h",
+                     "Common/OrCommon/OrComn_Path.h")
+        self.include("cli/Main.cpp", "cli/CommandDispatcher.h")
+
+    def write(self, name, text):
         path = self.root / name
         path.parent.mkdir(parents=True, exist_ok=True)
-        path.write_text("".join('#include "%s"\n' % included for included in includes))
+        path.write_text(text, encoding="utf-8")
+        return path
+
+    def include(self, name, *included):
+        self.write(name, "".join('#include "%s"\n' % file for file in included))
+
+
+class Floors(Tree):
+    def check(self, *faults):
+        self.assertEqual(check_floors.faults_in(self.root), list(faults))
 
     def test_nothing_wrong(self):
-        self.write("Common/OrCommon/OrComn_File.h")
-        self.write("cli/Main.cpp", "cli/CommandDispatcher.h", "Common/OrCommon/OrComn_File.h")
-        self.write("install/FileCopy.cpp", "install/FileCopy.h", "install/FolderListing.h")
-        self.assertEqual(check_floors.faults_in(self.root), [])
+        self.check()
+
+    def test_library_that_is_not_used(self):
+        self.include("install/FolderListing.h", "plugins/ComModuleRunner.h")
+        self.check("install/FolderListing includes plugins/ComModuleRunner.h: vela_files does not use vela_modules")
 
     def test_upward(self):
-        self.write("cli/RunLog.cpp", "install/FileCopy.h")
-        self.assertEqual(check_floors.faults_in(self.root),
-                         ["cli/RunLog.cpp (floor 2) includes install/FileCopy.h above it (3)"])
+        self.include("Common/OrCommon/OrComn_Path.h", "cli/CommandDispatcher.h")
+        self.check("Common/OrCommon/OrComn_Path includes cli/CommandDispatcher.h: OrCommon does not use vela_cli")
 
-    def test_own_floor_in_another_folder(self):
-        self.write("install/FileCopy.cpp", "plugins/ComModuleRunner.h")
-        self.assertEqual(check_floors.faults_in(self.root),
-                         ["install/FileCopy.cpp includes plugins/ComModuleRunner.h, on its own floor 3 in another folder"])
+    def test_library_that_is_not_needed(self):
+        self.include("cli/CommandDispatcher.h", "plugins/ComModuleRunner.h")
+        self.check("vela_cli uses vela_files and includes nothing of it")
 
     def test_circle(self):
-        self.write("install/FileCopy.h", "install/FolderListing.h")
-        self.write("install/FolderListing.cpp", "install/FileCopy.h")
-        self.assertEqual(check_floors.faults_in(self.root),
-                         ["a circle: install/FileCopy -> install/FolderListing -> install/FileCopy"])
+        self.include("install/FolderListing.h", "install/FileCopy.h")
+        self.check("a circle among install/FileCopy, install/FolderListing")
 
-    def test_files_without_floor_and_floors_without_file(self):
-        self.write("install/Newcomer.cpp")
-        (self.root / "cli/Main.h").unlink()
-        self.assertEqual(check_floors.faults_in(self.root),
-                         ["install/Newcomer.cpp has no floor", "cli/Main has a floor and no file"])
+    def test_files_without_library_and_libraries_without_file(self):
+        self.write("install/Newcomer.cpp", "")
+        (self.root / "Common/OrCommon/OrComn_Path.h").unlink()
+        self.include("cli/CommandDispatcher.h", "plugins/ComModuleRunner.h", "install/FileCopy.h")
+        self.check("install/Newcomer belongs to no library", "Common/OrCommon/OrComn_Path of OrCommon is not there")
 
     def test_include_that_is_not_from_the_root(self):
-        self.write("install/FileCopy.cpp", "FileCopy.h")
-        self.assertEqual(len(check_floors.faults_in(self.root)), 1)
+        self.include("install/FolderListing.h", "FileCopy.h")
+        self.check("install/FolderListing includes FileCopy.h, which is not there from the root of the repository")
 
-    def test_nothing_there(self):
-        with tempfile.TemporaryDirectory() as empty:
-            self.assertEqual(len(check_floors.faults_in(empty)), 1)
+
+class Picture(Tree):
+    def test_picture(self):
+        boxes = """
+  VELAutil["Main"]
+  vela_cli["CommandDispatcher"]
+  vela_files["FileCopy, FolderListing"]
+  vela_modules["ComModuleRunner"]
+  OrCommon["File, Path"]
+  VELAutil --> vela_cli
+  vela_cli --> vela_files & vela_modules
+  vela_files --> OrCommon
+"""
+        arrow = "  vela_modules --> OrCommon\n"
+        page = "```mermaid\nflowchart TB%s```\n"
+
+        def faults(picture):
+            self.write("docs/architecture.md", page % picture)
+            return check_docs.picture_faults(self.root)
+        self.assertEqual(faults(boxes + arrow), [])
+        self.assertEqual(faults(boxes), ["the picture lacks the arrow vela_modules --> OrCommon"])
+        self.assertEqual(faults(boxes.replace(", Path", "") + arrow),
+                         ["the picture's box OrCommon lacks Common/OrCommon/OrComn_Path"])
+        self.assertEqual(len(faults(boxes + arrow + "  vela_files --> vela_modules\n")), 1)
 
 
 class Docs(unittest.TestCase):
@@ -169,18 +215,6 @@ class Docs(unittest.TestCase):
         self.assertEqual(check_docs.place_faults(self.root), [])
         self.write("docs/operations.md", "")
         self.assertEqual(len(check_docs.place_faults(self.root)), 3)
-
-    def test_picture(self):
-        nodes = "".join('  n%d["%d · %s"]\n' % (number, floor, file) for number, (file, floor) in
-                        enumerate({**check_floors.FLOORS, **check_floors.FOLDER_FLOORS}.items()))
-        names = list(check_floors.FLOORS)
-        arrow = "  n%d --> n%d\n" % (names.index("cli/Main"), names.index("cli/CommandDispatcher"))
-        self.write("cli/Main.cpp", '#include "cli/CommandDispatcher.h"\n')
-        page = "```mermaid\nflowchart TB\n%s```\n"
-        self.write("docs/architecture.md", page % (nodes + arrow))
-        self.assertEqual(check_docs.picture_faults(self.root), [])
-        self.write("docs/architecture.md", page % (nodes.replace("7 · cli/Comm", "6 · cli/Comm") + arrow + "  n1 --> n0\n"))
-        self.assertEqual(len(check_docs.picture_faults(self.root)), 2)
 
 
 class Words(unittest.TestCase):

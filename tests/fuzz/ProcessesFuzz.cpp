@@ -2,6 +2,7 @@
 // which process of a list is found.
 #include <algorithm>
 
+#include "Common/OrCommon/OrComn_String.h"
 #include "Common/OrCommon/OrComn_System.h"
 #include "tests/fuzz/Input.h"
 #include "tests/fuzz/host/HostWindows.h"
@@ -52,7 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     name.resize(std::min<std::size_t>(name.size(), MAX_PATH - 1));
     Require(System::GetProcessBaseName(name) == NamePart(name), "the name part of a path");
     const bool equal = Lower(NamePart(name)) == Lower(wanted);
-    Require(System::EqualsIgnoringAsciiCase(NamePart(name), wanted) == equal, "equal but for the case of A to Z");
+    Require(String::EqualsIgnoringAsciiCase(NamePart(name), wanted) == equal, "equal but for the case of A to Z");
     if (equal && expected == 0) {
       expected = 1;
       expectedId = id;

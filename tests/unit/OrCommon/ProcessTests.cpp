@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "Common/OrCommon/OrComn_String.h"
 #include "Common/OrCommon/OrComn_System.h"
 #include "tests/support/CallFailures.h"
 #include "tests/support/ImportRedirection.h"
@@ -15,6 +16,7 @@
 #include "tests/unit/OrCommon/ScratchFolder.h"
 
 using namespace OrCommon::System;
+using OrCommon::String::EqualsIgnoringAsciiCase;
 using OrCommonTests::ProbeFile;
 using OrCommonTests::ScratchFolder;
 using OrCommonTests::SleepingProbe;

@@ -31,7 +31,7 @@ Lines Renewed() {
     return TRUE;
   });
   std::wstring userId;
-  VELAUtility::BuildUserDataTree(L"OL", SwitchedMachine::kUser, userId);
+  VELAUtility::BuildUserDataTree(MailClient::kOutlook, SwitchedMachine::kUser, userId);
   return renewed;
 }
 

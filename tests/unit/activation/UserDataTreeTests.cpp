@@ -81,7 +81,7 @@ class FolderCalls {
 };
 
 // Builds the tree; what was done for it.
-Lines Build(const wchar_t* client, std::vector<int> refused = {}) {
+Lines Build(MailClient client, std::vector<int> refused = {}) {
   std::wstring userId = L"of somebody else";
   const FolderCalls calls(std::move(refused));
   BuildUserDataTree(client, SwitchedMachine::kUser, userId);
@@ -157,7 +157,9 @@ TEST_CASE("a backslash is put behind the user where there is none") {
 // ---- the folders
 
 TEST_CASE("a tree is made level by level, each open to everyone") {
-  for (const wchar_t* const client : {L"OL", L"OE", L"WLM"}) {
+  constexpr std::pair<MailClient, const char*> kNames[] = {
+      {MailClient::kOutlook, "OL"}, {MailClient::kOutlookExpress, "OE"}, {MailClient::kWindowsLiveMail, "WLM"}};
+  for (const auto& [client, name] : kNames) {
     const SwitchedMachine machine;
     MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
     const LogCapture log;
@@ -168,7 +170,7 @@ TEST_CASE("a tree is made level by level, each open to everyone") {
       BuildUserDataTree(client, SwitchedMachine::kUser, userId);
       calls = folders.Calls();
     }
-    const std::string top = "Orvane Labs\\" + ToUtf8(client) + "\\";
+    const std::string top = std::string("Orvane Labs\\") + name + "\\";
     CHECK(userId == L"{ID}");
     CHECK_LINES(calls, {"make Orvane Labs 7", "make " + top.substr(0, top.size() - 1) + " 7", "make " + top + "Users 7",
                         "make " + top + "Users\\{ID} 7", "make " + top + "Users\\{ID}\\log 7"});
@@ -181,9 +183,9 @@ TEST_CASE("a tree is made level by level, each open to everyone") {
 TEST_CASE("a tree that is there is opened again with everything below each level") {
   const SwitchedMachine machine;
   MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
-  Build(L"OL");
+  Build(MailClient::kOutlook);
   WriteTestFile(std::wstring(SwitchedMachine::kData) + L"\\Orvane Labs\\OL\\Users\\{ID}\\log\\ol.log", "spam");
-  const Lines calls = Build(L"OL");
+  const Lines calls = Build(MailClient::kOutlook);
   CHECK_LINES(LinesWith(calls, "make"), {});
   // From each of the five levels down to the file.
   CHECK(LinesWith(calls, "ol.log").size() == 5);
@@ -193,8 +195,9 @@ TEST_CASE("a tree that is there is opened again with everything below each level
 
 TEST_CASE("without an identity the folder of all users is opened again, and the log lies below it") {
   const SwitchedMachine machine;
-  CHECK_LINES(Build(L"OE"), {"make Orvane Labs 7", "make Orvane Labs\\OE 7", "make Orvane Labs\\OE\\Users 7",
-                             "renew Orvane Labs\\OE\\Users", "make Orvane Labs\\OE\\Users\\log 7"});
+  CHECK_LINES(Build(MailClient::kOutlookExpress),
+              {"make Orvane Labs 7", "make Orvane Labs\\OE 7", "make Orvane Labs\\OE\\Users 7",
+               "renew Orvane Labs\\OE\\Users", "make Orvane Labs\\OE\\Users\\log 7"});
   CHECK_LINES(machine.Data(), {"data\\", "data\\Orvane Labs\\", "data\\Orvane Labs\\OE\\",
                                "data\\Orvane Labs\\OE\\Users\\", "data\\Orvane Labs\\OE\\Users\\log\\"});
 }
@@ -225,14 +228,14 @@ TEST_CASE("below a level that cannot be made the tree goes on from the root") {
     CAPTURE(failing.refused);
     const SwitchedMachine machine;
     MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
-    CHECK_LINES(Build(L"OL", {failing.refused}), (failing.calls));
+    CHECK_LINES(Build(MailClient::kOutlook, {failing.refused}), (failing.calls));
   }
 }
 
 TEST_CASE("where no level can be made, each is tried at the root") {
   const SwitchedMachine machine;
   MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
-  CHECK_LINES(Build(L"WLM", {1, 2, 3, 4, 5}),
+  CHECK_LINES(Build(MailClient::kWindowsLiveMail, {1, 2, 3, 4, 5}),
               {"make Orvane Labs 7", "make WLM 7", "make Users 7", "make {ID} 7", "make log 7"});
   CHECK_LINES(machine.Data(), {"data\\"});
 }
@@ -240,14 +243,14 @@ TEST_CASE("where no level can be made, each is tried at the root") {
 TEST_CASE("without an identity the root itself is never opened, though the level above could not be made") {
   const SwitchedMachine machine;
   WriteTestFile(std::wstring(SwitchedMachine::kData) + L"\\Other product\\settings.txt", "of others");
-  CHECK_LINES(Build(L"OL", {3}),
+  CHECK_LINES(Build(MailClient::kOutlook, {3}),
               {"make Orvane Labs 7", "make Orvane Labs\\OL 7", "make Orvane Labs\\OL\\Users 7", "make log 7"});
 }
 
 TEST_CASE("a root that is missing is not made: it would be open to everyone") {
   const SwitchedMachine machine;
   RemoveTree(SwitchedMachine::kData);
-  CHECK_LINES(Build(L"OL"), {"make Orvane Labs 7", "make OL 7", "make Users 7", "make log 7"});
+  CHECK_LINES(Build(MailClient::kOutlook), {"make Orvane Labs 7", "make OL 7", "make Users 7", "make log 7"});
   CHECK_FALSE(Exists(SwitchedMachine::kData));
 }
 
@@ -255,8 +258,8 @@ TEST_CASE("a file in a folder's place stays, and the tree goes on from the root"
   const SwitchedMachine machine;
   MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
   WriteTestFile(std::wstring(SwitchedMachine::kData) + L"\\Orvane Labs\\OL", "a file");
-  CHECK_LINES(Build(L"OL"), {"renew Orvane Labs", "renew Orvane Labs\\OL", "make Orvane Labs\\OL 7", "make Users 7",
-                             "make Users\\{ID} 7", "make Users\\{ID}\\log 7"});
+  CHECK_LINES(Build(MailClient::kOutlook), {"renew Orvane Labs", "renew Orvane Labs\\OL", "make Orvane Labs\\OL 7",
+                                            "make Users 7", "make Users\\{ID} 7", "make Users\\{ID}\\log 7"});
   CHECK_LINES(machine.Data(), {"data\\", "data\\Orvane Labs\\", "data\\Orvane Labs\\OL 6 bytes", "data\\Users\\",
                                "data\\Users\\{ID}\\", "data\\Users\\{ID}\\log\\"});
 }
@@ -278,7 +281,7 @@ TEST_CASE("a link in a folder's place is not followed: what it leads to is neith
         SwitchedMachine::kData + std::wstring(L"\\") + std::wstring(linked.place.begin(), linked.place.end());
     MakeFolder(link.substr(0, link.rfind(L'\\')));
     const OrCommonTests::FolderLink planted(link, target);
-    const Lines calls = Build(L"OL");
+    const Lines calls = Build(MailClient::kOutlook);
     CHECK_LINES(FileSnapshotOf(target), {"Users\\", "Users\\{ID}\\", "Users\\{ID}\\secret.txt 6 bytes"});
     CHECK_LINES(LinesWith(calls, "secret"), {});
     CHECK_LINES(LinesWith(calls, "renew " + linked.place), {});
@@ -293,13 +296,13 @@ TEST_CASE("a link in a folder's place is not followed: what it leads to is neith
 TEST_CASE("links deep in the tree are passed over when it is opened again") {
   const SwitchedMachine machine;
   MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
-  Build(L"OL");
+  Build(MailClient::kOutlook);
   const std::wstring target = L"C:\\VelaTest\\Switch\\precious";
   WriteTestFile(target + L"\\secret.txt", "secret");
   ::SetFileAttributesW((target + L"\\secret.txt").c_str(), FILE_ATTRIBUTE_READONLY);
   const OrCommonTests::FolderLink planted(
       std::wstring(SwitchedMachine::kData) + L"\\Orvane Labs\\OL\\Users\\{ID}\\log\\planted", target);
-  const Lines calls = Build(L"OL");
+  const Lines calls = Build(MailClient::kOutlook);
   CHECK(calls.size() == 5 + 4 + 3 + 2 + 1);
   CHECK_LINES(LinesWith(calls, "planted"), {});
   CHECK_LINES(FileSnapshotOf(target), {"secret.txt 6 bytes readonly"});
@@ -315,7 +318,7 @@ TEST_CASE("where the common data folder cannot be had, the Windows folder is the
       return S_OK;
     });
     MakeFolder(L"C:\\VelaTest\\Switch\\data\\windows");
-    calls = Build(L"OE");
+    calls = Build(MailClient::kOutlookExpress);
   }
   REQUIRE(calls.size() == 5);
   CHECK(calls.front() == "make windows\\Orvane Labs 7");
@@ -331,7 +334,7 @@ TEST_CASE("where neither folder can be had nothing is made, and the identity is 
     const ImportRedirection noFolder("SHGetSpecialFolderPathW", [](HWND, LPWSTR, int, BOOL) -> BOOL { return FALSE; });
     const FailCall noWindows("SHGetFolderPathW", Calls::From(1), ERROR_PATH_NOT_FOUND);
     const FolderCalls folders;
-    BuildUserDataTree(L"OE", SwitchedMachine::kUser, userId);
+    BuildUserDataTree(MailClient::kOutlookExpress, SwitchedMachine::kUser, userId);
     calls = folders.Calls();
   }
   CHECK_LINES(calls, {});

@@ -21,7 +21,7 @@ TEST_CASE("a Japanese folder name is not for the plug-ins") {
   const LogCapture log;
   CHECK(HasDoubleByteCharacters());
   CHECK_LINES(log.Lines(), {"LOG_INFO : --- Find DBCS Character by IsDBCSLeadByte() !! --- idx=3"});
-  CHECK(ChooseBaseFolder() == L"C:\\ProgramData\\Orvane Labs\\");
+  CHECK(ChooseBaseFolder(DestPath) == L"C:\\ProgramData\\Orvane Labs\\");
 }
 
 TEST_CASE("the index counts bytes up to the first of them") {
@@ -45,7 +45,7 @@ TEST_CASE("an accented letter is replaced by its plain one and does not count") 
   const CommandLineGiven given(L"", L"C:\\Caf\u00E9");
   const LogCapture log;
   CHECK_FALSE(HasDoubleByteCharacters());
-  CHECK(ChooseBaseFolder() == L"C:\\Caf\u00E9\\Orvane Labs\\");
+  CHECK(ChooseBaseFolder(DestPath) == L"C:\\Caf\u00E9\\Orvane Labs\\");
   CHECK_LINES(log.Lines(), {});
 }
 
@@ -53,7 +53,7 @@ TEST_CASE("a plain destination is used as it is") {
   REQUIRE(::GetACP() == 932);
   const CommandLineGiven given(L"", L"C:\\Orvane");
   CHECK_FALSE(HasDoubleByteCharacters());
-  CHECK(ChooseBaseFolder() == L"C:\\Orvane\\Orvane Labs\\");
+  CHECK(ChooseBaseFolder(DestPath) == L"C:\\Orvane\\Orvane Labs\\");
 }
 
 }  // namespace

@@ -35,16 +35,16 @@ TEST_CASE("a plain destination is used as it is") {
   SUBCASE("without a backslash at its end") {
     const CommandLineGiven given(L"", L"C:\\Program Files\\Orvane");
     CHECK_FALSE(HasDoubleByteCharacters());
-    CHECK(ChooseBaseFolder() == L"C:\\Program Files\\Orvane\\Orvane Labs\\");
+    CHECK(ChooseBaseFolder(DestPath) == L"C:\\Program Files\\Orvane\\Orvane Labs\\");
   }
   SUBCASE("with one") {
     const CommandLineGiven given(L"", L"C:\\Orvane\\");
-    CHECK(ChooseBaseFolder() == L"C:\\Orvane\\Orvane Labs\\");
+    CHECK(ChooseBaseFolder(DestPath) == L"C:\\Orvane\\Orvane Labs\\");
   }
   SUBCASE("empty") {
     const CommandLineGiven given(L"", L"");
     CHECK_FALSE(HasDoubleByteCharacters());
-    CHECK(ChooseBaseFolder() == L"Orvane Labs\\");
+    CHECK(ChooseBaseFolder(DestPath) == L"Orvane Labs\\");
   }
   SUBCASE("with the last character that is no high byte") {
     const CommandLineGiven given(L"", L"C:\\a~\x7F");
@@ -59,7 +59,7 @@ TEST_CASE("an accented letter counts as a double-byte character") {
   const LogCapture log;
   CHECK(HasDoubleByteCharacters());
   CHECK_LINES(log.Lines(), {HighByteAt(6)});
-  CHECK(ChooseBaseFolder() == L"C:\\ProgramData\\Orvane Labs\\");
+  CHECK(ChooseBaseFolder(DestPath) == L"C:\\ProgramData\\Orvane Labs\\");
 }
 
 TEST_CASE("a high byte that is no letter counts too") {
@@ -74,7 +74,7 @@ TEST_CASE("characters that the code page lacks become question marks and are not
   const LogCapture log;
   CHECK_FALSE(HasDoubleByteCharacters());
   CHECK_LINES(log.Lines(), {});
-  CHECK(ChooseBaseFolder() == L"C:\\\u65E5\u672C\\Orvane Labs\\");
+  CHECK(ChooseBaseFolder(DestPath) == L"C:\\\u65E5\u672C\\Orvane Labs\\");
 }
 
 TEST_CASE("only the destination is examined") {
@@ -197,7 +197,7 @@ TEST_CASE("without a common data folder it is the Windows folder") {
           flags = how;
           return fallback.Original<decltype(&::SHGetFolderPathW)>()(window, csidl, user, how, path);
         });
-    base = ChooseBaseFolder();
+    base = ChooseBaseFolder(DestPath);
   }
   CHECK(base == L"C:\\windows\\Orvane Labs\\");
   CHECK(folder == 0x24);
@@ -209,7 +209,7 @@ TEST_CASE("without either the base folder is relative") {
   const CommandLineGiven given(L"", L"C:\\\u00E9");
   const FailCall ask("SHGetSpecialFolderPathW", 1, ERROR_FILE_NOT_FOUND);
   const FailCall fallback("SHGetFolderPathW", 1, ERROR_FILE_NOT_FOUND);
-  CHECK(ChooseBaseFolder() == L"Orvane Labs\\");
+  CHECK(ChooseBaseFolder(DestPath) == L"Orvane Labs\\");
 }
 
 }  // namespace

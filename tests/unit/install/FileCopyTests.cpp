@@ -173,21 +173,18 @@ TEST_CASE("a source that cannot be opened fails the copy and touches nothing") {
   bool copied = true;
   DWORD error = 0;
   SUBCASE("missing") {
-    copied = CopyFileKeepingTimes(copy.folder.Path(L"source.txt"), copy.destination);
-    error = ::GetLastError();
+    copied = CopyFileKeepingTimes(copy.folder.Path(L"source.txt"), copy.destination, &error);
     CHECK(error == ERROR_FILE_NOT_FOUND);
   }
   SUBCASE("held by another") {
     const std::wstring source = copy.MakeSource("new", 2);
     const HeldFile held(source);
-    copied = CopyFileKeepingTimes(source, copy.destination);
-    error = ::GetLastError();
+    copied = CopyFileKeepingTimes(source, copy.destination, &error);
     CHECK(error == ERROR_SHARING_VIOLATION);
   }
   SUBCASE("a folder") {
     copy.folder.MakeFolder(L"folder");
-    copied = CopyFileKeepingTimes(copy.folder.Path(L"folder"), copy.destination);
-    error = ::GetLastError();
+    copied = CopyFileKeepingTimes(copy.folder.Path(L"folder"), copy.destination, &error);
     CHECK(error == ERROR_ACCESS_DENIED);
   }
   CHECK_FALSE(copied);
@@ -200,8 +197,9 @@ TEST_CASE("a destination in use fails the copy") {
   copy.folder.MakeFile(L"destination.txt", "kept", 1);
   {
     const HeldFile held(copy.destination);
-    CHECK_FALSE(CopyFileKeepingTimes(source, copy.destination));
-    CHECK(::GetLastError() == ERROR_SHARING_VIOLATION);
+    DWORD error = ERROR_SUCCESS;
+    CHECK_FALSE(CopyFileKeepingTimes(source, copy.destination, &error));
+    CHECK(error == ERROR_SHARING_VIOLATION);
   }
   CHECK(FileContent(copy.destination) == "kept");
   CHECK(SameTime(LastWriteOf(copy.destination), TimeOf(1)));
@@ -262,8 +260,9 @@ TEST_CASE("a write that fails, or writes less than was read, fails the copy") {
     const FailCall write("WriteFile", 2, ERROR_DISK_FULL);
     {
       const FileCallTrace trace;
-      copied = CopyFileKeepingTimes(source, copy.destination);
-      CHECK(::GetLastError() == ERROR_DISK_FULL);
+      DWORD error = ERROR_SUCCESS;
+      copied = CopyFileKeepingTimes(source, copy.destination, &error);
+      CHECK(error == ERROR_DISK_FULL);
       calls = trace.Calls();
       closed = trace.AllClosed();
     }
@@ -277,8 +276,9 @@ TEST_CASE("a write that fails, or writes less than was read, fails the copy") {
     {
       const FileCallTrace trace;
       ::SetLastError(ERROR_SUCCESS);
-      copied = CopyFileKeepingTimes(source, copy.destination);
-      CHECK(::GetLastError() == ERROR_DISK_FULL);  // what the log will tell; the write itself has succeeded
+      DWORD error = ERROR_SUCCESS;
+      copied = CopyFileKeepingTimes(source, copy.destination, &error);
+      CHECK(error == ERROR_DISK_FULL);  // what the log will tell; the write itself has succeeded
       calls = trace.Calls();
       closed = trace.AllClosed();
     }

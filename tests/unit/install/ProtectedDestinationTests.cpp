@@ -115,8 +115,7 @@ TEST_CASE("where the file is refused all the same it gets its attributes back, a
       ::SetLastError(ERROR_INVALID_PARAMETER);
       return done;
     });
-    copied = CopyFileKeepingTimes(files.source, files.destination);
-    error = ::GetLastError();
+    copied = CopyFileKeepingTimes(files.source, files.destination, &error);
     attributes = windows.Attributes();
     CHECK(second.Failed() == 1);
   }
@@ -140,8 +139,7 @@ void CheckLeftAlone(DWORD attributes, bool attributesCanBeSet = true) {
     const FailCall create("CreateFileW", Calls::Only(3), ERROR_ACCESS_DENIED);
     const FailCall set("SetFileAttributesW", attributesCanBeSet ? Calls::None() : Calls::From(1), ERROR_WRITE_PROTECT);
     const FileCallTrace trace;
-    copied = CopyFileKeepingTimes(files.source, files.destination);
-    error = ::GetLastError();
+    copied = CopyFileKeepingTimes(files.source, files.destination, &error);
     left = windows.Attributes();
     calls = LinesWith(trace.Calls(), "SetFileAttributesW");
   }
@@ -174,8 +172,7 @@ TEST_CASE("another error than access denied is no matter of attributes") {
     const WindowsFiles windows(files.destination, FILE_ATTRIBUTE_READONLY);
     const FailCall create("CreateFileW", 3, ERROR_SHARING_VIOLATION);
     const FileCallTrace trace;
-    CHECK_FALSE(CopyFileKeepingTimes(files.source, files.destination));
-    error = ::GetLastError();
+    CHECK_FALSE(CopyFileKeepingTimes(files.source, files.destination, &error));
     calls = trace.Calls();
   }
   CHECK(error == ERROR_SHARING_VIOLATION);

@@ -8,6 +8,7 @@
 using TestSupport::Lines;
 using TestSupport::LogCapture;
 using TestSupport::ToUtf8;
+using VELAUtility::RegisterComModule;
 
 namespace {
 
@@ -125,12 +126,7 @@ TEST_CASE("a longer command line is logged and refused, and nothing is started")
       const std::wstring path = PathForCommandLineOf(direction, length);
       RegistrationChild child;
       const LogCapture log;
-      ::SetLastError(ERROR_SUCCESS);
-      const bool started = direction.run(path);
-      const DWORD error = ::GetLastError();
-
-      CHECK_FALSE(started);
-      CHECK(error == ERROR_FILENAME_EXCED_RANGE);
+      CHECK_FALSE(direction.run(path));
       CHECK(child.Starts().empty());
       CHECK(child.WaitMilliseconds().empty());
       CHECK_LINES(log.Lines(), {CommandLineEntry(direction, direction.command + L"\"" + path + L"\"")});
@@ -166,17 +162,25 @@ TEST_CASE("a child that is not done in time, or cannot be waited for, is told an
   }
 }
 
-TEST_CASE("a start that fails is not waited for and leaves the error of CreateProcessW") {
+TEST_CASE("a registration that is not started says why") {
+  RegistrationChild child;
+  child.FailStart(2, ERROR_BAD_EXE_FORMAT);
+  DWORD error = ERROR_INVALID_DATA;
+  CHECK(RegisterComModule(L"C:\\a.dll", error));
+  CHECK(error == ERROR_INVALID_DATA);  // not touched
+  CHECK_FALSE(RegisterComModule(L"C:\\a.dll", error));
+  CHECK(error == ERROR_BAD_EXE_FORMAT);
+  CHECK_FALSE(RegisterComModule(std::wstring(300, L'x'), error));
+  CHECK(error == ERROR_FILENAME_EXCED_RANGE);
+}
+
+TEST_CASE("a start that fails is not waited for") {
   for (const Direction& direction : kDirections) {
     CAPTURE(direction.name);
     RegistrationChild child;
     child.FailStart(1, ERROR_BAD_EXE_FORMAT);
     const LogCapture log;
-    const bool started = direction.run(L"C:\\a.dll");
-    const DWORD error = ::GetLastError();
-
-    CHECK_FALSE(started);
-    CHECK(error == ERROR_BAD_EXE_FORMAT);
+    CHECK_FALSE(direction.run(L"C:\\a.dll"));
     CHECK(child.WaitMilliseconds().empty());
     CHECK_LINES(log.Lines(),
                 {CommandLineEntry(direction, direction.command + L"\"C:\\a.dll\""), ResultEntry(direction, 0)});

@@ -14,6 +14,7 @@ using TestSupport::FailCall;
 using TestSupport::ImportRedirection;
 using TestSupport::Lines;
 using TestSupport::LogCapture;
+using VELAUtility::LoadBehavior;
 
 namespace {
 
@@ -45,6 +46,14 @@ Lines Without(const std::string& value, const Lines& contents) {
     }
   }
   return rest;
+}
+
+// As a registration does.
+void WriteMachineKey() {
+  if (VELAUtility::EnsureOutlookAddinKeyForMachine()) {
+    CHECK(VELAUtility::WriteOutlookLoadBehaviorForMachine(LoadBehavior::kLoadAtStartUp));
+    VELAUtility::WriteOutlookAddinValuesForMachine();
+  }
 }
 
 TEST_CASE("registering starts Redemption.dll, then VELA_OLA.dll, with or without a backslash behind the folder") {
@@ -140,7 +149,7 @@ TEST_CASE("the values are written in order, each through a key that is opened an
                             writes.push_back({TestSupport::ToUtf8(name), type, size});
                             return set.Original<decltype(&::RegSetValueExW)>()(key, name, 0, type, data, size);
                           }};
-    VELAUtility::WriteOutlookAddinKeyForMachine(true, L"");
+    WriteMachineKey();
   }
   CHECK(writes == std::vector<Write>{{"LoadBehavior", REG_DWORD, 4},
                                      {"CommandLineSafe", REG_DWORD, 4},
@@ -168,7 +177,7 @@ TEST_CASE("the add-in key is made as a lasting key, asking for no more than to w
         return create.Original<decltype(&::RegCreateKeyExW)>()(root, path, reserved, type, options, rights, security,
                                                                key, disposition);
       }};
-  VELAUtility::WriteOutlookAddinKeyForMachine(true, L"");
+  WriteMachineKey();
   CHECK(creates == 1);
 }
 
@@ -202,18 +211,19 @@ constexpr ValueFailure kValueFailures[] = {
 
 TEST_CASE("a value that cannot be written is told, and the others are written") {
   for (const ValueFailure& failure : kValueFailures) {
-    for (const char* const call : {"RegOpenKeyW", "RegSetValueExW"}) {
+    for (const auto& [call, before] : {std::pair{"RegOpenKeyW", 1U}, std::pair{"RegSetValueExW", 0U}}) {
       CAPTURE(failure.value);
       CAPTURE(call);
       const CleanMachine machine;
+      RegistrationChild child;  // Outlook's folder is looked for first: one key is opened before
       const LogCapture log;
       const OpenKeysWatch keys;
       {
-        const FailCall write{call, failure.write, ERROR_ACCESS_DENIED};
-        VELAUtility::WriteOutlookAddinKeyForMachine(true, L"Failed to WriteRegIntValue of LoadBehavior !!");
+        const FailCall write{call, before + failure.write, ERROR_ACCESS_DENIED};
+        CHECK(VELAUtility::RegisterOutlookAddin(L"C:\\VELA_OL", true));
         CHECK(write.Failed() == 1);
       }
-      CHECK_LINES(log.Lines(), {failure.line});
+      CHECK_LINES(TestSupport::LinesWith(log.Lines(), "ERROR"), {failure.line});
       CHECK_LINES(machine.addin.Contents(), (Without(failure.value, AddinContents(3))));
       CHECK(keys.StillOpen() == 0);
     }
@@ -234,9 +244,9 @@ TEST_CASE("the failure texts reach the log of a registration, which succeeds") {
 
 TEST_CASE("switching the machine's add-in off changes its load behaviour and nothing else") {
   const CleanMachine machine;
-  VELAUtility::WriteOutlookAddinKeyForMachine(true, L"");
+  WriteMachineKey();
   const LogCapture log;
-  CHECK(VELAUtility::SwitchOffOutlookAddinForMachine());
+  CHECK(VELAUtility::WriteOutlookLoadBehaviorForMachine(LoadBehavior::kDoNotLoad));
   CHECK_LINES(machine.addin.Contents(), (AddinContents(2)));
   CHECK(log.Lines().empty());
 }
@@ -244,18 +254,18 @@ TEST_CASE("switching the machine's add-in off changes its load behaviour and not
 TEST_CASE("an add-in that was never registered cannot be switched off, and is not made for that") {
   const CleanMachine machine;
   const LogCapture log;
-  CHECK_FALSE(VELAUtility::SwitchOffOutlookAddinForMachine());
+  CHECK_FALSE(VELAUtility::WriteOutlookLoadBehaviorForMachine(LoadBehavior::kDoNotLoad));
   CHECK(machine.outlook.Contents().empty());
   CHECK(log.Lines().empty());
 }
 
 TEST_CASE("a key that refuses the load behaviour is no switched-off add-in") {
   const CleanMachine machine;
-  VELAUtility::WriteOutlookAddinKeyForMachine(true, L"");
+  WriteMachineKey();
   const OpenKeysWatch keys;
   {
     const FailCall write{"RegSetValueExW", 1, ERROR_ACCESS_DENIED};
-    CHECK_FALSE(VELAUtility::SwitchOffOutlookAddinForMachine());
+    CHECK_FALSE(VELAUtility::WriteOutlookLoadBehaviorForMachine(LoadBehavior::kDoNotLoad));
   }
   CHECK_LINES(machine.addin.Contents(), (AddinContents(3)));
   CHECK(keys.StillOpen() == 0);

@@ -10,6 +10,7 @@ using TestSupport::FailCall;
 using TestSupport::ImportRedirection;
 using TestSupport::Lines;
 using TestSupport::LogCapture;
+using VELAUtility::LoadBehavior;
 
 namespace {
 
@@ -52,15 +53,15 @@ void CheckOthersAreComplete(const UserHivesWorld& world, const std::wstring& ski
 }
 
 TEST_CASE("every loaded hive gets the key, those of no person included") {
-  for (const bool enable : {true, false}) {
+  for (const LoadBehavior loadBehavior : {LoadBehavior::kLoadAtStartUp, LoadBehavior::kDoNotLoad}) {
     const UserHivesWorld world;
     REQUIRE(world.Names().size() >= 4);
     const LogCapture log;
     const OpenKeysWatch keys;
-    CHECK(VELAUtility::WriteOutlookAddinKeyForAllUsers(enable));
+    CHECK(VELAUtility::WriteOutlookAddinKeyForAllUsers(loadBehavior));
 
     for (const std::wstring& hive : world.Names()) {
-      CHECK_LINES(ContentsOf(hive), (HiveContents(hive, 4, enable ? 3 : 2)));
+      CHECK_LINES(ContentsOf(hive), (HiveContents(hive, 4, loadBehavior == LoadBehavior::kLoadAtStartUp ? 3 : 2)));
     }
     CHECK(log.Lines().empty());
     CHECK(keys.StillOpen() == 0);
@@ -87,7 +88,7 @@ TEST_CASE("HKEY_USERS is opened for everything, and a name of up to 259 characte
                            return read.Original<decltype(&::RegEnumKeyExW)>()(key, index, name, length, reserved, type,
                                                                               typeLength, time);
                          }};
-  VELAUtility::WriteOutlookAddinKeyForAllUsers(true);
+  VELAUtility::WriteOutlookAddinKeyForAllUsers(LoadBehavior::kLoadAtStartUp);
   CHECK(opens == 1);
   CHECK(reads == world.Names().size());
 }
@@ -101,7 +102,7 @@ TEST_CASE("where HKEY_USERS cannot be opened or counted no hive is written") {
     bool written = true;
     {
       const FailCall failure{call, 1, ERROR_ACCESS_DENIED};
-      written = VELAUtility::WriteOutlookAddinKeyForAllUsers(true);
+      written = VELAUtility::WriteOutlookAddinKeyForAllUsers(LoadBehavior::kLoadAtStartUp);
     }
     CHECK_FALSE(written);
     for (const std::wstring& hive : world.Names()) {
@@ -118,7 +119,7 @@ TEST_CASE("a hive whose name cannot be read is passed over") {
     const UserHivesWorld world;
     {
       const FailCall failure{"RegEnumKeyExW", place + 1, ERROR_MORE_DATA};
-      CHECK(VELAUtility::WriteOutlookAddinKeyForAllUsers(true));
+      CHECK(VELAUtility::WriteOutlookAddinKeyForAllUsers(LoadBehavior::kLoadAtStartUp));
     }
     CHECK(ContentsOf(world.Names()[place]).empty());
     CheckOthersAreComplete(world, world.Names()[place]);
@@ -130,7 +131,7 @@ TEST_CASE("a hive in which the key cannot be made is left, in silence") {
   const LogCapture log;
   {
     const FailCall failure{"RegCreateKeyExW", 2, ERROR_ACCESS_DENIED};
-    CHECK(VELAUtility::WriteOutlookAddinKeyForAllUsers(true));
+    CHECK(VELAUtility::WriteOutlookAddinKeyForAllUsers(LoadBehavior::kLoadAtStartUp));
   }
   CHECK(ContentsOf(world.Names()[1]).empty());
   CheckOthersAreComplete(world, world.Names()[1]);
@@ -148,7 +149,7 @@ TEST_CASE("a hive that refuses a value gets none of the later ones, in silence")
       {
         // The first hive is complete, and the second one refuses.
         const FailCall failure{call, 4 + value + 1, ERROR_ACCESS_DENIED};
-        CHECK(VELAUtility::WriteOutlookAddinKeyForAllUsers(true));
+        CHECK(VELAUtility::WriteOutlookAddinKeyForAllUsers(LoadBehavior::kLoadAtStartUp));
         CHECK(failure.Failed() == 1);
       }
       CHECK_LINES(ContentsOf(world.Names()[1]), (HiveContents(world.Names()[1], value, 3)));

@@ -20,12 +20,15 @@ TEST_CASE("the clients, in the order in which they are always taken") {
   }
 }
 
-TEST_CASE("their folders and start-up values") {
-  CHECK(std::wstring(FactsOf(MailClient::kOutlook).folder) == L"VELA\\VELA_OL");
-  CHECK(std::wstring(FactsOf(MailClient::kOutlookExpress).folder) == L"VELA\\VELA_OE");
-  CHECK(std::wstring(FactsOf(MailClient::kWindowsLiveMail).folder) == L"VELA\\VELA_WLM");
-  CHECK(std::wstring(g_szOE_OEM) == L"OE");
-  CHECK(std::wstring(g_szWLM_OEM) == L"WLM");
+TEST_CASE("their names") {
+  CHECK(FolderNameOf(MailClient::kOutlook) == L"VELA_OL");
+  CHECK(FolderNameOf(MailClient::kWindowsLiveMail) == L"VELA_WLM");
+  CHECK(MonitorNameOf(MailClient::kOutlookExpress) == L"VELA_OEMon.exe");
+  CHECK(UpdateEventOf(MailClient::kOutlook) == L"Global\\VELA_UPDATE_EVENT_OL");
+  CHECK(DelayFlagOf(MailClient::kWindowsLiveMail) == L"WLM_DELAY_INST");
+  CHECK_FALSE(HasMonitor(MailClient::kOutlook));
+  CHECK(std::wstring(FactsOf(MailClient::kOutlookExpress).runValue) == L"OE");
+  CHECK(std::wstring(FactsOf(MailClient::kWindowsLiveMail).runValue) == L"WLM");
 }
 
 TEST_CASE("a table that misses a client, or names one twice, does not pass the compiler") {
@@ -44,6 +47,7 @@ TEST_CASE("a table that misses a client, or names one twice, does not pass the c
 
   CHECK(StandInOrder(kInOrder));
   CHECK_FALSE(StandInOrder(kOther));
+  CHECK(&RowOf(MailClient::kOutlook, kOther) == &kOther[1]);
   CHECK(HasEveryClient(kInOrder));
   CHECK(HasEveryClient(kOther));
   CHECK_FALSE(HasEveryClient(kTwice));
