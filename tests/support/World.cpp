@@ -7,6 +7,7 @@
 #include "tests/fixtures/ModuleClasses.h"
 #include "tests/support/FileAccess.h"
 #include "tests/support/LogFile.h"
+#include "tests/support/Clients.h"
 #include "tests/support/TestFiles.h"
 #include "tests/support/TestPaths.h"
 #include "tests/support/WorldReports.h"
@@ -24,9 +25,6 @@ constexpr wchar_t kRegistrationNotes[] = L"C:\\VelaTest\\bin\\regsvr32.log";
 constexpr wchar_t kProgramData[] = L"C:\\ProgramData\\Orvane Labs";
 constexpr wchar_t kEndOfClients[] = L"Global\\VelaTestEndOfClients";
 constexpr wchar_t kTestUsers[] = L"S-1-5-21-1-2-3-";
-
-const wchar_t* const kProcesses[] = {L"VELAutil.exe", L"regsvr32.exe", L"VELA_OEMon.exe", L"VELA_WLMMon.exe",
-                                     L"OUTLOOK.EXE",  L"msimn.exe",    L"winmail.exe",    L"wlmail.exe"};
 
 KeyPlace VersionKey() {
   return {HKEY_CURRENT_USER, kVersionKey, KEY_WOW64_64KEY};
@@ -78,8 +76,12 @@ World::~World() {
 
 void World::CleanUp() {
   processes_.clear();
-  for (const wchar_t* const name : kProcesses) {
-    EndProcesses(name);
+  EndProcesses(L"VELAutil.exe");
+  EndProcesses(L"regsvr32.exe");
+  for (const Client& client : Clients()) {
+    EndProcesses(client.MonitorName().c_str());
+    EndProcesses(client.process);
+    EndProcesses(client.processOnWindows60);
   }
   for (const HANDLE handle : handles_) {
     ::CloseHandle(handle);
@@ -107,8 +109,9 @@ void World::CleanUp() {
     RemoveKey(MachineKey64(std::wstring(L"Software\\Classes\\") + row.programId));
   }
   for (const KeyPlace& place : InBothViews(kRunKey)) {
-    RemoveValue(place, L"OE");
-    RemoveValue(place, L"WLM");
+    for (const Client& client : Clients()) {
+      RemoveValue(place, client.shortName);
+    }
   }
   for (const std::wstring& sid : SubkeyNames(UsersKey(L""))) {
     if (IsTestUser(sid)) {
