@@ -18,8 +18,7 @@
 
 namespace RunLog {
 
-// A text of the log that stands in a table, or is handed to the function that writes it. The type tells it from other
-// strings: the list of all messages (docs/messages.md) is read from the sources.
+// A text of the log in a table. The type marks it for docs/messages.md, which is generated from the sources.
 using Text = const wchar_t*;
 
 // One entry while it is being written. Lives for one statement.

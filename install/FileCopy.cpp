@@ -71,7 +71,7 @@ Contents CopyContents(HANDLE source, HANDLE destination, DWORD& error) {
   for (bool first = true;; first = false) {
     DWORD read = 0;
     if (!::ReadFile(source, g_block, kBlockSize, &read, nullptr)) {
-      // Behind the first block a read error is deliberately not told apart from the end of the file.
+      // After the first block a read error deliberately counts as the end of the file.
       return first ? Contents::kUnknown : Contents::kCopied;
     }
     if (read == 0) {

@@ -13,10 +13,10 @@ namespace VELAUtility {
 // `moveAtRestart` 0: a file is copied now and, where that fails, replaced at the restart; any other value: every file
 // is replaced at the restart.
 //
-// 0 where every folder was made and every file copied or scheduled; also where a path is empty, where the source cannot
-// be listed, and where a file could be neither copied nor scheduled (which ends its folder, no more). Otherwise the
-// Windows error code of the missing destination or of the folder that could not be made. What is done and what fails is
-// logged, but for a source that cannot be listed.
+// 0 if every folder was made and every file copied or scheduled. 0 also if a path is empty, if the source cannot be
+// listed, and if a file could be neither copied nor scheduled (which ends its folder only). Otherwise the Windows error
+// code of the missing destination or of the folder that could not be made. Everything is logged except a source that
+// cannot be listed.
 DWORD CopyFolderTree(const std::wstring& source, const std::wstring& destination, int* rebootNeeded, int moveAtRestart);
 
 // Copies one file with its times and attributes. A destination whose last-write time equals the source's is up to date

@@ -73,7 +73,7 @@ int Install() {
     return kSwitchNotStored;
   }
   if (!IsOutlookSupported()) {
-    RunLog::Info() << L"MS Office Outlook is not installed !";  // told, and Outlook's plug-in is installed all the same
+    RunLog::Info() << L"MS Office Outlook is not installed !";  // and its plug-in is installed all the same
   }
   for (const MailClientFacts& facts : kMailClients) {
     RegisterClient(facts.client, ProductFolders::ClientFolder(baseFolder, facts.client), enabled != 0);

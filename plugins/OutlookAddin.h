@@ -25,7 +25,7 @@ constexpr LoadBehavior LoadBehaviorOf(bool enable) noexcept {
 // a module could not be registered, which ends it there; a failed registry write is only logged.
 bool RegisterOutlookAddin(const std::wstring& clientFolder, bool enable);
 
-// The machine's add-in key, in the three steps of who writes it; "LoadBehavior" comes first of the values.
+// The machine's add-in key is written in these three steps, in this order.
 // Makes the key where it is missing. A failure is logged, and no value is to be written then.
 bool EnsureOutlookAddinKeyForMachine();
 // False where there is no key or it refuses. Not logged: the callers' texts differ.

@@ -14,9 +14,8 @@ bool UnregisterOutlookAddin(const std::wstring& clientFolder);
 bool DeleteOutlookAddinKeyForAllUsers(const std::wstring& addinKey, const std::wstring& parentKey,
                                       const std::wstring& name);
 
-// Deletes every user's "Extend.dat", in which Outlook remembers its extensions, so that it is built anew. Not behind a
-// link in a user's profile, nor in a profile that is a link itself: the user may have made it, also of the folder of
-// the profile, and it may lead to any file.
+// Deletes every user's "Extend.dat", in which Outlook caches its extensions; Outlook makes it anew. Skips a file whose
+// path has a reparse point from the profile folder on: the user may have made it, and it may lead to any file.
 void DeleteOutlookExtendDat();
 
 }  // namespace VELAUtility

@@ -1,4 +1,4 @@
-// The mail clients that the product plugs into. What a client is stands here, once; the tables of the steps hold only
+// The mail clients that the product plugs into. This table says what a client is; the tables of the steps hold only
 // their texts and their order.
 #pragma once
 

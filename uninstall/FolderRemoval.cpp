@@ -22,12 +22,11 @@ struct ProductData {
   AccessControl::FolderCloser closer{commonData.empty() ? std::wstring() : File::FullPath(folder)};
 };
 
-// Why `folder` must not be deleted; ERROR_SUCCESS where it may be.
+// Why `folder` must not be deleted; ERROR_SUCCESS if it may be.
 //
-// A folder in the data of all users must not when its way leads through a link in the place of the product's folder
-// there: any user may make that folder where it is missing, and what lies behind a link is not the product's. Where the
-// system cannot name the data of all users, the product's folder there is a path below the current folder, and what
-// lies there is anybody's.
+// Refuse a folder below %ProgramData%\Orvane Labs if that is a reparse point: any user can create it, and its target is
+// not the product's. Refuse it also if the system cannot name %ProgramData%: the path is then relative to the current
+// folder, where the files are anybody's.
 DWORD RefusalOf(const std::wstring& folder, const ProductData& data) {
   if (data.commonData.empty()) {
     return folder.compare(0, data.folder.size(), data.folder) == 0 ? ERROR_PATH_NOT_FOUND : ERROR_SUCCESS;
@@ -37,9 +36,9 @@ DWORD RefusalOf(const std::wstring& folder, const ProductData& data) {
   return isBehindLink ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
 }
 
-// Removes the emptied folder, or has it removed at the next restart. The way to one that is not there is not closed:
-// its name is the product's own, so a deletion that goes elsewhere finds nothing of this name there that is worth
-// anything, and other products need their folder as it is.
+// Removes the emptied folder, or schedules that for the next restart. Before that the folders above it are closed, but
+// not for a folder that is missing: its name is the product's own, so a deletion that is diverted finds nothing of
+// value under that name, and other products need the folders above as they are.
 void RemoveFolder(const std::wstring& folder, ProductData& data) {
   const std::wstring full = File::FullPath(folder);
   const std::wstring path = File::SystemPath(full);

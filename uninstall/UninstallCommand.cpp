@@ -55,7 +55,7 @@ void DeleteProductFolder(const std::wstring& folder) {
   if (DeleteFolderFiles(folder, restartNeeded, nullptr)) {
     RunLog::Info() << L"VELAUtility::DeleteFolderFiles(), Success to delete folder: " << folder;
   } else {
-    // The number is always 0; the code stands in the line before.
+    // The number is always 0; the code is in the line before.
     RunLog::Error() << L"VELAUtility::DeleteFolderFiles(), Failed to delete folder: " << folder << L" dwRtnValue:" << 0;
   }
 }

@@ -15,7 +15,7 @@ namespace Frwk::Storage {
 // own programs. Another program creates the entries; this one only reads and writes values of those that exist.
 class CoreAgentRegistry : private boost::noncopyable {
  public:
-  // `number` is carried along for whoever looks at the object; nothing here depends on it.
+  // `number` belongs to the contract of the common library. Nothing here depends on it.
   explicit CoreAgentRegistry(DWORD number) noexcept;
   virtual ~CoreAgentRegistry();
 

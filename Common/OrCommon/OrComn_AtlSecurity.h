@@ -1,5 +1,5 @@
-// CSid, CDacl and CSecurityDesc: the platform's own where its toolchain has them, else a stand-in with the same members
-// over the same Win32 calls. Only what is used here.
+// CSid, CDacl and CSecurityDesc: ATL's own where the toolchain has them. Elsewhere these replacements, with the members
+// that are used here, over the same Win32 calls.
 #pragma once
 
 #include <windows.h>

@@ -1,7 +1,7 @@
 // The developers' trace, written through a library of its own that is bound at run time.
 //
-// The program loads no such library by itself: every trace is then dropped and reports success. A diagnostic build, or
-// a test, opens one with DebugLog::Open.
+// Contract of the common library: no command opens a trace, and each call of Trace then succeeds without effect. A
+// diagnostic build, or a test, opens one by DebugLog::Open.
 #pragma once
 
 #include <windows.h>

@@ -1,7 +1,7 @@
 // The root of the common library's exceptions.
 //
-// They are thrown as pointers to objects on the heap, never by value. Who catches one owns it and deletes it through
-// the virtual destructor once its code is read. They never leave the common library's callers.
+// They are thrown as pointers to objects on the heap, never by value. The catching function owns the object and deletes
+// it. None passes beyond a direct caller of the common library.
 #pragma once
 
 #include <windows.h>

@@ -1,16 +1,17 @@
-// Deleting a file by a path that leads through folders of an ordinary user.
+// Deleting a file whose path leads through an ordinary user's folders.
 #pragma once
 
 #include <string>
 
 namespace OrCommon::Storage::File {
 
-// Deletes the file `file` (a path below `root`) where no link lies on its way from `root` on, nor in its own place:
-// whoever may write to a folder there could have it lead to any file of the machine. A way that ends in the file
-// `alias` below `root` is let pass, too; that is for a junction of the system's own. True where the file was deleted.
+// Deletes the file `file` (a path below `root`) unless a component of that path is a reparse point: its owner could
+// make it lead to any file of the machine. The path may lead to `alias` (a path below `root`) instead, through a
+// junction that the system itself made. True if the file was deleted.
 //
-// Windows Vista and later look and delete by one handle, so that nothing can be exchanged in between. Before, the way
-// is asked first, part by part; no alias is known there, because such a system has no junctions of its own.
+// On Windows Vista and later one handle serves the check and the deletion, so nothing can be exchanged in between.
+// Older systems have no such functions: each component is checked first, and no alias is allowed, because they have no
+// junctions of their own.
 bool DeleteFileBelow(const std::wstring& root, const std::wstring& file, const std::wstring& alias);
 
 }  // namespace OrCommon::Storage::File

@@ -1,4 +1,4 @@
-// Closing folders in which every user may write.
+// Taking folders away from ordinary users.
 #pragma once
 
 #include <string>
@@ -8,25 +8,26 @@
 
 namespace OrCommon::AccessControl {
 
-// Gives folders to the administrators, with an access list of the local system and the administrators alone, so that no
-// ordinary user can make one of them a link afterwards. What lies in them keeps its lists; what is made there later
-// inherits theirs. A folder is closed once where the paths come in the order of a walk: only the way of the last one is
-// kept, because how many folders there are is up to whoever may write there.
+// Closes folders: makes the administrators their owner and allows only them and the local system. No ordinary user can
+// then replace one of them by a reparse point. Existing entries keep their access lists; new ones inherit the folder's.
+//
+// Only the last path is remembered, because any user decides how many folders there are. Paths in the order of a walk
+// close each folder once.
 class FolderCloser : private boost::noncopyable {
  public:
-  // `root`: the full path of the uppermost folder that is closed; empty: none is.
+  // `root`: the full path of the topmost folder to close. Empty: close none.
   explicit FolderCloser(std::wstring root) : root_(std::move(root)) {}
 
-  // Closes every folder on the way from the root down to the full path `path`, and the folder `path` itself; not a file
-  // or a link in its place. True where all of them are closed, and where `path` does not lie below the root.
+  // Closes every folder from the root down to the full path `path`, and `path` itself if it is a folder and no reparse
+  // point. True if all of them are closed, and if `path` is not below the root.
   bool Close(const std::wstring& path);
 
  private:
   bool CloseNext(const std::wstring& folder);
 
   const std::wstring root_;
-  std::wstring way_;          // the folder that was tried last; those above it are closed
-  bool isWayClosed_ = false;  // that folder, too
+  std::wstring way_;          // the last folder that was tried; its parents are closed
+  bool isWayClosed_ = false;  // the folder itself is, too
 };
 
 }  // namespace OrCommon::AccessControl

@@ -1,7 +1,7 @@
 // Listing folders: the entries of one, or everything below it.
 //
-// A listing tells of a link, it does not follow it. Whether a link is entered is up to who lists: a walk enters only
-// what its caller enters, and deletion and stamping never enter one.
+// A listing names a reparse point and does not follow it. The caller decides what is entered: deletion and access lists
+// never enter a reparse point, the copy of an installation source does.
 #pragma once
 
 #include <windows.h>
@@ -21,11 +21,10 @@ class FolderEntries {
   // `pattern`: the folder's path, a separator and a pattern that matches every name. `entry` receives the first entry.
   FolderEntries(const std::wstring& pattern, WIN32_FIND_DATAW& entry);
 
-  // ERROR_SUCCESS, or the code of why the folder cannot be listed: there are no entries then.
+  // ERROR_SUCCESS, or why the folder could not be listed; it then has no entries.
   DWORD Error() const noexcept { return error_; }
 
-  // Puts the next entry (at the first call: the first) into `entry`, the one given at the start. False where there is
-  // no more.
+  // Puts the next entry into `entry`, the same object as given to the constructor. False after the last one.
   bool Next(WIN32_FIND_DATAW& entry);
 
  private:
@@ -34,31 +33,30 @@ class FolderEntries {
   DWORD error_ = ERROR_SUCCESS;
 };
 
-// A walk over everything below a folder. It keeps its places in a list and not on the stack: how deep the
-// folders lie in one another is up to whoever may write there.
+// A walk over everything below a folder. It does not recurse: any user decides how deep the folders are nested.
 //
 //   FolderWalk walk(folder, L"*");
 //   for (walk.Enter(); walk.Next();) { ... walk.Path() ... walk.Enter() ... }
 class FolderWalk : private boost::noncopyable {
  public:
-  // Stands at `folder` (see FullPath) and has not entered it. `pattern` must match every name.
+  // Starts at `folder` (see FullPath), not yet entered. `pattern` must match every name.
   FolderWalk(const std::wstring& folder, const wchar_t* pattern) : path_(folder), pattern_(pattern) {}
 
-  // Lists the folder at which the walk stands. False where that fails.
+  // Lists the current folder. False if that fails.
   bool Enter();
 
-  // Goes on to the next entry of the folder entered last, or, after its last one, back to that folder (IsLeaving) and
-  // out of it. False where that folder is the first.
+  // Goes to the next entry of the folder that was entered last. After the last entry it returns to that folder
+  // (IsLeaving) and leaves it. False when the starting folder is left.
   bool Next();
 
   // The plain path of the entry, without a separator at its end.
   const std::wstring& Path() const noexcept { return path_; }
   bool IsLeaving() const noexcept { return isLeaving_; }
-  // As listed; of an entry at which the walk has just arrived.
+  // As listed. Only valid when the walk has just arrived at an entry.
   DWORD Attributes() const noexcept { return entry_.dwFileAttributes; }
 
-  // False once a folder could not be listed. The code is that of the last one, or ERROR_SUCCESS where a folder that was
-  // left after it had been listed whole.
+  // False once a folder could not be listed. Error() is the code of the last such folder, or ERROR_SUCCESS if a folder
+  // that was left later had been listed whole.
   bool Succeeded() const noexcept { return succeeded_; }
   DWORD Error() const noexcept { return error_; }
 

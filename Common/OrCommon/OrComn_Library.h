@@ -1,4 +1,4 @@
-// Functions that not every supported Windows has, bound by name at each use.
+// Functions that not every supported Windows has. They are bound by name each time they are used.
 #pragma once
 
 #include <windows.h>
@@ -12,8 +12,7 @@
 
 namespace OrCommon::Library {
 
-// A pointer of type Function from the untyped one of GetProcAddress. The caller says the function's true type; nothing
-// can check it.
+// Casts the untyped pointer of GetProcAddress to the type Function. Nothing can check that type.
 template <class Function>
 Function FunctionCast(FARPROC address) noexcept {
   Function function = nullptr;
@@ -22,9 +21,9 @@ Function FunctionCast(FARPROC address) noexcept {
   return function;
 }
 
-// What to hand to LoadLibraryW for the system's library `name`. Windows of an age without SetDefaultDllDirectories
-// looks into the program's own folder before the system's: there it is the full path; "?", which no file is called,
-// where the system folder cannot be named.
+// The argument of LoadLibraryW for the system's library `name`. A Windows without SetDefaultDllDirectories searches the
+// program's own folder before the system's: there this is the full path. If the system folder cannot be determined it
+// is "?", which is no file's name.
 class SystemLibrary {
  public:
   explicit SystemLibrary(const wchar_t* name) noexcept;
@@ -41,8 +40,8 @@ class EntryPoint : private boost::noncopyable {
   // Loads `library` and looks `name` up in it.
   EntryPoint(const wchar_t* library, const wchar_t* name);
 
-  // Null where it could not be bound; Error() tells why: the code of loading the library or of looking the name up,
-  // ERROR_BAD_ARGUMENTS where there is no name or it cannot be converted.
+  // Null if it could not be bound. Error() is then the code of loading the library or of looking up the name, or
+  // ERROR_BAD_ARGUMENTS if the name is missing or cannot be converted.
   template <class Function>
   Function As() const noexcept {
     return FunctionCast<Function>(address_);

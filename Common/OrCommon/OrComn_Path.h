@@ -1,4 +1,4 @@
-// Paths of files and folders as texts. The disk is never asked.
+// Paths of files and folders. Strings only: nothing here accesses the disk.
 #pragma once
 
 #include <string>
@@ -6,29 +6,29 @@
 
 namespace OrCommon::Storage::File {
 
-// "." and "..", which every listing holds and nobody wants.
+// "." and "..", which every listing contains.
 bool IsDotEntry(std::wstring_view name) noexcept;
 
-// `path` without a separator at its end, but for the root of a drive.
+// `path` without trailing separators. The root of a drive keeps its own.
 std::wstring WithoutSeparator(std::wstring path);
 
 // `folder` and a separator; the root of a drive has its own.
 std::wstring WithSeparator(const std::wstring& folder);
 
-// True where Windows would read the name `name` in a plain path as another: one that ends in a blank or a dot, or a
-// device's. Any user can give a file such a name.
+// True if Windows takes `name` in a plain path for another name: it ends in a blank or a dot, or is a device's. Any
+// user can give a file such a name.
 bool IsReadAsAnother(std::wstring_view name);
 
-// `path` as the system reads it: whole, with single backslashes and without one at its end (but for a drive's root). As
-// it is where the system cannot read it.
+// `path` as an absolute path with single backslashes and without a trailing one, except for a drive's root. Unchanged
+// if the system cannot resolve it.
 std::wstring FullPath(const std::wstring& path);
 
-// True where the full path `path` is the full path `folder` or lies below it; ASCII case is ignored.
+// True if the full path `path` is the full path `folder` or below it. Ignores ASCII case.
 bool IsSameOrBelow(const std::wstring& path, const std::wstring& folder);
 
-// The full path `path` as Windows functions want it. That is the path itself, or its long form ("\\?\C:\...",
-// "\\?\UNC\...") where the plain one is too long for a folder (248 characters), or where a name in it is read as
-// another. What is no full path is not changed.
+// The full path `path` in the form to hand to Windows functions: the path itself, or its long form ("\\?\C:\...",
+// "\\?\UNC\...") if it has 248 characters or more, the limit of a folder, or if IsReadAsAnother is true of one of its
+// names. Any other path is not changed.
 std::wstring SystemPath(const std::wstring& path);
 
 }  // namespace OrCommon::Storage::File

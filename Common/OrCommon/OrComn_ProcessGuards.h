@@ -1,4 +1,4 @@
-// What a process with machine rights does before anything else.
+// The guards that a process with machine rights takes before it does anything else.
 #pragma once
 
 #include <windows.h>
@@ -7,15 +7,17 @@
 
 namespace OrCommon {
 
-// Narrows what this process can be talked into: libraries are loaded from the system folder only, a corrupted heap ends
-// the process, paths made of links that an ordinary user planted are not followed, no error raises a box that would
-// make an unattended run hang, and a program that is started by its name alone is not looked for in the current folder.
-// Each guard is taken where the running Windows has it; a Windows that lacks one, or refuses it, is left as it is.
-// Reports nothing: it runs before the run log is open.
+// Takes each guard that the running Windows has and ignores failures:
+//   - libraries are loaded from the system folder only;
+//   - a corrupted heap ends the process;
+//   - reparse points that an ordinary user made are not followed;
+//   - no error shows a message box, which would block an unattended run;
+//   - a program that is started by its bare name is not searched for in the current folder.
+// Reports nothing: the run log is not open yet.
 void GuardProcess() noexcept;
 
-// The error mode (SetErrorMode) that this process had before GuardProcess, for as long as this lives: a process that is
-// started meanwhile and that a user sees inherits that one. The last-error code is left alone.
+// Restores, for its lifetime, the error mode (SetErrorMode) that the process had before GuardProcess. A process that is
+// started meanwhile, and that a user sees, inherits it. Keeps the last-error code.
 class CallersErrorMode : private boost::noncopyable {
  public:
   CallersErrorMode() noexcept;

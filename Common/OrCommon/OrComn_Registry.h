@@ -56,15 +56,15 @@ using BinaryValue = Value<std::vector<BYTE>>;
 
 enum class StringKind : DWORD { kPlain = REG_SZ, kExpandable = REG_EXPAND_SZ };
 
-// An open registry key. All members but the constructor and the destructor throw Exception*.
+// An open registry key. All members but the constructor and the destructor throw Exception*. The commands use strings,
+// 32-bit numbers and DeleteValue; the rest serves Registry, below.
 class Key : private boost::noncopyable {
  public:
   Key() = default;
   virtual ~Key();
 
-  // Open or create `path` below `parent` (a predefined root or an open key); what was open before is closed, also where
-  // this fails. The rights
-  // asked for are the least for the purpose, so that a restricted account that may do the one thing can.
+  // Open or create `path` below `parent` (a predefined root or an open key). What was open before is closed, also if
+  // this fails. Each asks for the least rights that its purpose needs.
   void OpenForReading(HKEY parent, const std::wstring& path, View view);
   void OpenForWriting(HKEY parent, const std::wstring& path, View view);
   void OpenForEnumerating(HKEY parent, const std::wstring& path, View view);
@@ -111,8 +111,8 @@ class Key : private boost::noncopyable {
   View view_ = View::kProcessDefault;
 };
 
-// A place that keeps named values. The order of the virtual members is fixed: what is built against this table finds
-// an operation by its slot, so new ones go to the end.
+// A place that keeps named values. Contract of the common library: programs built against it find an operation by its
+// slot in the virtual table, so never change the order; new members go to the end. The commands use Key.
 class Base {
  public:
   Base() = default;
@@ -147,7 +147,7 @@ class Base {
   virtual bool EnumerateValue(DWORD index, std::wstring& name) = 0;
 };
 
-// A place in the registry. Made closed; open or create it before its values are touched.
+// A key of the registry as a Base; like it a contract that no command uses. Open or create it before any other call.
 class Registry : public Base {
  public:
   // `root` is a predefined root, or an open key that outlives this object.

@@ -1,7 +1,7 @@
-// Who may do what in the folders that this program makes for ordinary users' programs.
+// Access lists of the folders that ordinary users' programs share.
 //
-// Two policies, one for a folder that is made, one for what exists already. Both leave the folders open to everyone,
-// because plug-ins and monitors of any user write there; nothing that matters to the machine may be kept in them.
+// There are two policies: one for new folders, one for existing ones. Both open the folders to everyone, because the
+// plug-ins and monitors of every user write there. Keep nothing there that matters to the machine.
 #pragma once
 
 #include <windows.h>
@@ -14,7 +14,7 @@
 
 namespace OrCommon::AccessControl {
 
-// The policy for new folders, as CreateDirectoryW takes it. Owns its descriptor.
+// The policy for new folders, in the form that CreateDirectoryW takes. Owns its security descriptor.
 class SecurityAttributes : private boost::noncopyable {
  public:
   SecurityAttributes();
@@ -27,14 +27,14 @@ class SecurityAttributes : private boost::noncopyable {
   SECURITY_ATTRIBUTES attributes_ = {};
 };
 
-// Stamps the policy for existing folders on `path` and everything below it. Always 1: no failure is reported but that
-// of building the access list, on standard output. A link is passed over, also in the place of `path` itself: it was
-// planted by somebody who may write there and could point anywhere.
+// Applies the policy for existing folders to `path` and everything below it. Skips reparse points, `path` itself
+// included: anybody who may write there can make one that points anywhere. Always 1. The only failure that is reported
+// is that of building the access list, on standard output.
 int ApplyFolderAccessRules(const std::wstring& path);
 
-// The stamp itself: sets `acl` in `descriptor` and writes that to `path` and everything below, taking the read-only
-// attribute off on the way. Errors of single entries are passed over, and so are links; but not hard links, which
-// cannot be told from the file itself.
+// Sets `acl` in `descriptor` and writes that to `path` and everything below it. Clears the read-only attribute on the
+// way. Skips reparse points and ignores the errors of single entries. Hard links are not skipped: nothing distinguishes
+// them from the file.
 void ApplySecurityRecursively(const std::wstring& path, SECURITY_DESCRIPTOR* descriptor, ACL* acl);
 
 }  // namespace OrCommon::AccessControl

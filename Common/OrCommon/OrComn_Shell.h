@@ -1,9 +1,9 @@
 // The functions of shell32 and shlwapi that are called here, by their own names.
 //
-// Each is bound by name at its first call: loading the shell's libraries doubles the start-up of a command that never
-// needs them. What was bound is kept, and its library stays loaded, until the process ends. A function that cannot be
-// had fails as it is documented to, with the code of that failure; its next call tries to bind it again. No command
-// calls one while it acts as the console user, through whose drive letters a library must not be looked for.
+// Each is bound by name at its first call, and its library stays loaded until the process ends: loading them at the
+// start would double the start-up time of commands that never need them. A function that cannot be bound fails as
+// documented, with the code of that failure; its next call tries again. Never call one while impersonating the console
+// user: the user's drive letters must not decide which library is loaded.
 #pragma once
 
 #include <windows.h>
@@ -20,7 +20,7 @@ BOOL WINAPI PathAppendW(wchar_t* path, const wchar_t* more);
 BOOL WINAPI PathFileExistsW(const wchar_t* path);
 BOOL WINAPI PathRemoveFileSpecW(wchar_t* path);
 
-// It cannot fail: where it sees no file name it gives the whole path back.
+// Cannot fail: without a file name it returns the whole path.
 const char* WINAPI PathFindFileNameA(const char* path);
 
 }  // namespace OrCommon::Shell

@@ -38,14 +38,14 @@ enum WindowsVersionCode : DWORD {
 //     6  NT 5.2 workstation   14  NT 6.2, not 64-bit    106  NT 6 or later
 //     7  test 5 or 6          15  NT 6.2, 64-bit        107  NT 6.0 SP1 or later
 //     8  NT 6.0, not 64-bit   16  NT 6.2
-// Any other code answers false.
+// Any other code answers false. The family is a contract of the common library; the program uses those named above.
 bool MatchesWindowsVersion(DWORD code, const WindowsFacts& facts) noexcept;
 
-// The same about the running system, which is asked once per process. Where it cannot be asked, every test answers
-// false and GetWindowsVersionError tells why.
+// The same for the running system, which is queried once per process. If that fails, every test is false, and
+// GetWindowsVersionError says why.
 bool IsWindowsVersion(DWORD code) noexcept;
 
-// The error of the one version query of this process, 0 where it succeeded.
+// The error of the one version query of this process, 0 if it succeeded. Contract of the common library; no command asks.
 DWORD GetWindowsVersionError() noexcept;
 
 // The native processor architecture (PROCESSOR_ARCHITECTURE_...), whatever this process was built for;
@@ -61,12 +61,12 @@ bool IsAmd64System() noexcept;
 // The name part of an executable's path, without folder and without the extension after its last dot.
 std::wstring_view GetProcessBaseName(std::wstring_view executable) noexcept;
 
-// Looks for a running process of the given base name (without folder and extension), ASCII case ignored. 1 and the id
-// of the first match in `processId`; 0 where none runs; -1 where the process list cannot be taken. `processId` is 0
-// without a match. Only a result above 0 means "running".
+// Searches for a running process by its base name (without folder and extension). Ignores ASCII case. 1 if one runs,
+// with the id of the first in `processId`; 0 if none runs; -1 if the process list cannot be taken. `processId` is 0
+// without a match.
 int FindProcessByName(std::wstring_view baseName, DWORD& processId) noexcept;
 
-// FindProcessByName for who only asks whether one runs; a list that cannot be taken counts as "no".
+// True if FindProcessByName finds one. False also if the process list cannot be taken.
 bool IsProcessRunning(std::wstring_view baseName) noexcept;
 
 }  // namespace OrCommon::System

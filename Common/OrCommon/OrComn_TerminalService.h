@@ -18,15 +18,16 @@ bool GetActiveSessionId(DWORD& sessionId, DWORD& error);
 // the code in `error`, where there is no user or no right.
 bool QuerySessionUserToken(KernelHandle& token, DWORD sessionId, DWORD& error);
 
-// Makes the calling thread act as the user of `token` and gives that user's environment block, made without the
-// caller's own environment; EndImpersonateLoggedOnUser gives it back. False, with the code in `error`, where either
-// fails; where it was the block, the thread goes on impersonating. "userenv.dll" is bound while impersonating, here and
-// in the end: the caller keeps it loaded from before, so that the user's view of the drive letters never decides which
-// file is loaded.
+// Impersonates the user of `token` and creates that user's environment block, without the caller's own environment.
+// Free it by EndImpersonateLoggedOnUser. False, with the code in `error`, if either fails. If only the block fails, the
+// thread still impersonates.
+//
+// Both functions bind "userenv.dll" while impersonating. Load it beforehand: the user's drive letters must not decide
+// which file is loaded.
 bool StartImpersonateLoggedOnUser(HANDLE token, void*& environmentBlock, DWORD& error);
 
-// Gives the block back and makes the thread act as the process again, whether or not the first succeeded. False, with
-// the code of what failed (the latter where both did) in `error`.
+// Frees the block, then ends the impersonation even if that failed. False, with the code of the last failure in
+// `error`, if either fails.
 bool EndImpersonateLoggedOnUser(void* environmentBlock, DWORD& error);
 
 }  // namespace OrCommon::TerminalService
