@@ -45,7 +45,8 @@ bool MatchesWindowsVersion(DWORD code, const WindowsFacts& facts) noexcept;
 // GetWindowsVersionError says why.
 bool IsWindowsVersion(DWORD code) noexcept;
 
-// The error of the one version query of this process, 0 if it succeeded. Contract of the common library; no command asks.
+// The error of the one version query of this process, 0 if it succeeded. Contract of the common library; no command
+// asks.
 DWORD GetWindowsVersionError() noexcept;
 
 // The native processor architecture (PROCESSOR_ARCHITECTURE_...), whatever this process was built for;
