@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "tests/matrix/ExpectedTexts.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/TestFiles.h"
 
@@ -18,13 +19,12 @@ using TestSupport::ToUtf8;
 namespace Matrix {
 namespace {
 
-constexpr char kTitle[] = "##### ";
 constexpr char kBlank[] = "\xC2\xB7";  // a middle dot
 
-std::string Variable(const wchar_t* name) {
+std::wstring Variable(const wchar_t* name) {
   wchar_t value[1024] = {};
   const DWORD length = ::GetEnvironmentVariableW(name, value, 1024);
-  return length < 1024 ? ToUtf8(value) : std::string();
+  return length < 1024 ? value : std::wstring();
 }
 
 // The run log has a byte for each character up to U+00FF.
@@ -50,7 +50,7 @@ std::string Shown(std::string line) {
 
 // Who runs the tests has a name that is not for the texts.
 std::string WithoutUserName(std::string line) {
-  static const std::string profile = Variable(L"USERPROFILE") + "\\";
+  static const std::string profile = ToUtf8(Variable(L"USERPROFILE")) + "\\";
   const std::size_t found = line.find(profile);
   return found == std::string::npos ? line : line.replace(found, profile.size(), "C:\\users\\[user]\\");
 }
@@ -67,15 +67,19 @@ void SortProfiles(Lines& lines) {
   }
 }
 
+// A list without lines is not told.
 void AddList(Lines& lines, const std::string& name, const Lines& list) {
-  if (list.empty()) {
-    lines.push_back(name + ": none");
-    return;
+  if (!list.empty()) {
+    lines.push_back(name + ":");
   }
-  lines.push_back(name + ":");
   for (const std::string& line : list) {
     lines.push_back("  " + Shown(line));
   }
+}
+
+// World tells paths below its root from there on: "+dest\\Orvane Labs\\". Here they are whole.
+std::string WholePath(const std::string& line) {
+  return line[2] == ':' ? line : line[0] + ToUtf8(TestSupport::World::kRoot) + "\\" + line.substr(1);
 }
 
 std::string ExitCode(const Outcome& outcome) {
@@ -95,23 +99,14 @@ std::string CommandLineOf(const std::vector<std::wstring>& arguments) {
   return text;
 }
 
-std::wstring ExpectedPath(const std::string& fileName) {
-  std::string folder = Variable(L"VELA_EXPECTED_DIR");
-  if (folder.empty()) {
-    throw std::runtime_error("VELA_EXPECTED_DIR does not say where the expected texts lie");
-  }
+std::wstring PathBelow(std::wstring folder, const std::string& fileName) {
   // A path of the host below Wine.
-  if (folder.front() == '/') {
-    folder.insert(0, "Z:");
+  if (folder.compare(0, 1, L"/") == 0) {
+    folder.insert(0, L"Z:");
   }
-  folder += "/" + fileName;
-  std::wstring path(folder.size(), L'\0');
-  path.resize(static_cast<std::size_t>(::MultiByteToWideChar(CP_UTF8, 0, folder.data(), static_cast<int>(folder.size()),
-                                                             path.data(), static_cast<int>(path.size()))));
-  for (wchar_t& character : path) {
-    character = character == L'/' ? L'\\' : character;
-  }
-  return path;
+  folder += L"\\" + std::wstring(fileName.begin(), fileName.end());
+  std::replace(folder.begin(), folder.end(), L'/', L'\\');
+  return folder;
 }
 
 Lines SplitLines(const std::string& text) {
@@ -125,14 +120,6 @@ Lines SplitLines(const std::string& text) {
     start = end + 1;
   }
   return lines;
-}
-
-std::string JoinedLines(const Lines& lines) {
-  std::string text;
-  for (const std::string& line : lines) {
-    text += line + "\n";
-  }
-  return text;
 }
 
 Lines Titles(const Chapter& chapter) {
@@ -159,44 +146,38 @@ void Tell(Chapter& chapter, TestSupport::World& world, const std::string& title,
   AddList(run.lines, "modules", outcome.moduleDiff);
   Lines files;
   for (const std::string& line : outcome.fileDiff) {
-    files.push_back(WithoutUserName(line));
+    files.push_back(WholePath(WithoutUserName(line)));
   }
   AddList(run.lines, "files", files);
   AddList(run.lines, "at the restart", outcome.pending);
   chapter.push_back(std::move(run));
 }
 
-Lines AsText(const Chapter& chapter) {
-  Lines text;
-  for (const Told& run : chapter) {
-    text.push_back(kTitle + run.title);
-    text.insert(text.end(), run.lines.begin(), run.lines.end());
+void CheckChapter(const Chapter& chapter, const std::string& name, const std::string& cell) {
+  const std::wstring written = Variable(L"VELA_REGENERATE");
+  if (!written.empty()) {
+    std::string text;
+    for (const Told& run : chapter) {
+      text += "##### " + run.title + "\n";
+      for (const std::string& line : run.lines) {
+        text += line + "\n";
+      }
+    }
+    TestSupport::WriteTestFile(PathBelow(written, name + "." + cell + ".txt"), text);
+    return;
   }
-  return text;
-}
-
-Chapter FromText(const Lines& text) {
-  Chapter chapter;
-  for (const std::string& line : text) {
-    if (line.compare(0, sizeof kTitle - 1, kTitle) == 0) {
-      chapter.push_back({line.substr(sizeof kTitle - 1), {}});
-    } else if (chapter.empty()) {
-      throw std::runtime_error("an expected text does not begin with the title of a run");
-    } else {
-      chapter.back().lines.push_back(line);
+  ExpectedTexts texts(cell);
+  Chapter wanted;
+  for (const char* const each : kChapters) {
+    const std::wstring path = PathBelow(Variable(L"VELA_EXPECTED_DIR"), each + std::string(".txt"));
+    REQUIRE_MESSAGE(TestSupport::Exists(path), "there is no text to compare with: ", each);
+    wanted = texts.Read(each, SplitLines(TestSupport::FileContent(path)));
+    if (name == each) {
+      break;
     }
   }
-  return chapter;
-}
-
-void CheckChapter(const Chapter& chapter, const std::string& fileName, bool mayWrite) {
-  CAPTURE(fileName);
-  const std::wstring path = ExpectedPath(fileName);
-  if (mayWrite && Variable(L"VELA_REGENERATE") == "1") {
-    TestSupport::WriteTestFile(path, JoinedLines(AsText(chapter)));
-  }
-  REQUIRE_MESSAGE(TestSupport::Exists(path), "there is no such text to compare with (scripts/regenerate_expected.sh)");
-  const Chapter wanted = FromText(SplitLines(TestSupport::FileContent(path)));
+  CAPTURE(cell);
+  CAPTURE(name);
   CHECK_LINES(Titles(chapter), (Titles(wanted)));
   std::size_t differing = std::max(chapter.size(), wanted.size()) - std::min(chapter.size(), wanted.size());
   for (std::size_t i = 0; i < chapter.size() && i < wanted.size(); ++i) {
@@ -205,7 +186,7 @@ void CheckChapter(const Chapter& chapter, const std::string& fileName, bool mayW
     differing += chapter[i].lines == wanted[i].lines ? 0U : 1U;
   }
   // scripts/prove/matrix.sh counts these.
-  std::printf("%s: %zu runs, %zu differ\n", fileName.c_str(), chapter.size(), differing);
+  std::printf("%s.txt: %zu runs, %zu differ\n", name.c_str(), chapter.size(), differing);
 }
 
 }  // namespace Matrix

@@ -9,26 +9,24 @@
 
 namespace Matrix {
 
-// One run, as it is told.
+// One run as text.
 struct Told {
   std::string title;
   TestSupport::Lines lines;
 };
 using Chapter = std::vector<Told>;
 
-// Runs the program with these arguments and adds what it did.
+// The names of the chapters. Each is a file with the expected texts, which may refer to the files before it.
+inline constexpr const char* kChapters[] = {"life", "destinations", "outlook_2002", "ordinary_user"};
+
+// Runs the program with these arguments and adds what it did. A middle dot stands for a blank at the end of a line and
+// for an empty line of the run log.
 void Tell(Chapter& chapter, TestSupport::World& world, const std::string& title,
           const std::vector<std::wstring>& arguments);
 
-// The whole text of a chapter, a line for each line. A blank at the end of a line is told as a middle dot, and so is an
-// empty line of the run log.
-TestSupport::Lines AsText(const Chapter& chapter);
-// The same text, cut into its runs again.
-Chapter FromText(const TestSupport::Lines& text);
-
-// Compares a chapter with the file of this name (folder: the environment variable VELA_EXPECTED_DIR), run by run. A
-// file that is missing is a failure. With VELA_REGENERATE=1 the file is written first where `mayWrite` is true: one
-// chapter of those that share a file owns it, the others have to agree.
-void CheckChapter(const Chapter& chapter, const std::string& fileName, bool mayWrite);
+// Compares a chapter with its expected text for one cell of the matrix ("windows_7.1252"), run by run. The files lie in
+// the folder VELA_EXPECTED_DIR; a missing one is a failure. Where VELA_REGENERATE names a folder, the chapter is
+// written there instead, whole: shorten_texts.py makes the files of these.
+void CheckChapter(const Chapter& chapter, const std::string& name, const std::string& cell);
 
 }  // namespace Matrix
