@@ -5,6 +5,10 @@
 # each fuzzer of tests/fuzz, from its seeds (tests/fuzz/corpus) and with a fixed random start: 5,000 inputs, the same on
 # every machine; or for so many seconds all together, one on each processor at a time. Prints a row per fuzzer; what one
 # found is kept in build/fuzz/findings. Exits with 1 at a finding.
+#
+# A line of tests/fuzz/corpus/<fuzzer>.txt is a seed: its name, a colon, a blank, and the input as printf's %b reads it.
+# This makes such a line of a finding:
+#   python3 -c "print(open('<file>', 'rb').read().decode('latin-1').encode('unicode_escape').decode())"
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -34,13 +38,24 @@ for source in tests/fuzz/*Fuzz.cpp; do
   targets+=("${name%Fuzz.cpp}")
 done
 
+# write_seeds <target> <folder>: a file for each line of the corpus.
+write_seeds() {
+  local line input
+  mkdir -p "$2"
+  while IFS= read -r line; do
+    input=${line#*:}
+    printf %b "${input# }" >"$2/${line%%:*}"
+  done <"tests/fuzz/corpus/$1.txt"
+}
+
 # run <target>: up to `limit`; a row "<target> <executions> <edges covered> <findings>".
 run() {
-  local target=$1 log=$build/$1.log code=0 grown=$build/corpus/$1 runs edges
+  local target=$1 log=$build/$1.log code=0 grown=$build/corpus/$1 seeds=$build/seeds/$1 runs edges
   mkdir -p "$grown" "$findings"
+  write_seeds "$target" "$seeds"
   ASAN_OPTIONS=allocator_may_return_null=1 UBSAN_OPTIONS=print_stacktrace=1 \
     "$build/$target" -seed=1 -max_len=1024 -timeout=10 -rss_limit_mb=1024 "$limit" \
-    -print_final_stats=1 -artifact_prefix="$findings/$target-" "$grown" "tests/fuzz/corpus/$target" >"$log" 2>&1 ||
+    -print_final_stats=1 -artifact_prefix="$findings/$target-" "$grown" "$seeds" >"$log" 2>&1 ||
     code=$?
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
   edges=$(sed -n 's/.* cov: \([0-9]*\) .*/\1/p' "$log" | tail -n 1)
@@ -55,7 +70,7 @@ run() {
   echo "$target ${runs:-0} ${edges:-0} $((code != 0))" >>"$rows"
 }
 
-rm -rf "$findings" "$build/corpus"
+rm -rf "$findings" "$build/corpus" "$build/seeds"
 : >"$rows"
 processors=$(nproc)
 limit=-runs=5000

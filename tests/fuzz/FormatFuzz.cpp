@@ -1,5 +1,6 @@
-// printf-style formatting (Common/OrCommon/OrComn_String.h): the text does not depend on the room that the first
-// attempt had, and nothing is written beyond it.
+// Texts of any length in buffers: printf-style formatting (Common/OrCommon/OrComn_String.h) does not depend on the room
+// of its first attempt, and entry points are looked up by their whole name (Common/OrCommon/OrComn_Library.h).
+#include "Common/OrCommon/OrComn_Library.h"
 #include "Common/OrCommon/OrComn_String.h"
 #include "tests/fuzz/Input.h"
 
@@ -55,5 +56,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(expected.size() >= before, "a text that has room for its terminator fits");
     Require(attempted == L"kept" && capacity == before + kGrowth, "one that does not asks for more room");
   }
+
+  DWORD error = ERROR_SUCCESS;
+  const FARPROC found = OrCommon::Library::FindEntryPoint(nullptr, longText.c_str(), error);
+  Require(found == nullptr && error == ERROR_PROC_NOT_FOUND, "a name that no library has");
   return 0;
 }

@@ -1,79 +1,29 @@
-// The run log of a fuzzed process: a text in memory (HostWindows.h). Wide streams of this machine write wide characters
-// of four bytes and cannot stand in.
-#include <string>
-
+// The run log of a fuzzed process, which nobody reads. The real one writes wide characters of two bytes through
+// streams, which this machine's cannot do.
 #include "cli/RunLog.h"
-#include "tests/fuzz/host/HostWindows.h"
 
 namespace RunLog {
-namespace {
 
-std::wstring& Log() {
-  return HostWindows::machine.log;
-}
+Entry::Entry(const wchar_t*) {}
 
-void Append(const std::string& text) {
-  Log().append(text.begin(), text.end());
-}
-
-}  // namespace
-
-Entry::Entry(const wchar_t* prefix) {
-  Log() += L'\n';
-  Log() += prefix;
-}
-
-Entry& Entry::operator<<(std::wstring_view text) {
-  Log() += text;
+Entry& Entry::operator<<(std::wstring_view) {
   return *this;
 }
 
-Entry& Entry::operator<<(std::wostream& (*)(std::wostream&)) {
-  Log() += L'\n';
+Entry& Entry::operator<<(unsigned int) {
   return *this;
 }
 
-Entry& Entry::operator<<(const char* text) {
-  Append(text);
-  return *this;
-}
-
-Entry& Entry::operator<<(int number) {
-  Append(std::to_string(number));
-  return *this;
-}
-
-Entry& Entry::operator<<(unsigned int number) {
-  Append(std::to_string(number));
-  return *this;
-}
-
-Entry& Entry::operator<<(unsigned long number) {
-  Append(std::to_string(number));
-  return *this;
-}
-
-Entry& Entry::operator<<(bool value) {
-  Append(value ? "1" : "0");
+Entry& Entry::operator<<(unsigned long) {
   return *this;
 }
 
 Entry Info() {
-  return Entry(L"LOG_INFO : ");
+  return Entry(L"");
 }
 
 Entry Error() {
-  return Entry(L"LOG_ERROR: ");
+  return Entry(L"");
 }
-
-Entry Warn() {
-  return Entry(L"LOG_WARN : ");
-}
-
-Entry Event() {
-  return Entry(L"LOG_EVENT :");
-}
-
-void Flush() {}
 
 }  // namespace RunLog

@@ -23,7 +23,6 @@ namespace {
 using HostWindows::machine;
 
 DWORD g_lastError = ERROR_SUCCESS;
-std::size_t g_nextProcess = 0;
 int g_anything = 0;  // what handles point to
 
 constexpr int kFirstDoubleByte = 0x80;  // from here on a character has two bytes in the code page of this machine
@@ -117,44 +116,17 @@ BOOL GetVersionExW(OSVERSIONINFOW* version) {
   return TRUE;
 }
 
-void GetLocalTime(SYSTEMTIME* now) {
-  *now = {};
-}
-
-BOOL CreateProcessW(const wchar_t*, wchar_t* commandLine, void*, void*, BOOL, DWORD, void*, const wchar_t*,
-                    STARTUPINFOW*, PROCESS_INFORMATION* process) {
-  machine.commandLines.emplace_back(commandLine);
-  std::fill_n(commandLine, machine.commandLines.back().size(), L'#');  // Windows may write into it
-  if (machine.processStarts) {
-    process->hProcess = OpenHandle();
-    process->hThread = OpenHandle();
-  }
-  return machine.processStarts;
-}
-
-DWORD WaitForSingleObject(HANDLE, DWORD) {
-  return WAIT_OBJECT_0;
-}
-
+// No fuzzer looks for processes.
 HANDLE CreateToolhelp32Snapshot(DWORD, DWORD) {
-  return OpenHandle();
+  return INVALID_HANDLE_VALUE;
 }
 
-BOOL Process32FirstW(HANDLE snapshot, PROCESSENTRY32W* entry) {
-  g_nextProcess = 0;
-  return Process32NextW(snapshot, entry);
+BOOL Process32FirstW(HANDLE, PROCESSENTRY32W*) {
+  return FALSE;
 }
 
-BOOL Process32NextW(HANDLE, PROCESSENTRY32W* entry) {
-  if (g_nextProcess == machine.processes.size()) {
-    return FALSE;
-  }
-  const auto& [id, name] = machine.processes[g_nextProcess++];
-  entry->th32ProcessID = id;
-  const std::size_t length = std::min<std::size_t>(name.size(), MAX_PATH - 1);
-  std::copy_n(name.begin(), length, entry->szExeFile);
-  entry->szExeFile[length] = L'\0';
-  return TRUE;
+BOOL Process32NextW(HANDLE, PROCESSENTRY32W*) {
+  return FALSE;
 }
 
 BOOL InitializeSecurityDescriptor(SECURITY_DESCRIPTOR* descriptor, DWORD) {

@@ -7,7 +7,6 @@
 #include <map>
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tests/fuzz/host/windows.h"
@@ -24,12 +23,7 @@ struct Machine {
   // Every key shows the same subkeys and values: what is fuzzed here is what comes back, not where it is looked for.
   std::vector<std::wstring> subkeys;
   std::vector<StoredValue> values;
-  bool keysOpen = true;
   std::size_t growth = 0;  // bytes by which a value has grown whenever it is asked for again
-
-  std::vector<std::pair<DWORD, std::wstring>> processes;
-  BOOL processStarts = TRUE;
-  std::vector<std::wstring> commandLines;  // of the processes that were started
 
   std::wstring commonData;             // empty: Windows cannot tell
   std::map<std::wstring, DWORD> disk;  // what exists, by its plain path, and its attributes
@@ -39,7 +33,6 @@ struct Machine {
   std::vector<std::wstring> madeFolders;  // what was created
   std::vector<std::wstring> stampedFolders;
 
-  std::wstring log;
   int openHandles = 0;
 };
 

@@ -17,7 +17,6 @@ using BOOLEAN = BYTE;
 using WORD = std::uint16_t;
 using DWORD = std::uint32_t;
 using UINT = std::uint32_t;
-using ULONG = std::uint32_t;
 using LONG = std::int32_t;
 using LSTATUS = LONG;
 using HRESULT = LONG;
@@ -62,9 +61,6 @@ inline constexpr BYTE VER_NT_SERVER = 3;
 inline constexpr UINT CP_ACP = 0;
 inline constexpr DWORD SECURITY_IDENTIFICATION = 0x00010000;
 inline constexpr DWORD SECURITY_SQOS_PRESENT = 0x00100000;
-inline constexpr DWORD STARTF_USESHOWWINDOW = 1;
-inline constexpr WORD SW_HIDE = 0;
-inline constexpr DWORD WAIT_OBJECT_0 = 0;
 
 struct SYSTEM_INFO {
   WORD wProcessorArchitecture;
@@ -84,18 +80,6 @@ struct OSVERSIONINFOEXW {
   WORD wSuiteMask;
   BYTE wProductType;
 };
-struct SYSTEMTIME {
-  WORD wYear, wMonth, wDayOfWeek, wDay, wHour, wMinute, wSecond, wMilliseconds;
-};
-struct STARTUPINFOW {
-  DWORD cb;
-  DWORD dwFlags;
-  WORD wShowWindow;
-};
-struct PROCESS_INFORMATION {
-  HANDLE hProcess;
-  HANDLE hThread;
-};
 
 DWORD GetLastError();
 void SetLastError(DWORD error);
@@ -110,15 +94,9 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, const wchar_t* wide, int wid
                         const char* unmapped, BOOL* wasUnmapped);
 BOOL IsDBCSLeadByte(BYTE byte);
 BOOL GetVersionExW(OSVERSIONINFOW* version);
-void GetLocalTime(SYSTEMTIME* now);
-BOOL CreateProcessW(const wchar_t* application, wchar_t* commandLine, void* processSecurity, void* threadSecurity,
-                    BOOL inherit, DWORD flags, void* environment, const wchar_t* folder, STARTUPINFOW* startup,
-                    PROCESS_INFORMATION* process);
-DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
 
 // ---- the C runtime of Windows
 int _vsnwprintf(wchar_t* buffer, std::size_t count, const wchar_t* format, std::va_list arguments);
-#define _snprintf snprintf
 
 // ---- the registry
 inline const HKEY HKEY_LOCAL_MACHINE = reinterpret_cast<HKEY>(std::uintptr_t{0x80000002});
