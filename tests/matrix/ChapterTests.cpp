@@ -108,20 +108,23 @@ TEST_CASE("a damaged text is told by its place") {
     }
     return std::string();
   };
+  const std::string seven = "early.txt:8: ===== windows_7 windows_8.932: ";
   CHECK(damaged(4, "  ONE").empty());
-  CHECK(damaged(1, "VELAutil.exe") == "early.txt:1: not the beginning of a run: VELAutil.exe");
-  CHECK(damaged(8, "===== windows_11") == "early.txt:8: no cell of the matrix: windows_11");
-  CHECK(damaged(13, "===== windows_7") == "early.txt:13: said twice of windows_7.1252");
-  CHECK(damaged(9, "@@ 8") == "early.txt:8: no such place in the text: line 8");
-  CHECK(damaged(9, "@@ 0") != "");
-  CHECK(damaged(9, "  two") == "early.txt:8: not a change:   two");
-  CHECK(damaged(10, "-  TWO") == "early.txt:8: takes away a line that is not there:   TWO");
-  CHECK(damaged(11, "-[1 more, to]  four") == "early.txt:8: takes away a line that is not there:   four");
-  CHECK(damaged(11, "-[9 more, to]  four") == "early.txt:8: takes away a line that is not there:   four");
-  CHECK(damaged(14, "like windows_xp.1252") == "early.txt:13: nothing was said before of: windows_xp.1252");
-  CHECK(damaged(18, "like early: third") == "early.txt:17: nothing was said before of: early: third");
-  CHECK(damaged(19, "with C:\\bb") == "early.txt:17: not an exchange: with C:\\bb");
-  CHECK(damaged(23, "##### first") == "early.txt:23: said twice");
+  CHECK(damaged(1, "VELAutil.exe") == "early.txt:1: VELAutil.exe: not the beginning of a run");
+  CHECK(damaged(8, "===== windows_7 windows_1") ==
+        "early.txt:8: ===== windows_7 windows_1: no cell of the matrix: windows_1");
+  CHECK(damaged(13, "===== windows_7") == "early.txt:13: ===== windows_7: said twice: windows_7.1252");
+  CHECK(damaged(9, "@@ 8") == seven + "no such place in the text: line 8");
+  CHECK(damaged(9, "@@ 0").compare(0, seven.size(), seven) == 0);
+  CHECK(damaged(9, "  two") == seven + "not a change:   two");
+  CHECK(damaged(10, "-  TWO") == seven + "takes away a line that is not there:   TWO");
+  CHECK(damaged(11, "-[1 more, to]  four") == seven + "takes away a line that is not there:   four");
+  CHECK(damaged(11, "-[9 more, to]  four") == seven + "takes away a line that is not there:   four");
+  CHECK(damaged(14, "like windows_xp.1252") ==
+        "early.txt:13: ===== windows_10: nothing was said before of: windows_xp.1252");
+  CHECK(damaged(18, "like early: third") == "early.txt:17: ##### second: nothing was said before of: early: third");
+  CHECK(damaged(19, "with C:\\bb") == "early.txt:17: ##### second: not an exchange: with C:\\bb");
+  CHECK(damaged(23, "##### first") == "early.txt:23: ##### first: said twice");
 }
 
 }  // namespace

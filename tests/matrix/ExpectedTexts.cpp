@@ -84,14 +84,15 @@ Lines CellsOf(const std::string& list) {
   Lines cells;
   std::istringstream names(list);
   for (std::string name; names >> name;) {
-    for (const char* const codePage : {".1252", ".932"}) {
-      for (const char* const system : kSystems) {
-        if (name == system || name == std::string(system) + codePage) {
-          cells.push_back(std::string(system) + codePage);
+    const std::size_t before = cells.size();
+    for (const std::string system : kSystems) {
+      for (const char* const codePage : {".1252", ".932"}) {
+        if (name == system || name == system + codePage) {
+          cells.push_back(system + codePage);
         }
       }
     }
-    if (cells.empty() || cells.back().compare(0, name.size(), name) != 0) {
+    if (cells.size() == before) {
       throw std::runtime_error("no cell of the matrix: " + name);
     }
   }
@@ -145,19 +146,20 @@ Chapter ExpectedTexts::Read(const std::string& chapter, const Lines& text) {
         const Lines changed = Text(cells, &said_.at(chapter + ": " + runs.back().title), line + 1, end);
         for (const std::string& cell : CellsOf(head)) {
           if (!cells.emplace(cell, changed).second) {
-            throw std::runtime_error("said twice of " + cell);
+            throw std::runtime_error("said twice: " + cell);
           }
           if (cell == cell_) {
             runs.back().lines = changed;
           }
         }
       } else {
-        throw std::runtime_error("not the beginning of a run: " + *line);
+        throw std::runtime_error("not the beginning of a run");
       }
       line = end;
     }
   } catch (const std::runtime_error& error) {
-    throw std::runtime_error(chapter + ".txt:" + std::to_string(line - text.begin() + 1) + ": " + error.what());
+    throw std::runtime_error(chapter + ".txt:" + std::to_string(line - text.begin() + 1) + ": " + *line + ": " +
+                             error.what());
   }
   return runs;
 }
