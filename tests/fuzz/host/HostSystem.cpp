@@ -57,14 +57,6 @@ BOOL FreeLibrary(HMODULE) {
   return TRUE;
 }
 
-void* FreeSid(PSID) {
-  return nullptr;
-}
-
-HLOCAL LocalFree(HLOCAL) {
-  return nullptr;
-}
-
 // Of use here for look-ups alone.
 HMODULE GetModuleHandleW(const wchar_t*) {
   return nullptr;
@@ -95,8 +87,8 @@ int WideCharToMultiByte(UINT, DWORD, const wchar_t* wide, int, char* narrow, int
   if (size == 0) {
     return needed;
   }
+  std::memset(narrow, '#', static_cast<std::size_t>(size));  // used to the last byte
   if (size < needed) {
-    std::memset(narrow, '#', static_cast<std::size_t>(size));
     return 0;
   }
   std::memcpy(narrow, converted.c_str(), static_cast<std::size_t>(needed));

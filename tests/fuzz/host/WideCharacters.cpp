@@ -47,16 +47,4 @@ const wchar_t* wmemchr(const wchar_t* text, wchar_t character, std::size_t count
   return nullptr;
 }
 
-int wcsncmp(const wchar_t* left, const wchar_t* right, std::size_t count) {
-  for (std::size_t index = 0; index < count; ++index) {
-    if (left[index] != right[index]) {
-      return left[index] < right[index] ? -1 : 1;
-    }
-    if (left[index] == L'\0') {
-      break;
-    }
-  }
-  return 0;
-}
-
 }  // extern "C"

@@ -13,7 +13,6 @@ static_assert(sizeof(wchar_t) == 2, "compile with -fshort-wchar");
 
 using BOOL = int;
 using BYTE = unsigned char;
-using BOOLEAN = BYTE;
 using WORD = std::uint16_t;
 using DWORD = std::uint32_t;
 using UINT = std::uint32_t;
@@ -46,7 +45,6 @@ inline constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
 inline constexpr DWORD ERROR_DIR_NOT_EMPTY = 145;
 inline constexpr DWORD ERROR_BAD_ARGUMENTS = 160;
 inline constexpr DWORD ERROR_ALREADY_EXISTS = 183;
-inline constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
 inline constexpr DWORD ERROR_MORE_DATA = 234;
 inline constexpr DWORD ERROR_NO_MORE_ITEMS = 259;
 
