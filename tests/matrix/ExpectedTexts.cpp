@@ -131,10 +131,11 @@ bool BeginsPart(const std::string& line) {
 Chapter ExpectedTexts::Read(const std::string& chapter, const Lines& text) {
   Chapter runs;
   Said cells;  // of the run that is read
-  Place line = text.begin();
+  std::string place;
   try {
-    while (line != text.end()) {
-      const Place end = std::find_if(line + 1, text.end(), BeginsPart);
+    for (Place line = text.begin(), end; line != text.end(); line = end) {
+      place = chapter + ".txt:" + std::to_string(line - text.begin() + 1) + ": " + *line + ": ";
+      end = std::find_if(line + 1, text.end(), BeginsPart);
       std::string head;
       if (Begins(*line, "##### ", head)) {
         cells.clear();
@@ -155,11 +156,9 @@ Chapter ExpectedTexts::Read(const std::string& chapter, const Lines& text) {
       } else {
         throw std::runtime_error("not the beginning of a run");
       }
-      line = end;
     }
   } catch (const std::runtime_error& error) {
-    throw std::runtime_error(chapter + ".txt:" + std::to_string(line - text.begin() + 1) + ": " + *line + ": " +
-                             error.what());
+    throw std::runtime_error(place + error.what());
   }
   return runs;
 }

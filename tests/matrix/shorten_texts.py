@@ -2,7 +2,8 @@
 """shorten_texts.py <folder of whole texts> <tests/matrix/expected>
 
 Writes the expected texts of the matrix from what each cell did (<chapter>.<system>.<code page>.txt): a file for each
-chapter, in which a run is said once, or by its difference from a run that was said before. ExpectedTexts.h has the form.
+chapter, in which a run is said whole or by its difference from a run that was said before. ExpectedTexts.h has the
+form.
 """
 import difflib
 import pathlib
@@ -18,7 +19,7 @@ SHORT_ENOUGH = 0.75  # of the whole text; a longer difference is harder to read 
 def runs_in(path):
     """Title and lines of each run."""
     runs = []
-    for line in path.read_text(encoding="utf-8").splitlines():
+    for line in path.read_text(encoding="utf-8").split("\n")[:-1]:
         if line.startswith("##### "):
             runs.append((line[6:], []))
         else:
@@ -42,18 +43,16 @@ def destination(lines):
     return "C:\\" + lines[0].rpartition("C:\\")[2].rstrip('"').removesuffix("\\Orvane Labs")
 
 
-def shortest(new, said, whole=False):
-    """The shortest difference from one of the texts that were said (by name), or `new` itself where it may be whole."""
-    best = new
-    limit = SHORT_ENOUGH * len(new) if whole else len(new)
+def shortest(new, said):
+    """The shortest difference from one of the texts that were said (by name)."""
+    differences = []
     for name, old in said.items():
         before, after = destination(old), destination(new)
-        for by, what in (None, None), (after, before), (COMMON, before + "\\Orvane Labs"), (after + "\\Orvane Labs", COMMON):
-            text = [f"like {name}"] + ([f"with {by} for {what}"] if what else [])
-            text += difference([line.replace(what, by) if what else line for line in old], new)
-            if len(text) < len(best) and len(text) <= limit:
-                best = text
-    return best
+        for by, what in ((None, None), (after, before), (COMMON, before + "\\Orvane Labs"),
+                         (after + "\\Orvane Labs", COMMON)):
+            head = [f"like {name}"] + ([f"with {by} for {what}"] if what else [])
+            differences.append(head + difference([line.replace(what, by) if what else line for line in old], new))
+    return min(differences, key=len, default=new)
 
 
 def cell_names(cells):
@@ -85,7 +84,8 @@ def main():
         for number, (title, text) in enumerate(cells[CELLS[0]]):
             if {runs[number][0] for runs in cells.values()} != {title}:
                 sys.exit(f"{chapter}: run {number + 1} is not the same one in every cell")
-            lines += ["##### " + title] + shortest(text, said, whole=True)
+            change = shortest(text, said)
+            lines += ["##### " + title] + (change if len(change) <= SHORT_ENOUGH * len(text) else text)
             lines += variants({cell: runs[number][1] for cell, runs in cells.items()})
             said[f"{chapter}: {title}"] = text
         (expected / f"{chapter}.txt").write_text("\n".join(lines) + "\n", encoding="utf-8")
