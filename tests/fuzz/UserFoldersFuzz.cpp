@@ -63,7 +63,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
 
   std::wstring userId = L"what was there before";
-  VELAUtility::BuildUserDataTree(L"OE", L"S-1-5-21", userId);
+  VELAUtility::BuildUserDataTree(MailClient::kOutlookExpress, L"S-1-5-21", userId);
   constexpr std::size_t kLongest = 2048;  // bytes
   Require(userId == (identity.Bytes().size() <= kLongest ? identity.Read() : L""), "the identity as it is stored");
   for (const auto* paths : {&machine.madeFolders, &machine.stampedFolders}) {
