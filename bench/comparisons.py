@@ -7,10 +7,9 @@ import subprocess
 import counts
 import trees
 from machine import Fault, Machine, Program, batch
-from rounds import Arm, Comparison, Stub
+from rounds import Arm, Comparison, Stub, run_arm
 
 CMD = rf"{counts.SYSTEM}\cmd.exe"
-STEPS = r"C:\bench\Steps.exe"
 LOOK_UPS = 100
 TREES = {"ours": "Orvane Labs/VELA", "peer": "Orvane_Labs/VELA"}  # Wine 10's xcopy takes no path with a blank
 # As the program copies: with empty folders, hidden files and attributes, over read-only files; and without a word.
@@ -33,9 +32,7 @@ class Workplace:
         self.sources = sources
         self.aside = machine.drive / "aside"
         self.log = machine.drive / "windows/temp/QRTX_Debug/vela.log"
-        self.staged = {}
-        for shape in shapes:
-            self.staged[shape.name] = trees.staged(sources / shape.name)
+        self.staged = {shape.name: trees.staged(sources / shape.name) for shape in shapes}
         machine.require(counts.SET_VALUE)
         machine.require(counts.STATUS)  # the log's folder is there from now on
         self._write_batches(shapes)
@@ -106,11 +103,8 @@ class Workplace:
         else:
             program, exit_codes = batch(rf"C:\bench\xcopy{'' if first else '_newer'}.{shape.name}.bat"), (0,)
         name = name or ("`-p`" if who == "ours" else "`xcopy`" if first else "`xcopy /D`")
-        if first:
-            return Arm(name, program, lambda: self.remove(who, shape), lambda: self.is_staged(who, shape), exit_codes,
-                       units)
-        return Arm(name, program, lambda: self.outdate(who, shape), lambda: self.is_renewed(who, shape), exit_codes,
-                   units)
+        prepare, did_it = (self.remove, self.is_staged) if first else (self.outdate, self.is_renewed)
+        return Arm(name, program, lambda: prepare(who, shape), lambda: did_it(who, shape), exit_codes, units)
 
     # ---- the log
 
@@ -143,10 +137,9 @@ class Workplace:
         # made, either arm would wait for the disk that is still writing them.
         def prepare() -> None:
             subprocess.run(["cp", "-rl", self.product_folder("ours", shape), folder], check=True)
-        if who == "ours":
-            return Arm("delete", Program(STEPS, rf"delete C:\{folder.name}"), prepare, lambda: not folder.exists())
-        return Arm("`rmdir /s /q`", Program(CMD, rf"/d /c rmdir /s /q C:\{folder.name}"), prepare,
-                   lambda: not folder.exists())
+        name, program = (("delete", Program(counts.STEPS, rf"delete C:\{folder.name}")) if who == "ours" else
+                         ("`rmdir /s /q`", Program(CMD, rf"/d /c rmdir /s /q C:\{folder.name}")))
+        return Arm(name, program, prepare, lambda: not folder.exists())
 
     # ---- registration
 
@@ -169,7 +162,7 @@ class Workplace:
 
     def register(self, who: str) -> Arm:
         if who == "ours":
-            return Arm("register", Program(STEPS, r"register C:\modules"), self.unregister, self.registered)
+            return Arm("register", Program(counts.STEPS, r"register C:\modules"), self.unregister, self.registered)
         return Arm("`regsvr32 /s`", batch(r"C:\bench\register.bat"), self.unregister, self.registered)
 
 
@@ -184,7 +177,7 @@ def comparisons(place: Workplace, quick: bool) -> list[Comparison]:
     place.place_modules()
     rows = [
         Comparison("status (`-s`)", 1.20, Arm("`-s`", counts.STATUS),
-                   Arm("a bare program", Program(r"C:\bench\Bare.exe")), many),
+                   Arm("a bare program", counts.BARE), many),
         Comparison("upgrade (`-p`), typical, first copy", 0.70, place.copy("ours", typical, True),
                    place.copy("peer", typical, True), few),
         Comparison("upgrade (`-p`), small, unchanged", 0.22, place.copy("ours", small, False),
@@ -196,7 +189,7 @@ def comparisons(place: Workplace, quick: bool) -> list[Comparison]:
         Comparison("delete, typical", 0.25, place.delete("ours", typical), place.delete("peer", typical), more),
         Comparison("upgrade (`-p`), typical, unchanged, log written", 1.05, place.logged(typical, True),
                    place.logged(typical, False), many),
-        Comparison("look-up of a process", 1.05, Arm("look-up", Program(STEPS, f"lookup {LOOK_UPS}")),
+        Comparison("look-up of a process", 1.05, Arm("look-up", Program(counts.STEPS, f"lookup {LOOK_UPS}")),
                    Arm("a bare snapshot", Program(r"C:\bench\Snapshot.exe", f"{LOOK_UPS}")), more),
     ]
     if not quick:
@@ -217,3 +210,29 @@ def peak_memory(place: Workplace, shape: trees.Shape, runs: int) -> list[int]:
         if not place.is_renewed("ours", shape):
             raise Fault(f"{shape.name}: the run whose memory was measured did nothing")
     return peaks
+
+
+def whole_runs(build: pathlib.Path, sources: pathlib.Path) -> dict[str, int]:
+    """The requests of whole runs: they explain the ratios of deletion and registration."""
+    shapes = [trees.SMALL, trees.TYPICAL]
+    with Machine(build, counts.folder_for(build), traced=True, drives={"s": sources}) as machine:
+        place = Workplace(machine, sources, shapes)
+
+        def count(arm: Arm) -> int:
+            run_arm(machine, arm)  # the first run on a machine makes keys and folders that stay
+            arm.prepare()
+            result, requests = machine.run_counting(arm.program)
+            arm.check(result)
+            return requests
+        found = {"bare": count(Arm("a bare program", counts.BARE)),
+                 "interpreter": count(Arm("the command interpreter", Program(CMD, "/d /c rem")))}
+        for shape in shapes:
+            place.stage("ours", shape)
+            folder = place.product_folder("ours", shape)
+            found[f"entries_{shape.name}"] = sum(len(folders) + len(files) for _, folders, files in os.walk(folder))
+            for who in TREES:
+                found[f"delete_{shape.name}_{who}"] = count(place.delete(who, shape))
+        place.place_modules()
+        for who in TREES:
+            found[f"register_{who}"] = count(place.register(who))
+        return found

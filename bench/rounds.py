@@ -1,7 +1,6 @@
-"""Rounds: what is compared runs in turn, in rotated order, and each round gives a ratio of its own.
+"""Rounds: the programs that are compared run in turn, in rotated order. Each round gives a ratio.
 
-A third arm, the first one once more, tells whether the machine was quiet enough: a difference between the two is noise,
-and where there is much of it nothing is said of the rest.
+A third arm runs the first program again. The difference between the two is noise; with much noise there is no verdict.
 """
 import dataclasses
 import statistics
@@ -18,11 +17,7 @@ class Runner(Protocol):
 
 
 class Stub(Fault):
-    """An arm ended well and had not done its work."""
-
-
-def nothing() -> None:
-    pass
+    """An arm ended well and did not do its work."""
 
 
 @dataclasses.dataclass(frozen=True)
@@ -30,10 +25,16 @@ class Arm:
     """One of the things compared. `prepare` and `did_it` are outside of the time."""
     name: str
     program: Program
-    prepare: Callable[[], None] = nothing
+    prepare: Callable[[], None] = lambda: None
     did_it: Callable[[], bool] | None = None  # whether the work is done, looked at after each run
     exit_codes: tuple[int, ...] = (0,)
     units: int = 1  # the time is divided by it
+
+    def check(self, result: Run) -> None:
+        if result.exit_code not in self.exit_codes:
+            raise Fault(f"{self.name}: exit code {result.exit_code}")
+        if self.did_it is not None and not self.did_it():
+            raise Stub(f"{self.name} is a stub: it ended with {result.exit_code} and its work is not done")
 
 
 @dataclasses.dataclass(frozen=True)
@@ -74,10 +75,7 @@ def rotated(arms: list[Arm], number: int) -> list[Arm]:
 def run_arm(runner: Runner, arm: Arm) -> float:
     arm.prepare()
     result = runner.run(arm.program)
-    if result.exit_code not in arm.exit_codes:
-        raise Fault(f"{arm.name}: exit code {result.exit_code}")
-    if arm.did_it is not None and not arm.did_it():
-        raise Stub(f"{arm.name} is a stub: it ended with {result.exit_code} and its work is not done")
+    arm.check(result)
     return result.seconds / arm.units
 
 

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""run.py [--quick] <build folder> <sources folder> <results folder> <page folder>: all measurements (see scripts/bench.sh).
-run.py --page <results folder> <page folder>: the page alone.
+"""run.py [--quick] <build folder> <sources folder> <results folder> <page folder>   all measurements
+run.py --page <results folder> <page folder>                                      the page alone
 
-Keeps the results as <system>.json, writes performance.md and performance.svg from those of all systems that are kept,
-prints the tables of this one, and ends with 1 where a limit is broken that is no time.
+Keeps the results as <system>.json. Writes performance.md and performance.svg from the results of all systems. Prints the
+tables of this one. Exits with 1 if a limit is broken that is no time. scripts/bench.sh calls it.
 """
 import datetime
 import os
@@ -18,7 +18,6 @@ import time
 sys.dont_write_bytecode = True
 import comparisons  # noqa: E402
 import counts  # noqa: E402
-import reasons  # noqa: E402
 import report  # noqa: E402
 import trees  # noqa: E402
 from machine import Fault, Machine, wine_text  # noqa: E402
@@ -53,9 +52,8 @@ def describe_machine(build: pathlib.Path) -> str:
 
 
 def describe_sources(shapes: list[trees.Shape]) -> str:
-    words = [f"{shape.name} ({shape.files:,} files, up to {shape.width} in a folder, {shape.size >> 20:,} MiB"
-             + (f", one of {shape.pattern >> 20} MiB" if shape.pattern else "") + ")" for shape in shapes]
-    return ", ".join(words)
+    return ", ".join(f"{shape.name} ({shape.files:,} files, up to {shape.width} in a folder, {shape.size >> 20:,} MiB"
+                     + (f", one of {shape.pattern >> 20} MiB" if shape.pattern else "") + ")" for shape in shapes)
 
 
 def folder_for_runs(build: pathlib.Path) -> tuple[pathlib.Path, str]:
@@ -82,7 +80,7 @@ def measure_memory(place: comparisons.Workplace, quick: bool) -> list[report.Mea
 
 
 def main() -> int:
-    # One processor for all (see report.HOW).
+    # One processor for all: docs/performance.md says why.
     os.sched_setaffinity(0, {max(os.sched_getaffinity(0))})
     arguments = sys.argv[1:]
     quick = arguments[:1] == ["--quick"]
@@ -98,7 +96,7 @@ def main() -> int:
         trees.make(shape, sources / shape.name)
     say("requests")
     counted = counts.measure(build)
-    requests = reasons.measure(build, sources)
+    requests = comparisons.whole_runs(build, sources)
     outcomes, broken = [], []
     folder, where = folder_for_runs(build)
     with Machine(build, folder, drives={"s": sources}) as machine:
@@ -124,9 +122,7 @@ def main() -> int:
                              describe_sources(shapes), quick, requests, broken)
     report.write(results, kept)
     report.write_page(report.read(kept), target)
-    print()
-    print(report.tables([results]))
-    print(report.why_not_met([results]), end="")
+    print("\n" + report.tables([results]))
     return 1 if results.failed else 0
 
 
