@@ -1,9 +1,8 @@
 #!/usr/bin/env bash
 # demo.sh
 #
-# Shows VELAutil at work, on a small Windows machine made for the occasion under build/demo: what it is told to do, what
-# it answers, what it logs, and what it changed on the disk and in the registry. Needs no display, touches no other Wine
-# prefix, and leaves no process behind.
+# Shows VELAutil at work on a small Windows machine below build/demo: each command line, its exit code, its log, and what
+# it changed on the disk and in the registry. Needs no display, changes no other Wine prefix, leaves no process behind.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root=$PWD
@@ -38,7 +37,7 @@ indent() {
   awk '{ sub(/\r$/, ""); print "    " $0 }'
 }
 
-# Takes along every program of the machine that still runs.
+# Ends every program of the machine that still runs.
 switch_off() {
   if [[ -d $WINEPREFIX ]]; then
     end_prefix "$WINEPREFIX"
@@ -68,12 +67,10 @@ build_all() {
   if ! {
     { [[ -f $build/build.ninja ]] && grep -q '^BUILD_TESTING:[A-Z]*=ON' "$build/CMakeCache.txt" ||
       cmake --preset release -DBUILD_TESTING=ON; } &&
-      cmake --build --preset release --target VELAutil fixtures &&
-      { [[ -f $demo/tools/build.ninja ]] || ./scripts/demo/configure.sh "$demo/tools"; } &&
-      cmake --build "$demo/tools"
+      cmake --build --preset release --target VELAutil fixtures
   } >"$demo/build.log" 2>&1; then
     tail -n 40 "$demo/build.log" >&2
-    echo "demo: the build failed; $demo/build.log has it all." >&2
+    echo "demo: the build failed; $demo/build.log has all messages." >&2
     exit 1
   fi
 }
@@ -125,46 +122,43 @@ windows_path() {
   echo "${path//\//\\}"
 }
 
-# snapshot <folder>: the registry and the files as they are now, the run log and Windows' own folder apart.
+# snapshot <name>: the registry and the files as they are now.
 snapshot() {
-  mkdir -p "$1"
-  must 'saving the registry' run_wine "$demo/tools/SaveRegistry.exe" "$(windows_path "$1")"
-  (cd "$WINEPREFIX/drive_c" && find . -path ./windows -prune -o \
-    -type d -printf '- - %P/\n' -o -type f -printf '%s %T@ %P\n') >"$1/files.txt"
+  must 'the snapshot of the machine' run_wine "$fixtures/MachineState.exe" "$(windows_path "$demo/$1.txt")"
+}
+
+# changes <name before> <name after>
+changes() {
+  printf '\nChanges of files and registry (- before, + after):\n'
+  # Wine itself notes its display.
+  diff --unchanged-line-format= --old-line-format='- %L' --new-line-format='+ %L' "$demo/$1.txt" "$demo/$2.txt" |
+    grep -v 'Wine.Temporary System Parameters' | indent || true
 }
 
 log_size() {
   stat -c %s "$run_log" 2>/dev/null || echo 0
 }
 
-# step <switch> <destination folder> <title> <what it is about to do>: one run of the program, told in full.
+# step <switch> <destination folder> <title> <what it is about to do>: one run of the program, and all that it did.
 step() {
-  local switch=$1 destination=$2 text=$4 code from
+  local switch=$1 destination=$2 code from
   title "$3"
-  say "$text"
-  if [[ $destination == *' '* ]]; then
-    printf '\n  C:\\VELA\\VELAutil.exe %s %s "%s"\n' "$switch" "$source_folder" "$destination"
-  else
-    printf '\n  C:\\VELA\\VELAutil.exe %s %s %s\n' "$switch" "$source_folder" "$destination"
-  fi
+  say "$4"
+  printf '\n  C:\\VELA\\VELAutil.exe %s %s "%s"\n' "$switch" "$source_folder" "$destination"
 
-  rm -rf "$demo/before" "$demo/after"
-  snapshot "$demo/before"
+  snapshot before
   from=$(log_size)
   # Linux sees the low 8 bits of an exit code; the command interpreter sees all 32.
   run_wine cmd /v:on /c 'C:\VELA\VELAutil.exe' "$switch" "$source_folder" "$destination" \
     '&' echo exit code '!errorlevel!' || true
   code=$(tr -d '\r' <"$demo/output" | sed -n 's/^exit code //p')
   must 'starting the program' test -n "$code"
-  snapshot "$demo/after"
+  snapshot after
 
   printf '\nExit code: %d (0x%08x)\n' "$code" "$((code & 0xffffffff))"
   printf '\nRun log (C:\\windows\\Temp\\QRTX_Debug\\vela.log):\n'
   tail -c "+$((from + 1))" "$run_log" | iconv -f latin1 -t utf-8 | sed '1{/^\r*$/d}' | indent
-  printf '\nFiles (+ new, - gone, ~ changed):\n'
-  python3 scripts/demo/changes.py files "$demo/before/files.txt" "$demo/after/files.txt" | indent
-  printf '\nRegistry (+ new, - gone, ~ changed):\n'
-  python3 scripts/demo/changes.py registry "$demo/before" "$demo/after" | indent
+  changes before after
 }
 
 # A stand-in for Outlook that ends when the plug-ins are told to load their patterns anew.
@@ -210,8 +204,7 @@ make_machine
 title 'The machine'
 say "Windows XP Professional x64 as Wine plays it, with Outlook 2010 in C:\\Office14, an installation source in $source_folder, and the registries of two users: the one who is logged on and $user. The mail clients and the plug-in modules are stand-ins that the tests build; the modules are real COM servers."
 probe_classes 'before anything is installed'
-rm -rf "$demo/first" "$demo/last"
-snapshot "$demo/first"
+snapshot first
 
 step -I "$install_root" 'Install' \
   "Copies the plug-in files of all three clients below $install_root, notes where they lie, and registers the plug-ins. The anti-spam switch has never been set, so it is set to off."
@@ -251,11 +244,8 @@ step -U "$product_folder" 'Uninstall' \
 probe_classes 'after the uninstallation'
 
 title 'The machine before and after'
-snapshot "$demo/last"
-printf '\nFiles (+ new, - gone, ~ changed):\n'
-python3 scripts/demo/changes.py files "$demo/first/files.txt" "$demo/last/files.txt" | indent
-printf '\nRegistry (+ new, - gone, ~ changed):\n'
-python3 scripts/demo/changes.py registry "$demo/first" "$demo/last" | indent
+snapshot last
+changes first last
 
 title 'Done'
-say "All that was shown is for you to compare; scripts/test.sh does the checking. The machine is switched off. Its disk stays in build/demo/prefix/drive_c until the next run of this script."
+say "This script checks nothing: scripts/test.sh does. The machine is switched off. Its disk stays in build/demo/prefix/drive_c until the next run of this script."
