@@ -1,35 +1,17 @@
-"""C++ source text as tokens, and as the statements and table rows that it consists of.
+"""C++ source text as the statements and table rows that it consists of.
 
-No compiler: just what the small changes need, for sources laid out by clang-format with braces around every body.
-What is taken for something else than it is costs a change that does not compile, and nothing more.
+Just what the small changes need, for sources laid out by clang-format with braces around every body. A mistake here
+costs a change that does not compile, and nothing more.
 """
 import dataclasses
-import re
 
-TOKEN = re.compile(
-    r"""(?P<comment>//[^\n]*|/\*.*?\*/)
-      | (?P<directive>^[ ]*\#(?:[^\n\\]|\\.)*)
-      | (?P<text>(?:u8|[LuU])?"(?:[^"\\\n]|\\.)*")
-      | (?P<char>[LuU]?'(?:[^'\\\n]|\\.)+')
-      | (?P<number>\d[\w.']*)
-      | (?P<name>[A-Za-z_]\w*)
-      | (?P<sign>->\*|<<=|>>=|\.\.\.|::|->|\+\+|--|&&|\|\||[-+*/%&|^=!<>]=|<<|>>|[^\s])""",
-    re.X | re.M | re.S)
+from cpp_tokens import PAIRS, closing, tokens_of
 
-PAIRS = {"(": ")", "{": "}", "[": "]"}
 CONTROL = {"if", "for", "while", "switch"}
 JUMPS = {"continue", "break"}
 NO_EXPRESSION = {"const", "constexpr", "static", "using", "return", "typedef", "struct", "class", "enum", "case",
                  "default", "public", "private", "protected", "template", "static_assert", "namespace", "virtual",
                  "explicit", "friend", "extern", "goto", "inline"}
-
-
-@dataclasses.dataclass(frozen=True)
-class Token:
-    kind: str
-    text: str
-    start: int
-    end: int
 
 
 @dataclasses.dataclass(frozen=True)
@@ -40,29 +22,11 @@ class Statement:
 
 
 class Source:
-    """The tokens of one file; comments and preprocessor lines are left out."""
-
     def __init__(self, text):
         self.text = text
-        found = (Token(match.lastgroup, match.group(), match.start(), match.end()) for match in TOKEN.finditer(text))
-        self.tokens = [token for token in found if token.kind not in ("comment", "directive")]
-        self.partner = self._match_brackets()
-
-    def _match_brackets(self):
-        partner, open_brackets = {}, []
-        for index, token in enumerate(self.tokens):
-            if token.kind != "sign":
-                continue
-            if token.text in PAIRS:
-                open_brackets.append(index)
-            elif token.text in PAIRS.values():
-                if not open_brackets or PAIRS[self.tokens[open_brackets[-1]].text] != token.text:
-                    raise ValueError(f"bracket {token.text} at {token.start} closes nothing")
-                partner[open_brackets[-1]] = index
-                partner[index] = open_brackets.pop()
-        if open_brackets:
-            raise ValueError(f"bracket at {self.tokens[open_brackets[-1]].start} is never closed")
-        return partner
+        self.tokens = tokens_of(text)
+        self.partner = {index: closing(self.tokens, index)
+                        for index, token in enumerate(self.tokens) if token.text in PAIRS}
 
     def word(self, index):
         return self.tokens[index].text if 0 <= index < len(self.tokens) else ""
@@ -114,12 +78,10 @@ class Source:
         return before == "{" and self.is_values(opening - 1)
 
     def bodies(self):
-        return [index for index, token in enumerate(self.tokens)
-                if token.kind == "sign" and token.text == "{" and self.is_body(index)]
+        return [index for index in self.partner if self.word(index) == "{" and self.is_body(index)]
 
     def value_lists(self):
-        return [index for index, token in enumerate(self.tokens)
-                if token.kind == "sign" and token.text == "{" and self.is_values(index)]
+        return [index for index in self.partner if self.word(index) == "{" and self.is_values(index)]
 
     def statements(self, opening):
         """The statements of one body, without those nested in them."""

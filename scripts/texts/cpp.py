@@ -1,48 +1,14 @@
-"""C++ sources as tokens, and as much of their structure as finding texts takes."""
+"""As much of the structure of C++ sources as it takes to find texts."""
 from __future__ import annotations
 
 import re
 from collections.abc import Iterable, Iterator
 from dataclasses import dataclass, field
 
-TOKENS = re.compile(
-    r"""(?P<blank>\s+|//[^\n]*|/\*.*?\*/|\\\n)
-      | (?P<directive>^[ ]*\#(?:[^\n\\]|\\.|\\\n)*)
-      | (?P<string>(?:L|u8)?"(?:[^"\\\n]|\\.)*")
-      | (?P<character>L?'(?:[^'\\\n]|\\.)*')
-      | (?P<word>[A-Za-z_]\w*)
-      | (?P<number>\d[\w.']*)
-      | (?P<mark>::|->|\.\*|<<|>>|\.\.\.|&&|\|\||[<>=!]=|.)""",
-    re.VERBOSE | re.DOTALL | re.MULTILINE,
-)
+from cpp_tokens import PAIRS, SourceError, Token, closing, tokens_of
+
 ESCAPE = re.compile(r"\\(x[0-9A-Fa-f]+|u[0-9A-Fa-f]{4}|.)", re.DOTALL)
 PLAIN_ESCAPES = {"n": "\n", "r": "\r", "t": "\t", "0": "\0"}
-OPENING = {"(": ")", "{": "}", "[": "]"}
-
-
-class SourceError(Exception):
-    """A source says something that is not understood here; the message names the place."""
-
-
-@dataclass(frozen=True)
-class Token:
-    kind: str
-    text: str
-    line: int
-
-    @property
-    def is_string(self) -> bool:
-        return self.kind == "string"
-
-
-def tokens_of(source: str) -> list[Token]:
-    tokens = []
-    line = 1
-    for match in TOKENS.finditer(source):
-        if match.lastgroup not in ("blank", "directive"):
-            tokens.append(Token(str(match.lastgroup), match.group(), line))
-        line += match.group().count("\n")
-    return tokens
 
 
 def value_of(literals: Iterable[Token]) -> str:
@@ -58,52 +24,28 @@ def value_of(literals: Iterable[Token]) -> str:
     return ESCAPE.sub(plain, joined)
 
 
-def closing(tokens: list[Token], start: int) -> int:
-    """The index of the bracket that closes the one at `start`."""
-    open_brackets = []
-    for index in range(start, len(tokens)):
-        text = tokens[index].text
-        if tokens[index].kind != "mark":
-            continue
-        if text in OPENING:
-            open_brackets.append(OPENING[text])
-        elif open_brackets and text == open_brackets[-1]:
-            open_brackets.pop()
-            if not open_brackets:
-                return index
-    raise SourceError(f"line {tokens[start].line}: a bracket is never closed")
-
-
 def split(tokens: list[Token], separator: str) -> list[list[Token]]:
-    """The parts between separators that stand in no brackets. A separator at the end is followed by no part."""
+    """The parts between separators outside of brackets. A separator at the end is followed by no part."""
     parts: list[list[Token]] = [[]]
     index = 0
     while index < len(tokens):
-        token = tokens[index]
-        if token.kind == "mark" and token.text in OPENING:
-            end = closing(tokens, index)
-            parts[-1].extend(tokens[index : end + 1])
-            index = end + 1
-            continue
-        if token.kind == "mark" and token.text == separator:
+        end = closing(tokens, index) if tokens[index].text in PAIRS else index
+        if tokens[index].text == separator:
             parts.append([])
         else:
-            parts[-1].append(token)
-        index += 1
+            parts[-1].extend(tokens[index : end + 1])
+        index = end + 1
     return parts if parts[-1] else parts[:-1]
 
 
 def statement_end(tokens: list[Token], start: int) -> int:
     """The index of the semicolon that ends what begins at `start`."""
     index = start
-    while index < len(tokens):
-        if tokens[index].kind == "mark":
-            if tokens[index].text in OPENING:
-                index = closing(tokens, index)
-            elif tokens[index].text == ";":
-                return index
-        index += 1
-    raise SourceError(f"line {tokens[start].line}: a statement is never ended")
+    while index < len(tokens) and tokens[index].text != ";":
+        index = closing(tokens, index) + 1 if tokens[index].text in PAIRS else index + 1
+    if index >= len(tokens):
+        raise SourceError(f"line {tokens[start].line}: a statement is never ended")
+    return index
 
 
 def spelled(tokens: Iterable[Token]) -> str:
@@ -144,7 +86,7 @@ def function_name(head: list[Token]) -> str:
     for index, token in enumerate(head):
         if token.text == "(":
             before = index - 1
-            while before >= 0 and (head[before].kind == "word" or head[before].text in ("::", "~")):
+            while before >= 0 and (head[before].kind == "name" or head[before].text in ("::", "~")):
                 if name and name[0] not in ("::", "~") and head[before].text not in ("::", "~"):
                     break  # the type of the result
                 name.insert(0, head[before].text)
@@ -166,7 +108,7 @@ def _read_scope(source: Source, tokens: list[Token]) -> None:
     start = 0
     index = 0
     while index < len(tokens):
-        text = tokens[index].text if tokens[index].kind == "mark" else ""
+        text = tokens[index].text
         if text in ("(", "["):
             index = closing(tokens, index)
         elif text == ";":
@@ -211,7 +153,7 @@ def _read_declaration(source: Source, tokens: list[Token]) -> None:
     declared = [word for word in words[:equals] if word not in ("inline", "static", "constexpr", "const")]
     is_list = declared[-2:] == ["[", "]"] or (len(declared) > 3 and declared[-1] == "]")
     names = declared[: declared.index("[")] if "[" in declared else declared
-    if value and all(token.is_string for token in value) and {"wchar_t", "char"} & set(names):
+    if value and all(token.kind == "text" for token in value) and {"wchar_t", "char"} & set(names):
         source.constants[names[-1]] = value_of(value)
     elif value and value[0].text == "{" and len(names) >= 2:
         inside = split(value[1 : closing(value, 0)], ",")
@@ -230,7 +172,7 @@ def member_names(members: list[list[Token]]) -> list[str]:
             names.append(words[words.index("(") + 2])
         else:
             before = words.index("=") if "=" in words else len(words)
-            named = [token.text for token in member[:before] if token.kind == "word"]
+            named = [token.text for token in member[:before] if token.kind == "name"]
             names.append(named[-1])
     return names
 

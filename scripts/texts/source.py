@@ -12,8 +12,10 @@ from dataclasses import dataclass
 from itertools import product
 from pathlib import Path
 
+from cpp_tokens import SourceError, Token, closing
+
 from . import cpp
-from .cpp import Function, Source, SourceError, Token
+from .cpp import Function, Source
 
 FOLDERS = ("cli", "settings", "install", "plugins", "activation", "uninstall", "notify", "Common")
 VALUE = "\N{HORIZONTAL ELLIPSIS}"  # stands for a value in what people read
@@ -57,7 +59,7 @@ class Row:
 
     def text(self, member: str) -> str | None:
         cell = self.cells.get(member, [])
-        return cpp.value_of(cell) if cell and all(token.is_string for token in cell) else None
+        return cpp.value_of(cell) if cell and all(token.kind == "text" for token in cell) else None
 
     def decides(self, condition: list[Token]) -> bool | None:
         """What a condition that is a member of the table says; None where it is another."""
@@ -91,7 +93,7 @@ class Product:
         # RunLog::Info and its like, with what they write first.
         self.levels = {function.name: cpp.value_of(arguments[0])
                        for source in sources if source.name in RUN_LOG for function in source.functions
-                       for arguments in cpp.calls(function, "Entry") if arguments[0][0].is_string}
+                       for arguments in cpp.calls(function, "Entry") if arguments[0][0].kind == "text"}
 
     def text_members(self, source: Source) -> dict[str, str]:
         """Members of type RunLog::Text, with their structure. A name means one structure within a file."""
@@ -133,9 +135,9 @@ class Product:
 
     def texts_of(self, place: Place, part: list[Token], row: Row) -> list[str] | None:
         """The texts that an expression may be; None where it is a value, none where the row has none."""
-        if all(token.is_string for token in part):
+        if all(token.kind == "text" for token in part):
             return [cpp.value_of(part)]
-        if part[0].text == "(" and cpp.closing(part, 0) == len(part) - 1:
+        if part[0].text == "(" and closing(part, 0) == len(part) - 1:
             return self.texts_of(place, part[1:-1], row)
         words = [token.text for token in part]
         if "?" in words:
