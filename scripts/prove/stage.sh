@@ -1,0 +1,173 @@
+#!/usr/bin/env bash
+# stage.sh <stage> [argument...]
+#
+# One stage of scripts/prove.sh, which builds build/release first. The rows go to build/prove/<stage>.md. Exits with 1 if
+# the stage found something or could not run.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/../.."
+root=$PWD
+stage=$1
+shift
+rows=$root/build/prove/$stage.md
+jobs=$((2 * $(nproc)))
+code=0
+mkdir -p build/prove
+rm -f "$rows"  # rows of an earlier run must not pass for this one's
+./scripts/setup.sh --prove
+unset DISPLAY WAYLAND_DISPLAY VELA_REGENERATE VELA_FAULTS_STRIDE VELA_DEATHS_STRIDE
+
+# Every command on every Windows that Wine can play, with both code pages, as an administrator and as an ordinary user.
+matrix() {
+  rm -f build/prove/matrix.xml
+  ctest --preset release -L matrix -j "$jobs" --no-tests=error --output-junit "$root/build/prove/matrix.xml" || code=1
+  python3 scripts/prove/matrix_rows.py build/prove/matrix.xml "$rows" || code=1
+}
+
+# Every message is produced by the tests, and no other one. The run of the whole suite in the folder VELA_TEST_MESSAGES
+# serves if there is one; else this makes one.
+texts() {
+  local messages=${VELA_TEST_MESSAGES:-$root/build/prove/messages}
+  if [[ -z ${VELA_TEST_MESSAGES:-} ]]; then
+    rm -rf "$messages"
+  fi
+  if ! compgen -G "$messages/*.log" >/dev/null; then
+    cmake --preset release -DBUILD_TESTING=ON >/dev/null
+    cmake --build --preset release -j "$(nproc)"
+    VELA_TEST_MESSAGES=$messages ctest --preset release -LE full -j "$jobs" --no-tests=error || code=1
+  fi
+  ./scripts/messages.py census --produced "$messages" --report "$rows" || code=1
+}
+
+# ---- the build that counts lines and ends at undefined behaviour
+
+counted=build/coverage
+
+# must_end <what> <exit code>: a build that lets everything pass would pass every test.
+must_end() {
+  local ended=0
+  tests/support/run_in_prefix.sh "$counted/tests/prefix" "$counted/tests/fixtures/Misbehaving.exe" "$1" >/dev/null 2>&1 ||
+    ended=$?
+  if ((ended != $2)); then
+    echo "this build does not end at '$1' (exit code $ended, not $2)"
+    exit 1
+  fi
+}
+
+# Runs all tests in it. Leaves there counts/ (a folder for each run: programs with different Wine servers do not see one
+# another's locks), tests.log, tests.xml, and tests.code, the exit code of ctest.
+run_counted() {
+  local done_already=$counted/tests.code
+  rm -rf "$done_already" "$counted/counts"
+  mkdir -p "$counted/counts"
+  touch "$counted/run.started"
+  cmake --preset coverage -DBUILD_TESTING=ON >/dev/null
+  cmake --build --preset coverage -j "$(nproc)"
+  tests/support/make_prefix.sh "$counted/tests/prefix" >/dev/null
+  must_end overflow 29  # the low byte of 0xC000001D, an illegal instruction
+  must_end beyond 3     # abort()
+  # The sweeps (faults) know only the code that the compiler makes for a release.
+  VELA_TEST_COUNTS=$root/$counted/counts ctest --preset coverage -j "$jobs" -LE '^(full|faults)$' --no-tests=error \
+    --quiet -O "$root/$counted/tests.log" --output-junit "$root/$counted/tests.xml" || code=$?
+  sed -n '/tests passed/,$p' "$counted/tests.log"
+  echo "$code" >"$done_already"
+  if ((code != 0)); then
+    echo "$stage: tests fail in this build; $counted/tests.log has the messages"
+  fi
+}
+
+coverage() {
+  run_counted
+  ./tests/coverage/report_coverage.py "$counted" "$counted/counts" "$rows" || code=1
+}
+
+count() { sed -n "s/^[ \t]*$1=\"\([0-9]*\)\".*/\1/p" "$counted/tests.xml" | head -n 1; }
+
+# A run of the last three hours serves, if no source is newer.
+undefined() {
+  local newer traps assertions
+  newer=$(find . \( -path './build*' -o -path ./.git -o -path ./docs -o -name __pycache__ \) -prune -o \
+    -type f -newer "$counted/run.started" -print -quit 2>/dev/null) || true
+  if [[ -n $newer || -z $(find "$counted/tests.code" -mmin -180 2>/dev/null) ]]; then
+    run_counted
+  fi
+  code=$(<"$counted/tests.code")
+  # Wine names the end of a test program; of one that a test started, the test names the exit code.
+  traps=$(grep -aciE 'illegal instruction|c000001d|3221225501|1073741795' "$counted/tests.log") || true
+  assertions=$(grep -ac 'Assertion .* failed' "$counted/tests.log") || true
+  {
+    echo '| Tests | Failed | Skipped | Ended at undefined behaviour | Ended at a library assertion |'
+    echo '|---|---|---|---|---|'
+    echo "| $(count tests) | $(count failures) | $(count skipped) | $traps | $assertions |"
+  } >"$rows"
+  cat "$rows"
+  ((code + traps + assertions == 0)) || code=1
+}
+
+# ---- sweeps: the full form, one test for each command
+
+# sweep <tests, by the start of their names> <heading of the table>: joins the rows that the tests leave.
+sweep() {
+  local tests=$1 heading=$2 wanted found
+  local left=build/release/tests/rows/${tests##*.}
+  rm -f "$left"*.md
+  wanted=$(ctest --test-dir build/release -N -L full -R "^${tests//./[.]}" | grep -c "$tests") || true
+  ctest --test-dir build/release -L full -R "^${tests//./[.]}" -j "$jobs" --no-tests=error --output-on-failure || code=1
+  found=$(find build/release/tests/rows -name "${tests##*.}*.md" -size +0 | wc -l)
+  if ((found != wanted || wanted == 0)); then
+    echo "$stage: $wanted tests left $found rows" >&2
+    code=1
+  fi
+  {
+    echo "$heading"
+    sed 's/[^|]//g; s/|/|--:/g; s/^|--:/|---/; s/--:$//' <<<"$heading"
+    cat "$left"*.md
+    awk -F '|' '{ for (i = 3; i < NF; i++) sum[i] += $i; last = NF }
+      END { printf "| all |"; for (i = 3; i < last; i++) printf " %d |", sum[i]; print "" }' "$left"*.md
+  } >"$rows" || code=1
+  cat "$rows"
+}
+
+# Each Windows call fails: alone with every error in the table, and once with every later call.
+faults() {
+  sweep faults.full.sweep '| Command | Calls that can fail | One fails | From one on | Runs with findings |'
+}
+
+# The process ends at each change of install, upgrade and uninstall. Then the same command runs again, and files and
+# registry must be as after one undisturbed run.
+deaths() {
+  sweep faults.full.deaths '| Command | Changes | Deaths | Left a difference that is meant | Deaths with findings |'
+}
+
+# ---- others
+
+# fuzz [seconds]
+fuzz() {
+  rm -f build/fuzz/rows.txt
+  ./scripts/fuzz.sh "${1:-180}" || code=$?
+  {
+    echo '| Fuzzer | Executions | Edges reached | Findings |'
+    echo '|---|---|---|---|'
+    sort build/fuzz/rows.txt | sed 's/ / | /g; s/.*/| & |/'
+  } >"$rows"
+}
+
+# mutants [option of scripts/mutants.py...]
+mutants() {
+  nice python3 scripts/mutants.py "$@" || code=$?
+}
+
+# The two commands of the README in a clone of HEAD on a bare system of each release.
+newcomer() {
+  local release row
+  # shellcheck disable=SC2016  # Markdown's backticks
+  printf '%s\n' '| Debian | GCC | Wine | `demo.sh` | `test.sh` | Tests |' '|---|---|---|---|---|---|' >"$rows"
+  for release in bookworm trixie; do
+    row=build/newcomer/$release.row
+    rm -f "$row"
+    ./scripts/newcomer.sh "$release" || code=1
+    cat "$row" 2>/dev/null >>"$rows" || echo "| $release | | | not run | not run | none |" >>"$rows"
+  done
+}
+
+"$stage" "$@"
+exit "$code"
