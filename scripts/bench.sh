@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # bench.sh [--quick | --page]
 #
-# Measures the program against Wine's own tools: builds what is needed, makes the sources (once) and a Wine prefix of
-# its own, prints the tables with their limits, keeps the results of this system in bench/results, and writes
-# docs/performance.md and its chart from those of all systems. With --quick fewer rounds, no large tree, and everything
-# below build/bench; with --page nothing is measured. Exits with 1 where a count of requests or the size of the program
-# breaks its limit; times never do that, they are only told. Wants a quiet machine.
+# Measures the program against Wine's own tools, on a quiet machine. Prints the tables, keeps the results of this system
+# in bench/results, and writes docs/performance.md and its chart from the results of all systems.
+#   --quick  fewer rounds, no large tree, and everything below build/bench
+#   --page   measures nothing: only writes the page and the chart
+# Exits with 1 if a count of requests or the size of the program breaks its limit. Times have no such effect.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root=$PWD
@@ -34,14 +34,11 @@ esac
 source scripts/stages.sh
 
 clean_up() {
-  trap '' INT TERM HUP
   end_stage
   end_left_prefixes "$build/tests/prefix.runs" /dev/shm/vela.bench
   rmdir /dev/shm/vela.bench 2>/dev/null || true
 }
-trap clean_up EXIT
-trap 'exit 130' INT
-trap 'exit 143' TERM HUP
+clean_up_at_exit clean_up
 unset DISPLAY WAYLAND_DISPLAY
 
 stage 'configure (preset release)' cmake --preset release -DBUILD_TESTING=ON || exit 1

@@ -187,9 +187,7 @@ probe_classes() {
 ./scripts/setup.sh
 # shellcheck source=scripts/stages.sh
 source scripts/stages.sh
-trap switch_off EXIT
-trap 'exit 130' INT
-trap 'exit 143' TERM HUP
+clean_up_at_exit switch_off
 fixed_addresses=(setarch -R)  # with random addresses Wine fails to start a program once in a great while
 if ! setarch -R true 2>/dev/null; then
   fixed_addresses=()

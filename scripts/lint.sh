@@ -1,25 +1,22 @@
 #!/usr/bin/env bash
 # lint.sh [--fast | --all]
 #
-# Everything that checks sources without running them. All of it must be silent:
-#   layout of the text   clang-format, as .clang-format says; of one version only, others lay some lines out otherwise
-#   shell scripts        shellcheck
-#   workflows            yamllint: their form only, not what GitHub makes of them
+# Checks the sources without running them. Each of these must find nothing:
+#   clang-format         the layout, by .clang-format; version 14 only, others lay some lines out differently
+#   scripts and workflows  shellcheck and yamllint (which does not know what GitHub makes of a workflow)
 #   cppcheck
-#   second compiler      clang with its own warnings, every header by itself too (clang_checks.py)
-#   clang-tidy           as .clang-tidy says; by far the longest, so verdicts are kept in build/lint while nothing that
-#                        they depend on changes. Of the product; with --all of the tests too, with --fast of nothing.
+#   clang                a second compiler with its own warnings; every header alone, too
+#   clang-tidy           by .clang-tidy: the product; with --all the tests too, with --fast nothing
+#
+# clang and clang-tidy run as builds of their own (lint.cmake) below build/lint: Ninja remembers what had no fault.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root=$PWD
-build=$root/build/release
-demo_tools=$root/build/demo/tools
 
-tidy=(--tidy)
 case ${1:-} in
-  '') ;;
-  --fast) tidy=() ;;
-  --all) tidy=(--tidy-all) ;;
+  '') tidy=product ;;
+  --fast) tidy= ;;
+  --all) tidy=all ;;
   *)
     echo "usage: lint.sh [--fast | --all]" >&2
     exit 2
@@ -29,9 +26,7 @@ esac
 ./scripts/setup.sh --lint
 # shellcheck source=scripts/stages.sh
 source scripts/stages.sh
-trap end_stage EXIT
-trap 'exit 130' INT
-trap 'exit 143' TERM HUP
+clean_up_at_exit end_stage
 
 # sources <pattern...>: files that are in the repository or about to be.
 sources() {
@@ -49,9 +44,6 @@ sources() {
     find . \( -path './build*' -o -path ./.git \) -prune -o -type f \( "${names[@]:1}" \) -printf '%P\n'
   fi | LC_ALL=C sort
 }
-
-# tests/fuzz is no Windows program: clang compiles it for this machine, with every warning (scripts/fuzz.sh), and cppcheck
-# would read it as one.
 
 # No settings make 14 (Debian 12) and 19 (Debian 13) agree on blocks of one line, on functions of one line in macros, and on
 # pointers to members.
@@ -113,21 +105,64 @@ check_cppcheck() {
   return "$code"
 }
 
+target=x86_64-w64-mingw32
+
+# clang takes GCC's headers from a sysroot in which GCC's folder has a plain version as its name. Without a sysroot it
+# would add the headers of this machine's own C library.
+make_sysroot() {
+  local sysroot=$root/build/lint/sysroot gcc version
+  gcc=$(find "/usr/lib/gcc/$target" -maxdepth 1 -name '*-win32' | sort -V | tail -n 1)
+  version=${gcc##*/}
+  mkdir -p "$sysroot/lib/gcc/$target"
+  ln -sfn "$gcc" "$sysroot/lib/gcc/$target/${version%%-*}.0.0"
+  ln -sfn "/usr/$target" "$sysroot/$target"
+}
+
+# clang_build <folder> <objects to leave out, a pattern> [<cmake option...>]
+clang_build() {
+  local build=$root/build/lint/$1 left_out=$2 objects
+  make_sysroot
+  cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=ON -DCMAKE_EXPORT_COMPILE_COMMANDS=ON \
+    -DCMAKE_SYSTEM_NAME=Windows -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_COMPILER_TARGET=$target \
+    -DCMAKE_RC_COMPILER=$target-windres -DCMAKE_SYSROOT="$root/build/lint/sysroot" \
+    -DCMAKE_TRY_COMPILE_TARGET_TYPE=STATIC_LIBRARY -DCMAKE_PROJECT_VELAutil_INCLUDE=scripts/lint.cmake "${@:3}" \
+    >"$root/build/lint/$1.log" 2>&1 || { cat "$root/build/lint/$1.log" && return 1; }
+  # Objects only: nothing is linked, so nothing that wants a linked program may come before an object.
+  sed -i 's/^\(build cmake_object_order_depends_target_[^:]*: phony\) .*/\1/' "$build/build.ninja"
+  mapfile -t objects < <(ninja -C "$build" -t targets all | sed -n 's/: CXX_COMPILER__.*//p' | grep -Ev "$left_out")
+  ninja -C "$build" -k 0 --quiet "${objects[@]}"
+}
+
+# tests/fuzz is compiled for this machine, with every warning, by scripts/fuzz.sh.
 check_clang() {
-  sources '*.cpp' '*.h' | grep -v '^tests/fuzz/' | ./scripts/clang_checks.py "${tidy[@]}" "$build" "$demo_tools"
+  local code=0 forgotten
+  clang_build warnings '^$' || code=1
+  forgotten=$(comm -23 <(sources '*.cpp' | grep -v '^tests/fuzz/') \
+    <(sed -n "s|.*\"file\": \"$root/\(.*\)\".*|\1|p" build/lint/warnings/compile_commands.json | LC_ALL=C sort -u))
+  if [[ -n $forgotten ]]; then
+    echo "no target compiles $forgotten"
+    code=1
+  fi
+  return "$code"
 }
 
-# For the flags of every source; nothing need be built.
-configure() {
-  cmake --preset release -DBUILD_TESTING=ON >/dev/null && ./scripts/demo/configure.sh "$demo_tools" >/dev/null
+# Headers are checked through the sources that include them. Ninja does not know clang-tidy's version and configuration,
+# so a hash of them is part of the command.
+check_tidy() {
+  local headers='^CMakeFiles/headers[.]dir/' key
+  key=$(cat .clang-tidy tests/.clang-tidy <(clang-tidy --version) | sha256sum | cut -c 1-16)
+  clang_build tidy "$headers$([[ $tidy == all ]] || echo '|^tests/')" "-DCMAKE_CXX_FLAGS=-DVELA_TIDY_$key" \
+    '-DCMAKE_CXX_CLANG_TIDY=clang-tidy;--quiet'
 }
 
-stage 'flags of the sources' configure || exit 1
 stage "layout of the text ($format_of_stage)" check_format || true
 stage 'shell scripts (shellcheck)' check_shell || true
 stage 'workflows (yamllint)' check_workflows || true
 stage 'cppcheck' check_cppcheck || true
-stage "second compiler (clang)${tidy[*]:+ and clang-tidy}" check_clang || true
+stage 'second compiler (clang)' check_clang || true
+if [[ -n $tidy ]]; then
+  stage "clang-tidy ($tidy)" check_tidy || true
+fi
 print_stages
 if stages_failed; then
   exit 1

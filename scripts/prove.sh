@@ -44,14 +44,10 @@ done
 source scripts/stages.sh
 
 clean_up() {
-  trap '' INT TERM HUP
   end_stage
   end_left_prefixes "$root"/build/*/tests/prefix.runs
 }
-trap clean_up EXIT
-trap 'exit 130' INT
-trap 'exit 143' TERM HUP
-
+clean_up_at_exit clean_up
 started=$EPOCHREALTIME
 mkdir -p "$rows"
 rm -rf "$messages"

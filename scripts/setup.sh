@@ -1,15 +1,14 @@
 #!/usr/bin/env bash
 # setup.sh [--lint | --prove | --newcomer]
 #
-# Makes sure that what this repository needs is on the machine: what builds and runs it, with --lint also what checks the
-# sources, with --prove what scripts/prove.sh measures with; with --newcomer nothing but what scripts/newcomer.sh makes a
-# bare system with. On Debian 12 and 13 missing packages are installed with apt-get, through sudo where this is not root.
-# When nothing is missing it says nothing and costs a few milliseconds, so the other scripts call it every time.
+# Makes sure that this machine has what the repository needs: for building and running; with --lint also for the checks of
+# the sources; with --prove also for scripts/prove.sh; with --newcomer only for scripts/newcomer.sh. On Debian 12 and 13 it
+# installs missing packages with apt-get, through sudo if this is not root. If nothing is missing it says nothing and
+# takes a few milliseconds, so the other scripts call it every time.
 set -euo pipefail
 
-# Group, Debian package, what shows that it is there (one of several places is enough; a name without "/" is a command,
-# one behind "clang:" a file that the clang at hand knows where to find). Debian 12 and 13 have packages of all these
-# names. Asking for files and not for packages keeps other installations of the same tools valid.
+# Group, Debian package, and what shows that it is there (any one of these: a path, a command, or behind "clang:" a file
+# that clang finds). Files and not packages, so that other installations of the same tools count.
 needs() {
   cat <<'END'
 build g++-mingw-w64-x86-64-win32 x86_64-w64-mingw32-g++-win32
@@ -63,29 +62,23 @@ is_there() {
   return 1
 }
 
-# Sets `missing`. (A here-string and no <(...), which wants /dev/fd: a machine this bare may lack /proc.)
+# Sets `missing`. (No <(...): a bare system may lack /dev/fd.)
 find_missing() {
-  local group package places
+  local group package places version
   missing=()
   while read -r group package places; do
-    if [[ " $wanted " != *" $group "* ]]; then
-      continue
-    fi
     # shellcheck disable=SC2086  # several places, split on purpose
-    is_there $places || missing+=("$package")
+    if [[ " $wanted " == *" $group "* ]] && ! is_there $places; then
+      missing+=("$package")
+    fi
   done <<<"$(needs)"
-}
-
-# The presets are of version 6, which an older CMake refuses without saying what it lacks.
-check_cmake() {
-  local version
-  if [[ $wanted == newcomer ]]; then
-    return
-  fi
-  version=$(cmake --version | sed -n '1s/.* //p')
-  if [[ $(printf '%s\n' 3.25 "$version" | sort -V | head -n 1) != 3.25 ]]; then
-    echo "setup: CMake $version is too old, 3.25 or later is needed (Debian 12 and 13 have it)." >&2
-    exit 1
+  if ((${#missing[@]} == 0)) && [[ $wanted != newcomer ]]; then
+    # An older CMake refuses presets of version 6 without a reason.
+    version=$(cmake --version | sed -n '1s/.* //p')
+    if [[ $(printf '%s\n' 3.25 "$version" | sort -V | head -n 1) != 3.25 ]]; then
+      echo "setup: CMake $version is too old, 3.25 or later is needed (Debian 12 and 13 have it)." >&2
+      exit 1
+    fi
   fi
 }
 
@@ -99,23 +92,16 @@ give_up() {
   exit 1
 }
 
-# A freshly unpacked system that was entered with chroot may have no /proc. Wine then cannot start any program.
-check_proc() {
-  if [[ -e /proc/self/exe ]]; then
-    return
-  fi
-  if ((EUID == 0)) && mkdir -p /proc && mount -t proc proc /proc; then
-    echo "setup: mounted /proc, which Wine cannot do without"
-  else
-    echo "setup: /proc is not mounted, and Wine cannot do without it. As root: mount -t proc proc /proc" >&2
+# A new system entered with chroot may have no /proc, and Wine starts no program without it.
+if [[ ! -e /proc/self/exe ]]; then
+  if ! { ((EUID == 0)) && mkdir -p /proc && mount -t proc proc /proc; }; then
+    echo "setup: Wine needs /proc. As root: mount -t proc proc /proc" >&2
     exit 1
   fi
-}
-
-check_proc
+  echo "setup: mounted /proc, which Wine needs"
+fi
 find_missing
 if ((${#missing[@]} == 0)); then
-  check_cmake
   exit 0
 fi
 
@@ -126,21 +112,17 @@ as_root=()
 if ((EUID != 0)); then
   command -v sudo >/dev/null || give_up "this is not root and there is no sudo."
   as_root=(sudo)
-  # Without a terminal nobody can type the password.
-  [[ -t 0 ]] || as_root=(sudo -n)
+  [[ -t 0 ]] || as_root=(sudo -n)  # without a terminal nobody can type the password
 fi
 apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8
      apt-get -q -y -o Acquire::Retries=3 -o DPkg::Lock::Timeout=300 -o Dpkg::Use-Pty=0)
 
 started=$SECONDS
-echo "setup: ${apt[*]} update"
-"${apt[@]}" update </dev/null || give_up "apt-get update failed."
-echo "setup: ${apt[*]} install --no-install-recommends ${missing[*]}"
-"${apt[@]}" install --no-install-recommends "${missing[@]}" </dev/null || give_up "apt-get install failed."
-
+for command in update "install --no-install-recommends ${missing[*]}"; do
+  echo "setup: ${apt[*]} $command"
+  # shellcheck disable=SC2086  # several words
+  "${apt[@]}" $command </dev/null || give_up "apt-get ${command%% *} failed."
+done
 find_missing
-if ((${#missing[@]} != 0)); then
-  give_up "the packages were installed, but what they should have brought is not there."
-fi
-check_cmake
+((${#missing[@]} == 0)) || give_up "the packages are installed, but their files are not where they should be."
 echo "setup: done ($((SECONDS - started)) s)"

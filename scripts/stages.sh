@@ -1,5 +1,5 @@
-# Sourced by the other scripts: work in stages, each named as it starts and measured, summed up at the end, and ended when
-# the script is interrupted; and switching off Wine prefixes.
+# Sourced by the other scripts: stages of work, which are named, timed, summed up and ended with the script; and the end
+# of Wine prefixes.
 # shellcheck shell=bash
 
 stage_names=()
@@ -7,17 +7,13 @@ stage_results=()
 stage_seconds=()
 stage_pid=
 
-# stage <name> <command...>
-#
-# The command is a job with a process group of its own, so that an interrupted script can end all of it. Returns the
-# command's exit code; the caller decides whether to go on.
+# stage <name> <command...>: returns the command's exit code. The command has a process group of its own, so that an
+# interrupted script can end all of it.
 stage() {
   local name=$1 started=$EPOCHREALTIME code=0
-  shift
-  echo
-  echo "==== $name"
+  printf '\n==== %s\n' "$name"
   set -m
-  "$@" </dev/null &
+  "${@:2}" </dev/null &
   stage_pid=$!
   set +m
   wait "$stage_pid" || code=$?
@@ -31,10 +27,9 @@ stage() {
   return "$code"
 }
 
-# Seconds with one decimal since a value of EPOCHREALTIME, whose decimal sign is the locale's.
+# Seconds with one decimal since a value of EPOCHREALTIME, whose decimal sign depends on the locale.
 seconds_since() {
-  local from=${1//[.,]/} to=${EPOCHREALTIME//[.,]/}
-  local tenths=$(((to - from + 50000) / 100000))
+  local tenths=$(((${EPOCHREALTIME//[.,]/} - ${1//[.,]/} + 50000) / 100000))
   echo "$((tenths / 10)).$((tenths % 10))"
 }
 
@@ -46,9 +41,7 @@ stages_failed() {
 failed_stages() {
   local index
   for index in "${!stage_names[@]}"; do
-    if ((stage_results[index] != 0)); then
-      echo "${stage_names[index]}"
-    fi
+    ((stage_results[index] == 0)) || echo "${stage_names[index]}"
   done
 }
 
@@ -61,44 +54,49 @@ print_stages() {
   done
 }
 
-# end_stage: for the EXIT trap. Ends the stage that is running, if one is, and gives all its processes ten seconds to
-# clean up behind themselves.
+# clean_up_at_exit <command>: runs it when the script ends, also by a signal.
+clean_up_at_exit() {
+  # shellcheck disable=SC2064  # expanded now
+  trap "$1" EXIT
+  trap 'exit 130' INT
+  trap 'exit 143' TERM HUP
+}
+
+# end_stage: ends the stage that is running and gives its processes ten seconds to clean up.
 end_stage() {
   local tries
+  trap '' INT TERM HUP
   if [[ -z $stage_pid ]]; then
-    return 0  # said, since a plain return within a trap is the script's exit code
+    return 0  # explicit: a plain return within a trap returns the script's exit code
   fi
   kill -TERM -- "-$stage_pid" 2>/dev/null || true
   wait "$stage_pid" 2>/dev/null || true
   for ((tries = 0; tries < 100; tries++)); do
-    if ! kill -0 -- "-$stage_pid" 2>/dev/null; then
-      break
-    fi
+    kill -0 -- "-$stage_pid" 2>/dev/null || break
     sleep 0.1
   done
   kill -KILL -- "-$stage_pid" 2>/dev/null || true
   stage_pid=
 }
 
-# end_left_prefixes <folder...>: ends the Wine servers (and with them all programs) of the prefixes that test runs left
-# in these folders. Their names begin with the number of the process that owns them; one that lives is left alone.
+# end_left_prefixes <folder...>: ends the Wine prefixes that test runs left in these folders, with all their programs. A
+# prefix's name begins with the number of the process that owns it; while that lives, the prefix stays.
 end_left_prefixes() {
   local folder left owner
   for folder; do
     for left in "$folder"/*/; do
-      left=${left%/}
-      owner=${left##*/}
+      owner=${left%/}
+      owner=${owner##*/}
       owner=${owner%%.*}
       if [[ $owner =~ ^[0-9]+$ ]] && ! kill -0 "$owner" 2>/dev/null; then
-        end_prefix "$left/prefix"
+        end_prefix "${left}prefix"
         rm -rf "$left"
       fi
     done
   done
 }
 
-# end_prefix <prefix>: switches it off. Debian's wineserver notes in the prefix in which folder of /tmp its sockets lie,
-# and leaves that folder behind.
+# end_prefix <prefix>: Debian's wineserver notes in the prefix which folder of /tmp has its sockets, and leaves that folder.
 end_prefix() {
   local sockets=
   WINEPREFIX=$1 WINEDEBUG=-all wineserver -k 2>/dev/null || true

@@ -15,14 +15,10 @@ build=$root/build/release
 source scripts/stages.sh
 
 clean_up() {
-  trap '' INT TERM HUP
   end_stage
   end_left_prefixes "$build/tests/prefix.runs"
 }
-trap clean_up EXIT
-trap 'exit 130' INT
-trap 'exit 143' TERM HUP
-
+clean_up_at_exit clean_up
 unset DISPLAY WAYLAND_DISPLAY
 started=$EPOCHREALTIME
 jobs=$(nproc)
