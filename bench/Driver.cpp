@@ -1,11 +1,11 @@
-// The driver: starts programs one after the other and measures them, inside Wine, so that no start of Wine itself is
-// part of a time. Each line of its standard input is an order, and its answer is one line:
+// Starts programs one after the other and measures them, inside Wine, so that no time includes the start of Wine. Each
+// line of standard input is an order; its answer is one line:
 //
 //   <milliseconds to wait>|<full path of the program>|<command line>
 //   <exit code or "late" or "refused"> <microseconds> <process id>
 //
-// A program that takes longer than it may is ended ("late"); one that cannot be started is "refused", with the error in
-// the place of the time. Programs get NUL for input and output. Ends with its input.
+// A program that takes too long is ended ("late"). One that cannot be started is "refused", with the error in place of
+// the time. Programs get NUL for input and output.
 #include <windows.h>
 
 #include <cstdio>

@@ -42,20 +42,25 @@ def wine_text() -> str:
 
 
 def batch(path: str) -> Program:
-    """A batch file, run by the command interpreter."""
     return Program(r"C:\windows\system32\cmd.exe", f"/d /c {path}")
 
 
-class Machine:
-    """Use as a context: the prefix, its server and the driver end with it.
+def end(process: subprocess.Popen | None, seconds: float) -> None:
+    if process is not None:
+        try:
+            process.wait(seconds)
+        except subprocess.TimeoutExpired:
+            process.kill()
 
-    With `traced` the server writes down every request, and run_counting() counts them; everything takes a few times
-    longer then.
-    """
+
+class Machine:
+    """A context: the prefix, its server and the driver end with it."""
 
     def __init__(self, build: pathlib.Path, folder: pathlib.Path, traced: bool = False,
                  drives: dict[str, pathlib.Path] | None = None):
-        """`drives`: letters in lower case, and the folders of the host that they show."""
+        """`traced`: the server records its requests, for run_counting(), and everything takes a few times longer.
+        `drives`: letters in lower case, and the folders of the host that they show."""
+        self.driver = self.server = None
         self.build = build
         self.drives = drives or {}
         self.folder = folder
@@ -68,10 +73,9 @@ class Machine:
             name: value for name, value in os.environ.items()
             if name not in ("DISPLAY", "WAYLAND_DISPLAY", "LANG", "LANGUAGE", "LC_CTYPE")
         } | {"WINEPREFIX": str(self.prefix), "WINEDEBUG": "-all", "LC_ALL": "C.UTF-8", "WINEDLLOVERRIDES": OVERRIDES}
-        # Without the host's random addresses: Wine fails to start a program now and then with them.
-        self.start = ["setarch", "-R", "wine"]
-        if subprocess.run(["setarch", "-R", "true"], capture_output=True, check=False).returncode != 0:
-            self.start = ["wine"]
+        # With random addresses Wine sometimes fails to start a program.
+        fixed = subprocess.run(["setarch", "-R", "true"], capture_output=True, check=False).returncode == 0
+        self.start = ["setarch", "-R", "wine"] if fixed else ["wine"]
 
     def __enter__(self) -> "Machine":
         self.folder.mkdir(parents=True, exist_ok=True)
@@ -91,31 +95,21 @@ class Machine:
         return self
 
     def __exit__(self, *_: object) -> None:
-        driver = getattr(self, "driver", None)
-        if driver is not None:
-            driver.stdin.close()
-            try:
-                driver.wait(10)
-            except subprocess.TimeoutExpired:
-                driver.kill()
+        if self.driver is not None:
+            self.driver.stdin.close()
+        end(self.driver, 10)
         subprocess.run(["wineserver", "-k"], env=self.environment, capture_output=True, check=False)
-        server = getattr(self, "server", None)
-        if server is not None:
-            try:
-                server.wait(20)
-            except subprocess.TimeoutExpired:
-                server.kill()
+        end(self.server, 20)
         sockets = self._socket_folder()
-        if sockets is not None:  # it is left behind otherwise
+        if sockets is not None:  # the server leaves it behind
             shutil.rmtree(sockets, ignore_errors=True)
         shutil.rmtree(self.folder, ignore_errors=True)
 
     def _place_programs(self) -> None:
-        places = self.drive / "bench"
-        places.mkdir()
+        (self.drive / "bench").mkdir()
         for program in ("VELAutil.exe", "bench/Bare.exe", "bench/Driver.exe", "bench/Snapshot.exe", "bench/Steps.exe",
                         "tests/fixtures/ClassProbe.exe"):
-            shutil.copy2(self.build / program, places)
+            shutil.copy2(self.build / program, self.drive / "bench")
 
     def _start_server(self) -> None:
         if not self.traced:
@@ -125,7 +119,7 @@ class Machine:
             # It runs until __exit__ ends it.
             self.server = subprocess.Popen(
                 ["wineserver", "-f", "-d1", "-p"], env=self.environment, stdout=trace, stderr=trace)
-        # A program that came too early would start a server of its own, and that one writes nothing down.
+        # A program that comes too early starts a server of its own, which records nothing.
         for _ in range(600):
             if self._socket_exists():
                 return
@@ -144,7 +138,7 @@ class Machine:
         return (folder / f"server-{status.st_dev:x}-{status.st_ino:x}/socket").exists()
 
     def _start_driver(self) -> None:
-        for _ in range(2):  # Wine itself fails to start a program about once in 2,400 times where addresses are random
+        for _ in range(2):  # with random addresses Wine fails about once in 2,400 times
             self.driver = subprocess.Popen(
                 [*self.start, r"C:\bench\Driver.exe"], env=self.environment, stdin=subprocess.PIPE,
                 stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, encoding="utf-8")

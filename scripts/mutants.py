@@ -1,17 +1,18 @@
 #!/usr/bin/env python3
 """mutants.py [--count N] [--seed N] [--only FILE]... [--list] [--again] [--fast] [--jobs N]
 
-Makes small changes in copies of the product's sources, one at a time, and sees whether the tests notice. At least 95 in
-100 must be caught. Survivors are printed; one that changes nothing that can be seen is told in
-tests/mutants/equivalent.txt and not counted.
+Makes small changes in copies of the product's sources, one at a time, and runs the tests. At least 95 in 100 must make
+a test fail. Prints the survivors. tests/mutants/equivalent.txt lists changes without effect; they do not count.
 
   --count  how many changes (default 300)   --list   print the sample and end
-  --seed   another sample                   --again  go on: verdicts of earlier runs stand, survivors are tried anew
+  --seed   another sample                   --again  go on: earlier verdicts stay, survivors are tried anew
   --only   only changes in this file        --fast   unit tests only, no runs of the whole program
                                             --jobs   how many at a time (default: processors + 1)
 
-Writes build/prove/mutants.md and build/mutants/survivors.txt. Exits with 1 below 95 per cent and with 2 where it could
-not run.
+Writes build/prove/mutants.md and build/mutants/survivors.txt. Exits with 1 below 95 per cent, with 2 if it cannot run.
+
+By hand: the mutation tools for C++ work on clang's code of a program for this machine. Here GCC's programs for Windows
+run under Wine, and levels, log texts and the order of statements are among the changes.
 """
 import argparse
 import collections
@@ -28,9 +29,9 @@ import time
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
 from mutation import bench, sandbox  # noqa: E402
-from mutation.changes import KINDS, find_changes, in_order  # noqa: E402
+from mutation.changes import KINDS, find_changes, in_order, product_sources  # noqa: E402
 from mutation.equivalents import matching, read_entries  # noqa: E402
-from mutation.fitting import COMPANIONS, FOLDERS, fitting_tests  # noqa: E402
+from mutation.fitting import COMPANIONS, fitting_tests  # noqa: E402
 
 WANTED = 95.0
 REPORT = bench.ROOT / "build/prove/mutants.md"
@@ -42,24 +43,18 @@ REFUSED = "does not compile"
 
 
 class Sample:
-    """So many changes of each kind; what a kind does not have, the larger kinds give."""
+    """So many changes of each kind. The larger kinds give what a kind does not have."""
 
     def __init__(self, changes, seed, count):
         ordered = in_order(changes, seed)
         self.left = {kind: collections.deque(ordered[kind]) for kind in KINDS}
-        self.lock = threading.Lock()
         self.first = [self.take(KINDS[number % len(KINDS)]) for number in range(count)]
 
     def take(self, kind):
-        """One more change, in the place of one that does not compile."""
-        with self.lock:
-            if not self.left[kind]:
-                kind = max(KINDS, key=lambda other: len(self.left[other]))
-            return self.left[kind].popleft() if self.left[kind] else None
-
-    def cheap_first(self):
-        """Much is compiled anew for a changed header."""
-        return sorted(self.first, key=lambda change: change.file.endswith(".h"))
+        """One more change; also in place of one that does not compile."""
+        if not self.left[kind]:
+            kind = max(KINDS, key=lambda other: len(self.left[other]))
+        return self.left[kind].popleft() if self.left[kind] else None
 
 
 class Trials:
@@ -79,7 +74,7 @@ class Trials:
         self.lock = threading.Lock()
 
     def see_tests_pass(self, names):
-        """Without a change all tests pass here, or a failure would mean nothing. What passed is remembered."""
+        """Without a change all tests must pass. Remembers which did."""
         record = bench.FOLDER / "baseline.json"
         known = json.loads(record.read_text(encoding="utf-8")) if record.exists() else {}
 
@@ -100,10 +95,10 @@ class Trials:
         record.write_text(json.dumps(known), encoding="utf-8")
 
     def test(self, change, place):
-        """The verdict on a change, and the test that it owes it to; throws where the change does not compile."""
+        """The verdict on a change, and the test that gave it. Raises DoesNotCompile."""
         place.begin(change.file, change.apply(self.sources[change.file]))
         for group in fitting_tests(change.file, self.bench.tests, self.whole_runs):
-            # What noticed most in this file comes first; else what tests most.
+            # First the test that caught most in this file, else the longest one.
             for name in sorted(group, key=lambda name: (-self.catches[change.file, name], -self.seconds[name])):
                 test = self.bench.tests[name]
                 replaced = {program: place.program(program) for program in test.programs}
@@ -118,7 +113,7 @@ class Trials:
         return SURVIVED, ""
 
     def judge(self, change, take):
-        """Notes the verdict on a change, or, where that does not compile, on the next one that does."""
+        """Notes the verdict on this change, or on the next one if this does not compile."""
         while change:
             started = time.monotonic()
             verdict, name = self.known.get(name_of(change), SURVIVED), "an earlier run"
@@ -135,7 +130,7 @@ class Trials:
             with self.lock:
                 with VERDICTS.open("a", encoding="utf-8") as record:
                     record.write(json.dumps((name_of(change), verdict)) + "\n")
-                if verdict == REFUSED:
+                if verdict == REFUSED:  # try another one
                     self.refused += 1
                     change = take(change.kind)
                     continue
@@ -159,25 +154,24 @@ def name_of(change):
 def report(trials, seconds):
     counted = collections.Counter((change.kind, verdict) for change, verdict in trials.verdicts)
     rows = ["| kind | mutants | caught | without effect | survived |", "|---|---|---|---|---|"]
-    totals = collections.Counter()
+    totals = [0, 0, 0]
     for kind in KINDS:
-        caught = counted[kind, CAUGHT] + counted[kind, TIMED_OUT]
-        numbers = {"caught": caught, "without": counted[kind, WITHOUT_EFFECT], "survived": counted[kind, SURVIVED]}
-        totals.update(numbers)
-        rows.append(f"| {kind} | {sum(numbers.values())} | {caught} | {numbers['without']} | {numbers['survived']} |")
-    rows.append(f"| all | {sum(totals.values())} | {totals['caught']} | {totals['without']} | {totals['survived']} |")
-    judged = totals["caught"] + totals["survived"]
-    share = 100.0 * totals["caught"] / judged if judged else 0.0
-    timed_out = sum(1 for _, verdict in trials.verdicts if verdict == TIMED_OUT)
-    summary = (f"{share:.1f} % caught: {totals['caught']} of {judged} mutants, {timed_out} of them by the time limit; "
-               f"{totals['without']} more are without effect, {trials.refused} did not compile and were replaced. "
+        numbers = [counted[kind, CAUGHT] + counted[kind, TIMED_OUT], counted[kind, WITHOUT_EFFECT],
+                   counted[kind, SURVIVED]]
+        totals = [sum(pair) for pair in zip(totals, numbers)]
+        rows.append(f"| {kind} | {sum(numbers)} | {' | '.join(map(str, numbers))} |")
+    rows.append(f"| all | {sum(totals)} | {' | '.join(map(str, totals))} |")
+    caught, without, survived = totals
+    share = 100.0 * caught / (caught + survived) if caught + survived else 0.0
+    timed_out = sum(number for (_, verdict), number in counted.items() if verdict == TIMED_OUT)
+    summary = (f"{share:.1f} % caught: {caught} of {caught + survived} mutants, {timed_out} of them by the time limit; "
+               f"{without} more are without effect, {trials.refused} did not compile and were replaced. "
                f"{seconds:.0f} s.")
     REPORT.parent.mkdir(parents=True, exist_ok=True)
     REPORT.write_text("\n".join([summary, "", *rows, ""]), encoding="utf-8")
-    survivors = sorted((change for change, verdict in trials.verdicts if verdict == SURVIVED),
-                       key=lambda change: (change.file, change.line))
-    SURVIVORS.write_text("".join(described(change) for change in survivors), encoding="utf-8")
-    print("\n" + "\n".join(rows) + "\n\n" + summary)
+    SURVIVORS.write_text("".join(described(change) for change, verdict in sorted(
+        trials.verdicts, key=lambda pair: (pair[0].file, pair[0].line)) if verdict == SURVIVED), encoding="utf-8")
+    print("\n".join(["", *rows, "", summary]))
     return share
 
 
@@ -193,15 +187,6 @@ def parse_arguments():
     return parser.parse_args()
 
 
-def product_sources():
-    sources = {}
-    for folder in FOLDERS:
-        for path in (bench.SOURCE / folder).rglob("*"):
-            if path.suffix in (".cpp", ".h"):
-                sources[path.relative_to(bench.SOURCE).as_posix()] = path.read_text(encoding="utf-8")
-    return sources
-
-
 def earlier_verdicts(wanted):
     if wanted and VERDICTS.exists():
         lines = VERDICTS.read_text(encoding="utf-8").splitlines()
@@ -214,7 +199,7 @@ def main():
     arguments = parse_arguments()
     started = time.monotonic()
     bench.copy_sources()
-    sources = product_sources()
+    sources = product_sources(bench.SOURCE)
     changes = find_changes(sources)
     entries = read_entries((bench.SOURCE / "tests/mutants/equivalent.txt").read_text(encoding="utf-8"))
     equivalents = matching(entries, changes)
@@ -242,7 +227,8 @@ def main():
     print(f"{len(changes)} changes can be made, {count} are tried; ready after {time.monotonic() - started:.0f} s",
           flush=True)
     with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
-        waiting = [pool.submit(trials.judge, change, sample.take) for change in sample.cheap_first()]
+        waiting = [pool.submit(trials.judge, change, sample.take) for change in
+                   sorted(sample.first, key=lambda change: change.file.endswith(".h"))]  # headers cost most
         try:
             for one in waiting:
                 one.result()

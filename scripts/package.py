@@ -1,12 +1,15 @@
 #!/usr/bin/env python3
 """package.py <build folder> <program> <output folder>: makes the release, <output folder>/VELAutil-<version>.zip.
 
-In it: the program, the pages for people, the licence texts of what went into the program, a list of contents (SPDX 2.3)
-and checksums. What went into the program is not written down anywhere but read from the build: the linker's map names the
-libraries, Ninja's record the headers, and Debian's package data whose they are.
+In it: the program, the pages for people, the licence texts of what is compiled into the program, a list of contents
+(SPDX 2.3) and checksums. The build says what that is: the linker's map names the libraries, Ninja's record the headers,
+and Debian's package data their packages.
 
 The same sources, program and packages give the same bytes: entries are sorted and not compressed (compressors differ from
-version to version), their time is that of the commit (or SOURCE_DATE_EPOCH), and nothing tells of the machine.
+version to version), their time is that of the commit (or SOURCE_DATE_EPOCH), and nothing names the machine.
+
+Not by CPack: it compresses every zip, and writing the zip is ten lines of this script. The rest is the licence texts and
+the list of contents, which CPack cannot make.
 """
 import dataclasses
 import datetime
@@ -103,18 +106,11 @@ def components_of(build: pathlib.Path) -> list[Component]:
         component.files.add(file)
         component.linked |= file in linked
     for component in components.values():
-        component.text = licence_text(component)
+        texts = [pathlib.Path("/usr/share/doc", package, "copyright").read_text(encoding="utf-8")
+                 for package in sorted(component.packages)]
+        component.text = "\n".join(dict.fromkeys(
+            text if len(text) <= LONGEST_TEXT else about_files(text, component.files) for text in texts))
     return [components[name] for name in sorted(components)]
-
-
-def licence_text(component: Component) -> str:
-    texts = []
-    for package in sorted(component.packages):
-        text = pathlib.Path("/usr/share/doc", package, "copyright").read_text(encoding="utf-8")
-        text = text if len(text) <= LONGEST_TEXT else about_files(text, component.files)
-        if text not in texts:
-            texts.append(text)
-    return "\n".join(texts)
 
 
 def about_files(text: str, files: set[str]) -> str:
@@ -194,16 +190,13 @@ def list_of_contents(version: str, time: int, files: dict[str, bytes], component
             "comment": f"Debian's {', '.join(sorted(component.packages))}; terms: ./licences/{component.name}.txt",
         })
         relationships.append((program, "STATIC_LINK" if component.linked else "DEPENDS_ON", part))
-    entries = []
-    for name in sorted(files):
-        file = spdx_id("File-" + name)
-        kind = "BINARY" if name == PROGRAM else "DOCUMENTATION" if name.endswith(".md") else "TEXT"
-        entries.append({
-            "SPDXID": file, "fileName": "./" + name, "fileTypes": [kind], "licenseInfoInFiles": ["NOASSERTION"], **unknown,
-            "checksums": [{"algorithm": "SHA1", "checksumValue": sums[name]},
-                          {"algorithm": "SHA256", "checksumValue": hashlib.sha256(files[name]).hexdigest()}],
-        })
-        relationships.append((product, "CONTAINS", file))
+    entries = [{
+        "SPDXID": spdx_id("File-" + name), "fileName": "./" + name, "licenseInfoInFiles": ["NOASSERTION"], **unknown,
+        "fileTypes": ["BINARY" if name == PROGRAM else "DOCUMENTATION" if name.endswith(".md") else "TEXT"],
+        "checksums": [{"algorithm": "SHA1", "checksumValue": sums[name]},
+                      {"algorithm": "SHA256", "checksumValue": hashlib.sha256(files[name]).hexdigest()}],
+    } for name in sorted(files)]
+    relationships += [(product, "CONTAINS", entry["SPDXID"]) for entry in entries]
     document = {
         "spdxVersion": "SPDX-2.3", "dataLicense": "CC0-1.0", "SPDXID": "SPDXRef-DOCUMENT", "name": f"VELAutil-{version}",
         # One name for one set of bytes, without asking anybody.

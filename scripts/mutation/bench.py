@@ -1,7 +1,7 @@
-"""The built product and its tests: which commands made what, and how to make and run one of them with a change in it.
+"""The built product and its tests, and how to make one of the programs with a change in it.
 
-Everything lies in build/mutants: a copy of the sources, an ordinary build of them, and one folder for each trial that
-is under way, with the changed source, the objects, libraries and programs that it is part of, and nothing else.
+build/mutants has a copy of the sources, an ordinary build of them, and one folder for each trial under way: with the
+changed source and the objects, libraries and programs that it is part of.
 """
 import dataclasses
 import filecmp
@@ -24,14 +24,21 @@ QUICK_INCLUDES = ("windows.h", "algorithm", "string", "vector", "boost/noncopyab
 
 
 class CannotRun(Exception):
-    """The trials say nothing: something that they stand on is broken."""
+    """Something that the trials need is broken."""
 
 
-def run(command, folder, what):
-    result = subprocess.run(command, cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                            stderr=subprocess.STDOUT, text=True, errors="replace", check=False)
+class DoesNotCompile(Exception):
+    pass
+
+
+def run(command, folder, what, failure=CannotRun):
+    try:
+        result = subprocess.run(command, cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, timeout=3600,
+                                stderr=subprocess.STDOUT, text=True, errors="replace", check=False)
+    except subprocess.TimeoutExpired as expired:
+        raise CannotRun(f"{what} does not end") from expired
     if result.returncode != 0:
-        raise CannotRun(f"{what} failed:\n{result.stdout[-3000:]}")
+        raise failure(f"{what} failed:\n{result.stdout[-3000:]}")
     return result.stdout
 
 
@@ -72,8 +79,7 @@ def ninja_command(target):
 
 
 def quick(words):
-    """A command that compiles: not optimised, and without warnings, so that only tests stand between a change and the
-    world."""
+    """A compile command without optimisation and warnings: only the tests shall catch a change."""
     replaced = {"-Werror": "-w", "-Os": "-O0"}
     return [replaced.get(word, word) for word in words if word != "-D_FORTIFY_SOURCE=2"]
 
@@ -149,12 +155,8 @@ class Bench:
         return set(self.users_of.get(file, [])) | ({self.object_of[file]} if file in self.object_of else set())
 
 
-class DoesNotCompile(Exception):
-    pass
-
-
 class Workplace:
-    """One folder for one changed source at a time. What the trial of it needs is made when it is asked for."""
+    """One folder for one changed source at a time. Makes only what the trial asks for."""
 
     def __init__(self, bench, folder):
         self.bench = bench
@@ -165,64 +167,42 @@ class Workplace:
         self.changed = self.folder / "source" / file
         self.changed.parent.mkdir(parents=True)
         self.changed.write_text(text, encoding="utf-8")
-        self.file = file
+        self.original = str(SOURCE / file)
         self.affected = self.bench.affected(file)
         self.made = {}
 
     def _place(self, name):
         place = self.folder / "made" / name
         place.parent.mkdir(parents=True, exist_ok=True)
-        return place
-
-    def _make(self, command, what):
-        try:
-            result = subprocess.run(command, cwd=BUILD, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                    stderr=subprocess.STDOUT, text=True, errors="replace", timeout=300, check=False)
-        except subprocess.TimeoutExpired as expired:
-            raise CannotRun(f"{what} took more than 300 seconds") from expired
-        if result.returncode != 0:
-            raise DoesNotCompile(result.stdout)
+        return str(place)
 
     def object(self, name):
         if name not in self.made:
-            place = self._place(name)
-            original = str(SOURCE / self.file)
-            words = [str(self.changed) if word == original else word for word in quick(self.bench.compile[name])]
-            words[words.index("-o") + 1] = str(place)
+            words = [str(self.changed) if word == self.original else word for word in quick(self.bench.compile[name])]
+            self.made[name] = words[words.index("-o") + 1] = self._place(name)
             if not name.startswith("tests/"):  # those have a shared header of their own
                 words[1:1] = ["-include", str(QUICK_HEADER)]
-            self._make([words[0], "-iquote", str(self.folder / "source"), *words[1:]], name)
-            self.made[name] = str(place)
+            words[1:1] = ["-iquote", str(self.folder / "source")]
+            run(words, BUILD, name, DoesNotCompile)
         return self.made[name]
 
     def archive(self, name):
         if name not in self.made:
             objects = [self.object(member) for member in self.bench.members[name] if member in self.affected]
-            if not objects:
-                self.made[name] = name
-            else:
-                place = self._place(name)
-                shutil.copy(BUILD / name, place)
-                self._make(["x86_64-w64-mingw32-ar", "r", str(place), *objects], name)
-                self.made[name] = str(place)
+            self.made[name] = self._place(name) if objects else name
+            if objects:
+                shutil.copy(BUILD / name, self.made[name])
+                run(["x86_64-w64-mingw32-ar", "r", self.made[name], *objects], BUILD, name)
         return self.made[name]
 
     def program(self, name):
-        """The place of the changed program, or "" where the change is no part of it."""
+        """The place of the changed program, or "" if the change is no part of it."""
         if name not in self.made:
-            words = []
-            for word in self.bench.link[name]:
-                if word in self.affected:
-                    words.append(self.object(word))
-                elif word in self.bench.members:
-                    words.append(self.archive(word))
-                elif not word.startswith("-Wl,--out-implib"):
-                    words.append(word)
-            if words == [word for word in self.bench.link[name] if not word.startswith("-Wl,--out-implib")]:
-                self.made[name] = ""
-            else:
-                place = self._place(name)
-                words[words.index("-o") + 1] = str(place)
-                self._make(words, name)
-                self.made[name] = str(place)
+            original = [word for word in self.bench.link[name] if not word.startswith("-Wl,--out-implib")]
+            words = [self.object(word) if word in self.affected else
+                     self.archive(word) if word in self.bench.members else word for word in original]
+            self.made[name] = "" if words == original else self._place(name)
+            if self.made[name]:
+                words[words.index("-o") + 1] = self.made[name]
+                run(words, BUILD, name, DoesNotCompile)
         return self.made[name]

@@ -5,6 +5,7 @@ import re
 
 from mutation.source_text import Source
 
+FOLDERS = ("Common", "cli", "settings", "install", "plugins", "activation", "uninstall", "notify")  # the product
 KINDS = ("constant", "level", "comparison", "order", "skipped", "text", "return", "not")
 
 COMPARISONS = {"==": "!=", "!=": "==", "<": "<=", "<=": "<", ">": ">=", ">=": ">", "&&": "||", "||": "&&"}
@@ -234,6 +235,11 @@ def other_character(character):
     if character.isdigit():
         return str((int(character) + 1) % 10)
     return "x"
+
+
+def product_sources(root):
+    return {path.relative_to(root).as_posix(): path.read_text(encoding="utf-8")
+            for folder in FOLDERS for path in (root / folder).rglob("*") if path.suffix in (".cpp", ".h")}
 
 
 def find_changes(sources):

@@ -5,8 +5,7 @@ FIELDS = ("file", "was", "now", "why")
 
 
 def read_entries(text):
-    """Entries of four lines "field: value", five with "which", with an empty line between
-    them; lines that begin with # are comments."""
+    """Entries of four lines "field: value", five with "which", and an empty line between them. # begins a comment."""
     entries, current = [], {}
     for number, line in enumerate(text.split("\n") + [""], 1):
         if line.startswith("#"):
@@ -27,8 +26,7 @@ def read_entries(text):
 
 
 def matching(entries, changes):
-    """The changes that the entries tell of. An entry that no change fits tells of sources that are gone, and one that
-    several fit must say which of them, in the order of the file, or "all": each is a fault otherwise."""
+    """The changes in the list. Each entry must fit a change; one that fits several says which, by number or "all"."""
     found = set()
     for entry in entries:
         fitting = [change for change in changes

@@ -1,9 +1,6 @@
 """Which tests are asked about a change: those of its folder first, then those of who uses it, then whole runs."""
 import re
 
-# Where the product's sources lie.
-FOLDERS = ("Common", "cli", "settings", "install", "plugins", "activation", "uninstall", "notify")
-
 # A test program -> the other programs that it starts and that contain product code.
 COMPANIONS = {
     r"unit\.OrCommon": ("tests/unit.OrCommon.probe.exe",),

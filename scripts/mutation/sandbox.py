@@ -1,8 +1,8 @@
-"""One test with changed programs, in a sandbox.
+"""One test with changed programs, in a sandbox (bubblewrap).
 
-A change can turn a program that deletes the product's folders into one that deletes everything, and Wine shows it the
-whole machine as drive Z:. So a test sees the machine read-only but for two folders in memory, and what it leaves
-running ends with it (bubblewrap). One of the two is /tmp; a repository that lies there is seen all the same, read-only.
+A changed program may delete everything, and Wine shows it the whole machine as drive Z:. So a test can write only to two
+folders in memory, and everything that it starts ends with it. One of the two is /tmp; a repository below /tmp stays
+visible, read-only.
 """
 import collections
 import contextlib

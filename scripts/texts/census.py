@@ -1,4 +1,7 @@
-"""Which messages of the sources a test run has produced, and which lines of it no source knows."""
+"""The census: which messages of the sources a test run produced, and which of its lines no source has.
+
+By hand, since no tool knows the texts: they are in the entries, in tables and in parameters of the sources.
+"""
 from __future__ import annotations
 
 import re
@@ -15,26 +18,20 @@ Key = tuple[str, str, str]
 
 
 def pattern_of(parts: Parts) -> str:
-    written = []
-    for part in parts:
-        if isinstance(part, str):
-            written.append(re.escape(part.replace("\n", "\r\n")))
-        else:
-            written.append(r"-?\d+" if part.is_number else r"[^\r\n]*")
-    return "".join(written)
+    return "".join(re.escape(part.replace("\n", "\r\n")) if isinstance(part, str) else
+                   r"-?\d+" if part.is_number else r"[^\r\n]*" for part in parts)
 
 
 def cut_patterns(parts: Parts) -> Iterator[str]:
-    """What is left of a message in a log that ended at a character which it cannot hold: everything up to there."""
+    """An entry ends early at a character that the log cannot hold: with any of its values."""
     for index, part in enumerate(parts):
         if not isinstance(part, str) and index != 0:
             yield pattern_of(parts[: index + 1])
 
 
 def weight(message: Message) -> tuple[int, int]:
-    """How much of a message is settled. A line that fits several belongs to the one with the most."""
-    settled = sum(len(part) for part in message.parts if isinstance(part, str))
-    return (settled, -len(message.parts))
+    """How much of a message is fixed. A line that fits several belongs to the one with the most."""
+    return (sum(len(part) for part in message.parts if isinstance(part, str)), -len(message.parts))
 
 
 class Known:
@@ -42,14 +39,12 @@ class Known:
 
     def __init__(self, messages: list[Message], head: str = "", behind_level: str = "",
                  may_be_cut: bool = False) -> None:
+        self.messages = messages
         self.exact = [(re.compile(head + re.escape(message.level) + behind_level + pattern_of(message.parts)), message)
                       for message in messages]
         self.cut = [re.compile(head + re.escape(message.level) + pattern)
                     for message in messages for pattern in cut_patterns(message.parts) if may_be_cut]
         self.found: dict[str, list[Key]] = {}
-
-    def keys(self) -> Iterable[Key]:
-        return (message.key for _, message in self.exact)
 
     def find(self, line: str) -> list[Key]:
         if line not in self.found:
@@ -59,17 +54,9 @@ class Known:
         return self.found[line]
 
     def is_cut(self, line: str) -> bool:
-        # A program that was ended while it began the next entry leaves its line break.
+        # A program that is ended as it begins the next entry leaves a line break.
         ended = line.removesuffix("\r\n")
         return bool(ended != line and self.find(ended)) or any(pattern.fullmatch(line) for pattern in self.cut)
-
-
-def known_entries(messages: list[Message]) -> Known:
-    return Known([message for message in messages if message.kind == "log"], may_be_cut=True)
-
-
-def known_traces(messages: list[Message]) -> Known:
-    return Known([message for message in messages if message.kind == "trace"], TRACE_HEAD, " <[^>]*> ")
 
 
 @dataclass
@@ -84,43 +71,34 @@ class Census:
             self.produced.setdefault(key, set()).update([command] if command else [])
 
     def faults(self, unreachable: dict[Key, str]) -> list[str]:
-        """Everything that is not as it should be. `unreachable`: messages that no input can produce."""
-        faults = []
-        keys = {message.key for message in self.messages}
-        for message in self.messages:
-            if message.key in keys and message.key not in self.produced and message.key not in unreachable:
-                faults.append(f"never produced: {message.level}{message.text!r} ({message.source}, {message.function})")
-            keys.discard(message.key)
-        known = {message.key for message in self.messages}
+        """`unreachable`: messages that no input can produce."""
+        known = {message.key: message for message in reversed(self.messages)}
+        faults = [f"never produced: {message.level}{message.text!r} ({message.source}, {message.function})"
+                  for key, message in reversed(known.items()) if key not in self.produced and key not in unreachable]
         for key in unreachable:
-            if key not in known:
-                faults.append(f"an exception that is no message: {key[1]}{key[2]!r}")
-            elif key in self.produced:
-                faults.append(f"an exception that was produced: {key[1]}{key[2]!r}")
+            if key not in known or key in self.produced:
+                what = "was produced" if key in known else "is no message"
+                faults.append(f"an exception that {what}: {key[1]}{key[2]!r}")
         faults.extend(f"no message of the sources: {line!r} (in {file})" for line, file in self.unknown.items())
         if self.files == 0:
             faults.append("no run left a log")
         return faults
 
     def wrong_commands(self, told: dict[str, tuple[str, ...]]) -> list[str]:
-        """Texts that a command wrote which is not said to."""
+        """Texts that a command wrote although docs/messages does not say so."""
         return [f"{command} writes it, docs/messages says only {' '.join(told[key[2]])}: {key[2]!r}"
                 for key, commands in self.produced.items() for command in sorted(commands)
                 if key[2] in told and command not in told[key[2]]]
 
-    def levels(self) -> list[str]:
-        return list(dict.fromkeys(message.level for message in self.messages))
-
     def table(self, unreachable: dict[Key, str]) -> str:
-        """The rows for people: produced of all, level by level."""
+        """Rows for people, level by level."""
         rows = ["| Level | Texts | Produced | Never, and cannot be |", "|---|---|---|---|"]
         total = [0, 0, 0]
-        for level in self.levels():
+        for level in dict.fromkeys(message.level for message in self.messages):
             keys = {message.key for message in self.messages if message.level == level}
-            kind = next(iter(keys))[0]
             counts = [len(keys), len(keys & self.produced.keys()), len(keys & unreachable.keys())]
             total = [sum(pair) for pair in zip(total, counts)]
-            name = level.strip(" :") if kind == "log" else f"trace `{level}`"
+            name = level.strip(" :") if next(iter(keys))[0] == "log" else f"trace `{level}`"
             rows.append("| " + " | ".join([name, *map(str, counts)]) + " |")
         rows.append("| all | " + " | ".join(map(str, total)) + " |")
         return "\n".join(rows) + "\n"
@@ -134,9 +112,9 @@ def entries_of(log: str, levels: list[str]) -> list[str]:
 
 
 def take_log(census: Census, known: Known, path: Path) -> None:
-    levels = sorted({message.level for message in census.messages if message.kind == "log"})
+    levels = sorted({message.level for message in known.messages})
     command = ""
-    # One byte a character: what the log cannot hold never gets there.
+    # One byte a character: the log holds no other ones.
     for entry in entries_of(path.read_bytes().decode("latin-1"), levels):
         found = known.find(entry)
         if not found and not known.is_cut(entry):
@@ -150,9 +128,9 @@ def take_log(census: Census, known: Known, path: Path) -> None:
 
 
 def take_traces(census: Census, known: Known, path: Path) -> None:
-    sources = {source_of(key[2]) for key in known.keys()}
+    sources = {source_of(message.text) for message in known.messages}
     for line in path.read_bytes().decode("utf-8").split("\r\n"):
-        # Tests of the trace itself write lines of their own, in names of their own.
+        # Tests of the trace itself write other lines, with other names.
         if source_of(line) in sources:
             found = known.find(line)
             if not found:
@@ -166,20 +144,20 @@ def source_of(trace: str) -> str:
 
 
 def take(messages: list[Message], folder: Path) -> Census:
-    """What the runs left in the folder: a *.log each, and a *.trace where one was recorded."""
+    """The folder has a *.log of each run, and a *.trace if the run recorded one."""
     census = Census(messages)
-    entries = known_entries(messages)
+    entries = Known([message for message in messages if message.kind == "log"], may_be_cut=True)
     for path in sorted(folder.glob("*.log")):
         census.files += 1
         take_log(census, entries, path)
-    traces = known_traces(messages)
+    traces = Known([message for message in messages if message.kind == "trace"], TRACE_HEAD, " <[^>]*> ")
     for path in sorted(folder.glob("*.trace")):
         take_traces(census, traces, path)
     return census
 
 
 def read_unreachable(text: str) -> dict[Key, str]:
-    """Exceptions, each on a line of its own (kind | level | text), its reason indented below it."""
+    """One exception a line (kind | level | text), and its reason indented below."""
     found: dict[Key, str] = {}
     key: Key | None = None
     for line in text.splitlines():
@@ -191,7 +169,6 @@ def read_unreachable(text: str) -> dict[Key, str]:
             kind, level, said = line.split(" | ", 2)
             key = (kind, level, said)
             found[key] = ""
-    for exception, reason in found.items():
-        if not reason:
-            raise ValueError(f"an exception without a reason: {exception}")
+    if missing := [exception for exception, reason in found.items() if not reason]:
+        raise ValueError(f"exceptions without a reason: {missing}")
     return found

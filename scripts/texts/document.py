@@ -1,4 +1,4 @@
-"""docs/messages.md: what stands in docs/messages/ by hand, joined with the messages of the sources."""
+"""docs/messages.md: the explanations in docs/messages/, joined with the messages of the sources."""
 from __future__ import annotations
 
 import re
@@ -20,12 +20,12 @@ WIDTH = 120
 
 
 class DocumentError(Exception):
-    """What is told about the messages does not fit them."""
+    """The explanations do not fit the messages."""
 
 
 @dataclass(frozen=True)
 class Told:
-    """One entry of the document: texts that mean the same thing."""
+    """One entry of the document: texts with the same meaning."""
 
     texts: tuple[str, ...]
     commands: tuple[str, ...]
@@ -67,22 +67,21 @@ def read_row(row: dict[str, str | list[str]]) -> Told:
 
 
 def commands_of(sections: list[Section]) -> dict[str, tuple[str, ...]]:
-    """The commands that may write a text of the run log; none for the traces, which are no lines of it."""
+    """The commands that may write a text of the run log. Traces have none."""
     return {text: row.commands for section in sections for row in section.rows for text in row.texts}
 
 
 def faults(sections: list[Section], messages: list[Message]) -> list[str]:
-    """Every text is told about once, and nothing else is."""
+    """Every text is explained once, and nothing else is."""
     told = [text for section in sections for row in section.rows for text in row.texts]
     known = {message.text for message in messages}
-    found = [f"told about twice: {text!r}" for text in sorted(set(told)) if told.count(text) > 1]
-    found += [f"told about, and no message of the sources: {text!r}" for text in sorted(set(told) - known)]
-    found += [f"not told about: {text!r}" for text in sorted(known - set(told))]
-    return found
+    return [*(f"explained twice: {text!r}" for text in sorted(set(told)) if told.count(text) > 1),
+            *(f"explained, but no message of the sources: {text!r}" for text in sorted(set(told) - known)),
+            *(f"not explained: {text!r}" for text in sorted(known - set(told)))]
 
 
 def paragraph(text: str) -> str:
-    """Wrapped, but not within a span of code: it is searched for, and a hyphen in it would begin a list."""
+    """Wrapped, but not within a span of code: people search for it, and a hyphen at its start would begin a list."""
     whole = CODE.sub(lambda span: span[0].replace(" ", "\0"), " ".join(text.split()))
     lines = textwrap.wrap(whole, WIDTH, break_long_words=False, break_on_hyphens=False)
     return "\n".join(lines).replace("\0", " ") + "\n"
@@ -99,7 +98,7 @@ def lines_of(text: str, messages: list[Message]) -> list[str]:
 
 
 def write_row(row: Told, messages: list[Message]) -> str:
-    """The lines as a block of code, which keeps their blanks, then what is told: plain text is read as it is, too."""
+    """The lines as a block of code, which keeps their blanks, and then the explanation."""
     lines = [line for text in row.texts for line in lines_of(text, messages)]
     commands = " ".join(f"`{switch}`" for switch in row.commands)
     told = [paragraph(f"{commands}: {row.meaning}" if commands else row.meaning)]
@@ -109,7 +108,7 @@ def write_row(row: Told, messages: list[Message]) -> str:
 
 
 def strangers(head: str, messages: list[Message]) -> list[str]:
-    """Lines of the log that the part written by hand names under NAMED_BY_HAND, and that no message begins with."""
+    """Names of log lines in the section NAMED_BY_HAND of head.md that no message begins with."""
     begins = [message.text.split(VALUE)[0] for message in messages]
     section = FENCED.sub("", head.partition(NAMED_BY_HAND)[2].partition("\n## ")[0])
     sentences = " ".join(line for line in section.split("\n") if not line.startswith("|"))

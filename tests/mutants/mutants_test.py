@@ -8,14 +8,8 @@ sys.dont_write_bytecode = True
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 sys.path.insert(0, str(ROOT / "scripts"))
 from mutation.bench import CannotRun  # noqa: E402
-from mutation.changes import find_changes, in_order  # noqa: E402
+from mutation.changes import find_changes, in_order, product_sources  # noqa: E402
 from mutation.equivalents import matching, read_entries  # noqa: E402
-from mutation.fitting import FOLDERS  # noqa: E402
-
-
-def product_sources():
-    return {path.relative_to(ROOT).as_posix(): path.read_text(encoding="utf-8")
-            for folder in FOLDERS for path in (ROOT / folder).rglob("*") if path.suffix in (".cpp", ".h")}
 
 
 class Changes(unittest.TestCase):
@@ -72,7 +66,7 @@ class Changes(unittest.TestCase):
         self.assertEqual(self.of("not", "bool a = !b;\n"), ["bool a = b;\n"])
 
     def test_every_source_of_the_product_can_be_changed_in_every_way(self):
-        changes = find_changes(product_sources())
+        changes = find_changes(product_sources(ROOT))
         self.assertGreater(len(changes), 3000)
         self.assertGreater(min(len(ordered) for ordered in in_order(changes, 1).values()), 100)
 
@@ -119,7 +113,7 @@ class Equivalents(unittest.TestCase):
 
     def test_the_list_as_it_stands(self):
         path = ROOT / "tests/mutants/equivalent.txt"
-        matching(read_entries(path.read_text(encoding="utf-8")), find_changes(product_sources()))
+        matching(read_entries(path.read_text(encoding="utf-8")), find_changes(product_sources(ROOT)))
 
 
 if __name__ == "__main__":
