@@ -1,12 +1,15 @@
-// Single steps of the product as a program, to be measured against what does the same on its own:
+// Single steps of the product as a program, to be compared with what does the same:
 //
 //   Steps delete <folder>     deletes the folder with everything in it
 //   Steps stamp <folder>      stamps the access list for existing folders on it and everything below
-//   Steps register <folder>   registers all COM modules of the three mail clients, which lie in that folder
+//   Steps register <folder>   registers all COM modules of the three mail clients, which are in that folder
 //   Steps lookup <times>      looks for a process that does not run, <times> over
+//   Steps snapshot <times>    only takes the snapshot of a look-up and walks through it, <times> over
 //
-// Ends with 0 where the step says that it succeeded.
+// Exits with 0 if the step succeeds.
 #include <windows.h>
+
+#include <tlhelp32.h>
 
 #include <cwchar>
 #include <string>
@@ -40,15 +43,33 @@ int Register(const std::wstring& folder) {
   return 0;
 }
 
-int LookUp(const std::wstring& times) {
-  const unsigned long count = std::wcstoul(times.c_str(), nullptr, 10);
-  for (unsigned long search = 0; search < count; ++search) {
-    DWORD processId = 0;
-    if (OrCommon::System::FindProcessByName(L"nobody runs this", processId) != 0) {
-      return 1;
-    }
+bool FindNobody() {
+  DWORD processId = 0;
+  return OrCommon::System::FindProcessByName(L"nobody runs this", processId) == 0;
+}
+
+bool WalkSnapshot() {
+  const HANDLE snapshot = ::CreateToolhelp32Snapshot(TH32CS_SNAPALL, 0);
+  PROCESSENTRY32W entry = {};
+  entry.dwSize = sizeof entry;
+  unsigned count = 0;
+  for (BOOL more = ::Process32FirstW(snapshot, &entry); more; more = ::Process32NextW(snapshot, &entry)) {
+    ++count;
   }
-  return count > 0 ? 0 : 2;
+  ::CloseHandle(snapshot);
+  return count > 0;
+}
+
+template <bool (*once)()>
+int Repeat(const std::wstring& times) {
+  unsigned long left = std::wcstoul(times.c_str(), nullptr, 10);
+  if (left == 0) {
+    return 2;
+  }
+  while (left > 0 && once()) {
+    --left;
+  }
+  return left == 0 ? 0 : 1;
 }
 
 struct Step {
@@ -56,7 +77,11 @@ struct Step {
   int (*run)(const std::wstring& argument);
 };
 
-constexpr Step kSteps[] = {{L"delete", Delete}, {L"stamp", Stamp}, {L"register", Register}, {L"lookup", LookUp}};
+constexpr Step kSteps[] = {{L"delete", Delete},
+                           {L"stamp", Stamp},
+                           {L"register", Register},
+                           {L"lookup", Repeat<FindNobody>},
+                           {L"snapshot", Repeat<WalkSnapshot>}};
 
 }  // namespace
 

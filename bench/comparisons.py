@@ -12,16 +12,10 @@ from rounds import Arm, Comparison, Stub, run_arm
 CMD = rf"{counts.SYSTEM}\cmd.exe"
 LOOK_UPS = 100
 TREES = {"ours": "Orvane Labs/VELA", "peer": "Orvane_Labs/VELA"}  # Wine 10's xcopy takes no path with a blank
-# As the program copies: with empty folders, hidden files and attributes, over read-only files; and without a word.
+# As the program copies: with empty folders, hidden files and attributes, over read-only files, and without questions.
 XCOPY = rf"{counts.SYSTEM}\xcopy.exe {{}} /E /I /H /K /R /Y /Q"
-MODULES = {  # tests/fixtures/ModuleClasses.h: the end of each class identifier, and the program identifier
-    "Redemption.dll": ("01", "VelaFixture.Redemption"), "VELA_OLA.dll": ("02", "VELA_OLA.OLAgent"),
-    "oeapiinitcom.dll": ("11", "VelaFixture.OEApiInit"), "oecom.dll": ("12", "VelaFixture.OECom"),
-    "oestore.dll": ("13", "VelaFixture.OEStore"), "VELA_OEWab.dll": ("14", "VelaFixture.OEWab"),
-    "WLMailApiInit.dll": ("21", "VelaFixture.WLMailApiInit"), "WLMailApiCom.dll": ("22", "VelaFixture.WLMailApiCom"),
-    "WLMailApiStore.dll": ("23", "VelaFixture.WLMailApiStore"),
-    "WLMailApiContacts.dll": ("24", "VelaFixture.WLMailApiContacts"),
-}
+MODULES = ("Redemption.dll", "VELA_OLA.dll", "oeapiinitcom.dll", "oecom.dll", "oestore.dll", "VELA_OEWab.dll",
+           "WLMailApiInit.dll", "WLMailApiCom.dll", "WLMailApiStore.dll", "WLMailApiContacts.dll")
 
 
 class Workplace:
@@ -42,8 +36,8 @@ class Workplace:
                                                               newline="")
 
     def _write_batches(self, shapes: list[trees.Shape]) -> None:
-        r"""xcopy.<shape>.bat, xcopy_newer.<shape>.bat: what the program stages, copied to C:\peer.<shape>, one line
-        for each folder and file of it. register.bat: the modules, one after the other."""
+        r"""xcopy.<shape>.bat and xcopy_newer.<shape>.bat copy what the program stages to C:\peer.<shape>, a line for
+        each folder and file. register.bat and unregister.bat have a line for each module."""
         for shape in shapes:
             lines = []
             for source, target in (*trees.STAGED, *((f"Resource/common/{name}", target + "/")
@@ -52,7 +46,9 @@ class Workplace:
                 lines.append(XCOPY.format(paths.replace("/", "\\")))
             self._write_batch(f"xcopy.{shape.name}.bat", lines)
             self._write_batch(f"xcopy_newer.{shape.name}.bat", [line + " /D" for line in lines])
-        self._write_batch("register.bat", [rf'{counts.SYSTEM}\regsvr32.exe /s "C:\modules\{name}"' for name in MODULES])
+        for name, switches in (("register", "/s"), ("unregister", "/u /s")):
+            self._write_batch(f"{name}.bat", [
+                rf'{counts.SYSTEM}\regsvr32.exe {switches} "C:\modules\{module}"' for module in MODULES])
 
     # ---- staging
 
@@ -60,8 +56,8 @@ class Workplace:
         return self.machine.drive / f"{who}.{shape.name}" / TREES[who]
 
     def remove(self, who: str, shape: trees.Shape) -> None:
-        """An empty folder to copy into. What was there is only put aside: for each new file ext4 passes over the inodes
-        of those that were deleted within the last seconds, one by one, and the next arm would pay for it."""
+        """An empty folder to copy into. Its old contents are only moved aside: for each new file ext4 passes over the
+        inodes that were freed within the last seconds, and the next arm would pay for that."""
         folder = self.machine.drive / f"{who}.{shape.name}"
         if folder.exists():
             self.aside.mkdir(exist_ok=True)
@@ -69,14 +65,14 @@ class Workplace:
         folder.mkdir()
 
     def clear_away(self) -> None:
-        """Deletes what was put aside; between comparisons."""
+        """Between comparisons: deletes what was moved aside."""
         shutil.rmtree(self.aside, ignore_errors=True)
 
     def is_staged(self, who: str, shape: trees.Shape) -> bool:
         return trees.files_below(self.product_folder(who, shape)) == self.staged[shape.name]
 
     def outdate(self, who: str, shape: trees.Shape) -> None:
-        """Takes one staged file back to an older state: whoever does its work brings it up to date."""
+        """Puts one staged file back to an older state. An arm that works brings it up to date."""
         name = next(iter(self.staged[shape.name]))
         path = self.product_folder(who, shape) / name
         path.write_bytes(b"older")
@@ -133,8 +129,7 @@ class Workplace:
     def delete(self, who: str, shape: trees.Shape) -> Arm:
         folder = self.machine.drive / f"delete.{who}"
 
-        # The product's folder as it was staged, which is what an uninstallation deletes. Hard links: with copies just
-        # made, either arm would wait for the disk that is still writing them.
+        # What an uninstallation deletes: the product's folder. Hard links, since the disk would still write copies.
         def prepare() -> None:
             subprocess.run(["cp", "-rl", self.product_folder("ours", shape), folder], check=True)
         name, program = (("delete", Program(counts.STEPS, rf"delete C:\{folder.name}")) if who == "ours" else
@@ -146,15 +141,12 @@ class Workplace:
     def place_modules(self) -> None:
         folder = self.machine.drive / "modules"
         folder.mkdir()
-        undo = ["Windows Registry Editor Version 5.00", ""]
-        for name, (class_end, program_id) in MODULES.items():
+        for name in MODULES:
             shutil.copy2(self.machine.build / "tests/fixtures/ComModule.dll", folder / name)
-            for key in (rf"CLSID\{{6B2F0C51-9C1E-4E0B-8D6A-5A1D000000{class_end}}}", program_id):
-                undo += [rf"[-HKEY_LOCAL_MACHINE\Software\Classes\{key}]", ""]
-        (self.machine.drive / "bench/unregister.reg").write_text("\r\n".join(undo), encoding="ascii", newline="")
+        self.machine.require(batch(r"C:\bench\register.bat"))  # one that is not registered cannot be unregistered
 
     def unregister(self) -> None:
-        self.machine.require(Program(rf"{counts.SYSTEM}\reg.exe", r"import C:\bench\unregister.reg"))
+        self.machine.require(batch(r"C:\bench\unregister.bat"))
         self.machine.require(Program(r"C:\bench\ClassProbe.exe"), len(MODULES))  # none can be created
 
     def registered(self) -> bool:
@@ -168,7 +160,7 @@ class Workplace:
 
 def comparisons(place: Workplace, quick: bool) -> list[Comparison]:
     small, typical, large = trees.SMALL, trees.TYPICAL, trees.LARGE
-    # Rounds: more where a run is short or its limit near, few where each one writes or reads much.
+    # Many rounds if a run is short or near its limit, few if it writes or reads much.
     few, more, many = (5, 11, 41) if quick else (11, 41, 121)
     for shape in (small, typical) if quick else (small, typical, large):
         place.stage("ours", shape)
@@ -190,7 +182,7 @@ def comparisons(place: Workplace, quick: bool) -> list[Comparison]:
         Comparison("upgrade (`-p`), typical, unchanged, log written", 1.05, place.logged(typical, True),
                    place.logged(typical, False), many),
         Comparison("look-up of a process", 1.05, Arm("look-up", Program(counts.STEPS, f"lookup {LOOK_UPS}")),
-                   Arm("a bare snapshot", Program(r"C:\bench\Snapshot.exe", f"{LOOK_UPS}")), more),
+                   Arm("a bare snapshot", Program(counts.STEPS, f"snapshot {LOOK_UPS}")), more),
     ]
     if not quick:
         rows += [

@@ -119,7 +119,7 @@ class Counter:
         if log.read_bytes().count(b"GetStatus!!!!! 1") != 2:
             raise Fault("the status command did not do what was counted")
         look_up = self.slope(lambda times: self.start(Program(STEPS, f"lookup {times}")))
-        snapshot = self.slope(lambda times: self.start(Program(r"C:\bench\Snapshot.exe", f"{times}")))
+        snapshot = self.slope(lambda times: self.start(Program(STEPS, f"snapshot {times}")))
         bare = self.start(BARE)
         wrong = self.start(Program(PROGRAM, r"-x C:\source C:\dest"))
         reload = self.start(Program(PROGRAM, r"-r C:\source C:\dest"), 1)  # 1: all clients, of which there is none

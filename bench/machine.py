@@ -107,7 +107,7 @@ class Machine:
 
     def _place_programs(self) -> None:
         (self.drive / "bench").mkdir()
-        for program in ("VELAutil.exe", "bench/Bare.exe", "bench/Driver.exe", "bench/Snapshot.exe", "bench/Steps.exe",
+        for program in ("VELAutil.exe", "bench/Bare.exe", "bench/Driver.exe", "bench/Steps.exe",
                         "tests/fixtures/ClassProbe.exe"):
             shutil.copy2(self.build / program, self.drive / "bench")
 

@@ -10,16 +10,15 @@ build=$root/build/release
 demo=$root/build/demo
 fixtures=$build/tests/fixtures
 
-# The machine: Windows XP Professional x64, where all three mail clients can be served.
-windows=winxp64
+windows=winxp64  # Windows XP Professional x64, which can have all three mail clients
 user=S-1-5-21-1-2-3-1001
 source_folder='C:\Setup'
-install_root='C:\Bastion'                     # what install and upgrade are given: they append "Orvane Labs" themselves
-product_folder='C:\Bastion\Orvane Labs'       # what the other commands are given
+install_root='C:\Bastion'                # for install and upgrade, which append "Orvane Labs"
+product_folder='C:\Bastion\Orvane Labs'  # for the other commands
 reload_event='Global\VELA_UPDATE_EVENT_OL'
 
 export WINEPREFIX=$demo/prefix WINEDEBUG=-all LC_ALL=C.UTF-8
-# Without Wine's own services and desktop a machine starts in half the time.
+# Without Wine's services and desktop a machine starts in half the time.
 export WINEDLLOVERRIDES='mscoree,mshtml=;winemenubuilder.exe,services.exe,plugplay.exe,winedevice.exe,explorer.exe,rpcss.exe,svchost.exe,winedbg.exe=d'
 unset DISPLAY WAYLAND_DISPLAY
 
@@ -32,7 +31,7 @@ say() {
   printf '%s\n' "$@" | fold -s -w 110
 }
 
-# Also ends the last line, which the run log leaves open.
+# Also ends the last line, which the run log does not.
 indent() {
   awk '{ sub(/\r$/, ""); print "    " $0 }'
 }
@@ -53,10 +52,8 @@ run_wine() {
 
 # must <what> <command...>
 must() {
-  local what=$1
-  shift
-  if ! "$@"; then
-    echo "demo: $what failed:" >&2
+  if ! "${@:2}"; then
+    echo "demo: $1 failed:" >&2
     cat "$demo/output" >&2
     exit 1
   fi
@@ -75,7 +72,7 @@ build_all() {
   fi
 }
 
-# A machine with Outlook 2010 and, besides the user who is logged on, a second user whose registry is loaded.
+# A machine with Outlook 2010, the user who is logged on, and a second user whose registry is loaded.
 make_machine() {
   switch_off
   rm -rf "$WINEPREFIX"
@@ -112,7 +109,7 @@ Windows Registry Editor Version 5.00
 
 [HKEY_USERS\\$user\\Software\\Microsoft]
 END
-  # The server stays until switch_off: the second user's registry lives only as long as it does.
+  # The second user's registry lives only as long as the server.
   wineserver -p </dev/null >/dev/null 2>&1
   must 'the import of the demo registry' run_wine reg import "$(windows_path "$demo/world.reg")"
 }
@@ -135,10 +132,6 @@ changes() {
     grep -v 'Wine.Temporary System Parameters' | indent || true
 }
 
-log_size() {
-  stat -c %s "$run_log" 2>/dev/null || echo 0
-}
-
 # step <switch> <destination folder> <title> <what it is about to do>: one run of the program, and all that it did.
 step() {
   local switch=$1 destination=$2 code from
@@ -147,7 +140,7 @@ step() {
   printf '\n  C:\\VELA\\VELAutil.exe %s %s "%s"\n' "$switch" "$source_folder" "$destination"
 
   snapshot before
-  from=$(log_size)
+  from=$(stat -c %s "$run_log" 2>/dev/null || echo 0)
   # Linux sees the low 8 bits of an exit code; the command interpreter sees all 32.
   run_wine cmd /v:on /c 'C:\VELA\VELAutil.exe' "$switch" "$source_folder" "$destination" \
     '&' echo exit code '!errorlevel!' || true
@@ -161,12 +154,12 @@ step() {
   changes before after
 }
 
-# A stand-in for Outlook that ends when the plug-ins are told to load their patterns anew.
+# A stand-in for Outlook that ends at the event that makes the plug-ins load their patterns anew.
 start_outlook() {
+  local tries
   cp "$fixtures/Sleeper.exe" "$WINEPREFIX/drive_c/Office14/OUTLOOK.EXE"
   "${fixed_addresses[@]}" wine 'C:\Office14\OUTLOOK.EXE' "$reload_event" 60 </dev/null >/dev/null 2>&1 &
   outlook=$!
-  local tries
   for ((tries = 0; tries < 100; tries++)); do
     run_wine wmic process get name || true
     if tr -d '\0' <"$demo/output" | grep -q OUTLOOK; then  # it answers in UTF-16
@@ -188,10 +181,8 @@ probe_classes() {
 # shellcheck source=scripts/stages.sh
 source scripts/stages.sh
 clean_up_at_exit switch_off
-fixed_addresses=(setarch -R)  # with random addresses Wine fails to start a program once in a great while
-if ! setarch -R true 2>/dev/null; then
-  fixed_addresses=()
-fi
+fixed_addresses=(setarch -R)  # with random addresses Wine sometimes fails to start a program
+setarch -R true 2>/dev/null || fixed_addresses=()
 run_log=$WINEPREFIX/drive_c/windows/temp/QRTX_Debug/vela.log
 
 say "VELAutil manages the anti-spam plug-ins of three mail clients: Outlook, Outlook Express, Windows Live Mail." \
@@ -201,21 +192,19 @@ make_machine
 
 title 'The machine'
 say "Windows XP Professional x64 as Wine plays it, with Outlook 2010 in C:\\Office14, an installation source in $source_folder, and the registries of two users: the one who is logged on and $user. The mail clients and the plug-in modules are stand-ins that the tests build; the modules are real COM servers."
-probe_classes 'before anything is installed'
+probe_classes 'before the installation'
 snapshot first
 
 step -I "$install_root" 'Install' \
-  "Copies the plug-in files of all three clients below $install_root, notes where they lie, and registers the plug-ins. The anti-spam switch has never been set, so it is set to off."
+  "Copies the plug-in files of all three clients below $install_root, notes where they are, and registers the plug-ins. The anti-spam switch has never been set, so it becomes off."
 probe_classes 'after the installation'
 
 step -e "$product_folder" 'Enable' \
-  "Switches filtering on for the user at the console: folders for that user, Outlook's add-in for everybody, start-up values for the monitors of the other two clients, and the monitors themselves, which leave a trace of their start."
-
-printf '\nWho may do what in the folders of the users (Wine keeps of an access list what Unix modes can say, and only where the list is put on a folder that exists: the last one made looks closed):\n'
+  "Switches filtering on for the user at the console: folders for that user, Outlook's add-in for everybody, start-up values for the monitors of the other two clients, and the monitors themselves, which write a trace file."
+printf '\nAccess rights of the users'"'"' folders (Wine keeps of an access list only what Unix modes can express, and only if the folder existed before):\n'
 find "$WINEPREFIX/drive_c/ProgramData/Orvane Labs" -type d -printf '%M  ProgramData/Orvane Labs/%P\n' | indent
 
-step -s "$product_folder" 'Status' \
-  "Writes the switch to the run log."
+step -s "$product_folder" 'Status' "Writes the switch to the run log."
 
 title 'A new pattern arrives, while Outlook runs'
 start_outlook
@@ -223,22 +212,20 @@ printf 'a newer pattern\n' >"$WINEPREFIX/drive_c/Setup/Common/win32/vela.ptn"
 say "Setup\\Common\\win32\\vela.ptn is another one now. OUTLOOK.EXE runs."
 
 step -p "$install_root" 'Upgrade' \
-  "Replaces the files whose time of change differs, and tells the plug-ins in running mail clients to load engine and pattern anew."
+  "Replaces the files with another time of change, and tells the plug-ins in running mail clients to load engine and pattern anew."
 code=0
 wait "$outlook" || code=$?
-printf '\nHas Outlook been told? %s\n' "$( ((code == 0)) && echo yes || echo NO)"
+printf '\nDid Outlook get the event? %s\n' "$( ((code == 0)) && echo yes || echo NO)"
 
 step -r "$install_root" 'Reload' \
-  "Tells the plug-ins in running mail clients to load engine and pattern anew. None runs any more."
+  "Tells the plug-ins in running mail clients to load engine and pattern anew. No client runs now."
 
-step -d "$product_folder" 'Disable' \
-  "Switches filtering off again, and tells the monitors to end."
+step -d "$product_folder" 'Disable' "Switches filtering off, and tells the monitors to end."
 
-step -s "$product_folder" 'Status once more' \
-  "Writes the switch to the run log."
+step -s "$product_folder" 'Status once more' "Writes the switch to the run log."
 
 step -U "$product_folder" 'Uninstall' \
-  "Switches off, takes the plug-ins out of the clients, and deletes files and the users' data. Filtering is off already, so the log tells of values that are not there to be taken back."
+  "Switches off, removes the plug-ins from the clients, and deletes files and the users' data. Filtering is off already, so the log reports values that are not there."
 probe_classes 'after the uninstallation'
 
 title 'The machine before and after'

@@ -1,15 +1,14 @@
 #!/usr/bin/env python3
 """messages.py list | census --produced <folder> [--report <file>] | document [--check]
 
-The messages of the product: the run log's, and those of the developers' trace.
+The messages of the run log and of the developers' trace.
 
   list      every message of the sources: level, text (… stands for a value), file, function
-  census    whether a test run has produced each of them. <folder> is what VELA_TEST_MESSAGES named during the run.
-            Exceptions stand in tests/texts/unreachable.txt. --report gets the counts as a Markdown table. Exits with 1
-            where a message was never produced, where a line of a log is no message of the sources, or where a command
-            wrote a message that docs/messages/ does not say of it.
-  document  writes docs/messages.md from the sources and docs/messages/; with --check only tells whether that file is
-            what would be written
+  census    which of them a test run produced. VELA_TEST_MESSAGES named <folder> during the run. --report gets the counts
+            as a Markdown table. Exits with 1 if a message was never produced (tests/texts/unreachable.txt lists
+            exceptions), if a line of a log is no message of the sources, or if a command wrote a message that
+            docs/messages/ does not have for it
+  document  writes docs/messages.md from the sources and docs/messages/; --check only compares
 """
 from __future__ import annotations
 
@@ -32,13 +31,6 @@ def show_faults(faults: list[str]) -> int:
     return 1 if faults else 0
 
 
-def list_messages() -> int:
-    for message in source.read_product(ROOT):
-        said = message.text.replace("\n", "\\n")
-        print(f"{message.kind} | {message.level} | {said}  ({message.source}, {message.function})")
-    return 0
-
-
 def take_census(folder: Path, report: Path | None) -> int:
     messages = source.read_product(ROOT)
     unreachable = census.read_unreachable(UNREACHABLE.read_text(encoding="utf-8"))
@@ -48,9 +40,8 @@ def take_census(folder: Path, report: Path | None) -> int:
         report.parent.mkdir(parents=True, exist_ok=True)
         report.write_text(table, encoding="utf-8")
     print(table, end="")
-    faults = taken.faults(unreachable)
-    faults += taken.wrong_commands(document.commands_of(document.read_sections(TOLD)))
-    return show_faults(faults)
+    commands = document.commands_of(document.read_sections(TOLD))
+    return show_faults(taken.faults(unreachable) + taken.wrong_commands(commands))
 
 
 def write_document(check: bool) -> int:
@@ -74,7 +65,10 @@ def main() -> int:
     asked = parser.parse_args()
     try:
         if asked.task == "list":
-            return list_messages()
+            for message in source.read_product(ROOT):
+                text = message.text.replace("\n", "\\n")
+                print(f"{message.kind} | {message.level} | {text}  ({message.source}, {message.function})")
+            return 0
         if asked.task == "census":
             return take_census(asked.produced, asked.report)
         return write_document(asked.check)

@@ -68,17 +68,15 @@ done
 print_table() {
   local name
   for name in "${all_stages[@]}"; do
-    if [[ -f $rows/$name.md ]]; then
-      # shellcheck disable=SC2016  # Markdown's backticks
-      printf '\n**%s** (`scripts/prove.sh %s`; %s)\n\n' "${headings[$name]}" "$name" \
-        "$(cat "$rows/$name.proven" 2>/dev/null || echo 'not proven')"
-      cat "$rows/$name.md"
-    fi
+    [[ -f $rows/$name.md ]] || continue
+    # shellcheck disable=SC2016  # Markdown's backticks
+    printf '\n**%s** (`scripts/prove.sh %s`; %s)\n\n' "${headings[$name]}" "$name" \
+      "$(cat "$rows/$name.proven" 2>/dev/null || echo 'not proven')"
+    cat "$rows/$name.md"
   done
 }
 
-echo
-echo "==== what was proven"
+printf '\n==== what was proven\n'
 print_table
 print_stages
 echo "  $(seconds_since "$started") s in all"

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # test.sh
 #
-# All there is to check, from a fresh clone to the verdict: build, tests under Wine, sources, and that the build can be
-# repeated byte by byte. Goes on after a failure where that makes sense, and exits with 1 if anything failed. Uses
-# nothing outside the repository's build/ folder, no display, and no Wine prefix but its own. clang-tidy, which takes
-# longer than all the rest, is left to scripts/lint.sh, and tests with the label "full" to scripts/prove.
+# All checks from a fresh clone on: build, tests under Wine, sources, and that a second build gives the same bytes. Goes on
+# after a failure if that makes sense. Exits with 1 if anything failed. Uses only the repository's build/ folder, no
+# display and no other Wine prefix. clang-tidy, the longest check, runs in scripts/lint.sh, and the tests with the label
+# "full" in scripts/prove.sh.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root=$PWD
