@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """report_coverage.py <build folder> <counts folder> <table>
 
-Adds up what the runs of a coverage build left in the counts folder, one folder for each run, and holds the product to
-its limits: so many lines and branches taken, and every line that no run took listed with its reason in
-tests/coverage/uncovered.txt. Branches by which the compiler leaves a call that throws are not counted. Writes the table
-of the folders, prints it with every fault, and exits with 1 where there is one.
+Adds up what the runs of a coverage build left in the counts folder, one folder for each run. gcovr turns the sums into
+lines and branches; branches by which a call throws do not count. Then holds the product to its limits: so many lines and
+branches taken, and every other line listed with its reason in tests/coverage/uncovered.txt. Writes and prints the table
+of the folders. Prints every fault, and exits with 1 if there is one.
 """
 import json
 import os
