@@ -1,4 +1,5 @@
-"""Small changes of C++ sources, one at a time: what a slip of the hand could have left there."""
+"""Small changes of C++ sources: mistakes that people make."""
+import collections
 import dataclasses
 import hashlib
 import re
@@ -32,30 +33,20 @@ class Change:
         return text[:self.start] + self.new + text[self.end:]
 
     def rank(self, seed):
-        """A place in the order of the sample that depends on nothing but the change and the seed, so that an edit
-        elsewhere leaves the sample as it was."""
+        """The place in the sample. It depends only on the change and the seed, not on edits elsewhere."""
         name = "\0".join((str(seed), self.file, self.kind, self.before, self.after, self.key))
         return hashlib.sha256(name.encode()).hexdigest()
 
 
 def families(texts):
-    """Every flag of Windows (KEY_READ) and every named constant of a type (View::k32Bit) that the sources mention
-    -> the next one of its family."""
-    found = {}
-    for text in texts:
-        source = Source(text)
+    """(family, name) -> the next name of the family: flags of Windows (KEY_READ), named constants (View::k32Bit)."""
+    found = collections.defaultdict(set)
+    for source in map(Source, texts):
         for index, token in enumerate(source.tokens):
-            if token.kind == "name":
-                family = family_of(source, index)
-                if family:
-                    found.setdefault(family, set()).add(token.text)
-    others = {}
-    for family, members in found.items():
-        ordered = sorted(members)
-        for index, member in enumerate(ordered):
-            if len(ordered) > 1:
-                others[family, member] = ordered[(index + 1) % len(ordered)]
-    return others
+            if family := family_of(source, index):
+                found[family].add(token.text)
+    return {(family, one): other for family, members in found.items()
+            for one, other in zip(sorted(members), sorted(members)[1:] + sorted(members)[:1]) if one != other}
 
 
 def family_of(source, index):
@@ -76,7 +67,7 @@ class Finder:
         self.text = text
         self.others = others
         self.changes = []
-        self.seen = {}
+        self.seen = collections.Counter()
         self.left_out = self._left_out()
 
     def _left_out(self):
@@ -116,13 +107,11 @@ class Finder:
         start, end = self.source.span(first, last)
         if self.text[start:end] == new:
             return
-        begin = self.text.rfind("\n", 0, start) + 1
-        stop = self.text.find("\n", end)
-        stop = len(self.text) if stop < 0 else stop
-        before = " ".join(self.text[begin:stop].split())
-        after = " ".join((self.text[begin:start] + new + self.text[end:stop]).split())
+        head, tail = self.text[:start].rpartition("\n")[2], self.text[end:].partition("\n")[0]
+        before = " ".join((head + self.text[start:end] + tail).split())
+        after = " ".join((head + new + tail).split())
         name = (kind, before, after)
-        self.seen[name] = self.seen.get(name, 0) + 1
+        self.seen[name] += 1
         self.changes.append(Change(self.file, kind, start, end, new, self.text.count("\n", 0, start) + 1, before, after,
                                    str(self.seen[name])))
 
@@ -177,20 +166,16 @@ class Finder:
         self._add("comparison", first, last, f"!({self.text[start:end]})")
 
     def _return(self, index):
-        first, last = index + 1, index + 1
+        first = last = index + 1
         while self.source.word(last) != ";":
-            if self.source.word(last) in ("(", "{", "["):
-                last = self.source.partner[last]
-            last += 1
+            last = self.source.partner.get(last, last) + 1
         last -= 1
-        if last < first:
-            return
         word = self.source.word(first)
         if first == last and word in OPPOSITES:
             self._add("return", first, last, OPPOSITES[word])
         elif first == last and NUMBER.fullmatch(word):
             self._add("return", first, last, str(int(word, 0) + 1))
-        elif word != "{":
+        elif first <= last and word != "{":
             start, end = self.source.span(first, last)
             if word != "!":
                 self._add("return", first, last, f"!({self.text[start:end]})")
@@ -249,13 +234,9 @@ def find_changes(sources):
 
 
 def in_order(changes, seed):
-    """Kind -> its changes in the order in which a sample takes them: first one of every file, so that none is left
-    out, then all others as they come."""
+    """Kind -> its changes in the order of the sample: first one of every file, then all others."""
     ranked = sorted(changes, key=lambda change: change.rank(seed))
-    first_of_file = {}
-    for change in ranked:
-        first_of_file.setdefault(change.file, change)
-    firsts = set(first_of_file.values())
+    firsts = set({change.file: change for change in reversed(ranked)}.values())
     ordered = {kind: [] for kind in KINDS}
     for change in sorted(ranked, key=lambda change: change not in firsts):
         ordered[change.kind].append(change)

@@ -42,17 +42,13 @@ class Source:
 
     def elements(self, opening):
         """The token ranges between the commas of a bracket."""
-        closing, first, ranges = self.partner[opening], opening + 1, []
-        index = first
-        while index < closing:
-            if self.word(index) in PAIRS:
-                index = self.partner[index]
-            elif self.word(index) == ",":
+        closing, ranges = self.partner[opening], []
+        first = index = opening + 1
+        while index <= closing:
+            if index == closing or self.word(index) == ",":
                 ranges.append((first, index - 1))
                 first = index + 1
-            index += 1
-        if first < closing:
-            ranges.append((first, closing - 1))
+            index = self.partner.get(index, index) + 1
         return [(begin, end) for begin, end in ranges if begin <= end]
 
     def is_body(self, opening):
@@ -109,13 +105,9 @@ class Source:
             while self.word(last + 1) == "catch":
                 last = self._statement_end(self.partner[last + 2] + 1)
             return last
-        while self.word(index) != ";":
-            if self.word(index) in PAIRS:
-                index = self.partner[index]
-            index += 1
-            if index >= len(self.tokens):
-                return len(self.tokens) - 1
-        return index
+        while self.word(index) not in (";", ""):
+            index = self.partner.get(index, index) + 1
+        return min(index, len(self.tokens) - 1)
 
     def _kind(self, first, last):
         word = self.word(first)

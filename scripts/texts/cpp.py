@@ -12,14 +12,12 @@ PLAIN_ESCAPES = {"n": "\n", "r": "\r", "t": "\t", "0": "\0"}
 
 
 def value_of(literals: Iterable[Token]) -> str:
-    """What adjacent string literals say together."""
+    """The text of adjacent string literals."""
     joined = "".join(token.text[token.text.index('"') + 1 : -1] for token in literals)
 
     def plain(match: re.Match[str]) -> str:
-        told = match.group(1)
-        if told[0] in "xu" and len(told) > 1:
-            return chr(int(told[1:], 16))
-        return PLAIN_ESCAPES.get(told, told)
+        code = match.group(1)
+        return chr(int(code[1:], 16)) if code[0] in "xu" and len(code) > 1 else PLAIN_ESCAPES.get(code, code)
 
     return ESCAPE.sub(plain, joined)
 
@@ -82,17 +80,8 @@ class Source:
 
 def function_name(head: list[Token]) -> str:
     """The name before the parameters: "LogFile::LogFile"."""
-    name: list[str] = []
-    for index, token in enumerate(head):
-        if token.text == "(":
-            before = index - 1
-            while before >= 0 and (head[before].kind == "name" or head[before].text in ("::", "~")):
-                if name and name[0] not in ("::", "~") and head[before].text not in ("::", "~"):
-                    break  # the type of the result
-                name.insert(0, head[before].text)
-                before -= 1
-            return "".join(name)
-    return ""
+    name = re.search(r"(?:\w+ :: )*(?:~ )?\w+$", spelled(head).partition(" (")[0])
+    return name[0].replace(" ", "") if name else ""
 
 
 def read(name: str, text: str) -> Source:
@@ -165,15 +154,10 @@ def member_names(members: list[list[Token]]) -> list[str]:
     """The names of a structure's members, in their order: "bool (*install)(...)" declares install."""
     names = []
     for member in members:
-        words = [token.text for token in member]
-        if "using" in words or not words:
-            continue
-        if "*" in words and "(" in words and words[words.index("(") + 1] == "*":
-            names.append(words[words.index("(") + 2])
-        else:
-            before = words.index("=") if "=" in words else len(words)
-            named = [token.text for token in member[:before] if token.kind == "name"]
-            names.append(named[-1])
+        declared = spelled(member).partition(" =")[0]
+        pointer = re.search(r"\( \* (\w+)", declared)
+        if declared and not declared.startswith("using "):
+            names.append(pointer[1] if pointer else re.findall(r"[A-Za-z_]\w*", declared)[-1])
     return names
 
 
