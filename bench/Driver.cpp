@@ -5,42 +5,15 @@
 //   <exit code or "late" or "refused"> <microseconds> <process id>
 //
 // A program that takes too long is ended ("late"). One that cannot be started is "refused", with the error in place of
-// the time. Programs get NUL for input and output.
+// the time. Programs get NUL for input and output. Everything is ASCII.
 #include <windows.h>
 
 #include <cstdio>
 #include <iostream>
+#include <sstream>
 #include <string>
 
 namespace {
-
-struct Order {
-  DWORD limit = 0;  // milliseconds
-  std::wstring program;
-  std::wstring commandLine;
-};
-
-std::wstring Widen(const std::string& text) {
-  if (text.empty()) {
-    return {};
-  }
-  const int length = ::MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
-  std::wstring wide(static_cast<std::size_t>(length), L'\0');
-  ::MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), wide.data(), length);
-  return wide;
-}
-
-bool Parse(const std::string& line, Order& order) {
-  const std::size_t first = line.find('|');
-  const std::size_t second = first == std::string::npos ? first : line.find('|', first + 1);
-  if (second == std::string::npos) {
-    return false;
-  }
-  order.limit = static_cast<DWORD>(std::stoul(line.substr(0, first)));
-  order.program = Widen(line.substr(first + 1, second - first - 1));
-  order.commandLine = Widen(line.substr(second + 1));
-  return true;
-}
 
 long long Microseconds(LARGE_INTEGER from, LARGE_INTEGER to) {
   LARGE_INTEGER frequency = {};
@@ -48,33 +21,30 @@ long long Microseconds(LARGE_INTEGER from, LARGE_INTEGER to) {
   return (to.QuadPart - from.QuadPart) * 1000000 / frequency.QuadPart;
 }
 
-void Run(Order order, HANDLE nul) {
-  STARTUPINFOW startup = {};
+void Run(const std::string& program, std::string commandLine, DWORD limit, HANDLE nul) {
+  STARTUPINFOA startup = {};
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESTDHANDLES;
-  startup.hStdInput = nul;
-  startup.hStdOutput = nul;
-  startup.hStdError = nul;
+  startup.hStdInput = startup.hStdOutput = startup.hStdError = nul;
   PROCESS_INFORMATION child = {};
   LARGE_INTEGER started = {};
   LARGE_INTEGER ended = {};
   ::QueryPerformanceCounter(&started);
-  if (!::CreateProcessW(order.program.c_str(), order.commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, L"C:\\",
-                        &startup, &child)) {
+  if (!::CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, "C:\\", &startup,
+                        &child)) {
     std::printf("refused %lu 0\n", ::GetLastError());
     return;
   }
-  const DWORD waited = ::WaitForSingleObject(child.hProcess, order.limit);
+  const bool late = ::WaitForSingleObject(child.hProcess, limit) != WAIT_OBJECT_0;
   ::QueryPerformanceCounter(&ended);
-  if (waited != WAIT_OBJECT_0) {
+  if (late) {
     ::TerminateProcess(child.hProcess, 1);
     ::WaitForSingleObject(child.hProcess, 5000);
-    std::printf("late %lld %lu\n", Microseconds(started, ended), child.dwProcessId);
-  } else {
-    DWORD exitCode = 0;
-    ::GetExitCodeProcess(child.hProcess, &exitCode);
-    std::printf("%lu %lld %lu\n", exitCode, Microseconds(started, ended), child.dwProcessId);
   }
+  DWORD exitCode = 0;
+  ::GetExitCodeProcess(child.hProcess, &exitCode);
+  std::printf("%s %lld %lu\n", late ? "late" : std::to_string(exitCode).c_str(), Microseconds(started, ended),
+              child.dwProcessId);
   ::CloseHandle(child.hThread);
   ::CloseHandle(child.hProcess);
 }
@@ -90,15 +60,18 @@ int wmain() {
   if (nul == INVALID_HANDLE_VALUE) {
     return 1;
   }
-  // Its own thread comes first, so that a reader of the server's trace can leave it out.
+  // A reader of the server's trace leaves this thread out.
   std::printf("driver %04lx\n", ::GetCurrentThreadId());
   std::fflush(stdout);
   for (std::string line; std::getline(std::cin, line);) {
-    Order order;
-    if (!Parse(line, order)) {
+    std::istringstream order(line);
+    DWORD limit = 0;
+    std::string program;
+    std::string commandLine;
+    if (!(order >> limit).ignore() || !std::getline(order, program, '|') || !std::getline(order, commandLine)) {
       return 2;
     }
-    Run(order, nul);
+    Run(program, commandLine, limit, nul);
     std::fflush(stdout);
   }
   return 0;
