@@ -1,8 +1,8 @@
 """All messages of the product, read from its sources.
 
-A message of the run log is one entry: `RunLog::Error() << L"text" << value << ...;`. Its text stands in the entry
-itself, in a table, or is handed to the function that writes it; the last two have the type RunLog::Text (cli/RunLog.h).
-A text of another type is a value, and an entry without any text is an error here: so none is passed over.
+A message of the run log is one entry: `RunLog::Error() << L"text" << value << ...;`. Its text is in the entry itself, in a
+table, or in a parameter of the function that writes it; the last two have the type RunLog::Text (cli/RunLog.h). A text of
+another type is a value, and an entry without any text is an error here, so that none is overlooked.
 """
 from __future__ import annotations
 
@@ -51,23 +51,11 @@ class Message:
         return (self.kind, self.level, self.text)
 
 
-class Row:
-    """A line of a table that an entry takes its texts from."""
-
-    def __init__(self, names: list[str], cells: list[list[Token]]) -> None:
-        self.cells = dict(zip(names, cells))
-
-    def text(self, member: str) -> str | None:
-        cell = self.cells.get(member, [])
-        return cpp.value_of(cell) if cell and all(token.kind == "text" for token in cell) else None
-
-    def decides(self, condition: list[Token]) -> bool | None:
-        """What a condition that is a member of the table says; None where it is another."""
-        cell = self.cells.get(condition[-1].text, [])
-        return {"true": True, "false": False}.get(cpp.spelled(cell))
+Row = dict[str, "list[Token]"]  # a line of a table that an entry takes its texts from: member -> what it is given
 
 
-NO_ROW = Row([], [])
+def is_text(part: list[Token]) -> bool:
+    return bool(part) and all(token.kind == "text" for token in part)
 
 
 @dataclass(frozen=True)
@@ -108,7 +96,7 @@ class Product:
 
     def rows(self, source: Source, structure: str) -> list[Row]:
         names = cpp.member_names(source.structures[structure])
-        return [Row(names, row) for table in source.tables if table.type_name == structure for row in table.rows]
+        return [dict(zip(names, row)) for table in source.tables if table.type_name == structure for row in table.rows]
 
     def member_of(self, source: Source, part: list[Token]) -> str:
         """The member that `row.text` or `&Row::text` names; empty where the expression is another."""
@@ -135,7 +123,7 @@ class Product:
 
     def texts_of(self, place: Place, part: list[Token], row: Row) -> list[str] | None:
         """The texts that an expression may be; None where it is a value, none where the row has none."""
-        if all(token.kind == "text" for token in part):
+        if is_text(part):
             return [cpp.value_of(part)]
         if part[0].text == "(" and closing(part, 0) == len(part) - 1:
             return self.texts_of(place, part[1:-1], row)
@@ -143,9 +131,9 @@ class Product:
         if "?" in words:
             question = words.index("?")
             sides = cpp.split(part[question + 1 :], ":")
-            decided = row.decides(part[:question])
-            if decided is not None:
-                return self.texts_of(place, sides[0 if decided else 1], row)
+            decided = cpp.spelled(row.get(words[question - 1], []))
+            if decided in ("true", "false"):  # the condition is a member of the table
+                return self.texts_of(place, sides[0 if decided == "true" else 1], row)
             either = [self.texts_of(place, side, row) for side in sides]
             return None if None in either else [text for texts in either for text in texts or []]
         if words == ["std", "::", "endl"]:
@@ -159,8 +147,7 @@ class Product:
         member = self.member_of(place.source, part)
         if not member:
             return None
-        text = row.text(member)
-        return [] if text is None else [text]
+        return [cpp.value_of(row[member])] if is_text(row.get(member, [])) else []
 
     def alternatives(self, place: Place, part: list[Token], row: Row) -> list[str | Value]:
         texts = self.texts_of(place, part, row)
@@ -181,7 +168,7 @@ class Product:
         found = [row for structure in used for row in self.rows(place.source, structure)]
         if used and not found:
             raise place.error(f"no table of {used} is found")
-        return found or [NO_ROW]
+        return found or [{}]
 
     def said(self, place: Place, parts: list[list[Token]]) -> list[Parts]:
         """Everything that an entry of these parts may say."""
@@ -244,24 +231,16 @@ class Product:
 
 
 def format_parts(text: str) -> Parts:
-    parts: list[str | Value] = []
-    position = 0
-    for match in FORMAT_SPECIFIER.finditer(text):
-        parts.append(text[position : match.start()])
-        parts.append("%" if match.group() == "%%" else Value())
-        position = match.end()
-    parts.append(text[position:])
-    return tuple(part for part in parts if part != "")
+    texts = FORMAT_SPECIFIER.split(text)
+    values = ["%" if found == "%%" else Value() for found in FORMAT_SPECIFIER.findall(text)]
+    return tuple(part for pair in zip(texts, [*values, ""]) for part in pair if part != "")
 
 
 def read_product(root: Path) -> list[Message]:
     """Every message once for each function that writes it, in the order of the sources."""
-    sources = []
-    for folder in FOLDERS:
-        for path in sorted((root / folder).rglob("*")):
-            if path.suffix in (".h", ".cpp"):
-                sources.append(cpp.read(path.relative_to(root).as_posix(), path.read_text(encoding="utf-8")))
-    found = Product(sources)
+    found = Product([cpp.read(path.relative_to(root).as_posix(), path.read_text(encoding="utf-8"))
+                     for folder in FOLDERS for path in sorted((root / folder).rglob("*"))
+                     if path.suffix in (".h", ".cpp")])
     messages = list(dict.fromkeys((*found.log_messages(), *found.trace_messages())))
     if not messages:
         raise SourceError(f"no messages in {root}")
