@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """counts.py <build folder>: the requests that the program makes to Wine's server, held to their limits.
 
-They are most of what a run costs under Wine. Unlike times they are the same on any machine. What one file or entry costs
-is the difference between two sizes of the same run.
+They are most of what a run costs under Wine. Unlike times they are the same on any machine. What one file or entry
+costs is the difference between two sizes of the same run.
 """
 import dataclasses
 import os
@@ -128,7 +128,8 @@ class Counter:
             # These load only the registry's library more than a bare program does.
             Count("`-r` / a bare program", reload / bare, 1.30, f"{reload} / {bare}"),
             Count("a wrong switch / a bare program", wrong / bare, 1.10, f"{wrong} / {bare}"),
-            Count("look-up of a process / a bare snapshot", look_up / snapshot, 1.05, f"{look_up:.1f} / {snapshot:.1f}"),
+            Count("look-up of a process / a bare snapshot", look_up / snapshot, 1.05,
+                  f"{look_up:.1f} / {snapshot:.1f}"),
             self.per_file("a file, first copy", self.upgrade),
             self.per_file("a file, unchanged", self.upgrade),
             self.per_file("a file, access list stamped", self.stamp),

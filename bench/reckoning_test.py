@@ -116,7 +116,8 @@ class Reports(unittest.TestCase):
 
 class Counts(unittest.TestCase):
     def test_each_wine_is_held_to_its_own_count(self):
-        self.assertEqual([int(limit_of("a file, first copy", wine)) for wine in (7, 8, 9, 10, 11)], [12, 12, 12, 14, 14])
+        self.assertEqual([int(limit_of("a file, first copy", wine)) for wine in (7, 8, 9, 10, 11)],
+                         [12, 12, 12, 14, 14])
         self.assertEqual([int(limit_of("a file, unchanged", wine)) for wine in (8, 10)], [6, 6])
 
     def test_only_requests_count(self):

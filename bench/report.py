@@ -169,7 +169,8 @@ def chart(systems: list[Results]) -> str:
     ]
     for tick in range(int(highest / 0.2) + 1):
         x = across(tick * 0.2)
-        parts += [f'<line x1="{x}" y1="{TOP}" x2="{x}" y2="{bottom}" stroke="{"#757575" if tick == 5 else "#e0e0e0"}"/>',
+        grey = "#757575" if tick == 5 else "#e0e0e0"
+        parts += [f'<line x1="{x}" y1="{TOP}" x2="{x}" y2="{bottom}" stroke="{grey}"/>',
                   text(x, bottom + 16, f"{tick * 0.2:.1f}", ' text-anchor="middle"')]
     for number, what in enumerate(whats):
         y = TOP + row_height * number + 3

@@ -2,8 +2,8 @@
 """run.py [--quick] <build folder> <sources folder> <results folder> <page folder>   all measurements
 run.py --page <results folder> <page folder>                                      the page alone
 
-Keeps the results as <system>.json. Writes performance.md and performance.svg from the results of all systems. Prints the
-tables of this one. Exits with 1 if a limit is broken that is no time. scripts/bench.sh calls it.
+Keeps the results as <system>.json. Writes performance.md and performance.svg from the results of all systems. Prints
+the tables of this one. Exits with 1 if a limit is broken that is no time. scripts/bench.sh calls it.
 """
 import datetime
 import os

@@ -5,11 +5,11 @@ In it: the program, the pages for people, the licence texts of what is compiled 
 (SPDX 2.3) and checksums. The build says what that is: the linker's map names the libraries, Ninja's record the headers,
 and Debian's package data their packages.
 
-The same sources, program and packages give the same bytes: entries are sorted and not compressed (compressors differ from
-version to version), their time is that of the commit (or SOURCE_DATE_EPOCH), and nothing names the machine.
+The same sources, program and packages give the same bytes: entries are sorted and not compressed (compressors differ
+between versions), their time is that of the commit (or SOURCE_DATE_EPOCH), and nothing names the machine.
 
-Not by CPack: it compresses every zip, and writing the zip is ten lines of this script. The rest is the licence texts and
-the list of contents, which CPack cannot make.
+Not by CPack: it compresses every zip, and writing the zip is ten lines of this script. The rest makes the licence texts
+and the list of contents, which CPack cannot.
 """
 import dataclasses
 import datetime
@@ -94,7 +94,7 @@ def components_of(build: pathlib.Path) -> list[Component]:
     for line in output_of("dpkg", "-S", *sorted(linked | headers)).splitlines():
         names, _, path = line.partition(": ")
         owners[path] = names.split(",")[0].partition(":")[0]
-    told = output_of("dpkg-query", "-W", "-f", "${Package} ${source:Package} ${Version}\n", *sorted(set(owners.values())))
+    told = output_of("dpkg-query", "-W", "-f", "${Package} ${source:Package} ${Version}\n", *sorted({*owners.values()}))
     facts = {package: (source, version) for package, source, version in map(str.split, told.splitlines())}
     components: dict[str, Component] = {}
     for file in sorted(linked | headers):
@@ -114,7 +114,7 @@ def components_of(build: pathlib.Path) -> list[Component]:
 
 
 def about_files(text: str, files: set[str]) -> str:
-    """Of a copyright file in Debian's format: the head, what it says of these files and of all, and the licences of those."""
+    """A copyright file in Debian's format, cut down to its head, these files, all files, and their licences."""
     paragraphs = re.split(r"\n\n+", text.strip())
     kept, licences = [re.sub(r"^Files-Excluded:\n( .*\n?)*", "", paragraphs[0], flags=re.M).strip()], set()
     for paragraph in paragraphs[1:]:
@@ -148,8 +148,8 @@ def contents_of(build: pathlib.Path, program: pathlib.Path, components: list[Com
     for pattern in ("*.md", "*.svg"):  # the pages and their pictures
         for page in (ROOT / "docs").glob(pattern):
             files["docs/" + page.name] = page.read_bytes()
-    told = ["What is compiled into VELAutil.exe, beside VELAutil itself, and under which terms. The texts are those of the",
-            "Debian packages that the program was built with. This folder grants nothing for VELAutil itself.", ""]
+    told = ["What is compiled into VELAutil.exe, beside VELAutil itself, and under which terms. The texts are those of",
+            "the Debian packages that the program was built with. This folder grants nothing for VELAutil itself.", ""]
     referred: set[str] = set()
     for component in components:
         files[f"licences/{component.name}.txt"] = component.text.encode()
@@ -198,7 +198,8 @@ def list_of_contents(version: str, time: int, files: dict[str, bytes], component
     } for name in sorted(files)]
     relationships += [(product, "CONTAINS", entry["SPDXID"]) for entry in entries]
     document = {
-        "spdxVersion": "SPDX-2.3", "dataLicense": "CC0-1.0", "SPDXID": "SPDXRef-DOCUMENT", "name": f"VELAutil-{version}",
+        "spdxVersion": "SPDX-2.3", "dataLicense": "CC0-1.0", "SPDXID": "SPDXRef-DOCUMENT",
+        "name": f"VELAutil-{version}",
         # One name for one set of bytes, without asking anybody.
         "documentNamespace": f"urn:uuid:{uuid.uuid5(uuid.NAMESPACE_OID, f'VELAutil-{version}-{verification}-{time}')}",
         "creationInfo": {"created": f"{datetime.datetime.fromtimestamp(time, datetime.UTC):%Y-%m-%dT%H:%M:%SZ}",

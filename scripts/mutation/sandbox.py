@@ -1,7 +1,7 @@
 """One test with changed programs, in a sandbox (bubblewrap).
 
-A changed program may delete everything, and Wine shows it the whole machine as drive Z:. So a test can write only to two
-folders in memory, and everything that it starts ends with it. One of the two is /tmp; a repository below /tmp stays
+A changed program may delete everything, and Wine shows it the whole machine as drive Z:. So a test can write only to
+two folders in memory, and everything that it starts ends with it. One of the two is /tmp; a repository below /tmp stays
 visible, read-only.
 """
 import collections
