@@ -1,10 +1,10 @@
-# How everything here is compiled and linked, in one place: `vela_options` carries it to every target.
+# Options of the compiler and the linker. Every target gets them from `vela_options`.
 add_library(vela_options INTERFACE)
 target_compile_features(vela_options INTERFACE cxx_std_17)
 set(CMAKE_CXX_EXTENSIONS OFF)
 
-# Windows Server 2003 x64 and Windows XP x64 are the oldest systems that the program runs on. What newer ones offer is
-# looked up by name at run time.
+# Windows Server 2003 x64 and Windows XP x64 are the oldest supported systems. Functions of newer ones are looked up by
+# name at run time.
 target_compile_definitions(vela_options INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX
   WINVER=0x0502 _WIN32_WINNT=0x0502 _WIN32_IE=0x0600)
 
@@ -14,11 +14,11 @@ option(VELA_TRAP_UNDEFINED "End the process at undefined behaviour" OFF)
 if(MSVC)
   target_compile_options(vela_options INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus
     /GS /sdl /guard:cf /guard:ehcont /Qspectre
-    /wd4996)  # GetVersionExW and functions of the C runtime that Windows 5.2 has: deprecated, and meant
-  # Symbols lie beside the program; /DEBUG alone would keep what nothing refers to.
+    /wd4996)  # deprecated, but Windows 5.2 has them: GetVersionExW and functions of the C runtime
+  # Symbols go beside the program. /OPT removes what nothing refers to, which /DEBUG alone would keep.
   target_link_options(vela_options INTERFACE /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /TSAWARE /guard:cf /guard:ehcont
     /CETCOMPAT /DEBUG /OPT:REF /OPT:ICF /Brepro)
-  # /Zi. As an option of its own CMake would not see it, and would not hand the symbols of a shared header on (C2859).
+  # /Zi. CMake must know of it, to pass the symbols of a shared header on (C2859).
   set(CMAKE_MSVC_DEBUG_INFORMATION_FORMAT ProgramDatabase)
   set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
 else()
@@ -32,29 +32,29 @@ else()
     # Two builds in different folders give the same bytes.
     "-ffile-prefix-map=${CMAKE_SOURCE_DIR}=."
     "-ffile-prefix-map=${CMAKE_BINARY_DIR}=build"
-    # Not -fdata-sections: with it, variables that start as zero take room in the file.
+    # Not -fdata-sections: with it, variables that start as zero take space in the file.
     $<$<CONFIG:Release>:-ffunction-sections>)
   target_compile_definitions(vela_options INTERFACE
     $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>
     $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
   target_link_options(vela_options INTERFACE -static -municode
     -Wl,--dynamicbase -Wl,--nxcompat -Wl,--high-entropy-va -Wl,--no-insert-timestamp
-    # On a Remote Desktop session host, Windows gives any other program a Windows folder of the user's own.
+    # Without it, Windows gives the program a private Windows folder on a Remote Desktop session host.
     -Wl,--tsaware
-    # Whole pages in the file: they are mapped when they are used, where a loader would have to read them all.
+    # Whole pages in the file: they are mapped when they are used, and not read before.
     $<$<CONFIG:Release>:-Wl,--file-alignment,4096>
     $<$<CONFIG:Release>:-Wl,--gc-sections>
     $<$<CONFIG:Release>:-s>)
   target_link_libraries(vela_options INTERFACE ssp)
   set(CMAKE_CXX_FLAGS_RELEASE "-Os -DNDEBUG")
-  # Nobody looks at the builds that count or trap with a debugger, and what is not optimised is counted as it is written.
+  # Nobody debugs the builds that count or trap, and unoptimised code is counted as it is written.
   if(VELA_COVERAGE OR VELA_TRAP_UNDEFINED)
     set(CMAKE_CXX_FLAGS_DEBUG "-O0")
   else()
     set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g")
   endif()
   if(VELA_COVERAGE)
-    # Only the product is counted; but in every object, since what its headers define inline is compiled into each.
+    # Only the product is counted, but in every object: its headers define inline functions.
     set(_folders "Common/[^/]*|activation|cli|install|notify|plugins|settings|uninstall")
     target_compile_options(vela_options INTERFACE
       --coverage "-fprofile-filter-files=^${CMAKE_SOURCE_DIR}/(${_folders})/[^/]*")
@@ -63,8 +63,7 @@ else()
   if(VELA_TRAP_UNDEFINED)
     target_compile_options(vela_options INTERFACE -fsanitize=undefined -fsanitize-undefined-trap-on-error)
     if(VELA_COVERAGE)
-      # These two become branches before branches are counted, and one side of each is never taken. The others come
-      # later, but for a handful.
+      # These two checks count as branches, and one side of each is never taken. Nearly all others do not count.
       target_compile_options(vela_options INTERFACE -fno-sanitize=bool,enum)
     endif()
   endif()

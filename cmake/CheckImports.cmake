@@ -1,7 +1,7 @@
 # cmake -D OBJDUMP=<objdump> -D PROGRAM=<program> -D LIST=<Windows52Functions.cpp> -P CheckImports.cmake
 #
-# Fails where the program imports what Windows 5.2 lacks, by the list that tests/build holds: such a program does not
-# start there, and is not left behind.
+# Fails and removes the program if it imports a function that Windows 5.2 lacks (by the list in tests/build): such a
+# program does not start there.
 file(READ "${LIST}" _list)
 execute_process(COMMAND "${OBJDUMP}" -p "${PROGRAM}"
   OUTPUT_VARIABLE _headers COMMAND_ERROR_IS_FATAL ANY)

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # check_reproducible.sh [<VELAutil.exe to compare with>]
 #
-# The same sources give the same bytes, wherever and whenever they are built: the program is built from a copy of the
-# sources in a folder of another name and depth, with other file times, another time zone and another language, and
-# compared with the one of build/release (which is built first when no program is named).
+# The same sources give the same bytes: builds the program from a copy of the sources in another folder, with other file
+# times, another time zone and another language, and compares it with the named program (default: that of build/release,
+# which is built first).
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root=$PWD

@@ -1,10 +1,9 @@
 #!/usr/bin/env bash
 # regenerate_expected.sh
 #
-# Writes the texts anew that the matrix compares with (tests/matrix/expected), from what the program does now in every
-# cell of the matrix: for use after a change of the program or of the matrix that was meant. Read what comes out, line by
-# line, before you commit it: git diff. The tests themselves never write them, and nobody edits them. Needs a build:
-# cmake --build --preset release.
+# Writes the expected texts of the matrix (tests/matrix/expected) from what the program does now, after an intended change
+# of the program or the matrix. Read the difference line by line before you commit it. The tests never write these files,
+# and nobody edits them. Needs a build: cmake --build --preset release.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 expected=tests/matrix/expected
@@ -22,4 +21,4 @@ VELA_REGENERATE=$whole ctest --preset release -j "$(nproc)" -L matrix --output-o
 }
 ./tests/matrix/shorten_texts.py "$whole" "$expected"
 git --no-pager diff --stat -- "$expected"
-echo "Read the differences before they are committed. Then compare: scripts/prove/matrix.sh"
+echo "Read the differences before they are committed. Then compare: scripts/prove.sh matrix"

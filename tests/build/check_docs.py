@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""check_docs.py <repository>: what the pages for people say of the repository is so.
+"""check_docs.py <repository>: the pages for people agree with the repository.
 
-Links and anchors lead somewhere; files, folders and presets that are named exist; the table of switches, the exit codes,
-the registry keys and the events are those of the sources; the picture is that of cmake/Floors.cmake.
+Links and anchors have targets. Named files, folders and presets exist. The table of switches, the exit codes, the
+registry keys and the events are those of the sources. The picture is that of cmake/Floors.cmake.
 """
 import fnmatch
 import json

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """check_options.py <repository>: the options that harden a build stand in cmake/BuildOptions.cmake for both compilers.
 
-What mingw-w64's options do is read from the built program (BuiltProgramTests.cpp). Visual C++ is not run here, so its
-options are at least held in place.
+BuiltProgramTests.cpp sees the effect of mingw-w64's options in the built program. Visual C++ does not run here, so this
+check at least keeps its options in place.
 """
 import pathlib
 import re
