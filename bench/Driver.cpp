@@ -21,7 +21,7 @@ long long Microseconds(LARGE_INTEGER from, LARGE_INTEGER to) {
   return (to.QuadPart - from.QuadPart) * 1000000 / frequency.QuadPart;
 }
 
-void Run(const std::string& program, std::string commandLine, DWORD limit, HANDLE nul) {
+void Run(const std::string& program, std::string& commandLine, DWORD limit, HANDLE nul) {
   STARTUPINFOA startup = {};
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESTDHANDLES;
