@@ -3,7 +3,7 @@
 #
 # The long proof, for before a release; scripts/test.sh holds a short form of most of it. Without names all stages run, in
 # the order below. Prints the rows of each (build/prove/<stage>.md) and the times. Exits with 1 if a stage found something
-# or could not run. --write puts the rows into docs/testing.md, if every stage found nothing when it last ran.
+# or could not run. --write puts the rows into docs/proof.md, if every stage found nothing when it last ran.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root=$PWD
@@ -87,20 +87,20 @@ fi
 if $write; then
   for name in "${all_stages[@]}"; do
     if [[ ! -f $rows/$name.proven ]]; then
-      echo "prove.sh: docs/testing.md is left alone: $name is not proven" >&2
+      echo "prove.sh: docs/proof.md is left alone: $name is not proven" >&2
       exit 1
     fi
   done
   {
-    sed '/^<!-- proof begins -->$/q' docs/testing.md
+    sed '/^<!-- proof begins -->$/q' docs/proof.md
     printf '\nOn %s, with GCC %s and %s, on %s cores; each stage with the day of its run and the time that it took:\n' \
       "$(. /etc/os-release && echo "${NAME%% *} $VERSION_ID")" "$(x86_64-w64-mingw32-g++-win32 -dumpversion | sed 's/-.*//')" \
       "$(WINEDEBUG=-all wine --version)" "$(nproc)"
     print_table
     echo
-    sed -n '/^<!-- proof ends -->$/,$p' docs/testing.md
-  } >build/prove/testing.md
-  cp build/prove/testing.md docs/testing.md
-  echo "docs/testing.md: written"
+    sed -n '/^<!-- proof ends -->$/,$p' docs/proof.md
+  } >build/prove/proof.md
+  cp build/prove/proof.md docs/proof.md
+  echo "docs/proof.md: written"
 fi
 echo "PROVEN"

@@ -72,12 +72,12 @@ def name_faults(text, files):
         if MADE_UP in name or name.startswith("build/"):
             continue
         name = name.removeprefix("./")
-        if not any(fnmatch.fnmatchcase(file, name) or ("/" not in name and fnmatch.fnmatchcase(file.rpartition("/")[2], name))
-                   for file in files):
+        if not any(fnmatch.fnmatchcase(file if "/" in name else file.rpartition("/")[2], name) for file in files):
             faults.append("there is no file %s" % name)
     folders = {str(parent) for file in files for parent in pathlib.PurePosixPath(file).parents}
     for name in sorted(set(SOURCE.findall(text))):
-        if MADE_UP not in name and name not in folders and not any(name + end in files for end in (".h", ".cpp", ".txt", ".rc.in")):
+        if MADE_UP not in name and name not in folders and not any(
+                name + end in files for end in (".h", ".cpp", ".txt", ".rc.in")):
             faults.append("there is no source %s" % name)
     return faults
 
@@ -141,7 +141,8 @@ def place_faults(root):
                 elif not place.startswith(("software\\", "global\\")):
                     continue
                 if place not in told:
-                    faults.append("docs/operations.md: %s of %s is not told" % (text, source.relative_to(root).as_posix()))
+                    name = source.relative_to(root).as_posix()
+                    faults.append("docs/operations.md: %s of %s is not told" % (text, name))
     return faults
 
 
@@ -159,7 +160,8 @@ def picture_faults(root):
                    if not re.search(r"\b%s\b" % file.rpartition("/")[2].rpartition("_")[2], boxes.get(name, ""))]
     drawn = {(start, end) for start, ends in ARROW.findall(picture[1]) for end in ends.split(" & ")}
     real = {(name, used) for name, library in libraries.items() for used in library.uses}
-    return (faults + ["the picture's arrow %s --> %s is not in cmake/Floors.cmake" % arrow for arrow in sorted(drawn - real)] +
+    return (faults +
+            ["the picture's arrow %s --> %s is not in cmake/Floors.cmake" % arrow for arrow in sorted(drawn - real)] +
             ["the picture lacks the arrow %s --> %s" % arrow for arrow in sorted(real - drawn)])
 
 

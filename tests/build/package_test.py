@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """package_test.py <repository> <build folder>: the release (scripts/package.py) is whole, true and repeatable."""
 import copy
+import datetime
 import hashlib
 import json
 import os
@@ -75,8 +76,8 @@ def spdx_faults(document, files):
 
 def make(root, output, **environment):
     environment = {**os.environ, "PYTHONDONTWRITEBYTECODE": "1", **environment}
-    subprocess.run([sys.executable, str(root / "scripts/package.py"), str(BUILD), str(BUILD / "VELAutil.exe"), str(output)],
-                   check=True, stdout=subprocess.DEVNULL, env=environment)
+    subprocess.run([sys.executable, root / "scripts/package.py", BUILD, BUILD / "VELAutil.exe", output], check=True,
+                   stdout=subprocess.DEVNULL, env=environment)
     return next(output.glob("*.zip"))
 
 
@@ -105,7 +106,7 @@ class Release(unittest.TestCase):
             source = ROOT / name
             (shutil.copytree if source.is_dir() else shutil.copy)(source, self.place_for(copied / name))
         time = self.document["creationInfo"]["created"]
-        seconds = subprocess.run(["date", "-u", "-d", time, "+%s"], capture_output=True, check=True, text=True).stdout.strip()
+        seconds = str(int(datetime.datetime.fromisoformat(time).timestamp()))
         old = os.umask(0o077)
         try:
             again = make(copied, self.place / "two", SOURCE_DATE_EPOCH=seconds, TZ="Pacific/Auckland", LC_ALL="C")
@@ -127,7 +128,8 @@ class Release(unittest.TestCase):
 
     def test_checksums(self):
         told = dict(reversed(line.split("  ")) for line in self.files[SUMS].decode().splitlines())
-        self.assertEqual(told, {name: hashlib.sha256(data).hexdigest() for name, data in self.files.items() if name != SUMS})
+        self.assertEqual(told, {name: hashlib.sha256(data).hexdigest()
+                                for name, data in self.files.items() if name != SUMS})
         beside = self.zip.with_name(self.zip.name + ".sha256").read_text().split()
         self.assertEqual(beside, [hashlib.sha256(self.zip.read_bytes()).hexdigest(), self.zip.name])
 
@@ -151,7 +153,8 @@ class Release(unittest.TestCase):
             lambda document: document["packages"][1].pop("downloadLocation"),
             lambda document: document["files"].pop(),
             lambda document: document["files"][0]["checksums"][1].update(checksumValue="0" * 64),
-            lambda document: document["packages"][0]["packageVerificationCode"].update(packageVerificationCodeValue="0" * 40),
+            lambda document: document["packages"][0]["packageVerificationCode"].update(
+                packageVerificationCodeValue="0" * 40),
             lambda document: document["relationships"][0].update(relatedSpdxElement="SPDXRef-None"),
             lambda document: document["files"][0].update(SPDXID=document["files"][1]["SPDXID"]),
         ]
