@@ -129,7 +129,9 @@ changes() {
   printf '\nChanges of files and registry (- before, + after):\n'
   # Wine itself notes its display.
   diff --unchanged-line-format= --old-line-format='- %L' --new-line-format='+ %L' "$demo/$1.txt" "$demo/$2.txt" |
-    grep -v 'Wine.Temporary System Parameters' | indent || true
+    grep -v 'Wine.Temporary System Parameters' >"$demo/output" || true
+  [[ -s $demo/output ]] || echo nothing >"$demo/output"
+  indent <"$demo/output"
 }
 
 # step <switch> <destination folder> <title> <what it is about to do>: one run of the program, and all that it did.
