@@ -100,17 +100,17 @@ int PreInstallVELA_WLM(const std::wstring& sourceFolder, const std::wstring& bas
 
 void StageAll(const std::wstring& sourceFolder, const std::wstring& baseFolder, StepResults results) {
   const bool is64Bit = OrCommon::System::IsAmd64System();
-  const auto log = [results](RunLog::Text text, int result) {
-    if (results == StepResults::kLogged) {
-      RunLog::Info() << text << result;
-    }
-  };
   const int resources = PreInstallVELA_MUI(sourceFolder, baseFolder, is64Bit);
-  log(L"VELAUtility::PreInstallVELA_MUI(), Ret: ", resources);
+  if (results == StepResults::kLogged) {
+    RunLog::Info() << L"VELAUtility::PreInstallVELA_MUI(), Ret: " << resources;
+  }
   for (const StagedClient& staged : kStagedClients) {
-    if (!IsLeftOut(staged.client)) {
-      const int result = StageClient(staged, sourceFolder, baseFolder, is64Bit);
-      log(staged.result, result);
+    if (IsLeftOut(staged.client)) {
+      continue;
+    }
+    const int result = StageClient(staged, sourceFolder, baseFolder, is64Bit);
+    if (results == StepResults::kLogged) {
+      RunLog::Info() << staged.result << result;
     }
   }
 }

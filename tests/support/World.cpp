@@ -79,7 +79,7 @@ void World::CleanUp() {
   EndProcesses(L"VELAutil.exe");
   EndProcesses(L"regsvr32.exe");
   for (const Client& client : Clients()) {
-    EndProcesses(client.MonitorName().c_str());
+    EndProcesses(client.MonitorName());
     EndProcesses(client.process);
     EndProcesses(client.processOnWindows60);
   }
