@@ -23,7 +23,7 @@ struct Registration {
   RunLog::Text installFailure;
   bool (*remove)(const std::wstring& clientFolder);
   WhileRunning whileRunning;
-  RunLog::Text runningAtRemoval;
+  RunLog::Text runningAtRemoval;  // null where the removal itself asks
   RunLog::Text removalFailure;
 };
 
@@ -35,7 +35,7 @@ constexpr Registration kRegistrations[] = {
      L"Fail to Install VELA_OE !!", UnregisterOEPlugin, WhileRunning::kKeep,
      L"plugVELA_Uninstall(), OE is still running!.", L"VELA OE UnInstall Fail !!"},
     {MailClient::kWindowsLiveMail, RegisterWLMPlugin, L"Windows Live Mail is running during installing !",
-     L"Fail to Install VELA_WLM !!", UnregisterWLMPlugin, WhileRunning::kAskInRemoval, L"",
+     L"Fail to Install VELA_WLM !!", UnregisterWLMPlugin, WhileRunning::kAskInRemoval, nullptr,
      L"VELA WLM UnInstall Fail !!"},
 };
 static_assert(HasEveryClient(kRegistrations));

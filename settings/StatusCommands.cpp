@@ -18,12 +18,10 @@ struct SwitchTexts {
   bool enable;
   RunLog::Text switched;
   RunLog::Text stored;
-  RunLog::Text storeFailure;
-  bool storeFailureHasCode;  // the error's, behind the text
 };
 
-constexpr SwitchTexts kEnableTexts = {true, L"Enable OK", L"VELA Enable OK", L"VELA Enable Fail ", true};
-constexpr SwitchTexts kDisableTexts = {false, L"Disable OK", L"VELA Disable OK", L"VELA Disable Fail", false};
+constexpr SwitchTexts kEnableTexts = {true, L"Enable OK", L"VELA Enable OK"};
+constexpr SwitchTexts kDisableTexts = {false, L"Disable OK", L"VELA Disable OK"};
 
 bool OpenProductKey(REGSAM rights, RegistryKey& key) {
   if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kProductKey, 0, rights | KEY_WOW64_32KEY, key.Receive()) != ERROR_SUCCESS) {
@@ -39,10 +37,10 @@ void StoreSwitch(HKEY key, const SwitchTexts& texts) {
       ::RegSetValueExW(key, kEnableValue, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof value);
   if (status == ERROR_SUCCESS) {
     RunLog::Info() << texts.stored;
-  } else if (texts.storeFailureHasCode) {
-    RunLog::Info() << texts.storeFailure << static_cast<DWORD>(status);
+  } else if (texts.enable) {
+    RunLog::Info() << L"VELA Enable Fail " << static_cast<DWORD>(status);
   } else {
-    RunLog::Info() << texts.storeFailure;
+    RunLog::Info() << L"VELA Disable Fail";  // deliberately without the code
   }
 }
 
