@@ -5,7 +5,7 @@
 #include "tests/scenarios/WindowsSystems.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/TestFiles.h"
-#include "tests/unit/OrCommon/FolderLink.h"
+#include "tests/support/FolderLink.h"
 #include "tests/unit/activation/ShellProgram.h"
 
 using namespace Expected;

@@ -12,121 +12,72 @@
 
 using Frwk::WindowStation::ConsoleUserScope;
 using FrwkCommonTests::ConsoleMachine;
-using OrCommonTests::AnswerEntry;
-using OrCommonTests::Belongings;
-using OrCommonTests::IsImpersonating;
-using OrCommonTests::StopImpersonating;
-using OrCommonTests::TokenKind;
-using TestSupport::CountCalls;
-using TestSupport::ImportRedirection;
-using TestSupport::MissingEntry;
+using namespace OrCommonTests;
+using namespace TestSupport;
 
 namespace {
 
 // Loads and releases of the user environment library, and the ends of acting as the user, in order.
 class Order {
  public:
-  TestSupport::Lines events;
+  Lines events;
 
  private:
   HMODULE library_ = nullptr;
-  ImportRedirection load_{"LoadLibraryW", [this](LPCWSTR name) -> HMODULE {
-                            const HMODULE module = load_.Original<decltype(&::LoadLibraryW)>()(name);
-                            if (::lstrcmpiW(name, L"userenv.dll") == 0) {
-                              library_ = module;
-                              events.push_back("load");
-                            }
-                            return module;
-                          }};
-  ImportRedirection free_{"FreeLibrary", [this](HMODULE module) -> BOOL {
-                            if (module == library_) {
-                              events.push_back("free");
-                            }
-                            return free_.Original<decltype(&::FreeLibrary)>()(module);
-                          }};
-  ImportRedirection impersonate_{"ImpersonateLoggedOnUser", [this](HANDLE token) -> BOOL {
-                                   events.push_back("impersonate");
-                                   return impersonate_.Original<decltype(&::ImpersonateLoggedOnUser)>()(token);
-                                 }};
-  ImportRedirection revert_{"RevertToSelf", [this]() -> BOOL {
-                              events.push_back("revert");
-                              return revert_.Original<decltype(&::RevertToSelf)>()();
-                            }};
+  AfterCall load_{"LoadLibraryW", &::LoadLibraryW, [this](HMODULE module, LPCWSTR name) {
+                    if (::lstrcmpiW(name, L"userenv.dll") == 0) {
+                      library_ = module;
+                      events.push_back("load");
+                    }
+                  }};
+  OnCall free_{"FreeLibrary", &::FreeLibrary, [this](HMODULE module) {
+                 if (module == library_) {
+                   events.push_back("free");
+                 }
+               }};
+  OnCall impersonate_{"ImpersonateLoggedOnUser", &::ImpersonateLoggedOnUser,
+                      [this] { events.push_back("impersonate"); }};
+  OnCall revert_{"RevertToSelf", &::RevertToSelf, [this] { events.push_back("revert"); }};
 };
 
-TEST_CASE("started and ended: the token stays until the scope goes") {
-  const Belongings belongings;
-  HANDLE token = nullptr;
-  {
-    const ConsoleMachine machine;
-    ConsoleUserScope user;
-    CHECK(user.Token() == nullptr);
-    CHECK(user.Start());
-    CHECK(IsImpersonating());
-    token = user.Token();
-    CHECK(TokenKind(token) == "primary");
-    CHECK(user.End());
-    CHECK_FALSE(IsImpersonating());
-    CHECK(TokenKind(token) == "primary");
-  }
-  CHECK(TokenKind(token) == "invalid");
-  CHECK_LINES(belongings.Left(), {});
-}
-
-TEST_CASE("the library bound while acting as the user is loaded before and stays until after") {
-  TestSupport::Lines events;
-  {
+TEST_CASE("started and ended, once or twice or by the end of the scope: the token stays until the scope goes") {
+  for (const int ends : {0, 1, 2}) {
+    CAPTURE(ends);
+    const Belongings belongings;
     const ConsoleMachine machine;
     const Order order;
+    HANDLE token = nullptr;
     {
       ConsoleUserScope user;
-      REQUIRE(user.Start());
-      REQUIRE(user.End());
+      CHECK(user.Token() == nullptr);
+      CHECK(user.End());  // not started: nothing to do
+      CHECK_LINES(order.events, {});
+      CHECK(user.Start());
+      CHECK(IsImpersonating());
+      token = user.Token();
+      for (int end = 0; end < ends; ++end) {
+        CHECK(user.End());
+        CHECK_FALSE(IsImpersonating());
+      }
+      CHECK(TokenKind(token) == "primary");
     }
-    events = order.events;
+    CHECK_FALSE(IsImpersonating());
+    CHECK(TokenKind(token) == "invalid");
+    // The library bound while acting as the user is loaded before and stays until after.
+    CHECK_LINES(order.events, {"load", "impersonate", "load", "free", "load", "free", "revert", "free"});
+    CHECK_LINES(belongings.Left(), {});
   }
-  CHECK_LINES(events, {"load", "impersonate", "load", "free", "load", "free", "revert", "free"});
 }
 
 TEST_CASE("where the search cannot be limited to the system folder, nothing is loaded without its path") {
   const ConsoleMachine machine;
   const MissingEntry limit("SetDefaultDllDirectories");
-  const TestSupport::LoadedNames loaded;
+  const LoadedNames loaded;
   ConsoleUserScope user;
   CHECK(user.Start());
   CHECK(user.End());
   CHECK(loaded.names.size() > 2);
   CHECK(loaded.WithoutFolder().empty());
-}
-
-TEST_CASE("who does not end the scope has it ended") {
-  const Belongings belongings;
-  const ConsoleMachine machine;
-  const CountCalls reverts{"RevertToSelf"};
-  {
-    ConsoleUserScope user;
-    REQUIRE(user.Start());
-  }
-  CHECK_FALSE(IsImpersonating());
-  CHECK(reverts.Calls() == 1);
-  CHECK_LINES(belongings.Left(), {});
-}
-
-TEST_CASE("a scope that has ended, or was never started, ends without doing anything") {
-  const ConsoleMachine machine;
-  const CountCalls reverts{"RevertToSelf"};
-  {
-    ConsoleUserScope never;
-    CHECK(never.End());
-  }
-  CHECK(reverts.Calls() == 0);
-  {
-    ConsoleUserScope user;
-    REQUIRE(user.Start());
-    CHECK(user.End());
-    CHECK(user.End());
-  }
-  CHECK(reverts.Calls() == 1);
 }
 
 TEST_CASE("an end that fails tells so once; the thread is itself again where only the environment stays") {
@@ -182,10 +133,10 @@ TEST_CASE(
     "user") {
   const Belongings belongings;
   const ConsoleMachine machine;
-  TestSupport::Lines events;
+  Lines events;
   {
     const Order order;
-    const TestSupport::FailCall load{"LoadLibraryW", 1, ERROR_NOT_ENOUGH_MEMORY};
+    const FailCall load{"LoadLibraryW", 1, ERROR_NOT_ENOUGH_MEMORY};
     ConsoleUserScope user;
     CHECK_FALSE(user.Start());
     CHECK(load.Failed() == 1);

@@ -5,79 +5,60 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Common/FrwkCommon/Frwk_WindowStation.h"
 #include "tests/support/CallFailures.h"
+#include "tests/support/ScratchFolder.h"
 #include "tests/support/TestProcess.h"
 #include "tests/unit/FrwkCommon/ConsoleMachine.h"
 #include "tests/unit/OrCommon/RecordedTrace.h"
 #include "tests/unit/OrCommon/SessionCalls.h"
-#include "tests/unit/install/ScratchFolder.h"
 
-using Frwk::WindowStation::EndImpersonateLoggedOnCurrentUser;
-using Frwk::WindowStation::StartImpersonateLoggedOnCurrentUser;
+using namespace Frwk::WindowStation;
 using FrwkCommonTests::ConsoleMachine;
 using OrCommon::KernelHandle;
-using OrCommonTests::AnswerEntry;
-using OrCommonTests::Belongings;
-using OrCommonTests::IsImpersonating;
-using OrCommonTests::RecordedTrace;
-using OrCommonTests::RunningCopy;
-using OrCommonTests::StopImpersonating;
-using OrCommonTests::TokenKind;
-using OrCommonTests::TraceScope;
-using TestSupport::FailCall;
-using TestSupport::MissingEntry;
-using TestSupport::MissingLibrary;
-using TestSupport::ScratchFolder;
+using namespace OrCommonTests;
+using namespace TestSupport;
 
 namespace {
 
-// The lines that are traced, from the tag on.
-const std::string kStartEnter =
-    ".w. <VELA> [Enter] StartImpersonateLoggedOnCurrentUser()... - Frwk_WindowStation(143)\r\n";
-const std::string kStartLeave =
-    ".w. <VELA> [Leave] StartImpersonateLoggedOnCurrentUser()... - Frwk_WindowStation(188)\r\n";
-const std::string kEndEnter = ".w. <VELA> [Enter] EndImpersonateLoggedOnCurrentUser()... - Frwk_WindowStation(196)\r\n";
-const std::string kEndLeave = ".w. <VELA> [Leave] EndImpersonateLoggedOnCurrentUser()... - Frwk_WindowStation(207)\r\n";
-const std::string kNoPlace =
-    "!!! <VELA> *** StartImpersonateLoggedOnCurrentUser() - _pEnvironmentBlock was invalid. - "
-    "Frwk_WindowStation(145)\r\n";
+// The lines that are traced, from the tag on. `error`: eight hexadecimal digits.
+const std::string kStart = "StartImpersonateLoggedOnCurrentUser()";
+const std::string kEnd = "EndImpersonateLoggedOnCurrentUser()";
 
-// `error`: eight hexadecimal digits.
+std::string Progress(const std::string& text, int line) {
+  return ".w. <VELA> " + text + "... - Frwk_WindowStation(" + std::to_string(line) + ")\r\n";
+}
+std::string Error(const std::string& text, int line) {
+  return "!!! <VELA> *** " + text + " - Frwk_WindowStation(" + std::to_string(line) + ")\r\n";
+}
+// A call that failed; `more` follows its code.
+std::string Failed(const std::string& function, const std::string& error, const std::string& more, int line) {
+  return Error((line == 202 ? kEnd : kStart) + " - OrCommon::" + function + "() failed. [0x" + error + "]" + more,
+               line);
+}
+
+const std::string kStartEnter = Progress("[Enter] " + kStart, 143);
+const std::string kStartLeave = Progress("[Leave] " + kStart, 188);
+const std::string kEndEnter = Progress("[Enter] " + kEnd, 196);
+const std::string kEndLeave = Progress("[Leave] " + kEnd, 207);
+const std::string kNoPlace = Error(kStart + " - _pEnvironmentBlock was invalid.", 145);
+const std::string kInvalidToken = Error(kStart + " - _hUserToken was invalid. [7]", 175);
 std::string NoSession(const std::string& error) {
-  return "!!! <VELA> *** StartImpersonateLoggedOnCurrentUser() - OrCommon::TerminalService::GetActiveSessionId() "
-         "failed. [0x" +
-         error + "] - Frwk_WindowStation(155)\r\n";
+  return Failed("TerminalService::GetActiveSessionId", error, "", 155);
 }
-
-std::string NoSessionToken(const std::string& error, const std::string& session) {
-  return "!!! <VELA> *** StartImpersonateLoggedOnCurrentUser() - OrCommon::TerminalService::QuerySessionUserToken() "
-         "failed. [0x" +
-         error + "], Session Id[" + session + "] - Frwk_WindowStation(164)\r\n";
+std::string NoSessionToken(const std::string& error, const std::string& session = "7") {
+  return Failed("TerminalService::QuerySessionUserToken", error, ", Session Id[" + session + "]", 164);
 }
-
 std::string NoShellToken(const std::string& error) {
-  return "!!! <VELA> *** StartImpersonateLoggedOnCurrentUser() - OrCommon::AccessControl::QueryUserToken() failed. "
-         "[0x" +
-         error + "], Module name[Explorer.exe] - Frwk_WindowStation(169)\r\n";
+  return Failed("AccessControl::QueryUserToken", error, ", Module name[Explorer.exe]", 169);
 }
-
-std::string InvalidToken(const std::string& session) {
-  return "!!! <VELA> *** StartImpersonateLoggedOnCurrentUser() - _hUserToken was invalid. [" + session +
-         "] - Frwk_WindowStation(175)\r\n";
+std::string NotStarted(const std::string& error) {
+  return Failed("TerminalService::StartImpersonateLoggedOnUser", error, ", Session Id[7]", 183);
 }
-
-std::string NotStarted(const std::string& error, const std::string& session) {
-  return "!!! <VELA> *** StartImpersonateLoggedOnCurrentUser() - "
-         "OrCommon::TerminalService::StartImpersonateLoggedOnUser() failed. [0x" +
-         error + "], Session Id[" + session + "] - Frwk_WindowStation(183)\r\n";
-}
-
 std::string NotEnded(const std::string& error) {
-  return "!!! <VELA> *** EndImpersonateLoggedOnCurrentUser() - "
-         "OrCommon::TerminalService::EndImpersonateLoggedOnUser() failed. [0x" +
-         error + "] - Frwk_WindowStation(202)\r\n";
+  return Failed("TerminalService::EndImpersonateLoggedOnUser", error, "", 202);
 }
 
 // One start, with the trace open, and what it left. The token is closed and the thread itself again afterwards.
@@ -87,8 +68,7 @@ struct Start {
   void* block = nullptr;
   std::string token = {};  // its kind, or "none"
   bool impersonating = false;
-  TestSupport::Lines trace = {};
-  TestSupport::Lines left = {};  // libraries and handles, the user's token not counted
+  Lines trace = {};
 
   Start() {
     const RecordedTrace recorded;
@@ -105,22 +85,24 @@ struct Start {
     }
     StopImpersonating();
     user.Reset();
-    left = belongings.Left();
+    CHECK_LINES(belongings.Left(), {});  // libraries and handles, the user's token not counted
   }
 };
 
-void CheckFails(const Start& start, DWORD error, const std::string& token) {
+// `lines`: behind the one for the entry.
+void CheckFails(const Start& start, DWORD error, const std::string& token, bool impersonating, Lines lines) {
   CHECK_FALSE(start.succeeded);
   CHECK(start.error == error);
   CHECK(start.token == token);
   CHECK(start.block == nullptr);
-  CHECK_LINES(start.left, {});
+  CHECK(start.impersonating == impersonating);
+  lines.insert(lines.begin(), kStartEnter);
+  CHECK_LINES(start.trace, (lines));
 }
 
 TEST_CASE("the user of this machine's console: the thread acts as that user until the end") {
   const RecordedTrace recorded;
   const TraceScope traced(recorded, L"VELA");
-  REQUIRE_FALSE(IsImpersonating());
   KernelHandle token;
   void* block = nullptr;
   DWORD error = 4711;
@@ -129,15 +111,16 @@ TEST_CASE("the user of this machine's console: the thread acts as that user unti
   CHECK(TokenKind(token.Get()) == "primary");
   CHECK(block != nullptr);
   CHECK(IsImpersonating());
-  CHECK_LINES(recorded.Lines(), {kStartEnter, kStartLeave});
   CHECK(EndImpersonateLoggedOnCurrentUser(token.Get(), block));
   CHECK_FALSE(IsImpersonating());
   CHECK(TokenKind(token.Get()) == "primary");  // stays with the caller
   CHECK_LINES(recorded.Lines(), {kStartEnter, kStartLeave, kEndEnter, kEndLeave});
 }
 
-TEST_CASE("the levels of the lines: 1 for progress, 256 for errors") {
+TEST_CASE(
+    "no place for the environment: an invalid parameter, nothing is asked; the levels of the lines are 1 and 256") {
   const RecordedTrace recorded;
+  const ConsoleMachine machine;
   OrCommon::DebugLog::Options options;
   options.enabled = 1;
   options.component = L"VELA";
@@ -147,185 +130,124 @@ TEST_CASE("the levels of the lines: 1 for progress, 256 for errors") {
     KernelHandle token;
     DWORD error = 4711;
     CHECK_FALSE(StartImpersonateLoggedOnCurrentUser(token, nullptr, error));
+    CHECK(error == 87);
+    CHECK_FALSE(static_cast<bool>(token));
   }
   OrCommon::g_debugLog.Open(OrCommon::Module(), nullptr, OrCommon::DebugLog::Options(), nullptr);
-  CHECK_LINES(recorded.Lines(), {kStartEnter, kNoPlace});
-}
-
-TEST_CASE("without a trace library everything goes the same way, untold") {
-  const ConsoleMachine machine;
-  const Belongings belongings;
-  KernelHandle token;
-  void* block = nullptr;
-  DWORD error = 4711;
-  CHECK(StartImpersonateLoggedOnCurrentUser(token, &block, error));
-  CHECK(EndImpersonateLoggedOnCurrentUser(token.Get(), block));
-  CHECK_FALSE(IsImpersonating());
-  CHECK_FALSE(StartImpersonateLoggedOnCurrentUser(token, nullptr, error));
-  CHECK(error == 87);
-  CHECK_LINES(belongings.Left(), {});
-}
-
-TEST_CASE("no place for the environment: an invalid parameter, and nothing is asked") {
-  const RecordedTrace recorded;
-  const TraceScope traced(recorded, L"VELA");
-  const ConsoleMachine machine;
-  KernelHandle token;
-  DWORD error = 4711;
-  CHECK_FALSE(StartImpersonateLoggedOnCurrentUser(token, nullptr, error));
-  CHECK(error == 87);
-  CHECK_FALSE(static_cast<bool>(token));
   CHECK(machine.SessionsAsked() == 0);
   CHECK_FALSE(IsImpersonating());
   CHECK_LINES(recorded.Lines(), {kStartEnter, kNoPlace});
 }
 
-TEST_CASE("no session can be asked for: its code, and no user is looked for") {
-  const ConsoleMachine machine;
-  {
-    const MissingEntry missing("WTSGetActiveConsoleSessionId");
-    const Start start;
-    CheckFails(start, ERROR_PROC_NOT_FOUND, "none");
-    CHECK_FALSE(start.impersonating);
-    CHECK_LINES(start.trace, {kStartEnter, NoSession("0000007f")});
-  }
-  const MissingLibrary missing(L"kernel32.dll", ERROR_FILE_NOT_FOUND);
-  const Start start;
-  CheckFails(start, ERROR_FILE_NOT_FOUND, "none");
-  CHECK_LINES(start.trace, {kStartEnter, NoSession("00000002")});
-  CHECK(machine.TokensAsked() == 0);
-}
-
 constexpr wchar_t kOldSystem[] = L"on Windows 2000 there is no session and no error";
 
 TEST_CASE("on Windows 2000 there is no session and no error" * doctest::skip()) {
-  const TestSupport::ImportRedirection version{"GetVersionExW", [&](OSVERSIONINFOW* info) -> BOOL {
-                                                 const BOOL known =
-                                                     version.Original<decltype(&::GetVersionExW)>()(info);
-                                                 info->dwMajorVersion = 5;
-                                                 info->dwMinorVersion = 0;
-                                                 return known;
-                                               }};
-  const Start start;
-  CheckFails(start, 0, "none");
-  CHECK_LINES(start.trace, {kStartEnter, NoSession("00000000")});
+  const AfterCall version{"GetVersionExW", &::GetVersionExW, [](BOOL, OSVERSIONINFOW* info) {
+                            info->dwMajorVersion = 5;
+                            info->dwMinorVersion = 0;
+                          }};
+  CheckFails(Start(), 0, "none", false, {NoSession("00000000")});
 }
 
 TEST_CASE("in a process of its own: Windows 2000") {
   wchar_t program[MAX_PATH] = {};
   REQUIRE(::GetModuleFileNameW(nullptr, program, MAX_PATH) != 0);
-  TestSupport::TestProcess child(program, {L"--no-skip", std::wstring(L"--test-case=") + kOldSystem});
-  const TestSupport::ProcessOutcome outcome = child.Finish(60000);
+  TestProcess child(program, {L"--no-skip", std::wstring(L"--test-case=") + kOldSystem});
+  const ProcessOutcome outcome = child.Finish(60000);
   CHECK_FALSE(outcome.timedOut);
   CHECK(outcome.exitCode == 0);
 }
 
-TEST_CASE("a session without a token: who runs the shell stands in") {
+TEST_CASE("a session without a token: the user who runs the shell stands in") {
   const ScratchFolder scratch(L"console user");
   const RunningCopy shell(scratch.Path(), L"explorer.exe");
   ConsoleMachine machine;
   machine.FailTokens(ERROR_NO_TOKEN);
-  {
+  for (const DWORD session : {7UL, 0xFFFFFFFFUL}) {  // the number for no session is passed on as it is
+    machine.SetSession(session);
     const Start start;
     CHECK(start.succeeded);
     CHECK(start.error == 0);
     CHECK(start.token == "primary");
     CHECK(start.impersonating);
     CHECK(start.block != nullptr);
-    CHECK_LINES(start.left, {});
-    CHECK_LINES(start.trace, {kStartEnter, NoSessionToken("000003f0", "7"), kStartLeave});
+    CHECK(machine.AskedSession() == session);
+    CHECK_LINES(start.trace, {kStartEnter, NoSessionToken("000003f0", session == 7 ? "7" : "-1"), kStartLeave});
   }
-  machine.SetSession(0xFFFFFFFF);
-  const Start start;
-  CHECK(start.succeeded);
-  CHECK(machine.AskedSession() == 0xFFFFFFFF);  // the number for no session is passed on as it is
-  CHECK_LINES(start.trace, {kStartEnter, NoSessionToken("000003f0", "-1"), kStartLeave});
+}
+
+// What is missing, and what a start without it reports.
+struct Missing {
+  const wchar_t* library;
+  const char* entry;  // null: the library
+  DWORD error;
+  const char* token;
+  bool impersonating;
+  Lines lines;
+};
+
+TEST_CASE("each library and entry that is missing: the code, what is left, and the lines") {
+  const Missing rows[] = {
+      {L"kernel32.dll", nullptr, 126, "none", false, {NoSession("0000007e")}},
+      {nullptr, "WTSGetActiveConsoleSessionId", 127, "none", false, {NoSession("0000007f")}},
+      // Without the terminal services the shell is asked, too.
+      {L"wtsapi32.dll", nullptr, 6, "none", false, {NoSessionToken("0000007e"), NoShellToken("00000006")}},
+      {nullptr, "WTSQueryUserToken", 6, "none", false, {NoSessionToken("0000007f"), NoShellToken("00000006")}},
+      // Without an environment the token stays, and the thread goes on acting as the user.
+      {L"userenv.dll", nullptr, 126, "primary", true, {NotStarted("0000007e")}},
+      {nullptr, "CreateEnvironmentBlock", 127, "primary", true, {NotStarted("0000007f")}},
+  };
+  for (const Missing& row : rows) {
+    CAPTURE(row.lines.front());
+    const ConsoleMachine machine;
+    std::unique_ptr<MissingLibrary> library;
+    std::unique_ptr<MissingEntry> entry;
+    if (row.library != nullptr) {
+      library = std::make_unique<MissingLibrary>(row.library);
+    } else {
+      entry = std::make_unique<MissingEntry>(row.entry);
+    }
+    CheckFails(Start(), row.error, row.token, row.impersonating, row.lines);
+  }
 }
 
 TEST_CASE("neither a token of the session nor a shell: the code of the second") {
   ConsoleMachine machine;
   machine.FailTokens(ERROR_ACCESS_DENIED);
-  {
-    const Start start;
-    CheckFails(start, 6, "none");
-    CHECK_FALSE(start.impersonating);
-    CHECK_LINES(start.trace, {kStartEnter, NoSessionToken("00000005", "7"), NoShellToken("00000006")});
-  }
+  CheckFails(Start(), 6, "none", false, {NoSessionToken("00000005"), NoShellToken("00000006")});
   const MissingLibrary missing(L"psapi.dll", ERROR_BAD_EXE_FORMAT);
-  const Start start;
-  CheckFails(start, ERROR_BAD_EXE_FORMAT, "none");
-  CHECK_LINES(start.trace, {kStartEnter, NoSessionToken("00000005", "7"), NoShellToken("000000c1")});
-}
-
-TEST_CASE("without the terminal services the shell is asked, too") {
-  const ConsoleMachine machine;
-  {
-    const MissingLibrary missing(L"wtsapi32.dll", ERROR_MOD_NOT_FOUND);
-    const Start start;
-    CheckFails(start, 6, "none");
-    CHECK_LINES(start.trace, {kStartEnter, NoSessionToken("0000007e", "7"), NoShellToken("00000006")});
-  }
-  const MissingEntry missing("WTSQueryUserToken");
-  const Start start;
-  CheckFails(start, 6, "none");
-  CHECK_LINES(start.trace, {kStartEnter, NoSessionToken("0000007f", "7"), NoShellToken("00000006")});
+  CheckFails(Start(), ERROR_BAD_EXE_FORMAT, "none", false, {NoSessionToken("00000005"), NoShellToken("000000c1")});
 }
 
 TEST_CASE("a token that is none is an invalid handle") {
   for (const HANDLE token : {HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {
     ConsoleMachine machine;
     machine.SetToken(token);
-    const FailCall impersonation{"ImpersonateLoggedOnUser", TestSupport::Calls::From(1), ERROR_BUSY};
+    const FailCall impersonation{"ImpersonateLoggedOnUser", Calls::From(1), ERROR_BUSY};
     const Start start;
-    CHECK_FALSE(start.succeeded);
-    CHECK(start.error == 6);
-    CHECK(start.block == nullptr);
-    CHECK_LINES(start.left, {});
-    CHECK_LINES(start.trace, {kStartEnter, InvalidToken("7")});
+    CheckFails(start, 6, start.token, false, {kInvalidToken});
     CHECK(impersonation.Calls() == 0);
   }
 }
 
-TEST_CASE("a user who cannot be impersonated: its code; the token stays with the caller") {
-  const ConsoleMachine machine;
-  const FailCall impersonation{"ImpersonateLoggedOnUser", 1, ERROR_BAD_IMPERSONATION_LEVEL};
-  const Start start;
-  CheckFails(start, ERROR_BAD_IMPERSONATION_LEVEL, "primary");
-  CHECK_FALSE(start.impersonating);
-  CHECK_LINES(start.trace, {kStartEnter, NotStarted("00000542", "7")});
-}
-
-TEST_CASE("an environment that cannot be had: its code, the token stays, and the thread goes on acting as the user") {
+TEST_CASE("a user who cannot be impersonated, or has no environment: the code; the token stays with the caller") {
   const ConsoleMachine machine;
   {
-    const MissingLibrary missing(L"userenv.dll", ERROR_FILE_NOT_FOUND);
-    const Start start;
-    CheckFails(start, ERROR_FILE_NOT_FOUND, "primary");
-    CHECK(start.impersonating);
-    CHECK_LINES(start.trace, {kStartEnter, NotStarted("00000002", "7")});
-  }
-  {
-    const MissingEntry missing("CreateEnvironmentBlock");
-    const Start start;
-    CheckFails(start, ERROR_PROC_NOT_FOUND, "primary");
-    CHECK(start.impersonating);
-    CHECK_LINES(start.trace, {kStartEnter, NotStarted("0000007f", "7")});
+    const FailCall impersonation{"ImpersonateLoggedOnUser", 1, ERROR_BAD_IMPERSONATION_LEVEL};
+    CheckFails(Start(), ERROR_BAD_IMPERSONATION_LEVEL, "primary", false, {NotStarted("00000542")});
   }
   const AnswerEntry create{"CreateEnvironmentBlock", [](void**, HANDLE, BOOL) -> BOOL {
                              ::SetLastError(ERROR_PRIVILEGE_NOT_HELD);
                              return FALSE;
                            }};
-  const Start start;
-  CheckFails(start, ERROR_PRIVILEGE_NOT_HELD, "primary");
-  CHECK(start.impersonating);
-  CHECK_LINES(start.trace, {kStartEnter, NotStarted("00000522", "7")});
+  CheckFails(Start(), ERROR_PRIVILEGE_NOT_HELD, "primary", true, {NotStarted("00000522")});
 }
 
 TEST_CASE("a token that the caller held before is closed") {
   Belongings belongings;
   ConsoleMachine machine;
   machine.FailTokens(ERROR_NO_TOKEN);
-  KernelHandle token(belongings.Add(OrCommonTests::MakePrimaryToken(), "token of before"));
+  KernelHandle token(belongings.Add(MakePrimaryToken(), "token of before"));
   void* block = nullptr;
   DWORD error = 4711;
   CHECK_FALSE(StartImpersonateLoggedOnCurrentUser(token, &block, error));
@@ -334,77 +256,28 @@ TEST_CASE("a token that the caller held before is closed") {
   CHECK(belongings.Strange() == 0);
 }
 
-// One end of an impersonation that was started on this machine.
-struct End {
-  bool succeeded = false;
-  bool impersonating = false;
-  TestSupport::Lines trace = {};
-  TestSupport::Lines left = {};
-
-  End() {
+TEST_CASE("an end that fails: the environment, with the thread itself again, or the return of the thread") {
+  for (const bool reverts : {true, false}) {
     const RecordedTrace recorded;
     const TraceScope traced(recorded, L"VELA");
-    const KernelHandle token(OrCommonTests::MakePrimaryToken());
-    if (::ImpersonateLoggedOnUser(token.Get())) {
-      const Belongings belongings;
-      succeeded = EndImpersonateLoggedOnCurrentUser(token.Get(), nullptr);
-      left = belongings.Left();
-      impersonating = IsImpersonating();
+    const KernelHandle token(MakePrimaryToken());
+    REQUIRE(::ImpersonateLoggedOnUser(token.Get()));
+    int block = 0;
+    const AnswerEntry destroy{"DestroyEnvironmentBlock", [&](void* given) -> BOOL {
+                                CHECK(given == &block);
+                                ::SetLastError(ERROR_INVALID_BLOCK);
+                                return FALSE;
+                              }};
+    bool ended = true;
+    {
+      const FailCall revert{"RevertToSelf", reverts ? 2U : 1U, ERROR_ACCESS_DENIED};
+      ended = EndImpersonateLoggedOnCurrentUser(token.Get(), &block);
     }
+    CHECK_FALSE(ended);
+    CHECK(IsImpersonating() != reverts);
     StopImpersonating();
-    trace = recorded.Lines();
+    CHECK_LINES(recorded.Lines(), {kEndEnter, NotEnded(reverts ? "00000009" : "00000005")});
   }
-};
-
-TEST_CASE("an environment that cannot be given back: a failure, and the thread is itself again") {
-  for (const char* code : {"0000007e", "0000007f", "00000009"}) {
-    std::unique_ptr<MissingLibrary> library;
-    std::unique_ptr<MissingEntry> entry;
-    std::unique_ptr<AnswerEntry> answer;
-    if (code == std::string("0000007e")) {
-      library = std::make_unique<MissingLibrary>(L"userenv.dll");
-    } else if (code == std::string("0000007f")) {
-      entry = std::make_unique<MissingEntry>("DestroyEnvironmentBlock");
-    } else {
-      answer = std::make_unique<AnswerEntry>("DestroyEnvironmentBlock", [](void*) -> BOOL {
-        ::SetLastError(ERROR_INVALID_BLOCK);
-        return FALSE;
-      });
-    }
-    const End end;
-    CHECK_FALSE(end.succeeded);
-    CHECK_FALSE(end.impersonating);
-    CHECK_LINES(end.left, {});
-    CHECK_LINES(end.trace, {kEndEnter, NotEnded(code)});
-  }
-}
-
-TEST_CASE("a thread that cannot be itself again: a failure with its code") {
-  const AnswerEntry destroy{"DestroyEnvironmentBlock", [](void*) -> BOOL {
-                              ::SetLastError(ERROR_INVALID_BLOCK);
-                              return FALSE;
-                            }};
-  bool failed = false;
-  TestSupport::Lines trace;
-  {
-    const FailCall revert{"RevertToSelf", 1, ERROR_ACCESS_DENIED};
-    const End end;
-    failed = !end.succeeded && end.impersonating;
-    trace = end.trace;
-  }
-  CHECK(failed);
-  CHECK_LINES(trace, {kEndEnter, NotEnded("00000005")});
-}
-
-TEST_CASE("the end gives back the block that it is handed") {
-  int block = 0;
-  void* destroyed = nullptr;
-  const AnswerEntry destroy{"DestroyEnvironmentBlock", [&](void* given) -> BOOL {
-                              destroyed = given;
-                              return TRUE;
-                            }};
-  CHECK(EndImpersonateLoggedOnCurrentUser(nullptr, &block));
-  CHECK(destroyed == &block);
 }
 
 }  // namespace

@@ -5,21 +5,20 @@
 
 #include <windows.h>
 
+#include <cstring>
 #include <cwchar>
 #include <string>
 #include <vector>
 
 #include "tests/support/CallFailures.h"
+#include "tests/support/HeapWatch.h"
 #include "tests/support/ImportRedirection.h"
 #include "tests/support/TestProcess.h"
-#include "tests/unit/OrCommon/HeapWatch.h"
 #include "tests/unit/OrCommon/RecordedTrace.h"
 
 using OrCommon::DebugLog;
-using OrCommonTests::RecordedTrace;
-using OrCommonTests::Traced;
-using TestSupport::FailCall;
-using TestSupport::ImportRedirection;
+using namespace OrCommonTests;
+using namespace TestSupport;
 
 namespace {
 
@@ -70,78 +69,35 @@ TEST_CASE("a trace line, whole") {
   CHECK(calls[0].text ==
         L"03/02/2009 04:05:06.007 001a:bc12d !!! <VELA> *** step 7 of nine failed. [0x000000c1] - Source_File(42)\r\n");
   CHECK(calls[0].handle == &open.handle);
-  CHECK(calls[0].time.wYear == 2009);
-  CHECK(calls[0].time.wMonth == 2);
-  CHECK(calls[0].time.wDayOfWeek == 2);
-  CHECK(calls[0].time.wDay == 3);
-  CHECK(calls[0].time.wHour == 4);
-  CHECK(calls[0].time.wMinute == 5);
-  CHECK(calls[0].time.wSecond == 6);
-  CHECK(calls[0].time.wMilliseconds == 7);
+  const SYSTEMTIME moment = {2009, 2, 2, 3, 4, 5, 6, 7};
+  CHECK(std::memcmp(&calls[0].time, &moment, sizeof moment) == 0);
 }
 
-TEST_CASE("a trace line tells the local time, this process and the calling thread") {
-  OpenLog open;
-  SYSTEMTIME before = {};
-  SYSTEMTIME after = {};
-  ::GetLocalTime(&before);
-  CHECK(open.log.Trace("a.cpp", 1, DebugLog::kProgress, L"now"));
-  ::GetLocalTime(&after);
-  CHECK_LINES(open.recorded.Lines(), {".w. <VELA> now - a.cpp(1)\r\n"});
-  const auto ticks = [](const SYSTEMTIME& time) {
-    FILETIME file = {};
-    ::SystemTimeToFileTime(&time, &file);
-    return (ULONGLONG{file.dwHighDateTime} << 32) + file.dwLowDateTime;
+TEST_CASE("the parts of a line: the level's tag, the component, the last part of the source path, the line") {
+  const auto check = [](const std::wstring& component, const char* path, DWORD line, DWORD level,
+                        const std::string& wanted) {
+    OpenLog open(Enabled(component));
+    CHECK(open.log.Trace(path, line, level, L"m"));
+    CHECK_LINES(open.recorded.Lines(), {wanted + "\r\n"});
   };
-  const std::vector<Traced> calls = open.recorded.Calls();
-  REQUIRE(calls.size() == 1);
-  CHECK(ticks(calls[0].time) >= ticks(before));
-  CHECK(ticks(calls[0].time) <= ticks(after));
-}
-
-TEST_CASE("each level has its tag, all others share one") {
-  OpenLog open;
-  for (const DWORD level : {1UL, 16UL, 256UL, 2UL, 17UL, 257UL, 0x80000000UL}) {
-    CHECK(open.log.Trace("a.cpp", level, level, L"level"));
-  }
-  CHECK_LINES(open.recorded.Lines(), {".w. <VELA> level - a.cpp(1)\r\n", "@@@ <VELA> level - a.cpp(16)\r\n",
-                                      "!!! <VELA> level - a.cpp(256)\r\n", "??? <VELA> level - a.cpp(2)\r\n",
-                                      "??? <VELA> level - a.cpp(17)\r\n", "??? <VELA> level - a.cpp(257)\r\n",
-                                      "??? <VELA> level - a.cpp(2147483648)\r\n"});
-}
-
-TEST_CASE("the component stands in angle brackets, whatever it is") {
-  const std::wstring component(700, L'c');
-  for (const std::wstring& name : {std::wstring(), std::wstring(L"two words"), component}) {
-    OpenLog open(Enabled(name));
-    CHECK(open.log.Trace("a.cpp", 1, DebugLog::kNotice, L""));
-    CHECK_LINES(open.recorded.Lines(), {"@@@ <" + TestSupport::ToUtf8(name) + ">  - a.cpp(1)\r\n"});
+  const std::wstring longName(700, L'c');
+  check(L"VELA", "C:\\a\\b\\one.cpp", 1, 1, ".w. <VELA> m - one.cpp(1)");
+  check(L"two words", "..\\..\\Common\\two", 1, 16, "@@@ <two words> m - two(1)");
+  check(L"", "three.cpp", 0xFFFFFFFF, 256, "!!! <> m - three.cpp(4294967295)");
+  check(longName, "a/b/four.cpp", 1, 1, ".w. <" + ToUtf8(longName) + "> m - four.cpp(1)");
+  check(L"VELA", "", 1, 1, ".w. <VELA> m - (1)");
+  check(L"VELA", "C:\\dir\\", 1, 1, ".w. <VELA> m - dir\\(1)");
+  for (const DWORD level : {2UL, 17UL, 257UL, 0x80000000UL}) {
+    check(L"VELA", "a.cpp", 1, level, "??? <VELA> m - a.cpp(1)");
   }
 }
 
-TEST_CASE("of the source path only the last part is named, and line numbers are unsigned") {
-  OpenLog open;
-  const char* const paths[] = {"C:\\a\\b\\one.cpp", "..\\..\\Common\\two", "three.cpp", "a/b/four.cpp", "",
-                               "C:\\dir\\"};
-  for (const char* path : paths) {
-    CHECK(open.log.Trace(path, 0xFFFFFFFF, DebugLog::kProgress, L"m"));
-  }
-  CHECK_LINES(open.recorded.Lines(),
-              {".w. <VELA> m - one.cpp(4294967295)\r\n", ".w. <VELA> m - two(4294967295)\r\n",
-               ".w. <VELA> m - three.cpp(4294967295)\r\n", ".w. <VELA> m - four.cpp(4294967295)\r\n",
-               ".w. <VELA> m - (4294967295)\r\n", ".w. <VELA> m - dir\\(4294967295)\r\n"});
-}
-
-TEST_CASE("a source name is converted from the ANSI code page") {
+TEST_CASE("a source name is converted from the ANSI code page, and left empty where it cannot be") {
   OpenLog open;
   REQUIRE(::GetACP() == 1252);
   CHECK(open.log.Trace("C:\\x\\caf\xE9.cpp", 3, DebugLog::kProgress, L"m"));
-  CHECK_LINES(open.recorded.Lines(), {".w. <VELA> m - caf\xC3\xA9.cpp(3)\r\n"});
-}
-
-TEST_CASE("a source name that cannot be converted is left empty") {
+  CHECK(open.recorded.Lines().back() == ".w. <VELA> m - caf\xC3\xA9.cpp(3)\r\n");
   for (const unsigned call : {1U, 2U}) {
-    OpenLog open;
     bool written = false;
     {
       const FailCall conversion{"MultiByteToWideChar", call, ERROR_NO_UNICODE_TRANSLATION};
@@ -149,26 +105,22 @@ TEST_CASE("a source name that cannot be converted is left empty") {
       CHECK(conversion.Failed() == 1);
     }
     CHECK(written);
-    CHECK_LINES(open.recorded.Lines(), {".w. <VELA> m - (5)\r\n"});
+    CHECK(open.recorded.Lines().back() == ".w. <VELA> m - (5)\r\n");
   }
 }
 
-TEST_CASE("a trace that was never opened is dropped and reports success") {
+TEST_CASE("a trace that was never opened, or is not enabled, is dropped and reports success: only 1 enables") {
   DebugLog log;
   CHECK(log.Trace(kSource, 1, DebugLog::kError, L"nobody reads this"));
   CHECK(OrCommon::g_debugLog.Trace(kSource, 1, DebugLog::kError, L"nor this"));
-}
-
-TEST_CASE("a trace that is not enabled is dropped and reports success: only 1 enables") {
   for (const BYTE enabled : {BYTE{0}, BYTE{2}, BYTE{255}}) {
-    DebugLog::Options options = Enabled();
-    options.enabled = enabled;
-    OpenLog open(options);
-    CHECK(open.log.Trace(kSource, 1, DebugLog::kError, L"dropped"));
-    options.mask = 0;
-    CHECK(open.log.Open(open.recorded.Library(), nullptr, options, nullptr));
-    CHECK(open.log.Trace(kSource, 1, DebugLog::kError, L"dropped before the level is looked at"));
-    CHECK(open.recorded.Calls().empty());
+    for (const DWORD mask : {kAllLevels, 0UL}) {  // dropped before the level is looked at
+      DebugLog::Options options = Enabled(L"VELA", mask);
+      options.enabled = enabled;
+      OpenLog open(options);
+      CHECK(open.log.Trace(kSource, 1, DebugLog::kError, L"dropped"));
+      CHECK(open.recorded.Calls().empty());
+    }
   }
 }
 
@@ -196,79 +148,52 @@ TEST_CASE("a line that the library refuses is a failure, and only that line") {
   CHECK_LINES(open.recorded.Lines(), {".w. <VELA> refused - a.cpp(1)\r\n", ".w. <VELA> taken - a.cpp(2)\r\n"});
 }
 
-TEST_CASE("wide texts, characters beyond the code page and percent signs arrive as they are") {
-  OpenLog open;
-  CHECK(open.log.Trace("a.cpp", 1, DebugLog::kProgress, L"%s|%c|%5d|%-4s|%u%%", L"C:\\Benutzer\\\x65E5\x672C",
-                       L'\x00FC', -12, L"ab", 4294967295U));
-  CHECK_LINES(open.recorded.Lines(),
-              {".w. <VELA> C:\\Benutzer\\\xE6\x97\xA5\xE6\x9C\xAC|\xC3\xBC|  -12|ab  |4294967295% - a.cpp(1)\r\n"});
-}
-
-// The sizes in characters, without the terminator, in which the message of each trace was tried.
-class Attempts {
- public:
-  const std::vector<std::size_t>& Sizes() const { return sizes_; }
-  void Forget() { sizes_.clear(); }
-
- private:
-  std::vector<std::size_t> sizes_;
-  // va_list by its plain type: as a template argument it would lose its attributes.
-  using Formatter = int (*)(wchar_t*, std::size_t, const wchar_t*, char*);
-  ImportRedirection format_{"_vsnwprintf",
-                            [this](wchar_t* buffer, std::size_t size, const wchar_t* format, char* arguments) -> int {
-                              if (std::wcsncmp(format, L"msg ", 4) == 0) {
-                                sizes_.push_back(size);
-                              }
-                              return format_.Original<Formatter>()(buffer, size, format, arguments);
-                            }};
+// The sizes in characters, without the terminator, in which the messages "msg ..." were tried.
+struct Attempts {
+  std::vector<std::size_t> sizes;
+  ImportRedirection format{"_vsnwprintf",
+                           [this](wchar_t* buffer, std::size_t size, const wchar_t* text, char* arguments) -> int {
+                             if (std::wcsncmp(text, L"msg ", 4) == 0) {
+                               sizes.push_back(size);
+                             }
+                             // va_list by its plain type: as a template argument it would lose its attributes.
+                             using Formatter = int (*)(wchar_t*, std::size_t, const wchar_t*, char*);
+                             return format.Original<Formatter>()(buffer, size, text, arguments);
+                           }};
 };
 
-TEST_CASE("a message of any length is written whole") {
+std::vector<std::size_t> SizesFor(std::size_t length) {
   OpenLog open;
-  for (const std::size_t length : {250U, 251U, 252U, 255U, 256U, 257U, 1000U, 5000U, 100000U}) {
-    CAPTURE(length);
-    const std::wstring text(length, L'x');
-    CHECK(open.log.Trace("a.cpp", 1, DebugLog::kProgress, L"msg %s.", text.c_str()));
-    CHECK(open.recorded.Lines().back() == ".w. <VELA> msg " + TestSupport::ToUtf8(text) + ". - a.cpp(1)\r\n");
-  }
+  const Attempts attempts;
+  const std::wstring text(length, L'x');
+  CHECK(open.log.Trace("a.cpp", 1, DebugLog::kProgress, L"msg %s", text.c_str()));
+  CHECK_LINES(open.recorded.Lines(), {".w. <VELA> msg " + ToUtf8(text) + " - a.cpp(1)\r\n"});
+  return attempts.sizes;
 }
 
-TEST_CASE("the next trace starts with the size that sufficed last, of whatever trace object") {
-  OpenLog open;
-  Attempts attempts;
-  CHECK(open.log.Trace("a.cpp", 1, DebugLog::kProgress, L"msg %s", L"short"));
-  REQUIRE(attempts.Sizes().size() == 1);
-  const std::size_t size = attempts.Sizes()[0] + 1;
-  attempts.Forget();
-  const std::wstring text(size * 2, L'x');
-  CHECK(open.log.Trace("a.cpp", 1, DebugLog::kProgress, L"msg %s", text.c_str()));
-  CHECK(attempts.Sizes() == std::vector<std::size_t>{size - 1, size * 2 - 1, size * 4 - 1});
-  attempts.Forget();
-  OpenLog other;
-  CHECK(other.log.Trace("a.cpp", 1, DebugLog::kProgress, L"msg %s", L"short"));
-  CHECK(attempts.Sizes() == std::vector<std::size_t>{size * 4 - 1});
-  CHECK(other.recorded.Lines().back() == ".w. <VELA> msg short - a.cpp(1)\r\n");
+TEST_CASE("a message of any length is written whole; the next trace starts with the size that sufficed last") {
+  for (const std::size_t length : {251U, 252U, 255U, 256U, 257U, 100000U}) {
+    SizesFor(length);
+  }
+  const std::vector<std::size_t> first = SizesFor(5);
+  REQUIRE(first.size() == 1);
+  const std::size_t size = first[0] + 1;
+  CHECK(SizesFor(size * 2) == std::vector<std::size_t>{size - 1, size * 2 - 1, size * 4 - 1});
+  CHECK(SizesFor(5) == std::vector<std::size_t>{size * 4 - 1});
 }
 
 constexpr wchar_t kFirstTraces[] = L"the first trace of a process starts with 256 characters";
 
 TEST_CASE("the first trace of a process starts with 256 characters" * doctest::skip()) {
-  OpenLog open;
-  Attempts attempts;
-  const std::wstring fits(251, L'x');
-  CHECK(open.log.Trace("a.cpp", 1, DebugLog::kProgress, L"msg %s", fits.c_str()));
-  CHECK(attempts.Sizes() == std::vector<std::size_t>{255});
-  attempts.Forget();
-  const std::wstring longer(252, L'x');
-  CHECK(open.log.Trace("a.cpp", 1, DebugLog::kProgress, L"msg %s", longer.c_str()));
-  CHECK(attempts.Sizes() == std::vector<std::size_t>{255, 511});
+  CHECK(SizesFor(251) == std::vector<std::size_t>{255});
+  CHECK(SizesFor(252) == std::vector<std::size_t>{255, 511});
 }
 
 TEST_CASE("in a process of its own: the first trace starts with 256 characters") {
   wchar_t program[MAX_PATH] = {};
   REQUIRE(::GetModuleFileNameW(nullptr, program, MAX_PATH) != 0);
-  TestSupport::TestProcess child(program, {L"--no-skip", std::wstring(L"--test-case=") + kFirstTraces});
-  const TestSupport::ProcessOutcome outcome = child.Finish(60000);
+  TestProcess child(program, {L"--no-skip", std::wstring(L"--test-case=") + kFirstTraces});
+  const ProcessOutcome outcome = child.Finish(60000);
   CHECK_FALSE(outcome.timedOut);
   CHECK(outcome.exitCode == 0);
 }
@@ -280,7 +205,6 @@ TEST_CASE("a trace that finds no memory is a failure and throws nothing") {
     bool written = true;
     unsigned refused = 0;
     {
-      using OrCommonTests::HeapLimit;
       const HeapLimit limit(quietly ? HeapLimit::kAnySize : 200, quietly ? 200 : HeapLimit::kAnySize);
       written = open.log.Trace("a.cpp", 1, DebugLog::kProgress, L"lost");
       refused = limit.Refused();
@@ -297,8 +221,7 @@ TEST_CASE("a text that cannot be formatted is a failure and leaves the trace usa
   OpenLog open;
   bool written = true;
   {
-    const FailCall format{"_vsnwprintf", TestSupport::Calls::From(1),
-                          TestSupport::FailureReturn{~ULONG_PTR{0}, ERROR_SUCCESS, false}};
+    const FailCall format{"_vsnwprintf", Calls::From(1), FailureReturn{~ULONG_PTR{0}, ERROR_SUCCESS, false}};
     written = open.log.Trace("a.cpp", 1, DebugLog::kProgress, L"msg %s", L"lost");
     CHECK(format.Failed() > 1);  // larger buffers were tried
   }

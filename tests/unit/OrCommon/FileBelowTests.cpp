@@ -8,21 +8,16 @@
 
 #include "Common/OrCommon/OrComn_FileBelow.h"
 #include "tests/support/CallFailures.h"
+#include "tests/support/CallWatch.h"
+#include "tests/support/FolderLink.h"
 #include "tests/support/LibraryAnswers.h"
+#include "tests/support/ScratchFolder.h"
 #include "tests/support/TestFiles.h"
 #include "tests/support/TextLines.h"
-#include "tests/unit/OrCommon/FolderLink.h"
-#include "tests/unit/install/ScratchFolder.h"
 
 using OrCommon::Storage::File::DeleteFileBelow;
 using OrCommonTests::FolderLink;
-using TestSupport::AnswerProcAddress;
-using TestSupport::CountCalls;
-using TestSupport::Exists;
-using TestSupport::FailCall;
-using TestSupport::ImportRedirection;
-using TestSupport::MissingEntry;
-using TestSupport::ScratchFolder;
+using namespace TestSupport;
 
 namespace {
 
@@ -54,11 +49,11 @@ struct Profiles {
 template <class Check>
 void ForEachLinkOnTheWay(const Check& check) {
   for (const wchar_t* const place : {L"anna", L"anna\\Data", L"anna\\Data\\Mail"}) {
-    CAPTURE(TestSupport::ToUtf8(place));
+    CAPTURE(ToUtf8(place));
     const Profiles profiles;
     const std::wstring folder = place;
     if (folder.find(L'\\') != std::wstring::npos) {
-      TestSupport::MakeFolder(profiles.Path(folder.substr(0, folder.rfind(L'\\'))));
+      MakeFolder(profiles.Path(folder.substr(0, folder.rfind(L'\\'))));
     }
     const FolderLink link(profiles.Path(folder), profiles.scratch.Path(L"outside"));
     REQUIRE(Exists(profiles.Path(kFile)));
@@ -67,23 +62,15 @@ void ForEachLinkOnTheWay(const Check& check) {
   }
 }
 
-TEST_CASE("a plain file goes, and nothing beside it") {
+TEST_CASE("a plain file goes, and nothing beside it; a folder of the name stays") {
   const Profiles profiles;
+  CHECK_FALSE(profiles.Delete());  // nothing is there
   profiles.Make(kFile);
   profiles.Make(L"anna\\Data\\Mail\\letters");
   CHECK(profiles.Delete());
   CHECK_FALSE(Exists(profiles.Path(kFile)));
   CHECK(Exists(profiles.Path(L"anna\\Data\\Mail\\letters")));
-}
-
-TEST_CASE("where nothing is there nothing is done") {
-  const Profiles profiles;
-  CHECK_FALSE(profiles.Delete());
-}
-
-TEST_CASE("a folder of the name stays") {
-  const Profiles profiles;
-  TestSupport::MakeFolder(profiles.Path(kFile));
+  MakeFolder(profiles.Path(kFile));
   CHECK_FALSE(profiles.Delete());
   CHECK(Exists(profiles.Path(kFile)));
 }
@@ -96,7 +83,7 @@ TEST_CASE("a link to the alias, as the system has one, and to the same place of 
   const Profiles profiles;
   profiles.Make(kAlias);
   profiles.Make(L"bert\\Roaming\\Mail\\cache.dat");
-  TestSupport::MakeFolder(profiles.Path(L"anna"));
+  MakeFolder(profiles.Path(L"anna"));
   {
     const FolderLink foreign(profiles.Path(L"anna\\Data"), profiles.Path(L"bert\\Roaming"));
     CHECK_FALSE(profiles.Delete());
@@ -118,33 +105,23 @@ TEST_CASE("the way to the root may lead through a link, and its case is as it is
 TEST_CASE("the file is opened to be deleted, shared, and no link in its place is followed") {
   const Profiles profiles;
   profiles.Make(kFile);
-  std::wstring opened;
-  DWORD access = 0;
-  DWORD share = 0;
-  DWORD flags = 0;
-  unsigned deletions = 0;
-  {
-    const ImportRedirection open{"CreateFileW",
-                                 [&](LPCWSTR path, DWORD rights, DWORD sharing, LPSECURITY_ATTRIBUTES security,
-                                     DWORD how, DWORD options, HANDLE pattern) -> HANDLE {
-                                   if (opened.empty()) {
-                                     opened = path;
-                                     access = rights;
-                                     share = sharing;
-                                     flags = options;
-                                   }
-                                   return open.Original<decltype(&::CreateFileW)>()(path, rights, sharing, security,
-                                                                                    how, options, pattern);
-                                 }};
-    const CountCalls erase{"DeleteFileW"};
-    CHECK(profiles.Delete());
-    deletions = erase.Calls();
-  }
-  CHECK(opened == profiles.Path(kFile));
-  CHECK(access == (DELETE | FILE_READ_ATTRIBUTES));
-  CHECK(share == (FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE));
-  CHECK(flags == (FILE_FLAG_OPEN_REPARSE_POINT | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION));
-  CHECK(deletions == 0);
+  unsigned opened = 0;
+  const OnCall open{
+      "CreateFileW", &::CreateFileW,
+      [&](LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES, DWORD, DWORD flags, HANDLE) {
+        if (++opened == 1) {
+          CHECK(path == profiles.Path(kFile));
+          CHECK(access == (DELETE | FILE_READ_ATTRIBUTES));
+          CHECK(share == (FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE));
+          CHECK(flags == (FILE_FLAG_OPEN_REPARSE_POINT | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION));
+        }
+      }};
+  const CountCalls erase{"DeleteFileW"};
+  const CountCalls closes{"CloseHandle"};
+  CHECK(profiles.Delete());
+  CHECK(erase.Calls() == 0);
+  CHECK(opened == 2);
+  CHECK(closes.Calls() == 2);
 }
 
 TEST_CASE("what was opened proves to be a link or a folder: it stays") {
@@ -201,7 +178,7 @@ TEST_CASE("the place decides by its whole path") {
   CHECK_FALSE(DeletedWhere(L"", L"\\\\?\\D:\\p"));
 }
 
-TEST_CASE("calls that fail leave the file, and every handle is closed") {
+TEST_CASE("calls that fail leave the file") {
   for (const char* const failing : {"CreateFileW", "GetFileInformationByHandle"}) {
     for (unsigned call = 1; call <= 2; ++call) {
       CAPTURE(failing);
@@ -218,12 +195,6 @@ TEST_CASE("calls that fail leave the file, and every handle is closed") {
       CHECK(Exists(profiles.Path(kFile)) == failed);
     }
   }
-  const Profiles profiles;
-  profiles.Make(kFile);
-  const CountCalls closes{"CloseHandle"};
-  const unsigned before = closes.Calls();
-  CHECK(profiles.Delete());
-  CHECK(closes.Calls() == before + 2);
 }
 
 // ---- Windows before Vista
@@ -237,17 +208,14 @@ void OnOldWindows(const Check& check) {
   }
 }
 
-TEST_CASE("without the functions for handles a plain file goes all the same") {
+TEST_CASE("without the functions for handles a plain file goes; a link on the way is looked for first, also an alias") {
   OnOldWindows([] {
-    const Profiles profiles;
-    profiles.Make(kFile);
-    CHECK(profiles.Delete());
-    CHECK_FALSE(Exists(profiles.Path(kFile)));
-  });
-}
-
-TEST_CASE("and a link anywhere on the way is looked for first, also one to the alias") {
-  OnOldWindows([] {
+    {
+      const Profiles profiles;
+      profiles.Make(kFile);
+      CHECK(profiles.Delete());
+      CHECK_FALSE(Exists(profiles.Path(kFile)));
+    }
     ForEachLinkOnTheWay([](const Profiles& profiles) {
       const CountCalls erase{"DeleteFileW"};
       CHECK_FALSE(profiles.Delete());

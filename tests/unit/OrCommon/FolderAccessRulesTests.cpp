@@ -15,20 +15,16 @@
 
 #include "Common/OrCommon/OrComn_SecurityAttributes.h"
 #include "tests/support/CallFailures.h"
+#include "tests/support/CallWatch.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/ImportRedirection.h"
+#include "tests/support/ScratchFolder.h"
 #include "tests/support/TextLines.h"
 #include "tests/unit/OrCommon/SecurityText.h"
-#include "tests/unit/install/ScratchFolder.h"
 
 using OrCommon::AccessControl::ApplyFolderAccessRules;
-using OrCommonTests::LinesOf;
-using OrCommonTests::TextOf;
-using TestSupport::CountCalls;
-using TestSupport::FailCall;
-using TestSupport::FailureReturn;
-using TestSupport::ImportRedirection;
-using TestSupport::ScratchFolder;
+using namespace OrCommonTests;
+using namespace TestSupport;
 
 namespace {
 
@@ -39,44 +35,31 @@ class Belongings {
   std::set<HLOCAL> memory;
   unsigned sidsTaken = 0;
   unsigned strange = 0;  // given back, but not taken
-  TestSupport::Lines allocations;
+  Lines allocations;
 
  private:
-  ImportRedirection allocateSid_{"AllocateAndInitializeSid",
-                                 [this](SID_IDENTIFIER_AUTHORITY* authority, BYTE count, DWORD p0, DWORD p1, DWORD p2,
-                                        DWORD p3, DWORD p4, DWORD p5, DWORD p6, DWORD p7, PSID* sid) -> BOOL {
-                                   const BOOL taken = allocateSid_.Original<decltype(&::AllocateAndInitializeSid)>()(
-                                       authority, count, p0, p1, p2, p3, p4, p5, p6, p7, sid);
-                                   if (taken) {
-                                     sids.insert(*sid);
-                                     ++sidsTaken;
-                                   }
-                                   return taken;
-                                 }};
-  ImportRedirection freeSid_{"FreeSid", [this](PSID sid) -> PVOID {
-                               strange += sids.erase(sid) == 0 ? 1U : 0U;
-                               return freeSid_.Original<decltype(&::FreeSid)>()(sid);
-                             }};
-  ImportRedirection setEntries_{
-      "SetEntriesInAclW", [this](ULONG count, EXPLICIT_ACCESS_W* entries, ACL* old, ACL** acl) -> DWORD {
-        const DWORD result = setEntries_.Original<decltype(&::SetEntriesInAclW)>()(count, entries, old, acl);
-        if (result == ERROR_SUCCESS) {
-          memory.insert(*acl);
-        }
-        return result;
-      }};
-  ImportRedirection allocate_{"LocalAlloc", [this](UINT flags, SIZE_T size) -> HLOCAL {
-                                const HLOCAL block = allocate_.Original<decltype(&::LocalAlloc)>()(flags, size);
-                                allocations.push_back(std::to_string(flags) + " " + std::to_string(size));
-                                if (block != nullptr) {
-                                  memory.insert(block);
-                                }
-                                return block;
-                              }};
-  ImportRedirection free_{"LocalFree", [this](HLOCAL block) -> HLOCAL {
-                            strange += memory.erase(block) == 0 ? 1U : 0U;
-                            return free_.Original<decltype(&::LocalFree)>()(block);
-                          }};
+  AfterCall allocateSid_{"AllocateAndInitializeSid", &::AllocateAndInitializeSid,
+                         [this](BOOL taken, SID_IDENTIFIER_AUTHORITY*, BYTE, DWORD, DWORD, DWORD, DWORD, DWORD, DWORD,
+                                DWORD, DWORD, PSID* sid) {
+                           if (taken) {
+                             sids.insert(*sid);
+                             ++sidsTaken;
+                           }
+                         }};
+  OnCall freeSid_{"FreeSid", &::FreeSid, [this](PSID sid) { strange += sids.erase(sid) == 0 ? 1U : 0U; }};
+  AfterCall setEntries_{"SetEntriesInAclW", &::SetEntriesInAclW,
+                        [this](DWORD result, ULONG, EXPLICIT_ACCESS_W*, ACL*, ACL** acl) {
+                          if (result == ERROR_SUCCESS) {
+                            memory.insert(*acl);
+                          }
+                        }};
+  AfterCall allocate_{"LocalAlloc", &::LocalAlloc, [this](HLOCAL block, UINT flags, SIZE_T size) {
+                        allocations.push_back(std::to_string(flags) + " " + std::to_string(size));
+                        if (block != nullptr) {
+                          memory.insert(block);
+                        }
+                      }};
+  OnCall free_{"LocalFree", &::LocalFree, [this](HLOCAL block) { strange += memory.erase(block) == 0 ? 1U : 0U; }};
 };
 
 void CheckAllGivenBack(const Belongings& belongings) {
@@ -105,7 +88,7 @@ class PrintedText {
       ::_close(before_);
       before_ = -1;
     }
-    return TestSupport::FileContent(file_);
+    return FileContent(file_);
   }
 
  private:
@@ -147,8 +130,8 @@ TEST_CASE("three entries are prepared, two are passed") {
   const ScratchFolder scratch(L"rules");
   ULONG passed = 0;
   bool oldListGiven = true;
-  TestSupport::Lines prepared;
-  TestSupport::Lines built;
+  Lines prepared;
+  Lines built;
   Run run;
   {
     const ImportRedirection setEntries{
@@ -183,81 +166,58 @@ TEST_CASE("three entries are prepared, two are passed") {
 
 TEST_CASE("what is stamped names everyone and the users, with full access, in an absolute descriptor") {
   const ScratchFolder scratch(L"rules");
-  std::vector<TestSupport::Lines> stamped;
-  std::set<SECURITY_INFORMATION> kinds;
-  {
-    const ImportRedirection stamp{"SetFileSecurityW",
-                                  [&](LPCWSTR, SECURITY_INFORMATION kind, PSECURITY_DESCRIPTOR descriptor) -> BOOL {
-                                    stamped.push_back(LinesOf(static_cast<const void*>(descriptor)));
-                                    kinds.insert(kind);
-                                    return TRUE;
-                                  }};
-    CHECK(Apply(scratch).result == 1);
-  }
+  std::vector<Lines> stamped;
+  const OnCall stamp{"SetFileSecurityW", &::SetFileSecurityW,
+                     [&](LPCWSTR, SECURITY_INFORMATION kind, PSECURITY_DESCRIPTOR descriptor) {
+                       CHECK(kind == DACL_SECURITY_INFORMATION);
+                       stamped.push_back(LinesOf(static_cast<const void*>(descriptor)));
+                     }};
+  CHECK(Apply(scratch).result == 1);
   REQUIRE(stamped.size() == 2);
-  for (const TestSupport::Lines& lines : stamped) {
+  for (const Lines& lines : stamped) {
     CHECK_LINES(lines, {"absolute, revision 1, list present", "allow 0x001f01ff flags 0x00 S-1-1-0",
                         "allow 0x001f01ff flags 0x00 S-1-5-32-545"});
   }
-  CHECK(kinds == std::set<SECURITY_INFORMATION>{DACL_SECURITY_INFORMATION});
 }
 
 TEST_CASE("identifiers, list and descriptor are given back; the descriptor is the smallest, zero-filled") {
   const ScratchFolder scratch(L"rules");
-  Run run;
-  Belongings belongings;
-  run = Apply(scratch);
+  const Belongings belongings;
+  const Run run = Apply(scratch);
   CHECK(run.result == 1);
   CHECK(run.stamps == 2);
   CHECK(belongings.sidsTaken == 3);
   CheckAllGivenBack(belongings);
   REQUIRE(LPTR == 64);
-  CHECK_LINES(TestSupport::LinesWith(belongings.allocations, "64 40"), {"64 40"});
+  CHECK_LINES(LinesWith(belongings.allocations, "64 40"), {"64 40"});
 }
 
-TEST_CASE("an identifier that cannot be had ends the work quietly") {
-  for (const unsigned call : {1U, 2U, 3U}) {
-    CAPTURE(call);
+TEST_CASE("a call that fails ends the work: nothing stamped, nothing kept, and only a failed list is told") {
+  struct Case {
+    const char* failing;
+    unsigned call;
+    unsigned lists;  // attempts to build one
+    const char* printed;
+  };
+  for (const Case& one :
+       {Case{"AllocateAndInitializeSid", 1, 0, ""}, Case{"AllocateAndInitializeSid", 2, 0, ""},
+        Case{"AllocateAndInitializeSid", 3, 0, ""},
+        Case{"SetEntriesInAclW", 1, 1, "SetEntriesInAcl Error 3000000001\n"}, Case{"LocalAlloc", 1, 1, ""},
+        Case{"InitializeSecurityDescriptor", 1, 1, ""}, Case{"SetSecurityDescriptorDacl", 1, 1, ""}}) {
+    CAPTURE(one.failing);
+    CAPTURE(one.call);
     const ScratchFolder scratch(L"rules");
-    Belongings belongings;
+    const Belongings belongings;
+    const bool list = one.printed[0] != '\0';
+    const FailCall fail{one.failing, Calls::Only(one.call),
+                        FailureReturn{list ? ULONG_PTR{ERROR_INVALID_PARAMETER} : 0, list ? 3000000001U : 8U, true}};
     const CountCalls lists{"SetEntriesInAclW"};
-    const FailCall identifier{"AllocateAndInitializeSid", call, ERROR_NOT_ENOUGH_MEMORY};
     const Run run = Apply(scratch);
     CHECK(run.result == 1);
     CHECK(run.stamps == 0);
-    CHECK(run.printed.empty());
-    CHECK(identifier.Calls() == call);
-    CHECK(lists.Calls() == 0);
-    CHECK(belongings.sidsTaken == call - 1);
-    CheckAllGivenBack(belongings);
-  }
-}
-
-TEST_CASE("a list that cannot be built is told on the standard output, with the last error, and ends the work") {
-  const ScratchFolder scratch(L"rules");
-  Belongings belongings;
-  const FailCall list{"SetEntriesInAclW", TestSupport::Calls::From(1),
-                      FailureReturn{ERROR_INVALID_PARAMETER, 3000000001U, true}};
-  const Run run = Apply(scratch);
-  CHECK(run.result == 1);
-  CHECK(run.printed == "SetEntriesInAcl Error 3000000001\n");
-  CHECK(run.stamps == 0);
-  CHECK(list.Failed() == 1);
-  CHECK(belongings.sidsTaken == 3);
-  CheckAllGivenBack(belongings);
-}
-
-TEST_CASE("no memory for the descriptor, or one that cannot be made up: nothing stamped, nothing told, nothing kept") {
-  for (const char* failing : {"LocalAlloc", "InitializeSecurityDescriptor", "SetSecurityDescriptorDacl"}) {
-    CAPTURE(failing);
-    const ScratchFolder scratch(L"rules");
-    Belongings belongings;
-    const FailCall call{failing, TestSupport::Calls::Only(1), ERROR_NOT_ENOUGH_MEMORY};
-    const Run run = Apply(scratch);
-    CHECK(run.result == 1);
-    CHECK(run.printed.empty());
-    CHECK(run.stamps == 0);
-    CHECK(call.Failed() == 1);
+    CHECK(run.printed == one.printed);
+    CHECK(fail.Failed() == 1);
+    CHECK(lists.Calls() == one.lists);
     CheckAllGivenBack(belongings);
   }
 }
@@ -265,13 +225,10 @@ TEST_CASE("no memory for the descriptor, or one that cannot be made up: nothing 
 TEST_CASE("a path that does not exist: quiet, and 1 all the same") {
   const ScratchFolder scratch(L"rules");
   PrintedText printed(scratch);
-  Belongings belongings;
-  const int missing = ApplyFolderAccessRules(scratch.Path(L"missing"));
-  const int empty = ApplyFolderAccessRules(scratch.Path(L"missing\\below"));
+  const Belongings belongings;
+  CHECK(ApplyFolderAccessRules(scratch.Path(L"missing\\below")) == 1);
   CHECK(printed.End().empty());
-  CHECK(missing == 1);
-  CHECK(empty == 1);
-  CHECK(belongings.sidsTaken == 6);
+  CHECK(belongings.sidsTaken == 3);
   CheckAllGivenBack(belongings);
 }
 

@@ -10,21 +10,17 @@
 #include <vector>
 
 #include "tests/support/CallFailures.h"
+#include "tests/support/CallWatch.h"
+#include "tests/support/FolderLink.h"
+#include "tests/support/HeapWatch.h"
 #include "tests/support/ImportRedirection.h"
+#include "tests/support/ScratchFolder.h"
 #include "tests/support/TextLines.h"
-#include "tests/unit/OrCommon/FolderLink.h"
-#include "tests/unit/OrCommon/HeapWatch.h"
 #include "tests/unit/OrCommon/SecurityText.h"
-#include "tests/unit/install/ScratchFolder.h"
 
 using OrCommon::AccessControl::FolderCloser;
 using OrCommonTests::FolderLink;
-using TestSupport::CountCalls;
-using TestSupport::FailCall;
-using TestSupport::ImportRedirection;
-using TestSupport::Lines;
-using TestSupport::ScratchFolder;
-using TestSupport::ToUtf8;
+using namespace TestSupport;
 
 namespace {
 
@@ -47,25 +43,20 @@ class Closings {
   SECURITY_INFORMATION kind_ = 0;
   std::vector<DWORD> access_;
   std::vector<DWORD> flags_;
-  ImportRedirection create_{"CreateFileW",
-                            [this](LPCWSTR path, DWORD rights, DWORD sharing, LPSECURITY_ATTRIBUTES security, DWORD how,
-                                   DWORD options, HANDLE pattern) -> HANDLE {
-                              const HANDLE file = create_.Original<decltype(&::CreateFileW)>()(
-                                  path, rights, sharing, security, how, options, pattern);
-                              const std::string text = ToUtf8(path);
-                              open_[file] =
-                                  text.compare(0, root_.size(), root_) == 0 ? text.substr(root_.size()) : text;
-                              access_.push_back(rights);
-                              flags_.push_back(options);
-                              return file;
-                            }};
-  ImportRedirection set_{"SetKernelObjectSecurity",
-                         [this](HANDLE object, SECURITY_INFORMATION kind, PSECURITY_DESCRIPTOR descriptor) -> BOOL {
-                           events_.push_back("close " + open_[object]);
-                           kind_ = kind;
-                           descriptor_ = OrCommonTests::LinesOf(static_cast<const void*>(descriptor));
-                           return set_.Original<decltype(&::SetKernelObjectSecurity)>()(object, kind, descriptor);
-                         }};
+  AfterCall create_{
+      "CreateFileW", &::CreateFileW,
+      [this](HANDLE file, LPCWSTR path, DWORD rights, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD options, HANDLE) {
+        const std::string text = ToUtf8(path);
+        open_[file] = text.compare(0, root_.size(), root_) == 0 ? text.substr(root_.size()) : text;
+        access_.push_back(rights);
+        flags_.push_back(options);
+      }};
+  OnCall set_{"SetKernelObjectSecurity", &::SetKernelObjectSecurity,
+              [this](HANDLE object, SECURITY_INFORMATION kind, PSECURITY_DESCRIPTOR descriptor) {
+                events_.push_back("close " + open_[object]);
+                kind_ = kind;
+                descriptor_ = OrCommonTests::LinesOf(static_cast<const void*>(descriptor));
+              }};
 };
 
 TEST_CASE("from the top down, the folder itself last, and each once") {
@@ -99,17 +90,13 @@ TEST_CASE("the administrators own it, a protected list names them and the system
                                                       SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION));
 }
 
-TEST_CASE("what lies elsewhere, or has no root, may be deleted as it is") {
+TEST_CASE("what lies elsewhere, or has no root, may be deleted as it is; a missing folder cannot be closed") {
   const ScratchFolder scratch(L"closing");
   scratch.MakeFile(L"maker2\\file", "text");
   const CountCalls opened{"CreateFileW"};
   CHECK(FolderCloser(scratch.Path(L"maker")).Close(scratch.Path(L"maker2\\file")));
   CHECK(FolderCloser(L"").Close(scratch.Path(L"maker2\\file")));
   CHECK(opened.Calls() == 0);
-}
-
-TEST_CASE("a folder that is missing cannot be closed, nor the way below it") {
-  const ScratchFolder scratch(L"closing");
   const Closings closings(scratch);
   CHECK_FALSE(FolderCloser(scratch.Path(L"maker")).Close(scratch.Path(L"maker\\a")));
   CHECK_LINES(closings.Events(), {});

@@ -7,44 +7,32 @@
 #include <vector>
 
 #include "Common/OrCommon/OrComn_File.h"
+#include "tests/support/FolderLink.h"
 #include "tests/support/ImportRedirection.h"
-#include "tests/unit/OrCommon/FolderLink.h"
-#include "tests/unit/install/ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 
-using OrCommon::Storage::File::IsDotEntry;
-using OrCommon::Storage::File::IsFolder;
-using OrCommon::Storage::File::IsLink;
+using namespace OrCommon::Storage::File;
 using OrCommonTests::FolderLink;
-using TestSupport::ImportRedirection;
-using TestSupport::ScratchFolder;
+using namespace TestSupport;
 
 namespace {
 
-TEST_CASE("a folder, a file and what is missing are no links") {
+TEST_CASE("a link to a folder is a link and no folder; a folder, a file and what is missing are no links") {
   const ScratchFolder scratch(L"links");
-  const std::wstring file = scratch.MakeFile(L"file", "text");
-  CHECK(IsFolder(scratch.Path()));
-  CHECK(IsFolder(scratch.Path() + L"\\"));
-  CHECK(IsFolder(L"C:\\"));
-  CHECK_FALSE(IsFolder(file));
-  CHECK_FALSE(IsFolder(scratch.Path(L"missing")));
-  CHECK_FALSE(IsFolder(L""));
-  for (const std::wstring& path : {scratch.Path(), scratch.Path() + L"\\", file, scratch.Path(L"missing"),
-                                   std::wstring(L"C:\\"), std::wstring()}) {
-    CHECK_FALSE(IsLink(path));
-  }
-}
-
-TEST_CASE("a link to a folder is a link, with and without a backslash behind it, and no folder") {
-  const ScratchFolder scratch(L"links");
-  scratch.MakeFile(L"target\\file", "text");
+  const std::wstring file = scratch.MakeFile(L"target\\file", "text");
   const FolderLink link(scratch.Path(L"link"), scratch.Path(L"target"));
-  CHECK(IsLink(scratch.Path(L"link")));
-  CHECK(IsLink(scratch.Path(L"link\\")));
-  CHECK_FALSE(IsFolder(scratch.Path(L"link")));
-  CHECK_FALSE(IsFolder(scratch.Path(L"link\\")));
-  CHECK_FALSE(IsLink(scratch.Path(L"target")));
-  CHECK(IsFolder(scratch.Path(L"target\\")));
+  struct Case {
+    std::wstring path;
+    bool isLink;
+    bool isFolder;
+  };
+  for (const Case& one : {Case{scratch.Path(L"link"), true, false}, Case{scratch.Path(L"link\\"), true, false},
+                          Case{scratch.Path(L"target"), false, true}, Case{scratch.Path(L"target\\"), false, true},
+                          Case{L"C:\\", false, true}, Case{file, false, false},
+                          Case{scratch.Path(L"missing"), false, false}, Case{L"", false, false}}) {
+    CHECK(IsLink(one.path) == one.isLink);
+    CHECK(IsFolder(one.path) == one.isFolder);
+  }
 }
 
 TEST_CASE("the attributes decide: every reparse point is a link, and so is what Windows does not tell of") {

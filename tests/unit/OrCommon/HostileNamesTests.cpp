@@ -9,17 +9,14 @@
 #include "Common/OrCommon/OrComn_File.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/ImportRedirection.h"
+#include "tests/support/PendingMoves.h"
+#include "tests/support/ScratchFolder.h"
 #include "tests/support/TextLines.h"
 #include "tests/unit/OrCommon/PlainPathLimits.h"
-#include "tests/unit/install/PendingMoves.h"
-#include "tests/unit/install/ScratchFolder.h"
 
 using OrCommon::Storage::File::DeleteAllFiles;
 using OrCommonTests::PlainDeletionLimits;
-using TestSupport::ImportRedirection;
-using TestSupport::PendingMoves;
-using TestSupport::ScratchFolder;
-using TestSupport::ToUtf8;
+using namespace TestSupport;
 
 namespace {
 
@@ -59,21 +56,13 @@ void CheckAllGone(const ScratchFolder& scratch) {
   CHECK(error == 0);
   CHECK(restartNeeded == 0);
   CHECK(refused == 0);
-  TestSupport::FileSnapshot left;
+  FileSnapshot left;
   left.Add(scratch.Path());
   CHECK_LINES(left.AsLines(), {});
   CHECK_LINES(moves.Lines(), {});
 }
 
-TEST_CASE("folders and files with paths of more than 259 characters go") {
-  const ScratchFolder scratch(L"removal names");
-  const std::wstring deep = MakeDeepFolder(scratch.Path(), 1000);
-  MakeFileOf(deep + L"\\read-only", FILE_ATTRIBUTE_READONLY);
-  MakeFileOf(deep + L"\\file");
-  CheckAllGone(scratch);
-}
-
-TEST_CASE("at the limit, character by character") {
+TEST_CASE("paths of more than 259 characters go, at the limit character by character") {
   for (std::size_t length = 256; length <= 264; ++length) {
     CAPTURE(length);
     const ScratchFolder scratch(L"removal names");
@@ -81,6 +70,11 @@ TEST_CASE("at the limit, character by character") {
     MakeFolderOf(folder);
     MakeFileOf(folder + L"\\f");
     MakeFileOf(folder + L"g");
+    if (length == 264) {
+      const std::wstring deep = MakeDeepFolder(scratch.Path(), 1000);
+      MakeFileOf(deep + L"\\read-only", FILE_ATTRIBUTE_READONLY);
+      MakeFileOf(deep + L"\\file");
+    }
     CheckAllGone(scratch);
   }
 }
@@ -100,67 +94,52 @@ TEST_CASE("names that Windows reads as others go, files and folders") {
   CheckAllGone(scratch);
 }
 
-TEST_CASE("what is held there is left to the restart by its plain name, and asked for by it") {
+// Empties the folder while no file can be deleted. `asked`: the entries that `mayWait` was asked for.
+struct Held {
+  template <class MayWait>
+  Held(const ScratchFolder& scratch, const MayWait& mayWait) {
+    const PendingMoves moves;
+    const ImportRedirection erase{"DeleteFileW", [](LPCWSTR) -> BOOL { return FALSE; }};
+    int restartNeeded = 0;
+    CHECK(DeleteAllFiles(scratch.Path(), restartNeeded, nullptr, [&](const std::wstring& path) {
+      asked.push_back("\\??\\" + ToUtf8(path) + " -> ");
+      return mayWait(path);
+    }));
+    CHECK(restartNeeded == 1);
+    pending = moves.Lines();
+  }
+
+  Lines asked;
+  Lines pending;
+};
+
+TEST_CASE("what is held is left to the restart by its plain name, if the caller lets it wait; the restart is needed") {
   const ScratchFolder scratch(L"removal names");
   const std::wstring deep = MakeDeepFolder(scratch.Path(), 200);
   MakeFileOf(deep + L"\\held.");
-  int restartNeeded = 0;
-  TestSupport::Lines asked;
-  TestSupport::Lines pending;
-  {
-    const PendingMoves moves;
-    const ImportRedirection erase{"DeleteFileW", [](LPCWSTR) -> BOOL { return FALSE; }};
-    CHECK(DeleteAllFiles(scratch.Path(), restartNeeded, nullptr, [&](const std::wstring& path) {
-      asked.push_back(ToUtf8(path));
-      return path.back() == L'.';
-    }));
-    pending = moves.Lines();
-  }
-  CHECK(restartNeeded == 1);
-  CHECK(asked.size() > 5);
-  CHECK(asked.front() == ToUtf8(deep + L"\\held."));
-  CHECK(asked[1] == ToUtf8(deep));
-  CHECK_LINES(pending, {"\\??\\" + ToUtf8(deep) + "\\held. -> "});
+  const Held held(scratch, [](const std::wstring& path) { return path.back() == L'.'; });
+  REQUIRE(held.asked.size() > 5);
+  const std::string file = "\\??\\" + ToUtf8(deep) + "\\held. -> ";
+  CHECK(held.asked[0] == file);
+  CHECK(held.asked[1] == "\\??\\" + ToUtf8(deep) + " -> ");
+  CHECK_LINES(held.pending, {file});
   CheckAllGone(scratch);
 }
 
-TEST_CASE("what is too long for a plain path is not left to the restart, nor asked for, and the restart is needed") {
+TEST_CASE("what is too long for a plain path is not left to the restart, nor asked for") {
   const ScratchFolder scratch(L"removal names");
   const std::wstring folder = MakeDeepFolder(scratch.Path(), 200);
   const std::wstring longest = folder + L"\\" + std::wstring(MAX_PATH - 1 - folder.size() - 1, L'n');
   MakeFileOf(longest);
   MakeFileOf(longest + L"n");
   MakeFileOf(MakeDeepFolder(folder, 1000) + L"\\file");
-  int restartNeeded = 0;
-  TestSupport::Lines asked;
-  TestSupport::Lines pending;
-  {
-    const PendingMoves moves;
-    const ImportRedirection erase{"DeleteFileW", [](LPCWSTR) -> BOOL { return FALSE; }};
-    CHECK(DeleteAllFiles(scratch.Path(), restartNeeded, nullptr, [&](const std::wstring& path) {
-      asked.push_back("\\??\\" + ToUtf8(path) + " -> ");
-      return true;
-    }));
-    pending = moves.Lines();
+  const Held held(scratch, [](const std::wstring&) { return true; });
+  CHECK(LinesWith(held.asked, ToUtf8(longest)).size() == 1);
+  for (const std::string& line : held.asked) {
+    CHECK(line.size() < MAX_PATH + 8);
   }
-  CHECK(restartNeeded == 1);
-  CHECK(TestSupport::LinesWith(asked, ToUtf8(longest)).size() == 1);
-  CHECK(std::all_of(asked.begin(), asked.end(), [](const std::string& line) { return line.size() < MAX_PATH + 8; }));
-  CHECK_LINES(pending, (asked));
+  CHECK_LINES(held.pending, (held.asked));
   CheckAllGone(scratch);
-}
-
-TEST_CASE("an entry that may not wait is not scheduled, and the restart is needed all the same") {
-  const ScratchFolder scratch(L"removal names");
-  scratch.MakeFile(L"a\\file", "text");
-  const PendingMoves moves;
-  int restartNeeded = 0;
-  {
-    const ImportRedirection erase{"DeleteFileW", [](LPCWSTR) -> BOOL { return FALSE; }};
-    CHECK(DeleteAllFiles(scratch.Path(), restartNeeded, nullptr, [](const std::wstring&) { return false; }));
-  }
-  CHECK(restartNeeded == 1);
-  CHECK_LINES(moves.Lines(), {});
 }
 
 // A disk on which folders lie in one another so deep that no stack holds a call for each. Made of answers alone.

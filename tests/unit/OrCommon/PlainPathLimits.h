@@ -4,7 +4,9 @@
 
 #include <windows.h>
 
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "tests/support/ImportRedirection.h"
 
@@ -25,48 +27,40 @@ inline bool NeedsLongForm(const std::wstring& path) {
 
 class PlainPathLimits {
  public:
+  PlainPathLimits() {
+    Limit("GetFileAttributesW", &::GetFileAttributesW, INVALID_FILE_ATTRIBUTES);
+    Limit("SetFileAttributesW", &::SetFileAttributesW, FALSE);
+    Limit("FindFirstFileW", &::FindFirstFileW, INVALID_HANDLE_VALUE);
+  }
   unsigned Refused() const { return refused_; }
 
- private:
-  bool Refuses(LPCWSTR path) {
-    if (!NeedsLongForm(path)) {
-      return false;
-    }
-    ++refused_;
-    ::SetLastError(ERROR_PATH_NOT_FOUND);
-    return true;
+ protected:
+  template <class Result, class... More>
+  void Limit(const char* name, Result(WINAPI* /*type*/)(LPCWSTR, More...), Result refusal) {
+    const std::size_t place = limits_.size();
+    limits_.push_back(std::make_unique<TestSupport::ImportRedirection>(
+        name, [this, place, refusal](LPCWSTR path, More... more) -> Result {
+          if (NeedsLongForm(path)) {
+            ++refused_;
+            ::SetLastError(ERROR_PATH_NOT_FOUND);
+            return refusal;
+          }
+          return limits_[place]->Original<Result(WINAPI*)(LPCWSTR, More...)>()(path, more...);
+        }));
   }
 
+ private:
   unsigned refused_ = 0;
-  TestSupport::ImportRedirection get_{"GetFileAttributesW", [this](LPCWSTR path) -> DWORD {
-                                        return Refuses(path) ? INVALID_FILE_ATTRIBUTES
-                                                             : get_.Original<decltype(&::GetFileAttributesW)>()(path);
-                                      }};
-  TestSupport::ImportRedirection set_{"SetFileAttributesW", [this](LPCWSTR path, DWORD attributes) -> BOOL {
-                                        return !Refuses(path) &&
-                                               set_.Original<decltype(&::SetFileAttributesW)>()(path, attributes);
-                                      }};
-  TestSupport::ImportRedirection find_{
-      "FindFirstFileW", [this](LPCWSTR path, WIN32_FIND_DATAW* entry) -> HANDLE {
-        return Refuses(path) ? INVALID_HANDLE_VALUE : find_.Original<decltype(&::FindFirstFileW)>()(path, entry);
-      }};
+  std::vector<std::unique_ptr<TestSupport::ImportRedirection>> limits_;
 };
 
 // With the calls that delete.
 class PlainDeletionLimits : public PlainPathLimits {
-  template <class Function>
-  static BOOL Call(const TestSupport::ImportRedirection& redirection, LPCWSTR path) {
-    if (NeedsLongForm(path)) {
-      ::SetLastError(ERROR_PATH_NOT_FOUND);
-      return FALSE;
-    }
-    return redirection.Original<Function>()(path);
+ public:
+  PlainDeletionLimits() {
+    Limit("DeleteFileW", &::DeleteFileW, FALSE);
+    Limit("RemoveDirectoryW", &::RemoveDirectoryW, FALSE);
   }
-
-  TestSupport::ImportRedirection delete_{
-      "DeleteFileW", [this](LPCWSTR path) -> BOOL { return Call<decltype(&::DeleteFileW)>(delete_, path); }};
-  TestSupport::ImportRedirection remove_{
-      "RemoveDirectoryW", [this](LPCWSTR path) -> BOOL { return Call<decltype(&::RemoveDirectoryW)>(remove_, path); }};
 };
 
 }  // namespace OrCommonTests

@@ -1,15 +1,14 @@
-// The common library in a process of its own. What it is asked stands in its arguments, what it found on its standard
-// output (see Probe.h).
+// The common library in a process of its own. Its arguments say what it is asked; what it found it prints
+// (see Probe.h).
 //
 //   windows <version> <processor>   the version tests and the processor queries on a machine that answers
-//     <version>                     real | fail:<error> | <major>.<minor>,<platform>,<service pack>,<product type>
-//     <processor>                   real | <PROCESSOR_ARCHITECTURE_...> | noentry | nolibrary
+//     <version>                     fail:<error> | <major>.<minor>,<platform>,<service pack>,<product type>
+//     <processor>                   <PROCESSOR_ARCHITECTURE_...> | noentry | nolibrary
 //   start guarded|unguarded         starts regsvr32.exe by its name
 //   load guarded|unguarded          loads libraries by their names
 //   guard                           tells the value that guards its stack
 //   overrun <bytes>                 writes that many bytes into a place of eight on its stack
 //   uncaught                        throws an exception that nobody catches
-//   sleep                           stays until somebody ends it
 //
 // Under the name of regsvr32.exe it exits with 77 and does nothing.
 #include <windows.h>
@@ -29,6 +28,7 @@
 #include "tests/support/CallFailures.h"
 #include "tests/support/ImportRedirection.h"
 #include "tests/support/LibraryAnswers.h"
+#include "tests/unit/OrCommon/Probe.h"
 
 namespace {
 
@@ -54,7 +54,7 @@ void PretendProcessor(Machine& machine, const std::wstring& processor) {
     machine.processor = std::make_unique<TestSupport::MissingEntry>("GetNativeSystemInfo");
   } else if (processor == L"nolibrary") {
     machine.missing = std::make_unique<TestSupport::MissingLibrary>(L"kernel32.dll");
-  } else if (processor != L"real") {
+  } else {
     g_processor = static_cast<WORD>(std::stoul(processor));
     machine.processor = std::make_unique<TestSupport::AnswerProcAddress>("GetNativeSystemInfo", &AnswerProcessor);
   }
@@ -64,18 +64,14 @@ void PretendVersion(Machine& machine, const std::wstring& version) {
   unsigned long error = 0;
   unsigned facts[5] = {};
   const bool fails = std::swscanf(version.c_str(), L"fail:%lu", &error) == 1;
-  const bool answers = std::swscanf(version.c_str(), L"%u.%u,%u,%u,%u", &facts[0], &facts[1], &facts[2], &facts[3],
-                                    &facts[4]) == static_cast<int>(std::size(facts));
+  std::swscanf(version.c_str(), L"%u.%u,%u,%u,%u", &facts[0], &facts[1], &facts[2], &facts[3], &facts[4]);
   machine.version = std::make_unique<ImportRedirection>(
-      "GetVersionExW", [&machine, fails, error, answers, facts](OSVERSIONINFOW* record) -> BOOL {
+      "GetVersionExW", [&machine, fails, error, facts](OSVERSIONINFOW* record) -> BOOL {
         ++machine.versionCalls;
         machine.recordSize = record->dwOSVersionInfoSize;
         if (fails) {
           ::SetLastError(error);
           return FALSE;
-        }
-        if (!answers) {
-          return machine.version->Original<decltype(&::GetVersionExW)>()(record);
         }
         auto* const extended = reinterpret_cast<OSVERSIONINFOEXW*>(record);
         extended->dwMajorVersion = facts[0];
@@ -181,6 +177,11 @@ int wmain(int argumentCount, wchar_t* arguments[]) {
   if (name != nullptr && ::_wcsicmp(name, L"\\regsvr32.exe") == 0) {
     return 77;
   }
+  const wchar_t* const answers = ::_wgetenv(OrCommonTests::kAnswersVariable);
+  if (answers != nullptr) {
+    ::_wfreopen(answers, L"wb", stdout);
+    ::_wfreopen(answers, L"ab", stderr);
+  }
   const std::wstring task = argumentCount > 1 ? arguments[1] : L"";
   const std::wstring first = argumentCount > 2 ? arguments[2] : L"";
   const std::wstring second = argumentCount > 3 ? arguments[3] : L"";
@@ -208,9 +209,5 @@ int wmain(int argumentCount, wchar_t* arguments[]) {
     throw std::runtime_error("nobody catches this");
   }
 #endif
-  if (task == L"sleep") {
-    ::Sleep(60000);
-    return 0;
-  }
   return 1;
 }

@@ -4,26 +4,22 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "tests/support/CallFailures.h"
+#include "tests/support/CallWatch.h"
 #include "tests/support/ImportRedirection.h"
 #include "tests/support/LibraryAnswers.h"
+#include "tests/support/ScratchFolder.h"
 #include "tests/support/TextLines.h"
 #include "tests/unit/OrCommon/Probe.h"
-#include "tests/unit/OrCommon/ScratchFolder.h"
 
 using OrCommon::GuardProcess;
-using OrCommonTests::ProbeFile;
-using OrCommonTests::RunProbe;
-using OrCommonTests::ScratchFolder;
-using TestSupport::AnswerProcAddress;
-using TestSupport::FailCall;
-using TestSupport::ImportRedirection;
-using TestSupport::Lines;
-using TestSupport::MissingEntry;
+using namespace OrCommonTests;
+using namespace TestSupport;
 
 namespace {
 
@@ -83,70 +79,47 @@ class Guards {
                                  }
                                  return std::exchange(mode_, mode);
                                }};
-  ImportRedirection environment_{
-      "SetEnvironmentVariableW", [](LPCWSTR name, LPCWSTR value) -> BOOL {
-        g_guards.push_back("SetEnvironmentVariableW " + TestSupport::ToUtf8(name) + " " + TestSupport::ToUtf8(value));
-        return g_answer;
-      }};
+  ImportRedirection environment_{"SetEnvironmentVariableW", [](LPCWSTR name, LPCWSTR value) -> BOOL {
+                                   g_guards.push_back("SetEnvironmentVariableW " + ToUtf8(name) + " " + ToUtf8(value));
+                                   return g_answer;
+                                 }};
 };
 
-TEST_CASE("every guard is taken once, with its exact arguments") {
-  const Guards guards;
-  CHECK_LINES(guards.Take(), {kDllDirectories, kHeapInformation, kMitigationPolicy, kErrorMode, kEnvironment});
-}
-
-TEST_CASE("the guards are looked up in kernel32.dll, which is neither loaded nor released for it") {
-  Lines asked;
-  const Guards guards;
-  TestSupport::CountCalls loads{"LoadLibraryW"};
-  TestSupport::CountCalls frees{"FreeLibrary"};
+TEST_CASE("every guard is taken once, with its exact arguments, also where Windows refuses; none is loaded for it") {
   const HMODULE kernel = ::GetModuleHandleW(L"kernel32.dll");
-  const ImportRedirection lookups{"GetProcAddress", [&](HMODULE module, LPCSTR name) -> FARPROC {
-                                    asked.push_back(module == kernel ? name : "not in kernel32");
-                                    return lookups.Original<decltype(&::GetProcAddress)>()(module, name);
-                                  }};
-  guards.Take();
-  CHECK_LINES(asked, {"SetDefaultDllDirectories", "HeapSetInformation", "SetProcessMitigationPolicy"});
-  CHECK(loads.Calls() == 0);
-  CHECK(frees.Calls() == 0);
+  for (const BOOL answer : {TRUE, FALSE}) {
+    Lines asked;
+    const Guards guards(answer);
+    const CountCalls loads{"LoadLibraryW"};
+    const CountCalls frees{"FreeLibrary"};
+    const OnCall lookups{"GetProcAddress", &::GetProcAddress, [&](HMODULE module, LPCSTR name) {
+                           asked.push_back(module == kernel ? name : "not in kernel32");
+                         }};
+    CHECK_LINES(guards.Take(), {kDllDirectories, kHeapInformation, kMitigationPolicy, kErrorMode, kEnvironment});
+    CHECK_LINES(asked, {"SetDefaultDllDirectories", "HeapSetInformation", "SetProcessMitigationPolicy"});
+    CHECK(loads.Calls() == 0);
+    CHECK(frees.Calls() == 0);
+  }
 }
 
 TEST_CASE("a guard that this Windows does not have is left out") {
+  const std::pair<const char*, const char*> late[] = {{"SetDefaultDllDirectories", kDllDirectories},
+                                                      {"HeapSetInformation", kHeapInformation},
+                                                      {"SetProcessMitigationPolicy", kMitigationPolicy}};
+  for (const auto& [function, guard] : late) {
+    CAPTURE(function);
+    const Guards guards;
+    const MissingEntry missing{function};
+    Lines wanted = {kDllDirectories, kHeapInformation, kMitigationPolicy, kErrorMode, kEnvironment};
+    wanted.erase(std::find(wanted.begin(), wanted.end(), guard));
+    CHECK_LINES(guards.Take(), (wanted));
+    CHECK(missing.Asked() == 1);
+  }
   const Guards guards;
-  SUBCASE("DLL directories") {
-    const MissingEntry missing{"SetDefaultDllDirectories"};
-    CHECK_LINES(guards.Take(), {kHeapInformation, kMitigationPolicy, kErrorMode, kEnvironment});
-    CHECK(missing.Asked() == 1);
-  }
-  SUBCASE("heap") {
-    const MissingEntry missing{"HeapSetInformation"};
-    CHECK_LINES(guards.Take(), {kDllDirectories, kMitigationPolicy, kErrorMode, kEnvironment});
-    CHECK(missing.Asked() == 1);
-  }
-  SUBCASE("mitigation policy") {
-    const MissingEntry missing{"SetProcessMitigationPolicy"};
-    CHECK_LINES(guards.Take(), {kDllDirectories, kHeapInformation, kErrorMode, kEnvironment});
-    CHECK(missing.Asked() == 1);
-  }
-  SUBCASE("none at all") {
-    const MissingEntry first{"SetDefaultDllDirectories"};
-    const MissingEntry second{"HeapSetInformation"};
-    const MissingEntry third{"SetProcessMitigationPolicy"};
-    CHECK_LINES(guards.Take(), {kErrorMode, kEnvironment});
-  }
-  SUBCASE("not even kernel32.dll by its name") {
-    FailCall noModule{"GetModuleHandleW", TestSupport::Calls::From(1), ERROR_MOD_NOT_FOUND};
-    const MissingEntry first{"SetDefaultDllDirectories"};
-    const MissingEntry second{"HeapSetInformation"};
-    const MissingEntry third{"SetProcessMitigationPolicy"};
-    CHECK_LINES(guards.Take(), {kErrorMode, kEnvironment});
-    CHECK(noModule.Failed() == 1);
-  }
-}
-
-TEST_CASE("a guard that Windows refuses does not keep the others from being taken") {
-  const Guards guards(FALSE);
-  CHECK_LINES(guards.Take(), {kDllDirectories, kHeapInformation, kMitigationPolicy, kErrorMode, kEnvironment});
+  const FailCall noModule{"GetModuleHandleW", Calls::From(1), ERROR_MOD_NOT_FOUND};
+  const FailCall noEntry{"GetProcAddress", Calls::From(1), ERROR_PROC_NOT_FOUND};
+  CHECK_LINES(guards.Take(), {kErrorMode, kEnvironment});
+  CHECK(noModule.Failed() == 1);
 }
 
 TEST_CASE("an error raises no box, and the caller's mode comes back for as long as it is asked for") {
@@ -168,14 +141,14 @@ TEST_CASE("a regsvr32.exe that lies in the current folder is not started in the 
   constexpr DWORD kSystemsNoSuchModule = 3;  // what the system's one exits with when told to register no file
   const ScratchFolder program(L"guarded program");
   const ScratchFolder current(L"anybody's folder");
-  const std::wstring probe = program.Copy(ProbeFile(), L"guarded.exe");
-  current.Copy(ProbeFile(), L"regsvr32.exe");
+  const std::wstring probe = CopyProbe(program, L"guarded.exe");
+  CopyProbe(current, L"regsvr32.exe");
 
-  const auto unguarded = RunProbe(L"start unguarded", probe, current.Path());
+  const auto unguarded = RunProbe({L"start", L"unguarded"}, probe, current.Path());
   CHECK(unguarded.exitCode == 0);
   CHECK(unguarded.answers.at("child exit code") == std::to_string(kPlanted));  // or the test below shows nothing
 
-  const auto guarded = RunProbe(L"start guarded", probe, current.Path());
+  const auto guarded = RunProbe({L"start", L"guarded"}, probe, current.Path());
   CHECK(guarded.exitCode == 0);
   CHECK(guarded.answers.at("child exit code") == std::to_string(kSystemsNoSuchModule));
 }
@@ -183,15 +156,15 @@ TEST_CASE("a regsvr32.exe that lies in the current folder is not started in the 
 TEST_CASE("a library that lies beside the program or in the current folder is not loaded, the system's are") {
   const ScratchFolder program(L"guarded program");
   const ScratchFolder current(L"anybody's folder");
-  const std::wstring probe = program.Copy(ProbeFile(), L"guarded.exe");
-  program.Copy(ProbeFile(), L"velabeside.dll");
-  current.Copy(ProbeFile(), L"velacurrent.dll");
+  const std::wstring probe = CopyProbe(program, L"guarded.exe");
+  CopyProbe(program, L"velabeside.dll");
+  CopyProbe(current, L"velacurrent.dll");
 
-  const auto unguarded = RunProbe(L"load unguarded", probe, current.Path());
+  const auto unguarded = RunProbe({L"load", L"unguarded"}, probe, current.Path());
   CHECK(unguarded.answers.at("velabeside.dll") == "loaded");
   CHECK(unguarded.answers.at("velacurrent.dll") == "loaded");
 
-  const auto guarded = RunProbe(L"load guarded", probe, current.Path());
+  const auto guarded = RunProbe({L"load", L"guarded"}, probe, current.Path());
   CHECK(guarded.answers.at("velabeside.dll") == std::to_string(ERROR_MOD_NOT_FOUND));
   CHECK(guarded.answers.at("velacurrent.dll") == std::to_string(ERROR_MOD_NOT_FOUND));
   CHECK(guarded.answers.at("psapi.dll") == "loaded");

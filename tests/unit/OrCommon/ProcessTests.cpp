@@ -6,63 +6,48 @@
 
 #include <cwchar>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "Common/OrCommon/OrComn_String.h"
 #include "Common/OrCommon/OrComn_System.h"
 #include "tests/support/CallFailures.h"
+#include "tests/support/CallWatch.h"
 #include "tests/support/ImportRedirection.h"
-#include "tests/unit/OrCommon/Probe.h"
-#include "tests/unit/OrCommon/ScratchFolder.h"
+#include "tests/support/TextLines.h"
 
 using namespace OrCommon::System;
-using OrCommon::String::EqualsIgnoringAsciiCase;
-using OrCommonTests::ProbeFile;
-using OrCommonTests::ScratchFolder;
-using OrCommonTests::SleepingProbe;
-using TestSupport::FailCall;
-using TestSupport::ImportRedirection;
+using namespace TestSupport;
 
 namespace {
 
-struct Running {
-  const wchar_t* executable;
-  DWORD id;
-};
-
-// A machine on which exactly these processes run. Watches the snapshot from its making to its end.
+// A machine on which exactly these processes run, with the ids 8, 16, 24, ... Watches the snapshot from its making to
+// its end.
 class Processes {
  public:
-  explicit Processes(std::vector<Running> processes) : processes_(std::move(processes)) {}
+  explicit Processes(std::vector<const wchar_t*> executables) : executables_(std::move(executables)) {}
 
-  DWORD flags = 0;
-  DWORD process = 1;
-  DWORD entrySize = 0;
-  unsigned taken = 0;
-  unsigned closed = 0;
+  Lines events;         // "take <kinds> <process>", "close"
   unsigned looked = 0;  // entries that were looked at
 
  private:
   BOOL Answer(PROCESSENTRY32W* entry, std::size_t index) {
-    entrySize = entry->dwSize;
+    CHECK(entry->dwSize == sizeof *entry);
     next_ = index + 1;
-    if (index >= processes_.size()) {
+    if (index >= executables_.size()) {
       ::SetLastError(ERROR_NO_MORE_FILES);
       return FALSE;
     }
     ++looked;
-    std::wcscpy(entry->szExeFile, processes_[index].executable);
-    entry->th32ProcessID = processes_[index].id;
+    std::wcscpy(entry->szExeFile, executables_[index]);
+    entry->th32ProcessID = static_cast<DWORD>(8 * next_);
     return TRUE;
   }
 
-  std::vector<Running> processes_;
+  std::vector<const wchar_t*> executables_;
   std::size_t next_ = 0;
   HANDLE snapshot_ = nullptr;
   ImportRedirection take_{"CreateToolhelp32Snapshot", [this](DWORD kinds, DWORD id) -> HANDLE {
-                            ++taken;
-                            flags = kinds;
-                            process = id;
+                            events.push_back("take " + std::to_string(kinds) + " " + std::to_string(id));
                             snapshot_ = take_.Original<decltype(&::CreateToolhelp32Snapshot)>()(TH32CS_SNAPPROCESS, 0);
                             return snapshot_;
                           }};
@@ -70,10 +55,11 @@ class Processes {
                            [this](HANDLE, PROCESSENTRY32W* entry) -> BOOL { return Answer(entry, 0); }};
   ImportRedirection later_{"Process32NextW",
                            [this](HANDLE, PROCESSENTRY32W* entry) -> BOOL { return Answer(entry, next_); }};
-  ImportRedirection close_{"CloseHandle", [this](HANDLE handle) -> BOOL {
-                             closed += handle == snapshot_ ? 1 : 0;
-                             return close_.Original<decltype(&::CloseHandle)>()(handle);
-                           }};
+  OnCall close_{"CloseHandle", &::CloseHandle, [this](HANDLE handle) {
+                  if (handle == snapshot_) {
+                    events.push_back("close");
+                  }
+                }};
 };
 
 constexpr DWORD kNotSet = 4711;
@@ -89,78 +75,41 @@ Found Find(const wchar_t* name) {
   return {result, id};
 }
 
-TEST_CASE("a running process is found by its base name, whatever the case") {
-  const Processes machine({{L"services.exe", 8}, {L"OUTLOOK.EXE", 16}, {L"msimn.exe", 24}, {L"WinMail.Exe", 32}});
-  CHECK(Find(L"outlook").result == 1);
+TEST_CASE("a process is found by its whole base name; only the letters A to Z have two cases") {
+  const Processes machine({L"services.exe", L"OUTLOOK.EXE", L"outlook2.exe", L"xwlmail.exe", L"helper.a.exe",
+                           L"exe.other", L"C:\\outlook\\WinMail.Exe", L"msimn", L"outlook.com", L"\u00C9mail.exe",
+                           L"\u212Aim.exe", L"[x].exe", L"@.exe"});
+  const std::pair<const wchar_t*, DWORD> names[] = {
+      {L"outlook", 16},  {L"OutLook", 16}, {L"MSIMN", 64},      {L"winmail", 56},
+      {L"helper.a", 40}, {L"exe", 48},     {L"\u00C9MAIL", 80}, {L"wlmail", 0},
+      {L"outloo", 0},    {L"other", 0},    {L"outlook.exe", 0}, {L"\u00E9mail", 0},  // its other case
+      {L"kim", 0},                                                                   // U+212A, the Kelvin sign, is no K
+      {L"`", 0},                                                                     // one before a, as @ is before A
+      {L"{x}", 0}};  // one bit apart from [x], as a is from A
+  for (const auto& [name, id] : names) {
+    CAPTURE(ToUtf8(name));
+    CHECK(Find(name).result == (id != 0 ? 1 : 0));
+    CHECK(Find(name).id == id);
+    CHECK(IsProcessRunning(name) == (id != 0));
+  }
+}
+
+TEST_CASE("the snapshot is one of everything, its first match is taken, and it is closed once") {
+  const std::string take = "take " + std::to_string(TH32CS_SNAPALL) + " 0";
+  Processes machine({L"a.exe", L"outlook.exe", L"outlook.exe"});
   CHECK(Find(L"outlook").id == 16);
-  CHECK(Find(L"OutLook").id == 16);
-  CHECK(Find(L"msimn").id == 24);
-  CHECK(Find(L"MSIMN").id == 24);
-  CHECK(Find(L"winmail").id == 32);
-  CHECK(Find(L"wlmail").result == 0);
-  CHECK(Find(L"wlmail").id == 0);
-}
-
-TEST_CASE("the whole base name is compared, and nothing of the extension") {
-  const Processes machine({{L"outlook2.exe", 8},
-                           {L"xoutlook.exe", 16},
-                           {L"outlook.helper.exe", 24},
-                           {L"exe.outlook", 32},
-                           {L"C:\\outlook\\other.exe", 40}});
-  CHECK(Find(L"outlook").result == 0);
-  CHECK(Find(L"outlook.exe").result == 0);
-  CHECK(Find(L"outloo").result == 0);
-  CHECK(Find(L"outlook.helper").id == 24);
-  CHECK(Find(L"other").id == 40);
-}
-
-TEST_CASE("executables without an extension, with another one, and with a path") {
-  const Processes machine({{L"msimn", 8}, {L"outlook.com", 16}, {L"D:\\Mail\\wlmail.exe", 24}});
-  CHECK(Find(L"msimn").id == 8);
-  CHECK(Find(L"outlook").id == 16);
-  CHECK(Find(L"wlmail").id == 24);
-}
-
-TEST_CASE("the first of several is taken and the rest is not looked at") {
-  const Processes machine({{L"a.exe", 8}, {L"outlook.exe", 16}, {L"outlook.exe", 24}});
-  const Found found = Find(L"outlook");
-  CHECK(found.result == 1);
-  CHECK(found.id == 16);
   CHECK(machine.looked == 2);
-}
-
-TEST_CASE("the snapshot is one of everything, and it is closed once") {
-  const Processes machine({{L"outlook.exe", 16}});
-  CHECK(Find(L"outlook").result == 1);
-  CHECK(machine.flags == TH32CS_SNAPALL);
-  CHECK(machine.process == 0);
-  CHECK(machine.entrySize == sizeof(PROCESSENTRY32W));
-  CHECK(machine.taken == 1);
-  CHECK(machine.closed == 1);
-  CHECK(Find(L"nobody").result == 0);
-  CHECK(machine.taken == 2);
-  CHECK(machine.closed == 2);
-}
-
-TEST_CASE("only the letters A to Z have two cases") {
-  const Processes machine({{L"\u00C9mail.exe", 8}, {L"\u212Aim.exe", 16}, {L"[x].exe", 24}});
-  CHECK(Find(L"\u00E9mail").result == 0);
-  CHECK(Find(L"\u00C9MAIL").id == 8);
-  CHECK(Find(L"kim").result == 0);  // U+212A, the Kelvin sign, is no K
-  CHECK(Find(L"{x}").result == 0);  // one bit apart from [x], as a is from A
-}
-
-TEST_CASE("no process at all") {
-  const Processes machine({});
+  CHECK_LINES(machine.events, {take, "close"});
+  const Processes nobody({});
   CHECK(Find(L"outlook").result == 0);
   CHECK(Find(L"outlook").id == 0);
-  CHECK(machine.closed == 2);
+  CHECK_LINES(nobody.events, {take, "close", take, "close"});
 }
 
 TEST_CASE("a snapshot that cannot be taken gives -1, which is not running, and closes nothing") {
-  const FailCall fails{"CreateToolhelp32Snapshot", TestSupport::Calls::From(1), ERROR_BAD_LENGTH};
-  const TestSupport::CountCalls closes{"CloseHandle"};
-  const TestSupport::CountCalls firsts{"Process32FirstW"};
+  const FailCall fails{"CreateToolhelp32Snapshot", Calls::From(1), ERROR_BAD_LENGTH};
+  const CountCalls closes{"CloseHandle"};
+  const CountCalls firsts{"Process32FirstW"};
   const Found found = Find(L"outlook");
   const DWORD error = ::GetLastError();
   CHECK(found.result == -1);
@@ -172,27 +121,6 @@ TEST_CASE("a snapshot that cannot be taken gives -1, which is not running, and c
   CHECK(firsts.Calls() == 0);
 }
 
-TEST_CASE("IsProcessRunning says yes for a match only") {
-  const Processes machine({{L"outlook.exe", 16}});
-  CHECK(IsProcessRunning(L"OUTLOOK"));
-  CHECK_FALSE(IsProcessRunning(L"msimn"));
-}
-
-TEST_CASE("a real process is found while it runs and not afterwards") {
-  const ScratchFolder folder(L"mail clients");
-  const std::wstring program = folder.Copy(ProbeFile(), L"MsImN.exe");
-  CHECK(Find(L"msimn").result == 0);
-  {
-    const SleepingProbe client(program);
-    CHECK(Find(L"msimn").result == 1);
-    CHECK(Find(L"msimn").id == client.Id());
-    CHECK(IsProcessRunning(L"MSIMN"));
-    CHECK(Find(L"wlmail").result == 0);
-  }
-  CHECK(Find(L"msimn").result == 0);
-  CHECK_FALSE(IsProcessRunning(L"msimn"));
-}
-
 TEST_CASE("base names of executables") {
   CHECK(GetProcessBaseName(L"OUTLOOK.EXE") == L"OUTLOOK");
   CHECK(GetProcessBaseName(L"C:\\a.b\\c") == L"c");
@@ -202,16 +130,6 @@ TEST_CASE("base names of executables") {
   CHECK(GetProcessBaseName(L".exe").empty());
   CHECK(GetProcessBaseName(L"C:\\folder\\").empty());
   CHECK(GetProcessBaseName(L"").empty());
-}
-
-TEST_CASE("comparing without regard to ASCII case") {
-  CHECK(EqualsIgnoringAsciiCase(L"", L""));
-  CHECK(EqualsIgnoringAsciiCase(L"abcXYZ09", L"ABCxyz09"));
-  CHECK_FALSE(EqualsIgnoringAsciiCase(L"abc", L"abcd"));
-  CHECK_FALSE(EqualsIgnoringAsciiCase(L"abcd", L"abc"));
-  CHECK_FALSE(EqualsIgnoringAsciiCase(L"\u00E9", L"\u00C9"));
-  CHECK_FALSE(EqualsIgnoringAsciiCase(L"@", L"`"));
-  CHECK_FALSE(EqualsIgnoringAsciiCase(L"[", L"{"));
 }
 
 }  // namespace

@@ -7,27 +7,9 @@
 #include <utility>
 #include <vector>
 
-namespace OrCommonTests {
+#include "tests/support/TestRegistry.h"
 
-// Deletes a key of HKEY_LOCAL_MACHINE with everything below it, as this process sees it.
-inline void DeleteTree(const std::wstring& path) {
-  HKEY key = nullptr;
-  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) {
-    return;
-  }
-  std::vector<std::wstring> subkeys;
-  wchar_t name[256];
-  for (DWORD length = 256; ::RegEnumKeyExW(key, static_cast<DWORD>(subkeys.size()), name, &length, nullptr, nullptr,
-                                           nullptr, nullptr) == ERROR_SUCCESS;
-       length = 256) {
-    subkeys.emplace_back(name, length);
-  }
-  ::RegCloseKey(key);
-  for (const std::wstring& subkey : subkeys) {
-    DeleteTree(path + L'\\' + subkey);
-  }
-  ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, path.c_str());
-}
+namespace OrCommonTests {
 
 // "HKEY_LOCAL_MACHINE\Software\<name>", in both views.
 class ScratchKey {
@@ -43,8 +25,8 @@ class ScratchKey {
 
  private:
   void Clear() const {
-    DeleteTree(Path());
-    DeleteTree(Path32());
+    TestSupport::RemoveKey(TestSupport::MachineKey64(Path()));
+    TestSupport::RemoveKey(TestSupport::MachineKey64(Path32()));
   }
 
   std::wstring name_;
@@ -83,12 +65,7 @@ inline LSTATUS Store(const std::wstring& path, const std::wstring& name, DWORD t
 }
 
 inline bool KeyExists(const std::wstring& path) {
-  HKEY key = nullptr;
-  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) {
-    return false;
-  }
-  ::RegCloseKey(key);
-  return true;
+  return TestSupport::KeyExists(TestSupport::MachineKey64(path));
 }
 
 // The bytes of a text as they would be stored; terminators only where they stand in `text`.

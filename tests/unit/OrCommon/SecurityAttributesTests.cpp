@@ -9,16 +9,12 @@
 #include <string>
 #include <type_traits>
 
-#include "tests/support/CallFailures.h"
-#include "tests/support/ImportRedirection.h"
-#include "tests/unit/OrCommon/HeapWatch.h"
+#include "tests/support/HeapWatch.h"
+#include "tests/support/ScratchFolder.h"
 #include "tests/unit/OrCommon/SecurityText.h"
-#include "tests/unit/install/ScratchFolder.h"
 
 using OrCommon::AccessControl::SecurityAttributes;
-using OrCommonTests::LinesOf;
-using OrCommonTests::LiveBlocks;
-using TestSupport::ImportRedirection;
+using namespace OrCommonTests;
 using TestSupport::ScratchFolder;
 
 namespace {
@@ -34,53 +30,24 @@ const TestSupport::Lines kCreationPolicy = {
     "allow 0x001f01ff flags 0x00 S-1-1-0",       // everyone
 };
 
-TEST_CASE("seven entries in order, none inherited, the list not defaulted") {
-  SecurityAttributes attributes;
-  CHECK_LINES(LinesOf(attributes.Get()->lpSecurityDescriptor), (kCreationPolicy));
-}
-
-TEST_CASE("the record has the platform's size and lets nobody inherit a handle") {
-  SecurityAttributes attributes;
-  CHECK(attributes.Get()->nLength == sizeof(SECURITY_ATTRIBUTES));
-  CHECK(attributes.Get()->bInheritHandle == FALSE);
-  CHECK(attributes.Get() == attributes.Get());
-}
-
-TEST_CASE("Windows makes a folder with it, and receives the seven entries") {
-  const ScratchFolder scratch(L"security");
-  const std::wstring folder = scratch.Path(L"made");
-  TestSupport::Lines received;
-  BOOL made = FALSE;
-  {
-    const ImportRedirection create{"CreateDirectoryW", [&](LPCWSTR path, SECURITY_ATTRIBUTES* attributes) -> BOOL {
-                                     received = LinesOf(attributes->lpSecurityDescriptor);
-                                     return create.Original<decltype(&::CreateDirectoryW)>()(path, attributes);
-                                   }};
-    made = ::CreateDirectoryW(folder.c_str(), SecurityAttributes().Get());
-  }
-  CHECK(made);
-  CHECK(TestSupport::Exists(folder));
-  CHECK_LINES(received, (kCreationPolicy));
-}
-
-TEST_CASE("each record owns its descriptor") {
+TEST_CASE("seven entries in order, none inherited; the record lets nobody inherit a handle and owns its descriptor") {
   auto first = std::make_unique<SecurityAttributes>();
-  SecurityAttributes second;
-  CHECK(first->Get()->lpSecurityDescriptor != second.Get()->lpSecurityDescriptor);
+  const auto second = std::make_unique<SecurityAttributes>();
+  CHECK(first->Get()->lpSecurityDescriptor != second->Get()->lpSecurityDescriptor);
   first.reset();
-  CHECK_LINES(LinesOf(second.Get()->lpSecurityDescriptor), (kCreationPolicy));
+  CHECK_LINES(LinesOf(second->Get()->lpSecurityDescriptor), (kCreationPolicy));
+  CHECK(second->Get()->nLength == sizeof(SECURITY_ATTRIBUTES));
+  CHECK(second->Get()->bInheritHandle == FALSE);
   CHECK_FALSE(std::is_copy_constructible_v<SecurityAttributes>);
 }
 
-TEST_CASE("the descriptor is released with the record") {
+TEST_CASE("Windows makes a folder with it; the descriptor is released with the record") {
+  const ScratchFolder scratch(L"security");
+  const std::wstring folder = scratch.Path(L"made");
   const long long before = LiveBlocks();
-  long long within = 0;
-  {
-    const SecurityAttributes attributes;
-    within = LiveBlocks();
-  }
+  const BOOL made = ::CreateDirectoryW(folder.c_str(), SecurityAttributes().Get());
   const long long after = LiveBlocks();
-  CHECK(within > before);
+  CHECK(made);
   CHECK(after == before);
 }
 
@@ -91,8 +58,8 @@ TEST_CASE("an identifier has as many parts as were said") {
   const SID_IDENTIFIER_AUTHORITY world = {SECURITY_WORLD_SID_AUTHORITY};
   const ATL::CSid two(nt, 2, 32, 547);
   const ATL::CSid one(world, 1, 0, 99);
-  CHECK(OrCommonTests::TextOf(const_cast<SID*>(two.GetPSID())) == "S-1-5-32-547");
-  CHECK(OrCommonTests::TextOf(const_cast<SID*>(one.GetPSID())) == "S-1-1-0");
+  CHECK(TextOf(const_cast<SID*>(two.GetPSID())) == "S-1-5-32-547");
+  CHECK(TextOf(const_cast<SID*>(one.GetPSID())) == "S-1-1-0");
   CHECK(two.GetLength() == 16);
   CHECK(one.GetLength() == 12);
   const ATL::CSid copy = two;

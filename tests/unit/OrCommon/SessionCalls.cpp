@@ -4,6 +4,7 @@
 
 #include "tests/support/TestFiles.h"
 #include "tests/support/TestPaths.h"
+#include "tests/support/TestRegistry.h"
 
 namespace OrCommonTests {
 
@@ -64,21 +65,18 @@ std::string TokenKind(HANDLE token) {
   return type == TokenPrimary ? "primary" : "impersonation";
 }
 
-// The tests' prefixes start no program that is called as Wine's shell is (run_in_prefix.sh); "*" before a name speaks
-// of programs that do not lie in the system folder.
-RunningCopy::Allowed::Allowed(const std::wstring& name) : value_(L"*" + name) {
-  TestSupport::MakeKey(Place(), {{value_, L"native"}});
-}
+namespace {
 
-RunningCopy::Allowed::~Allowed() {
-  TestSupport::RemoveValue(Place(), value_);
-}
-
-TestSupport::KeyPlace RunningCopy::Allowed::Place() {
+// The tests' prefixes start no program that is called as Wine's shell is (run_in_prefix.sh), unless it is allowed here;
+// "*" before a name speaks of programs that do not lie in the system folder.
+TestSupport::KeyPlace AllowedPrograms() {
   return {HKEY_CURRENT_USER, L"Software\\Wine\\DllOverrides", KEY_WOW64_64KEY};
 }
 
-RunningCopy::RunningCopy(const std::wstring& folder, const std::wstring& name) : allowed_(name) {
+}  // namespace
+
+RunningCopy::RunningCopy(const std::wstring& folder, const std::wstring& name) : allowed_(L"*" + name) {
+  TestSupport::MakeKey(AllowedPrograms(), {{allowed_, L"native"}});
   const std::wstring program = folder + L"\\" + name;
   TestSupport::CopyTestFile(TestSupport::FixturePath(L"Sleeper.exe"), program);
   // The sleeper makes the event once it runs: all its modules can be seen then.
@@ -109,6 +107,7 @@ RunningCopy::~RunningCopy() {
   ::TerminateProcess(process_, 0);
   ::WaitForSingleObject(process_, 10000);
   ::CloseHandle(process_);
+  TestSupport::RemoveValue(AllowedPrograms(), allowed_);
 }
 
 }  // namespace OrCommonTests

@@ -9,9 +9,8 @@
 #include <string>
 #include <utility>
 
-#include "tests/support/ImportRedirection.h"
+#include "tests/support/CallWatch.h"
 #include "tests/support/LibraryAnswers.h"
-#include "tests/support/TestRegistry.h"
 #include "tests/support/TextLines.h"
 
 namespace OrCommonTests {
@@ -70,42 +69,33 @@ class Belongings {
   unsigned librariesLoaded_ = 0;
   unsigned handlesTaken_ = 0;
   unsigned strange_ = 0;
-  TestSupport::ImportRedirection load_{"LoadLibraryW", [this](LPCWSTR name) -> HMODULE {
-                                         const auto load = load_.Original<decltype(&::LoadLibraryW)>();
-                                         const HMODULE module = load(name);
-                                         if (module != nullptr) {
-                                           ++librariesLoaded_;
-                                           libraries_.emplace(module, "library " + TestSupport::ToUtf8(name));
-                                         }
-                                         return module;
-                                       }};
-  TestSupport::ImportRedirection free_{"FreeLibrary", [this](HMODULE module) -> BOOL {
-                                         const auto loaded = libraries_.find(module);
-                                         if (loaded != libraries_.end()) {
-                                           libraries_.erase(loaded);
-                                         } else {
-                                           ++strange_;
-                                         }
-                                         return free_.Original<decltype(&::FreeLibrary)>()(module);
-                                       }};
-  TestSupport::ImportRedirection process_{"OpenProcess", [this](DWORD access, BOOL inherit, DWORD id) -> HANDLE {
-                                            const HANDLE process =
-                                                process_.Original<decltype(&::OpenProcess)>()(access, inherit, id);
-                                            return process != nullptr ? Add(process, "process") : nullptr;
-                                          }};
-  TestSupport::ImportRedirection token_{"OpenProcessToken",
-                                        [this](HANDLE process, DWORD access, HANDLE* token) -> BOOL {
-                                          const auto open = token_.Original<decltype(&::OpenProcessToken)>();
-                                          const BOOL opened = open(process, access, token);
-                                          if (opened) {
-                                            Add(*token, "process token");
-                                          }
-                                          return opened;
-                                        }};
-  TestSupport::ImportRedirection close_{"CloseHandle", [this](HANDLE handle) -> BOOL {
-                                          strange_ += handles_.erase(handle) == 0 ? 1U : 0U;
-                                          return close_.Original<decltype(&::CloseHandle)>()(handle);
-                                        }};
+  TestSupport::AfterCall load_{"LoadLibraryW", &::LoadLibraryW, [this](HMODULE module, LPCWSTR name) {
+                                 if (module != nullptr) {
+                                   ++librariesLoaded_;
+                                   libraries_.emplace(module, "library " + TestSupport::ToUtf8(name));
+                                 }
+                               }};
+  TestSupport::OnCall free_{"FreeLibrary", &::FreeLibrary, [this](HMODULE module) {
+                              const auto loaded = libraries_.find(module);
+                              if (loaded != libraries_.end()) {
+                                libraries_.erase(loaded);
+                              } else {
+                                ++strange_;
+                              }
+                            }};
+  TestSupport::AfterCall process_{"OpenProcess", &::OpenProcess, [this](HANDLE process, DWORD, BOOL, DWORD) {
+                                    if (process != nullptr) {
+                                      Add(process, "process");
+                                    }
+                                  }};
+  TestSupport::AfterCall token_{"OpenProcessToken", &::OpenProcessToken,
+                                [this](BOOL opened, HANDLE, DWORD, HANDLE* token) {
+                                  if (opened) {
+                                    Add(*token, "process token");
+                                  }
+                                }};
+  TestSupport::OnCall close_{"CloseHandle", &::CloseHandle,
+                             [this](HANDLE handle) { strange_ += handles_.erase(handle) == 0 ? 1U : 0U; }};
 };
 
 // A token that CloseHandle takes: this process's own, duplicated as a primary one.
@@ -128,19 +118,7 @@ class RunningCopy {
   DWORD Id() const { return id_; }
 
  private:
-  class Allowed {
-   public:
-    explicit Allowed(const std::wstring& name);
-    Allowed(const Allowed&) = delete;
-    Allowed& operator=(const Allowed&) = delete;
-    ~Allowed();
-
-   private:
-    static TestSupport::KeyPlace Place();
-    std::wstring value_;
-  };
-
-  Allowed allowed_;
+  std::wstring allowed_;
   HANDLE process_ = nullptr;
   DWORD id_ = 0;
 };

@@ -13,12 +13,7 @@
 #include "tests/support/ImportRedirection.h"
 #include "tests/support/LibraryAnswers.h"
 
-using TestSupport::Calls;
-using TestSupport::CountCalls;
-using TestSupport::FailCall;
-using TestSupport::ImportRedirection;
-using TestSupport::MissingEntry;
-using TestSupport::MissingLibrary;
+using namespace TestSupport;
 
 namespace OrCommon {
 namespace {
@@ -51,7 +46,7 @@ TEST_CASE("the functions of a library that cannot be loaded fail at each call, a
 
 TEST_CASE(
     "where the search cannot be limited to the system folder, the shell's libraries are loaded by their full paths") {
-  const TestSupport::LoadedNames loaded;
+  const LoadedNames loaded;
   const MissingEntry limit("SetDefaultDllDirectories");
   const MissingEntry exists("PathFileExistsW");  // or the call would be kept, and tell nothing of a later one
   CHECK_FALSE(Shell::PathFileExistsW(L"C:\\windows"));

@@ -1,4 +1,4 @@
-// The token of who runs the shell: processes of this machine, and machines made up from answers.
+// The token of who runs the shell: machines made up from answers.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -12,25 +12,15 @@
 #include "Common/OrCommon/OrComn_AccessControl.h"
 #include "tests/support/CallFailures.h"
 #include "tests/unit/OrCommon/SessionCalls.h"
-#include "tests/unit/install/ScratchFolder.h"
 
 using OrCommon::KernelHandle;
 using OrCommon::AccessControl::QueryUserToken;
-using OrCommonTests::AnswerEntry;
-using OrCommonTests::Belongings;
-using OrCommonTests::MakePrimaryToken;
-using OrCommonTests::RunningCopy;
-using OrCommonTests::TokenKind;
-using TestSupport::CountCalls;
-using TestSupport::FailCall;
-using TestSupport::ImportRedirection;
-using TestSupport::MissingEntry;
-using TestSupport::MissingLibrary;
-using TestSupport::ScratchFolder;
+using namespace OrCommonTests;
+using namespace TestSupport;
 
 namespace {
 
-constexpr wchar_t kShell[] = L"Explorer.exe";
+constexpr const wchar_t* kShell = OrCommon::AccessControl::kShellProgram;
 
 struct Query {
   bool found = false;
@@ -52,39 +42,6 @@ void CheckFails(const Query& query, DWORD error) {
   CHECK(query.token == "none");
 }
 
-TEST_CASE("without such a process there is no token: an invalid handle") {
-  const Belongings belongings;
-  CheckFails(AskFor(kShell), 6);
-  CheckFails(AskFor(L""), 6);
-  CHECK_LINES(belongings.Left(), {});
-  CHECK(belongings.Strange() == 0);
-}
-
-TEST_CASE("the user of a running process, by the whole name of its module in any case") {
-  const ScratchFolder scratch(L"shell user");
-  const RunningCopy other(scratch.Path(), L"NotExplorer.exe");
-  const RunningCopy longer(scratch.Path(), L"Explorer.exe.exe");
-  const Belongings belongings;
-  CheckFails(AskFor(kShell), 6);
-  {
-    const RunningCopy shell(scratch.Path(), L"EXPLORER.exe");
-    DWORD opened = 0;
-    const ImportRedirection open{"OpenProcess", [&](DWORD access, BOOL inherit, DWORD id) -> HANDLE {
-                                   opened = access == 0x1F0FFF ? id : opened;
-                                   return open.Original<decltype(&::OpenProcess)>()(access, inherit, id);
-                                 }};
-    for (const wchar_t* name : {kShell, OrCommon::AccessControl::kShellProgram, L"explorer.exe", L"EXPLORER.EXE"}) {
-      const Query query = AskFor(name);
-      CHECK(query.found);
-      CHECK(query.token == "primary");
-      CHECK(opened == shell.Id());
-    }
-    CheckFails(AskFor(L"Explorer"), 6);
-    CheckFails(AskFor(L"xplorer.exe"), 6);
-  }
-  CHECK_LINES(belongings.Left(), {});
-}
-
 // A machine with these processes, the first with the id 100. Handles of them are real ones, of this process.
 class Processes {
  public:
@@ -94,7 +51,7 @@ class Processes {
 
   static constexpr DWORD kFirst = 100;
 
-  TestSupport::Lines events;          // what was opened and asked
+  Lines events;                       // what was opened and asked
   std::vector<DWORD> sizes;           // of the lists that were asked for, in bytes
   DWORD listError = 0;                // of the list of processes; 0: none
   std::vector<DWORD> closedToLooks;   // ids that cannot be opened for a look
@@ -183,6 +140,7 @@ TEST_CASE("the first process of the name is opened with all access, the others a
   const Belongings belongings;
   const Processes machine({L"smss.exe", L"eXPLORER.EXE", L"Explorer.exe"});
   const Query query = AskFor(kShell);
+  CHECK(std::wstring(kShell) == L"Explorer.exe");
   CHECK(query.found);
   CHECK(query.token == "primary");
   CHECK_LINES(machine.events, {"open 100 access 0x410 inherit 0", "open 101 access 0x410 inherit 0",
@@ -204,10 +162,11 @@ TEST_CASE("processes that cannot be looked at are passed over") {
   CHECK_LINES(belongings.Left(), {});
 }
 
-TEST_CASE("only letters from A to Z have no case, and a name is compared whole") {
+TEST_CASE("a name is compared whole, and only the letters A to Z have two cases") {
   const Processes machine({L"Explorer.ex", L"Explorer.exe ", L"\x00C9xplorer.exe", L"Explorer.exe.exe", L""});
-  CheckFails(AskFor(kShell), 6);
-  CheckFails(AskFor(L"\x00E9xplorer.exe"), 6);
+  for (const wchar_t* const name : {kShell, L"\x00E9xplorer.exe", L"Explorer", L"xplorer.exe"}) {
+    CheckFails(AskFor(name), 6);
+  }
   CHECK(AskFor(L"\x00C9XPLORER.EXE").found);
 }
 
@@ -228,13 +187,31 @@ TEST_CASE("a list of processes that is full is asked for again with more room") 
   }
 }
 
-TEST_CASE("a list of processes that cannot be had gives its code, and nothing is opened") {
-  const Belongings belongings;
-  Processes machine({L"Explorer.exe"});
-  machine.listError = ERROR_NOACCESS;
-  CheckFails(AskFor(kShell), ERROR_NOACCESS);
-  CHECK_LINES(machine.events, {});
-  CHECK_LINES(belongings.Left(), {});
+TEST_CASE("each step that fails gives its code; what was opened is closed") {
+  const auto check = [](DWORD error, const Lines& events) {
+    const Belongings belongings;
+    Processes machine({L"Explorer.exe", L"Explorer.exe"});
+    machine.listError = error == ERROR_NOACCESS ? error : 0;
+    machine.fullAccessError = error == ERROR_PRIVILEGE_NOT_HELD ? error : 0;
+    CheckFails(AskFor(kShell), error);
+    CHECK_LINES(machine.events, (events));
+    CHECK_LINES(belongings.Left(), {});
+    CHECK(belongings.Strange() == 0);
+  };
+  const std::string look = "open 100 access 0x410 inherit 0";
+  const std::string full = "open 100 access 0x1f0fff inherit 0";
+  check(ERROR_NOACCESS, {});                      // the list of processes
+  check(ERROR_PRIVILEGE_NOT_HELD, {look, full});  // the process: the search ends
+  {
+    const FailCall token{"OpenProcessToken", 1, ERROR_ACCESS_DENIED};
+    check(ERROR_ACCESS_DENIED, {look, full});
+  }
+  {
+    const MissingEntry missing("DuplicateTokenEx");
+    check(ERROR_PROC_NOT_FOUND, {look, full});
+  }
+  const MissingLibrary missing(L"advapi32.dll", ERROR_BAD_EXE_FORMAT);
+  check(ERROR_BAD_EXE_FORMAT, {look, full});
 }
 
 TEST_CASE("a missing process status library, or one of its entries, gives its code") {
@@ -253,121 +230,43 @@ TEST_CASE("a missing process status library, or one of its entries, gives its co
   CHECK_LINES(belongings.Left(), {});
 }
 
-TEST_CASE("a process that cannot be opened with all access ends the search with that code") {
-  const Belongings belongings;
-  Processes machine({L"Explorer.exe", L"Explorer.exe"});
-  machine.fullAccessError = ERROR_PRIVILEGE_NOT_HELD;
-  CheckFails(AskFor(kShell), ERROR_PRIVILEGE_NOT_HELD);
-  CHECK_LINES(machine.events, {"open 100 access 0x410 inherit 0", "open 100 access 0x1f0fff inherit 0"});
-  CHECK_LINES(belongings.Left(), {});
-}
-
-TEST_CASE("a process whose token cannot be opened gives that code; the process is closed") {
-  const Belongings belongings;
-  const Processes machine({L"Explorer.exe"});
-  const FailCall token{"OpenProcessToken", 1, ERROR_ACCESS_DENIED};
-  CheckFails(AskFor(kShell), ERROR_ACCESS_DENIED);
-  CHECK(token.Failed() == 1);
-  CHECK_LINES(belongings.Left(), {});
-  CHECK(belongings.Strange() == 0);
-}
-
-// DuplicateTokenEx, answered: its arguments, and what it gives.
-struct Duplication {
-  BOOL result = TRUE;
-  DWORD error = 0;
-  HANDLE given = nullptr;
-  unsigned calls = 0;
-  HANDLE source = nullptr;
-  DWORD access = 0;
-  bool attributes = true;
-  SECURITY_IMPERSONATION_LEVEL level = SecurityAnonymous;
-  TOKEN_TYPE type = TokenImpersonation;
-
-  AnswerEntry answer{"DuplicateTokenEx",
-                     [this](HANDLE token, DWORD wanted, SECURITY_ATTRIBUTES* security,
-                            SECURITY_IMPERSONATION_LEVEL atLevel, TOKEN_TYPE ofType, HANDLE* duplicate) -> BOOL {
-                       ++calls;
-                       source = token;
-                       access = wanted;
-                       attributes = security != nullptr;
-                       level = atLevel;
-                       type = ofType;
-                       *duplicate = given;
-                       ::SetLastError(error);
-                       return result;
-                     }};
-};
-
 TEST_CASE("the token is opened to be duplicated and duplicated as a primary one with all access") {
   Belongings belongings;
   const Processes machine({L"Explorer.exe"});
-  Duplication duplication;
-  duplication.given = belongings.Add(MakePrimaryToken(), "duplicate");
-  HANDLE process = nullptr;
-  DWORD access = 0;
+  BOOL result = TRUE;
+  HANDLE given = belongings.Add(MakePrimaryToken(), "duplicate");
   HANDLE opened = nullptr;
-  const ImportRedirection open{"OpenProcessToken", [&](HANDLE of, DWORD wanted, HANDLE* token) -> BOOL {
-                                 const BOOL success = open.Original<decltype(&::OpenProcessToken)>()(of, wanted, token);
-                                 process = of;
-                                 access = wanted;
-                                 opened = *token;
-                                 return success;
-                               }};
+  const AfterCall open{"OpenProcessToken", &::OpenProcessToken, [&](BOOL, HANDLE process, DWORD access, HANDLE* token) {
+                         CHECK(process != nullptr);
+                         CHECK(access == 0x20003);  // duplicate, assign primary, read control
+                         opened = *token;
+                       }};
+  const AnswerEntry duplicate{"DuplicateTokenEx",
+                              [&](HANDLE token, DWORD access, SECURITY_ATTRIBUTES* security,
+                                  SECURITY_IMPERSONATION_LEVEL level, TOKEN_TYPE type, HANDLE* made) -> BOOL {
+                                CHECK(token == opened);
+                                CHECK(access == 0xF01FF);
+                                CHECK(security == nullptr);
+                                CHECK(level == SecurityImpersonation);
+                                CHECK(type == TokenPrimary);
+                                *made = given;
+                                ::SetLastError(ERROR_BAD_IMPERSONATION_LEVEL);
+                                return result;
+                              }};
   KernelHandle token;
   DWORD error = 4711;
   CHECK(QueryUserToken(token, kShell, error));
-  CHECK(process != nullptr);
-  CHECK(access == 0x20003);  // duplicate, assign primary, read control
-  CHECK(duplication.calls == 1);
-  CHECK(duplication.source == opened);
-  CHECK(duplication.access == 0xF01FF);
-  CHECK_FALSE(duplication.attributes);
-  CHECK(duplication.level == SecurityImpersonation);
-  CHECK(duplication.type == TokenPrimary);
-  CHECK(token.Get() == duplication.given);
+  CHECK(token.Get() == given);
   CHECK_LINES(belongings.Left(), {"duplicate"});
   token.Reset();
-  CHECK_LINES(belongings.Left(), {});
-  CHECK(belongings.Strange() == 0);
-}
-
-TEST_CASE("a token that cannot be duplicated gives that code") {
-  const Belongings belongings;
-  const Processes machine({L"Explorer.exe"});
-  Duplication duplication;
-  duplication.result = FALSE;
-  duplication.error = ERROR_BAD_IMPERSONATION_LEVEL;
-  CheckFails(AskFor(kShell), ERROR_BAD_IMPERSONATION_LEVEL);
-  CHECK_LINES(belongings.Left(), {});
-  CHECK(belongings.Strange() == 0);
-}
-
-TEST_CASE("a duplicate that is no handle is an invalid one") {
-  const Belongings belongings;
-  const Processes machine({L"Explorer.exe"});
-  Duplication duplication;
-  duplication.error = ERROR_BUSY;
-  for (const HANDLE given : {HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {
-    duplication.given = given;
+  for (const HANDLE none : {HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {  // a duplicate that is no handle
+    given = none;
     CheckFails(AskFor(kShell), 6);
   }
-  CHECK(duplication.calls == 2);
+  result = FALSE;
+  CheckFails(AskFor(kShell), ERROR_BAD_IMPERSONATION_LEVEL);
   CHECK_LINES(belongings.Left(), {});
-  CHECK(belongings.Strange() == 0);  // no attempt to close what is none
-}
-
-TEST_CASE("without DuplicateTokenEx, or its library, there is no token") {
-  const Belongings belongings;
-  const Processes machine({L"Explorer.exe"});
-  {
-    const MissingEntry missing("DuplicateTokenEx");
-    CheckFails(AskFor(kShell), ERROR_PROC_NOT_FOUND);
-  }
-  const MissingLibrary missing(L"advapi32.dll", ERROR_BAD_EXE_FORMAT);
-  CheckFails(AskFor(kShell), ERROR_BAD_EXE_FORMAT);
-  CHECK_LINES(belongings.Left(), {});
-  CHECK(belongings.Strange() == 0);
+  CHECK(belongings.Strange() == 0);  // no attempt to close what is no handle
 }
 
 TEST_CASE("a token held before is closed, found or not") {

@@ -1,11 +1,12 @@
-#include "Common/OrCommon/OrComn_StackGuard.h"
-
+// What the program brings itself in the place of parts of the C and C++ libraries.
 #include <doctest/doctest.h>
 
 #include <windows.h>
 
+#include <stdexcept>
 #include <string>
 
+#include "Common/OrCommon/OrComn_StackGuard.h"
 #include "tests/support/ImportRedirection.h"
 #include "tests/unit/OrCommon/Probe.h"
 
@@ -37,27 +38,17 @@ class Ingredients {
 
 TEST_CASE("each ingredient has its place in the guard, whose lowest byte is 0") {
   Ingredients ingredients;
-  const std::uintptr_t first = DrawStackGuard();
-  CHECK(first == DrawStackGuard());
-  CHECK(first % 0x100 == 0);
-  std::uintptr_t difference = 0;
-  SUBCASE("time") {
-    ingredients.time ^= 0x0000000100001000;
-    difference = 0x0000000100001000;
-  }
-  SUBCASE("process") {
-    ingredients.process ^= 4;
-    difference = std::uintptr_t{4} << 48;
-  }
-  SUBCASE("thread") {
-    ingredients.thread ^= 4;
-    difference = std::uintptr_t{4} << 40;
-  }
-  SUBCASE("counter") {
-    ingredients.counter ^= 0x100;
-    difference = 0x0000000100000100;
-  }
-  CHECK((DrawStackGuard() ^ first) == difference);
+  const auto check = [&](auto& ingredient, auto change, std::uintptr_t difference) {
+    const std::uintptr_t first = DrawStackGuard();
+    CHECK(first == DrawStackGuard());
+    CHECK(first % 0x100 == 0);
+    ingredient ^= change;
+    CHECK((DrawStackGuard() ^ first) == difference);
+  };
+  check(ingredients.time, 0x0000000100001000ULL, 0x0000000100001000);
+  check(ingredients.process, 4U, std::uintptr_t{4} << 48);
+  check(ingredients.thread, 4U, std::uintptr_t{4} << 40);
+  check(ingredients.counter, 0x100LL, 0x0000000100000100);
 }
 
 TEST_CASE("where the ingredients cancel out the guard is the fixed one, never 0") {
@@ -73,8 +64,8 @@ TEST_CASE("where the ingredients cancel out the guard is the fixed one, never 0"
 
 #if defined(__MINGW32__)
 TEST_CASE("each process draws a guard of its own before it starts") {
-  const auto first = RunProbe(L"guard").answers.at("guard");
-  const auto second = RunProbe(L"guard").answers.at("guard");
+  const auto first = RunProbe({L"guard"}).answers.at("guard");
+  const auto second = RunProbe({L"guard"}).answers.at("guard");
   CHECK(first != second);
   for (const std::string& guard : {first, second}) {
     CHECK(std::stoull(guard) > 0xFF);
@@ -83,8 +74,38 @@ TEST_CASE("each process draws a guard of its own before it starts") {
 }
 
 TEST_CASE("a function that overruns its stack does not return") {
-  CHECK(RunProbe(L"overrun 8").exitCode == 0);
-  CHECK(RunProbe(L"overrun 24").exitCode == STATUS_STACK_BUFFER_OVERRUN);  // what fast fail ends a process with
+  CHECK(RunProbe({L"overrun", L"8"}).exitCode == 0);
+  CHECK(RunProbe({L"overrun", L"24"}).exitCode == STATUS_STACK_BUFFER_OVERRUN);  // what fast fail ends a process with
+}
+#endif
+
+struct Made {
+  explicit Made(int& count) : number(++count) {
+    if (number == 1) {
+      throw std::runtime_error("not yet");
+    }
+  }
+  int number;
+};
+
+int NumberOfTheOne(int& count) {
+  static const Made one(count);
+  return one.number;
+}
+
+TEST_CASE("a local static object is made once, and again where its making failed") {
+  int count = 0;
+  CHECK_THROWS_AS(NumberOfTheOne(count), std::runtime_error);
+  CHECK(NumberOfTheOne(count) == 2);
+  CHECK(NumberOfTheOne(count) == 2);
+  CHECK(count == 2);
+}
+
+#if defined(__MINGW32__)
+TEST_CASE("an exception that nobody catches ends the process as abort does, and is not told") {
+  const auto outcome = OrCommonTests::RunProbe({L"uncaught"});
+  CHECK(outcome.exitCode == 3);
+  CHECK(outcome.answers.empty());  // "what(): ..." else
 }
 #endif
 

@@ -1,16 +1,18 @@
-// Paths as Windows functions want them.
+// Paths as Windows functions want them, and the folder for temporary files.
 #include <doctest/doctest.h>
 
 #include <windows.h>
 
+#include <algorithm>
 #include <string>
 
 #include "Common/OrCommon/OrComn_File.h"
 #include "tests/support/CallFailures.h"
+#include "tests/support/ImportRedirection.h"
 
-using OrCommon::Storage::File::FullPath;
-using OrCommon::Storage::File::IsSameOrBelow;
-using OrCommon::Storage::File::SystemPath;
+using OrCommon::Storage::File::GetTemporaryFolder;
+using TestSupport::ImportRedirection;
+using namespace OrCommon::Storage::File;
 
 namespace {
 
@@ -84,6 +86,66 @@ TEST_CASE("a folder, what lies below it, and what only begins like it") {
   CHECK_FALSE(IsSameOrBelow(L"C:\\data\\Maker2", L"C:\\data\\Maker"));
   CHECK_FALSE(IsSameOrBelow(L"C:\\data", L"C:\\data\\Maker"));
   CHECK_FALSE(IsSameOrBelow(L"C:\\other\\Maker\\a", L"C:\\data\\Maker"));
+}
+
+constexpr wchar_t kFallback[] = L"C:\\WINDOWS\\Temp";
+
+struct Asked {
+  std::wstring folder;
+  UINT capacity = 0;
+  unsigned calls = 0;
+};
+
+// The temporary folder of a machine whose Windows folder is `windowsFolder`, or where asking for it gives `result`.
+Asked TemporaryFolderWhere(const std::wstring& windowsFolder, UINT result) {
+  Asked asked;
+  asked.folder = L"content of before";
+  const ImportRedirection redirect{"GetWindowsDirectoryW", [&](LPWSTR buffer, UINT capacity) -> UINT {
+                                     ++asked.calls;
+                                     asked.capacity = capacity;
+                                     if (windowsFolder.size() < capacity) {
+                                       std::copy_n(windowsFolder.c_str(), windowsFolder.size() + 1, buffer);
+                                     }
+                                     return result;
+                                   }};
+  GetTemporaryFolder(asked.folder);
+  return asked;
+}
+
+Asked TemporaryFolderWhere(const std::wstring& windowsFolder) {
+  return TemporaryFolderWhere(windowsFolder, static_cast<UINT>(windowsFolder.size()));
+}
+
+// A folder of so many characters in all.
+std::wstring FolderOf(std::size_t length) {
+  return L"D:\\" + std::wstring(length - 3, L'w');
+}
+
+TEST_CASE("the temporary folder is the Windows folder and \\Temp, whatever the user's own one is") {
+  wchar_t before[MAX_PATH] = {};
+  ::GetEnvironmentVariableW(L"TEMP", before, MAX_PATH);
+  ::SetEnvironmentVariableW(L"TEMP", L"C:\\elsewhere");
+  const Asked asked = TemporaryFolderWhere(L"E:\\Win NT");
+  ::SetEnvironmentVariableW(L"TEMP", before);
+  CHECK(asked.folder == L"E:\\Win NT\\Temp");
+  CHECK(asked.capacity == 261);
+  CHECK(asked.calls == 1);
+}
+
+TEST_CASE("a Windows folder that leaves room for \\Temp in 261 characters, and one that does not") {
+  CHECK(TemporaryFolderWhere(FolderOf(254)).folder == FolderOf(254) + L"\\Temp");
+  CHECK(TemporaryFolderWhere(FolderOf(255)).folder == FolderOf(255) + L"\\Temp");
+  CHECK(TemporaryFolderWhere(FolderOf(256)).folder == kFallback);
+  CHECK(TemporaryFolderWhere(FolderOf(257)).folder == kFallback);
+  CHECK(TemporaryFolderWhere(FolderOf(260)).folder == kFallback);
+}
+
+TEST_CASE("a Windows folder that cannot be had gives the fixed one") {
+  CHECK(TemporaryFolderWhere(L"", 0).folder == kFallback);
+  CHECK(TemporaryFolderWhere(FolderOf(261)).folder == kFallback);
+  CHECK(TemporaryFolderWhere(FolderOf(261), 262).folder == kFallback);
+  CHECK(TemporaryFolderWhere(FolderOf(400), 0xFFFFFFFF).folder == kFallback);
+  CHECK(TemporaryFolderWhere(FolderOf(400), 0xFFFFFFFA).folder == kFallback);  // too long for a sum of 32 bits
 }
 
 }  // namespace

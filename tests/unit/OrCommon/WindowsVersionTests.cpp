@@ -1,26 +1,28 @@
-// The version tests as a function of the version record, for every code, every boundary and both kinds of processor.
-#include "Common/OrCommon/OrComn_System.h"
-
+// The version tests as a function of the version record, for every code, every boundary and both kinds of processor;
+// and what a process asks Windows once and keeps: each answer in a process of its own, the probe.
 #include <doctest/doctest.h>
 
 #include <windows.h>
 
-#include <set>
+#include <map>
 #include <string>
 #include <vector>
 
+#include "Common/OrCommon/OrComn_System.h"
+#include "tests/unit/OrCommon/Probe.h"
+
 using OrCommon::System::MatchesWindowsVersion;
 using OrCommon::System::WindowsFacts;
+using namespace OrCommonTests;
 
 namespace {
 
 constexpr DWORD k9x = 1;
 constexpr DWORD kNt = 2;
 constexpr BYTE kWorkstation = 1;
-constexpr BYTE kController = 2;
 constexpr BYTE kServer = 3;
 
-WindowsFacts Facts(DWORD major, DWORD minor, WORD servicePack, BYTE productType, bool is64Bit, DWORD platform = kNt) {
+WindowsFacts Facts(DWORD major, DWORD minor, WORD servicePack, BYTE productType, bool is64Bit, DWORD platform) {
   WindowsFacts facts;
   facts.major = major;
   facts.minor = minor;
@@ -31,135 +33,66 @@ WindowsFacts Facts(DWORD major, DWORD minor, WORD servicePack, BYTE productType,
   return facts;
 }
 
-using Codes = std::set<DWORD>;
-
-std::string TextOf(const Codes& codes) {
-  std::string text;
-  for (const DWORD code : codes) {
-    text += std::to_string(code) + ' ';
-  }
-  return text;
-}
-
-Codes TrueCodes(const WindowsFacts& facts) {
-  Codes codes;
-  for (DWORD code = 0; code < 1000; ++code) {
-    if (MatchesWindowsVersion(code, facts)) {
-      codes.insert(code);
-    }
-  }
-  return codes;
-}
-
-void CheckCodes(const WindowsFacts& facts, const Codes& wanted, int line) {
-  CAPTURE(line);
-  CHECK(TextOf(TrueCodes(facts)) == TextOf(wanted));
-}
-#define CHECK_CODES(facts, ...) CheckCodes(facts, Codes __VA_ARGS__, __LINE__)
-
-TEST_CASE("systems that were sold") {
-  CHECK_CODES(Facts(4, 0, 0, 0, false, k9x), {2});                  // Windows 95
-  CHECK_CODES(Facts(4, 10, 0, 0, false, k9x), {2});                 // Windows 98
-  CHECK_CODES(Facts(4, 90, 0, 0, false, k9x), {1, 2});              // Windows Me
-  CHECK_CODES(Facts(4, 0, 6, kWorkstation, false), {101});          // NT 4.0
-  CHECK_CODES(Facts(5, 0, 4, kWorkstation, false), {3, 101, 102});  // Windows 2000
-  CHECK_CODES(Facts(5, 0, 4, kServer, false), {3, 101, 102, 112});  // Windows 2000 Server
-  CHECK_CODES(Facts(5, 1, 0, kWorkstation, false), {5, 7, 101, 102, 103});
-  CHECK_CODES(Facts(5, 1, 1, kWorkstation, false), {5, 7, 101, 102, 103});
-  CHECK_CODES(Facts(5, 1, 2, kWorkstation, false), {5, 7, 101, 102, 103, 104});
-  CHECK_CODES(Facts(5, 1, 3, kWorkstation, false), {5, 7, 101, 102, 103, 104, 105});
-  CHECK_CODES(Facts(5, 2, 0, kWorkstation, true), {6, 7, 101, 102, 103, 104, 105});  // Windows XP x64
-  CHECK_CODES(Facts(5, 2, 2, kServer, true), {4, 101, 102, 103, 104, 105, 112});     // Windows Server 2003
-  CHECK_CODES(Facts(5, 2, 2, kController, true), {101, 102, 103, 104, 105});
-  CHECK_CODES(Facts(6, 0, 0, kWorkstation, false), {8, 10, 101, 102, 103, 104, 105, 106});  // Windows Vista
-  CHECK_CODES(Facts(6, 0, 0, kWorkstation, true), {9, 10, 101, 102, 103, 104, 105, 106});
-  CHECK_CODES(Facts(6, 0, 1, kWorkstation, true), {9, 10, 101, 102, 103, 104, 105, 106, 107});
-  CHECK_CODES(Facts(6, 0, 2, kServer, true), {9, 10, 101, 102, 103, 104, 105, 106, 107, 108, 112});
-  CHECK_CODES(Facts(6, 1, 0, kWorkstation, false), {11, 13, 101, 102, 103, 104, 105, 106, 107, 108, 109});  // 7
-  CHECK_CODES(Facts(6, 1, 1, kWorkstation, true), {12, 13, 101, 102, 103, 104, 105, 106, 107, 108, 109, 110});
-  CHECK_CODES(Facts(6, 2, 0, kWorkstation, false),
-              {14, 16, 101, 102, 103, 104, 105, 106, 107, 108, 109, 110, 111});  // Windows 8
-  CHECK_CODES(Facts(6, 2, 0, kServer, true), {15, 16, 101, 102, 103, 104, 105, 106, 107, 108, 109, 110, 111, 112});
-  CHECK_CODES(Facts(6, 3, 0, kWorkstation, true), {101, 102, 103, 104, 105, 106, 107, 108, 109, 110, 111});  // 8.1
-}
-
-TEST_CASE("a system that reports 10.0 fails test 109 and passes its neighbours") {
-  CHECK_CODES(Facts(10, 0, 0, kWorkstation, true), {101, 102, 103, 104, 105, 106, 107, 108, 110, 111});
-  CHECK_CODES(Facts(10, 0, 5, kServer, true), {101, 102, 103, 104, 105, 106, 107, 108, 110, 111, 112});
-  CHECK_CODES(Facts(10, 1, 0, kWorkstation, true), {101, 102, 103, 104, 105, 106, 107, 108, 109, 110, 111});
-}
-
-TEST_CASE("platforms that are neither 9x nor NT pass nothing, whatever their numbers") {
-  for (const DWORD platform : {0U, 3U, 0xFFFFFFFFU}) {
-    CHECK_CODES(Facts(4, 90, 3, kWorkstation, true, platform), {});
-    CHECK_CODES(Facts(6, 1, 1, kServer, true, platform), {});
-  }
-  CHECK_CODES(Facts(6, 1, 1, kServer, true, k9x), {2});
-}
-
 // The list of the tests once more, row by row, in words as close to it as a program can be.
 bool Expected(DWORD code, const WindowsFacts& facts) {
-  const bool nt = facts.platform == kNt;
   const DWORD major = facts.major;
   const DWORD minor = facts.minor;
   const WORD pack = facts.servicePackMajor;
+  const bool workstation = facts.productType == kWorkstation;
+  if (facts.platform == k9x) {
+    return code == 2 || (code == 1 && major == 4 && minor == 90);
+  }
+  if (facts.platform != kNt) {
+    return false;
+  }
+  const auto is = [&](DWORD wantedMajor, DWORD wantedMinor) { return major == wantedMajor && minor == wantedMinor; };
   switch (code) {
-    case 1:
-      return facts.platform == k9x && major == 4 && minor == 90;
-    case 2:
-      return facts.platform == k9x;
     case 3:
-      return nt && major == 5 && minor == 0;
+      return is(5, 0);
     case 4:
-      return nt && major == 5 && minor == 2 && facts.productType == kServer;
+      return is(5, 2) && facts.productType == kServer;
     case 5:
-      return nt && major == 5 && minor == 1 && facts.productType == kWorkstation;
+      return is(5, 1) && workstation;
     case 6:
-      return nt && major == 5 && minor == 2 && facts.productType == kWorkstation;
+      return is(5, 2) && workstation;
     case 7:
-      return nt && major == 5 && (minor == 1 || minor == 2) && facts.productType == kWorkstation;
+      return (is(5, 1) || is(5, 2)) && workstation;
     case 8:
-      return nt && major == 6 && minor == 0 && !facts.is64Bit;
-    case 9:
-      return nt && major == 6 && minor == 0 && facts.is64Bit;
-    case 10:
-      return nt && major == 6 && minor == 0;
     case 11:
-      return nt && major == 6 && minor == 1 && !facts.is64Bit;
-    case 12:
-      return nt && major == 6 && minor == 1 && facts.is64Bit;
-    case 13:
-      return nt && major == 6 && minor == 1;
     case 14:
-      return nt && major == 6 && minor == 2 && !facts.is64Bit;
+      return is(6, (code - 8) / 3) && !facts.is64Bit;
+    case 9:
+    case 12:
     case 15:
-      return nt && major == 6 && minor == 2 && facts.is64Bit;
+      return is(6, (code - 8) / 3) && facts.is64Bit;
+    case 10:
+    case 13:
     case 16:
-      return nt && major == 6 && minor == 2;
+      return is(6, (code - 8) / 3);
     case 101:
-      return nt;
+      return true;
     case 102:
-      return nt && major >= 5;
+      return major >= 5;
     case 103:
-      return nt && ((major == 5 && minor != 0) || major >= 6);
+      return (major == 5 && minor != 0) || major >= 6;
     case 104:
-      return nt && (major > 5 || (major == 5 && minor >= 2) || (major == 5 && minor == 1 && pack >= 2));
+      return major > 5 || (major == 5 && minor >= 2) || (is(5, 1) && pack >= 2);
     case 105:
-      return nt && (major > 5 || (major == 5 && minor >= 2) || (major == 5 && minor == 1 && pack >= 3));
+      return major > 5 || (major == 5 && minor >= 2) || (is(5, 1) && pack >= 3);
     case 106:
-      return nt && major >= 6;
+      return major >= 6;
     case 107:
-      return nt && (major > 6 || (major == 6 && minor != 0) || (major == 6 && minor == 0 && pack >= 1));
+      return major > 6 || (major == 6 && minor != 0) || (is(6, 0) && pack >= 1);
     case 108:
-      return nt && (major > 6 || (major == 6 && minor > 0) || (major == 6 && minor == 0 && pack >= 2));
+      return major > 6 || (major == 6 && minor > 0) || (is(6, 0) && pack >= 2);
     case 109:
-      return nt && major >= 6 && minor >= 1;
+      return major >= 6 && minor >= 1;  // not on a system that reports 10.0
     case 110:
-      return nt && (major > 6 || (major == 6 && minor >= 2) || (major == 6 && minor == 1 && pack >= 1));
+      return major > 6 || (major == 6 && minor >= 2) || (is(6, 1) && pack >= 1);
     case 111:
-      return nt && (major > 6 || (major == 6 && minor >= 2));
+      return major > 6 || (major == 6 && minor >= 2);
     case 112:
-      return nt && facts.productType == kServer;
+      return facts.productType == kServer;
     default:
       return false;
   }
@@ -195,9 +128,8 @@ TEST_CASE("every test on every machine around the boundaries") {
 }
 
 TEST_CASE("codes that are not in the list answer false") {
-  const WindowsFacts facts = Facts(6, 1, 1, kServer, true);
-  for (const DWORD code : {0U, 17U, 18U, 99U, 100U, 113U, 200U, 0x80000001U, 0xFFFFFFFFU}) {
-    CAPTURE(code);
+  const WindowsFacts facts = Facts(6, 1, 1, kServer, true, kNt);
+  for (const DWORD code : {200U, 1000U, 0x80000001U, 0xFFFFFFFFU}) {
     CHECK_FALSE(MatchesWindowsVersion(code, facts));
   }
 }
@@ -207,6 +139,64 @@ TEST_CASE("the tests that the program names") {
   CHECK(static_cast<DWORD>(OrCommon::System::kWindows60) == 10);
   CHECK(static_cast<DWORD>(OrCommon::System::kWindowsXpOrLater) == 103);
   CHECK(static_cast<DWORD>(OrCommon::System::kNt6WithMinorVersion) == 109);
+}
+
+std::map<std::string, std::string> Ask(const wchar_t* version, const wchar_t* processor) {
+  ProbeAnswers probe = RunProbe({L"windows", version, processor});
+  REQUIRE(probe.exitCode == 0);
+  CHECK(probe.answers["version calls"] == "1");
+  CHECK(probe.answers["record size"] == std::to_string(sizeof(OSVERSIONINFOEXW)));
+  CHECK(probe.answers["later codes"] == probe.answers["codes"]);
+  return probe.answers;
+}
+
+TEST_CASE("the version record reaches the tests field by field, and the processor with it") {
+  const auto check = [](const wchar_t* version, const wchar_t* processor, const std::string& codes) {
+    CHECK(Ask(version, processor)["codes"] == codes);
+  };
+  check(L"4.90,1,0,0", L"9", "1 2");
+  check(L"5.0,2,4,1", L"9", "3 101 102");
+  check(L"5.1,2,3,1", L"9", "5 7 101 102 103 104 105");
+  check(L"5.2,2,2,1", L"9", "6 7 101 102 103 104 105");
+  check(L"5.2,2,2,3", L"9", "4 101 102 103 104 105 112");
+  check(L"6.0,2,1,1", L"9", "9 10 101 102 103 104 105 106 107");
+  check(L"6.1,2,0,1", L"0", "11 13 101 102 103 104 105 106 107 108 109");
+  check(L"6.1,2,1,1", L"9", "12 13 101 102 103 104 105 106 107 108 109 110");
+  check(L"6.2,2,0,1", L"0", "14 16 101 102 103 104 105 106 107 108 109 110 111");
+  check(L"6.2,2,0,1", L"9", "15 16 101 102 103 104 105 106 107 108 109 110 111");
+  check(L"10.0,2,0,1", L"9", "101 102 103 104 105 106 107 108 110 111");
+}
+
+TEST_CASE("any 64-bit processor decides the view and the version tests, AMD64 alone decides the files") {
+  struct Row {
+    const wchar_t* processor;
+    const char* architecture;
+    const char* is64Bit;
+    const char* isAmd64;
+    const char* libraryCalls;  // loads and releases
+  };
+  for (const Row& row :
+       {Row{L"9", "9", "1", "1", "1 1"}, Row{L"6", "6", "1", "0", "1 1"}, Row{L"12", "12", "1", "0", "1 1"},
+        Row{L"0", "0", "0", "0", "1 1"}, Row{L"5", "5", "0", "0", "1 1"}, Row{L"65535", "65535", "0", "0", "1 1"},
+        Row{L"noentry", "0", "0", "0", "1 1"}, Row{L"nolibrary", "0", "0", "0", "1 0"}}) {
+    CAPTURE(row.architecture);
+    auto answers = Ask(L"6.0,2,0,1", row.processor);
+    const bool is64Bit = row.is64Bit[0] == '1';
+    CHECK(answers["architecture"] == row.architecture);
+    CHECK(answers["64-bit"] == row.is64Bit);
+    CHECK(answers["AMD64"] == row.isAmd64);
+    CHECK(answers["view"] == (is64Bit ? "2" : "0"));
+    CHECK(answers["codes"].substr(0, 4) == (is64Bit ? "9 10" : "8 10"));
+    CHECK(answers["error"] == "0");
+    CHECK(answers["loads"] + " " + answers["frees"] == row.libraryCalls);
+  }
+}
+
+TEST_CASE("a version that cannot be asked for: every test is false, the error is kept, nobody asks again") {
+  auto answers = Ask(L"fail:1359", L"9");
+  CHECK(answers["codes"] == "none");
+  CHECK(answers["error"] == "1359");
+  CHECK(answers["64-bit"] == "1");
 }
 
 }  // namespace

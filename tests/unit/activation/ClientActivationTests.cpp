@@ -6,7 +6,7 @@
 #include "tests/support/CallFailures.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
-#include "tests/unit/OrCommon/HeapWatch.h"
+#include "tests/support/HeapWatch.h"
 #include "tests/unit/activation/SwitchedMachine.h"
 #include "tests/unit/settings/RegistryCallTrace.h"
 

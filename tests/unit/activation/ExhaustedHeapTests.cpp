@@ -5,7 +5,7 @@
 #include "activation/ClientActivation.h"
 #include "activation/MonitorLaunch.h"
 #include "tests/support/LogCapture.h"
-#include "tests/unit/OrCommon/HeapWatch.h"
+#include "tests/support/HeapWatch.h"
 #include "tests/unit/activation/ConsoleSession.h"
 #include "tests/unit/activation/MonitorStarts.h"
 #include "tests/unit/activation/SwitchedMachine.h"

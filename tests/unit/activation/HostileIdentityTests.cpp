@@ -9,7 +9,7 @@
 #include "activation/UserDataTree.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/TestFiles.h"
-#include "tests/unit/OrCommon/FolderLink.h"
+#include "tests/support/FolderLink.h"
 #include "tests/unit/activation/SwitchedMachine.h"
 
 using namespace TestSupport;

@@ -6,7 +6,7 @@
 #include "tests/unit/activation/ConsoleSession.h"
 #include "tests/unit/activation/MonitorStarts.h"
 #include "tests/unit/activation/SwitchedMachine.h"
-#include "tests/unit/plugins/RegistrationChild.h"
+#include "tests/support/RegistrationChild.h"
 #include "tests/unit/settings/RunningProcesses.h"
 
 namespace TestSupport {

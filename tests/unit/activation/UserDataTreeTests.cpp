@@ -14,7 +14,7 @@
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
-#include "tests/unit/OrCommon/FolderLink.h"
+#include "tests/support/FolderLink.h"
 #include "tests/unit/activation/SwitchedMachine.h"
 
 using namespace TestSupport;

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "tests/unit/OrCommon/HeapWatch.h"
+#include "tests/support/HeapWatch.h"
 #include "tests/unit/activation/SwitchWorld.h"
 #include "tests/unit/settings/WindowsReports.h"
 

@@ -5,7 +5,7 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/TextLines.h"
 #include "tests/unit/cli/Probe.h"
-#include "tests/unit/install/ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 
 using namespace TestSupport;
 

@@ -5,8 +5,8 @@
 
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/TextLines.h"
-#include "tests/unit/install/PendingMoves.h"
-#include "tests/unit/install/ScratchFolder.h"
+#include "tests/support/PendingMoves.h"
+#include "tests/support/ScratchFolder.h"
 
 namespace TestSupport {
 

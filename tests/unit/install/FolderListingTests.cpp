@@ -5,7 +5,7 @@
 #include "tests/support/CallFailures.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TextLines.h"
-#include "tests/unit/install/ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 
 using namespace TestSupport;
 using VELAUtility::ListSubfolders;

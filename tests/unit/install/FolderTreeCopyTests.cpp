@@ -7,7 +7,7 @@
 #include "tests/support/CallFailures.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/LogCapture.h"
-#include "tests/unit/OrCommon/HeapWatch.h"
+#include "tests/support/HeapWatch.h"
 #include "tests/unit/install/CopiedTree.h"
 #include "tests/unit/install/FileCallTrace.h"
 

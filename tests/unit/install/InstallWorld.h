@@ -8,8 +8,8 @@
 #include "tests/unit/install/CommandLineGiven.h"
 #include "tests/unit/install/InstallationSource.h"
 #include "tests/unit/install/OutlookRegistered.h"
-#include "tests/unit/install/PendingMoves.h"
-#include "tests/unit/plugins/RegistrationChild.h"
+#include "tests/support/PendingMoves.h"
+#include "tests/support/RegistrationChild.h"
 #include "tests/unit/settings/RunningProcesses.h"
 #include "tests/unit/settings/ScratchKey.h"
 

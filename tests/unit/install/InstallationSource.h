@@ -1,7 +1,7 @@
 // An installation source with one telling file in every folder of it.
 #pragma once
 
-#include "tests/unit/install/ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 
 namespace TestSupport {
 

@@ -8,7 +8,7 @@
 
 #include "tests/support/CallFailures.h"
 #include "tests/support/LogCapture.h"
-#include "tests/unit/OrCommon/HeapWatch.h"
+#include "tests/support/HeapWatch.h"
 #include "tests/unit/install/OutlookRegistered.h"
 #include "tests/unit/settings/RegistryCallTrace.h"
 

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "tests/unit/install/ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 #include "tests/unit/settings/ScratchKey.h"
 
 namespace TestSupport {

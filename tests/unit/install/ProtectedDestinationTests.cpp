@@ -8,8 +8,8 @@
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/LogCapture.h"
 #include "tests/unit/install/FileCallTrace.h"
-#include "tests/unit/install/PendingMoves.h"
-#include "tests/unit/install/ScratchFolder.h"
+#include "tests/support/PendingMoves.h"
+#include "tests/support/ScratchFolder.h"
 
 using namespace TestSupport;
 using VELAUtility::CopyFileKeepingTimes;

@@ -3,7 +3,7 @@
 #include <doctest/doctest.h>
 
 #include "tests/support/LogCapture.h"
-#include "tests/unit/plugins/RegistrationChild.h"
+#include "tests/support/RegistrationChild.h"
 
 using TestSupport::Lines;
 using TestSupport::LogCapture;

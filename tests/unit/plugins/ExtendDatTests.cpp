@@ -16,7 +16,7 @@
 #include "tests/support/LibraryAnswers.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
-#include "tests/unit/OrCommon/FolderLink.h"
+#include "tests/support/FolderLink.h"
 #include "tests/unit/plugins/OwnFiles.h"
 
 using OrCommonTests::FolderLink;

@@ -7,7 +7,7 @@
 #include "plugins/OutlookAddin.h"
 #include "tests/support/CallFailures.h"
 #include "tests/support/LogCapture.h"
-#include "tests/unit/plugins/RegistrationChild.h"
+#include "tests/support/RegistrationChild.h"
 #include "tests/unit/plugins/RegistryPlaces.h"
 
 using TestSupport::FailCall;

@@ -6,7 +6,7 @@
 
 #include "tests/support/CallFailures.h"
 #include "tests/support/LogCapture.h"
-#include "tests/unit/plugins/RegistrationChild.h"
+#include "tests/support/RegistrationChild.h"
 #include "tests/unit/plugins/RegistryPlaces.h"
 
 using TestSupport::FailCall;

@@ -8,8 +8,8 @@
 #include "tests/support/CallFailures.h"
 #include "tests/support/LogCapture.h"
 #include "tests/unit/plugins/OnlyProcess.h"
-#include "tests/unit/OrCommon/HeapWatch.h"
-#include "tests/unit/plugins/RegistrationChild.h"
+#include "tests/support/HeapWatch.h"
+#include "tests/support/RegistrationChild.h"
 #include "tests/unit/plugins/RegistryPlaces.h"
 
 using TestSupport::FailCall;

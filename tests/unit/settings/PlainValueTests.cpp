@@ -7,7 +7,7 @@
 #include "tests/support/CallFailures.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/RegistrySnapshot.h"
-#include "tests/unit/OrCommon/HeapWatch.h"
+#include "tests/support/HeapWatch.h"
 #include "tests/unit/settings/RegistryCallTrace.h"
 #include "tests/unit/settings/ScratchKey.h"
 

@@ -2,64 +2,44 @@
 
 #include <windows.h>
 
-#include <cstdio>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/RegistrySnapshot.h"
+#include "tests/support/ScratchFolder.h"
+#include "tests/support/TestRegistry.h"
 
-using TestSupport::FileSnapshot;
-using TestSupport::RegistrySnapshot;
+using namespace TestSupport;
 
 namespace {
 
 constexpr wchar_t kKey[] = L"Software\\VelaSnapshotTest";
 
-class TestKey {
- public:
-  explicit TestKey(REGSAM view) : view_(view) {
-    ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, kKey, 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS | view, nullptr, &key_,
-                      nullptr);
-  }
+// A key that is gone at the end.
+struct TestKey {
+  explicit TestKey(KeyPlace where) : place(std::move(where)) { MakeKey(place); }
   TestKey(const TestKey&) = delete;
   TestKey& operator=(const TestKey&) = delete;
-  ~TestKey() {
-    ::RegDeleteKeyW(key_, L"Sub");
-    ::RegDeleteKeyW(key_, L"");
-    ::RegCloseKey(key_);
-  }
+  ~TestKey() { RemoveKey(place); }
 
-  void SetNumber(const wchar_t* name, DWORD value) {
-    ::RegSetValueExW(key_, name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof value);
-  }
-  void SetBytes(const wchar_t* name, DWORD type, const void* data, DWORD size) {
-    ::RegSetValueExW(key_, name, 0, type, static_cast<const BYTE*>(data), size);
-  }
-  void Delete(const wchar_t* name) { ::RegDeleteValueW(key_, name); }
-  void AddSubkey() {
-    HKEY subkey = nullptr;
-    ::RegCreateKeyExW(key_, L"Sub", 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &subkey, nullptr);
-    ::RegCloseKey(subkey);
-  }
+  void AddSubkey() const { MakeKey({place.hive, place.path + L"\\Sub", place.view}); }
   RegistrySnapshot Snapshot() const {
     RegistrySnapshot snapshot;
-    snapshot.Add(HKEY_LOCAL_MACHINE, kKey, view_);
+    snapshot.Add(place.hive, place.path, place.view);
     return snapshot;
   }
 
- private:
-  REGSAM view_;
-  HKEY key_ = nullptr;
+  KeyPlace place;
 };
 
-TEST_CASE("a registry snapshot shows keys, values, types and data") {
-  TestKey key(KEY_WOW64_32KEY);
-  key.SetNumber(L"number", 3);
-  key.SetBytes(L"", REG_SZ, L"text", sizeof L"text");
-  key.SetBytes(L"unterminated", REG_SZ, L"abc", 4);  // a NUL behind the data would be taken in as well
-  key.SetBytes(L"list", REG_MULTI_SZ, L"a\0b\0", sizeof L"a\0b\0");
-  key.SetBytes(L"raw", REG_BINARY, "\x01\xff", 2);
+TEST_CASE("a registry snapshot shows keys, values, types and data of one view") {
+  const TestKey key(MachineKey32(kKey));
+  MakeKey(key.place, {{L"number", 3}, {L"", L"text"}});
+  SetRawValue(key.place, L"unterminated", REG_SZ, L"abc", 4);  // a NUL behind the data would be taken in as well
+  SetRawValue(key.place, L"list", REG_MULTI_SZ, L"a\0b\0", sizeof L"a\0b\0");
+  SetRawValue(key.place, L"raw", REG_BINARY, "\x01\xff", 2);
   key.AddSubkey();
   CHECK_LINES(key.Snapshot().AsLines(),
               {"HKLM\\Software\\VelaSnapshotTest [32]", "HKLM\\Software\\VelaSnapshotTest [32] \"\" REG_SZ \"text\"",
@@ -68,26 +48,18 @@ TEST_CASE("a registry snapshot shows keys, values, types and data") {
                "HKLM\\Software\\VelaSnapshotTest [32] \"raw\" REG_BINARY 01 ff",
                "HKLM\\Software\\VelaSnapshotTest [32] \"unterminated\" REG_SZ \"ab\" (4 bytes)",
                "HKLM\\Software\\VelaSnapshotTest\\Sub [32]"});
-}
-
-TEST_CASE("the two views of the registry are told apart") {
-  const TestKey key(KEY_WOW64_32KEY);
   RegistrySnapshot other;
   other.Add(HKEY_LOCAL_MACHINE, kKey, KEY_WOW64_64KEY);
   CHECK(other.AsLines().empty());
-  CHECK(key.Snapshot().AsLines().size() == 1);
 }
 
 TEST_CASE("changes in the registry") {
-  TestKey key(KEY_WOW64_64KEY);
-  key.SetNumber(L"changed", 1);
-  key.SetNumber(L"removed", 2);
-  key.SetNumber(L"same", 3);
+  const TestKey key(MachineKey64(kKey));
+  MakeKey(key.place, {{L"changed", 1}, {L"removed", 2}, {L"same", 3}});
   const RegistrySnapshot before = key.Snapshot();
   CHECK(RegistrySnapshot::Changes(before, key.Snapshot()).empty());
-  key.SetNumber(L"changed", 10);
-  key.Delete(L"removed");
-  key.SetBytes(L"new", REG_SZ, L"x", sizeof L"x");
+  MakeKey(key.place, {{L"changed", 10}, {L"new", L"x"}});
+  RemoveValue(key.place, L"removed");
   key.AddSubkey();
   CHECK_LINES(RegistrySnapshot::Changes(before, key.Snapshot()),
               {"~HKLM\\Software\\VelaSnapshotTest [64] \"changed\" REG_DWORD 10 <- REG_DWORD 1",
@@ -96,44 +68,26 @@ TEST_CASE("changes in the registry") {
                "+HKLM\\Software\\VelaSnapshotTest\\Sub [64]"});
 }
 
-void Write(const wchar_t* path, const std::string& content) {
-  FILE* const file = ::_wfopen(path, L"wb");
-  REQUIRE(file != nullptr);
-  CHECK(std::fwrite(content.data(), 1, content.size(), file) == content.size());
-  std::fclose(file);
-}
-
-FileSnapshot SnapshotOfFolder() {
-  FileSnapshot snapshot;
-  snapshot.Add(L"C:\\VelaSnapshotTest");
-  return snapshot;
-}
-
 TEST_CASE("changes in a folder tree") {
-  ::CreateDirectoryW(L"C:\\VelaSnapshotTest", nullptr);
-  ::CreateDirectoryW(L"C:\\VelaSnapshotTest\\sub", nullptr);
-  Write(L"C:\\VelaSnapshotTest\\content", "one");
-  Write(L"C:\\VelaSnapshotTest\\hidden", "x");
-  Write(L"C:\\VelaSnapshotTest\\same", "same");
-  Write(L"C:\\VelaSnapshotTest\\sub\\removed", "");
-  ::SetFileAttributesW(L"C:\\VelaSnapshotTest\\same", FILE_ATTRIBUTE_READONLY);
-  CHECK_LINES(SnapshotOfFolder().AsLines(),
+  const ScratchFolder scratch(L"snapshot");
+  const auto snapshot = [&] {
+    FileSnapshot taken;
+    taken.Add(scratch.Path());
+    return taken;
+  };
+  const std::wstring content = scratch.MakeFile(L"content", "one");
+  const std::wstring hidden = scratch.MakeFile(L"hidden", "x");
+  const std::wstring removed = scratch.MakeFile(L"sub\\removed", "");
+  ::SetFileAttributesW(scratch.MakeFile(L"same", "same").c_str(), FILE_ATTRIBUTE_READONLY);
+  CHECK_LINES(snapshot().AsLines(),
               {"content 3 bytes", "hidden 1 bytes", "same 4 bytes readonly", "sub\\", "sub\\removed 0 bytes"});
-
-  const FileSnapshot before = SnapshotOfFolder();
-  CHECK(FileSnapshot::Changes(before, SnapshotOfFolder()).empty());
-
-  WIN32_FILE_ATTRIBUTE_DATA data = {};
-  CHECK(::GetFileAttributesExW(L"C:\\VelaSnapshotTest\\content", GetFileExInfoStandard, &data));
-  Write(L"C:\\VelaSnapshotTest\\content", "two");
-  const HANDLE file =
-      ::CreateFileW(L"C:\\VelaSnapshotTest\\content", FILE_WRITE_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-  CHECK(::SetFileTime(file, nullptr, nullptr, &data.ftLastWriteTime));
-  CHECK(::CloseHandle(file));
-  ::SetFileAttributesW(L"C:\\VelaSnapshotTest\\hidden", FILE_ATTRIBUTE_HIDDEN);
-  ::DeleteFileW(L"C:\\VelaSnapshotTest\\sub\\removed");
-  ::CreateDirectoryW(L"C:\\VelaSnapshotTest\\sub\\new", nullptr);
-  CHECK_LINES(FileSnapshot::Changes(before, SnapshotOfFolder()),
+  const FileSnapshot before = snapshot();
+  CHECK(FileSnapshot::Changes(before, snapshot()).empty());
+  scratch.MakeFile(L"content", "two");  // with the time of before
+  ::SetFileAttributesW(hidden.c_str(), FILE_ATTRIBUTE_HIDDEN);
+  ::DeleteFileW(removed.c_str());
+  scratch.MakeFolder(L"sub\\new");
+  CHECK_LINES(FileSnapshot::Changes(before, snapshot()),
               {"~content content", "~hidden attributes", "+sub\\new\\", "-sub\\removed"});
 }
 
@@ -142,13 +96,13 @@ TEST_CASE("a file is read to its end, and one that has none is refused") {
   for (const LONG more : {0L, 1L}) {
     const HANDLE longFile = ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
     REQUIRE(longFile != INVALID_HANDLE_VALUE);
-    ::SetFilePointer(longFile, static_cast<LONG>(TestSupport::kLongestFile) + more, nullptr, FILE_BEGIN);
+    ::SetFilePointer(longFile, static_cast<LONG>(kLongestFile) + more, nullptr, FILE_BEGIN);
     CHECK(::SetEndOfFile(longFile));
     ::CloseHandle(longFile);
     if (more == 0) {
-      CHECK(TestSupport::FileContent(path).size() == TestSupport::kLongestFile);
+      CHECK(FileContent(path).size() == kLongestFile);
     } else {
-      CHECK_THROWS_AS(TestSupport::FileContent(path), std::length_error);
+      CHECK_THROWS_AS(FileContent(path), std::length_error);
     }
   }
   CHECK(::DeleteFileW(path.c_str()));

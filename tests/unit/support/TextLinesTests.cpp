@@ -1,9 +1,13 @@
-#include "tests/support/TextLines.h"
-
+// The lines of the tests, and the code page that a test's registration names (tests/VelaTest.cmake, run_in_prefix.sh).
 #include <doctest/doctest.h>
 
-using TestSupport::Difference;
-using TestSupport::Lines;
+#include <windows.h>
+
+#include <string>
+
+#include "tests/support/TextLines.h"
+
+using namespace TestSupport;
 
 namespace {
 
@@ -22,11 +26,19 @@ TEST_CASE("a difference shows all lines in order") {
 }
 
 TEST_CASE("lines are picked by a part of them") {
-  CHECK(TestSupport::LinesWith({"LOG_INFO : x", "LOG_ERROR: y"}, "ERROR") == Lines{"LOG_ERROR: y"});
+  CHECK(LinesWith({"LOG_INFO : x", "LOG_ERROR: y"}, "ERROR") == Lines{"LOG_ERROR: y"});
 }
 
 TEST_CASE("wide text becomes UTF-8") {
-  CHECK(TestSupport::ToUtf8(L"a\u00E9\u65E5") == "a\xC3\xA9\xE6\x97\xA5");
+  CHECK(ToUtf8(L"a\u00E9\u65E5") == "a\xC3\xA9\xE6\x97\xA5");
+}
+
+TEST_CASE("the ANSI code page is the one of the test's locale") {
+  wchar_t locale[32] = {};
+  ::GetEnvironmentVariableW(L"VELA_TEST_LOCALE", locale, 32);
+  const bool japanese = std::wstring(locale) == L"ja_JP.UTF-8";
+  CHECK(::GetACP() == (japanese ? 932U : 1252U));
+  CHECK((::IsDBCSLeadByte(0x93) != FALSE) == japanese);
 }
 
 }  // namespace

@@ -9,8 +9,8 @@
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
-#include "tests/unit/install/PendingMoves.h"
-#include "tests/unit/install/ScratchFolder.h"
+#include "tests/support/PendingMoves.h"
+#include "tests/support/ScratchFolder.h"
 #include "tests/unit/uninstall/UninstallLog.h"
 #include "uninstall/FolderRemoval.h"
 

@@ -8,7 +8,7 @@
 #include "tests/support/ImportRedirection.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
-#include "tests/unit/install/ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 #include "tests/unit/uninstall/UninstallLog.h"
 #include "uninstall/FolderRemoval.h"
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "tests/support/TextLines.h"
-#include "tests/unit/plugins/RegistrationChild.h"
+#include "tests/support/RegistrationChild.h"
 
 namespace TestSupport {
 

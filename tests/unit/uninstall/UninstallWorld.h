@@ -8,9 +8,9 @@
 #include "tests/support/TestRegistry.h"
 #include "tests/support/TextLines.h"
 #include "tests/unit/install/CommandLineGiven.h"
-#include "tests/unit/install/PendingMoves.h"
-#include "tests/unit/install/ScratchFolder.h"
-#include "tests/unit/plugins/RegistrationChild.h"
+#include "tests/support/PendingMoves.h"
+#include "tests/support/ScratchFolder.h"
+#include "tests/support/RegistrationChild.h"
 #include "tests/unit/settings/RunningProcesses.h"
 
 namespace TestSupport {

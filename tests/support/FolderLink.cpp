@@ -1,10 +1,10 @@
-#include "tests/unit/OrCommon/FolderLink.h"
+#include "tests/support/FolderLink.h"
 
 #include <windows.h>
 
+#include <cstring>
 #include <stdexcept>
 
-#include "Common/OrCommon/OrComn_Library.h"
 #include "tests/support/TextLines.h"
 
 namespace OrCommonTests {
@@ -14,7 +14,11 @@ template <class Function>
 Function KernelEntry(const char* name) {
   // By this call, and called directly: redirections work only in a program that imports it.
   const HMODULE kernel = ::LoadLibraryA("kernel32.dll");
-  return OrCommon::Library::FunctionCast<Function>(::GetProcAddress(kernel, name));
+  const FARPROC address = ::GetProcAddress(kernel, name);
+  Function function = nullptr;
+  static_assert(sizeof function == sizeof address);
+  std::memcpy(&function, &address, sizeof function);
+  return function;
 }
 
 bool IsThere(const std::wstring& path) {

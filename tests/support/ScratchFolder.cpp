@@ -1,4 +1,4 @@
-#include "tests/unit/install/ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 
 #include <stdexcept>
 

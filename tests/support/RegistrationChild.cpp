@@ -1,4 +1,4 @@
-#include "tests/unit/plugins/RegistrationChild.h"
+#include "tests/support/RegistrationChild.h"
 
 #include <algorithm>
 

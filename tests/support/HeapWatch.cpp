@@ -1,4 +1,4 @@
-#include "tests/unit/OrCommon/HeapWatch.h"
+#include "tests/support/HeapWatch.h"
 
 #include <cstdlib>
 #include <new>

@@ -1,0 +1,59 @@
+// Looks at each call of a Windows function, which runs as ever:
+//
+//   OnCall free{"FreeLibrary", &::FreeLibrary, [&](HMODULE module) { events.push_back("free"); }};
+//   AfterCall load{"LoadLibraryW", &::LoadLibraryW, [&](HMODULE module, LPCWSTR name) { ... }};
+//
+// AfterCall gets the result first. A listener may leave all parameters out.
+#pragma once
+
+#include <windows.h>
+
+#include <memory>
+#include <type_traits>
+
+#include "tests/support/ImportRedirection.h"
+
+namespace TestSupport {
+
+class OnCall {
+ public:
+  template <class Result, class... Arguments, class Listener>
+  OnCall(const char* name, Result(WINAPI* /*type*/)(Arguments...), Listener listener) {
+    redirection_ = std::make_unique<ImportRedirection>(name, [this, listener](Arguments... arguments) -> Result {
+      if constexpr (std::is_invocable_v<const Listener&, Arguments...>) {
+        listener(arguments...);
+      } else {
+        listener();
+      }
+      return redirection_->Original<Result(WINAPI*)(Arguments...)>()(arguments...);
+    });
+  }
+  OnCall(const OnCall&) = delete;
+  OnCall& operator=(const OnCall&) = delete;
+
+ private:
+  std::unique_ptr<ImportRedirection> redirection_;
+};
+
+class AfterCall {
+ public:
+  template <class Result, class... Arguments, class Listener>
+  AfterCall(const char* name, Result(WINAPI* /*type*/)(Arguments...), Listener listener) {
+    redirection_ = std::make_unique<ImportRedirection>(name, [this, listener](Arguments... arguments) -> Result {
+      const Result result = redirection_->Original<Result(WINAPI*)(Arguments...)>()(arguments...);
+      if constexpr (std::is_invocable_v<const Listener&, Result, Arguments...>) {
+        listener(result, arguments...);
+      } else {
+        listener();
+      }
+      return result;
+    });
+  }
+  AfterCall(const AfterCall&) = delete;
+  AfterCall& operator=(const AfterCall&) = delete;
+
+ private:
+  std::unique_ptr<ImportRedirection> redirection_;
+};
+
+}  // namespace TestSupport
