@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <cwchar>
 #include <new>
 #include <string>
 #include <type_traits>
@@ -83,8 +84,9 @@ TEST_CASE("where the search cannot be limited to the system folder, a library is
     const FailCall unnamed{"GetSystemDirectoryW", 1, ERROR_NOT_ENOUGH_MEMORY};
     bind(L"?");  // nothing is loaded
   }
-  const ImportRedirection tooLong{"GetSystemDirectoryW", [](LPWSTR, UINT room) -> UINT { return room; }};
-  bind(L"?");
+  const std::wstring longest(MAX_PATH - 2 - std::wcslen(folder), L'n');
+  CHECK(std::wstring(SystemLibrary(longest.c_str()).Path()) == std::wstring(folder) + L"\\" + longest);
+  CHECK(std::wstring(SystemLibrary((longest + L"n").c_str()).Path()) == L"?");
 }
 
 TEST_CASE("an entry that the library lacks gives the error of the lookup, and the library is released") {

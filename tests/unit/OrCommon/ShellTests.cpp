@@ -44,17 +44,16 @@ TEST_CASE("the functions of a library that cannot be loaded fail at each call, a
   CHECK(released.Calls() == 0);
 }
 
-TEST_CASE(
-    "where the search cannot be limited to the system folder, the shell's libraries are loaded by their full paths") {
-  const LoadedNames loaded;
-  const MissingEntry limit("SetDefaultDllDirectories");
-  const MissingEntry exists("PathFileExistsW");  // or the call would be kept, and tell nothing of a later one
-  CHECK_FALSE(Shell::PathFileExistsW(L"C:\\windows"));
-  CHECK(loaded.names.size() == 1);
-  CHECK(loaded.WithoutFolder().empty());
-}
-
 TEST_CASE("a function that its library has not fails at each call, and is bound once it is there") {
+  {
+    // Where the search cannot be limited to the system folder, the library is loaded by its full path.
+    const LoadedNames loaded;
+    const MissingEntry limit("SetDefaultDllDirectories");
+    const MissingEntry exists("PathFileExistsW");  // or the call would be kept, and tell nothing of a later one
+    CHECK_FALSE(Shell::PathFileExistsW(L"C:\\windows"));
+    CHECK(loaded.names.size() == 1);
+    CHECK(loaded.WithoutFolder().empty());
+  }
   wchar_t path[MAX_PATH] = L"C:\\windows\\system32";
   const char* const file = "C:\\windows\\notepad.exe";
   {
@@ -86,10 +85,7 @@ TEST_CASE("a function that its library has not fails at each call, and is bound 
   CHECK(Shell::PathAppendW(path, L"system32"));
   CHECK(std::wstring(path) == L"C:\\windows\\system32");
   CHECK(std::string(Shell::PathFindFileNameA(file)) == "notepad.exe");
-}
-
-TEST_CASE("what is bound is kept, and nothing is loaded or released for it again") {
-  REQUIRE(Shell::PathFileExistsW(L"C:\\windows"));
+  // What is bound is kept: nothing is loaded or released for it again.
   const FailCall load("LoadLibraryW", Calls::From(1), ERROR_NOT_ENOUGH_MEMORY);
   const CountCalls released("FreeLibrary");
   CHECK(Shell::PathFileExistsW(L"C:\\windows"));

@@ -9,11 +9,13 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/CallFailures.h"
 #include "tests/support/HeapWatch.h"
 #include "tests/support/ImportRedirection.h"
 
 using namespace OrCommon::String;
 using namespace OrCommonTests;
+using TestSupport::CountCalls;
 using TestSupport::ImportRedirection;
 
 namespace {
@@ -132,6 +134,7 @@ TEST_CASE("an exhausted heap is thrown, at a buffer or at the text itself, and n
     Thrown thrown;
     Thrown thrownOnce;
     unsigned refused = 0;
+    const CountCalls formatted{"_vsnwprintf"};
     const long long before = LiveBlocks();
     {
       const HeapLimit memory(kSmallestBuffer, quiet);
@@ -142,6 +145,7 @@ TEST_CASE("an exhausted heap is thrown, at a buffer or at the text itself, and n
     const long long after = LiveBlocks();
     CHECK(after == before);
     CHECK(refused == 1);
+    CHECK(formatted.Calls() == (quiet == kSmallestBuffer ? 0 : 2));  // never without a buffer
     CheckThrown(thrown, 55);
     CHECK(text.empty());
     CheckThrown(thrownOnce, 84);

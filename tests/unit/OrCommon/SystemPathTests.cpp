@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <string>
+#include <vector>
 
 #include "Common/OrCommon/OrComn_File.h"
 #include "tests/support/CallFailures.h"
@@ -48,14 +49,19 @@ TEST_CASE("ordinary names are left as they are") {
 }
 
 TEST_CASE("names that Windows reads as others, anywhere in the path") {
-  for (const wchar_t* const name :
-       {L"a ",      L"a.",   L"a. .",     L"...",     L" ",         L"CON",         L"con",
-        L"Prn",     L"aux",  L"NUL",      L"nul.txt", L"nul .txt",  L"NUL:a",       L"conin$",
-        L"CONOUT$", L"COM1", L"com0.log", L"LPT9",    L"com\x00B9", L"com\x00B2.a", L"lpt\x00B3"}) {
-    const std::wstring path = L"C:\\a\\" + std::wstring(name);
-    CHECK(SystemPath(path) == L"\\\\?\\" + path);
-    CHECK(SystemPath(path + L"\\b") == L"\\\\?\\" + path + L"\\b");
-    CHECK(SystemPath(path + L"\\*") == L"\\\\?\\" + path + L"\\*");
+  std::vector<std::wstring> names = {L"a ",       L"a.",        L"a. .",        L"...",      L" ",
+                                     L"CON",      L"con",       L"Prn",         L"aux",      L"NUL",
+                                     L"nul.txt",  L"nul .txt",  L"NUL:a",       L"conin$",   L"CONOUT$",
+                                     L"com0.log", L"com\x00B9", L"com\x00B2.a", L"lpt\x00B3"};
+  for (wchar_t digit = L'0'; digit <= L'9'; ++digit) {
+    names.push_back(std::wstring(L"COM") + digit);
+    names.push_back(std::wstring(L"LPT") + digit);
+  }
+  for (const std::wstring& name : names) {
+    const std::wstring path = L"C:\\a\\" + name;
+    for (const wchar_t* const below : {L"", L"\\b", L"\\*"}) {
+      CHECK(SystemPath(path + below) == L"\\\\?\\" + path + below);
+    }
   }
 }
 
