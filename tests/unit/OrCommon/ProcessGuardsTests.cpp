@@ -106,12 +106,12 @@ TEST_CASE("a guard that this Windows does not have is left out") {
   const std::pair<const char*, const char*> late[] = {{"SetDefaultDllDirectories", kDllDirectories},
                                                       {"HeapSetInformation", kHeapInformation},
                                                       {"SetProcessMitigationPolicy", kMitigationPolicy}};
-  for (const auto& [function, guard] : late) {
-    CAPTURE(function);
+  for (const auto& guard : late) {
+    CAPTURE(guard.first);
     const Guards guards;
-    const MissingEntry missing{function};
+    const MissingEntry missing{guard.first};
     Lines wanted = {kDllDirectories, kHeapInformation, kMitigationPolicy, kErrorMode, kEnvironment};
-    wanted.erase(std::find(wanted.begin(), wanted.end(), guard));
+    wanted.erase(std::find(wanted.begin(), wanted.end(), guard.second));
     CHECK_LINES(guards.Take(), (wanted));
     CHECK(missing.Asked() == 1);
   }

@@ -86,7 +86,9 @@ TEST_CASE("a process is found by its whole base name; only the letters A to Z ha
       {L"kim", 0},                                                                   // U+212A, the Kelvin sign, is no K
       {L"`", 0},                                                                     // one before a, as @ is before A
       {L"{x}", 0}};  // one bit apart from [x], as a is from A
-  for (const auto& [name, id] : names) {
+  for (const auto& row : names) {
+    const auto& name = row.first;
+    const DWORD id = row.second;
     CAPTURE(ToUtf8(name));
     CHECK(Find(name).result == (id != 0 ? 1 : 0));
     CHECK(Find(name).id == id);
