@@ -178,9 +178,9 @@ int wmain(int argumentCount, wchar_t* arguments[]) {
     return 77;
   }
   const wchar_t* const answers = ::_wgetenv(OrCommonTests::kAnswersVariable);
-  if (answers != nullptr) {
-    ::_wfreopen(answers, L"wb", stdout);
-    ::_wfreopen(answers, L"ab", stderr);
+  if (answers != nullptr &&
+      (::_wfreopen(answers, L"wb", stdout) == nullptr || ::_wfreopen(answers, L"ab", stderr) == nullptr)) {
+    return 1;
   }
   const std::wstring task = argumentCount > 1 ? arguments[1] : L"";
   const std::wstring first = argumentCount > 2 ? arguments[2] : L"";
