@@ -10,10 +10,10 @@
 #include "tests/support/CallFailures.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
-#include "tests/support/FolderLink.h"
-#include "tests/support/PendingMoves.h"
-#include "tests/support/ScratchFolder.h"
-#include "tests/unit/uninstall/UninstallLog.h"
+#include "tests/unit/OrCommon/FolderLink.h"
+#include "tests/unit/install/PendingMoves.h"
+#include "tests/unit/install/ScratchFolder.h"
+#include "tests/unit/uninstall/Removal.h"
 
 using namespace TestSupport;
 using OrCommonTests::FolderLink;
@@ -23,42 +23,21 @@ namespace {
 
 constexpr wchar_t kProgramData[] = L"C:\\ProgramData\\Orvane Labs";
 
-struct Removal {
-  bool succeeded;
-  int restartNeeded;
-  DWORD error;
-  Lines log;
-};
-
-Removal Remove(const std::wstring& folder, int restartNeeded = 0) {
-  const LogCapture log;
-  DWORD error = 4711;
-  const bool succeeded = DeleteFolderFiles(folder, restartNeeded, &error);
-  return {succeeded, restartNeeded, error, log.Lines()};
-}
-
-TEST_CASE("a folder goes with everything in it") {
-  const PendingMoves pending;
-  const ScratchFolder scratch(L"Removal");
-  scratch.MakeFile(L"VELA\\a.txt", "a");
-  scratch.MakeFile(L"VELA\\sub\\b.txt", "b");
-  const Removal removal = Remove(scratch.Path(L"VELA"));
-  CHECK(removal.succeeded);
-  CHECK(removal.restartNeeded == 0);
-  CHECK(removal.error == 0);
-  CHECK_LINES(removal.log, (FolderEmptied()));
-  CHECK_FALSE(Exists(scratch.Path(L"VELA")));
-  CHECK(Exists(scratch.Path()));
-  CHECK_LINES(pending.Lines(), {});
-}
-
-TEST_CASE("a folder that is told with a backslash behind it") {
-  const PendingMoves pending;
-  const ScratchFolder scratch(L"Removal");
-  scratch.MakeFile(L"VELA\\a.txt", "a");
-  CHECK(Remove(scratch.Path(L"VELA\\")).succeeded);
-  CHECK_FALSE(Exists(scratch.Path(L"VELA")));
-  CHECK_LINES(pending.Lines(), {});
+TEST_CASE("a folder is deleted with everything in it, with or without a backslash at its end") {
+  for (const wchar_t* const folder : {L"VELA", L"VELA\\"}) {
+    const PendingMoves pending;
+    const ScratchFolder scratch(L"Removal");
+    scratch.MakeFile(L"VELA\\a.txt", "a");
+    scratch.MakeFile(L"VELA\\sub\\b.txt", "b");
+    const Removal removal = Remove(scratch.Path(folder));
+    CHECK(removal.succeeded);
+    CHECK(removal.restartNeeded == 0);
+    CHECK(removal.error == 0);
+    CHECK_LINES(removal.log, (FolderEmptied()));
+    CHECK_FALSE(Exists(scratch.Path(L"VELA")));
+    CHECK(Exists(scratch.Path()));
+    CHECK_LINES(pending.Lines(), {});
+  }
 }
 
 TEST_CASE("an empty path: a bad argument, nothing removed, nothing scheduled") {
@@ -186,44 +165,6 @@ class Outside {
  private:
   ScratchFolder scratch_{L"Removal"};
 };
-
-// As Windows removes a link to a folder, which this system cannot.
-ImportRedirection RemovingLinks() {
-  return {"RemoveDirectoryW", [](LPCWSTR path) -> BOOL {
-            const DWORD attributes = OriginalImport<decltype(&::GetFileAttributesW)>("GetFileAttributesW")(path);
-            if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
-              return OrCommonTests::RemoveFolderLink(path) ? TRUE : FALSE;
-            }
-            return OriginalImport<decltype(&::RemoveDirectoryW)>("RemoveDirectoryW")(path);
-          }};
-}
-
-TEST_CASE("a link in the place of the folder goes, what it leads to stays") {
-  const PendingMoves pending;
-  const Outside outside;
-  const std::wstring folder = outside.Scratch().Path(L"VELA");
-  const FolderLink link(folder, outside.Folder());
-  const ImportRedirection removing = RemovingLinks();
-  const Removal removal = Remove(folder);
-  CHECK(removal.succeeded);
-  CHECK(removal.error == 0);
-  CHECK_LINES(removal.log, (FolderEmptied()));
-  CHECK_FALSE(Exists(folder));
-  outside.CheckUntouched();
-  CHECK_LINES(pending.Lines(), {});
-}
-
-TEST_CASE("a link deep in the folder goes, what it leads to stays") {
-  const PendingMoves pending;
-  const Outside outside;
-  outside.Scratch().MakeFile(L"VELA\\a\\b\\c.txt", "c");
-  const FolderLink link(outside.Scratch().Path(L"VELA\\a\\b\\link"), outside.Folder());
-  const ImportRedirection removing = RemovingLinks();
-  const Removal removal = Remove(outside.Scratch().Path(L"VELA"));
-  CHECK(removal.succeeded);
-  CHECK_FALSE(Exists(outside.Scratch().Path(L"VELA")));
-  outside.CheckUntouched();
-}
 
 TEST_CASE("a folder behind a link in the place of the product's data folder is refused") {
   const PendingMoves pending;

@@ -4,15 +4,17 @@
 #include <windows.h>
 
 #include <string>
+#include <vector>
 
 #include "tests/support/CallFailures.h"
+#include "tests/support/Clients.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
-#include "tests/support/PendingMoves.h"
-#include "tests/support/ScratchFolder.h"
-#include "tests/unit/uninstall/UninstallLog.h"
-#include "uninstall/FolderRemoval.h"
+#include "tests/unit/install/PendingMoves.h"
+#include "tests/unit/install/ScratchFolder.h"
+#include "tests/unit/plugins/RegistrationChild.h"
+#include "tests/unit/uninstall/Removal.h"
 
 using namespace TestSupport;
 using VELAUtility::RemoveVELAProgramData;
@@ -20,6 +22,16 @@ using VELAUtility::RemoveVELAProgramData;
 namespace {
 
 constexpr wchar_t kBase[] = L"C:\\ProgramData\\Orvane Labs\\";
+
+// The folders' names, in order.
+std::vector<std::wstring> Folders() {
+  std::vector<std::wstring> folders;
+  for (const Client& client : Clients()) {
+    folders.emplace_back(client.shortName);
+  }
+  folders.emplace_back(L"VELA_common");
+  return folders;
+}
 
 // Empty before and after a test.
 class ProgramData {
@@ -34,10 +46,9 @@ class ProgramData {
     return kBase + below;
   }
   void MakeAll() const {
-    for (const wchar_t* const folder : {L"OL", L"OE", L"WLM"}) {
-      MakeFile(std::wstring(folder) + L"\\Users\\{4711}\\log\\a.log");
+    for (const std::wstring& folder : Folders()) {
+      MakeFile(folder + L"\\Users\\a.log");
     }
-    MakeFile(L"VELA_common\\pattern.ptn");
   }
   Lines Contents() const {
     FileSnapshot snapshot;
@@ -54,72 +65,69 @@ class ProgramData {
   }
 };
 
-Lines NotRemoved(const std::string& folder, int error) {
-  return Joined({FolderNotEmptied(error),
-                 {"LOG_WARN : VELAUtility::RemoveVELAProgramData(), Failed to delete folder: "
-                  "C:\\ProgramData\\Orvane Labs\\" +
-                  folder}});
+Lines NotRemoved(const std::wstring& folder, int error, const std::string& base = ToUtf8(kBase)) {
+  return Joined(
+      {FolderNotEmptied(error),
+       {"LOG_WARN : VELAUtility::RemoveVELAProgramData(), Failed to delete folder: " + base + ToUtf8(folder)}});
 }
 
-TEST_CASE("the four folders go, others of the maker stay") {
+TEST_CASE("the clients' folders and the common one are deleted, others of the maker stay") {
   const ProgramData data;
   data.MakeAll();
   data.MakeFile(L"Other product\\settings.txt");
   data.MakeFile(L"OL2\\settings.txt");
-  data.MakeFile(L"VELA\\VELA_OL\\plugin.dll");
   const LogCapture log;
   RemoveVELAProgramData();
-  CHECK_LINES(log.Lines(), (Joined({FolderEmptied(), FolderEmptied(), FolderEmptied(), FolderEmptied()})));
+  CHECK(log.Lines() == Lines(Folders().size(), FolderEmptied().front()));
   CHECK_LINES(data.Contents(),
-              {"OL2\\", "OL2\\settings.txt 4 bytes", "Other product\\", "Other product\\settings.txt 4 bytes", "VELA\\",
-               "VELA\\VELA_OL\\", "VELA\\VELA_OL\\plugin.dll 4 bytes"});
+              {"OL2\\", "OL2\\settings.txt 4 bytes", "Other product\\", "Other product\\settings.txt 4 bytes"});
   CHECK_LINES(data.pending.Lines(), {});
 }
 
-TEST_CASE("none is there: four warnings, in order, and each is scheduled") {
+TEST_CASE("folders that do not exist: a warning for each, in order, and each is scheduled") {
   const ProgramData data;
   const LogCapture log;
   RemoveVELAProgramData();
-  CHECK_LINES(log.Lines(), (NoProgramData()));
-  CHECK_LINES(data.pending.Lines(),
-              {"\\??\\C:\\ProgramData\\Orvane Labs\\OL -> ", "\\??\\C:\\ProgramData\\Orvane Labs\\OE -> ",
-               "\\??\\C:\\ProgramData\\Orvane Labs\\WLM -> ", "\\??\\C:\\ProgramData\\Orvane Labs\\VELA_common -> "});
+  Lines lines;
+  Lines scheduled;
+  for (const std::wstring& folder : Folders()) {
+    lines = Joined({lines, NotRemoved(folder, ERROR_PATH_NOT_FOUND)});
+    scheduled.push_back("\\??\\" + ToUtf8(kBase + folder) + " -> ");
+  }
+  CHECK_LINES(log.Lines(), (lines));
+  CHECK_LINES(data.pending.Lines(), (scheduled));
 }
 
-TEST_CASE("one that fails does not stop the next") {
-  const char* const folders[] = {"OL", "OE", "WLM", "VELA_common"};
-  for (unsigned failing = 1; failing <= 4; ++failing) {
+TEST_CASE("a folder that cannot be listed does not stop the next") {
+  for (unsigned failing = 0; failing < Folders().size(); ++failing) {
     const ProgramData data;
-    for (const wchar_t* const folder : {L"OL", L"OE", L"WLM", L"VELA_common"}) {
-      data.MakeFile(folder + std::wstring(L"\\a.txt"));
-    }
+    data.MakeAll();
     const LogCapture log;
     {
-      const FailCall list("FindFirstFileW", failing, ERROR_ACCESS_DENIED);
+      const FailCall list("FindFirstFileW", 1 + 2 * failing, ERROR_ACCESS_DENIED);  // each folder has one below it
       RemoveVELAProgramData();
       CHECK(list.Failed() == 1);
     }
     Lines wanted;
-    for (unsigned folder = 1; folder <= 4; ++folder) {
-      wanted = Joined({wanted, folder == failing ? NotRemoved(folders[folder - 1], 5) : FolderEmptied()});
+    for (unsigned folder = 0; folder < Folders().size(); ++folder) {
+      wanted = Joined({wanted, folder == failing ? NotRemoved(Folders()[folder], 5) : FolderEmptied()});
     }
     CHECK_LINES(log.Lines(), (wanted));
-    const std::string left = folders[failing - 1];
-    CHECK_LINES(data.Contents(), {left + "\\", left + "\\a.txt 4 bytes"});
-    CHECK_LINES(data.pending.Lines(), {"\\??\\C:\\ProgramData\\Orvane Labs\\" + left + " -> "});
+    const std::string left = ToUtf8(Folders()[failing]);
+    CHECK_LINES(data.Contents(), {left + "\\", left + "\\Users\\", left + "\\Users\\a.log 4 bytes"});
+    CHECK_LINES(data.pending.Lines(), {"\\??\\" + ToUtf8(kBase) + left + " -> "});
   }
 }
 
 TEST_CASE("a held file is no failure") {
   const ProgramData data;
   data.MakeAll();
-  const HeldFile held(data.MakeFile(L"WLM\\Users\\{4711}\\log\\held.log"));
+  const HeldFile held(data.MakeFile(L"OE\\held.log"));
   const LogCapture log;
   RemoveVELAProgramData();
-  CHECK_LINES(log.Lines(), (Joined({FolderEmptied(), FolderEmptied(), FolderEmptied(), FolderEmptied()})));
-  const std::string folder = "\\??\\C:\\ProgramData\\Orvane Labs\\WLM";
-  CHECK_LINES(data.pending.Lines(), {folder + "\\Users\\{4711}\\log\\held.log -> ", folder + "\\Users\\{4711}\\log -> ",
-                                     folder + "\\Users\\{4711} -> ", folder + "\\Users -> ", folder + " -> "});
+  CHECK(log.Lines() == Lines(Folders().size(), FolderEmptied().front()));
+  const std::string folder = "\\??\\C:\\ProgramData\\Orvane Labs\\OE";
+  CHECK_LINES(data.pending.Lines(), {folder + "\\held.log -> ", folder + " -> "});
 }
 
 TEST_CASE("where the common data folder cannot be had, the Windows folder stands in") {
@@ -133,12 +141,12 @@ TEST_CASE("where the common data folder cannot be had, the Windows folder stands
     RemoveVELAProgramData();
     CHECK(ask.Failed() >= 1);
   }
-  CHECK_LINES(
-      LinesWith(log.Lines(), "RemoveVELAProgramData"),
-      {"LOG_WARN : VELAUtility::RemoveVELAProgramData(), Failed to delete folder: C:\\windows\\Orvane Labs\\OE",
-       "LOG_WARN : VELAUtility::RemoveVELAProgramData(), Failed to delete folder: C:\\windows\\Orvane Labs\\WLM",
-       "LOG_WARN : VELAUtility::RemoveVELAProgramData(), Failed to delete folder: "
-       "C:\\windows\\Orvane Labs\\VELA_common"});
+  Lines wanted;
+  for (const std::wstring& folder : Folders()) {
+    wanted = Joined({wanted, folder == L"OL" ? FolderEmptied()
+                                             : NotRemoved(folder, ERROR_PATH_NOT_FOUND, "C:\\windows\\Orvane Labs\\")});
+  }
+  CHECK_LINES(log.Lines(), (wanted));
   CHECK_FALSE(Exists(L"C:\\windows\\Orvane Labs\\OL"));
   CHECK_LINES(data.Contents(), (before));
 }
@@ -147,7 +155,7 @@ TEST_CASE("where no folder for the data can be named, what has its name below th
   const ProgramData data;
   const std::wstring current = L"C:\\VelaCurrentFolder";
   WriteTestFile(current + L"\\Orvane Labs\\OL\\a.txt", "somebody's");
-  MakeFolder(current + L"\\Orvane Labs\\WLM");
+  MakeFolder(current + L"\\Orvane Labs\\OE");
   wchar_t before[MAX_PATH] = {};
   ::GetCurrentDirectoryW(MAX_PATH, before);
   ::SetCurrentDirectoryW(current.c_str());
@@ -159,34 +167,21 @@ TEST_CASE("where no folder for the data can be named, what has its name below th
     CHECK(askAgain.Failed() >= 1);
   }
   ::SetCurrentDirectoryW(before);
-  CHECK_LINES(log.Lines(), (NoProgramData("Orvane Labs\\")));
+  Lines wanted;
+  for (const std::wstring& folder : Folders()) {
+    wanted = Joined({wanted, NotRemoved(folder, ERROR_PATH_NOT_FOUND, "Orvane Labs\\")});
+  }
+  CHECK_LINES(log.Lines(), (wanted));
   CHECK(Exists(current + L"\\Orvane Labs\\OL\\a.txt"));
-  CHECK(Exists(current + L"\\Orvane Labs\\WLM"));
+  CHECK(Exists(current + L"\\Orvane Labs\\OE"));
   CHECK_LINES(data.pending.Lines(), {});
   RemoveTree(current);
-}
-
-TEST_CASE("the common data folder is asked for as it is, and not made") {
-  const ProgramData data;
-  int folder = 0;
-  BOOL create = TRUE;
-  {
-    const ImportRedirection ask("SHGetSpecialFolderPathW", [&](HWND, LPWSTR path, int which, BOOL make) -> BOOL {
-      folder = which;
-      create = make;
-      return OriginalImport<BOOL(WINAPI*)(HWND, LPWSTR, int, BOOL)>("SHGetSpecialFolderPathW")(nullptr, path, which,
-                                                                                               make);
-    });
-    RemoveVELAProgramData();
-  }
-  CHECK(folder == 0x23);  // CSIDL_COMMON_APPDATA
-  CHECK(create == FALSE);
 }
 
 TEST_CASE("the folder that all of them lie in is closed once for all that waits") {
   const ProgramData data;
   const HeldFile first(data.MakeFile(L"OL\\held.log"));
-  const HeldFile second(data.MakeFile(L"WLM\\held.log"));
+  const HeldFile second(data.MakeFile(L"OE\\held.log"));
   unsigned closed = 0;
   {
     const CountCalls closings("SetKernelObjectSecurity");

@@ -6,11 +6,9 @@
 #include <string>
 
 #include "tests/support/ImportRedirection.h"
-#include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
-#include "tests/support/ScratchFolder.h"
-#include "tests/unit/uninstall/UninstallLog.h"
-#include "uninstall/FolderRemoval.h"
+#include "tests/unit/install/ScratchFolder.h"
+#include "tests/unit/uninstall/Removal.h"
 
 using namespace TestSupport;
 
@@ -25,19 +23,6 @@ struct ClearedData {
   ClearedData& operator=(const ClearedData&) = delete;
   ~ClearedData() { RemoveTree(kProgramData); }
 };
-
-struct Removal {
-  bool succeeded;
-  int restartNeeded;
-  Lines log;
-};
-
-Removal Remove(const std::wstring& folder) {
-  const LogCapture log;
-  int restartNeeded = 0;
-  const bool succeeded = VELAUtility::DeleteFolderFiles(folder, restartNeeded, nullptr);
-  return {succeeded, restartNeeded, log.Lines()};
-}
 
 // "close <path>" and "move <path>" in order.
 class Waiting {

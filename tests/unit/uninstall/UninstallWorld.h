@@ -15,9 +15,6 @@
 
 namespace TestSupport {
 
-// The folders of all profiles ("C:\users\root"), in the order of the file system.
-Lines ProfileFolders();
-
 class UninstallWorld {
  public:
   // The destination; "C:\VelaTest\Removal\product" where none is given. A trace of each client lies below it.
@@ -30,13 +27,8 @@ class UninstallWorld {
 
   // The add-in keys of machine and hives, the Run values and the plug-in list, as installed and switched on.
   void RegisterAll() const;
-  // A file of the product below a folder: "VELA\\VELA_OL".
+  // A file of each client below a folder.
   void MakeProduct(const std::wstring& base) const;
-
-  // "LoadBehavior" of the machine's add-in key; 0 where there is none.
-  static bool HasAddinKey(const std::wstring& hive);  // empty: the machine's
-  static bool HasRunValue(const std::wstring& name);
-  static bool IsInPluginList();
 
   PendingMoves pending;
   ScratchFolder folder{L"Removal"};
