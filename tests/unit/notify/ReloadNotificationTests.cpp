@@ -1,16 +1,20 @@
-// Telling the running plug-ins to load the engine and the pattern anew.
+// The running plug-ins are notified to load the engine and the pattern anew: calls, their order, and their failures.
+// Which client runs under which name on which Windows: tests/unit/settings/MailClientsTests.cpp and tests/matrix.
 #include "notify/ReloadNotification.h"
 
 #include <doctest/doctest.h>
 
 #include <windows.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
 #include "tests/support/CallFailures.h"
+#include "tests/support/Clients.h"
+#include "tests/support/ImportRedirection.h"
 #include "tests/support/LogCapture.h"
-#include "tests/unit/notify/EventCallTrace.h"
+#include "tests/support/TextLines.h"
 #include "tests/unit/settings/RunningProcesses.h"
 
 using namespace TestSupport;
@@ -18,207 +22,166 @@ using VELAUtility::NotifyReloadVELAEngine;
 
 namespace {
 
-constexpr wchar_t kOutlookEvent[] = L"Global\\VELA_UPDATE_EVENT_OL";
-constexpr wchar_t kOutlookExpressEvent[] = L"Global\\VELA_UPDATE_EVENT_OE";
-constexpr wchar_t kWindowsLiveMailEvent[] = L"Global\\VELA_UPDATE_EVENT_WLM";
-
-constexpr char kEnter[] = "LOG_INFO : Enter VELAUtility::NotifyReloadVELAEngine()";
-constexpr char kLeave[] = "LOG_INFO : Leave VELAUtility::NotifyReloadVELAEngine()";
-
-std::string Notified(const std::string& client) {
-  return "LOG_INFO : [VELAUtility::NotifyReloadVELAEngine] " + client + " has been notified.";
-}
-std::string NotNotified(const std::string& client, const std::string& error) {
-  return "LOG_ERROR: Fail to OpenEvent() for VELA_SHADOW_UPDATE_EVENT_" + client + "! ErrCode:" + error;
-}
-
-// An event as a plug-in makes it and waits on.
-class PluginEvent {
+// The calls by which events are signalled: "CreateEventW manual-reset <name>", "SetEvent 1", "CloseHandle 1". Events
+// are numbered in the order in which they are opened; an unusual argument is told behind the name.
+class EventCalls {
  public:
-  explicit PluginEvent(const wchar_t* name) : event_(::CreateEventW(nullptr, TRUE, FALSE, name)) {
-    REQUIRE(event_ != nullptr);
-  }
-  PluginEvent(const PluginEvent&) = delete;
-  PluginEvent& operator=(const PluginEvent&) = delete;
-  ~PluginEvent() { ::CloseHandle(event_); }
-  bool IsSet() const { return ::WaitForSingleObject(event_, 0) == WAIT_OBJECT_0; }
+  const Lines& Calls() const { return calls_; }
+  bool AllClosed() const { return open_.empty(); }
 
  private:
-  HANDLE event_;
+  Lines calls_;
+  int opened_ = 0;
+  std::map<HANDLE, int> open_;
+  ImportRedirection create_{
+      "CreateEventW", [this](LPSECURITY_ATTRIBUTES security, BOOL manualReset, BOOL initialState, LPCWSTR name) {
+        calls_.push_back(std::string("CreateEventW ") + (manualReset ? "manual-reset " : "auto-reset ") + ToUtf8(name) +
+                         (security != nullptr ? " with security" : "") + (initialState ? " set" : ""));
+        const HANDLE event = create_.Original<decltype(&::CreateEventW)>()(security, manualReset, initialState, name);
+        if (event != nullptr) {
+          open_[event] = ++opened_;
+        }
+        return event;
+      }};
+  ImportRedirection set_{"SetEvent", [this](HANDLE event) {
+                           calls_.push_back("SetEvent " + std::to_string(open_[event]));
+                           return set_.Original<decltype(&::SetEvent)>()(event);
+                         }};
+  ImportRedirection close_{"CloseHandle", [this](HANDLE handle) {
+                             const auto found = open_.find(handle);
+                             if (found != open_.end()) {
+                               calls_.push_back("CloseHandle " + std::to_string(found->second));
+                               open_.erase(found);
+                             }
+                             return close_.Original<decltype(&::CloseHandle)>()(handle);
+                           }};
 };
 
-bool EventExists(const wchar_t* name) {
-  const HANDLE event = ::OpenEventW(SYNCHRONIZE, FALSE, name);
-  if (event != nullptr) {
-    ::CloseHandle(event);
-  }
-  return event != nullptr;
-}
-
 struct Reload {
-  bool succeeded;
-  Lines log;
+  bool succeeded = false;
+  Lines log;  // between the first line and the last, which are always the same
   Lines calls;
-  bool allClosed;
+  bool allClosed = false;
 };
 
 Reload Run() {
+  Reload reload;
   const LogCapture log;
-  const EventCallTrace trace;
-  const bool succeeded = NotifyReloadVELAEngine();
-  return {succeeded, log.Lines(), trace.Calls(), trace.AllClosed()};
+  {
+    const EventCalls calls;
+    reload.succeeded = NotifyReloadVELAEngine();
+    reload.calls = calls.Calls();
+    reload.allClosed = calls.AllClosed();
+  }
+  reload.log = log.Lines();
+  REQUIRE(reload.log.size() >= 2);
+  CHECK(reload.log.front() == "LOG_INFO : Enter VELAUtility::NotifyReloadVELAEngine()");
+  CHECK(reload.log.back() == "LOG_INFO : Leave VELAUtility::NotifyReloadVELAEngine()");
+  reload.log = Lines(reload.log.begin() + 1, reload.log.end() - 1);
+  return reload;
 }
 
-TEST_CASE("no mail client runs: nothing to notify is a success") {
+std::vector<std::wstring> AllPrograms() {
+  std::vector<std::wstring> programs;
+  for (const Client& client : Clients()) {
+    programs.emplace_back(client.process);
+  }
+  return programs;
+}
+
+std::string Notified(const Client& client) {
+  return "LOG_INFO : [VELAUtility::NotifyReloadVELAEngine] " + ToUtf8(client.shortName) + " has been notified.";
+}
+std::string NotNotified(const Client& client, const std::string& error) {
+  return "LOG_ERROR: Fail to OpenEvent() for VELA_SHADOW_UPDATE_EVENT_" + ToUtf8(client.shortName) +
+         "! ErrCode:" + error;
+}
+
+TEST_CASE("without a running client there is nothing to notify, which is a success") {
   const RunningProcesses running({L"System", L"explorer.exe"});
   const Reload reload = Run();
   CHECK(reload.succeeded);
-  CHECK_LINES(reload.log, {kEnter, kLeave});
+  CHECK_LINES(reload.log, {});
   CHECK_LINES(reload.calls, {});
 }
 
-TEST_CASE("each client has its event, made or opened, set and closed") {
-  struct {
-    const wchar_t* program;
-    const wchar_t* event;
-    const char* client;
-  } const rows[] = {{L"outlook.exe", kOutlookEvent, "OL"},
-                    {L"msimn.exe", kOutlookExpressEvent, "OE"},
-                    {L"wlmail.exe", kWindowsLiveMailEvent, "WLM"}};
-  for (const auto& row : rows) {
-    CAPTURE(row.client);
-    const RunningProcesses running({row.program});
-    const PluginEvent event(row.event);
+TEST_CASE("each client's event is made or opened, set and closed, and not reset") {
+  for (const Client& client : Clients()) {
+    CAPTURE(ToUtf8(client.shortName));
+    const RunningProcesses running({client.process, L"notepad.exe", client.process});
+    const HANDLE plugin = ::CreateEventW(nullptr, TRUE, FALSE, client.UpdateEvent().c_str());
     const Reload reload = Run();
     CHECK(reload.succeeded);
-    CHECK_LINES(reload.log, {kEnter, Notified(row.client), kLeave});
-    CHECK_LINES(reload.calls, {"CreateEventW manual-reset " + ToUtf8(row.event), "SetEvent 1", "CloseHandle 1"});
-    CHECK(reload.allClosed);
-    CHECK(event.IsSet());  // never reset here
+    CHECK_LINES(reload.log, {Notified(client)});
+    CHECK_LINES(reload.calls,
+                {"CreateEventW manual-reset " + ToUtf8(client.UpdateEvent()), "SetEvent 1", "CloseHandle 1"});
+    CHECK(::WaitForSingleObject(plugin, 0) == WAIT_OBJECT_0);
+    ::CloseHandle(plugin);
   }
 }
 
-TEST_CASE("all clients run: Outlook first, then Outlook Express, then Windows Live Mail") {
-  const RunningProcesses running({L"wlmail.exe", L"msimn.exe", L"OUTLOOK.EXE"});
-  const Reload reload = Run();
-  CHECK(reload.succeeded);
-  CHECK_LINES(reload.log, {kEnter, Notified("OL"), Notified("OE"), Notified("WLM"), kLeave});
-  CHECK_LINES(reload.calls, {"CreateEventW manual-reset Global\\VELA_UPDATE_EVENT_OL", "SetEvent 1", "CloseHandle 1",
-                             "CreateEventW manual-reset Global\\VELA_UPDATE_EVENT_OE", "SetEvent 2", "CloseHandle 2",
-                             "CreateEventW manual-reset Global\\VELA_UPDATE_EVENT_WLM", "SetEvent 3", "CloseHandle 3"});
-}
-
-TEST_CASE("a client without a plug-in that waits: notified all the same, and the event is gone") {
-  const RunningProcesses running({L"outlook.exe"});
-  const Reload reload = Run();
-  CHECK(reload.succeeded);
-  CHECK_LINES(reload.log, {kEnter, Notified("OL"), kLeave});
-  CHECK_FALSE(EventExists(kOutlookEvent));
-}
-
-TEST_CASE("two processes of one client are notified by one event") {
-  const RunningProcesses running({L"OUTLOOK.EXE", L"notepad.exe", L"OUTLOOK.EXE"});
-  const Reload reload = Run();
-  CHECK_LINES(reload.log, {kEnter, Notified("OL"), kLeave});
-  CHECK(reload.calls.size() == 3);
-}
-
-TEST_CASE("names of processes count without their case, and whole") {
-  for (const wchar_t* const name : {L"OUTLOOK.EXE", L"Outlook.exe", L"outlook.exe", L"oUtLoOk.ExE"}) {
-    const RunningProcesses running({name});
-    CHECK_LINES(Run().log, {kEnter, Notified("OL"), kLeave});
-  }
-  for (const wchar_t* const name : {L"outlook2.exe", L"myoutlook.exe", L"outloo.exe", L"msimn2.exe", L"wlmailer.exe"}) {
-    const RunningProcesses running({name});
-    CHECK_LINES(Run().log, {kEnter, kLeave});
-  }
-}
-
-TEST_CASE("Windows Mail is nobody's client here") {
-  const RunningProcesses running({L"winmail.exe"});
-  const Reload reload = Run();
-  CHECK(reload.succeeded);
-  CHECK_LINES(reload.log, {kEnter, kLeave});
-  CHECK_LINES(reload.calls, {});
-}
-
-TEST_CASE("an event that cannot be had fails the whole, and the other clients are notified") {
-  const RunningProcesses running({L"outlook.exe", L"msimn.exe", L"wlmail.exe"});
-  const std::string clients[] = {"OL", "OE", "WLM"};
-  for (unsigned failing = 1; failing <= 3; ++failing) {
-    Lines wanted = {kEnter};
-    for (unsigned client = 1; client <= 3; ++client) {
-      wanted.push_back(client == failing ? NotNotified(clients[client - 1], "5") : Notified(clients[client - 1]));
+TEST_CASE("all clients are notified in their order, whichever call for an event fails") {
+  const RunningProcesses running(AllPrograms());
+  for (std::size_t failing = 0; failing <= Clients().size(); ++failing) {  // counted from 1; 0: none
+    CAPTURE(failing);
+    Lines wanted;
+    for (std::size_t client = 0; client < Clients().size(); ++client) {
+      wanted.push_back(client + 1 == failing ? NotNotified(Clients()[client], "5") : Notified(Clients()[client]));
     }
-    wanted.emplace_back(kLeave);
-    const FailCall create("CreateEventW", failing, ERROR_ACCESS_DENIED);
+    const FailCall create("CreateEventW", failing == 0 ? Calls::None() : Calls::Only(static_cast<unsigned>(failing)),
+                          ERROR_ACCESS_DENIED);
     const Reload reload = Run();
-    CHECK_FALSE(reload.succeeded);
+    CHECK(reload.succeeded == (failing == 0));
     CHECK_LINES(reload.log, (wanted));
     CHECK(reload.allClosed);
   }
 }
 
-TEST_CASE("no event can be had: each client is tried, nothing is set and nothing closed") {
-  const RunningProcesses running({L"outlook.exe", L"msimn.exe", L"wlmail.exe"});
-  unsigned sets = 0;
-  Reload reload = {};
-  {
-    const FailCall create("CreateEventW", Calls::From(1), 0xFFFFFFFF);
-    const CountCalls set("SetEvent");
-    reload = Run();
-    sets = set.Calls();
-  }
-  CHECK_FALSE(reload.succeeded);
-  CHECK(sets == 0);
-  // The code has no sign.
-  CHECK_LINES(reload.log, {kEnter, NotNotified("OL", "4294967295"), NotNotified("OE", "4294967295"),
-                           NotNotified("WLM", "4294967295"), kLeave});
-  CHECK(LinesWith(reload.calls, "CloseHandle").empty());
-}
-
-TEST_CASE("a name that belongs to something else gives its error") {
-  const RunningProcesses running({L"outlook.exe", L"wlmail.exe"});
-  const HANDLE mutex = ::CreateMutexW(nullptr, FALSE, kOutlookEvent);
-  REQUIRE(mutex != nullptr);
+TEST_CASE("without any event each client is tried, nothing is set and nothing closed, and the code has no sign") {
+  const RunningProcesses running(AllPrograms());
+  const FailCall create("CreateEventW", Calls::From(1), 0xFFFFFFFF);
+  const CountCalls set("SetEvent");
   const Reload reload = Run();
-  ::CloseHandle(mutex);
   CHECK_FALSE(reload.succeeded);
-  CHECK_LINES(reload.log, {kEnter, NotNotified("OL", "6"), Notified("WLM"), kLeave});
+  CHECK(set.Calls() == 0);
+  Lines wanted;
+  for (const Client& client : Clients()) {
+    wanted.push_back(NotNotified(client, "4294967295"));
+  }
+  CHECK_LINES(reload.log, (wanted));
+  CHECK_LINES(LinesWith(reload.calls, "CloseHandle"), {});
 }
 
-TEST_CASE("a failed signal is neither reported nor a failure") {
-  const RunningProcesses running({L"outlook.exe"});
-  const PluginEvent event(kOutlookEvent);
+TEST_CASE("a signal that fails is neither reported nor a failure") {
+  const Client& client = Clients().front();
+  const RunningProcesses running({client.process});
   const FailCall set("SetEvent", Calls::From(1), ERROR_INVALID_HANDLE);
   const Reload reload = Run();
   CHECK(set.Failed() == 1);
   CHECK(reload.succeeded);
-  CHECK_LINES(reload.log, {kEnter, Notified("OL"), kLeave});
+  CHECK_LINES(reload.log, {Notified(client)});
   CHECK(reload.allClosed);
-  CHECK_FALSE(event.IsSet());
 }
 
-TEST_CASE("a process list that cannot be had counts as no client") {
-  const RunningProcesses running({L"outlook.exe", L"msimn.exe", L"wlmail.exe"});
-  const FailCall list("CreateToolhelp32Snapshot", Calls::From(1), ERROR_ACCESS_DENIED);
-  const Reload reload = Run();
-  CHECK(list.Failed() == 3);
-  CHECK(reload.succeeded);
-  CHECK_LINES(reload.log, {kEnter, kLeave});
-  CHECK_LINES(reload.calls, {});
+TEST_CASE("a process list that cannot be taken counts as a client that does not run") {
+  const RunningProcesses running(AllPrograms());
+  for (unsigned failing = 1; failing <= Clients().size(); ++failing) {
+    CAPTURE(failing);
+    const FailCall list("CreateToolhelp32Snapshot", failing, ERROR_NOT_ENOUGH_MEMORY);
+    const Reload reload = Run();
+    CHECK(reload.succeeded);
+    Lines wanted;
+    for (unsigned client = 0; client < Clients().size(); ++client) {
+      if (client + 1 != failing) {
+        wanted.push_back(Notified(Clients()[client]));
+      }
+    }
+    CHECK_LINES(reload.log, (wanted));
+  }
 }
 
-TEST_CASE("one list that cannot be had passes over one client") {
-  const RunningProcesses running({L"outlook.exe", L"msimn.exe", L"wlmail.exe"});
-  const FailCall list("CreateToolhelp32Snapshot", 2, ERROR_NOT_ENOUGH_MEMORY);
-  const Reload reload = Run();
-  CHECK(reload.succeeded);
-  CHECK_LINES(reload.log, {kEnter, Notified("OL"), Notified("WLM"), kLeave});
-}
-
-TEST_CASE("every list of processes is asked for as a whole and given back") {
-  const RunningProcesses running({L"outlook.exe", L"msimn.exe"});
+TEST_CASE("every process list is asked for as a whole and given back") {
+  const RunningProcesses running(AllPrograms());
   std::vector<DWORD> flags;
   std::vector<HANDLE> open;
   {
@@ -236,7 +199,7 @@ TEST_CASE("every list of processes is asked for as a whole and given back") {
     });
     NotifyReloadVELAEngine();
   }
-  CHECK(flags == std::vector<DWORD>(3, TH32CS_SNAPALL));
+  CHECK(flags == std::vector<DWORD>(Clients().size(), TH32CS_SNAPALL));
   CHECK(open.empty());
 }
 

@@ -1,34 +1,56 @@
+// What a mail client is, on the Windows of this run.
 #include "settings/MailClients.h"
 
 #include <doctest/doctest.h>
 
 #include <string>
 
+#include "tests/support/Clients.h"
+#include "tests/support/TextLines.h"
 #include "tests/unit/settings/RunningProcesses.h"
+#include "tests/unit/settings/WindowsReports.h"
 
 using namespace TestSupport;
 
 namespace {
 
-TEST_CASE("the clients, in the order in which they are always taken") {
-  REQUIRE(std::size(kMailClients) == 3);
-  CHECK(kMailClients[0].client == MailClient::kOutlook);
-  CHECK(kMailClients[1].client == MailClient::kOutlookExpress);
-  CHECK(kMailClients[2].client == MailClient::kWindowsLiveMail);
-  for (const MailClientFacts& facts : kMailClients) {
-    CHECK(&FactsOf(facts.client) == &facts);
+TEST_CASE("each client has its names, its program and its monitor") {
+  const WindowsOfThisRun windows;
+  const WindowsReports reports(windows.major, windows.minor, VER_NT_WORKSTATION);
+  REQUIRE(std::size(kMailClients) == Clients().size());
+  for (std::size_t index = 0; index < Clients().size(); ++index) {
+    const Client& wanted = Clients()[index];
+    const MailClient client = kMailClients[index].client;
+    CAPTURE(ToUtf8(wanted.shortName));
+    CHECK(&FactsOf(client) == &kMailClients[index]);
+    CHECK(FactsOf(client).shortName == std::wstring(wanted.shortName));
+    CHECK(FolderNameOf(client) == wanted.FolderName());
+    CHECK(MonitorNameOf(client) == wanted.MonitorName());
+    CHECK(UpdateEventOf(client) == wanted.UpdateEvent());
+    CHECK(DelayFlagOf(client) == wanted.DelayFlag());
+    CHECK(HasMonitor(client) == wanted.hasMonitor);
+    if (wanted.hasMonitor) {
+      CHECK(FactsOf(client).runValue == std::wstring(wanted.shortName));
+    }
+    CHECK(IsLeftOut(client) == (wanted.endedWithVista && windows.IsAfterVista()));
+    const std::wstring process = windows.Is60() ? wanted.processOnWindows60 : wanted.process;
+    for (const Client& other : Clients()) {
+      for (const wchar_t* const running : {other.process, other.processOnWindows60}) {
+        CAPTURE(ToUtf8(running));
+        const RunningProcesses processes({L"System", running});
+        CHECK(IsMailClientRunning(client) == (running == process));
+      }
+    }
   }
 }
 
-TEST_CASE("their names") {
-  CHECK(FolderNameOf(MailClient::kOutlook) == L"VELA_OL");
-  CHECK(FolderNameOf(MailClient::kWindowsLiveMail) == L"VELA_WLM");
-  CHECK(MonitorNameOf(MailClient::kOutlookExpress) == L"VELA_OEMon.exe");
-  CHECK(UpdateEventOf(MailClient::kOutlook) == L"Global\\VELA_UPDATE_EVENT_OL");
-  CHECK(DelayFlagOf(MailClient::kWindowsLiveMail) == L"WLM_DELAY_INST");
-  CHECK_FALSE(HasMonitor(MailClient::kOutlook));
-  CHECK(std::wstring(FactsOf(MailClient::kOutlookExpress).runValue) == L"OE");
-  CHECK(std::wstring(FactsOf(MailClient::kWindowsLiveMail).runValue) == L"WLM");
+TEST_CASE("a client runs where its program does, whatever its case, and no other program counts") {
+  const WindowsOfThisRun windows;
+  const WindowsReports reports(windows.major, windows.minor, VER_NT_WORKSTATION);
+  RunningProcesses running({L"System", L"OUTLOOK2.exe", L"outlook.com.exe", L"outloo.exe"});
+  CHECK_FALSE(IsMailClientRunning(MailClient::kOutlook));
+  running.Become({L"System", L"oUtLoOk.ExE"});
+  CHECK(IsMailClientRunning(MailClient::kOutlook));
 }
 
 TEST_CASE("a table that misses a client, or names one twice, does not pass the compiler") {
@@ -56,27 +78,6 @@ TEST_CASE("a table that misses a client, or names one twice, does not pass the c
   CHECK(HasEveryMonitor(kMonitored));
   CHECK_FALSE(HasEveryMonitor(kMonitorMissing));
   CHECK_FALSE(HasEveryMonitor(kInOrder));
-}
-
-TEST_CASE("their programs on any Windows but 6.0") {
-  REQUIRE_FALSE(OrCommon::System::IsWindowsVersion(OrCommon::System::kWindows60));
-  CHECK(std::wstring(ProcessNameOf(MailClient::kOutlook)) == L"outlook");
-  CHECK(std::wstring(ProcessNameOf(MailClient::kOutlookExpress)) == L"msimn");
-  CHECK(std::wstring(ProcessNameOf(MailClient::kWindowsLiveMail)) == L"wlmail");
-}
-
-TEST_CASE("Outlook Express alone is left out, on a Windows that no longer has it") {
-  REQUIRE(OrCommon::System::IsWindowsVersion(109));
-  CHECK_FALSE(IsLeftOut(MailClient::kOutlook));
-  CHECK(IsLeftOut(MailClient::kOutlookExpress));
-  CHECK_FALSE(IsLeftOut(MailClient::kWindowsLiveMail));
-}
-
-TEST_CASE("a client runs where its program does, and no other") {
-  const RunningProcesses running({L"System", L"MSIMN.EXE", L"winmail.exe", L"outlook2.exe", L"wlmail.com.exe"});
-  CHECK_FALSE(IsMailClientRunning(MailClient::kOutlook));
-  CHECK(IsMailClientRunning(MailClient::kOutlookExpress));
-  CHECK_FALSE(IsMailClientRunning(MailClient::kWindowsLiveMail));
 }
 
 }  // namespace

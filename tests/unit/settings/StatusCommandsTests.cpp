@@ -1,16 +1,15 @@
-// The anti-spam switch of the machine: told, and recorded once the clients are switched. How they are: activation.
+// The status, and the switch as it is recorded once the clients are switched: calls, access masks and failures.
 #include "settings/StatusCommands.h"
 
 #include <doctest/doctest.h>
 
-#include "settings/ProductSettings.h"
+#include <vector>
+
 #include "tests/support/CallFailures.h"
 #include "tests/support/LibraryAnswers.h"
-#include "tests/support/LogCapture.h"
-#include "tests/support/RegistrySnapshot.h"
+#include "tests/unit/activation/SwitchWorld.h"
 #include "tests/unit/install/CommandLineGiven.h"
 #include "tests/unit/settings/RegistryCallTrace.h"
-#include "tests/unit/settings/RunningProcesses.h"
 #include "tests/unit/settings/ScratchKey.h"
 
 using namespace TestSupport;
@@ -18,30 +17,35 @@ using namespace TestSupport;
 namespace {
 
 constexpr wchar_t kKey[] = L"SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA";
-constexpr char kOpenForStatus[] =
-    "RegOpenKeyExW HKLM SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA 00020219 -> 1";
-constexpr char kOpenForSwitch[] =
-    "RegOpenKeyExW HKLM SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA 0002021F -> ";
-constexpr char kSwitchFailure[] =
-    "LOG_ERROR: HandleVELADefaultEnable(), Fail to Default Set Anti-Spam Enable !! strVELAInstallPath = C:\\VelaTest";
+constexpr char kOpen[] = "RegOpenKeyExW HKLM SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA ";
 
 struct ProductKey : ScratchKey {
   ProductKey() : ScratchKey(HKEY_LOCAL_MACHINE, kKey, KEY_WOW64_32KEY) {}
 };
 
-// A user at the console, no running client, and start-up values for the switch to write and delete.
-struct SwitchableMachine {
-  ProductKey key;
-  CommandLineGiven commandLine{L"C:\\src", L"C:\\VelaTest"};
-  RunningProcesses running;
+struct Command {
+  const char* name;
+  int (*run)();
+  const char* done;
+  const char* stored;
+  const char* refused;  // with error 5
+  DWORD value;
+};
 
-  SwitchableMachine() {
-    VELAUtility::WriteRunValue(L"OE", L"x");
-    VELAUtility::WriteRunValue(L"WLM", L"x");
-  }
-  ~SwitchableMachine() {
-    VELAUtility::DeleteRunValue(L"OE");
-    VELAUtility::DeleteRunValue(L"WLM");
+constexpr Command kCommands[] = {
+    {"enable", Enable, "LOG_INFO : Enable OK", "LOG_INFO : VELA Enable OK", "LOG_INFO : VELA Enable Fail 5", 1},
+    {"disable", Disable, "LOG_INFO : Disable OK", "LOG_INFO : VELA Disable OK", "LOG_INFO : VELA Disable Fail", 0}};
+
+// A machine on which both directions succeed.
+struct CommandWorld {
+  SwitchWorld around;
+  ProductKey key;
+  CommandLineGiven commandLine{L"C:\\Source", L"C:\\VELA"};
+
+  CommandWorld() {
+    around.machine.SetFlags(0, 0, 0);
+    MakeKey(MachineKey64(SwitchedMachine::kAddinKey), {{L"LoadBehavior", 3}});
+    MakeKey(MachineKey64(SwitchedMachine::kRunKey), {{L"WLM", L"x"}});
   }
 };
 
@@ -55,11 +59,33 @@ Lines Stored() {
   return values;
 }
 
-// The command's own lines come last.
-Lines LastLines(const LogCapture& log, std::size_t count) {
-  const Lines lines = log.Lines();
-  REQUIRE(lines.size() >= count);
-  return {lines.end() - static_cast<std::ptrdiff_t>(count), lines.end()};
+struct Recorded {
+  Lines log;    // its last two lines
+  Lines calls;  // of the registry, the last three
+  std::vector<HKEY> flushed;
+  bool allClosed = false;
+};
+
+Lines Last(const Lines& lines, std::size_t count) {
+  return lines.size() < count ? lines : Lines(lines.end() - static_cast<std::ptrdiff_t>(count), lines.end());
+}
+
+Recorded Run(const Command& command) {
+  Recorded recorded;
+  const LogCapture log;
+  {
+    ImportRedirection flush("RegFlushKey", [&](HKEY key) -> LSTATUS {
+      recorded.flushed.push_back(key);
+      flush.Original<decltype(&::RegFlushKey)>()(key);
+      return ERROR_REGISTRY_IO_FAILED;  // changes nothing
+    });
+    const RegistryCallTrace trace;
+    CHECK(command.run() == 0);
+    recorded.calls = Last(trace.Calls(), 3);
+    recorded.allClosed = trace.AllClosed();
+  }
+  recorded.log = Last(log.Lines(), 2);
+  return recorded;
 }
 
 TEST_CASE("the status is the stored number") {
@@ -72,158 +98,129 @@ TEST_CASE("the status is the stored number") {
   }
 }
 
-TEST_CASE("a status that is missing, of another type or refused") {
-  const ProductKey key;
-  const LogCapture log;
-  SUBCASE("missing") {
-    CHECK(GetStatus() == 0);
+TEST_CASE("a status that cannot be read is told, and the key is closed") {
+  struct Row {
+    const char* name;
+    void (*prepare)(const ProductKey& key);
+    bool queryFails;
+    const char* line;
+  };
+  for (const Row& row :
+       {Row{"no value", [](const ProductKey&) {}, false, "LOG_INFO : GetStatus!!!!! FAIL!!"},
+        Row{"a text that fits",
+            [](const ProductKey& key) {
+              key.Set({}, {L"VELAEnable", L"1"});
+            },
+            false, "LOG_INFO : GetStatus!!!!! FAIL!!"},
+        Row{"four bytes of another type",
+            [](const ProductKey& key) { key.SetData({}, L"VELAEnable", REG_BINARY, "\1\0\0\0", 4); }, false,
+            "LOG_INFO : GetStatus!!!!! FAIL!!"},
+        Row{"refused",
+            [](const ProductKey& key) {
+              key.Set({}, {L"VELAEnable", 1});
+            },
+            true, "LOG_INFO : GetStatus!!!!! FAIL!!"},
+        Row{"no key", [](const ProductKey& key) { key.Delete(); }, false, "LOG_INFO : REG Open Fail"}}) {
+    CAPTURE(row.name);
+    const ProductKey key;
+    row.prepare(key);
+    const LogCapture log;
+    bool closed = false;
+    {
+      const FailCall query("RegQueryValueExW", row.queryFails ? Calls::Only(1) : Calls::None(), ERROR_ACCESS_DENIED);
+      const RegistryCallTrace trace;
+      CHECK(GetStatus() == 0);
+      closed = trace.AllClosed();
+    }
+    CHECK_LINES(log.Lines(), {row.line});
+    CHECK(closed);
   }
-  SUBCASE("in the other view only") {
-    const ScratchKey other(HKEY_LOCAL_MACHINE, kKey, KEY_WOW64_64KEY);
-    other.Set({}, {L"VELAEnable", 1});
-    CHECK(GetStatus() == 0);
-  }
-  SUBCASE("a text that fits") {
-    key.Set({}, {L"VELAEnable", L"1"});
-    CHECK(GetStatus() == 0);
-  }
-  SUBCASE("four bytes of another type") {
-    const DWORD one = 1;
-    key.SetData({}, L"VELAEnable", REG_BINARY, &one, sizeof one);
-    CHECK(GetStatus() == 0);
-  }
-  SUBCASE("refused") {
-    key.Set({}, {L"VELAEnable", 1});
-    const FailCall query("RegQueryValueExW", 1, ERROR_ACCESS_DENIED);
-    CHECK(GetStatus() == 0);
-  }
-  CHECK_LINES(log.Lines(), {"LOG_INFO : GetStatus!!!!! FAIL!!"});
 }
 
-TEST_CASE("a status without a key") {
-  const ProductKey key;
-  key.Delete();
-  const LogCapture log;
-  CHECK(GetStatus() == 0);
-  CHECK_LINES(log.Lines(), {"LOG_INFO : REG Open Fail"});
-}
-
-TEST_CASE("a status loads no library of the shell") {
-  const MissingLibrary shell32(L"shell32.dll");
-  const MissingLibrary shlwapi(L"shlwapi.dll");
-  CHECK(GetStatus() == 0);
-  CHECK(shell32.Asked() + shlwapi.Asked() == 0);
-}
-
-TEST_CASE("the calls of a status") {
+TEST_CASE("a status is one query of a key opened for reading, and loads no library of the shell") {
   const ProductKey key;
   Lines calls;
   {
+    const MissingLibrary shell32(L"shell32.dll");
+    const MissingLibrary shlwapi(L"shlwapi.dll");
     const RegistryCallTrace trace;
     GetStatus();
     calls = trace.Calls();
+    CHECK(shell32.Asked() + shlwapi.Asked() == 0);
   }
-  CHECK_LINES(calls, {kOpenForStatus, "RegQueryValueExW 1 \"VELAEnable\" 4 bytes", "RegCloseKey 1"});
+  CHECK_LINES(calls,
+              {kOpen + std::string("00020219 -> 1"), "RegQueryValueExW 1 \"VELAEnable\" 4 bytes", "RegCloseKey 1"});
 }
 
-TEST_CASE("enable and disable record the switch once the clients are switched") {
-  const SwitchableMachine machine;
-  const LogCapture log;
-  SUBCASE("enable") {
-    CHECK(Enable() == 0);
-    CHECK_LINES(LastLines(log, 2), {"LOG_INFO : Enable OK", "LOG_INFO : VELA Enable OK"});
-    CHECK_LINES(Stored(), {"\"VELAEnable\" REG_DWORD 1"});
-  }
-  SUBCASE("disable") {
-    CHECK(Disable() == 0);
-    CHECK_LINES(LastLines(log, 2), {"LOG_INFO : Disable OK", "LOG_INFO : VELA Disable OK"});
-    CHECK_LINES(Stored(), {"\"VELAEnable\" REG_DWORD 0"});
-  }
-}
-
-TEST_CASE("a number that cannot be recorded: only enable tells its error") {
-  const SwitchableMachine machine;
-  const LogCapture log;
-  // The one value that is set in the product's key, whatever the switch writes elsewhere.
-  ImportRedirection set(
-      "RegSetValueExW",
-      [&](HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) -> LSTATUS {
-        return std::wstring(name) == L"VELAEnable"
-                   ? ERROR_ACCESS_DENIED
-                   : set.Original<decltype(&::RegSetValueExW)>()(key, name, reserved, type, data, size);
-      });
-  SUBCASE("enable") {
-    CHECK(Enable() == 0);
-    CHECK_LINES(LastLines(log, 2), {"LOG_INFO : Enable OK", "LOG_INFO : VELA Enable Fail 5"});
-  }
-  SUBCASE("disable") {
-    CHECK(Disable() == 0);
-    CHECK_LINES(LastLines(log, 2), {"LOG_INFO : Disable OK", "LOG_INFO : VELA Disable Fail"});
+TEST_CASE("a switch that succeeded is set, flushed and closed, whatever type was stored") {
+  for (const Command& command : kCommands) {
+    CAPTURE(command.name);
+    const CommandWorld world;
+    world.key.Set({}, {L"VELAEnable", L"on"});
+    const Recorded recorded = Run(command);
+    CHECK_LINES(recorded.log, {command.done, command.stored});
+    CHECK(recorded.calls[0].find(kOpen + std::string("0002021F -> ")) == 0);
+    CHECK(recorded.calls[1].find("\"VELAEnable\" REG_DWORD 4 bytes") != std::string::npos);
+    CHECK(recorded.calls[2].find("RegCloseKey ") == 0);
+    CHECK(recorded.allClosed);
+    CHECK(recorded.flushed.size() == 1);
+    CHECK_LINES(Stored(), {"\"VELAEnable\" REG_DWORD " + std::to_string(command.value)});
   }
 }
 
 TEST_CASE("without a key the switch is made and not recorded, and the null key is flushed all the same") {
-  const SwitchableMachine machine;
-  machine.key.Delete();
-  const LogCapture log;
-  std::vector<HKEY> flushed;
-  ImportRedirection flush("RegFlushKey", [&](HKEY key) -> LSTATUS {
-    flushed.push_back(key);
-    return flush.Original<decltype(&::RegFlushKey)>()(key);
-  });
-  SUBCASE("enable") {
-    CHECK(Enable() == 0);
-    CHECK_LINES(LastLines(log, 2), {"LOG_INFO : Enable OK", "LOG_INFO : REG Open Fail"});
+  for (const Command& command : kCommands) {
+    CAPTURE(command.name);
+    const CommandWorld world;
+    world.key.Delete();
+    const Recorded recorded = Run(command);
+    CHECK_LINES(recorded.log, {command.done, "LOG_INFO : REG Open Fail"});
+    CHECK(recorded.flushed == std::vector<HKEY>{nullptr});
+    CHECK_LINES(Stored(), {});
   }
-  SUBCASE("disable") {
-    CHECK(Disable() == 0);
-    CHECK_LINES(LastLines(log, 2), {"LOG_INFO : Disable OK", "LOG_INFO : REG Open Fail"});
-  }
-  CHECK(flushed == std::vector<HKEY>{nullptr});
-  CHECK_LINES(Stored(), {});
 }
 
-TEST_CASE("the key is opened for both, set, flushed and closed") {
-  const SwitchableMachine machine;
-  Lines calls;
-  unsigned flushes = 0;
-  bool closed = false;
-  {
-    const CountCalls flush("RegFlushKey");
-    const RegistryCallTrace trace;
-    Disable();
-    calls = trace.Calls();
-    closed = trace.AllClosed();
-    flushes = flush.Calls();
+TEST_CASE("a number that is refused: only enable tells its error") {
+  for (const Command& command : kCommands) {
+    CAPTURE(command.name);
+    const CommandWorld world;
+    world.key.Set({}, {L"VELAEnable", 7});
+    ImportRedirection set(
+        "RegSetValueExW",
+        [&](HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) -> LSTATUS {
+          return std::wcscmp(name, L"VELAEnable") == 0
+                     ? ERROR_ACCESS_DENIED
+                     : set.Original<decltype(&::RegSetValueExW)>()(key, name, reserved, type, data, size);
+        });
+    const Recorded recorded = Run(command);
+    CHECK_LINES(recorded.log, {command.done, command.refused});
+    CHECK(recorded.flushed.size() == 1);
+    CHECK_LINES(Stored(), {"\"VELAEnable\" REG_DWORD 7"});
   }
-  REQUIRE(calls.size() >= 3);
-  CHECK(calls[calls.size() - 3].find(kOpenForSwitch) == 0);
-  CHECK(calls[calls.size() - 2].find("\"VELAEnable\" REG_DWORD 4 bytes") != std::string::npos);
-  CHECK(calls.back().find("RegCloseKey ") == 0);
-  CHECK(flushes == 1);
-  CHECK(closed);
 }
 
-TEST_CASE("a failed switch leaves the recorded number, and names the enable handler both ways") {
-  const SwitchableMachine machine;
-  machine.key.Set({}, {L"VELAEnable", 7});
-  const MissingEntry noSession("WTSGetActiveConsoleSessionId");
-  const LogCapture log;
-  unsigned flushes = 0;
-  {
-    const CountCalls flush("RegFlushKey");
-    SUBCASE("enable") {
-      CHECK(Enable() == 0);
-    }
-    SUBCASE("disable") {
-      CHECK(Disable() == 0);
-    }
-    flushes = flush.Calls();
+TEST_CASE("a switch that failed never touches the key, and names the enable handler both ways") {
+  for (const Command& command : kCommands) {
+    CAPTURE(command.name);
+    CommandWorld world;
+    world.around.session.missingEntries = {"WTSGetActiveConsoleSessionId"};
+    world.key.Set({}, {L"VELAEnable", 7});
+    const Recorded recorded = Run(command);
+    CHECK(
+        recorded.log.back() ==
+        "LOG_ERROR: HandleVELADefaultEnable(), Fail to Default Set Anti-Spam Enable !! strVELAInstallPath = C:\\VELA");
+    CHECK_LINES(LinesWith(recorded.log, "OK"), {});
+    CHECK(recorded.flushed.empty());
+    CHECK_LINES(LinesWith(recorded.calls, "BastionNTCorp"), {});
+    CHECK_LINES(Stored(), {"\"VELAEnable\" REG_DWORD 7"});
   }
-  CHECK(log.Lines().back() == kSwitchFailure);
-  CHECK_LINES(LinesWith(log.Lines(), "OK"), {});
-  CHECK_LINES(Stored(), {"\"VELAEnable\" REG_DWORD 7"});
-  CHECK(flushes == 0);
+}
+
+TEST_CASE("the install path is the destination as it is given") {
+  const CommandWorld world;
+  const CommandLineGiven other(L"C:\\Source", L"D:\\Mail Guard\\");
+  CHECK(Enable() == 0);
+  CHECK(SwitchedMachine::RunValue(L"WLM") == L"\"D:\\Mail Guard\\VELA_WLM\\VELA_WLMMon.exe\"");
 }
 
 }  // namespace

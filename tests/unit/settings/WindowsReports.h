@@ -4,6 +4,9 @@
 
 #include <windows.h>
 
+#include <cstdlib>
+#include <stdexcept>
+
 #include "tests/support/ImportRedirection.h"
 
 namespace TestSupport {
@@ -27,6 +30,27 @@ class WindowsReports {
 
  private:
   ImportRedirection redirection_;
+};
+
+// The version that the environment names for this run: "6.0" in VELA_TEST_WINDOWS.
+struct WindowsOfThisRun {
+  DWORD major = 0;
+  DWORD minor = 0;
+
+  WindowsOfThisRun() {
+    const char* const text = std::getenv("VELA_TEST_WINDOWS");
+    char* end = nullptr;
+    if (text != nullptr) {
+      major = std::strtoul(text, &end, 10);
+      minor = *end == '.' ? std::strtoul(end + 1, nullptr, 10) : 0;
+    }
+    if (major == 0) {
+      throw std::runtime_error("VELA_TEST_WINDOWS does not name a Windows version");
+    }
+  }
+  bool Is60() const { return major == 6 && minor == 0; }
+  // Reported as 6.x: Outlook Express and Windows Mail are gone.
+  bool IsAfterVista() const { return major == 6 && minor > 0; }
 };
 
 }  // namespace TestSupport
