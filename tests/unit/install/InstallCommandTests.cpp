@@ -1,9 +1,12 @@
-// The install command from its first step to its last. How it settles the switch: InstallSwitchTests.cpp.
+// What a run of install or upgrade does not show from outside: its calls, and single calls that fail. Whole runs:
+// tests/scenarios and tests/matrix.
 #include "install/InstallCommand.h"
 
 #include <doctest/doctest.h>
 
+#include "install/UpgradeCommand.h"
 #include "tests/support/CallFailures.h"
+#include "tests/support/Clients.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/RegistrySnapshot.h"
@@ -15,39 +18,22 @@ using VELAWrapper::Install;
 
 namespace {
 
-constexpr char kNoSwitch[] = "LOG_INFO : QueryStringValue Fail, keyName:VELAEnable, nError:2";
-const Lines kNoOutlook = {"LOG_INFO : GetOutlookVersion return=0",
-                          "LOG_INFO : GetOutlookVersion return OL_NOT_INSTALLED !",
-                          "LOG_INFO : MS Office Outlook is not installed !"};
+constexpr DWORD kLoadAtStart = 3;
+constexpr DWORD kDoNotLoad = 2;
+constexpr char kKey[] = "SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA";
 
-TEST_CASE("a machine without any of it: every step, in order") {
-  InstallWorld world;
-  world.productKey.Delete();
-  const LogCapture log;
-  CHECK(Install() == 0);
-  CHECK_LINES(log.Lines(), (Joined({StagedResources(),
-                                    StagedOutlook(),
-                                    StagedWindowsLiveMail(),
-                                    {kNoSwitch},
-                                    kNoOutlook,
-                                    RegisteredOutlookModules(),
-                                    RegisteredOutlookExpressModules(),
-                                    RegisteredWindowsLiveMailModules()})));
-  CHECK_LINES(world.Settings(), {"\"VELAEnable\" REG_DWORD 0",
-                                 "\"VELAInstallPath\" REG_SZ \"C:\\VelaTest\\Install\\dest\\Orvane Labs\\\""});
-  CHECK(world.LoadBehavior() == 2);
-  CHECK(world.regsvr32.OpenHandles() == 0);
+std::size_t AllModules() {
+  std::size_t modules = 0;
+  for (const Client& client : Clients()) {
+    modules += client.modules.size();
+  }
+  return modules;
 }
 
-TEST_CASE("the staged files, on a Windows that no longer has Outlook Express") {
-  const InstallWorld world;
-  CHECK(Install() == 0);
-  CHECK_LINES(world.Staged(),
-              {"VELA\\", "VELA\\Resource\\", "VELA\\Resource\\text.dll 12 bytes", "VELA\\VELA_OL\\",
-               "VELA\\VELA_OL\\VELA_OL.ini 6 bytes", "VELA\\VELA_OL\\engine.dll 9 bytes",
-               "VELA\\VELA_OL\\own.dll 6 bytes", "VELA\\VELA_OL\\rule\\", "VELA\\VELA_OL\\rule\\spam.ptn 5 bytes",
-               "VELA\\VELA_WLM\\", "VELA\\VELA_WLM\\VELA_WLM.ini 7 bytes", "VELA\\VELA_WLM\\engine.dll 9 bytes",
-               "VELA\\VELA_WLM\\own.dll 7 bytes", "VELA\\VELA_WLM\\rule\\", "VELA\\VELA_WLM\\rule\\spam.ptn 5 bytes"});
+// The lines about the switch.
+Lines AboutSwitch(const Lines& lines) {
+  return Joined({LinesWith(lines, "Mail Client Running"), LinesWith(lines, "VELAEnable"),
+                 LinesWith(lines, "VELA_ENABLE"), LinesWith(lines, "status to reg")});
 }
 
 TEST_CASE("the settings key is made in the 32-bit view first, and closed last") {
@@ -62,31 +48,31 @@ TEST_CASE("the settings key is made in the 32-bit view first, and closed last") 
     closed = trace.AllClosed();
   }
   REQUIRE(calls.size() > 4);
-  CHECK(calls.front() ==
-        "RegCreateKeyExW HKLM SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA 000F023F options 0 plain -> 1");
-  CHECK(calls[1] == "RegOpenKeyExW HKLM SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA 000F023F -> 2");
+  CHECK(calls.front() == std::string("RegCreateKeyExW HKLM ") + kKey + " 000F023F options 0 plain -> 1");
+  CHECK(calls[1] == std::string("RegOpenKeyExW HKLM ") + kKey + " 000F023F -> 2");
   CHECK(calls[2] == "RegSetValueExW 2 \"VELAInstallPath\" REG_SZ 76 bytes");
   CHECK(calls.back() == "RegCloseKey 1");
   CHECK(closed);
+  CHECK_LINES(world.Settings(), {"\"VELAEnable\" REG_DWORD 0",
+                                 "\"VELAInstallPath\" REG_SZ \"C:\\VelaTest\\Install\\dest\\Orvane Labs\\\""});
+  CHECK(world.regsvr32.Starts().size() == AllModules());
+  CHECK(world.regsvr32.OpenHandles() == 0);
 }
 
-TEST_CASE("a settings key that cannot be made is told, and the command goes on") {
+TEST_CASE("a settings key that cannot be made is told, and the command goes on; no null key is closed") {
   const InstallWorld world;
   const LogCapture log;
   unsigned nulls = 0;
   {
     const FailCall create("RegCreateKeyExW", 1, ERROR_ACCESS_DENIED);
     ImportRedirection close("RegCloseKey", [&](HKEY key) -> LSTATUS {
-      nulls += key == nullptr ? 1 : 0;
+      nulls += key == nullptr ? 1U : 0U;
       return close.Original<decltype(&::RegCloseKey)>()(key);
     });
     CHECK(Install() == 0);
   }
-  const Lines lines = log.Lines();
-  REQUIRE_FALSE(lines.empty());
-  CHECK(lines.front() ==
-        "LOG_ERROR: Fail to create VELA Section SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA");
-  CHECK(world.regsvr32.Starts().size() == 10);
+  CHECK(log.Lines().front() == std::string("LOG_ERROR: Fail to create VELA Section ") + kKey);
+  CHECK(world.regsvr32.Starts().size() == AllModules());
   CHECK(nulls == 0);
 }
 
@@ -103,102 +89,122 @@ TEST_CASE("an install path that cannot be written does not count") {
   CHECK_LINES(world.Settings(), {"\"VELAEnable\" REG_DWORD 0"});
 }
 
-TEST_CASE("a destination that ends in a backslash gets no second one") {
-  const InstallWorld world(L"C:\\VelaTest\\Install\\dest\\");
-  CHECK(Install() == 0);
-  CHECK_LINES(LinesWith(world.Settings(), "Path"),
-              {"\"VELAInstallPath\" REG_SZ \"C:\\VelaTest\\Install\\dest\\Orvane Labs\\\""});
-  CHECK_FALSE(world.Staged().empty());
+TEST_CASE("an Outlook that is not supported is told, and every client is registered all the same") {
+  for (const bool supported : {false, true}) {
+    CAPTURE(supported);
+    const InstallWorld world;
+    world.outlook.NameAndRelease(supported ? L"14" : L"16");
+    const LogCapture log;
+    CHECK(Install() == 0);
+    CHECK(LinesWith(log.Lines(), "LOG_INFO : MS Office Outlook is not installed !").size() == (supported ? 0 : 1));
+    CHECK(world.regsvr32.Starts().size() == AllModules());
+  }
 }
 
-TEST_CASE("a destination with a double-byte character is not used") {
-  RemoveTree(L"C:\\ProgramData\\Orvane Labs");
-  const InstallWorld world(L"C:\\VelaTest\\Install\\dest\\Caf\u00E9");
-  const LogCapture log;
-  CHECK(Install() == 0);
-  CHECK(log.Lines().front() == "LOG_INFO : --- Find DBCS Character by checking if ANSI character set --- idx=28");
-  CHECK_LINES(LinesWith(world.Settings(), "Path"), {"\"VELAInstallPath\" REG_SZ \"C:\\ProgramData\\Orvane Labs\\\""});
-  CHECK(FileContent(L"C:\\ProgramData\\Orvane Labs\\VELA\\VELA_OL\\VELA_OL.ini") == "ini OL");
-  CHECK_FALSE(Exists(L"C:\\VelaTest\\Install\\dest\\Caf\u00E9"));
-  CHECK(world.regsvr32.CommandLines().front() ==
-        "regsvr32.exe /s \"C:\\ProgramData\\Orvane Labs\\VELA\\VELA_OL\\Redemption.dll\"");
-  RemoveTree(L"C:\\ProgramData\\Orvane Labs");
+struct Switch {
+  const char* name;
+  int stored;  // -1: not at all
+  const wchar_t* running;
+  Calls listsFailing;
+  unsigned lists;  // of processes that are taken
+  Lines lines;
+  const char* left;
+  DWORD loadBehavior;
+};
+
+TEST_CASE("a switch that is on asks for each client until one runs, and is then turned off") {
+  const char* const off = "\"VELAEnable\" REG_DWORD 0";
+  const char* const on = "\"VELAEnable\" REG_DWORD 1";
+  const Lines none = {"LOG_INFO : There is no any Mail Client Running."};
+  const Lines some = {"LOG_INFO : There is a Mail Client Running."};
+  const auto all = static_cast<unsigned>(Clients().size());  // each registration takes one list, too
+  const Switch rows[] = {
+      {"missing",
+       -1,
+       L"x.exe",
+       Calls::None(),
+       all,
+       {"LOG_INFO : QueryStringValue Fail, keyName:VELAEnable, nError:2"},
+       off,
+       kDoNotLoad},
+      {"off", 0, L"outlook.exe", Calls::None(), all, {}, off, kDoNotLoad},
+      {"neither on nor off", 2, L"x.exe", Calls::None(), all, {}, "\"VELAEnable\" REG_DWORD 2", kDoNotLoad},
+      {"no client runs", 1, L"outlookx.exe", Calls::None(), 2 * all, none, on, kLoadAtStart},
+      {"the first client runs", 1, L"OUTLOOK.EXE", Calls::None(), all + 1, some, off, kDoNotLoad},
+      {"the second client runs", 1, L"msimn.exe", Calls::None(), all + 2, some, off, kDoNotLoad},
+      {"no list can be taken", 1, L"outlook.exe", Calls::From(1), 2 * all, none, on, kLoadAtStart},
+  };
+  for (const Switch& row : rows) {
+    CAPTURE(row.name);
+    InstallWorld world;
+    if (row.stored >= 0) {
+      world.StoreSwitch(static_cast<DWORD>(row.stored));
+    }
+    world.running.Become({L"System", row.running});
+    const LogCapture log;
+    unsigned lists = 0;
+    {
+      const FailCall failing("CreateToolhelp32Snapshot", row.listsFailing, ERROR_PARTIAL_COPY);
+      const CountCalls list("CreateToolhelp32Snapshot");
+      CHECK(Install() == 0);
+      lists = list.Calls();
+    }
+    CHECK(lists == row.lists);
+    CHECK_LINES(AboutSwitch(log.Lines()), (row.lines));
+    CHECK_LINES(LinesWith(world.Settings(), "VELAEnable"), {row.left});
+    CHECK(world.LoadBehavior() == row.loadBehavior);
+  }
 }
 
-TEST_CASE("a client that cannot be registered is told, and the next one is tried") {
-  InstallWorld world;
-  const LogCapture log;
-  SUBCASE("all of them") {
-    world.regsvr32.FailEveryStart(ERROR_FILE_NOT_FOUND);
-    CHECK(Install() == 0);
-    CHECK_LINES(LinesWith(log.Lines(), "Fail to Install"),
-                {"LOG_ERROR: Fail to Install VELA_OL !!", "LOG_ERROR: Fail to Install VELA_OE !!",
-                 "LOG_ERROR: Fail to Install VELA_WLM !!"});
-    // One of Outlook, one of Outlook Express, four of Windows Live Mail.
-    CHECK(world.regsvr32.Starts().size() == 6);
+TEST_CASE("a switch that cannot be turned off is handed on as it is, except to the running client") {
+  struct Row {
+    const wchar_t* running;
+    DWORD loadBehavior;  // of Outlook
+  };
+  for (const Row& row : {Row{L"msimn.exe", kLoadAtStart}, Row{L"outlook.exe", kDoNotLoad}}) {
+    CAPTURE(ToUtf8(row.running));
+    InstallWorld world;
+    world.StoreSwitch(1);
+    world.running.Become({row.running});
+    const LogCapture log;
+    {
+      const FailCall set("RegSetValueExW", Calls::Between(1, 2), ERROR_ACCESS_DENIED);  // the first is the install path
+      CHECK(Install() == 0);
+    }
+    CHECK_LINES(AboutSwitch(log.Lines()), {"LOG_INFO : There is a Mail Client Running.",
+                                           "LOG_INFO : SetKeyvalue Fail, keyName:VELAEnable, keyValue:0, nError:5",
+                                           "LOG_ERROR: Fail to set REG_ZENTA_VELA_ENABLE_KEY value !!"});
+    CHECK_LINES(world.Settings(), {"\"VELAEnable\" REG_DWORD 1"});
+    CHECK(world.LoadBehavior() == row.loadBehavior);
+    CHECK(world.regsvr32.Starts().size() == AllModules());
   }
-  SUBCASE("Outlook") {
-    world.regsvr32.FailStart(1, ERROR_FILE_NOT_FOUND);
-    CHECK(Install() == 0);
-    CHECK_LINES(LinesWith(log.Lines(), "Fail to Install"), {"LOG_ERROR: Fail to Install VELA_OL !!"});
-  }
-  SUBCASE("Outlook Express") {
-    world.regsvr32.FailStart(3, ERROR_FILE_NOT_FOUND);
-    CHECK(Install() == 0);
-    CHECK_LINES(LinesWith(log.Lines(), "Fail to Install"), {"LOG_ERROR: Fail to Install VELA_OE !!"});
-  }
-  SUBCASE("Windows Live Mail") {
-    world.regsvr32.FailStart(7, ERROR_FILE_NOT_FOUND);
-    CHECK(Install() == 0);
-    CHECK(log.Lines().back() == "LOG_ERROR: Fail to Install VELA_WLM !!");
-  }
-  CHECK(world.regsvr32.OpenHandles() == 0);
 }
 
-TEST_CASE("an Outlook that is not supported is told, and its plug-in is installed all the same") {
-  const InstallWorld world;
-  const LogCapture log;
-  SUBCASE("later than 2010") {
-    world.outlook.NameAndRelease(L"16");
-    CHECK(Install() == 0);
-    CHECK(LinesWith(log.Lines(), "MS Office Outlook is not installed !").size() == 1);
+TEST_CASE("a switch that can be neither read nor written ends the command behind the staging, and closes every key") {
+  for (const bool hasKey : {true, false}) {
+    CAPTURE(hasKey);
+    const InstallWorld world;
+    if (!hasKey) {
+      world.productKey.Delete();
+    }
+    const LogCapture log;
+    int result = 0;
+    bool closed = false;
+    {
+      const FailCall create("RegCreateKeyExW", hasKey ? Calls::None() : Calls::Only(1), ERROR_ACCESS_DENIED);
+      const FailCall set("RegSetValueExW", hasKey ? Calls::From(2) : Calls::None(), ERROR_ACCESS_DENIED);
+      const RegistryCallTrace trace;
+      result = Install();
+      closed = trace.AllClosed();
+    }
+    CHECK(result == -520159231);
+    CHECK(static_cast<DWORD>(result) == 0xE0FF0001U);
+    CHECK(closed);
+    CHECK(log.Lines().back() == "LOG_ERROR: Fail to set VELA enable/disable status to reg !!");
+    CHECK(world.regsvr32.Starts().empty());
+    CHECK(world.LoadBehavior() == 0);
+    CHECK(Exists(world.folder.Path(L"dest\\Orvane Labs\\VELA\\Resource\\text.dll")));
   }
-  SUBCASE("2000") {
-    world.outlook.NameAndRelease(L"9");
-    CHECK(Install() == 0);
-    CHECK(LinesWith(log.Lines(), "MS Office Outlook is not installed !").size() == 1);
-  }
-  SUBCASE("2010, which is") {
-    world.outlook.NameAndRelease(L"14");
-    CHECK(Install() == 0);
-    CHECK_LINES(LinesWith(log.Lines(), "MS Office Outlook is not installed !"), {});
-  }
-  CHECK(world.regsvr32.CommandLines().size() == 10);
-  CHECK(world.LoadBehavior() == 2);
-}
-
-TEST_CASE("a second run changes nothing") {
-  const InstallWorld world;
-  CHECK(Install() == 0);
-  const Lines settings = world.Settings();
-  FileSnapshot before;
-  before.Add(world.folder.Path());
-  CHECK(Install() == 0);
-  FileSnapshot after;
-  after.Add(world.folder.Path());
-  CHECK_LINES(FileSnapshot::Changes(before, after), {});
-  CHECK_LINES(world.Settings(), (settings));
-  CHECK_LINES(world.pending.Lines(), {});
-}
-
-TEST_CASE("a source that is not there leaves empty folders and a registration") {
-  const InstallWorld world;
-  RemoveTree(world.folder.Path(L"src"));
-  const LogCapture log;
-  CHECK(Install() == 0);
-  CHECK_LINES(LinesWith(log.Lines(), "Fail to copy"),
-              {"LOG_WARN : Fail to copy VELA_OL.ini !", "LOG_WARN : Fail to copy VELA_WLM.ini !"});
-  CHECK(world.regsvr32.Starts().size() == 10);
 }
 
 TEST_CASE("every handle of a run is given back") {
@@ -213,6 +219,28 @@ TEST_CASE("every handle of a run is given back") {
   }
   REQUIRE(::GetProcessHandleCount(::GetCurrentProcess(), &after));
   CHECK(after == before);
+}
+
+TEST_CASE("an upgrade asks for neither settings nor registrations nor running clients, and gives 1") {
+  InstallWorld world;
+  world.StoreSwitch(1);
+  world.running.Become({L"outlook.exe"});
+  const Lines before = world.Settings();
+  const LogCapture log;
+  unsigned calls = 0;
+  {
+    const CountCalls list("CreateToolhelp32Snapshot");
+    const CountCalls open("RegOpenKeyExW");
+    const CountCalls openPlain("RegOpenKeyW");
+    const CountCalls create("RegCreateKeyExW");
+    CHECK(VELAWrapper::Upgrade() == 1);
+    calls = list.Calls() + open.Calls() + openPlain.Calls() + create.Calls();
+  }
+  CHECK(calls == 0);
+  CHECK(world.regsvr32.Starts().empty());
+  CHECK_LINES(world.Settings(), (before));
+  CHECK(LinesWith(log.Lines(), "Ret: 1").size() > 1);
+  CHECK(FileContent(world.folder.Path(L"dest\\Orvane Labs\\VELA\\Resource\\text.dll")) == "resource x64");
 }
 
 }  // namespace

@@ -17,8 +17,7 @@ namespace TestSupport {
 
 class InstallWorld {
  public:
-  // `destination`: empty stands for "C:\VelaTest\Install\dest".
-  explicit InstallWorld(const std::wstring& destination = {});
+  InstallWorld();
   ~InstallWorld();
 
   PendingMoves pending;
@@ -36,22 +35,9 @@ class InstallWorld {
   Lines Settings() const;
   // How Outlook is told to load the add-in: 3 at its start, 2 not; 0 where the add-in is not registered.
   DWORD LoadBehavior() const;
-  // Everything below the destination's "Orvane Labs".
-  Lines Staged() const;
 
  private:
   static void ForgetAddins();
 };
-
-// Lines of the log when the 64-bit files are staged where the destination is not said.
-Lines StagedResources(const std::string& kind = "x64");
-Lines StagedOutlook();
-Lines StagedOutlookExpress(const std::string& own, const std::string& common);
-Lines StagedWindowsLiveMail();
-
-// Lines of the log when all modules of a client are registered; Outlook's without an Outlook that is installed.
-Lines RegisteredOutlookModules();
-Lines RegisteredOutlookExpressModules();
-Lines RegisteredWindowsLiveMailModules();
 
 }  // namespace TestSupport

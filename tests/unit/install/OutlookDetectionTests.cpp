@@ -10,6 +10,7 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/HeapWatch.h"
 #include "tests/unit/install/OutlookRegistered.h"
+#include "tests/unit/plugins/RegistrationChild.h"
 #include "tests/unit/settings/RegistryCallTrace.h"
 
 using namespace TestSupport;
@@ -76,51 +77,29 @@ TEST_CASE("each release, found in the registry") {
   }
 }
 
-TEST_CASE("which releases are supported") {
-  const OutlookRegistered outlook;
-  const LogCapture log;
-  SUBCASE("none installed") {
-    CHECK_FALSE(IsOutlookSupported());
-    CHECK_LINES(log.Lines(),
-                {"LOG_INFO : GetOutlookVersion return=0", "LOG_INFO : GetOutlookVersion return OL_NOT_INSTALLED !"});
-  }
-  SUBCASE("2000") {
-    outlook.NameAndRelease(L"9");
-    CHECK_FALSE(IsOutlookSupported());
-    CHECK_LINES(log.Lines(), {kOpened, Release("9"), kProgram, Success("9"), "LOG_INFO : GetOutlookVersion return=2",
-                              "LOG_INFO : GetOutlookVersion return OL_2000 !"});
-  }
-  SUBCASE("2002, on any Windows but one") {
-    outlook.NameAndRelease(L"10");
-    CHECK(IsOutlookSupported());
-    CHECK_LINES(LinesWith(log.Lines(), "return"), {"LOG_INFO : GetOutlookVersion return=3"});
-  }
-  SUBCASE("2003") {
-    outlook.NameAndRelease(L"11");
-    CHECK(IsOutlookSupported());
-    CHECK_LINES(LinesWith(log.Lines(), "return"), {"LOG_INFO : GetOutlookVersion return=4"});
-  }
-  SUBCASE("2007") {
-    outlook.NameAndRelease(L"12");
-    CHECK(IsOutlookSupported());
-    CHECK_LINES(LinesWith(log.Lines(), "return"), {"LOG_INFO : GetOutlookVersion return=5"});
-  }
-  SUBCASE("2010") {
-    outlook.NameAndRelease(L"14");
-    CHECK(IsOutlookSupported());
-    CHECK_LINES(LinesWith(log.Lines(), "return"), {"LOG_INFO : GetOutlookVersion return=6"});
-  }
-  SUBCASE("13, which there never was") {
-    outlook.NameAndRelease(L"13");
-    CHECK_FALSE(IsOutlookSupported());
-    CHECK_LINES(LinesWith(log.Lines(), "return"),
-                {"LOG_INFO : GetOutlookVersion return=0", "LOG_INFO : GetOutlookVersion return OL_NOT_INSTALLED !"});
-  }
-  SUBCASE("later than 2010") {
-    outlook.NameAndRelease(L"16");
-    CHECK_FALSE(IsOutlookSupported());
-    CHECK_LINES(LinesWith(log.Lines(), "return"),
-                {"LOG_INFO : GetOutlookVersion return=7", "LOG_INFO : GetOutlookVersion return OL_LATER_THAN_2010 !"});
+TEST_CASE("which releases are supported, and what is said of the others") {
+  struct Row {
+    const wchar_t* release;  // empty: Outlook is not registered
+    bool supported;
+    int code;
+    const char* word;
+  };
+  for (const Row& row :
+       {Row{L"", false, 0, "OL_NOT_INSTALLED"}, Row{L"9", false, 2, "OL_2000"}, Row{L"10", true, 3, ""},
+        Row{L"11", true, 4, ""}, Row{L"12", true, 5, ""}, Row{L"13", false, 0, "OL_NOT_INSTALLED"},
+        Row{L"14", true, 6, ""}, Row{L"16", false, 7, "OL_LATER_THAN_2010"}}) {
+    CAPTURE(ToUtf8(row.release));
+    const OutlookRegistered outlook;
+    if (*row.release != L'\0') {
+      outlook.NameAndRelease(row.release);
+    }
+    const LogCapture log;
+    CHECK(IsOutlookSupported() == row.supported);
+    Lines wanted = {"LOG_INFO : GetOutlookVersion return=" + std::to_string(row.code)};
+    if (*row.word != '\0') {
+      wanted.push_back("LOG_INFO : GetOutlookVersion return " + std::string(row.word) + " !");
+    }
+    CHECK_LINES(LinesWith(log.Lines(), "return"), (wanted));
   }
 }
 
@@ -166,15 +145,6 @@ TEST_CASE("the folder in the program's own view goes first, the other is not loo
   }
 }
 
-TEST_CASE("a release that only the 64-bit view knows is not found") {
-  const OutlookRegistered outlook;
-  outlook.Name(L"Outlook.Application.14");
-  outlook.office64.Set(L"14.0\\Outlook\\InstallRoot", {L"Path", L"C:\\VelaTest\\Office\\"});
-  const LogCapture log;
-  CHECK(GetOutlookVersion() == OL_NOT_INSTALLED);
-  CHECK_LINES(log.Lines(), {kOpened, Release("14")});
-}
-
 TEST_CASE("of several subkeys the first that contains the release wins") {
   const OutlookRegistered outlook;
   outlook.Name(L"Outlook.Application.14");
@@ -200,67 +170,81 @@ TEST_CASE("of several subkeys the first that contains the release wins") {
   }
 }
 
-TEST_CASE("a registered name without a dot is taken whole") {
-  const OutlookRegistered outlook;
-  outlook.Name(L"12");
-  outlook.Release(L"12.0");
-  const LogCapture log;
-  CHECK(GetOutlookVersion() == OL_2007);
-  CHECK_LINES(log.Lines(), {kOpened, Release("12"), kProgram, Success("12")});
-}
+// What the registry holds, and how far the lookup comes with it.
+struct Lookup {
+  const char* name;
+  void (*prepare)(const OutlookRegistered& outlook);
+  OutlookRelease release;
+  Lines lines;  // behind the first
+};
 
-TEST_CASE("a registered name that is no number is no release") {
-  const OutlookRegistered outlook;
-  outlook.Name(L"Outlook.Application.Beta");
-  outlook.Release(L"Beta");
-  const LogCapture log;
-  CHECK(GetOutlookVersion() == OL_NOT_INSTALLED);
-  CHECK_LINES(log.Lines(), {kOpened, Release("Beta"), kProgram, Success("0")});
-}
-
-TEST_CASE("a default value that cannot be read is not installed") {
-  const OutlookRegistered outlook;
-  outlook.Release(L"14.0");
-  const LogCapture log;
-  SUBCASE("missing") {
-    outlook.program.MakeSubkey(L"CurVer");
-  }
-  SUBCASE("longer than 4,096 bytes") {
-    outlook.Name(L"Outlook.Application." + std::wstring(2100, L'1'));
-  }
-  SUBCASE("refused") {
-    outlook.Name(L"Outlook.Application.14");
-    const FailCall query("RegQueryValueExW", 1, ERROR_ACCESS_DENIED);
-    CHECK(GetOutlookVersion() == OL_NOT_INSTALLED);
-    CHECK_LINES(log.Lines(), {kOpened});
-    return;
-  }
-  CHECK(GetOutlookVersion() == OL_NOT_INSTALLED);
-  CHECK_LINES(log.Lines(), {kOpened});
-}
-
-TEST_CASE("a default value stored without its terminator is read all the same") {
-  const OutlookRegistered outlook;
-  outlook.program.SetData(L"CurVer", L"", REG_BINARY, L"X.14", 8);
-  outlook.Release(L"14.0");
-  CHECK(GetOutlookVersion() == OL_2010);
-}
-
-TEST_CASE("outlook.exe is appended as it stands, and has to be there") {
-  const OutlookRegistered outlook;
-  outlook.Name(L"Outlook.Application.14");
-  const LogCapture log;
-  SUBCASE("missing") {
-    outlook.Release(L"14.0", L"C:\\VelaTest\\No\\");
-    CHECK(GetOutlookVersion() == OL_NOT_INSTALLED);
-    CHECK_LINES(log.Lines(), {kOpened, Release("14"),
-                              "LOG_INFO : GetOutlookVersion(), Get outlook.exe path: C:\\VelaTest\\No\\outlook.exe"});
-  }
-  SUBCASE("a folder without a backslash at its end") {
-    outlook.Release(L"14.0", L"C:\\VelaTest\\Office");
-    CHECK(GetOutlookVersion() == OL_NOT_INSTALLED);
-    CHECK_LINES(log.Lines(), {kOpened, Release("14"),
-                              "LOG_INFO : GetOutlookVersion(), Get outlook.exe path: C:\\VelaTest\\Officeoutlook.exe"});
+TEST_CASE("what is registered in another way") {
+  const std::string noFolder = "LOG_INFO : GetOutlookVersion(), Get outlook.exe path: C:\\VelaTest\\";
+  const Lookup rows[] = {
+      {"a release that only the 64-bit view has",
+       [](const OutlookRegistered& outlook) {
+         outlook.Name(L"Outlook.Application.14");
+         outlook.office64.Set(L"14.0\\Outlook\\InstallRoot", {L"Path", L"C:\\VelaTest\\Office\\"});
+       },
+       OL_NOT_INSTALLED,
+       {Release("14")}},
+      {"a name without a dot is taken whole",
+       [](const OutlookRegistered& outlook) {
+         outlook.Name(L"12");
+         outlook.Release(L"12.0");
+       },
+       OL_2007,
+       {Release("12"), kProgram, Success("12")}},
+      {"a name that is no number",
+       [](const OutlookRegistered& outlook) {
+         outlook.Name(L"Outlook.Application.Beta");
+         outlook.Release(L"Beta");
+       },
+       OL_NOT_INSTALLED,
+       {Release("Beta"), kProgram, Success("0")}},
+      {"no default value",
+       [](const OutlookRegistered& outlook) {
+         outlook.Release(L"14.0");
+         outlook.program.MakeSubkey(L"CurVer");
+       },
+       OL_NOT_INSTALLED,
+       {}},
+      {"a default value of more than 4,096 bytes",
+       [](const OutlookRegistered& outlook) {
+         outlook.Release(L"14.0");
+         outlook.Name(L"Outlook.Application." + std::wstring(2100, L'1'));
+       },
+       OL_NOT_INSTALLED,
+       {}},
+      {"a default value stored without its terminator",
+       [](const OutlookRegistered& outlook) {
+         outlook.program.SetData(L"CurVer", L"", REG_BINARY, L"X.14", 8);
+         outlook.Release(L"14.0");
+       },
+       OL_2010,
+       {Release("14"), kProgram, Success("14")}},
+      {"no outlook.exe",
+       [](const OutlookRegistered& outlook) {
+         outlook.Name(L"Outlook.Application.14");
+         outlook.Release(L"14.0", L"C:\\VelaTest\\No\\");
+       },
+       OL_NOT_INSTALLED,
+       {Release("14"), noFolder + "No\\outlook.exe"}},
+      {"a folder without a backslash at its end gets none",
+       [](const OutlookRegistered& outlook) {
+         outlook.Name(L"Outlook.Application.14");
+         outlook.Release(L"14.0", L"C:\\VelaTest\\Office");
+       },
+       OL_NOT_INSTALLED,
+       {Release("14"), noFolder + "Officeoutlook.exe"}},
+  };
+  for (const Lookup& row : rows) {
+    CAPTURE(row.name);
+    const OutlookRegistered outlook;
+    row.prepare(outlook);
+    const LogCapture log;
+    CHECK(GetOutlookVersion() == row.release);
+    CHECK(log.Lines() == Joined({{kOpened}, row.lines}));
   }
 }
 
