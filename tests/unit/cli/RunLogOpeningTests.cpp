@@ -1,4 +1,5 @@
-// Where the run log lies, how it is opened, and what a run does without it.
+// Where the run log lies and how it is opened. What a run does without it, and how it goes on in one that exists:
+// tests/scenarios/RunLogTests.cpp.
 #include <doctest/doctest.h>
 
 #include "tests/support/FileSnapshot.h"
@@ -47,29 +48,6 @@ TEST_CASE("a first run makes the folder, and the file begins with a line break")
         "CreateDirectoryW C:\\VelaTest\\Windows\\Temp\\QRTX_Debug plain\n");
 }
 
-TEST_CASE("a second run goes on where the first one ended, and makes no folder") {
-  const ProbeWindows windows;
-  RunProbe({L"entries", L"one"});
-  RunProbe({L"entries", L"two"});
-  CHECK(FileContent(windows.log) == "\r\nLOG_INFO : one\r\nLOG_INFO : two");
-  CHECK(windows.Report() ==
-        "GetWindowsDirectoryW 261\n"
-        "GetFileAttributesW C:\\VelaTest\\Windows\\Temp\\QRTX_Debug\n");
-}
-
-TEST_CASE("the file is there before anything is written") {
-  const ProbeWindows windows;
-  RunProbe({L"entries"});
-  CHECK(FileContent(windows.log).empty());
-}
-
-TEST_CASE("what the file held before stays") {
-  const ProbeWindows windows;
-  windows.folder.MakeFile(L"Temp\\QRTX_Debug\\vela.log", "something else");
-  RunProbe({L"entries", L"one"});
-  CHECK(FileContent(windows.log) == "something else\r\nLOG_INFO : one");
-}
-
 TEST_CASE("two processes write to the file at the same time") {
   const LogCapture log;
   RunLog::Info() << "this process";
@@ -88,58 +66,20 @@ TEST_CASE("a Windows folder that leaves no room, or none at all, gives the fixed
   CHECK(AskedFor(L"long 255") == "C:\\" + std::string(252, 'w') + "\\Temp\\QRTX_Debug");
 }
 
-TEST_CASE("without the log a command runs as ever") {
+TEST_CASE("while another program holds the log a command runs as ever") {
   const ProbeWindows windows;
-  SUBCASE("no temporary folder: only the last level is made") {
-    RemoveTree(windows.folder.Path(L"Temp"));
-    CHECK(RunProbe({L"entries", L"one"}) == 42);
-    CHECK_FALSE(Exists(windows.folder.Path(L"Temp")));
+  windows.folder.MakeFile(L"Temp\\QRTX_Debug\\vela.log", "before");
+  {
+    const HeldFile held(windows.log);
+    CHECK(RunProbe({L"command", L"-x", L"C:\\a", L"C:\\b"}) == 0);
   }
-  SUBCASE("a file in the place of the folder") {
-    windows.folder.MakeFile(L"Temp\\QRTX_Debug", "a file");
-    CHECK(RunProbe({L"entries", L"one"}) == 42);
-    CHECK(FileContent(windows.folder.Path(L"Temp\\QRTX_Debug")) == "a file");
-  }
-  SUBCASE("a folder in the place of the file") {
-    windows.folder.MakeFolder(L"Temp\\QRTX_Debug\\vela.log");
-    CHECK(RunProbe({L"entries", L"one"}) == 42);
-  }
-  SUBCASE("held by another") {
-    windows.folder.MakeFile(L"Temp\\QRTX_Debug\\vela.log", "before");
-    {
-      const HeldFile held(windows.log);
-      CHECK(RunProbe({L"command", L"-x", L"C:\\a", L"C:\\b"}) == 0);
-    }
-    CHECK(FileContent(windows.log) == "before");
-  }
+  CHECK(FileContent(windows.log) == "before");
 }
 
 TEST_CASE("a character that cannot be written ends the log, after the text before it") {
   const ProbeWindows windows;
   CHECK(RunProbe({L"entries", L"one", L"before\u65E5after", L"later"}) == 42);
   CHECK(FileContent(windows.log) == "\r\nLOG_INFO : one\r\nLOG_INFO : before");
-}
-
-TEST_CASE("U+00FF can be written, U+0100 cannot") {
-  const ProbeWindows windows;
-  RunProbe({L"entries", L"\u00E9\u00FF", L"\u0100", L"later"});
-  CHECK(FileContent(windows.log) == "\r\nLOG_INFO : \xE9\xFF\r\nLOG_INFO : ");
-}
-
-TEST_CASE("an unwritable folder name on the command line: the command runs, its exit code is the same") {
-  const ProbeWindows windows;
-  SUBCASE("source") {
-    CHECK(RunProbe({L"command", L"-r", L"C:\\ab\u65E5\u672C", L"C:\\d"}) == 1);
-    CHECK(FileContent(windows.log) == "\r\nLOG_INFO :  cmd:-r\r\n src:C:\\ab");
-  }
-  SUBCASE("destination") {
-    CHECK(RunProbe({L"command", L"-r", L"C:\\s", L"\u65E5"}) == 1);
-    CHECK(FileContent(windows.log) == "\r\nLOG_INFO :  cmd:-r\r\n src:C:\\s\r\ndest:");
-  }
-  SUBCASE("switch") {
-    CHECK(RunProbe({L"command", L"-x\u65E5", L"C:\\s", L"C:\\d"}) == 0);
-    CHECK(FileContent(windows.log) == "\r\nLOG_INFO :  cmd:-x");
-  }
 }
 
 TEST_CASE("a write that fails once loses the entries behind it, and nothing else") {
