@@ -1,7 +1,9 @@
-// The switch on a Windows without Outlook Express: its order, what decides its result, and the event for the monitors.
+// The switch on a Windows without Outlook Express: single calls that fail, identities, and the event for the monitors.
+// Whole runs: tests/scenarios/EnableTests.cpp, DisableTests.cpp and DelayedInstallTests.cpp.
 #include <doctest/doctest.h>
 
 #include "tests/support/CallFailures.h"
+#include "tests/support/Clients.h"
 #include "tests/unit/activation/SwitchWorld.h"
 
 using namespace TestSupport;
@@ -69,22 +71,6 @@ TEST_CASE("shared settings that are missing, or that may not be read, are told a
   }
 }
 
-TEST_CASE("flags that are missing or no numbers are 0") {
-  SwitchWorld world;
-  MakeKey(MachineKey64(SwitchedMachine::kCoreAgentKey), {{L"OE_DELAY_INST", L"1"}});
-  const BYTE bytes[] = {1, 0, 0, 0};
-  SetRawValue(MachineKey64(SwitchedMachine::kCoreAgentKey), L"WLM_DELAY_INST", REG_BINARY, bytes, sizeof bytes);
-  CHECK(world.Switch(true).front() == Info(kNoFlags).front());
-  CHECK(world.regsvr32.Starts().empty());
-}
-
-TEST_CASE("flags of the 32-bit view are nobody's") {
-  SwitchWorld world;
-  MakeKey(MachineKey32(SwitchedMachine::kCoreAgentKey), {{L"OE_DELAY_INST", 1}});
-  CHECK(world.Switch(true).front() == Error("Fail to open REG_ZENTA_VELA_ROOT_PATH for query !!").front());
-  CHECK(world.regsvr32.Starts().empty());
-}
-
 TEST_CASE("a monitor that cannot be started does not fail the switch") {
   SwitchWorld world;
   world.machine.SetFlags(0, 0, 0);
@@ -98,53 +84,32 @@ TEST_CASE("a monitor that cannot be started does not fail the switch") {
                             Error("!!! SetAntiSpamEnable() - failed on VELA_LaunchMonProcess()")})));
 }
 
-TEST_CASE("a console without a session stops the switch behind the registrations that were put off") {
-  SwitchWorld world;
-  world.session.sessionId = 0xFFFFFFFF;
-  world.machine.SetFlags(0, 0, 1);
-  const RegistrySnapshot before = world.machine.Registry();
-  const Lines log = world.Switch(true);
-  CHECK_FALSE(world.result);
-  REQUIRE(!log.empty());
-  CHECK(log.front() == Info("nDelayEnableOE = %d0 nDelayEnableOL = %d0 nDelayEnableWLM = %d1").front());
-  CHECK(log.back() ==
-        Error("*** CProviderAntiSpam::SetAntiSpamEnable() - failed to get active session id. error=0").front());
-  CHECK(world.regsvr32.Starts().size() == 4);
-  CHECK_LINES(world.session.Calls(), {"WTSGetActiveConsoleSessionId"});
-  CHECK(world.monitors.Starts().empty());
-  CHECK_LINES(world.machine.Data(), {"data\\"});
-  CHECK_LINES(LinesWith(RegistrySnapshot::Changes(before, world.machine.Registry()), "Office"), {});
-  CHECK(SwitchedMachine::RunValue(L"WLM").empty());
-}
-
-TEST_CASE("a session that cannot be asked for stops the switch with the error") {
+TEST_CASE("without a session at the console nothing is switched, in either direction") {
   for (const bool enable : {true, false}) {
-    SwitchWorld world;
-    world.machine.SetFlags(0, 0, 0);
-    MakeKey(MachineKey64(SwitchedMachine::kAddinKey), {{L"LoadBehavior", 9}});
-    world.session.missingEntries = {"WTSGetActiveConsoleSessionId"};
-    const RegistrySnapshot before = world.machine.Registry();
-    const Lines log = world.Switch(enable);
-    CHECK_FALSE(world.result);
-    CHECK_LINES(log, (Joined({enable ? Info(kNoFlags) : Lines{},
-                              Error("*** CProviderAntiSpam::SetAntiSpamEnable() - failed to get active session id. "
-                                    "error=127")})));
-    CHECK_LINES(RegistrySnapshot::Changes(before, world.machine.Registry()), {});
-    CHECK(world.monitors.Starts().empty());
-    CHECK_LINES(world.shutdown.Calls(), {});
-    CHECK_LINES(world.session.NotGivenBack(), {});
+    for (const bool known : {true, false}) {
+      CAPTURE(enable);
+      CAPTURE(known);
+      SwitchWorld world;
+      world.machine.SetFlags(0, 0, 0);
+      MakeKey(MachineKey64(SwitchedMachine::kAddinKey), {{L"LoadBehavior", 9}});
+      world.session.sessionId = 0xFFFFFFFF;
+      if (!known) {
+        world.session.missingEntries = {"WTSGetActiveConsoleSessionId"};
+      }
+      const RegistrySnapshot before = world.machine.Registry();
+      const Lines log = world.Switch(enable);
+      CHECK_FALSE(world.result);
+      CHECK_LINES(log, (Joined({enable ? Info(kNoFlags) : Lines{},
+                                Error(std::string("*** CProviderAntiSpam::SetAntiSpamEnable() - failed to get active "
+                                                  "session id. error=") +
+                                      (known ? "0" : "127"))})));
+      CHECK_LINES(RegistrySnapshot::Changes(before, world.machine.Registry()), {});
+      CHECK_LINES(world.machine.Data(), {"data\\"});
+      CHECK(world.monitors.Starts().empty());
+      CHECK_LINES(world.shutdown.Calls(), {});
+      CHECK_LINES(world.session.NotGivenBack(), {});
+    }
   }
-}
-
-TEST_CASE("a user who cannot be had does not stop the switch: the clients are switched for nobody in particular") {
-  SwitchWorld world;
-  world.machine.SetFlags(0, 0, 0);
-  world.session.tokenError = ERROR_NO_TOKEN;
-  const Lines log = world.Switch(true);
-  CHECK(world.result);
-  CHECK_LINES(log, (Joined({Info(kNoFlags), Error("Fail on Frwk::WindowStation::StartImpersonateLoggedOnCurrentUser()"),
-                            Info(SessionLine("")), Activated("")})));
-  CHECK(world.monitors.Starts().empty());
 }
 
 TEST_CASE("without an environment block the program switches as itself, and the thread is itself in the end") {
@@ -183,13 +148,74 @@ TEST_CASE("without an environment block the program switches as itself, and the 
   }
 }
 
-TEST_CASE("the session is told as it is, however large") {
-  SwitchWorld world;
-  world.machine.SetFlags(0, 0, 0);
-  world.session.sessionId = 0xFFFFFFFE;
-  const Lines log = world.Switch(true);
-  REQUIRE(log.size() > 1);
-  CHECK(log[1] == Info(SessionLine(kUser, "4294967294")).front());
+// ---- registrations that were put off
+
+struct Delayed {
+  const wchar_t* client;
+  const wchar_t* cleared;  // whose flag is cleared after it
+};
+
+// In the order in which they are done.
+constexpr Delayed kDelayed[] = {{L"OE", L"OL"}, {L"OL", L"OE"}, {L"WLM", L"WLM"}};
+
+TEST_CASE("a flag has its client registered, and clears a flag; one that refuses its new value is told") {
+  REQUIRE(std::size(kDelayed) == Clients().size());
+  for (const Delayed& delayed : kDelayed) {
+    for (const bool refused : {false, true}) {
+      CAPTURE(ToUtf8(delayed.client));
+      CAPTURE(refused);
+      SwitchWorld world;
+      Lines flags;
+      std::string shown;
+      for (const Delayed& other : kDelayed) {
+        const std::wstring name = other.client + std::wstring(L"_DELAY_INST");
+        const DWORD value = other.client == delayed.client ? 2 : 0;
+        MakeKey(MachineKey64(SwitchedMachine::kCoreAgentKey), {{name.c_str(), value}});
+        shown += (shown.empty() ? "" : " ") + ("nDelayEnable" + ToUtf8(other.client)) + " = %d" + std::to_string(value);
+      }
+      Lines log;
+      Lines stored;
+      {
+        ImportRedirection set(
+            "RegSetValueExW",
+            [&](HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) -> LSTATUS {
+              if (std::wcsstr(name, L"_DELAY_INST") != nullptr) {
+                stored.push_back(ToUtf8(name) + " " + std::to_string(type) + " " + std::to_string(size) + " " +
+                                 std::to_string(data[0] + data[1] + data[2] + data[3]));
+                return refused ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
+              }
+              return set.Original<decltype(&::RegSetValueExW)>()(key, name, reserved, type, data, size);
+            });
+        log = world.Switch(true);
+      }
+      const std::string cleared = ToUtf8(delayed.cleared);
+      CHECK(world.result);
+      CHECK(log.front() == Info(shown).front());
+      CHECK_LINES(stored, {cleared + "_DELAY_INST 4 4 0"});
+      CHECK_LINES(LinesWith(log, " store "),
+                  (refused ? Joined({Error("Fail to store value !!"),
+                                     Error("Fail to store REG_ZENTA_VELA_" + cleared + "_DELAY_INSTALL_KEY value !!")})
+                           : Lines{}));
+      const bool outlook = delayed.client == std::wstring(L"OL");
+      CHECK(LinesWith(log, "MS Office Outlook is not installed !").size() == (outlook ? 1 : 0));
+      for (const Client& client : Clients()) {
+        CHECK(LinesWith(world.regsvr32.CommandLines(), "\"C:\\VELA\\" + ToUtf8(client.FolderName()) + "\\").size() ==
+              (client.shortName == std::wstring(delayed.client) ? client.modules.size() : 0));
+      }
+      CHECK(world.regsvr32.OpenHandles() == 0);
+    }
+  }
+}
+
+TEST_CASE("a running Outlook keeps its add-in from being loaded until the activation behind") {
+  for (const bool running : {false, true}) {
+    SwitchWorld world;
+    world.machine.SetFlags(0, 1, 0);
+    world.session.sessionId = 0xFFFFFFFF;  // no activation then
+    world.running.Become({running ? L"outlook.exe" : L"x.exe"});
+    world.Switch(true);
+    CHECK(world.machine.LoadBehavior() == (running ? 2 : 3));
+  }
 }
 
 // ---- off
@@ -217,51 +243,19 @@ TEST_CASE("switching off looks at no flags, deactivates the clients and tells th
   CHECK_LINES(world.session.NotGivenBack(), {});
 }
 
-TEST_CASE("nothing to switch off makes the switch fail client by client, and the monitors are told all the same") {
-  SwitchWorld world;
-  const Lines log = world.Switch(false);
-  CHECK_FALSE(world.result);
-  CHECK_LINES(log, (Joined({SessionFound(), Error("Failed to WriteRegIntValue of LoadBehavior to 2!!"),
-                            Error("*** SetAntiSpamEnable() - failed on VELA_DeActivateOL()"),
-                            Error("Fail to DeleteRegStringValue() of g_szWLM_OEM !"),
-                            Error("*** SetAntiSpamEnable() - failed on VELA_DeActivateWLM()"),
-                            Info("Check if need VELA_DISABLE_NOTIFY_EVENT"), Signalled()})));
-  CHECK_LINES(world.shutdown.Calls(), (SignalledCalls()));
-}
-
-TEST_CASE("one client that cannot be switched off is enough to fail the switch") {
-  {
-    SwitchWorld world;
-    SwitchOnBefore(world);
-    RemoveValue(MachineKey64(SwitchedMachine::kRunKey), L"WLM");
-    world.Switch(false);
-    CHECK_FALSE(world.result);
-    CHECK(world.machine.LoadBehavior() == 2);
-  }
-  SwitchWorld world;
-  SwitchOnBefore(world);
-  RemoveKey(MachineKey64(SwitchedMachine::kAddinKey));
-  world.Switch(false);
-  CHECK_FALSE(world.result);
-  CHECK(SwitchedMachine::RunValue(L"WLM").empty());
-}
-
 TEST_CASE("a running client that needs its monitor keeps it, any other does not") {
-  struct Case {
-    const wchar_t* program;
-    bool keeps;
-  };
-  for (const Case& client : {Case{L"wlmail.exe", true}, Case{L"WLMail.EXE", true}, Case{L"outlook.exe", false},
-                             Case{L"msimn.exe", false}, Case{L"winmail.exe", false}, Case{L"wlmail2.exe", false}}) {
-    CAPTURE(client.program);
+  for (const Client& client : Clients()) {
+    CAPTURE(ToUtf8(client.shortName));
     SwitchWorld world;
     SwitchOnBefore(world);
-    world.running.Become({L"System", client.program});
+    world.running.Become({L"System", client.process});
     const Lines log = world.Switch(false);
+    const bool keeps = client.hasMonitor && !client.endedWithVista;
     CHECK(world.result);
-    CHECK_LINES(log, (Joined({SessionFound(), Deactivated(),
-                              client.keeps ? Info("Not Send VELA_DISABLE_NOTIFY_EVENT") : Signalled()})));
-    CHECK_LINES(world.shutdown.Calls(), (client.keeps ? Lines{} : SignalledCalls()));
+    CHECK_LINES(
+        log,
+        (Joined({SessionFound(), Deactivated(), keeps ? Info("Not Send VELA_DISABLE_NOTIFY_EVENT") : Signalled()})));
+    CHECK_LINES(world.shutdown.Calls(), (keeps ? Lines{} : SignalledCalls()));
   }
 }
 
@@ -285,19 +279,6 @@ TEST_CASE("an event that cannot be had is told with the error and does not count
   CHECK(world.result);
   CHECK_LINES(log, (Joined({SessionFound(), Deactivated(), Error("Fail to OpenEvent() ! ErrCode:6")})));
   CHECK_LINES(world.shutdown.Calls(), {"CreateEventW Global\\{DD2A6866-95FD-47a8-A48D-CDB025648C09} manual"});
-}
-
-TEST_CASE("the monitors are told behind the line that says so") {
-  SwitchWorld world;
-  SwitchOnBefore(world);
-  const LogCapture log;
-  Lines before;
-  const ImportRedirection set("SetEvent", [&](HANDLE) -> BOOL {
-    before = log.Lines();
-    return TRUE;
-  });
-  world.Switch(false);
-  CHECK_LINES(before, (Joined({SessionFound(), Deactivated(), Signalled()})));
 }
 
 }  // namespace

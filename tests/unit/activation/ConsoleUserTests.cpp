@@ -123,116 +123,79 @@ TEST_CASE("an account whose identifier cannot be read or written out has none") 
   }
 }
 
-// The ways in which the thread cannot be made to act as the user. What must hold for all: one line, no identifier, and
-// nothing kept.
-void CheckStartFails(ConsoleSession& session, const Lines& calls) {
-  const Answered answered = Ask(session);
-  CHECK(answered.sid.empty());
-  CHECK_LINES(answered.log, {kStartFailed});
-  CHECK_LINES(answered.calls, (calls));
-  CHECK_LINES(answered.notGivenBack, {});
-  CHECK_FALSE(answered.actsAsUser);
-}
+// Every way: tests/unit/FrwkCommon/ConsoleUserScopeTests.cpp.
+struct NoIdentity {
+  const char* name;
+  void (*prepare)(ConsoleSession& session);
+  Lines calls;
+};
 
-TEST_CASE("no identifier without a function that tells the session") {
-  ConsoleSession session;
-  session.missingEntries = {"WTSGetActiveConsoleSessionId"};
-  CheckStartFails(session, {});
-}
-
-TEST_CASE("no identifier where neither the session has a user nor a shell runs") {
-  for (const bool libraryThere : {true, false}) {
-    ConsoleSession session;
-    session.tokenError = ERROR_NO_TOKEN;
-    if (!libraryThere) {
-      session.missingLibraries = {L"wtsapi32.dll"};
-    }
-    CheckStartFails(session, libraryThere ? Lines{"WTSGetActiveConsoleSessionId", "WTSQueryUserToken 7"}
-                                          : Lines{"WTSGetActiveConsoleSessionId"});
-  }
-}
-
-TEST_CASE("no session attached is handed on to the query for the token") {
-  ConsoleSession session;
-  session.sessionId = 0xFFFFFFFF;
-  session.tokenError = ERROR_NO_TOKEN;
-  CheckStartFails(session, {"WTSGetActiveConsoleSessionId", "WTSQueryUserToken 4294967295"});
-}
-
-TEST_CASE("no identifier for a token that is none") {
-  for (const HANDLE token : {HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {
-    ConsoleSession session;
-    session.tokenAnswer = token;
-    Lines calls = {"WTSGetActiveConsoleSessionId", "WTSQueryUserToken 7"};
-    if (token != nullptr) {
-      calls.emplace_back("RevertToSelf");  // a token was given, so something may have begun
-    }
-    CheckStartFails(session, calls);
-  }
-}
-
-TEST_CASE("no identifier where the thread may not act as the user") {
-  ConsoleSession session;
-  session.impersonateError = ERROR_ACCESS_DENIED;
-  CheckStartFails(session, {"WTSGetActiveConsoleSessionId", "WTSQueryUserToken 7", "ImpersonateLoggedOnUser token",
-                            "RevertToSelf"});
-}
-
-TEST_CASE("after a failed environment block the thread is itself again, with the rest given back") {
-  struct Case {
-    DWORD error;
-    std::set<std::string> missingEntries;
-    bool asked;
+TEST_CASE("where the thread cannot act as the user there is no identifier") {
+  const std::string session = "WTSGetActiveConsoleSessionId";
+  const std::string token = "WTSQueryUserToken 7";
+  const std::string impersonate = "ImpersonateLoggedOnUser token";
+  const NoIdentity rows[] = {
+      {"no function that tells the session",
+       [](ConsoleSession& s) { s.missingEntries = {"WTSGetActiveConsoleSessionId"}; },
+       {}},
+      {"neither a token nor a shell", [](ConsoleSession& s) { s.tokenError = ERROR_NO_TOKEN; }, {session, token}},
+      {"no session attached",
+       [](ConsoleSession& s) {
+         s.sessionId = 0xFFFFFFFF;
+         s.tokenError = ERROR_NO_TOKEN;
+       },
+       {session, "WTSQueryUserToken 4294967295"}},
+      {"no environment block",
+       [](ConsoleSession& s) { s.createBlockError = ERROR_ACCESS_DENIED; },
+       {session, token, impersonate, "CreateEnvironmentBlock token", "RevertToSelf"}},
+      {"no library for the block", [](ConsoleSession& s) { s.missingLibraries = {L"userenv.dll"}; }, {}},
   };
-  for (const Case& failing : {Case{ERROR_ACCESS_DENIED, {}, true}, Case{0, {"CreateEnvironmentBlock"}, false}}) {
-    ConsoleSession session;
-    session.createBlockError = failing.error;
-    session.missingEntries = failing.missingEntries;
-    Lines calls = {"WTSGetActiveConsoleSessionId", "WTSQueryUserToken 7", "ImpersonateLoggedOnUser token"};
-    if (failing.asked) {
-      calls.emplace_back("CreateEnvironmentBlock token");
-    }
-    calls.emplace_back("RevertToSelf");
-    CheckStartFails(session, calls);
+  for (const NoIdentity& row : rows) {
+    CAPTURE(row.name);
+    ConsoleSession console;
+    row.prepare(console);
+    const Answered answered = Ask(console);
+    CHECK(answered.sid.empty());
+    CHECK_LINES(answered.log, {kStartFailed});
+    CHECK(answered.calls == row.calls);
+    CHECK_LINES(answered.notGivenBack, {});
+    CHECK_LINES(console.LoadedAsUser(), {});
+    CHECK_FALSE(answered.actsAsUser);
   }
-}
-
-TEST_CASE("no identifier without the library of the environment block, which is not looked for as the user") {
-  ConsoleSession session;
-  session.missingLibraries = {L"userenv.dll"};
-  CheckStartFails(session, {});
-  CHECK_LINES(session.LoadedAsUser(), {});
 }
 
 TEST_CASE("an identity that cannot be left again is told, and the identifier is given all the same") {
   const std::wstring sid = OwnSid();
-  SUBCASE("the environment block cannot be given back") {
+  struct Row {
+    const char* name;
+    void (*prepare)(ConsoleSession& session);
+    Lines notGivenBack;
+    bool actsAsUser;
+  };
+  const Row rows[] = {
+      {"the environment block cannot be given back",
+       [](ConsoleSession& session) { session.destroyBlockError = ERROR_INVALID_PARAMETER; },
+       {"environment block"},
+       false},
+      {"the function for it is missing",
+       [](ConsoleSession& session) { session.missingEntries = {"DestroyEnvironmentBlock"}; },
+       {"environment block"},
+       false},
+      {"the thread cannot become itself",
+       [](ConsoleSession& session) { session.revertError = ERROR_NOT_ENOUGH_MEMORY; },
+       {},
+       true},
+  };
+  for (const Row& row : rows) {
+    CAPTURE(row.name);
     ConsoleSession session;
-    session.destroyBlockError = ERROR_INVALID_PARAMETER;
+    row.prepare(session);
     const Answered answered = Ask(session);
     CHECK(answered.sid == sid);
     CHECK_LINES(answered.log, {kEndFailed});
     CHECK(answered.calls.back() == "RevertToSelf");
-    CHECK_LINES(answered.notGivenBack, {"environment block"});
-    CHECK_FALSE(answered.actsAsUser);
-  }
-  SUBCASE("the function for it is missing") {
-    ConsoleSession session;
-    session.missingEntries = {"DestroyEnvironmentBlock"};
-    const Answered answered = Ask(session);
-    CHECK(answered.sid == sid);
-    CHECK_LINES(answered.log, {kEndFailed});
-    CHECK(answered.calls.back() == "RevertToSelf");
-    CHECK_FALSE(answered.actsAsUser);
-  }
-  SUBCASE("the thread cannot become itself") {
-    ConsoleSession session;
-    session.revertError = ERROR_NOT_ENOUGH_MEMORY;
-    const Answered answered = Ask(session);
-    CHECK(answered.sid == sid);
-    CHECK_LINES(answered.log, {kEndFailed});
-    CHECK_LINES(answered.notGivenBack, {});
-    CHECK(answered.actsAsUser);
+    CHECK(answered.notGivenBack == row.notGivenBack);
+    CHECK(answered.actsAsUser == row.actsAsUser);
   }
 }
 

@@ -60,14 +60,6 @@ TEST_CASE("an identity that is no plain name names no folder, and the log goes b
   }
 }
 
-TEST_CASE("an identity below the root opens no folder of another program") {
-  const SwitchedMachine machine;
-  StoreIdentity(L"Microsoft");
-  WriteTestFile(kData + L"\\Microsoft\\secret.txt", "secret");
-  WriteTestFile(kData + L"\\Orvane Labs\\OL\\Users", "a file that blocks the level");
-  CHECK_LINES(LinesWith(Renewed(), "Microsoft"), {});
-}
-
 TEST_CASE("below the root nothing that exists already is opened, whose ever it is") {
   struct Case {
     const wchar_t* blocked;  // the level that a file has the place of; empty: the identity is refused

@@ -73,33 +73,23 @@ TEST_CASE("the install path is taken as it is") {
   }
 }
 
-TEST_CASE("a monitor that cannot be started is told with the error and its path, and nothing is kept") {
-  ConsoleSession session;
-  MonitorStarts starts(session);
-  starts.Fail(ERROR_PRIVILEGE_NOT_HELD);
-  const Launched launched = Launch(session, starts, L"C:\\X");
-  CHECK_FALSE(launched.result);
-  CHECK_LINES(launched.log, {"LOG_INFO : ImpersonateLoggedOnUser() : C:\\X\\VELA\\VELA_WLM\\VELA_WLMMon.exe",
-                             "LOG_ERROR: Failed to call CreateProcessAsUser() to launch VELA_WLMMon.exe 1314 "
-                             "C:\\X\\VELA\\VELA_WLM\\VELA_WLMMon.exe"});
-  CHECK_LINES(launched.notGivenBack, {});
-  CHECK_FALSE(launched.actsAsUser);
-}
+// Every way: tests/unit/FrwkCommon/ConsoleUserScopeTests.cpp.
+struct NoUser {
+  const char* name;
+  void (*prepare)(ConsoleSession& session);
+};
 
-TEST_CASE("a monitor that is not on the disk cannot be started") {
-  ConsoleSession session;
-  const LogCapture log;
-  CHECK_FALSE(VELA_LaunchMonProcess(L"C:\\VelaTest\\nowhere", 0));
-  CHECK_LINES(log.Lines(),
-              {"LOG_INFO : ImpersonateLoggedOnUser() : C:\\VelaTest\\nowhere\\VELA\\VELA_WLM\\VELA_WLMMon.exe",
-               "LOG_ERROR: Failed to call CreateProcessAsUser() to launch VELA_WLMMon.exe 3 "
-               "C:\\VelaTest\\nowhere\\VELA\\VELA_WLM\\VELA_WLMMon.exe"});
-  CHECK_LINES(session.NotGivenBack(), {});
-  CHECK_FALSE(ConsoleSession::ThreadActsAsUser());
-}
-
-TEST_CASE("where there is no user to start a monitor for, nothing is started, nothing is said and nothing is wrong") {
-  const auto check = [](ConsoleSession& session) {
+TEST_CASE("without a user to start a monitor for nothing is started, nothing is said and nothing is wrong") {
+  for (const NoUser& row :
+       {NoUser{"no session can be asked for",
+               [](ConsoleSession& session) { session.missingEntries = {"WTSGetActiveConsoleSessionId"}; }},
+        NoUser{"neither a token nor a shell", [](ConsoleSession& session) { session.tokenError = ERROR_NO_TOKEN; }},
+        NoUser{"no environment block", [](ConsoleSession& session) { session.createBlockError = ERROR_ACCESS_DENIED; }},
+        NoUser{"no library for the environment block",
+               [](ConsoleSession& session) { session.missingLibraries = {L"userenv.dll"}; }}}) {
+    CAPTURE(row.name);
+    ConsoleSession session;
+    row.prepare(session);
     const MonitorStarts starts(session);
     const Launched launched = Launch(session, starts, L"C:\\X");
     CHECK(launched.result);
@@ -108,36 +98,6 @@ TEST_CASE("where there is no user to start a monitor for, nothing is started, no
     CHECK_LINES(launched.notGivenBack, {});
     CHECK_FALSE(launched.actsAsUser);
     CHECK_LINES(session.LoadedAsUser(), {});
-  };
-  SUBCASE("no session can be asked for") {
-    ConsoleSession session;
-    session.missingEntries = {"WTSGetActiveConsoleSessionId"};
-    check(session);
-  }
-  SUBCASE("neither a token nor a shell") {
-    ConsoleSession session;
-    session.tokenError = ERROR_NO_TOKEN;
-    check(session);
-  }
-  SUBCASE("a token that is none") {
-    ConsoleSession session;
-    session.tokenAnswer = INVALID_HANDLE_VALUE;
-    check(session);
-  }
-  SUBCASE("an identity that may not be taken") {
-    ConsoleSession session;
-    session.impersonateError = ERROR_ACCESS_DENIED;
-    check(session);
-  }
-  SUBCASE("an environment block that cannot be had: the thread is itself again") {
-    ConsoleSession session;
-    session.createBlockError = ERROR_ACCESS_DENIED;
-    check(session);
-  }
-  SUBCASE("no library for the environment block") {
-    ConsoleSession session;
-    session.missingLibraries = {L"userenv.dll"};
-    check(session);
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include <cwchar>
 
+#include "tests/support/Clients.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/TestFiles.h"
 
@@ -46,8 +47,9 @@ void SwitchedMachine::ForgetEverything() {
       RemoveKey(UsersKey(hive + L"\\Identities"));
     }
   }
-  RemoveValue(MachineKey64(kRunKey), L"OE");
-  RemoveValue(MachineKey64(kRunKey), L"WLM");
+  for (const Client& client : Clients()) {
+    RemoveValue(MachineKey64(kRunKey), client.shortName);
+  }
   RemoveTree(kRoot);
 }
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tests/support/CallFailures.h"
+#include "tests/support/Clients.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
@@ -96,70 +97,37 @@ Lines FileSnapshotOf(const std::wstring& folder) {
 
 // ---- the identity
 
-TEST_CASE("the identity is the one used last") {
-  const SwitchedMachine machine;
-  MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", kIdentity}, {L"Default User ID", kOther}});
-  std::wstring userId = L"old";
-  CHECK(GetCurrentUserID(SwitchedMachine::kUser, userId));
-  CHECK(userId == kIdentity);
-}
-
-TEST_CASE("the identity is the default one where none was used") {
-  const SwitchedMachine machine;
-  MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Default User ID", kOther}});
-  std::wstring userId = L"old";
-  CHECK(GetCurrentUserID(SwitchedMachine::kUser, userId));
-  CHECK(userId == kOther);
-}
-
-TEST_CASE("a last identity that cannot be read makes way for the default one") {
-  const SwitchedMachine machine;
-  MakeKey(IdentitiesOf(SwitchedMachine::kUser),
-          {{L"Last User ID", std::wstring(1024, L'x')}, {L"Default User ID", kOther}});
-  std::wstring userId;
-  CHECK(GetCurrentUserID(SwitchedMachine::kUser, userId));
-  CHECK(userId == kOther);
-}
-
-TEST_CASE("a last identity that is there but empty is the identity") {
-  const SwitchedMachine machine;
-  MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L""}, {L"Default User ID", kOther}});
-  std::wstring userId = L"old";
-  CHECK(GetCurrentUserID(SwitchedMachine::kUser, userId));
-  CHECK(userId.empty());
-}
-
-TEST_CASE("a user without identities, and no user at all, have an empty one") {
-  const SwitchedMachine machine;
-  for (const wchar_t* const user : {SwitchedMachine::kUser, L"S-1-5-21-1-2-3-7777", L""}) {
+TEST_CASE("the identity is the one used last, or the default one where that cannot be read") {
+  struct Row {
+    const char* name;
+    std::vector<NamedValue> values;
+    const wchar_t* user;
+    const wchar_t* identity;
+  };
+  const NamedValue other = {L"Default User ID", kOther};
+  for (const Row& row :
+       {Row{"used last", {{L"Last User ID", kIdentity}, other}, SwitchedMachine::kUser, kIdentity},
+        Row{"none used", {other}, SwitchedMachine::kUser, kOther},
+        Row{"too long", {{L"Last User ID", std::wstring(1024, L'x')}, other}, SwitchedMachine::kUser, kOther},
+        Row{"empty", {{L"Last User ID", L""}, other}, SwitchedMachine::kUser, L""},
+        Row{"no identities", {}, SwitchedMachine::kUser, L""},
+        Row{"another user", {other}, L"S-1-5-21-1-2-3-7777", L""}, Row{"no user", {other}, L"", L""}}) {
+    CAPTURE(row.name);
+    const SwitchedMachine machine;
+    if (!row.values.empty()) {
+      MakeKey(IdentitiesOf(SwitchedMachine::kUser), row.values);
+    }
     std::wstring userId = L"old";
-    CHECK(GetCurrentUserID(user, userId));
-    CHECK(userId.empty());
+    CHECK(GetCurrentUserID(row.user, userId));
+    CHECK(userId == row.identity);
   }
-}
-
-TEST_CASE("a backslash is put behind the user where there is none") {
-  const SwitchedMachine machine;
-  MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", kIdentity}});
-  Lines paths;
-  {
-    ImportRedirection open("RegOpenKeyW", [&](HKEY root, LPCWSTR path, PHKEY key) -> LSTATUS {
-      paths.push_back((root == HKEY_USERS ? "HKU " : "elsewhere ") + ToUtf8(path));
-      return open.Original<decltype(&::RegOpenKeyW)>()(root, path, key);
-    });
-    std::wstring userId;
-    GetCurrentUserID(SwitchedMachine::kUser, userId);
-    GetCurrentUserID(std::wstring(SwitchedMachine::kUser) + L"\\", userId);
-  }
-  CHECK_LINES(paths, {"HKU S-1-5-21-1-2-3-1001\\Identities\\", "HKU S-1-5-21-1-2-3-1001\\Identities\\"});
 }
 
 // ---- the folders
 
 TEST_CASE("a tree is made level by level, each open to everyone") {
-  constexpr std::pair<MailClient, const char*> kNames[] = {
-      {MailClient::kOutlook, "OL"}, {MailClient::kOutlookExpress, "OE"}, {MailClient::kWindowsLiveMail, "WLM"}};
-  for (const auto& [client, name] : kNames) {
+  for (const MailClientFacts& facts : kMailClients) {
+    const std::string name = ToUtf8(Clients()[static_cast<std::size_t>(facts.client)].shortName);
     const SwitchedMachine machine;
     MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
     const LogCapture log;
@@ -167,10 +135,10 @@ TEST_CASE("a tree is made level by level, each open to everyone") {
     Lines calls;
     {
       const FolderCalls folders;
-      BuildUserDataTree(client, SwitchedMachine::kUser, userId);
+      BuildUserDataTree(facts.client, SwitchedMachine::kUser, userId);
       calls = folders.Calls();
     }
-    const std::string top = std::string("Orvane Labs\\") + name + "\\";
+    const std::string top = "Orvane Labs\\" + name + "\\";
     CHECK(userId == L"{ID}");
     CHECK_LINES(calls, {"make Orvane Labs 7", "make " + top.substr(0, top.size() - 1) + " 7", "make " + top + "Users 7",
                         "make " + top + "Users\\{ID} 7", "make " + top + "Users\\{ID}\\log 7"});
@@ -202,49 +170,35 @@ TEST_CASE("without an identity the folder of all users is opened again, and the 
                                "data\\Orvane Labs\\OE\\Users\\", "data\\Orvane Labs\\OE\\Users\\log\\"});
 }
 
-TEST_CASE("below a level that cannot be made the tree goes on from the root") {
-  struct Case {
-    int refused;
-    Lines calls;
-  };
-  const Case cases[] = {
-      {1,
-       {"make Orvane Labs 7", "make OL 7", "make OL\\Users 7", "make OL\\Users\\{ID} 7",
-        "make OL\\Users\\{ID}\\log 7"}},
-      {2,
-       {"make Orvane Labs 7", "make Orvane Labs\\OL 7", "make Users 7", "make Users\\{ID} 7",
-        "make Users\\{ID}\\log 7"}},
-      {3,
-       {"make Orvane Labs 7", "make Orvane Labs\\OL 7", "make Orvane Labs\\OL\\Users 7", "make {ID} 7",
-        "make {ID}\\log 7"}},
-      {4,
-       {"make Orvane Labs 7", "make Orvane Labs\\OL 7", "make Orvane Labs\\OL\\Users 7",
-        "make Orvane Labs\\OL\\Users\\{ID} 7", "make log 7"}},
-      {5,
-       {"make Orvane Labs 7", "make Orvane Labs\\OL 7", "make Orvane Labs\\OL\\Users 7",
-        "make Orvane Labs\\OL\\Users\\{ID} 7", "make Orvane Labs\\OL\\Users\\{ID}\\log 7"}},
-  };
-  for (const Case& failing : cases) {
-    CAPTURE(failing.refused);
-    const SwitchedMachine machine;
-    MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
-    CHECK_LINES(Build(MailClient::kOutlook, {failing.refused}), (failing.calls));
+TEST_CASE("below a level that cannot be made the tree goes on from the root, which itself is never opened") {
+  const std::vector<std::vector<int>> rows = {{1}, {2}, {3}, {4}, {5}, {1, 2, 3, 4, 5}};
+  for (const bool hasIdentity : {true, false}) {
+    std::vector<std::string> levels = {"Orvane Labs", "OL", "Users", "{ID}", "log"};
+    if (!hasIdentity) {
+      levels.erase(levels.begin() + 3);
+    }
+    for (const std::vector<int>& refused : rows) {
+      CAPTURE(hasIdentity);
+      CAPTURE(refused.front());
+      const SwitchedMachine machine;
+      if (hasIdentity) {
+        MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
+      }
+      Lines wanted;
+      std::string path;
+      for (std::size_t level = 0; level < levels.size(); ++level) {
+        path += (path.empty() ? "" : "\\") + levels[level];
+        wanted.push_back("make " + path + " 7");
+        if (std::count(refused.begin(), refused.end(), static_cast<int>(level) + 1) != 0) {
+          path.clear();
+        }
+        if (!hasIdentity && level == 2 && !path.empty()) {
+          wanted.push_back("renew " + path);  // the level of the identity that there is not
+        }
+      }
+      CHECK_LINES(Build(MailClient::kOutlook, refused), (wanted));
+    }
   }
-}
-
-TEST_CASE("where no level can be made, each is tried at the root") {
-  const SwitchedMachine machine;
-  MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
-  CHECK_LINES(Build(MailClient::kWindowsLiveMail, {1, 2, 3, 4, 5}),
-              {"make Orvane Labs 7", "make WLM 7", "make Users 7", "make {ID} 7", "make log 7"});
-  CHECK_LINES(machine.Data(), {"data\\"});
-}
-
-TEST_CASE("without an identity the root itself is never opened, though the level above could not be made") {
-  const SwitchedMachine machine;
-  WriteTestFile(std::wstring(SwitchedMachine::kData) + L"\\Other product\\settings.txt", "of others");
-  CHECK_LINES(Build(MailClient::kOutlook, {3}),
-              {"make Orvane Labs 7", "make Orvane Labs\\OL 7", "make Orvane Labs\\OL\\Users 7", "make log 7"});
 }
 
 TEST_CASE("a root that is missing is not made: it would be open to everyone") {
@@ -252,16 +206,6 @@ TEST_CASE("a root that is missing is not made: it would be open to everyone") {
   RemoveTree(SwitchedMachine::kData);
   CHECK_LINES(Build(MailClient::kOutlook), {"make Orvane Labs 7", "make OL 7", "make Users 7", "make log 7"});
   CHECK_FALSE(Exists(SwitchedMachine::kData));
-}
-
-TEST_CASE("a file in a folder's place stays, and the tree goes on from the root") {
-  const SwitchedMachine machine;
-  MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
-  WriteTestFile(std::wstring(SwitchedMachine::kData) + L"\\Orvane Labs\\OL", "a file");
-  CHECK_LINES(Build(MailClient::kOutlook), {"renew Orvane Labs", "renew Orvane Labs\\OL", "make Orvane Labs\\OL 7",
-                                            "make Users 7", "make Users\\{ID} 7", "make Users\\{ID}\\log 7"});
-  CHECK_LINES(machine.Data(), {"data\\", "data\\Orvane Labs\\", "data\\Orvane Labs\\OL 6 bytes", "data\\Users\\",
-                               "data\\Users\\{ID}\\", "data\\Users\\{ID}\\log\\"});
 }
 
 TEST_CASE("a link in a folder's place is not followed: what it leads to is neither opened nor filled") {
@@ -291,21 +235,6 @@ TEST_CASE("a link in a folder's place is not followed: what it leads to is neith
     CHECK(made.front().compare(0, tried.size(), tried) == 0);
     CHECK((made.size() > 1 ? made[1] : "") == (linked.next.empty() ? "" : "make " + linked.next + " 7"));
   }
-}
-
-TEST_CASE("links deep in the tree are passed over when it is opened again") {
-  const SwitchedMachine machine;
-  MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
-  Build(MailClient::kOutlook);
-  const std::wstring target = L"C:\\VelaTest\\Switch\\precious";
-  WriteTestFile(target + L"\\secret.txt", "secret");
-  ::SetFileAttributesW((target + L"\\secret.txt").c_str(), FILE_ATTRIBUTE_READONLY);
-  const OrCommonTests::FolderLink planted(
-      std::wstring(SwitchedMachine::kData) + L"\\Orvane Labs\\OL\\Users\\{ID}\\log\\planted", target);
-  const Lines calls = Build(MailClient::kOutlook);
-  CHECK(calls.size() == 5 + 4 + 3 + 2 + 1);
-  CHECK_LINES(LinesWith(calls, "planted"), {});
-  CHECK_LINES(FileSnapshotOf(target), {"secret.txt 6 bytes readonly"});
 }
 
 TEST_CASE("where the common data folder cannot be had, the Windows folder is the root") {

@@ -133,51 +133,42 @@ void CheckNotLoaded(ConsoleSession& session, const std::string& token, const std
   CHECK_LINES(log.Lines(), {});
 }
 
-TEST_CASE("no profile without a user") {
-  ConsoleSession session;
-  session.tokenError = ERROR_NO_TOKEN;
-  CheckNotLoaded(session, "", "WTSQueryUserToken 3");
-}
+struct NoProfile {
+  const char* name;
+  void (*prepare)(ConsoleSession& session);
+  const char* token;
+  const char* lastCall;
+};
 
-TEST_CASE("no profile where the thread may not act as the user") {
-  ConsoleSession session;
-  session.impersonateError = ERROR_ACCESS_DENIED;
-  CheckNotLoaded(session, "token", "RevertToSelf");
-  CHECK(LinesWith(session.Calls(), "LoadUserProfileW").empty());
-}
-
-TEST_CASE("no profile without an environment block, and the thread is itself again") {
-  ConsoleSession session;
-  session.createBlockError = ERROR_ACCESS_DENIED;
-  CheckNotLoaded(session, "token", "RevertToSelf");
-  CHECK(LinesWith(session.Calls(), "GetUserNameW").empty());
-  CHECK(LinesWith(session.Calls(), "LoadUserProfileW").empty());
-}
-
-TEST_CASE("no profile without the library of both, which is not looked for as the user") {
-  ConsoleSession session;
-  session.missingLibraries = {L"userenv.dll"};
-  CheckNotLoaded(session, "token", "WTSQueryUserToken 3");
-  CHECK_LINES(session.LoadedAsUser(), {});
-}
-
-TEST_CASE("no profile for a user without a name") {
-  ConsoleSession session;
-  session.nameError = ERROR_NOT_LOGGED_ON;
-  CheckNotLoaded(session, "token", "RevertToSelf");
-  CHECK(LinesWith(session.Calls(), "LoadUserProfileW").empty());
-  CHECK(LinesWith(session.Calls(), "DestroyEnvironmentBlock").size() == 1);
-}
-
-TEST_CASE("no profile where it cannot be loaded") {
-  {
+TEST_CASE("where a profile cannot be loaded the thread is itself again, and the rest is given back") {
+  for (const NoProfile& row :
+       {NoProfile{"no user", [](ConsoleSession& session) { session.tokenError = ERROR_NO_TOKEN; }, "",
+                  "WTSQueryUserToken 3"},
+        NoProfile{"an identity that may not be taken",
+                  [](ConsoleSession& session) { session.impersonateError = ERROR_ACCESS_DENIED; }, "token",
+                  "RevertToSelf"},
+        NoProfile{"no environment block",
+                  [](ConsoleSession& session) { session.createBlockError = ERROR_ACCESS_DENIED; }, "token",
+                  "RevertToSelf"},
+        NoProfile{"no library for either", [](ConsoleSession& session) { session.missingLibraries = {L"userenv.dll"}; },
+                  "token", "WTSQueryUserToken 3"},
+        NoProfile{"no name", [](ConsoleSession& session) { session.nameError = ERROR_NOT_LOGGED_ON; }, "token",
+                  "RevertToSelf"},
+        NoProfile{"a profile that is refused",
+                  [](ConsoleSession& session) { session.loadProfileError = ERROR_PRIVILEGE_NOT_HELD; }, "token",
+                  "LoadUserProfileW token"},
+        NoProfile{"no function for it", [](ConsoleSession& session) { session.missingEntries = {"LoadUserProfileW"}; },
+                  "token", "RevertToSelf"}}) {
+    CAPTURE(row.name);
     ConsoleSession session;
-    session.loadProfileError = ERROR_PRIVILEGE_NOT_HELD;
-    CheckNotLoaded(session, "token", "LoadUserProfileW token");
+    row.prepare(session);
+    CheckNotLoaded(session, row.token, row.lastCall);
+    const bool hasName = session.createBlockError == ERROR_SUCCESS;
+    CHECK((hasName || LinesWith(session.Calls(), "GetUserNameW").empty()));
+    CHECK(LinesWith(session.Calls(), "DestroyEnvironmentBlock").size() ==
+          LinesWith(session.Calls(), "GetUserNameW").size());
+    CHECK_LINES(session.LoadedAsUser(), {});
   }
-  ConsoleSession session;
-  session.missingEntries = {"LoadUserProfileW"};
-  CheckNotLoaded(session, "token", "RevertToSelf");
 }
 
 TEST_CASE("unloading without a token does nothing, and without the function gives the token back") {

@@ -1,12 +1,12 @@
 // The switch on each Windows that answers its version tests in another way. What Windows says is asked once per
-// process: each run of this program has one answer, named by the environment.
+// process: each run of this program has one answer, named by the environment. tests/matrix shows the versions between.
 #include <doctest/doctest.h>
 
-#include <cstdlib>
-#include <stdexcept>
-#include <string_view>
+#include <string>
+#include <vector>
 
-#include "tests/support/HeapWatch.h"
+#include "tests/support/Clients.h"
+#include "tests/unit/OrCommon/HeapWatch.h"
 #include "tests/unit/activation/SwitchWorld.h"
 #include "tests/unit/settings/WindowsReports.h"
 
@@ -14,74 +14,54 @@ using namespace TestSupport;
 
 namespace {
 
-struct Windows {
-  const char* name;
-  DWORD major;
-  DWORD minor;
-  bool hasSessions;
-  bool hasOutlookExpress;
-  const wchar_t* outlookExpress;  // its program
-  const wchar_t* other;           // the program of that name elsewhere
-};
-
-constexpr Windows kWindows[] = {
-    {"5.0", 5, 0, false, true, L"msimn.exe", L"winmail.exe"},  {"5.1", 5, 1, true, true, L"msimn.exe", L"winmail.exe"},
-    {"5.2", 5, 2, true, true, L"msimn.exe", L"winmail.exe"},   {"6.0", 6, 0, true, true, L"winmail.exe", L"msimn.exe"},
-    {"6.1", 6, 1, true, false, L"msimn.exe", L"winmail.exe"},  {"6.2", 6, 2, true, false, L"msimn.exe", L"winmail.exe"},
-    {"10.0", 10, 0, true, true, L"msimn.exe", L"winmail.exe"},
-};
-
-const Windows& ThisWindows() {
-  const char* const wanted = std::getenv("VELA_TEST_WINDOWS");
-  for (const Windows& windows : kWindows) {
-    if (wanted != nullptr && std::string_view(wanted) == windows.name) {
-      return windows;
-    }
-  }
-  throw std::runtime_error("VELA_TEST_WINDOWS does not name a Windows");
-}
-
-constexpr char kUser[] = "S-1-5-21-0-0-0-1000";
 constexpr char kNoSession[] = "*** CProviderAntiSpam::SetAntiSpamEnable() - failed to get active session id. error=0";
 
 constexpr std::size_t kFormatBuffer = 256 * sizeof(wchar_t);  // bytes; the smallest that a path is formatted into
 
 struct ReportedWorld {
-  const Windows& windows = ThisWindows();
+  WindowsOfThisRun windows;
   WindowsReports reports{windows.major, windows.minor, VER_NT_WORKSTATION};
   SwitchWorld world;
+
+  bool HasSessions() const { return windows.major > 5 || windows.minor > 0; }
+  bool Has(const Client& client) const { return !client.endedWithVista || !windows.IsAfterVista(); }
+  const wchar_t* ProgramOf(const Client& client) const {
+    return windows.Is60() ? client.processOnWindows60 : client.process;
+  }
 };
 
-Lines MonitorStarted(const std::string& folder, const std::string& monitor) {
-  return Joined({Info("ImpersonateLoggedOnUser() : C:\\VELA\\VELA\\" + folder + "\\" + monitor),
-                 Info("Succeeded in calling CreateProcessAsUser() of " + monitor)});
+// As the parts of the log name a client: "activated", "deactivated".
+Lines Switched(const ReportedWorld& reported, const std::string& how) {
+  Lines lines;
+  for (const Client& client : Clients()) {
+    if (reported.Has(client)) {
+      lines = Joined(
+          {lines, Info("SetAntiSpamEnable() - VELA " + ToUtf8(client.shortName) + " " + how + " successfully.")});
+    }
+  }
+  return lines;
 }
 
-TEST_CASE("Outlook Express is activated and its monitor started where Windows has it") {
+TEST_CASE("the clients that Windows has are activated, and their monitors started") {
   ReportedWorld reported;
   SwitchWorld& world = reported.world;
   world.machine.SetFlags(0, 0, 0);
   const Lines log = world.Switch(true);
-  const bool express = reported.windows.hasOutlookExpress;
-  const Lines flags = Info("nDelayEnableOE = %d0 nDelayEnableOL = %d0 nDelayEnableWLM = %d0");
-  CHECK(world.result == reported.windows.hasSessions);
-  if (!reported.windows.hasSessions) {
-    CHECK_LINES(log, (Joined({flags, Error(kNoSession)})));
-    CHECK(world.monitors.Starts().empty());
-    return;
+  CHECK(world.result == reported.HasSessions());
+  CHECK_LINES(LinesWith(log, "LOG_ERROR"), (reported.HasSessions() ? Lines{} : Error(kNoSession)));
+  CHECK_LINES(LinesWith(log, "activated"), (reported.HasSessions() ? Switched(reported, "activated") : Lines{}));
+  Lines starts;
+  for (const Client& client : Clients()) {
+    CAPTURE(ToUtf8(client.shortName));
+    const std::wstring monitor = client.FolderName() + L"\\" + client.MonitorName();
+    const bool activated = client.hasMonitor && reported.HasSessions() && reported.Has(client);
+    if (activated) {
+      starts.push_back("token C:\\VELA\\VELA\\" + ToUtf8(monitor) + " plain as the user");
+    }
+    CHECK(SwitchedMachine::RunValue(client.shortName) == (activated ? L"\"C:\\VELA\\" + monitor + L"\"" : L""));
   }
-  CHECK_LINES(log, (Joined({flags, Info(SessionLine(kUser)),
-                            Info(std::string("GetCurrentUserID - szSidString: ") + kUser + " strCurrentUserID:"),
-                            Info("SetAntiSpamEnable() - VELA OL activated successfully."),
-                            express ? Info("SetAntiSpamEnable() - VELA OE activated successfully.") : Lines{},
-                            Info("SetAntiSpamEnable() - VELA WLM activated successfully."),
-                            express ? MonitorStarted("VELA_OE", "VELA_OEMon.exe") : Lines{},
-                            MonitorStarted("VELA_WLM", "VELA_WLMMon.exe")})));
-  CHECK(SwitchedMachine::RunValue(L"OE") == (express ? L"\"C:\\VELA\\VELA_OE\\VELA_OEMon.exe\"" : L""));
-  CHECK(SwitchedMachine::RunValue(L"WLM") == L"\"C:\\VELA\\VELA_WLM\\VELA_WLMMon.exe\"");
-  CHECK((LinesWith(world.machine.Data(), "\\OE\\").size() == (express ? 3 : 0)));
-  CHECK(world.monitors.GivenOut() == (express ? 4 : 2));
-  CHECK(world.monitors.Closed() == world.monitors.GivenOut());
+  CHECK_LINES(world.monitors.Starts(), (starts));
+  CHECK(world.monitors.Closed() == 2 * starts.size());
   CHECK_LINES(world.session.NotGivenBack(), {});
   CHECK_FALSE(ConsoleSession::ThreadActsAsUser());
 }
@@ -90,82 +70,71 @@ TEST_CASE("without memory for its path no monitor is started, and its start-up v
   ReportedWorld reported;
   SwitchWorld& world = reported.world;
   world.machine.SetFlags(0, 0, 0);
-  const bool sessions = reported.windows.hasSessions;  // without any there is nobody to start a monitor for
-  const bool express = sessions && reported.windows.hasOutlookExpress;
   Lines log;
   {
     const OrCommonTests::HeapLimit memory(OrCommonTests::HeapLimit::kAnySize, kFormatBuffer);
     log = world.Switch(true);
   }
-  CHECK(world.result == sessions);
-  CHECK_LINES(LinesWith(log, "Mon"),
-              (Joined({express ? Error("Failed to WriteRegStringValue of Run Key for OEMon !!") : Lines{},
-                       sessions ? Error("Failed to WriteRegStringValue of Run Key for WLMMon !!") : Lines{},
-                       express ? Error("Failed to call CreateProcessAsUser() to launch VELA_OEMon.exe 8 ") : Lines{},
-                       sessions ? Error("Failed to call CreateProcessAsUser() to launch VELA_WLMMon.exe 8 ") : Lines{},
-                       sessions ? Error("!!! SetAntiSpamEnable() - failed on VELA_LaunchMonProcess()") : Lines{}})));
+  Lines values;
+  Lines starts;
+  for (const Client& client : Clients()) {
+    if (client.hasMonitor && reported.HasSessions() && reported.Has(client)) {
+      const std::string name = ToUtf8(client.shortName);
+      values = Joined({values, Error("Failed to WriteRegStringValue of Run Key for " + name + "Mon !!")});
+      starts = Joined({starts, Error("Failed to call CreateProcessAsUser() to launch VELA_" + name + "Mon.exe 8 ")});
+      CHECK(SwitchedMachine::RunValue(client.shortName).empty());
+    }
+  }
+  CHECK_LINES(LinesWith(log, "Failed to"), (Joined({values, starts})));
+  CHECK(world.result == reported.HasSessions());
   CHECK(world.monitors.Starts().empty());
-  CHECK(SwitchedMachine::RunValue(L"WLM").empty());
   CHECK_LINES(world.session.NotGivenBack(), {});
   CHECK_FALSE(ConsoleSession::ThreadActsAsUser());
 }
 
-TEST_CASE("Outlook Express is deactivated, and keeps its monitor while it runs, where Windows has it") {
-  for (const wchar_t* const program : {L"", ThisWindows().outlookExpress, ThisWindows().other}) {
+TEST_CASE("the clients that Windows has are deactivated; one that runs and has a monitor keeps it") {
+  std::vector<std::wstring> programs = {L"explorer.exe"};
+  for (const Client& client : Clients()) {
+    programs.insert(programs.end(), {client.process, client.processOnWindows60});
+  }
+  for (const std::wstring& program : programs) {
     CAPTURE(ToUtf8(program));
     ReportedWorld reported;
     SwitchWorld& world = reported.world;
     MakeKey(MachineKey64(SwitchedMachine::kAddinKey), {{L"LoadBehavior", 3}});
-    MakeKey(MachineKey64(SwitchedMachine::kRunKey), {{L"WLM", L"x"}, {L"OE", L"y"}});
+    bool keeps = false;
+    for (const Client& client : Clients()) {
+      if (client.hasMonitor) {
+        MakeKey(MachineKey64(SwitchedMachine::kRunKey), {{client.shortName, L"x"}});
+        keeps = keeps || (reported.Has(client) && program == reported.ProgramOf(client));
+      }
+    }
     world.running.Become({program});
     const Lines log = world.Switch(false);
-    CHECK(world.result == reported.windows.hasSessions);
-    if (!reported.windows.hasSessions) {
-      CHECK_LINES(log, (Error(kNoSession)));
-      CHECK(SwitchedMachine::RunValue(L"OE") == L"y");
-      continue;
+    CHECK(world.result == reported.HasSessions());
+    CHECK_LINES(LinesWith(log, "LOG_ERROR"), (reported.HasSessions() ? Lines{} : Error(kNoSession)));
+    CHECK_LINES(LinesWith(log, "deactivated"), (reported.HasSessions() ? Switched(reported, "deactivated") : Lines{}));
+    CHECK_LINES(world.shutdown.Calls(), (reported.HasSessions() && !keeps ? SignalledCalls() : Lines{}));
+    for (const Client& client : Clients()) {
+      const bool left = client.hasMonitor && (!reported.HasSessions() || !reported.Has(client));
+      CHECK(SwitchedMachine::RunValue(client.shortName) == (left ? L"x" : L""));
     }
-    const bool express = reported.windows.hasOutlookExpress;
-    const bool keeps = express && program == std::wstring(reported.windows.outlookExpress);
-    CHECK_LINES(log, (Joined({Info(SessionLine(kUser)), Info("SetAntiSpamEnable() - VELA OL deactivated successfully."),
-                              express ? Info("SetAntiSpamEnable() - VELA OE deactivated successfully.") : Lines{},
-                              Info("SetAntiSpamEnable() - VELA WLM deactivated successfully."),
-                              Info("Check if need VELA_DISABLE_NOTIFY_EVENT"),
-                              keeps ? Info("Not Send VELA_DISABLE_NOTIFY_EVENT")
-                                    : Info("Success of OpenEvent(). Set Event to shutdown VELA_OEMon and VELA_WLMMon "
-                                           "! ")})));
-    CHECK_LINES(world.shutdown.Calls(), (keeps ? Lines{} : SignalledCalls()));
-    CHECK(SwitchedMachine::RunValue(L"OE") == (express ? L"" : L"y"));
   }
 }
 
-TEST_CASE("Outlook Express without anything to deactivate fails the switch where Windows has it") {
-  ReportedWorld reported;
-  SwitchWorld& world = reported.world;
-  MakeKey(MachineKey64(SwitchedMachine::kAddinKey), {{L"LoadBehavior", 3}});
-  MakeKey(MachineKey64(SwitchedMachine::kRunKey), {{L"WLM", L"x"}});
-  const Lines log = world.Switch(false);
-  CHECK(world.result == (reported.windows.hasSessions && !reported.windows.hasOutlookExpress));
-  CHECK_LINES(LinesWith(log, "OE"),
-              (reported.windows.hasSessions && reported.windows.hasOutlookExpress
-                   ? Joined({Error("Fail to DeleteRegStringValue() of g_szOE_OEM !"),
-                             Error("*** SetAntiSpamEnable() - failed on VELA_DeActivateOE()"),
-                             Info("Success of OpenEvent(). Set Event to shutdown VELA_OEMon and VELA_WLMMon ! ")})
-               : reported.windows.hasSessions
-                   ? Info("Success of OpenEvent(). Set Event to shutdown VELA_OEMon and VELA_WLMMon ! ")
-                   : Lines{}));
-}
-
-TEST_CASE("a registration of Outlook Express that was put off is done on any Windows, and looks for its own program") {
-  for (const wchar_t* const program : {ThisWindows().outlookExpress, ThisWindows().other}) {
-    ReportedWorld reported;
-    SwitchWorld& world = reported.world;
-    world.machine.SetFlags(1, 0, 0);
-    world.running.Become({program});
-    const Lines log = world.Switch(true);
-    CHECK(LinesWith(log, "LOG_INFO : Outlook Express is running during installing !").size() ==
-          (program == reported.windows.outlookExpress ? 1U : 0U));
-    CHECK(world.regsvr32.Starts().size() == 4);
+TEST_CASE("a registration that was put off is done on any Windows, and looks for the client's program there") {
+  for (const Client& client : Clients()) {
+    for (const wchar_t* const program : {client.process, client.processOnWindows60}) {
+      CAPTURE(ToUtf8(program));
+      ReportedWorld reported;
+      SwitchWorld& world = reported.world;
+      MakeKey(MachineKey64(SwitchedMachine::kCoreAgentKey), {{client.DelayFlag().c_str(), 1}});
+      world.running.Become({program});
+      const Lines log = world.Switch(true);
+      CHECK(LinesWith(log, "is running during installing !").size() ==
+            (program == std::wstring(reported.ProgramOf(client)) ? 1 : 0));
+      CHECK(world.regsvr32.Starts().size() == client.modules.size());
+    }
   }
 }
 

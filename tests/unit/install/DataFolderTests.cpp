@@ -1,4 +1,5 @@
-// Where the files go, with the ANSI code page 1252. What another code page makes of it: DataFolderJapaneseTests.cpp.
+// Where the files go, with the ANSI code page 1252. What another code page makes of it:
+// tests/scenarios/CodePageTests.cpp.
 #include "install/DataFolder.h"
 
 #include <doctest/doctest.h>
@@ -29,57 +30,27 @@ std::string HighByteAt(int index) {
   return "LOG_INFO : --- Find DBCS Character by checking if ANSI character set --- idx=" + std::to_string(index);
 }
 
-TEST_CASE("a plain destination is used as it is") {
+TEST_CASE("a byte above 127 in the destination's name counts as part of a double-byte character") {
   REQUIRE(::GetACP() == 1252);
-  const LogCapture log;
-  SUBCASE("without a backslash at its end") {
-    const CommandLineGiven given(L"", L"C:\\Program Files\\Orvane");
-    CHECK_FALSE(HasDoubleByteCharacters());
-    CHECK(ChooseBaseFolder(DestPath) == L"C:\\Program Files\\Orvane\\Orvane Labs\\");
+  struct Row {
+    const wchar_t* destination;
+    int index;  // of the first such byte; -1: none
+    const wchar_t* base;
+  };
+  for (const Row& row : {Row{L"C:\\Program Files\\Orvane", -1, L"C:\\Program Files\\Orvane\\Orvane Labs\\"},
+                         Row{L"C:\\Orvane\\", -1, L"C:\\Orvane\\Orvane Labs\\"}, Row{L"", -1, L"Orvane Labs\\"},
+                         Row{L"C:\\a~\x7F", -1, L"C:\\a~\x7F\\Orvane Labs\\"},
+                         Row{L"C:\\Caf\u00E9\\\u00FC", 6, L"C:\\ProgramData\\Orvane Labs\\"},
+                         Row{L"\u20ACuro", 0, L"C:\\ProgramData\\Orvane Labs\\"},
+                         // What the code page lacks becomes question marks, which nobody sees.
+                         Row{L"C:\\\u65E5\u672C", -1, L"C:\\\u65E5\u672C\\Orvane Labs\\"}}) {
+    CAPTURE(ToUtf8(row.destination));
+    const CommandLineGiven given(L"C:\\\u00E9", row.destination);
+    const LogCapture log;
+    CHECK(HasDoubleByteCharacters() == (row.index >= 0));
+    CHECK_LINES(log.Lines(), (row.index >= 0 ? Lines{HighByteAt(row.index)} : Lines{}));
+    CHECK(ChooseBaseFolder(DestPath) == row.base);
   }
-  SUBCASE("with one") {
-    const CommandLineGiven given(L"", L"C:\\Orvane\\");
-    CHECK(ChooseBaseFolder(DestPath) == L"C:\\Orvane\\Orvane Labs\\");
-  }
-  SUBCASE("empty") {
-    const CommandLineGiven given(L"", L"");
-    CHECK_FALSE(HasDoubleByteCharacters());
-    CHECK(ChooseBaseFolder(DestPath) == L"Orvane Labs\\");
-  }
-  SUBCASE("with the last character that is no high byte") {
-    const CommandLineGiven given(L"", L"C:\\a~\x7F");
-    CHECK_FALSE(HasDoubleByteCharacters());
-  }
-  CHECK_LINES(log.Lines(), {});
-}
-
-TEST_CASE("an accented letter counts as a double-byte character") {
-  REQUIRE(::GetACP() == 1252);
-  const CommandLineGiven given(L"", L"C:\\Caf\u00E9\\\u00FC");
-  const LogCapture log;
-  CHECK(HasDoubleByteCharacters());
-  CHECK_LINES(log.Lines(), {HighByteAt(6)});
-  CHECK(ChooseBaseFolder(DestPath) == L"C:\\ProgramData\\Orvane Labs\\");
-}
-
-TEST_CASE("a high byte that is no letter counts too") {
-  const CommandLineGiven given(L"", L"\u20ACuro");  // the euro sign is 0x80
-  const LogCapture log;
-  CHECK(HasDoubleByteCharacters());
-  CHECK_LINES(log.Lines(), {HighByteAt(0)});
-}
-
-TEST_CASE("characters that the code page lacks become question marks and are not seen") {
-  const CommandLineGiven given(L"", L"C:\\\u65E5\u672C");
-  const LogCapture log;
-  CHECK_FALSE(HasDoubleByteCharacters());
-  CHECK_LINES(log.Lines(), {});
-  CHECK(ChooseBaseFolder(DestPath) == L"C:\\\u65E5\u672C\\Orvane Labs\\");
-}
-
-TEST_CASE("only the destination is examined") {
-  const CommandLineGiven given(L"C:\\\u00E9", L"C:\\a");
-  CHECK_FALSE(HasDoubleByteCharacters());
 }
 
 TEST_CASE("lead bytes are told first, at their place, and end the search") {

@@ -7,7 +7,6 @@
 #include "tests/support/CallFailures.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/LogCapture.h"
-#include "tests/support/HeapWatch.h"
 #include "tests/unit/install/CopiedTree.h"
 #include "tests/unit/install/FileCallTrace.h"
 
@@ -31,24 +30,6 @@ TEST_CASE("a tree is copied whole, each folder before its next sibling") {
               {"a.txt 1 bytes", "b\\", "b\\c\\", "b\\c\\d.txt 2 bytes", "b\\e.txt 3 bytes", "f.txt 0 bytes", "g\\"});
   CHECK_LINES(log.Lines(), {Copied("a.txt"), Copied("b\\c\\d.txt"), Copied("b\\e.txt"), Copied("f.txt")});
   CHECK_LINES(tree.pending.Lines(), {});
-}
-
-TEST_CASE("a file that is up to date is left alone and told as copied all the same") {
-  const CopiedTree tree;
-  tree.MakeSource(L"a.txt");
-  tree.folder.MakeFile(L"dst\\a.txt", "same time", 10);
-  const LogCapture log;
-  CHECK(CopyFolderTree(tree.from, tree.to, nullptr, kCopyNow) == 0);
-  CHECK(FileContent(tree.to + L"\\a.txt") == "same time");
-  CHECK_LINES(log.Lines(), {Copied("a.txt")});
-}
-
-TEST_CASE("files of the destination that the source does not have stay") {
-  const CopiedTree tree;
-  tree.MakeSource(L"a.txt");
-  tree.MakeDestination(L"other\\kept.txt");
-  CHECK(CopyFolderTree(tree.from, tree.to, nullptr, kCopyNow) == 0);
-  CHECK_LINES(tree.Copied(), {"a.txt 3 bytes", "other\\", "other\\kept.txt 3 bytes"});
 }
 
 TEST_CASE("the source is searched with its pattern, and the search is closed") {
@@ -158,24 +139,6 @@ TEST_CASE("names that only look like the dot entries are copied") {
   CHECK(CopyFolderTree(tree.from, tree.to, nullptr, kCopyNow) == 0);
   CHECK(FileContent(tree.to + L"\\.hidden") == "x");
   CHECK(FileContent(tree.to + L"\\..rules\\y.txt") == "y");
-}
-
-TEST_CASE("no memory is kept, whether a tree is copied, scheduled or given up") {
-  const CopiedTree tree;
-  tree.MakeSource(L"a.txt");
-  tree.MakeSource(L"b\\c.txt");
-  tree.MakeDestination(L"a.txt");
-  tree.MakeDestination(L"b\\c.txt");
-  const HeldFile held(tree.to + L"\\a.txt");
-  const HeldFile alsoHeld(tree.to + L"\\b\\c.txt");
-  const FailCall move("MoveFileExW", 2, ERROR_ACCESS_DENIED);
-  CopyFolderTree(tree.from, tree.to, nullptr, kCopyNow);
-  const long long before = OrCommonTests::LiveBlocks();
-  for (int run = 0; run < 3; ++run) {
-    CopyFolderTree(tree.from, tree.to, nullptr, kCopyNow);
-  }
-  const long long after = OrCommonTests::LiveBlocks();
-  CHECK(after == before);
 }
 
 }  // namespace

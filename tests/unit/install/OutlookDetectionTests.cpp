@@ -8,7 +8,6 @@
 
 #include "tests/support/CallFailures.h"
 #include "tests/support/LogCapture.h"
-#include "tests/support/HeapWatch.h"
 #include "tests/unit/install/OutlookRegistered.h"
 #include "tests/unit/plugins/RegistrationChild.h"
 #include "tests/unit/settings/RegistryCallTrace.h"
@@ -57,24 +56,6 @@ TEST_CASE("a number is its leading decimal digits") {
   CHECK(LeadingNumberOf(L"4294967295") == 0xFFFFFFFFUL);
   CHECK(LeadingNumberOf(L"4294967296") == 0xFFFFFFFFUL);
   CHECK(LeadingNumberOf(L"99999999999999999999") == 0xFFFFFFFFUL);
-}
-
-TEST_CASE("each release, found in the registry") {
-  struct Row {
-    const wchar_t* release;
-    DWORD code;
-  };
-  constexpr Row kRows[] = {{L"8", 0},  {L"9", 2},  {L"10", 3}, {L"11", 4}, {L"12", 5},
-                           {L"13", 0}, {L"14", 6}, {L"15", 7}, {L"16", 7}, {L"140", 7}};
-  for (const Row& row : kRows) {
-    const std::string number = ToUtf8(row.release);
-    CAPTURE(number);
-    const OutlookRegistered outlook;
-    outlook.NameAndRelease(row.release);
-    const LogCapture log;
-    CHECK(static_cast<DWORD>(GetOutlookVersion()) == row.code);
-    CHECK_LINES(log.Lines(), {kOpened, Release(number), kProgram, Success(number)});
-  }
 }
 
 TEST_CASE("which releases are supported, and what is said of the others") {
@@ -173,79 +154,59 @@ TEST_CASE("of several subkeys the first that contains the release wins") {
 // What the registry holds, and how far the lookup comes with it.
 struct Lookup {
   const char* name;
-  void (*prepare)(const OutlookRegistered& outlook);
-  OutlookRelease release;
+  const wchar_t* program;  // null: no default value
+  const wchar_t* release;
+  const wchar_t* folder;
+  bool in64BitView;
+  OutlookRelease found;
   Lines lines;  // behind the first
 };
 
 TEST_CASE("what is registered in another way") {
-  const std::string noFolder = "LOG_INFO : GetOutlookVersion(), Get outlook.exe path: C:\\VelaTest\\";
+  const wchar_t* const folder = L"C:\\VelaTest\\Office\\";
+  const std::string asked = "LOG_INFO : GetOutlookVersion(), Get outlook.exe path: C:\\VelaTest\\";
+  const std::wstring tooLong = L"Outlook.Application." + std::wstring(2100, L'1');  // more than 4,096 bytes
   const Lookup rows[] = {
-      {"a release that only the 64-bit view has",
-       [](const OutlookRegistered& outlook) {
-         outlook.Name(L"Outlook.Application.14");
-         outlook.office64.Set(L"14.0\\Outlook\\InstallRoot", {L"Path", L"C:\\VelaTest\\Office\\"});
-       },
-       OL_NOT_INSTALLED,
-       {Release("14")}},
-      {"a name without a dot is taken whole",
-       [](const OutlookRegistered& outlook) {
-         outlook.Name(L"12");
-         outlook.Release(L"12.0");
-       },
-       OL_2007,
-       {Release("12"), kProgram, Success("12")}},
-      {"a name that is no number",
-       [](const OutlookRegistered& outlook) {
-         outlook.Name(L"Outlook.Application.Beta");
-         outlook.Release(L"Beta");
-       },
-       OL_NOT_INSTALLED,
-       {Release("Beta"), kProgram, Success("0")}},
-      {"no default value",
-       [](const OutlookRegistered& outlook) {
-         outlook.Release(L"14.0");
-         outlook.program.MakeSubkey(L"CurVer");
-       },
-       OL_NOT_INSTALLED,
-       {}},
-      {"a default value of more than 4,096 bytes",
-       [](const OutlookRegistered& outlook) {
-         outlook.Release(L"14.0");
-         outlook.Name(L"Outlook.Application." + std::wstring(2100, L'1'));
-       },
-       OL_NOT_INSTALLED,
-       {}},
-      {"a default value stored without its terminator",
-       [](const OutlookRegistered& outlook) {
-         outlook.program.SetData(L"CurVer", L"", REG_BINARY, L"X.14", 8);
-         outlook.Release(L"14.0");
-       },
-       OL_2010,
-       {Release("14"), kProgram, Success("14")}},
+      {"the 64-bit view alone", L"Outlook.Application.14", L"14.0", folder, true, OL_NOT_INSTALLED, {Release("14")}},
+      {"a name without a dot", L"12", L"12.0", folder, false, OL_2007, {Release("12"), kProgram, Success("12")}},
+      {"no number", L"X.Beta", L"Beta", folder, false, OL_NOT_INSTALLED, {Release("Beta"), kProgram, Success("0")}},
+      {"no default value", nullptr, L"14.0", folder, false, OL_NOT_INSTALLED, {}},
+      {"too long a default value", tooLong.c_str(), L"14.0", folder, false, OL_NOT_INSTALLED, {}},
       {"no outlook.exe",
-       [](const OutlookRegistered& outlook) {
-         outlook.Name(L"Outlook.Application.14");
-         outlook.Release(L"14.0", L"C:\\VelaTest\\No\\");
-       },
+       L"X.14",
+       L"14.0",
+       L"C:\\VelaTest\\No\\",
+       false,
        OL_NOT_INSTALLED,
-       {Release("14"), noFolder + "No\\outlook.exe"}},
-      {"a folder without a backslash at its end gets none",
-       [](const OutlookRegistered& outlook) {
-         outlook.Name(L"Outlook.Application.14");
-         outlook.Release(L"14.0", L"C:\\VelaTest\\Office");
-       },
+       {Release("14"), asked + "No\\outlook.exe"}},
+      {"no backslash is added",
+       L"X.14",
+       L"14.0",
+       L"C:\\VelaTest\\Office",
+       false,
        OL_NOT_INSTALLED,
-       {Release("14"), noFolder + "Officeoutlook.exe"}},
+       {Release("14"), asked + "Officeoutlook.exe"}},
   };
   for (const Lookup& row : rows) {
     CAPTURE(row.name);
     const OutlookRegistered outlook;
-    row.prepare(outlook);
+    outlook.program.MakeSubkey(L"CurVer");
+    if (row.program != nullptr) {
+      outlook.Name(row.program);
+    }
+    (row.in64BitView ? outlook.office64 : outlook.office32)
+        .Set(row.release + std::wstring(L"\\Outlook\\InstallRoot"), {L"Path", row.folder});
     const LogCapture log;
-    CHECK(GetOutlookVersion() == row.release);
+    CHECK(GetOutlookVersion() == row.found);
     CHECK(log.Lines() == Joined({{kOpened}, row.lines}));
   }
+}
+
+TEST_CASE("a default value stored without its terminator is read all the same") {
+  const OutlookRegistered outlook;
+  outlook.program.SetData(L"CurVer", L"", REG_BINARY, L"X.14", 8);
+  outlook.Release(L"14.0");
+  CHECK(GetOutlookVersion() == OL_2010);
 }
 
 TEST_CASE("a folder of more than 522 bytes cannot be read") {
@@ -310,25 +271,6 @@ TEST_CASE("every failing call ends the lookup, and every key is closed") {
     CHECK(release == (failed && failing != 5 ? OL_NOT_INSTALLED : OL_2010));
   }
   CHECK(failing == 9);
-}
-
-TEST_CASE("no memory is kept, found or not") {
-  const OutlookRegistered outlook;
-  outlook.NameAndRelease(L"14");
-  std::wstring folder;
-  const auto all = [&] {
-    IsOutlookSupported();
-    GetOutlookInstallPath(folder);
-    outlook.program.Delete();
-    IsOutlookSupported();
-    GetOutlookInstallPath(folder);
-  };
-  all();
-  outlook.NameAndRelease(L"14");
-  const long long before = OrCommonTests::LiveBlocks();
-  all();
-  const long long after = OrCommonTests::LiveBlocks();
-  CHECK(after == before);
 }
 
 }  // namespace

@@ -179,19 +179,4 @@ TEST_CASE("another error than access denied is no matter of attributes") {
   CHECK_LINES(LinesWith(calls, "SetFileAttributesW"), {});
 }
 
-TEST_CASE("a waiting copy of an earlier run that is read-only is replaced, too") {
-  PendingMoves pending;
-  const Protected files;
-  const std::wstring waiting = files.folder.MakeFile(L"destination.txt.tmp_", "older", 0);
-  const LogCapture log;
-  bool done = false;
-  {
-    const WindowsFiles windows(waiting, FILE_ATTRIBUTE_READONLY);
-    done = CoreAgentUtility::File::copyFileEx(files.source, files.destination);
-  }
-  CHECK(done);
-  CHECK(FileContent(waiting) == "new");
-  CHECK_LINES(log.Lines(), {});
-}
-
 }  // namespace

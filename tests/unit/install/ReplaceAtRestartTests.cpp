@@ -24,19 +24,6 @@ struct Replacement {
   std::wstring waiting = destination + L".tmp_";
 };
 
-TEST_CASE("the replacement waits beside the file and is entered in the list of the restart") {
-  const Replacement replacement;
-  const LogCapture log;
-  CHECK(copyFileEx(replacement.source, replacement.destination));
-
-  CHECK(FileContent(replacement.destination) == "old");
-  CHECK(FileContent(replacement.waiting) == "new");
-  CHECK(SameTime(LastWriteOf(replacement.waiting), TimeOf(4)));
-  CHECK_LINES(replacement.pending.Lines(),
-              {"\\??\\C:\\VelaTest\\Restart\\used.dll.tmp_ -> !\\??\\C:\\VelaTest\\Restart\\used.dll"});
-  CHECK_LINES(log.Lines(), {});
-}
-
 TEST_CASE("the move is asked for with its flags, after the copy") {
   const Replacement replacement;
   Lines calls;
@@ -77,16 +64,6 @@ TEST_CASE("a copy that fails is logged and nothing is scheduled") {
                             "C:\\VelaTest\\Restart\\used.dll.tmp_) failed, err=112"});
 }
 
-TEST_CASE("a missing source is told with its error") {
-  const Replacement replacement;
-  ::DeleteFileW(replacement.source.c_str());
-  const LogCapture log;
-  CHECK_FALSE(copyFileEx(replacement.source, replacement.destination));
-  CHECK_FALSE(Exists(replacement.waiting));
-  CHECK_LINES(log.Lines(), {"LOG_ERROR: CoreAgentUtility::File::copyFileEx(C:\\VelaTest\\Restart\\source.dll,"
-                            "C:\\VelaTest\\Restart\\used.dll.tmp_) failed, err=2"});
-}
-
 TEST_CASE("a move that cannot be scheduled is logged, and the waiting copy stays") {
   const Replacement replacement;
   const LogCapture log;
@@ -100,14 +77,6 @@ TEST_CASE("a move that cannot be scheduled is logged, and the waiting copy stays
   CHECK(FileContent(replacement.destination) == "old");
   CHECK_LINES(log.Lines(), {"LOG_ERROR: MoveFileEx(C:\\VelaTest\\Restart\\used.dll.tmp_,"
                             "C:\\VelaTest\\Restart\\used.dll) failed, err=5"});
-}
-
-TEST_CASE("a waiting copy of an earlier run that is up to date is scheduled again") {
-  const Replacement replacement;
-  CHECK(copyFileEx(replacement.source, replacement.destination));
-  CHECK(copyFileEx(replacement.source, replacement.destination));
-  CHECK(FileContent(replacement.waiting) == "new");
-  CHECK(LinesWith(replacement.pending.Lines(), "used.dll.tmp_").size() >= 1);
 }
 
 }  // namespace

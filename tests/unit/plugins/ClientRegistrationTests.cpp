@@ -2,14 +2,13 @@
 
 #include <doctest/doctest.h>
 
+#include "tests/support/Clients.h"
 #include "tests/support/LogCapture.h"
-#include "tests/unit/plugins/OnlyProcess.h"
-#include "tests/support/RegistrationChild.h"
+#include "tests/unit/plugins/RegistrationChild.h"
 #include "tests/unit/plugins/RegistryPlaces.h"
+#include "tests/unit/settings/RunningProcesses.h"
 
-using TestSupport::Lines;
-using TestSupport::LogCapture;
-using TestSupport::MachineKey64;
+using namespace TestSupport;
 
 namespace {
 
@@ -20,98 +19,96 @@ struct CleanMachine {
   UserHivesWorld hives;
 };
 
-// Reported as 6.2, where Outlook Express is "msimn".
-struct Client {
-  MailClient client;
-  const wchar_t* process;
-  const char* firstModule;
-  const char* runningLine;
-  const char* failureLine;
+// What is said of each client, in the order of Clients().
+struct Texts {
+  const char* runningAtInstall;
+  const char* runningAtRemoval;
+  bool keptWhileRunning;  // by the removal
 };
 
-constexpr Client kClients[] = {
-    {MailClient::kOutlook, L"OUTLOOK.EXE", "Redemption.dll",
-     "LOG_INFO : MS Office Outlook is running during installing !", "LOG_ERROR: Fail to Install VELA_OL !!"},
-    {MailClient::kOutlookExpress, L"msimn.exe", "oeapiinitcom.dll",
-     "LOG_INFO : Outlook Express is running during installing !", "LOG_ERROR: Fail to Install VELA_OE !!"},
-    {MailClient::kWindowsLiveMail, L"wlmail.exe", "WLMailApiInit.dll",
-     "LOG_INFO : Windows Live Mail is running during installing !", "LOG_ERROR: Fail to Install VELA_WLM !!"},
+constexpr Texts kTexts[] = {
+    {"LOG_INFO : MS Office Outlook is running during installing !",
+     "LOG_WARN : plugVELA_Uninstall(), OL is still running!.", false},
+    {"LOG_INFO : Outlook Express is running during installing !",
+     "LOG_WARN : plugVELA_Uninstall(), OE is still running!.", true},
+    {"LOG_INFO : Windows Live Mail is running during installing !",
+     "LOG_WARN : WLM is still running. Do not unregister WLM COM objects.", true},
 };
 
-bool Holds(const Lines& lines, const char* part) {
-  return !TestSupport::LinesWith(lines, part).empty();
+MailClient At(std::size_t index) {
+  return kMailClients[index].client;
 }
 
-TEST_CASE("each client is registered by its own modules, and a machine on which it does not run is not spoken of") {
-  for (const Client& client : kClients) {
-    CAPTURE(client.firstModule);
-    const CleanMachine machine;
-    RegistrationChild child;
-    const OnlyProcess other(L"explorer.exe");
-    const LogCapture log;
-    VELAUtility::RegisterClient(client.client, L"C:\\Folder", true);
-
-    REQUIRE_FALSE(child.Starts().empty());
-    CHECK(child.CommandLines().front() == std::string("regsvr32.exe /s \"C:\\Folder\\") + client.firstModule + "\"");
-    CHECK_FALSE(Holds(log.Lines(), "is running"));
-    CHECK_FALSE(Holds(log.Lines(), "LOG_ERROR"));
-  }
-}
-
-TEST_CASE("a client that runs is told before its modules are registered") {
-  for (const Client& client : kClients) {
-    CAPTURE(client.firstModule);
-    const CleanMachine machine;
-    RegistrationChild child;
-    const OnlyProcess running(client.process);
-    const LogCapture log;
-    VELAUtility::RegisterClient(client.client, L"C:\\Folder", true);
-
-    CHECK(log.Lines().front() == client.runningLine);
-    CHECK(child.Starts().size() >= 2);
-  }
-}
-
-TEST_CASE("only the client itself counts as running") {
-  for (const Client& client : kClients) {
-    for (const Client& other : kClients) {
+TEST_CASE("each client is registered by its own modules; where it runs, and it alone, that is told first") {
+  REQUIRE(std::size(kTexts) == Clients().size());
+  for (std::size_t index = 0; index < Clients().size(); ++index) {
+    for (const Client& running : Clients()) {
+      const Client& client = Clients()[index];
+      CAPTURE(ToUtf8(client.shortName));
+      CAPTURE(ToUtf8(running.shortName));
       const CleanMachine machine;
       RegistrationChild child;
-      const OnlyProcess running(other.process);
+      const RunningProcesses processes({L"explorer.exe", running.process});
       const LogCapture log;
-      VELAUtility::RegisterClient(client.client, L"C:\\Folder", true);
-      CHECK(Holds(log.Lines(), "is running") == (client.client == other.client));
+      VELAUtility::RegisterClient(At(index), L"C:\\Folder", true);
+      Lines commands;
+      for (const wchar_t* const module : client.modules) {
+        commands.push_back("regsvr32.exe /s \"C:\\Folder\\" + ToUtf8(module) + "\"");
+      }
+      CHECK_LINES(child.CommandLines(), (commands));
+      CHECK((log.Lines().front() == kTexts[index].runningAtInstall) == (running.shortName == client.shortName));
+      CHECK(LinesWith(log.Lines(), "is running").size() == (running.shortName == client.shortName ? 1 : 0));
+      CHECK_LINES(LinesWith(log.Lines(), "LOG_ERROR"), {});
     }
   }
 }
 
 TEST_CASE("Outlook loads the add-in where that is wanted and Outlook does not run") {
-  struct Case {
-    const wchar_t* process;
-    bool enable;
-    const char* loadBehavior;
-  };
-  for (const Case& wanted : {Case{L"explorer.exe", true, "\"LoadBehavior\" REG_DWORD 3"},
-                             Case{L"explorer.exe", false, "\"LoadBehavior\" REG_DWORD 2"},
-                             Case{L"outlook.exe", true, "\"LoadBehavior\" REG_DWORD 2"},
-                             Case{L"outlook.exe", false, "\"LoadBehavior\" REG_DWORD 2"}}) {
-    const CleanMachine machine;
-    RegistrationChild child;
-    const OnlyProcess running(wanted.process);
-    VELAUtility::RegisterClient(MailClient::kOutlook, L"C:\\Folder", wanted.enable);
-    CHECK(Holds(machine.outlook.Contents(), wanted.loadBehavior));
+  for (const wchar_t* const process : {L"explorer.exe", L"outlook.exe"}) {
+    for (const bool enable : {true, false}) {
+      const CleanMachine machine;
+      RegistrationChild child;
+      const RunningProcesses running({process});
+      VELAUtility::RegisterClient(MailClient::kOutlook, L"C:\\Folder", enable);
+      const bool loads = enable && *process == L'e';
+      CHECK(
+          LinesWith(machine.outlook.Contents(), loads ? "\"LoadBehavior\" REG_DWORD 3" : "\"LoadBehavior\" REG_DWORD 2")
+              .size() == 1);
+    }
   }
 }
 
-TEST_CASE("a registration that fails is told last") {
-  for (const Client& client : kClients) {
-    CAPTURE(client.firstModule);
+TEST_CASE("each client is unregistered; where it runs that is told first, and all but Outlook keep their modules") {
+  for (std::size_t index = 0; index < Clients().size(); ++index) {
+    for (const Client& running : Clients()) {
+      const Client& client = Clients()[index];
+      CAPTURE(ToUtf8(client.shortName));
+      CAPTURE(ToUtf8(running.shortName));
+      const CleanMachine machine;
+      RegistrationChild child;
+      const RunningProcesses processes({running.process});
+      const LogCapture log;
+      VELAUtility::UnregisterClient(At(index), L"C:\\Folder");
+      const bool runs = running.shortName == client.shortName;
+      CHECK(child.Starts().size() == (runs && kTexts[index].keptWhileRunning ? 0 : client.modules.size()));
+      CHECK_LINES(LinesWith(log.Lines(), "still running"), (runs ? Lines{kTexts[index].runningAtRemoval} : Lines{}));
+      CHECK_LINES(LinesWith(log.Lines(), "LOG_ERROR"), {});
+    }
+  }
+}
+
+TEST_CASE("a registration that fails is told last, and so is a removal") {
+  for (std::size_t index = 0; index < Clients().size(); ++index) {
+    const Client& client = Clients()[index];
+    CAPTURE(ToUtf8(client.shortName));
     const CleanMachine machine;
     RegistrationChild child;
     child.FailEveryStart(ERROR_FILE_NOT_FOUND);
     const LogCapture log;
-    VELAUtility::RegisterClient(client.client, L"C:\\Folder", true);
-    CHECK(log.Lines().back() == client.failureLine);
+    VELAUtility::RegisterClient(At(index), L"C:\\Folder", true);
+    CHECK(log.Lines().back() == std::string("LOG_ERROR: ") + client.registrationFailure);
+    VELAUtility::UnregisterClient(At(index), L"C:\\Folder");
+    CHECK(log.Lines().back() == "LOG_ERROR: VELA " + ToUtf8(client.shortName) + " UnInstall Fail !!");
   }
 }
 

@@ -62,74 +62,36 @@ TEST_CASE("a module is (un)registered by a hidden regsvr32.exe that inherits not
     CHECK(start.inheritHandles == FALSE);
     CHECK(start.flags == 0);
     CHECK(start.processInformationZeroed);
+    CHECK(start.startup.cb == sizeof(STARTUPINFOW));
+    CHECK(start.startup.dwFlags == STARTF_USESHOWWINDOW);
+    CHECK(start.startup.wShowWindow == SW_HIDE);
+    CHECK(start.startup.lpReserved == nullptr);
+    CHECK(start.startup.lpDesktop == nullptr);
+    CHECK(start.startup.lpTitle == nullptr);
+    CHECK(start.startup.hStdInput == nullptr);
+    CHECK(start.startup.hStdOutput == nullptr);
+    CHECK(start.startup.hStdError == nullptr);
   }
 }
 
-TEST_CASE("the start-up record says hidden and nothing else") {
+TEST_CASE("a command line of 260 characters loses its last one, the closing quote; a longer one starts nothing") {
   for (const Direction& direction : kDirections) {
-    CAPTURE(direction.name);
-    RegistrationChild child;
-    direction.run(L"C:\\a.dll");
-
-    REQUIRE(child.Starts().size() == 1);
-    const STARTUPINFOW& startup = child.Starts().front().startup;
-    CHECK(startup.cb == sizeof(STARTUPINFOW));
-    CHECK(startup.dwFlags == STARTF_USESHOWWINDOW);
-    CHECK(startup.wShowWindow == SW_HIDE);
-    CHECK(startup.lpReserved == nullptr);
-    CHECK(startup.lpDesktop == nullptr);
-    CHECK(startup.lpTitle == nullptr);
-    CHECK(startup.hStdInput == nullptr);
-    CHECK(startup.hStdOutput == nullptr);
-    CHECK(startup.hStdError == nullptr);
-  }
-}
-
-TEST_CASE("a command line of up to 259 characters is passed whole") {
-  for (const Direction& direction : kDirections) {
-    for (const std::size_t length : {std::size_t{258}, std::size_t{259}}) {
+    for (const std::size_t length :
+         {std::size_t{258}, std::size_t{259}, std::size_t{260}, std::size_t{261}, std::size_t{40000}}) {
       CAPTURE(direction.name);
       CAPTURE(length);
       const std::wstring path = PathForCommandLineOf(direction, length);
+      const std::wstring whole = direction.command + L"\"" + path + L"\"";
+      REQUIRE(whole.size() == length);
       RegistrationChild child;
       const LogCapture log;
-      CHECK(direction.run(path));
-
-      const std::wstring commandLine = direction.command + L"\"" + path + L"\"";
-      REQUIRE(commandLine.size() == length);
-      CHECK_LINES(child.CommandLines(), {ToUtf8(commandLine)});
-      CHECK_LINES(log.Lines(), {CommandLineEntry(direction, commandLine), ResultEntry(direction, 1)});
-    }
-  }
-}
-
-TEST_CASE("a command line of 260 characters loses its last one, the closing quote") {
-  for (const Direction& direction : kDirections) {
-    CAPTURE(direction.name);
-    const std::wstring path = PathForCommandLineOf(direction, 260);
-    RegistrationChild child;
-    const LogCapture log;
-    CHECK(direction.run(path));
-
-    const std::wstring cut = direction.command + L"\"" + path;
-    REQUIRE(cut.size() == 259);
-    CHECK_LINES(child.CommandLines(), {ToUtf8(cut)});
-    CHECK_LINES(log.Lines(), {CommandLineEntry(direction, cut), ResultEntry(direction, 1)});
-  }
-}
-
-TEST_CASE("a longer command line is logged and refused, and nothing is started") {
-  for (const Direction& direction : kDirections) {
-    for (const std::size_t length : {std::size_t{261}, std::size_t{262}, std::size_t{40000}}) {
-      CAPTURE(direction.name);
-      CAPTURE(length);
-      const std::wstring path = PathForCommandLineOf(direction, length);
-      RegistrationChild child;
-      const LogCapture log;
-      CHECK_FALSE(direction.run(path));
-      CHECK(child.Starts().empty());
-      CHECK(child.WaitMilliseconds().empty());
-      CHECK_LINES(log.Lines(), {CommandLineEntry(direction, direction.command + L"\"" + path + L"\"")});
+      const bool starts = length <= 260;
+      CHECK(direction.run(path) == starts);
+      const std::wstring commandLine = length == 260 ? whole.substr(0, 259) : whole;
+      CHECK_LINES(child.CommandLines(), (starts ? Lines{ToUtf8(commandLine)} : Lines{}));
+      CHECK(child.WaitMilliseconds().size() == (starts ? 1 : 0));
+      CHECK_LINES(log.Lines(), (starts ? Lines{CommandLineEntry(direction, commandLine), ResultEntry(direction, 1)}
+                                       : Lines{CommandLineEntry(direction, commandLine)}));
     }
   }
 }

@@ -5,13 +5,14 @@
 #include "tests/support/CallFailures.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/LogCapture.h"
-#include "tests/unit/plugins/OwnFiles.h"
-#include "tests/support/RegistrationChild.h"
+#include "tests/unit/install/OutlookRegistered.h"
+#include "tests/unit/install/ScratchFolder.h"
+#include "tests/unit/plugins/RegistrationChild.h"
 #include "tests/unit/plugins/RegistryPlaces.h"
+#include "tests/unit/settings/RegistryCallTrace.h"
 
 using TestSupport::CountCalls;
 using TestSupport::FailCall;
-using TestSupport::ImportRedirection;
 using TestSupport::Lines;
 using TestSupport::LogCapture;
 using VELAUtility::LoadBehavior;
@@ -72,22 +73,6 @@ TEST_CASE("registering starts Redemption.dll, then VELA_OLA.dll, with or without
   }
 }
 
-TEST_CASE("an add-in that is not to be loaded at start-up is registered all the same") {
-  const CleanMachine machine;
-  RegistrationChild child;
-  CHECK(VELAUtility::RegisterOutlookAddin(L"C:\\VELA_OL", false));
-  CHECK(child.Starts().size() == 2);
-  CHECK_LINES(machine.addin.Contents(), (AddinContents(2)));
-}
-
-TEST_CASE("registering again replaces what was registered") {
-  const CleanMachine machine;
-  RegistrationChild child;
-  VELAUtility::RegisterOutlookAddin(L"C:\\VELA_OL", true);
-  VELAUtility::RegisterOutlookAddin(L"C:\\VELA_OL", false);
-  CHECK_LINES(machine.addin.Contents(), (AddinContents(2)));
-}
-
 TEST_CASE("without Redemption.dll nothing else is attempted") {
   const CleanMachine machine;
   RegistrationChild child;
@@ -115,70 +100,21 @@ TEST_CASE("without VELA_OLA.dll no key is written, and the message tells why reg
   CHECK(machine.outlook.Contents().empty());
 }
 
-TEST_CASE("a module path that does not fit the command line counts as one that could not be registered") {
+TEST_CASE("the key is made to be written only, and each value is written through a key opened for it, in order") {
   const CleanMachine machine;
-  RegistrationChild child;
-  const std::wstring folder = L"C:\\" + std::wstring(240, L'f');
-  const LogCapture log;
-  CHECK_FALSE(VELAUtility::RegisterOutlookAddin(folder, true));
-
-  const std::string path = TestSupport::ToUtf8(folder) + "\\Redemption.dll";
-  CHECK(child.Starts().empty());
-  CHECK_LINES(log.Lines(), {"LOG_INFO : RegisterComModule() command line: regsvr32.exe /s \"" + path + "\"",
-                            "LOG_ERROR: Failed to register Redemption.dll !! " + path});
-}
-
-TEST_CASE("the values are written in order, each through a key that is opened and closed for it") {
-  const CleanMachine machine;
-  struct Write {
-    std::string name;
-    DWORD type;
-    DWORD size;
-    bool operator==(const Write& other) const { return name == other.name && type == other.type && size == other.size; }
-  };
-  std::vector<Write> writes;
-  unsigned opens = 0;
-  OpenKeysWatch keys;
+  Lines calls;
   {
-    ImportRedirection open{"RegOpenKeyW", [&](HKEY root, LPCWSTR path, PHKEY key) -> LSTATUS {
-                             ++opens;
-                             return open.Original<decltype(&::RegOpenKeyW)>()(root, path, key);
-                           }};
-    ImportRedirection set{"RegSetValueExW",
-                          [&](HKEY key, LPCWSTR name, DWORD, DWORD type, const BYTE* data, DWORD size) -> LSTATUS {
-                            writes.push_back({TestSupport::ToUtf8(name), type, size});
-                            return set.Original<decltype(&::RegSetValueExW)>()(key, name, 0, type, data, size);
-                          }};
+    const TestSupport::RegistryCallTrace trace;
     WriteMachineKey();
+    calls = trace.Calls();
   }
-  CHECK(writes == std::vector<Write>{{"LoadBehavior", REG_DWORD, 4},
-                                     {"CommandLineSafe", REG_DWORD, 4},
-                                     {"FriendlyName", REG_SZ, 56},
-                                     {"Description", REG_SZ, 80}});
-  CHECK(opens == 4);
-  CHECK(keys.Opened() == 5);
-  CHECK(keys.StillOpen() == 0);
-}
-
-TEST_CASE("the add-in key is made as a lasting key, asking for no more than to write") {
-  const CleanMachine machine;
-  unsigned creates = 0;
-  ImportRedirection create{
-      "RegCreateKeyExW",
-      [&](HKEY root, LPCWSTR path, DWORD reserved, LPWSTR type, DWORD options, REGSAM rights,
-          LPSECURITY_ATTRIBUTES security, PHKEY key, LPDWORD disposition) -> LSTATUS {
-        ++creates;
-        CHECK(root == HKEY_LOCAL_MACHINE);
-        CHECK(TestSupport::ToUtf8(path) == "Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent\\");
-        CHECK(type == nullptr);
-        CHECK(options == REG_OPTION_NON_VOLATILE);
-        CHECK(rights == KEY_WRITE);
-        CHECK(security == nullptr);
-        return create.Original<decltype(&::RegCreateKeyExW)>()(root, path, reserved, type, options, rights, security,
-                                                               key, disposition);
-      }};
-  WriteMachineKey();
-  CHECK(creates == 1);
+  const std::string path = "Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent\\";
+  const std::string open = "RegOpenKeyW HKLM " + path + " -> ";
+  CHECK_LINES(calls, {"RegCreateKeyExW HKLM " + path + " 00020006 options 0 plain -> 1", "RegCloseKey 1", open + "2",
+                      "RegSetValueExW 2 \"LoadBehavior\" REG_DWORD 4 bytes", "RegCloseKey 2", open + "3",
+                      "RegSetValueExW 3 \"CommandLineSafe\" REG_DWORD 4 bytes", "RegCloseKey 3", open + "4",
+                      "RegSetValueExW 4 \"FriendlyName\" REG_SZ 56 bytes", "RegCloseKey 4", open + "5",
+                      "RegSetValueExW 5 \"Description\" REG_SZ 80 bytes", "RegCloseKey 5"});
 }
 
 TEST_CASE("an add-in key that cannot be made is told, and the users get theirs") {
@@ -217,7 +153,7 @@ TEST_CASE("a value that cannot be written is told, and the others are written") 
       const CleanMachine machine;
       RegistrationChild child;  // Outlook's folder is looked for first: one key is opened before
       const LogCapture log;
-      const OpenKeysWatch keys;
+      const TestSupport::RegistryCallTrace keys;
       {
         const FailCall write{call, before + failure.write, ERROR_ACCESS_DENIED};
         CHECK(VELAUtility::RegisterOutlookAddin(L"C:\\VELA_OL", true));
@@ -225,21 +161,9 @@ TEST_CASE("a value that cannot be written is told, and the others are written") 
       }
       CHECK_LINES(TestSupport::LinesWith(log.Lines(), "ERROR"), {failure.line});
       CHECK_LINES(machine.addin.Contents(), (Without(failure.value, AddinContents(3))));
-      CHECK(keys.StillOpen() == 0);
+      CHECK(keys.AllClosed());
     }
   }
-}
-
-TEST_CASE("the failure texts reach the log of a registration, which succeeds") {
-  const CleanMachine machine;
-  RegistrationChild child;
-  const LogCapture log;
-  {
-    const FailCall write{"RegSetValueExW", TestSupport::Calls::Between(1, 4), ERROR_ACCESS_DENIED};
-    CHECK(VELAUtility::RegisterOutlookAddin(L"C:\\VELA_OL", true));
-  }
-  CHECK_LINES(TestSupport::LinesWith(log.Lines(), "ERROR"),
-              {kValueFailures[0].line, kValueFailures[1].line, kValueFailures[2].line, kValueFailures[3].line});
 }
 
 TEST_CASE("switching the machine's add-in off changes its load behaviour and nothing else") {
@@ -262,13 +186,13 @@ TEST_CASE("an add-in that was never registered cannot be switched off, and is no
 TEST_CASE("a key that refuses the load behaviour is no switched-off add-in") {
   const CleanMachine machine;
   WriteMachineKey();
-  const OpenKeysWatch keys;
+  const TestSupport::RegistryCallTrace keys;
   {
     const FailCall write{"RegSetValueExW", 1, ERROR_ACCESS_DENIED};
     CHECK_FALSE(VELAUtility::WriteOutlookLoadBehaviorForMachine(LoadBehavior::kDoNotLoad));
   }
   CHECK_LINES(machine.addin.Contents(), (AddinContents(3)));
-  CHECK(keys.StillOpen() == 0);
+  CHECK(keys.AllClosed());
 }
 
 Lines OutlookLookup(const std::string& path) {
@@ -278,45 +202,32 @@ Lines OutlookLookup(const std::string& path) {
 }
 
 TEST_CASE("the stale extension file goes from Outlook's folder, and nothing else does") {
-  for (const wchar_t* const path : {L"C:\\VelaOffice14", L"C:\\VelaOffice14\\"}) {
+  for (const wchar_t* const path : {L"C:\\VelaTest\\Office14", L"C:\\VelaTest\\Office14\\"}) {
     const CleanMachine machine;
-    const OwnFolder office(L"C:\\VelaOffice14");
-    office.Write(L"ADDINS\\Redemption.ECF", "stale");
-    office.Write(L"ADDINS\\Other.ECF", "of somebody else");
-    office.Write(L"outlook.exe", "program");
-    const RegisteredOutlook outlook(path);
+    const TestSupport::ScratchFolder office(L"Office14");
+    office.MakeFile(L"ADDINS\\Redemption.ECF", "stale");
+    office.MakeFile(L"ADDINS\\Other.ECF", "of somebody else");
+    office.MakeFile(L"outlook.exe", "program");
+    const TestSupport::OutlookRegistered outlook;
+    outlook.Name(L"Outlook.Application.14");
+    outlook.Release(L"14.0", path);
     const LogCapture log;
     VELAUtility::VELA_RemoveOutlookECF();
 
     CHECK_LINES(log.Lines(), (Joined({OutlookLookup(TestSupport::ToUtf8(path)),
                                       {"LOG_INFO : VELAUtility::VELA_RemoveOutlookECF(), Try to delete the file : "
-                                       "C:\\VelaOffice14\\ADDINS\\Redemption.ECF"}})));
-    CHECK_LINES(office.Contents(), {"ADDINS\\", "ADDINS\\Other.ECF 16 bytes", "outlook.exe 7 bytes"});
+                                       "C:\\VelaTest\\Office14\\ADDINS\\Redemption.ECF"}})));
+    TestSupport::FileSnapshot left;
+    left.Add(office.Path());
+    CHECK_LINES(left.AsLines(), {"ADDINS\\", "ADDINS\\Other.ECF 16 bytes", "outlook.exe 7 bytes"});
   }
-}
-
-TEST_CASE("an extension file that is not there, or cannot be deleted, is not reported") {
-  const CleanMachine machine;
-  const RegisteredOutlook outlook(L"C:\\VelaNoSuchOffice\\");
-  const LogCapture log;
-  VELAUtility::VELA_RemoveOutlookECF();
-  const Lines missing = log.Lines();
-  CHECK_LINES(missing, (Joined({OutlookLookup("C:\\VelaNoSuchOffice\\"),
-                                {"LOG_INFO : VELAUtility::VELA_RemoveOutlookECF(), Try to delete the file : "
-                                 "C:\\VelaNoSuchOffice\\ADDINS\\Redemption.ECF"}})));
-
-  LogCapture second;
-  {
-    const FailCall erase{"DeleteFileW", 1, ERROR_SHARING_VIOLATION};
-    VELAUtility::VELA_RemoveOutlookECF();
-    CHECK(erase.Failed() == 1);
-  }
-  CHECK_LINES(second.Lines(), (missing));
 }
 
 TEST_CASE("an empty path of Outlook deletes nothing") {
   const CleanMachine machine;
-  const RegisteredOutlook outlook(L"");
+  const TestSupport::OutlookRegistered outlook;
+  outlook.Name(L"Outlook.Application.14");
+  outlook.Release(L"14.0", L"");
   const LogCapture log;
   const CountCalls deletes{"DeleteFileW"};
   VELAUtility::VELA_RemoveOutlookECF();

@@ -5,6 +5,7 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/RegistrySnapshot.h"
 #include "tests/unit/plugins/RegistryPlaces.h"
+#include "tests/unit/settings/RegistryCallTrace.h"
 
 using TestSupport::FailCall;
 using TestSupport::ImportRedirection;
@@ -57,14 +58,14 @@ TEST_CASE("every loaded hive gets the key, those of no person included") {
     const UserHivesWorld world;
     REQUIRE(world.Names().size() >= 4);
     const LogCapture log;
-    const OpenKeysWatch keys;
+    const TestSupport::RegistryCallTrace keys;
     CHECK(VELAUtility::WriteOutlookAddinKeyForAllUsers(loadBehavior));
 
     for (const std::wstring& hive : world.Names()) {
       CHECK_LINES(ContentsOf(hive), (HiveContents(hive, 4, loadBehavior == LoadBehavior::kLoadAtStartUp ? 3 : 2)));
     }
     CHECK(log.Lines().empty());
-    CHECK(keys.StillOpen() == 0);
+    CHECK(keys.AllClosed());
   }
 }
 
@@ -98,7 +99,7 @@ TEST_CASE("where HKEY_USERS cannot be opened or counted no hive is written") {
     CAPTURE(call);
     const UserHivesWorld world;
     const LogCapture log;
-    const OpenKeysWatch keys;
+    const TestSupport::RegistryCallTrace keys;
     bool written = true;
     {
       const FailCall failure{call, 1, ERROR_ACCESS_DENIED};
@@ -109,7 +110,7 @@ TEST_CASE("where HKEY_USERS cannot be opened or counted no hive is written") {
       CHECK(ContentsOf(hive).empty());
     }
     CHECK(log.Lines().empty());
-    CHECK(keys.StillOpen() == 0);
+    CHECK(keys.AllClosed());
   }
 }
 
@@ -145,7 +146,7 @@ TEST_CASE("a hive that refuses a value gets none of the later ones, in silence")
       CAPTURE(kValues[value]);
       const UserHivesWorld world;
       const LogCapture log;
-      const OpenKeysWatch keys;
+      const TestSupport::RegistryCallTrace keys;
       {
         // The first hive is complete, and the second one refuses.
         const FailCall failure{call, 4 + value + 1, ERROR_ACCESS_DENIED};
@@ -155,7 +156,7 @@ TEST_CASE("a hive that refuses a value gets none of the later ones, in silence")
       CHECK_LINES(ContentsOf(world.Names()[1]), (HiveContents(world.Names()[1], value, 3)));
       CheckOthersAreComplete(world, world.Names()[1]);
       CHECK(log.Lines().empty());
-      CHECK(keys.StillOpen() == 0);
+      CHECK(keys.AllClosed());
     }
   }
 }

@@ -5,7 +5,6 @@
 #include "tests/support/RegistrySnapshot.h"
 
 using TestSupport::KeyPlace;
-using TestSupport::MachineKey32;
 using TestSupport::MachineKey64;
 using TestSupport::UsersKey;
 
@@ -87,31 +86,3 @@ void UserHivesWorld::Clear() const {
     TestSupport::RemoveKey(UsersKey(name + kOutlookKey));
   }
 }
-
-RegisteredOutlook::RegisteredOutlook(const std::wstring& folder)
-    : program_(MachineKey64(L"Software\\Classes\\Outlook.Application")),
-      office_(MachineKey32(L"SOFTWARE\\Microsoft\\Office\\14.0")) {
-  program_.SetText(L"CurVer", L"", L"Outlook.Application.14");
-  office_.SetText(L"Outlook\\InstallRoot", L"Path", folder);
-}
-
-OpenKeysWatch::OpenKeysWatch()
-    : open_("RegOpenKeyW",
-            [this](HKEY root, LPCWSTR path, PHKEY key) -> LSTATUS {
-              return Count(open_.Original<decltype(&::RegOpenKeyW)>()(root, path, key));
-            }),
-      openExtended_(
-          "RegOpenKeyExW",
-          [this](HKEY root, LPCWSTR path, DWORD options, REGSAM rights, PHKEY key) -> LSTATUS {
-            return Count(openExtended_.Original<decltype(&::RegOpenKeyExW)>()(root, path, options, rights, key));
-          }),
-      create_("RegCreateKeyExW",
-              [this](HKEY root, LPCWSTR path, DWORD reserved, LPWSTR type, DWORD options, REGSAM rights,
-                     LPSECURITY_ATTRIBUTES security, PHKEY key, LPDWORD disposition) -> LSTATUS {
-                return Count(create_.Original<decltype(&::RegCreateKeyExW)>()(root, path, reserved, type, options,
-                                                                              rights, security, key, disposition));
-              }),
-      close_("RegCloseKey", [this](HKEY key) -> LSTATUS {
-        --stillOpen_;
-        return close_.Original<decltype(&::RegCloseKey)>()(key);
-      }) {}

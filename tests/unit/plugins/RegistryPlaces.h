@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/ImportRedirection.h"
 #include "tests/support/TestRegistry.h"
 #include "tests/support/TextLines.h"
 
@@ -63,38 +62,4 @@ class UserHivesWorld {
  private:
   void Clear() const;
   std::vector<std::wstring> names_;
-};
-
-// Outlook as its set-up registers it; `folder` is the program folder.
-class RegisteredOutlook {
- public:
-  explicit RegisteredOutlook(const std::wstring& folder);
-
- private:
-  OwnKey program_;
-  OwnKey office_;
-};
-
-// Counts the registry keys that are opened and closed while it lives.
-class OpenKeysWatch {
- public:
-  OpenKeysWatch();
-  int StillOpen() const { return stillOpen_; }
-  int Opened() const { return opened_; }
-
- private:
-  LSTATUS Count(LSTATUS status) {
-    if (status == ERROR_SUCCESS) {
-      ++opened_;
-      ++stillOpen_;
-    }
-    return status;
-  }
-
-  int opened_ = 0;
-  int stillOpen_ = 0;
-  TestSupport::ImportRedirection open_;
-  TestSupport::ImportRedirection openExtended_;
-  TestSupport::ImportRedirection create_;
-  TestSupport::ImportRedirection close_;
 };

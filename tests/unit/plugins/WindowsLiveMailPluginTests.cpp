@@ -6,202 +6,253 @@
 
 #include "tests/support/CallFailures.h"
 #include "tests/support/LogCapture.h"
-#include "tests/support/RegistrationChild.h"
+#include "tests/unit/OrCommon/HeapWatch.h"
+#include "tests/unit/plugins/RegistrationChild.h"
 #include "tests/unit/plugins/RegistryPlaces.h"
+#include "tests/unit/settings/RegistryCallTrace.h"
+#include "tests/unit/settings/RunningProcesses.h"
 
-using TestSupport::FailCall;
-using TestSupport::ImportRedirection;
-using TestSupport::Lines;
-using TestSupport::LogCapture;
+using namespace TestSupport;
 using VELAUtility::KeyMode;
+using VELAUtility::RegisterWLMPlugin;
+using VELAUtility::UnregisterWLMPlugin;
 
 namespace {
 
-constexpr char kFatal[] = "LOG_ERROR: Fatal Error, Registry WLM COM object false";
+constexpr char kNotListed[] = "LOG_WARN : Failed to DeleteRegStringValue HKEY_LOCAL_MACHINE\\WLMAilApiCppDllClient !!";
+constexpr char kNoRunValue[] =
+    "LOG_WARN : Failed to DeleteRegStringValue HKEY_LOCAL_MACHINE\\g_szCURunKey\\g_szWLM_OEM !!";
 constexpr wchar_t kListKey[] = L"Software\\Nektra\\WLMailAPi\\Plugins";
+constexpr wchar_t kEntry[] = L"WLMAilApiCppDllClient";
 const char* const kModules[] = {"WLMailApiInit.dll", "WLMailApiCom.dll", "WLMailApiStore.dll", "WLMailApiContacts.dll"};
+constexpr unsigned kNone = 4;
 
-// A machine on which Nektra's library was never registered, in neither view.
+// Nothing of the plug-in is registered, in neither view.
 struct CleanMachine {
-  OwnKey nektra{TestSupport::MachineKey64(L"Software\\Nektra")};
-  OwnKey nektraOf32BitPrograms{TestSupport::MachineKey32(L"Software\\Nektra")};
+  OwnKey nektra{MachineKey64(L"Software\\Nektra")};
+  OwnKey nektraOf32BitPrograms{MachineKey32(L"Software\\Nektra")};
+  OwnRunValue run{L"WLM"};
+  OwnRunValue runOfOtherClient{L"OE"};
+  RegistrationChild child;
+
+  bool IsListed() const { return !LinesWith(nektra.Contents(), "WLMAilApiCppDllClient").empty(); }
 };
 
-Lines Entry() {
-  return {"HKLM\\Software\\Nektra [64]", "HKLM\\Software\\Nektra\\WLMailAPi [64]",
-          "HKLM\\Software\\Nektra\\WLMailAPi\\Plugins [64]",
-          "HKLM\\Software\\Nektra\\WLMailAPi\\Plugins [64] \"WLMAilApiCppDllClient\" REG_SZ \"VELA_WLMA.dll\""};
-}
+struct RegisteredMachine : CleanMachine {
+  RegisteredMachine() {
+    nektra.SetText(L"WLMailAPi\\Plugins", kEntry, L"VELA_WLMA.dll");
+    run.Set();
+    runOfOtherClient.Set();
+  }
+};
 
-// The run of all modules, with those that are marked failing.
-Lines ModuleLines(const std::vector<bool>& fails) {
+// The lines of all modules, one of which may fail.
+Lines ModuleLines(bool registers, unsigned failing = kNone) {
   Lines lines;
   for (unsigned module = 0; module < 4; ++module) {
     const std::string path = std::string("C:\\VELA_WLM\\") + kModules[module];
-    lines = Joined({lines, RegisteringLines(path, fails[module] ? 0 : 1)});
-    if (fails[module]) {
-      lines.push_back(std::string("LOG_EVENT :Failed to register ") + kModules[module] + " !!");
+    const int result = module == failing ? 0 : 1;
+    lines = Joined({lines, registers ? RegisteringLines(path, result) : UnregisteringLines(path, result)});
+    if (module == failing) {
+      lines.push_back(std::string("LOG_EVENT :Failed to ") + (registers ? "" : "un") + "register " + kModules[module] +
+                      " !!");
     }
   }
   return lines;
 }
 
-TEST_CASE("the four modules are registered and the plug-in is listed for 64-bit programs") {
+// ---- registering
+
+TEST_CASE("the modules are registered and the plug-in is listed for 64-bit programs, by a text with its terminator") {
   for (const bool enable : {true, false}) {
     const CleanMachine machine;
-    RegistrationChild child;
     const LogCapture log;
-    const OpenKeysWatch keys;
-    CHECK(VELAUtility::RegisterWLMPlugin(L"C:\\VELA_WLM", enable));
-
-    CHECK_LINES(log.Lines(), (ModuleLines({false, false, false, false})));
-    CHECK_LINES(machine.nektra.Contents(), (Entry()));
+    Lines calls;
+    bool closed = false;
+    {
+      const RegistryCallTrace trace;
+      CHECK(RegisterWLMPlugin(L"C:\\VELA_WLM", enable));
+      calls = trace.Calls();
+      closed = trace.AllClosed();
+    }
+    CHECK_LINES(log.Lines(), (ModuleLines(true)));
+    CHECK_LINES(LinesWith(machine.nektra.Contents(), "\""),
+                {"HKLM\\Software\\Nektra\\WLMailAPi\\Plugins [64] \"WLMAilApiCppDllClient\" REG_SZ \"VELA_WLMA.dll\""});
     CHECK(machine.nektraOf32BitPrograms.Contents().empty());
-    CHECK(keys.StillOpen() == 0);
+    CHECK(LinesWith(calls, "RegCreateKeyExW HKLM Software\\Nektra\\WLMailAPi\\Plugins ").size() == 1);
+    CHECK(LinesWith(calls, " options 0").size() == 1);  // a lasting key
+    CHECK_LINES(LinesWith(calls, "RegSetValueExW"), {"RegSetValueExW 1 \"WLMAilApiCppDllClient\" REG_SZ 28 bytes"});
+    CHECK(closed);
   }
 }
 
 TEST_CASE("a backslash is put behind the folder even where there is one") {
   const CleanMachine machine;
-  RegistrationChild child;
   VELAUtility::RegisterWLMailApiModules(L"C:\\VELA_WLM\\");
-  CHECK_LINES(child.CommandLines(), {"regsvr32.exe /s \"C:\\VELA_WLM\\\\WLMailApiInit.dll\"",
-                                     "regsvr32.exe /s \"C:\\VELA_WLM\\\\WLMailApiCom.dll\"",
-                                     "regsvr32.exe /s \"C:\\VELA_WLM\\\\WLMailApiStore.dll\"",
-                                     "regsvr32.exe /s \"C:\\VELA_WLM\\\\WLMailApiContacts.dll\""});
+  CHECK(machine.child.CommandLines().front() == "regsvr32.exe /s \"C:\\VELA_WLM\\\\WLMailApiInit.dll\"");
 }
 
 TEST_CASE("all modules are tried, and the plug-in is listed only where none failed") {
   for (unsigned failing = 0; failing < 4; ++failing) {
     CAPTURE(kModules[failing]);
-    const CleanMachine machine;
-    RegistrationChild child;
-    child.FailStart(failing + 1, ERROR_FILE_NOT_FOUND);
+    CleanMachine machine;
+    machine.child.FailStart(failing + 1, ERROR_FILE_NOT_FOUND);
     const LogCapture log;
-    CHECK_FALSE(VELAUtility::RegisterWLMPlugin(L"C:\\VELA_WLM", true));
-
-    std::vector<bool> fails(4, false);
-    fails[failing] = true;
-    CHECK_LINES(log.Lines(), (Joined({ModuleLines(fails), {kFatal}})));
-    CHECK(machine.nektra.Contents().empty());
+    CHECK_FALSE(RegisterWLMPlugin(L"C:\\VELA_WLM", true));
+    CHECK_LINES(log.Lines(),
+                (Joined({ModuleLines(true, failing), {"LOG_ERROR: Fatal Error, Registry WLM COM object false"}})));
+    CHECK_FALSE(machine.IsListed());
   }
-}
-
-TEST_CASE("every module failing is told module by module and fatal once") {
-  const CleanMachine machine;
-  RegistrationChild child;
-  child.FailEveryStart(ERROR_FILE_NOT_FOUND);
-  const LogCapture log;
-  CHECK_FALSE(VELAUtility::RegisterWLMPlugin(L"C:\\VELA_WLM", true));
-  CHECK_LINES(log.Lines(), (Joined({ModuleLines({true, true, true, true}), {kFatal}})));
-}
-
-TEST_CASE("the list entry is a text of 28 bytes, its terminator counted") {
-  const CleanMachine machine;
-  unsigned sets = 0;
-  ImportRedirection set{
-      "RegSetValueExW",
-      [&](HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) -> LSTATUS {
-        ++sets;
-        CHECK(TestSupport::ToUtf8(name) == "WLMAilApiCppDllClient");
-        CHECK(type == REG_SZ);
-        CHECK(size == 28);
-        return set.Original<decltype(&::RegSetValueExW)>()(key, name, reserved, type, data, size);
-      }};
-  RegistrationChild child;
-  CHECK(VELAUtility::RegisterWLMPlugin(L"C:\\VELA_WLM", true));
-  CHECK(sets == 1);
-}
-
-TEST_CASE("the list is made where it is missing, as a lasting key in the view of 64-bit programs") {
-  const CleanMachine machine;
-  unsigned creates = 0;
-  ImportRedirection create{"RegCreateKeyExW",
-                           [&](HKEY root, LPCWSTR path, DWORD reserved, LPWSTR type, DWORD options, REGSAM rights,
-                               LPSECURITY_ATTRIBUTES security, PHKEY key, LPDWORD disposition) -> LSTATUS {
-                             ++creates;
-                             CHECK(root == HKEY_LOCAL_MACHINE);
-                             CHECK(TestSupport::ToUtf8(path) == "Software\\Nektra\\WLMailAPi\\Plugins");
-                             CHECK(options == REG_OPTION_NON_VOLATILE);
-                             CHECK((rights & (KEY_WOW64_64KEY | KEY_WOW64_32KEY)) == KEY_WOW64_64KEY);
-                             return create.Original<decltype(&::RegCreateKeyExW)>()(root, path, reserved, type, options,
-                                                                                    rights, security, key, disposition);
-                           }};
-  RegistrationChild child;
-  CHECK(VELAUtility::RegisterWLMPlugin(L"C:\\VELA_WLM", true));
-  CHECK(creates == 1);
 }
 
 TEST_CASE("an entry that exists is replaced, and what else is listed stays") {
   const CleanMachine machine;
-  machine.nektra.SetText(L"WLMailAPi\\Plugins", L"WLMAilApiCppDllClient", L"VELA_Older.dll");
+  machine.nektra.SetText(L"WLMailAPi\\Plugins", kEntry, L"VELA_Older.dll");
   machine.nektra.SetText(L"WLMailAPi\\Plugins", L"Other", L"Other.dll");
-  RegistrationChild child;
-  CHECK(VELAUtility::RegisterWLMPlugin(L"C:\\VELA_WLM", true));
-  CHECK_LINES(machine.nektra.Contents(),
-              {Entry()[0], Entry()[1], Entry()[2],
-               "HKLM\\Software\\Nektra\\WLMailAPi\\Plugins [64] \"Other\" REG_SZ \"Other.dll\"", Entry()[3]});
+  CHECK(RegisterWLMPlugin(L"C:\\VELA_WLM", true));
+  CHECK(LinesWith(machine.nektra.Contents(), "REG_SZ \"VELA_WLMA.dll\"").size() == 1);
+  CHECK(LinesWith(machine.nektra.Contents(), "\"Other\" REG_SZ \"Other.dll\"").size() == 1);
 }
 
-TEST_CASE("an entry that the registry refuses is told with its error") {
-  struct Case {
+// What the writer of list entries answers where a call of the registry fails or throws.
+TEST_CASE("an entry that cannot be written is told with the registry's code, or with that of an unknown failure") {
+  enum class Way { kRefused, kThrows };
+  struct Row {
     const char* call;
+    Way way;
     DWORD error;
   };
-  for (const Case& failure :
-       {Case{"RegCreateKeyExW", ERROR_ACCESS_DENIED}, Case{"RegSetValueExW", ERROR_KEY_DELETED}}) {
-    CAPTURE(failure.call);
+  for (const Row& row :
+       {Row{"RegCreateKeyExW", Way::kRefused, ERROR_ACCESS_DENIED},
+        Row{"RegSetValueExW", Way::kRefused, ERROR_KEY_DELETED}, Row{"RegSetValueExW", Way::kThrows, 0x800300FD}}) {
+    CAPTURE(row.call);
     const CleanMachine machine;
-    RegistrationChild child;
     const LogCapture log;
-    const OpenKeysWatch keys;
+    bool closed = false;
     {
-      const FailCall call{failure.call, 1, failure.error};
-      CHECK_FALSE(VELAUtility::RegisterWLMPlugin(L"C:\\VELA_WLM", true));
-      CHECK(call.Failed() == 1);
+      const FailCall call{row.call, row.way == Way::kRefused ? Calls::Only(1) : Calls::None(), row.error};
+      ImportRedirection set{
+          "RegSetValueExW",
+          [&](HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) -> LSTATUS {
+            if (row.way == Way::kThrows) {
+              throw std::bad_alloc();
+            }
+            return set.Original<decltype(&::RegSetValueExW)>()(key, name, reserved, type, data, size);
+          }};
+      const RegistryCallTrace trace;
+      CHECK_FALSE(RegisterWLMPlugin(L"C:\\VELA_WLM", true));
+      closed = trace.AllClosed();
     }
-    CHECK_LINES(TestSupport::LinesWith(log.Lines(), "LOG_E"),
-                {"LOG_EVENT :store registry key VELA_REG_3RD_PARTY_NEKTRA error: " + std::to_string(failure.error)});
-    CHECK(keys.StillOpen() == 0);
+    CHECK_LINES(LinesWith(log.Lines(), "LOG_E"),
+                {"LOG_EVENT :store registry key VELA_REG_3RD_PARTY_NEKTRA error: " + std::to_string(row.error)});
+    CHECK(closed);
   }
 }
 
-TEST_CASE("a failure that is not the registry's is told with the code of an unknown storage failure") {
-  const CleanMachine machine;
-  RegistrationChild child;
-  const LogCapture log;
-  const OpenKeysWatch keys;
-  bool registered = true;
-  {
-    ImportRedirection set{"RegSetValueExW",
-                          [](HKEY, LPCWSTR, DWORD, DWORD, const BYTE*, DWORD) -> LSTATUS { throw std::bad_alloc(); }};
-    registered = VELAUtility::RegisterWLMPlugin(L"C:\\VELA_WLM", true);
-  }
-  CHECK_FALSE(registered);
-  CHECK_LINES(TestSupport::LinesWith(log.Lines(), "LOG_E"),
-              {"LOG_EVENT :store registry key VELA_REG_3RD_PARTY_NEKTRA error: 2147680509"});
-  CHECK(keys.StillOpen() == 0);
-}
-
-TEST_CASE("the writer of list entries answers with a code of 0, the registry's or the unknown one") {
+TEST_CASE("the writer of list entries makes no key where it shall only open one, and refuses a null hive") {
   const CleanMachine machine;
   DWORD error = 4711;
   CHECK(VELAUtility::SetNektraPluginValue(HKEY_LOCAL_MACHINE, kListKey, L"Name", L"Data", KeyMode::kCreate, error));
   CHECK(error == 0);
-
   CHECK_FALSE(VELAUtility::SetNektraPluginValue(HKEY_LOCAL_MACHINE, L"Software\\Nektra\\NoSuchKey", L"Name", L"Data",
                                                 KeyMode::kOpen, error));
   CHECK(error == ERROR_FILE_NOT_FOUND);
-
   CHECK_FALSE(VELAUtility::SetNektraPluginValue(nullptr, kListKey, L"Name", L"Data", KeyMode::kCreate, error));
   CHECK(error == ERROR_BAD_ARGUMENTS);
+}
 
-  ImportRedirection create{
-      "RegCreateKeyExW",
-      [](HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM, LPSECURITY_ATTRIBUTES, PHKEY, LPDWORD) -> LSTATUS { throw 1; }};
-  CHECK_FALSE(
-      VELAUtility::SetNektraPluginValue(HKEY_LOCAL_MACHINE, kListKey, L"Name", L"Data", KeyMode::kCreate, error));
-  CHECK(error == 0x800300FD);
+// ---- unregistering
+
+TEST_CASE("unregistering takes the entry, the modules and the start-up value, and nothing of the other client") {
+  const RegisteredMachine machine;
+  machine.nektra.SetText(L"WLMailAPi\\Plugins", L"Other", L"Other.dll");
+  machine.nektraOf32BitPrograms.SetText(L"WLMailAPi\\Plugins", kEntry, L"VELA_WLMA.dll");
+  const LogCapture log;
+  const RegistryCallTrace keys;
+  CHECK(UnregisterWLMPlugin(L"C:\\VELA_WLM"));
+  CHECK_LINES(log.Lines(), (ModuleLines(false)));
+  CHECK_FALSE(machine.IsListed());
+  CHECK(LinesWith(machine.nektra.Contents(), "\"Other\"").size() == 1);
+  CHECK(LinesWith(machine.nektraOf32BitPrograms.Contents(), "WLMAilApiCppDllClient").size() == 1);
+  CHECK_FALSE(machine.run.Exists());
+  CHECK(machine.runOfOtherClient.Exists());
+  CHECK(keys.AllClosed());
+}
+
+TEST_CASE("while Windows Live Mail runs its modules stay, the entry and the start-up value go") {
+  const RegisteredMachine machine;
+  const RunningProcesses running({L"WLMail.EXE"});
+  const LogCapture log;
+  CHECK(UnregisterWLMPlugin(L"C:\\VELA_WLM"));
+  CHECK_LINES(log.Lines(), {"LOG_WARN : WLM is still running. Do not unregister WLM COM objects."});
+  CHECK(machine.child.Starts().empty());
+  CHECK_FALSE(machine.IsListed());
+  CHECK_FALSE(machine.run.Exists());
+}
+
+TEST_CASE("all modules are tried, and one that failed makes a failure of the whole") {
+  for (unsigned failing = 0; failing < 4; ++failing) {
+    CAPTURE(kModules[failing]);
+    RegisteredMachine machine;
+    machine.child.FailStart(failing + 1, ERROR_FILE_NOT_FOUND);
+    const LogCapture log;
+    CHECK_FALSE(UnregisterWLMPlugin(L"C:\\VELA_WLM"));
+    CHECK_LINES(log.Lines(), (Joined({ModuleLines(false, failing), {"LOG_ERROR: Unregistry WLM COM objects failed"}})));
+    CHECK_FALSE(machine.IsListed());
+    CHECK_FALSE(machine.run.Exists());
+  }
+}
+
+TEST_CASE("an entry or a start-up value that is missing is a warning and no failure, and no list is made") {
+  const CleanMachine machine;
+  const LogCapture log;
+  CHECK(UnregisterWLMPlugin(L"C:\\VELA_WLM"));
+  CHECK_LINES(log.Lines(), (Joined({{kNotListed}, ModuleLines(false), {kNoRunValue}})));
+  CHECK(machine.nektra.Contents().empty());
+}
+
+TEST_CASE("an entry or a start-up value that cannot be deleted is a warning and no failure") {
+  struct Row {
+    const char* call;
+    unsigned number;
+    const char* line;
+  };
+  for (const Row& row : {Row{"RegDeleteValueW", 1, kNotListed}, Row{"RegOpenKeyW", 1, kNoRunValue},
+                         Row{"RegDeleteValueW", 2, kNoRunValue}}) {
+    CAPTURE(row.line);
+    const RegisteredMachine machine;
+    const LogCapture log;
+    const RegistryCallTrace keys;
+    {
+      const FailCall call{row.call, row.number, ERROR_ACCESS_DENIED};
+      CHECK(UnregisterWLMPlugin(L"C:\\VELA_WLM"));
+      CHECK(call.Failed() == 1);
+    }
+    CHECK_LINES(LinesWith(log.Lines(), "WARN"), {row.line});
+    CHECK(machine.IsListed() == (row.line == kNotListed));
+    CHECK(machine.run.Exists() == (row.line == kNoRunValue));
+    CHECK(keys.AllClosed());
+  }
+}
+
+TEST_CASE("whatever is thrown while deleting an entry ends in a plain no, and the registry's exceptions are freed") {
+  const RegisteredMachine machine;
+  {
+    ImportRedirection erase{"RegDeleteValueW", [](HKEY, LPCWSTR) -> LSTATUS { throw std::bad_alloc(); }};
+    CHECK_FALSE(VELAUtility::DeleteNektraPluginValue(HKEY_LOCAL_MACHINE, kListKey, kEntry, KeyMode::kOpen));
+  }
+  const auto fail = [] {
+    return VELAUtility::DeleteNektraPluginValue(HKEY_LOCAL_MACHINE, L"Software\\Nektra\\Nowhere", L"Nothing",
+                                                KeyMode::kOpen);
+  };
+  bool deleted = fail();
+  const long long before = OrCommonTests::LiveBlocks();
+  for (int time = 0; time < 10; ++time) {
+    deleted = fail() || deleted;
+  }
+  const long long after = OrCommonTests::LiveBlocks();
+  CHECK(after == before);
+  CHECK_FALSE(deleted);
 }
 
 }  // namespace

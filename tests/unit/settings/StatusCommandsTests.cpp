@@ -216,11 +216,4 @@ TEST_CASE("a switch that failed never touches the key, and names the enable hand
   }
 }
 
-TEST_CASE("the install path is the destination as it is given") {
-  const CommandWorld world;
-  const CommandLineGiven other(L"C:\\Source", L"D:\\Mail Guard\\");
-  CHECK(Enable() == 0);
-  CHECK(SwitchedMachine::RunValue(L"WLM") == L"\"D:\\Mail Guard\\VELA_WLM\\VELA_WLMMon.exe\"");
-}
-
 }  // namespace

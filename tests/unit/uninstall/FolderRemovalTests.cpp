@@ -208,24 +208,6 @@ TEST_CASE("a link whose kind cannot be told counts as one") {
   CHECK_LINES(pending.Lines(), {});
 }
 
-TEST_CASE("a real data folder is no link") {
-  const PendingMoves pending;
-  const Outside outside;
-  WriteTestFile(kProgramData + std::wstring(L"\\OL\\own.txt"), "own");
-  CHECK(Remove(kProgramData + std::wstring(L"\\OL")).succeeded);
-  CHECK_FALSE(Exists(kProgramData + std::wstring(L"\\OL")));
-}
-
-TEST_CASE("a link elsewhere on the way to the folder is the administrator's own") {
-  // A destination may lie on another drive by way of a link: what the product has put there it takes away.
-  const PendingMoves pending;
-  const Outside outside;
-  const FolderLink link(outside.Scratch().Path(L"drive"), outside.Folder());
-  CHECK(Remove(outside.Scratch().Path(L"drive\\VELA")).succeeded);
-  CHECK_FALSE(Exists(outside.Folder() + L"\\VELA"));
-  CHECK(Exists(outside.Folder() + L"\\precious.txt"));
-}
-
 TEST_CASE("a folder with too long a path for plain calls goes by its long one") {
   const ScratchFolder scratch(L"Removal");
   std::wstring folder = scratch.Path();

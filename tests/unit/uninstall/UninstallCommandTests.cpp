@@ -14,7 +14,7 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
 #include "tests/unit/activation/ConsoleSession.h"
-#include "tests/unit/plugins/RegistryPlaces.h"
+#include "tests/unit/settings/RegistryCallTrace.h"
 #include "tests/unit/uninstall/UninstallWorld.h"
 
 using namespace TestSupport;
@@ -142,16 +142,14 @@ TEST_CASE("a folder that cannot be listed fails the removal; the number in the l
 TEST_CASE("every registry key and every process is given back") {
   const UninstallWorld world;
   world.RegisterAll();
-  int open = -1;
-  int opened = 0;
+  bool closed = false;
   {
-    const OpenKeysWatch watch;
+    const RegistryCallTrace trace;
     plugVELA_Uninstall();
-    open = watch.StillOpen();
-    opened = watch.Opened();
+    closed = trace.AllClosed();
+    CHECK_FALSE(trace.Calls().empty());
   }
-  CHECK(opened > 0);
-  CHECK(open == 0);
+  CHECK(closed);
   CHECK(world.regsvr32.OpenHandles() == 0);
 }
 
