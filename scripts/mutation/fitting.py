@@ -24,10 +24,10 @@ FITTING = {
     "Common/FrwkCommon": (r"unit\.FrwkCommon.*", r"unit\.activation|unit\.settings"),
     "cli": (r"unit\.cli", r"scenarios\.command_line|scenarios\.code_page.*"),
     "settings": (r"unit\.settings.*", r"unit\.install|unit\.plugins|unit\.activation"),
-    "install": (r"unit\.install.*", r"scenarios\.install_files|scenarios\.install_systems"),
-    "plugins": (r"unit\.plugins.*", r"scenarios\.install_registration"),
-    "activation": (r"unit\.activation.*", r"scenarios\.delayed_install"),
-    "uninstall": (r"unit\.uninstall.*", r"scenarios\.removal"),
+    "install": (r"unit\.install.*", r"scenarios\.install_(files|outlook|paths|switch|systems)"),
+    "plugins": (r"unit\.plugins.*", r"scenarios\.install_registration|scenarios\.removal(_entries)?"),
+    "activation": (r"unit\.activation.*", r"scenarios\.delayed_install|scenarios\.switch"),
+    "uninstall": (r"unit\.uninstall.*", r"scenarios\.removal.*"),
     "notify": (r"unit\.notify.*", r"scenarios\.reload"),
 }
 

@@ -53,37 +53,6 @@ TEST_CASE("switching on activates the clients and starts the monitor") {
   CHECK_FALSE(ConsoleSession::ThreadActsAsUser());
 }
 
-TEST_CASE("shared settings that are missing, or that may not be read, are told and do not count") {
-  for (const bool there : {false, true}) {
-    SwitchWorld world;
-    if (there) {
-      world.machine.SetFlags(1, 1, 1);
-      SetKeyAccess(MachineKey64(SwitchedMachine::kCoreAgentKey), kNoAccess);
-    }
-    const Lines log = world.Switch(true);
-    CHECK(world.result);
-    CHECK_LINES(log, (Joined({Error("Fail to open REG_ZENTA_VELA_ROOT_PATH for query !!"), SessionFound(), Activated(),
-                              MonitorStarted()})));
-    CHECK(world.regsvr32.Starts().empty());
-    if (there) {
-      SetKeyAccess(MachineKey64(SwitchedMachine::kCoreAgentKey), kFullAccess);
-    }
-  }
-}
-
-TEST_CASE("a monitor that cannot be started does not fail the switch") {
-  SwitchWorld world;
-  world.machine.SetFlags(0, 0, 0);
-  world.monitors.Fail(ERROR_FILE_NOT_FOUND);
-  const Lines log = world.Switch(true);
-  CHECK(world.result);
-  CHECK_LINES(log, (Joined({Info(kNoFlags), SessionFound(), Activated(),
-                            Info("ImpersonateLoggedOnUser() : C:\\VELA\\VELA\\VELA_WLM\\VELA_WLMMon.exe"),
-                            Error("Failed to call CreateProcessAsUser() to launch VELA_WLMMon.exe 2 "
-                                  "C:\\VELA\\VELA\\VELA_WLM\\VELA_WLMMon.exe"),
-                            Error("!!! SetAntiSpamEnable() - failed on VELA_LaunchMonProcess()")})));
-}
-
 TEST_CASE("without a session at the console nothing is switched, in either direction") {
   for (const bool enable : {true, false}) {
     for (const bool known : {true, false}) {
@@ -257,18 +226,6 @@ TEST_CASE("a running client that needs its monitor keeps it, any other does not"
         (Joined({SessionFound(), Deactivated(), keeps ? Info("Not Send VELA_DISABLE_NOTIFY_EVENT") : Signalled()})));
     CHECK_LINES(world.shutdown.Calls(), (keeps ? Lines{} : SignalledCalls()));
   }
-}
-
-TEST_CASE("processes that cannot be listed do not run") {
-  SwitchWorld world;
-  SwitchOnBefore(world);
-  world.running.Become({L"wlmail.exe"});
-  Lines log;
-  {
-    const FailCall list("CreateToolhelp32Snapshot", Calls::From(1), ERROR_BAD_LENGTH);
-    log = world.Switch(false);
-  }
-  CHECK_LINES(log, (Joined({SessionFound(), Deactivated(), Signalled()})));
 }
 
 TEST_CASE("an event that cannot be had is told with the error and does not count") {

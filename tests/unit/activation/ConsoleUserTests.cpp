@@ -7,7 +7,6 @@
 #include "tests/support/LogCapture.h"
 #include "tests/unit/activation/ConsoleSession.h"
 #include "tests/unit/activation/OwnUser.h"
-#include "tests/unit/activation/ShellProgram.h"
 
 using namespace TestSupport;
 using VELAUtility::GetCurrentUserSid;
@@ -197,22 +196,6 @@ TEST_CASE("an identity that cannot be left again is told, and the identifier is 
     CHECK(answered.notGivenBack == row.notGivenBack);
     CHECK(answered.actsAsUser == row.actsAsUser);
   }
-}
-
-TEST_CASE("a session without a token is stood in for by who runs Explorer.exe") {
-  const ShellProgram shell;
-  const std::wstring sid = OwnSid();
-  ConsoleSession session;
-  session.tokenError = ERROR_NO_TOKEN;
-  const Answered answered = Ask(session);
-  CHECK(answered.sid == sid);
-  CHECK_LINES(answered.log, {});
-  REQUIRE(answered.calls.size() > 4);
-  CHECK(answered.calls[1] == "WTSQueryUserToken 7");
-  CHECK(answered.calls[2] == "DuplicateTokenEx of the process's token");
-  CHECK(answered.calls[3] == "ImpersonateLoggedOnUser token");
-  CHECK_LINES(answered.notGivenBack, {});
-  CHECK_FALSE(answered.actsAsUser);
 }
 
 }  // namespace

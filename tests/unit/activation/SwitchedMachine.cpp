@@ -72,33 +72,23 @@ RegistrySnapshot SwitchedMachine::Registry() const {
 }
 
 int SwitchedMachine::LoadBehavior(const std::wstring& hive) const {
-  const std::wstring path = hive.empty() ? kAddinKey : hive + L"\\" + kAddinKey;
-  DWORD value = 0;
-  DWORD size = sizeof value;
-  int behavior = -1;
-  HKEY key = nullptr;
-  if (::RegOpenKeyExW(hive.empty() ? HKEY_LOCAL_MACHINE : HKEY_USERS, path.c_str(), 0, KEY_READ | KEY_WOW64_64KEY,
-                      &key) == ERROR_SUCCESS) {
-    if (::RegQueryValueExW(key, L"LoadBehavior", nullptr, nullptr, reinterpret_cast<BYTE*>(&value), &size) ==
-        ERROR_SUCCESS) {
-      behavior = static_cast<int>(value);
-    }
-    ::RegCloseKey(key);
-  }
-  return behavior;
+  RegistrySnapshot snapshot;
+  snapshot.Add(hive.empty() ? HKEY_LOCAL_MACHINE : HKEY_USERS, hive.empty() ? kAddinKey : hive + L"\\" + kAddinKey,
+               KEY_WOW64_64KEY);
+  const Lines lines = LinesWith(snapshot.AsLines(), "\"LoadBehavior\" REG_DWORD ");
+  return lines.empty() ? -1 : std::stoi(lines.front().substr(lines.front().rfind(' ')));
 }
 
 std::wstring SwitchedMachine::RunValue(const wchar_t* name) {
-  wchar_t text[1024] = {};
-  DWORD size = sizeof text - sizeof(wchar_t);
-  HKEY key = nullptr;
-  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kRunKey, 0, KEY_READ | KEY_WOW64_64KEY, &key) == ERROR_SUCCESS) {
-    if (::RegQueryValueExW(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size) != ERROR_SUCCESS) {
-      text[0] = L'\0';
-    }
-    ::RegCloseKey(key);
+  RegistrySnapshot snapshot;
+  snapshot.Add(HKEY_LOCAL_MACHINE, kRunKey, KEY_WOW64_64KEY);
+  const std::string before = " \"" + ToUtf8(name) + "\" REG_SZ \"";
+  const Lines lines = LinesWith(snapshot.AsLines(), before);
+  if (lines.empty()) {
+    return {};
   }
-  return text;
+  const std::string text = lines.front().substr(lines.front().find(before) + before.size());
+  return {text.begin(), text.end() - 1};
 }
 
 void SwitchedMachine::SetFlags(DWORD outlookExpress, DWORD outlook, DWORD windowsLiveMail) const {

@@ -8,7 +8,6 @@
 #include "tests/support/LogCapture.h"
 #include "tests/unit/activation/ConsoleSession.h"
 #include "tests/unit/activation/OwnUser.h"
-#include "tests/unit/activation/ShellProgram.h"
 
 using namespace TestSupport;
 using VELAUtility::LoadLoggedOnUserProfile;
@@ -82,31 +81,6 @@ TEST_CASE("what Windows loads to name the user is loaded before the thread acts 
   for (const wchar_t* const library : {L"secur32.dll", L"userenv.dll"}) {
     CHECK(std::find(loaded.names.begin(), end, library) != end);
   }
-}
-
-TEST_CASE(
-    "where the search cannot be limited to the system folder, no library of a profile is loaded without its path") {
-  ConsoleSession session;
-  session.missingEntries = {"SetDefaultDllDirectories"};
-  const LoadedNames loaded;
-  UserProfile profile;
-  CHECK(LoadAndUnload(session, profile).succeeded);
-  CHECK(loaded.names.size() > 2);
-  CHECK(loaded.WithoutFolder().empty());
-}
-
-TEST_CASE("a profile is loaded with the token of who runs Explorer.exe where the session has none") {
-  const ShellProgram shell;
-  ConsoleSession session;
-  session.tokenError = ERROR_NO_TOKEN;
-  UserProfile profile;
-  const Loaded loaded = LoadAndUnload(session, profile);
-  CHECK(loaded.succeeded);
-  CHECK(loaded.token == "token");
-  CHECK(LinesWith(session.Calls(), "DuplicateTokenEx of the process's token").size() == 1);
-  CHECK(LinesWith(session.Calls(), "LoadUserProfileW token").size() == 1);
-  CHECK_LINES(loaded.notGivenBack, {});
-  CHECK_FALSE(loaded.actsAsUser);
 }
 
 // A profile that is not loaded, for whatever reason; the last call tells how far it came.

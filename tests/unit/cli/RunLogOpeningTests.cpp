@@ -48,15 +48,6 @@ TEST_CASE("a first run makes the folder, and the file begins with a line break")
         "CreateDirectoryW C:\\VelaTest\\Windows\\Temp\\QRTX_Debug plain\n");
 }
 
-TEST_CASE("two processes write to the file at the same time") {
-  const LogCapture log;
-  RunLog::Info() << "this process";
-  RunLog::Flush();
-  CHECK(RunProbe({L"entries", L"the other"}) == 42);
-  RunLog::Info() << "this process again";
-  CHECK_LINES(log.Lines(), {"LOG_INFO : this process", "LOG_INFO : the other", "LOG_INFO : this process again"});
-}
-
 TEST_CASE("a Windows folder that leaves no room, or none at all, gives the fixed place") {
   CHECK(AskedFor(L"none") == kFixedPlace);
   CHECK(AskedFor(L"needs 261") == kFixedPlace);

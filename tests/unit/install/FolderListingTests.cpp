@@ -59,16 +59,4 @@ TEST_CASE("the folder is searched with its own pattern, and the search is closed
   CHECK(closes == 1);
 }
 
-TEST_CASE("the list ends at any error") {
-  const ScratchFolder folder(L"Listing");
-  folder.MakeFolder(L"a");
-  folder.MakeFolder(L"b");
-  Names names;
-  {
-    const FailCall next("FindNextFileW", 3, ERROR_NETNAME_DELETED);
-    ListSubfolders(folder.Path(), names);
-  }
-  CHECK(names == Names{L"a"});
-}
-
 }  // namespace

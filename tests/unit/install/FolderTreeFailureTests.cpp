@@ -151,18 +151,4 @@ TEST_CASE("a subfolder that vanishes after it was made gives the error of a miss
                "LOG_ERROR: CopyFileRecursive('C:\\VelaTest\\Tree\\src\\a', 'C:\\VelaTest\\Tree\\dst\\a') failed [2]"});
 }
 
-TEST_CASE("the end of the list is any error, not one code") {
-  const CopiedTree tree;
-  tree.MakeSource(L"a.txt");
-  tree.MakeSource(L"b.txt");
-  const LogCapture log;
-  {
-    // ".", "..", "a.txt", then an error in the place of "b.txt"
-    const FailCall next("FindNextFileW", Calls::From(3), ERROR_NETNAME_DELETED);
-    CHECK(CopyFolderTree(tree.from, tree.to, nullptr, kCopyNow) == 0);
-    CHECK(next.Failed() == 1);
-  }
-  CHECK_LINES(log.Lines(), {Copied("a.txt")});
-}
-
 }  // namespace

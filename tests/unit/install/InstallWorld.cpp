@@ -24,15 +24,10 @@ Lines InstallWorld::Settings() const {
 }
 
 DWORD InstallWorld::LoadBehavior() const {
-  DWORD value = 0;
-  DWORD size = sizeof value;
-  HKEY key = nullptr;
-  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent", 0,
-                      KEY_READ | KEY_WOW64_64KEY, &key) == ERROR_SUCCESS) {
-    ::RegQueryValueExW(key, L"LoadBehavior", nullptr, nullptr, reinterpret_cast<BYTE*>(&value), &size);
-    ::RegCloseKey(key);
-  }
-  return value;
+  RegistrySnapshot snapshot;
+  snapshot.Add(HKEY_LOCAL_MACHINE, L"Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent", KEY_WOW64_64KEY);
+  const Lines lines = LinesWith(snapshot.AsLines(), "\"LoadBehavior\" REG_DWORD ");
+  return lines.empty() ? 0 : std::stoul(lines.front().substr(lines.front().rfind(' ')));
 }
 
 // The machine's own goes with the keys of Office.

@@ -221,30 +221,18 @@ TEST_CASE("a folder of more than 522 bytes cannot be read") {
   CHECK(folder == std::wstring(260, L'x'));
 }
 
-TEST_CASE("the install path, with the words of the version query") {
+TEST_CASE("the install path, with the words of the version query, whether outlook.exe is there or not") {
   const OutlookRegistered outlook;
   const LogCapture log;
   std::wstring folder = L"before";
-  SUBCASE("found, outlook.exe or not") {
-    outlook.Name(L"Outlook.Application.16");
-    outlook.Release(L"16.0", L"C:\\VelaTest\\No\\");
-    CHECK(GetOutlookInstallPath(folder));
-    CHECK(folder == L"C:\\VelaTest\\No\\");
-    CHECK_LINES(log.Lines(), {kOpened, Release("16"),
-                              "LOG_INFO : VELAUtility::GetOutlookInstallPath() success, the path: C:\\VelaTest\\No\\"});
-  }
-  SUBCASE("not registered") {
-    outlook.program.Delete();
-    CHECK_FALSE(GetOutlookInstallPath(folder));
-    CHECK(folder.empty());
-    CHECK_LINES(log.Lines(), {});
-  }
-  SUBCASE("no such release") {
-    outlook.Name(L"Outlook.Application.14");
-    CHECK_FALSE(GetOutlookInstallPath(folder));
-    CHECK(folder.empty());
-    CHECK_LINES(log.Lines(), {kOpened, Release("14")});
-  }
+  outlook.Name(L"Outlook.Application.16");
+  CHECK_FALSE(GetOutlookInstallPath(folder));
+  CHECK(folder.empty());
+  outlook.Release(L"16.0", L"C:\\VelaTest\\No\\");
+  CHECK(GetOutlookInstallPath(folder));
+  CHECK(folder == L"C:\\VelaTest\\No\\");
+  CHECK_LINES(log.Lines(), {kOpened, Release("16"), kOpened, Release("16"),
+                            "LOG_INFO : VELAUtility::GetOutlookInstallPath() success, the path: C:\\VelaTest\\No\\"});
 }
 
 TEST_CASE("every failing call ends the lookup, and every key is closed") {

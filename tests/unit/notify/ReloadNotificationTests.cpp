@@ -163,44 +163,4 @@ TEST_CASE("a signal that fails is neither reported nor a failure") {
   CHECK(reload.allClosed);
 }
 
-TEST_CASE("a process list that cannot be taken counts as a client that does not run") {
-  const RunningProcesses running(AllPrograms());
-  for (unsigned failing = 1; failing <= Clients().size(); ++failing) {
-    CAPTURE(failing);
-    const FailCall list("CreateToolhelp32Snapshot", failing, ERROR_NOT_ENOUGH_MEMORY);
-    const Reload reload = Run();
-    CHECK(reload.succeeded);
-    Lines wanted;
-    for (unsigned client = 0; client < Clients().size(); ++client) {
-      if (client + 1 != failing) {
-        wanted.push_back(Notified(Clients()[client]));
-      }
-    }
-    CHECK_LINES(reload.log, (wanted));
-  }
-}
-
-TEST_CASE("every process list is asked for as a whole and given back") {
-  const RunningProcesses running(AllPrograms());
-  std::vector<DWORD> flags;
-  std::vector<HANDLE> open;
-  {
-    const ImportRedirection list("CreateToolhelp32Snapshot", [&](DWORD wanted, DWORD process) {
-      flags.push_back(wanted);
-      open.push_back(
-          OriginalImport<decltype(&::CreateToolhelp32Snapshot)>("CreateToolhelp32Snapshot")(wanted, process));
-      return open.back();
-    });
-    const ImportRedirection close("CloseHandle", [&](HANDLE handle) {
-      if (!open.empty() && open.back() == handle) {
-        open.pop_back();
-      }
-      return OriginalImport<decltype(&::CloseHandle)>("CloseHandle")(handle);
-    });
-    NotifyReloadVELAEngine();
-  }
-  CHECK(flags == std::vector<DWORD>(Clients().size(), TH32CS_SNAPALL));
-  CHECK(open.empty());
-}
-
 }  // namespace

@@ -160,12 +160,4 @@ TEST_CASE("the result is logged as CreateProcessW returned it") {
   }
 }
 
-TEST_CASE("the system's own regsvr32.exe starts for a module that does not exist, and that counts as success") {
-  const LogCapture log;
-  CHECK(VELAUtility::RegisterComModule(L"C:\\no such folder\\no such module.dll"));
-  CHECK(VELAUtility::UnregisterComModule(L"C:\\no such folder\\no such module.dll"));
-  CHECK_LINES(log.Lines(), (Joined({RegisteringLines("C:\\no such folder\\no such module.dll"),
-                                    UnregisteringLines("C:\\no such folder\\no such module.dll")})));
-}
-
 }  // namespace

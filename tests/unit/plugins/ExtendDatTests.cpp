@@ -79,14 +79,6 @@ TEST_CASE("every user's cache goes from where this Windows version has it, and f
   CHECK_LINES(LinesWith(machine.Contents(), "Extend.dat"), {"anna\\" + kept, "bert\\" + kept});
 }
 
-TEST_CASE("only folders are profiles") {
-  const Machine machine;
-  machine.Profiles().MakeFile(L"a file", "");
-  const LogCapture log;
-  VELAUtility::DeleteOutlookExtendDat();
-  CHECK(log.Lines().empty());
-}
-
 TEST_CASE("a cache that cannot be deleted is not reported, and the next user comes") {
   const Machine machine;
   WriteBothCaches(machine.Profiles(), L"anna");
@@ -122,13 +114,6 @@ TEST_CASE("without a profile folder nothing is deleted and nothing is said") {
   }
   CHECK(log.Lines().empty());
   CHECK(LinesWith(machine.Contents(), "Extend.dat").size() == 2);
-}
-
-TEST_CASE("the search for profiles is closed") {
-  const Machine machine;
-  const CountCalls closes{"FindClose"};
-  VELAUtility::DeleteOutlookExtendDat();
-  CHECK(closes.Calls() == 1);
 }
 
 TEST_CASE("the system's own junction is followed to the folder of the same profile and to no other") {

@@ -166,23 +166,6 @@ TEST_CASE("a value that cannot be written is told, and the others are written") 
   }
 }
 
-TEST_CASE("switching the machine's add-in off changes its load behaviour and nothing else") {
-  const CleanMachine machine;
-  WriteMachineKey();
-  const LogCapture log;
-  CHECK(VELAUtility::WriteOutlookLoadBehaviorForMachine(LoadBehavior::kDoNotLoad));
-  CHECK_LINES(machine.addin.Contents(), (AddinContents(2)));
-  CHECK(log.Lines().empty());
-}
-
-TEST_CASE("an add-in that was never registered cannot be switched off, and is not made for that") {
-  const CleanMachine machine;
-  const LogCapture log;
-  CHECK_FALSE(VELAUtility::WriteOutlookLoadBehaviorForMachine(LoadBehavior::kDoNotLoad));
-  CHECK(machine.outlook.Contents().empty());
-  CHECK(log.Lines().empty());
-}
-
 TEST_CASE("a key that refuses the load behaviour is no switched-off add-in") {
   const CleanMachine machine;
   WriteMachineKey();
@@ -193,12 +176,6 @@ TEST_CASE("a key that refuses the load behaviour is no switched-off add-in") {
   }
   CHECK_LINES(machine.addin.Contents(), (AddinContents(3)));
   CHECK(keys.AllClosed());
-}
-
-Lines OutlookLookup(const std::string& path) {
-  return {"LOG_INFO : GetOutlookVersion(), Open registry key success: Software\\Classes\\Outlook.Application\\CurVer\\",
-          "LOG_INFO : GetOutlookVersion(), RegQueryValueEx for strVer: 14",
-          "LOG_INFO : VELAUtility::GetOutlookInstallPath() success, the path: " + path};
 }
 
 TEST_CASE("the stale extension file goes from Outlook's folder, and nothing else does") {
@@ -214,9 +191,9 @@ TEST_CASE("the stale extension file goes from Outlook's folder, and nothing else
     const LogCapture log;
     VELAUtility::VELA_RemoveOutlookECF();
 
-    CHECK_LINES(log.Lines(), (Joined({OutlookLookup(TestSupport::ToUtf8(path)),
-                                      {"LOG_INFO : VELAUtility::VELA_RemoveOutlookECF(), Try to delete the file : "
-                                       "C:\\VelaTest\\Office14\\ADDINS\\Redemption.ECF"}})));
+    CHECK(log.Lines().back() ==
+          "LOG_INFO : VELAUtility::VELA_RemoveOutlookECF(), Try to delete the file : "
+          "C:\\VelaTest\\Office14\\ADDINS\\Redemption.ECF");
     TestSupport::FileSnapshot left;
     left.Add(office.Path());
     CHECK_LINES(left.AsLines(), {"ADDINS\\", "ADDINS\\Other.ECF 16 bytes", "outlook.exe 7 bytes"});

@@ -94,26 +94,6 @@ TEST_CASE("HKEY_USERS is opened for everything, and a name of up to 259 characte
   CHECK(reads == world.Names().size());
 }
 
-TEST_CASE("where HKEY_USERS cannot be opened or counted no hive is written") {
-  for (const char* const call : {"RegOpenKeyExW", "RegQueryInfoKeyW"}) {
-    CAPTURE(call);
-    const UserHivesWorld world;
-    const LogCapture log;
-    const TestSupport::RegistryCallTrace keys;
-    bool written = true;
-    {
-      const FailCall failure{call, 1, ERROR_ACCESS_DENIED};
-      written = VELAUtility::WriteOutlookAddinKeyForAllUsers(LoadBehavior::kLoadAtStartUp);
-    }
-    CHECK_FALSE(written);
-    for (const std::wstring& hive : world.Names()) {
-      CHECK(ContentsOf(hive).empty());
-    }
-    CHECK(log.Lines().empty());
-    CHECK(keys.AllClosed());
-  }
-}
-
 TEST_CASE("a hive whose name cannot be read is passed over") {
   const UserHivesWorld reference;
   for (unsigned place = 0; place < reference.Names().size(); ++place) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tests/support/CallFailures.h"
+#include "tests/support/Clients.h"
 #include "tests/support/LibraryAnswers.h"
 #include "tests/unit/activation/SwitchWorld.h"
 #include "tests/unit/install/CommandLineGiven.h"
@@ -45,7 +46,9 @@ struct CommandWorld {
   CommandWorld() {
     around.machine.SetFlags(0, 0, 0);
     MakeKey(MachineKey64(SwitchedMachine::kAddinKey), {{L"LoadBehavior", 3}});
-    MakeKey(MachineKey64(SwitchedMachine::kRunKey), {{L"WLM", L"x"}});
+    for (const Client& client : Clients()) {
+      MakeKey(MachineKey64(SwitchedMachine::kRunKey), {{client.shortName, L"x"}});
+    }
   }
 };
 

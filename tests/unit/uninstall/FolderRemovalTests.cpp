@@ -65,22 +65,6 @@ TEST_CASE("a folder that is not there: the code of the listing, and it is schedu
   CHECK_LINES(pending.Lines(), {"\\??\\C:\\VelaTest\\Removal\\nothing -> "});
 }
 
-TEST_CASE("a held file goes at the restart, then the folders that hold it, then the folder") {
-  const PendingMoves pending;
-  const ScratchFolder scratch(L"Removal");
-  scratch.MakeFile(L"VELA\\free.txt", "free");
-  const std::wstring file = scratch.MakeFile(L"VELA\\sub\\held.txt", "held");
-  const HeldFile held(file);
-  const Removal removal = Remove(scratch.Path(L"VELA"));
-  CHECK(removal.succeeded);
-  CHECK(removal.restartNeeded == 1);
-  CHECK(removal.error == 0);
-  CHECK_LINES(removal.log, (FolderEmptied()));
-  CHECK_FALSE(Exists(scratch.Path(L"VELA\\free.txt")));
-  const std::string base = "\\??\\C:\\VelaTest\\Removal\\VELA";
-  CHECK_LINES(pending.Lines(), {base + "\\sub\\held.txt -> ", base + "\\sub -> ", base + " -> "});
-}
-
 TEST_CASE("only the folder itself is in use: a success that tells of no restart, and is scheduled") {
   const PendingMoves pending;
   const ScratchFolder scratch(L"Removal");
@@ -112,21 +96,6 @@ TEST_CASE("the folder is scheduled without a target, at the restart") {
   CHECK(from == scratch.Path(L"nothing"));
   CHECK_FALSE(hasTarget);
   CHECK(flags == MOVEFILE_DELAY_UNTIL_REBOOT);
-}
-
-TEST_CASE("a subfolder that cannot be listed fails the whole with its code") {
-  const PendingMoves pending;
-  const ScratchFolder scratch(L"Removal");
-  scratch.MakeFile(L"VELA\\sub\\b.txt", "b");
-  scratch.MakeFile(L"VELA\\z.txt", "z");
-  const Removal removal = [&] {
-    const FailCall list("FindFirstFileW", 2, ERROR_ACCESS_DENIED);
-    return Remove(scratch.Path(L"VELA"));
-  }();
-  CHECK_FALSE(removal.succeeded);
-  CHECK(removal.error == ERROR_ACCESS_DENIED);
-  CHECK_LINES(removal.log, (FolderNotEmptied(5)));
-  CHECK_FALSE(Exists(scratch.Path(L"VELA\\z.txt")));
 }
 
 TEST_CASE("the error code may be left out, and a flag that is set stays set") {

@@ -119,17 +119,6 @@ TEST_CASE("a folder that cannot be listed does not stop the next") {
   }
 }
 
-TEST_CASE("a held file is no failure") {
-  const ProgramData data;
-  data.MakeAll();
-  const HeldFile held(data.MakeFile(L"OE\\held.log"));
-  const LogCapture log;
-  RemoveVELAProgramData();
-  CHECK(log.Lines() == Lines(Folders().size(), FolderEmptied().front()));
-  const std::string folder = "\\??\\C:\\ProgramData\\Orvane Labs\\OE";
-  CHECK_LINES(data.pending.Lines(), {folder + "\\held.log -> ", folder + " -> "});
-}
-
 TEST_CASE("where the common data folder cannot be had, the Windows folder stands in") {
   const ProgramData data;
   data.MakeAll();

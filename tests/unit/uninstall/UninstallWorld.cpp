@@ -9,8 +9,6 @@ namespace {
 constexpr wchar_t kOffice[] = L"Software\\Microsoft\\Office";
 constexpr wchar_t kAddins[] = L"Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent";
 constexpr wchar_t kRun[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Run";
-constexpr wchar_t kPlugins[] = L"Software\\Nektra\\WLMailAPi\\Plugins";
-constexpr wchar_t kListed[] = L"WLMAilApiCppDllClient";
 
 }  // namespace
 
@@ -46,7 +44,6 @@ void UninstallWorld::RegisterAll() const {
       MakeKey(MachineKey64(kRun), {{client.shortName, L"monitor"}});
     }
   }
-  MakeKey(MachineKey64(kPlugins), {{kListed, L"VELA_WLMA.dll"}});
 }
 
 void UninstallWorld::MakeProduct(const std::wstring& base) const {

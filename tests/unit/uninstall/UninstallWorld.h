@@ -25,7 +25,7 @@ class UninstallWorld {
 
   static constexpr wchar_t kCommonBase[] = L"C:\\ProgramData\\Orvane Labs";
 
-  // The add-in keys of machine and hives, the Run values and the plug-in list, as installed and switched on.
+  // The add-in keys of machine and hives and the Run values, as installed and switched on.
   void RegisterAll() const;
   // A file of each client below a folder.
   void MakeProduct(const std::wstring& base) const;
