@@ -2,11 +2,11 @@
 #include <doctest/doctest.h>
 
 #include "tests/scenarios/ExpectedSwitch.h"
+#include "tests/scenarios/ShellProgram.h"
 #include "tests/scenarios/WindowsSystems.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/TestFiles.h"
-#include "tests/support/FolderLink.h"
-#include "tests/unit/activation/ShellProgram.h"
+#include "tests/unit/OrCommon/FolderLink.h"
 
 using namespace Expected;
 using TestSupport::KeyPlace;

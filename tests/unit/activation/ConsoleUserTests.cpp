@@ -93,17 +93,6 @@ TEST_CASE("a user without a name has no identifier, and nothing is logged about 
   CHECK_FALSE(answered.actsAsUser);
 }
 
-TEST_CASE("a name without an account has no identifier") {
-  ConsoleSession session;
-  session.account = L"NOSUCHDOMAIN\\nobody99";
-  const Answered answered = Ask(session);
-  CHECK(answered.sid.empty());
-  CHECK_LINES(answered.log, {});
-  CHECK_LINES(LinesWith(answered.calls, "Lookup"), {"LookupAccountNameW NOSUCHDOMAIN\\nobody99"});
-  CHECK_LINES(answered.notGivenBack, {});
-  CHECK_FALSE(answered.actsAsUser);
-}
-
 TEST_CASE("an account whose identifier cannot be read or written out has none") {
   for (const auto& [function, call] : {std::pair{"LookupAccountNameW", 2U}, {"ConvertSidToStringSidW", 1U}}) {
     ConsoleSession session;

@@ -63,16 +63,6 @@ TEST_CASE("the monitor is started with the error mode of who started this proces
         (SEM_NOALIGNMENTFAULTEXCEPT | SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX));
 }
 
-TEST_CASE("the install path is taken as it is") {
-  for (const auto& [installPath, monitor] : {std::pair{L"C:\\X\\", "C:\\X\\\\VELA\\VELA_WLM\\VELA_WLMMon.exe"},
-                                             {L"", "\\VELA\\VELA_WLM\\VELA_WLMMon.exe"}}) {
-    ConsoleSession session;
-    const MonitorStarts starts(session);
-    const Launched launched = Launch(session, starts, installPath);
-    CHECK_LINES(launched.starts, {std::string("token ") + monitor + " plain as the user"});
-  }
-}
-
 // Every way: tests/unit/FrwkCommon/ConsoleUserScopeTests.cpp.
 struct NoUser {
   const char* name;

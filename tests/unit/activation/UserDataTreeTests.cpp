@@ -161,15 +161,6 @@ TEST_CASE("a tree that is there is opened again with everything below each level
   CHECK(calls.front() == "renew Orvane Labs");
 }
 
-TEST_CASE("without an identity the folder of all users is opened again, and the log lies below it") {
-  const SwitchedMachine machine;
-  CHECK_LINES(Build(MailClient::kOutlookExpress),
-              {"make Orvane Labs 7", "make Orvane Labs\\OE 7", "make Orvane Labs\\OE\\Users 7",
-               "renew Orvane Labs\\OE\\Users", "make Orvane Labs\\OE\\Users\\log 7"});
-  CHECK_LINES(machine.Data(), {"data\\", "data\\Orvane Labs\\", "data\\Orvane Labs\\OE\\",
-                               "data\\Orvane Labs\\OE\\Users\\", "data\\Orvane Labs\\OE\\Users\\log\\"});
-}
-
 TEST_CASE("below a level that cannot be made the tree goes on from the root, which itself is never opened") {
   const std::vector<std::vector<int>> rows = {{1}, {2}, {3}, {4}, {5}, {1, 2, 3, 4, 5}};
   for (const bool hasIdentity : {true, false}) {

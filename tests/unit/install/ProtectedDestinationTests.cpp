@@ -6,10 +6,8 @@
 #include "install/FileCopy.h"
 #include "tests/support/CallFailures.h"
 #include "tests/support/FileSnapshot.h"
-#include "tests/support/LogCapture.h"
 #include "tests/unit/install/FileCallTrace.h"
-#include "tests/support/PendingMoves.h"
-#include "tests/support/ScratchFolder.h"
+#include "tests/unit/install/ScratchFolder.h"
 
 using namespace TestSupport;
 using VELAUtility::CopyFileKeepingTimes;

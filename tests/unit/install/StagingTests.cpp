@@ -89,16 +89,6 @@ TEST_CASE("the resources are of the machine's own kind; the base folder needs no
   }
 }
 
-TEST_CASE("a source folder with a backslash at its end keeps it doubled before the client's own folder") {
-  const Staging staging;
-  const LogCapture log;
-  CHECK(PreInstallVELA_OL(staging.source + L"\\", staging.base) == 1);
-  CHECK_LINES(log.Lines(),
-              {Copied("\\OL\\own.dll", "VELA_OL\\own.dll"), Copied("Common\\win32\\engine.dll", "VELA_OL\\engine.dll"),
-               Copied("rule\\spam.ptn", "VELA_OL\\rule\\spam.ptn")});
-  CHECK(staging.Content(L"VELA_OL\\VELA_OL.ini") == "ini OL");
-}
-
 TEST_CASE("a settings file that cannot be copied is a warning; one in use is not left to the restart") {
   for (std::size_t index = 0; index < Clients().size(); ++index) {
     const Client& client = Clients()[index];

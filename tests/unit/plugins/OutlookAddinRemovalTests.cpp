@@ -71,14 +71,6 @@ TEST_CASE("unregistering takes both modules, the machine's key and every user's"
   CHECK(keys.AllClosed());
 }
 
-TEST_CASE("a backslash behind the folder is doubled when unregistering") {
-  const RegisteredMachine machine;
-  RegistrationChild child;
-  VELAUtility::UnregisterOutlookAddin(L"C:\\VELA_OL\\");
-  CHECK_LINES(child.CommandLines(), {"regsvr32.exe /u /s \"C:\\VELA_OL\\\\VELA_OLA.dll\"",
-                                     "regsvr32.exe /u /s \"C:\\VELA_OL\\\\Redemption.dll\""});
-}
-
 TEST_CASE("a module that cannot be unregistered changes the result and stops nothing") {
   struct Case {
     unsigned failing;

@@ -138,21 +138,4 @@ TEST_CASE("a value that cannot be written is told with what was to be written") 
                "LOG_INFO : SetKeyvalue Fail, keyName:VELAEnable, keyValue:4000000000, nError:1450"});
 }
 
-TEST_CASE("a value that cannot be read") {
-  const ProductKey key;
-  key.Set({}, {L"VELAEnable", 1});
-  const LogCapture log;
-  DWORD enabled = 7;
-  bool closed = false;
-  {
-    const FailCall query("RegQueryValueExW", 1, ERROR_KEY_DELETED);
-    const RegistryCallTrace trace;
-    CHECK_FALSE(GetVELAEnable(enabled));
-    closed = trace.AllClosed();
-  }
-  CHECK(enabled == 0);
-  CHECK(closed);
-  CHECK_LINES(log.Lines(), {"LOG_INFO : QueryStringValue Fail, keyName:VELAEnable, nError:1018"});
-}
-
 }  // namespace

@@ -59,10 +59,7 @@ class ProgramData {
   PendingMoves pending;
 
  private:
-  static void Clear() {
-    RemoveTree(L"C:\\ProgramData\\Orvane Labs");
-    RemoveTree(L"C:\\windows\\Orvane Labs");
-  }
+  static void Clear() { RemoveTree(L"C:\\ProgramData\\Orvane Labs"); }
 };
 
 Lines NotRemoved(const std::wstring& folder, int error, const std::string& base = ToUtf8(kBase)) {
@@ -117,27 +114,6 @@ TEST_CASE("a folder that cannot be listed does not stop the next") {
     CHECK_LINES(data.Contents(), {left + "\\", left + "\\Users\\", left + "\\Users\\a.log 4 bytes"});
     CHECK_LINES(data.pending.Lines(), {"\\??\\" + ToUtf8(kBase) + left + " -> "});
   }
-}
-
-TEST_CASE("where the common data folder cannot be had, the Windows folder stands in") {
-  const ProgramData data;
-  data.MakeAll();
-  WriteTestFile(L"C:\\windows\\Orvane Labs\\OL\\a.txt", "data");
-  const Lines before = data.Contents();
-  const LogCapture log;
-  {
-    const FailCall ask("SHGetSpecialFolderPathW", Calls::From(1), ERROR_FILE_NOT_FOUND);
-    RemoveVELAProgramData();
-    CHECK(ask.Failed() >= 1);
-  }
-  Lines wanted;
-  for (const std::wstring& folder : Folders()) {
-    wanted = Joined({wanted, folder == L"OL" ? FolderEmptied()
-                                             : NotRemoved(folder, ERROR_PATH_NOT_FOUND, "C:\\windows\\Orvane Labs\\")});
-  }
-  CHECK_LINES(log.Lines(), (wanted));
-  CHECK_FALSE(Exists(L"C:\\windows\\Orvane Labs\\OL"));
-  CHECK_LINES(data.Contents(), (before));
 }
 
 TEST_CASE("where no folder for the data can be named, what has its name below the current folder stays") {
