@@ -120,6 +120,7 @@ TEST_CASE("with the switch every file is left to the restart at once") {
   CHECK(rebootNeeded == 1);
   CHECK_LINES(log.Lines(), {LeftToRestart("a.txt"), LeftToRestart("b\\c.txt")});
   CHECK_LINES(LinesWith(calls, "MoveFileExW"), {"MoveFileExW a.txt.tmp_ a.txt 5", "MoveFileExW c.txt.tmp_ c.txt 5"});
+  CHECK(LinesWith(calls, "a.txt.tmp_ ").back() == "MoveFileExW a.txt.tmp_ a.txt 5");  // after the copy
   CHECK(FileContent(tree.to + L"\\a.txt") == "old");
   CHECK_FALSE(Exists(tree.to + L"\\b\\c.txt"));
   CHECK(FileContent(tree.to + L"\\b\\c.txt.tmp_") == "new");
