@@ -238,4 +238,17 @@ TEST_CASE("an event that cannot be had is told with the error and does not count
   CHECK_LINES(world.shutdown.Calls(), {"CreateEventW Global\\{DD2A6866-95FD-47a8-A48D-CDB025648C09} manual"});
 }
 
+TEST_CASE("the monitors are told behind the line that says so") {
+  SwitchWorld world;
+  SwitchOnBefore(world);
+  const LogCapture log;
+  Lines before;
+  const ImportRedirection set("SetEvent", [&](HANDLE) -> BOOL {
+    before = log.Lines();
+    return TRUE;
+  });
+  world.Switch(false);
+  CHECK_LINES(before, (Joined({SessionFound(), Deactivated(), Signalled()})));
+}
+
 }  // namespace
