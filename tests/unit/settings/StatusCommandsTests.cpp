@@ -166,7 +166,8 @@ TEST_CASE("a switch that succeeded is set, flushed and closed, whatever type was
     CHECK(recorded.calls[1].find("\"VELAEnable\" REG_DWORD 4 bytes") != std::string::npos);
     CHECK(recorded.calls[2].find("RegCloseKey ") == 0);
     CHECK(recorded.allClosed);
-    CHECK(recorded.flushed.size() == 1);
+    REQUIRE(recorded.flushed.size() == 1);
+    CHECK(recorded.flushed.front() != nullptr);  // the open key
     CHECK_LINES(Stored(), {"\"VELAEnable\" REG_DWORD " + std::to_string(command.value)});
   }
 }
