@@ -6,7 +6,7 @@
 #include "tests/scenarios/WindowsSystems.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/TestFiles.h"
-#include "tests/unit/OrCommon/FolderLink.h"
+#include "tests/support/FolderLink.h"
 
 using namespace Expected;
 using TestSupport::KeyPlace;

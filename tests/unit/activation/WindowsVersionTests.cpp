@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "tests/support/Clients.h"
-#include "tests/unit/OrCommon/HeapWatch.h"
+#include "tests/support/HeapWatch.h"
 #include "tests/unit/activation/SwitchWorld.h"
 #include "tests/unit/settings/WindowsReports.h"
 

@@ -3,7 +3,7 @@
 
 #include "tests/support/Clients.h"
 #include "tests/support/TextLines.h"
-#include "tests/unit/install/ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 
 namespace TestSupport {
 

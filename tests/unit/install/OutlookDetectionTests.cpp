@@ -9,7 +9,7 @@
 #include "tests/support/CallFailures.h"
 #include "tests/support/LogCapture.h"
 #include "tests/unit/install/OutlookRegistered.h"
-#include "tests/unit/plugins/RegistrationChild.h"
+#include "tests/support/RegistrationChild.h"
 #include "tests/unit/settings/RegistryCallTrace.h"
 
 using namespace TestSupport;

@@ -7,7 +7,7 @@
 #include "tests/support/CallFailures.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/unit/install/FileCallTrace.h"
-#include "tests/unit/install/ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 
 using namespace TestSupport;
 using VELAUtility::CopyFileKeepingTimes;

@@ -4,7 +4,7 @@
 
 #include "tests/support/Clients.h"
 #include "tests/support/LogCapture.h"
-#include "tests/unit/plugins/RegistrationChild.h"
+#include "tests/support/RegistrationChild.h"
 #include "tests/unit/plugins/RegistryPlaces.h"
 #include "tests/unit/settings/RunningProcesses.h"
 

@@ -15,8 +15,8 @@
 #include "tests/support/LibraryAnswers.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
-#include "tests/unit/OrCommon/FolderLink.h"
-#include "tests/unit/install/ScratchFolder.h"
+#include "tests/support/FolderLink.h"
+#include "tests/support/ScratchFolder.h"
 #include "tests/unit/settings/WindowsReports.h"
 
 using namespace TestSupport;

@@ -6,8 +6,8 @@
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/LogCapture.h"
 #include "tests/unit/install/OutlookRegistered.h"
-#include "tests/unit/install/ScratchFolder.h"
-#include "tests/unit/plugins/RegistrationChild.h"
+#include "tests/support/ScratchFolder.h"
+#include "tests/support/RegistrationChild.h"
 #include "tests/unit/plugins/RegistryPlaces.h"
 #include "tests/unit/settings/RegistryCallTrace.h"
 

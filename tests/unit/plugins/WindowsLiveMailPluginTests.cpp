@@ -6,8 +6,8 @@
 
 #include "tests/support/CallFailures.h"
 #include "tests/support/LogCapture.h"
-#include "tests/unit/OrCommon/HeapWatch.h"
-#include "tests/unit/plugins/RegistrationChild.h"
+#include "tests/support/HeapWatch.h"
+#include "tests/support/RegistrationChild.h"
 #include "tests/unit/plugins/RegistryPlaces.h"
 #include "tests/unit/settings/RegistryCallTrace.h"
 #include "tests/unit/settings/RunningProcesses.h"

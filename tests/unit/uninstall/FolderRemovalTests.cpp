@@ -10,9 +10,9 @@
 #include "tests/support/CallFailures.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
-#include "tests/unit/OrCommon/FolderLink.h"
-#include "tests/unit/install/PendingMoves.h"
-#include "tests/unit/install/ScratchFolder.h"
+#include "tests/support/FolderLink.h"
+#include "tests/support/PendingMoves.h"
+#include "tests/support/ScratchFolder.h"
 #include "tests/unit/uninstall/Removal.h"
 
 using namespace TestSupport;

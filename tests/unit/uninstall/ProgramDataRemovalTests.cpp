@@ -11,9 +11,9 @@
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
-#include "tests/unit/install/PendingMoves.h"
-#include "tests/unit/install/ScratchFolder.h"
-#include "tests/unit/plugins/RegistrationChild.h"
+#include "tests/support/PendingMoves.h"
+#include "tests/support/ScratchFolder.h"
+#include "tests/support/RegistrationChild.h"
 #include "tests/unit/uninstall/Removal.h"
 
 using namespace TestSupport;

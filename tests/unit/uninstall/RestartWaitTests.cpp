@@ -7,7 +7,7 @@
 
 #include "tests/support/ImportRedirection.h"
 #include "tests/support/TestFiles.h"
-#include "tests/unit/install/ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 #include "tests/unit/uninstall/Removal.h"
 
 using namespace TestSupport;
