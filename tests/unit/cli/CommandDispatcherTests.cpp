@@ -93,8 +93,8 @@ struct Command {
 constexpr Command kCommands[] = {
     {L"-I", "======== Install =========", 0, "SetKeyvalue Fail, keyName:VELAInstallPath"},
     {L"-Ixyz", "======== Install =========", 0, "SetKeyvalue Fail, keyName:VELAInstallPath"},
-    {L"-e", "======== Enable ==========", 0, "Fail to Default Set Anti-Spam Enable"},
-    {L"-d", "======== Disable =========", 0, "Fail to Default Set Anti-Spam Enable"},
+    {L"-e", "======== Enable ==========", 0, "Enable !! strVELAInstallPath = C:\\VelaTest\\Install\\dest"},
+    {L"-d", "======== Disable =========", 0, "Enable !! strVELAInstallPath = C:\\VelaTest\\Install\\dest"},
     {L"-U", "======= Uninstall ========", 0, "Set VELA to disable!"},
     {L"-status", "======= GetStatus ========", 0, "GetStatus!!!!! 7"},
     {L"-r", "======= Notify Reload Engine and Pattern ========", 1, "Enter VELAUtility::NotifyReloadVELAEngine()"},
