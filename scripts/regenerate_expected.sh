@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # regenerate_expected.sh
 #
-# Writes the expected texts of the matrix (tests/matrix/expected) from what the program does now, after an intended change
-# of the program or the matrix. Read the difference line by line before you commit it. The tests never write these files,
-# and nobody edits them. Needs a build: cmake --build --preset release.
+# Writes the approved texts of the matrix and the scenarios (tests/matrix/expected, tests/scenarios/approved) from what the
+# program does now, after an intended change of the program or of these tests. Read the difference line by line before you
+# commit it. The tests never write these files, and nobody edits them. Needs a build: cmake --build --preset release.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-expected=tests/matrix/expected
+texts=(tests/matrix/expected tests/scenarios/approved)
 whole=$PWD/build/release/tests/matrix/whole
 
 if [[ ! -x build/release/tests/matrix.play.exe ]]; then
@@ -15,10 +15,12 @@ if [[ ! -x build/release/tests/matrix.play.exe ]]; then
 fi
 rm -rf "$whole"
 mkdir -p "$whole"
-VELA_REGENERATE=$whole ctest --preset release -j "$(nproc)" -L matrix --output-on-failure >"$whole.log" || {
+rm -f tests/scenarios/approved/*.txt  # none stays that nobody writes any more
+VELA_REGENERATE=$whole ctest --preset release -j "$(nproc)" -L 'matrix|scenarios' --output-on-failure >"$whole.log" || {
   cat "$whole.log"
   exit 1
 }
-./tests/matrix/shorten_texts.py "$whole" "$expected"
-git --no-pager diff --stat -- "$expected"
+./tests/matrix/shorten_texts.py "$whole" tests/matrix/expected
+git --no-pager diff --stat -- "${texts[@]}"
+git ls-files --others --exclude-standard -- "${texts[@]}"
 echo "Read the differences before they are committed. Then compare: scripts/prove.sh matrix"

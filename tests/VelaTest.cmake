@@ -87,6 +87,7 @@ function(vela_test name)
     endif()
     vela_prefix_test(${_test} ${arg_SECONDS} ${_codepage} "${_area};${arg_LABELS}" "${arg_ENVIRONMENT}"
       "$<TARGET_FILE:${name}>" ${arg_ARGUMENTS})
+    set_tests_properties(${_test} PROPERTIES RESOURCE_LOCK ${name})  # its approved text has one writer at a time
     if(arg_PROCESSORS)
       set_tests_properties(${_test} PROPERTIES PROCESSORS ${arg_PROCESSORS})
     endif()

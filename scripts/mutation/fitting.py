@@ -5,11 +5,14 @@ import re
 COMPANIONS = {
     r"unit\.OrCommon": ("tests/unit.OrCommon.probe.exe",),
     r"unit\.cli": ("tests/unit.cli.probe.exe",),
-    r"scenarios\..*": ("VELAutil.exe",),
+    r"(scenarios|matrix)\..*": ("VELAutil.exe",),
 }
 
 ANY_COMMON = r"unit\.OrCommon.*"
 USERS_OF_COMMON = r"unit\.FrwkCommon.*|unit\.cli|unit\.plugins|unit\.activation"
+
+# The scenarios tell what they do otherwise than plain runs, which the matrix has.
+PLAIN = r"matrix\.windows_vista\.1252\.administrator"
 
 # Beginning of a name in the product -> groups of tests; a group is asked when nobody in the one before noticed. The
 # longest beginning counts.
@@ -24,11 +27,11 @@ FITTING = {
     "Common/FrwkCommon": (r"unit\.FrwkCommon.*", r"unit\.activation|unit\.settings"),
     "cli": (r"unit\.cli", r"scenarios\.command_line|scenarios\.code_page.*"),
     "settings": (r"unit\.settings.*", r"unit\.install|unit\.plugins|unit\.activation"),
-    "install": (r"unit\.install.*", r"scenarios\.install_(files|outlook|paths|switch|systems)"),
-    "plugins": (r"unit\.plugins.*", r"scenarios\.install_registration|scenarios\.removal(_entries)?"),
-    "activation": (r"unit\.activation.*", r"scenarios\.delayed_install|scenarios\.switch"),
-    "uninstall": (r"unit\.uninstall.*", r"scenarios\.removal.*"),
-    "notify": (r"unit\.notify.*", r"scenarios\.reload"),
+    "install": (r"unit\.install.*", rf"scenarios\.install_(files|outlook|paths|switch)|{PLAIN}"),
+    "plugins": (r"unit\.plugins.*", rf"scenarios\.install_registration|scenarios\.removal(_entries)?|{PLAIN}"),
+    "activation": (r"unit\.activation.*", rf"scenarios\.delayed_install|scenarios\.switch|{PLAIN}"),
+    "uninstall": (r"unit\.uninstall.*", rf"scenarios\.removal.*|{PLAIN}"),
+    "notify": (r"unit\.notify.*", rf"scenarios\.reload|{PLAIN}"),
 }
 
 
@@ -41,6 +44,6 @@ def fitting_tests(file, tests, whole_runs):
         fitting = {name for name in tests if re.fullmatch(pattern, name)}
         if not fitting:
             raise ValueError(f"no test fits {pattern}")
-        groups.append(sorted(name for name in fitting - taken if whole_runs or not name.startswith("scenarios.")))
+        groups.append(sorted(name for name in fitting - taken if whole_runs or not name.startswith(("scenarios.", "matrix."))))
         taken |= fitting
     return groups[:-1] if file.endswith(".h") and len(groups) > 2 else groups

@@ -6,7 +6,6 @@
 
 #include "tests/support/TestFiles.h"
 
-using Expected::OutlookExpress;
 using Expected::WindowsSystem;
 using TestSupport::EndProcesses;
 using TestSupport::kNoAccess;
@@ -24,7 +23,7 @@ constexpr wchar_t kOtherUser[] = L"S-1-5-21-1-2-3-1001";
 constexpr wchar_t kOffice[] = L"C:\\VelaTest\\Office14\\";
 // Where an installation to World::kDestination puts things: what the switch and the removal are given.
 constexpr wchar_t kInstalled[] = L"C:\\VelaTest\\dest\\Orvane Labs";
-constexpr wchar_t kClients[] = L"C:\\VelaTest\\dest\\Orvane Labs\\VELA\\";
+constexpr wchar_t kProduct[] = L"C:\\VelaTest\\dest\\Orvane Labs\\VELA";
 constexpr wchar_t kAddin[] = L"Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent";
 constexpr wchar_t kNoSource[] = L"C:\\VelaTest\\nothing";
 
@@ -45,26 +44,16 @@ void Prepare(World& world, const WindowsSystem& system) {
   world.WithKey(MachineKey64(World::kCoreAgentKey));
 }
 
-// The monitors of a machine that was just switched on: they come up, and the user ends them.
-void EndMonitors(const World& world, const WindowsSystem& system) {
-  world.MonitorStart(kClients + std::wstring(L"VELA_WLM\\VELA_WLMMon.exe"));
-  if (system.outlookExpress == OutlookExpress::kStaged) {
-    world.MonitorStart(kClients + std::wstring(L"VELA_OE\\VELA_OEMon.exe"));
-  }
-  EndProcesses(L"VELA_WLMMon.exe");
-  EndProcesses(L"VELA_OEMon.exe");
-}
-
 void MakeSourceNewer(World& world) {
   const std::wstring rules = World::kSource + std::wstring(L"\\rule\\");
   world.WithFile(rules + L"base.rul", "newer rules").WithFile(rules + L"more.rul", "more rules");
 }
 
 // Told by the runs that come before it, and needed by those behind it.
-void InstallAgain(World& world, const WindowsSystem& system) {
+void InstallAgain(World& world) {
   REQUIRE(world.Run(L"-I", World::kSource, World::kDestination).exitCode == 0);
   REQUIRE(world.Run(L"-e", World::kSource, kInstalled).exitCode == 0);
-  EndMonitors(world, system);
+  world.EndMonitors(kProduct);
 }
 
 }  // namespace
@@ -88,7 +77,7 @@ Chapter Life(const WindowsSystem& system) {
   install("-I, no client runs", L"-I");
   use("-s, installed", L"-s");
   use("-e", L"-e");
-  EndMonitors(world, system);
+  world.EndMonitors(kProduct);
   use("-s, switched on", L"-s");
   install("-p, nothing is newer", L"-p");
   MakeSourceNewer(world);
@@ -97,10 +86,11 @@ Chapter Life(const WindowsSystem& system) {
   world.WithRunning(L"OUTLOOK.EXE").WithRunning(L"msimn.exe");
   use("-r while Outlook and Outlook Express run", L"-r");
   install("-I while Outlook and Outlook Express run", L"-I");
-  world.WithKey(MachineKey64(World::kCoreAgentKey),
-                {{L"OE_DELAY_INST", 1}, {L"OL_DELAY_INST", 1}, {L"WLM_DELAY_INST", 1}});
+  for (const TestSupport::Client& client : TestSupport::Clients()) {
+    world.WithKey(MachineKey64(World::kCoreAgentKey), {{client.DelayFlag(), 1}});
+  }
   use("-e while Outlook and Outlook Express run, all registrations were put off", L"-e");
-  EndMonitors(world, system);
+  world.EndMonitors(kProduct);
   EndProcesses(L"OUTLOOK.EXE");
   EndProcesses(L"msimn.exe");
 
@@ -111,20 +101,20 @@ Chapter Life(const WindowsSystem& system) {
   EndProcesses(L"wlmail.exe");
   use("-d, switched off already", L"-d");
   use("-e, switched off before", L"-e");
-  EndMonitors(world, system);
+  world.EndMonitors(kProduct);
   use("-d, no client runs", L"-d");
 
   world.WithRunning(L"OUTLOOK.EXE").WithRunning(L"msimn.exe");
   use("-U while Outlook and Outlook Express run, switched off", L"-U");
   EndProcesses(L"OUTLOOK.EXE");
   EndProcesses(L"msimn.exe");
-  InstallAgain(world, system);
+  InstallAgain(world);
   world.WithRunning(L"winmail.exe").WithRunning(L"wlmail.exe");
   use("-U while Windows Mail and Windows Live Mail run, switched on", L"-U");
   EndProcesses(L"winmail.exe");
   EndProcesses(L"wlmail.exe");
-  InstallAgain(world, system);
-  world.WithOpenFile(kClients + std::wstring(L"VELA_OL\\VELA_OLA.dll"), FILE_SHARE_READ);
+  InstallAgain(world);
+  world.WithOpenFile(kProduct + std::wstring(L"\\VELA_OL\\VELA_OLA.dll"), FILE_SHARE_READ);
   use("-U, no client runs, a module is in use", L"-U");
   use("-U, only that module is left", L"-U");
   use("-s, removed", L"-s");
@@ -195,7 +185,7 @@ Chapter OrdinaryUser(const WindowsSystem& system) {
   {
     World world;
     Prepare(world, system);
-    InstallAgain(world, system);
+    InstallAgain(world);
     world.WithKey(MachineKey64(World::kCoreAgentKey), {{L"WLM_DELAY_INST", 1}});
     LockRegistry(world);
     world.WithLocked(World::kDestination);

@@ -1,19 +1,21 @@
 // Command lines that no command is named by, and those that name the installation in another way.
 #include <doctest/doctest.h>
 
-#include "tests/scenarios/ExpectedChanges.h"
-#include "tests/scenarios/ExpectedLog.h"
+#include "tests/scenarios/PlainRuns.h"
 
-using namespace Expected;
-using TestSupport::Outcome;
+using namespace Scenarios;
 
 namespace {
 
-void CheckNothingHappened(const Outcome& outcome) {
-  CHECK(outcome.exitCode == 0);
-  CHECK(outcome.registryDiff.empty());
-  CHECK(outcome.fileDiff.empty());
-  CHECK(outcome.moduleDiff.empty());
+// What a run that does nothing leaves: with a switch that is none the line that says so, else the closing line alone.
+Lines NothingDone(const std::wstring& arguments = L"") {
+  Lines lines = {"exit code: 0", "log:"};
+  if (!arguments.empty()) {
+    lines.insert(lines.end(), {"  LOG_INFO :  cmd:" + TestSupport::ToUtf8(arguments), "   src:[source]",
+                               "  dest:[dest]", "  LOG_INFO : Pn error.", "  \xC2\xB7"});
+  }
+  lines.emplace_back("  LOG_INFO : [time] VELA END!!! RetrunCode:0");
+  return lines;
 }
 
 TEST_CASE("another number of arguments than three leaves the closing line and nothing else") {
@@ -22,70 +24,47 @@ TEST_CASE("another number of arguments than three leaves the closing line and no
     CAPTURE(count);
     World world;
     world.WithSampleSource();
-
-    const Outcome outcome = world.RunWithArguments({all.begin(), all.begin() + static_cast<std::ptrdiff_t>(count)});
-
-    CHECK_LINES(outcome.log, (RunEnds(0)));
-    CheckNothingHappened(outcome);
+    CHECK_LINES(Told(world.RunWithArguments({all.begin(), all.begin() + static_cast<std::ptrdiff_t>(count)})),
+                (NothingDone()));
   }
 }
 
 TEST_CASE("a switch that is none is told and does nothing") {
   for (const wchar_t* const command :
-       {L"-i", L"-u", L"-E", L"-x", L"/I", L"I", L"-", L"", L" -I", L"--Install", L"?", L"\x00DF"}) {
-    CAPTURE(TestSupport::ToUtf8(command));
+       {L"-i", L"-u", L"-E", L"-x", L"/I", L"I", L"-", L" -I", L"--Install", L"?", L"\x00DF"}) {
     World world;
     world.WithSampleSource();
-
-    const Outcome outcome = world.Run(command, World::kSource, World::kDestination);
-
-    CHECK_LINES(outcome.log,
-                (Joined({RunBegins(command, World::kSource, World::kDestination, "Pn error."), RunEnds(0)})));
-    CheckNothingHappened(outcome);
+    CHECK_LINES(Told(world.Run(command, World::kSource, World::kDestination)), (NothingDone(command)));
   }
+  World world;
+  CHECK_LINES(TestSupport::LinesWith(world.Run(L"", World::kSource, World::kDestination).log, "cmd:"),
+              {"LOG_INFO :  cmd:"});
 }
 
 TEST_CASE("only the first two characters of the switch count") {
+  const Lines& plain = PlainInstall();
   for (const wchar_t* const command : {L"-Install", L"-Ix", L"-II", L"-I -U"}) {
-    CAPTURE(TestSupport::ToUtf8(command));
     World world;
-    world.WithSampleSource().WithProductKey({{L"VELAEnable", 1}});
-
-    const Outcome outcome = world.Run(command, World::kSource, World::kDestination);
-
-    CHECK_LINES(outcome.log,
-                (Joined({RunBegins(command, World::kSource, World::kDestination, "======== Install ========="),
-                         FilesStaged(OutlookExpress::kLeftOut), NoClientRuns(), OutlookMissing(), ClientsRegistered(),
-                         RunEnds(0)})));
+    world.OnWindows(WindowsVersion::kVista).WithSampleSource();
+    Lines told = Told(world.Run(command, World::kSource, World::kDestination));
+    REQUIRE(told.size() > 3);
+    CHECK(told[2] == "  LOG_INFO :  cmd:" + TestSupport::ToUtf8(command));
+    told[2] = "  LOG_INFO :  cmd:-I";
+    CHECK_LINES(told, (plain));
   }
 }
 
-TEST_CASE("wildcards in an argument are not expanded") {
-  World world;
-  world.WithSampleSource().WithFile(L"C:\\VelaTest\\other.txt").InFolder(World::kRoot);
-
-  const Outcome outcome = world.RunWithArguments({L"-x", L"C:\\VelaTest\\*", L"*.txt"});
-
-  CHECK_LINES(outcome.log, (Joined({RunBegins(L"-x", L"C:\\VelaTest\\*", L"*.txt", "Pn error."), RunEnds(0)})));
-}
-
-TEST_CASE("blanks and quotes in an argument arrive as they were given") {
-  World world;
-  const std::wstring odd = L"C:\\a \"quoted\" folder\\";
-
-  const Outcome outcome = world.Run(L"-x", odd, L"  ");
-
-  CHECK_LINES(outcome.log, (Joined({RunBegins(L"-x", odd, L"  ", "Pn error."), RunEnds(0)})));
-}
-
-TEST_CASE("arguments of thousands of characters are logged whole") {
-  World world;
-  const std::wstring longOne(10000, L'l');
-
-  const Outcome outcome = world.Run(L"-x", longOne, longOne);
-
-  CHECK_LINES(outcome.log, (Joined({RunBegins(L"-x", longOne, longOne, "Pn error."), RunEnds(0)})));
-  CHECK(outcome.exitCode == 0);
+TEST_CASE("wildcards, blanks and quotes in an argument arrive as they were given, and thousands of characters") {
+  for (const std::wstring& argument : {std::wstring(L"*.txt"), std::wstring(L"C:\\a \"quoted\" folder\\"),
+                                       std::wstring(L"  "), std::wstring(10000, L'l')}) {
+    World world;
+    world.WithFile(L"C:\\VelaTest\\other.txt").InFolder(World::kRoot);
+    const Outcome outcome = world.Run(L"-x", argument, argument);
+    CHECK(outcome.exitCode == 0);
+    const std::string given = TestSupport::ToUtf8(argument);
+    CHECK_LINES(outcome.log, {"LOG_INFO :  cmd:-x", " src:" + given, "dest:" + given, "LOG_INFO : Pn error.", "",
+                              "LOG_INFO : [time] VELA END!!! RetrunCode:0"});
+  }
 }
 
 }  // namespace

@@ -1,36 +1,24 @@
 // Filtering switched off, and the monitors told to end.
 #include <doctest/doctest.h>
 
-#include "tests/scenarios/ExpectedSwitch.h"
-#include "tests/scenarios/WindowsSystems.h"
+#include "tests/scenarios/PlainRuns.h"
 #include "tests/support/TestPaths.h"
 
-using namespace Expected;
+using namespace Scenarios;
 using TestSupport::kReadOnlyAccess;
-using TestSupport::LinesWith;
 using TestSupport::MachineKey32;
 using TestSupport::MachineKey64;
-using TestSupport::Outcome;
 using TestSupport::TestProcess;
-using TestSupport::WindowsVersion;
 
 namespace {
 
 constexpr wchar_t kShutdownEvent[] = L"Global\\{DD2A6866-95FD-47a8-A48D-CDB025648C09}";
-constexpr wchar_t kAddinKey[] = L"Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent";
-constexpr wchar_t kRunKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Run";
 constexpr DWORD kPulse = 100;  // milliseconds
 
 // A machine on which filtering was switched on.
-World& SwitchedOn(World& world, WindowsVersion version = WindowsVersion::kWindows10) {
-  world.OnWindows(version).WithSampleSource().WithProductKey({{L"VELAEnable", 0}});
-  PlaceMonitors();
-  world.Run(L"-e", World::kSource, kInstallPath);
+World& SwitchedOn(World& world, WindowsVersion version = WindowsVersion::kVista) {
+  Enable(SetUp(world, version));
   return world;
-}
-
-Outcome Disable(World& world) {
-  return world.Run(L"-d", World::kSource, kInstallPath);
 }
 
 // A program that waits for the monitors' shutdown, as they do. It has the event for as long as it runs.
@@ -56,142 +44,85 @@ class WaitingMonitor {
   HANDLE event_ = nullptr;
 };
 
-TEST_CASE("switching off deactivates every client, tells the monitors for a moment and is stored") {
-  for (const WindowsSystem& system : kTypicalSystems) {
-    CAPTURE(system.name);
-    World world;
-    SwitchedOn(world.WithUserHive(L"S-1-5-21-1-2-3-1001"), system.version);
-    WaitingMonitor monitor;
-
-    const Outcome outcome = Disable(world);
-
-    CHECK(outcome.exitCode == 0);
-    CHECK_LINES(outcome.log, (Joined({DisableBegins(), SessionFound(), ClientsDeactivated(system.outlookExpress),
-                                      MonitorsTold(), SwitchStored("Disable")})));
-    CHECK_LINES(Sorted(outcome.registryDiff), (RegistryOfDisable(system.outlookExpress)));
-    CHECK(outcome.fileDiff.empty());
-    CHECK(outcome.moduleDiff.empty());
-    CHECK(outcome.pending.empty());
-    CHECK(monitor.WasTold());
-    CHECK_FALSE(monitor.EventIsSet());
-    CHECK(outcome.milliseconds >= kPulse);
-  }
+TEST_CASE("switching off tells the waiting monitors for a moment") {
+  const Lines& plain = PlainDisable();
+  World world;
+  SwitchedOn(world);
+  WaitingMonitor monitor;
+  const Outcome outcome = Disable(world);
+  CHECK_LINES(Told(outcome), (plain));
+  CHECK(monitor.WasTold());
+  CHECK_FALSE(monitor.EventIsSet());
+  CHECK(outcome.milliseconds >= kPulse);
 }
 
 TEST_CASE("the monitors are told without anybody waiting, and with an event that was left set") {
-  {
-    World world;
-    SwitchedOn(world);
-    CHECK_LINES(LinesWith(Disable(world).log, "OpenEvent"), (MonitorsTold()));
-    CHECK(::OpenEventW(SYNCHRONIZE, FALSE, kShutdownEvent) == nullptr);
-  }
+  const Lines& plain = PlainDisable();
+  CHECK(::OpenEventW(SYNCHRONIZE, FALSE, kShutdownEvent) == nullptr);
   World world;
   SwitchedOn(world).WithEvent(kShutdownEvent);
   const HANDLE event = ::OpenEventW(EVENT_MODIFY_STATE, FALSE, kShutdownEvent);
   ::SetEvent(event);
   ::CloseHandle(event);
-  CHECK_LINES(LinesWith(Disable(world).log, "OpenEvent"), (MonitorsTold()));
+  CHECK_LINES(Told(Disable(world)), (plain));
   CHECK_FALSE(world.EventIsSet(kShutdownEvent));
 }
 
 TEST_CASE("a client that runs keeps its monitor, where it has one and Windows has it") {
-  struct Case {
-    const wchar_t* program;
-    WindowsVersion version;
-    OutlookExpress outlookExpress;
-    bool keeps;
-  };
-  for (const Case& running : {Case{L"wlmail.exe", WindowsVersion::kWindows10, OutlookExpress::kLeftOut, true},
-                              Case{L"WLMAIL.EXE", WindowsVersion::kXp64, OutlookExpress::kStaged, true},
-                              Case{L"msimn.exe", WindowsVersion::kXp64, OutlookExpress::kStaged, true},
-                              Case{L"msimn.exe", WindowsVersion::kVista, OutlookExpress::kStaged, false},
-                              Case{L"msimn.exe", WindowsVersion::kWindows7, OutlookExpress::kLeftOut, false},
-                              Case{L"winmail.exe", WindowsVersion::kVista, OutlookExpress::kStaged, true},
-                              Case{L"winmail.exe", WindowsVersion::kXp64, OutlookExpress::kStaged, false},
-                              Case{L"OUTLOOK.EXE", WindowsVersion::kVista, OutlookExpress::kStaged, false}}) {
-    CAPTURE(running.program);
-    World world;
-    SwitchedOn(world, running.version).WithRunning(running.program);
-    WaitingMonitor monitor;
-
-    const Outcome outcome = Disable(world);
-
-    CHECK_LINES(outcome.log, (Joined({DisableBegins(), SessionFound(), ClientsDeactivated(running.outlookExpress),
-                                      running.keeps ? MonitorsKept() : MonitorsTold(), SwitchStored("Disable")})));
-    CHECK_LINES(Sorted(outcome.registryDiff), (RegistryOfDisable(running.outlookExpress)));
-    CHECK(monitor.StillWaits() == running.keeps);
-    CHECK_FALSE(monitor.EventIsSet());
+  for (const WindowsVersion version : {WindowsVersion::kXp64, WindowsVersion::kVista, WindowsVersion::kWindows7}) {
+    const Lines& plain = PlainDisable(version);
+    // Outlook Express under the name that it has on another Windows does not count.
+    std::vector<std::pair<std::wstring, bool>> programs = {
+        {version == WindowsVersion::kVista ? L"msimn.exe" : L"winmail.exe", false}};
+    for (const Client& client : Clients()) {
+      World world;
+      world.OnWindows(version);
+      programs.emplace_back(world.ProcessOf(client), client.hasMonitor && world.Handles(client));
+    }
+    for (const auto& [program, keeps] : programs) {
+      CAPTURE(TestSupport::ToUtf8(program));
+      World world;
+      SwitchedOn(world, version).WithRunning(program);
+      WaitingMonitor monitor;
+      CheckRun(keeps ? "off: monitors are kept" : "off: monitors are told", plain, Told(Disable(world)));
+      CHECK(monitor.StillWaits() == keeps);
+      CHECK_FALSE(monitor.EventIsSet());
+    }
   }
 }
 
 TEST_CASE("an event whose name somebody else has is told with the error, and filtering is off all the same") {
+  const Lines& plain = PlainDisable();
   World world;
-  SwitchedOn(world).WithTakenName(kShutdownEvent);
-  const Outcome outcome = Disable(world);
-  CHECK_LINES(outcome.log, (Joined({DisableBegins(), SessionFound(), ClientsDeactivated(OutlookExpress::kLeftOut),
-                                    Error("Fail to OpenEvent() ! ErrCode:6"), SwitchStored("Disable")})));
-  CHECK_LINES(Sorted(outcome.registryDiff), (RegistryOfDisable(OutlookExpress::kLeftOut)));
+  CheckRun("off: the event's name is taken", plain, Told(Disable(SwitchedOn(world).WithTakenName(kShutdownEvent))));
 }
 
 TEST_CASE("where nothing was switched on each client fails, and what is stored stays") {
-  for (const auto& [version, outlookExpress] : {std::pair{WindowsVersion::kVista, OutlookExpress::kStaged},
-                                                {WindowsVersion::kWindows10, OutlookExpress::kLeftOut}}) {
-    World world;
-    world.OnWindows(version).WithProductKey({{L"VELAEnable", 1}});
-
-    const Outcome outcome = Disable(world);
-
-    CHECK(outcome.exitCode == 0);
-    CHECK_LINES(outcome.log,
-                (Joined({DisableBegins(), SessionFound(), Error("Failed to WriteRegIntValue of LoadBehavior to 2!!"),
-                         Error("*** SetAntiSpamEnable() - failed on VELA_DeActivateOL()"),
-                         outlookExpress == OutlookExpress::kStaged
-                             ? Joined({Error("Fail to DeleteRegStringValue() of g_szOE_OEM !"),
-                                       Error("*** SetAntiSpamEnable() - failed on VELA_DeActivateOE()")})
-                             : Lines{},
-                         Error("Fail to DeleteRegStringValue() of g_szWLM_OEM !"),
-                         Error("*** SetAntiSpamEnable() - failed on VELA_DeActivateWLM()"),
-                         Info("Check if need VELA_DISABLE_NOTIFY_EVENT"), MonitorsTold(), SwitchFailed()})));
-    CHECK(outcome.registryDiff.empty());
-    CHECK(outcome.fileDiff.empty());
-  }
+  const Lines& plain = PlainDisable();
+  World world;
+  world.OnWindows(WindowsVersion::kVista).WithProductKey({{L"VELAEnable", 1}});
+  CheckRun("off: nothing was switched on", plain, Told(Disable(world)));
 }
 
 TEST_CASE("without the machine's add-in key the users' stay as they are, and the other clients are switched off") {
+  const Lines& plain = PlainDisable();
   World world;
   SwitchedOn(world);
   TestSupport::RemoveKey(MachineKey64(kAddinKey));
-
-  const Outcome outcome = Disable(world);
-
-  CHECK_LINES(outcome.log,
-              (Joined({DisableBegins(), SessionFound(), Error("Failed to WriteRegIntValue of LoadBehavior to 2!!"),
-                       Error("*** SetAntiSpamEnable() - failed on VELA_DeActivateOL()"),
-                       Info("SetAntiSpamEnable() - VELA WLM deactivated successfully."),
-                       Info("Check if need VELA_DISABLE_NOTIFY_EVENT"), MonitorsTold(), SwitchFailed()})));
-  CHECK_LINES(outcome.registryDiff, (RunValues('-', OutlookExpress::kLeftOut)));
+  CheckRun("off: no add-in key of the machine", plain, Told(Disable(world)));
 }
 
 TEST_CASE("keys that may only be read keep what they hold, and each client is told") {
+  const Lines& plain = PlainDisable();
   World world;
-  SwitchedOn(world, WindowsVersion::kVista)
+  SwitchedOn(world)
       .WithAccess(MachineKey64(kAddinKey), kReadOnlyAccess)
       .WithAccess(MachineKey64(kRunKey), kReadOnlyAccess);
-
-  const Outcome outcome = Disable(world);
-
-  CHECK_LINES(LinesWith(outcome.log, "LOG_ERROR"),
-              (Joined({Error("Failed to WriteRegIntValue of LoadBehavior to 2!!"),
-                       Error("*** SetAntiSpamEnable() - failed on VELA_DeActivateOL()"),
-                       Error("Fail to DeleteRegStringValue() of g_szOE_OEM !"),
-                       Error("*** SetAntiSpamEnable() - failed on VELA_DeActivateOE()"),
-                       Error("Fail to DeleteRegStringValue() of g_szWLM_OEM !"),
-                       Error("*** SetAntiSpamEnable() - failed on VELA_DeActivateWLM()"),
-                       {SwitchFailed().front()}})));
-  CHECK(outcome.registryDiff.empty());
+  CheckRun("off: keys that may only be read", plain, Told(Disable(world)));
 }
 
 TEST_CASE("a product's key that is missing or may only be read is told behind the switch") {
+  const Lines& plain = PlainDisable();
   for (const bool there : {true, false}) {
     World world;
     SwitchedOn(world);
@@ -201,23 +132,18 @@ TEST_CASE("a product's key that is missing or may only be read is told behind th
       TestSupport::RemoveKey(MachineKey32(World::kProductKey));
       world.WithKey(MachineKey64(World::kProductKey), {{L"VELAEnable", 1}});
     }
-    const Outcome outcome = Disable(world);
-    CHECK_LINES(outcome.log, (Joined({DisableBegins(), SessionFound(), ClientsDeactivated(OutlookExpress::kLeftOut),
-                                      MonitorsTold(), Info("Disable OK"), Info("REG Open Fail"), RunEnds(0)})));
-    CHECK(LinesWith(outcome.registryDiff, "OrvaneLabs").empty());
-    CHECK_FALSE(outcome.registryDiff.empty());
+    CheckRun("off: nothing can be stored", plain, Told(Disable(world)));
   }
 }
 
 TEST_CASE("registrations that were put off stay so when filtering is switched off") {
+  const Lines& plain = PlainDisable();
   World world;
-  SwitchedOn(world).WithKey(MachineKey64(World::kCoreAgentKey),
-                            {{L"OE_DELAY_INST", 1}, {L"OL_DELAY_INST", 1}, {L"WLM_DELAY_INST", 1}});
-  const Outcome outcome = Disable(world);
-  CHECK_LINES(outcome.log, (Joined({DisableBegins(), SessionFound(), ClientsDeactivated(OutlookExpress::kLeftOut),
-                                    MonitorsTold(), SwitchStored("Disable")})));
-  CHECK_LINES(Sorted(outcome.registryDiff), (RegistryOfDisable(OutlookExpress::kLeftOut)));
-  CHECK(outcome.moduleDiff.empty());
+  SwitchedOn(world);
+  for (const Client& client : Clients()) {
+    world.WithKey(MachineKey64(World::kCoreAgentKey), {{client.DelayFlag(), 1}});
+  }
+  CHECK_LINES(Told(Disable(world)), (plain));
 }
 
 }  // namespace

@@ -6,23 +6,20 @@
 
 #include <string>
 
-#include "tests/scenarios/ExpectedUpgrade.h"
-#include "tests/scenarios/StagedTrees.h"
+#include "tests/scenarios/PlainRuns.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/TestFiles.h"
 
-using namespace Expected;
-using TestSupport::Exists;
+using namespace Scenarios;
 using TestSupport::FileContent;
 using TestSupport::LinesWith;
-using TestSupport::Outcome;
 
 namespace {
 
 const std::wstring kSource = World::kSource;
 
 void MakeSourceReadOnly() {
-  for (const std::wstring& file : FilesInCopyOrder(kSource)) {
+  for (const std::wstring& file : FilesBelow(kSource)) {
     ::SetFileAttributesW((kSource + file).c_str(), FILE_ATTRIBUTE_READONLY);
   }
 }
@@ -42,40 +39,38 @@ bool RefusesToBeMadeAnew(const std::wstring& path) {
 }
 
 TEST_CASE("an upgrade replaces what was copied from a disc") {
+  const Lines& plain = PlainUpgrade();
   World world;
-  world.WithSampleSource();
+  world.OnWindows(WindowsVersion::kVista).WithSampleSource();
   MakeSourceReadOnly();
   const std::wstring pattern = L"VELA\\VELA_OL\\vela.ptn";
   const std::wstring settings = L"VELA\\VELA_OL\\VELA_OL.ini";
-  world.Run(L"-p", World::kSource, World::kDestination);
+  Upgrade(world);
   REQUIRE(RefusesToBeMadeAnew(kBase + pattern));
   WriteReadOnly(kSource + L"\\Common\\win32\\vela.ptn", "newer pattern");
   WriteReadOnly(kSource + L"\\Resource\\common\\VELA_OL.ini", "newer settings");
 
-  const Outcome outcome = world.Run(L"-p", World::kSource, World::kDestination);
+  const Outcome outcome = Upgrade(world);
 
-  CHECK(outcome.exitCode == 1);
-  CHECK_LINES(outcome.log, (Joined({UpgradeBegins(), FilesUpgraded(OutlookExpress::kLeftOut), UpgradeReturned(),
-                                    Notified(), UpgradeEnds(1)})));
+  CheckRun("an upgrade from a newer disc", plain, Told(outcome));
   CHECK(FileContent(kBase + pattern) == "newer pattern");
   CHECK(FileContent(kBase + settings) == "newer settings");
   for (const std::wstring& file : {pattern, settings}) {
     CHECK((::GetFileAttributesW((kBase + file).c_str()) & FILE_ATTRIBUTE_READONLY) != 0);
   }
-  CHECK_LINES(outcome.pending, {});
 }
 
 TEST_CASE("a copy that waits for the restart and is read-only is replaced by a newer one") {
   World world;
   world.WithSampleSource();
   MakeSourceReadOnly();
-  world.Run(L"-p", World::kSource, World::kDestination);
-  const std::wstring pattern = kBase + std::wstring(L"VELA\\VELA_OL\\vela.ptn");
+  Upgrade(world);
+  const std::wstring pattern = kBase + L"VELA\\VELA_OL\\vela.ptn";
   world.WithOpenFile(pattern, FILE_SHARE_READ);
   for (const char* const content : {"newer pattern", "the newest pattern"}) {
     WriteReadOnly(kSource + L"\\Common\\win32\\vela.ptn", content);
 
-    const Outcome outcome = world.Run(L"-p", World::kSource, World::kDestination);
+    const Outcome outcome = Upgrade(world);
 
     CHECK_LINES(LinesWith(outcome.log, "failed, err="), {});
     CHECK(FileContent(pattern + L".tmp_") == content);

@@ -5,36 +5,26 @@
 
 #include <sddl.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "tests/scenarios/ExpectedUpgrade.h"
+#include "tests/scenarios/PlainRuns.h"
 #include "tests/scenarios/RunningPlugin.h"
 
-using namespace Expected;
-using TestSupport::Outcome;
-using TestSupport::WindowsVersion;
+using namespace Scenarios;
 
 namespace {
 
-Outcome Reload(World& world) {
-  const Outcome outcome = world.Run(L"-r", World::kSource, World::kDestination);
-  CHECK_FALSE(outcome.timedOut);
-  CHECK(outcome.registryDiff.empty());
-  CHECK(outcome.fileDiff.empty());
-  CHECK(outcome.moduleDiff.empty());
-  CHECK(outcome.pending.empty());
-  return outcome;
+void CheckReload(const char* title, const Lines& plain, World& world) {
+  CheckRun(title, plain, Told(world.Run(L"-r", World::kSource, World::kDestination)));
 }
 
-void CheckReload(World& world, const std::vector<NotifiedClient>& clients, int result) {
-  const Outcome outcome = Reload(world);
-  CHECK(outcome.exitCode == static_cast<DWORD>(result));
-  CHECK_LINES(outcome.log, (Joined({ReloadBegins(), Notified(clients), RunEnds(result)})));
-}
+const std::wstring kOutlookEvent = Clients()[0].UpdateEvent();
+const std::wstring kExpressEvent = Clients()[1].UpdateEvent();
 
-bool EventExists(const wchar_t* name) {
-  const HANDLE event = ::OpenEventW(SYNCHRONIZE, FALSE, name);
+bool EventExists(const std::wstring& name) {
+  const HANDLE event = ::OpenEventW(SYNCHRONIZE, FALSE, name.c_str());
   if (event != nullptr) {
     ::CloseHandle(event);
   }
@@ -44,11 +34,11 @@ bool EventExists(const wchar_t* name) {
 // An event that its owner lets nobody open.
 class RefusedEvent {
  public:
-  explicit RefusedEvent(const wchar_t* name) {
+  explicit RefusedEvent(const std::wstring& name) {
     SECURITY_ATTRIBUTES attributes = {sizeof attributes, nullptr, FALSE};
     REQUIRE(::ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:(A;;0x20000;;;WD)", SDDL_REVISION_1,
                                                                    &attributes.lpSecurityDescriptor, nullptr));
-    event_ = ::CreateEventW(&attributes, TRUE, FALSE, name);
+    event_ = ::CreateEventW(&attributes, TRUE, FALSE, name.c_str());
     ::LocalFree(attributes.lpSecurityDescriptor);
     REQUIRE(event_ != nullptr);
   }
@@ -61,137 +51,93 @@ class RefusedEvent {
   HANDLE event_ = nullptr;
 };
 
-TEST_CASE("no mail client runs") {
-  World world;
-  CheckReload(world, {}, 1);
+// The log names the clients whatever Windows is.
+std::string Title(const Client& client) {
+  return TestSupport::ToUtf8(client.shortName) + " runs";
 }
 
 TEST_CASE("a waiting plug-in reloads, and waits for the next time") {
-  struct {
-    WindowsVersion version;
-    const wchar_t* program;
-    const wchar_t* event;
-    const char* client;
-  } const rows[] = {{WindowsVersion::kWindows10, L"OUTLOOK.EXE", kOutlookEvent, "OL"},
-                    {WindowsVersion::kXp64, L"msimn.exe", kOutlookExpressEvent, "OE"},
-                    {WindowsVersion::kVista, L"WinMail.exe", kOutlookExpressEvent, "OE"},
-                    {WindowsVersion::kWindows7, L"wlmail.exe", kWindowsLiveMailEvent, "WLM"}};
-  for (const auto& row : rows) {
-    CAPTURE(row.client);
-    World world;
-    world.OnWindows(row.version);
-    const RunningPlugin plugin(row.program, row.event);
+  for (const WindowsVersion version : {WindowsVersion::kXp64, WindowsVersion::kVista, WindowsVersion::kWindows10}) {
+    const Lines& plain = PlainReload(version);
+    for (const Client& client : Clients()) {
+      World world;
+      const RunningPlugin plugin(world.OnWindows(version).ProcessOf(client), client.UpdateEvent());
 
-    CheckReload(world, {{row.client}}, 1);
-    CHECK_LINES(plugin.Report(2), {"waiting", "reloaded"});
-    CHECK_FALSE(world.EventIsSet(row.event));  // the plug-in has reset it
+      CheckReload(Title(client).c_str(), plain, world);
+      CHECK_LINES(plugin.Report(2), {"waiting", "reloaded"});
+      CHECK_FALSE(world.EventIsSet(client.UpdateEvent()));  // the plug-in has reset it
 
-    CheckReload(world, {{row.client}}, 1);
-    CHECK_LINES(plugin.Report(3), {"waiting", "reloaded", "reloaded"});
-    CHECK(plugin.IsRunning());
+      CheckReload(Title(client).c_str(), plain, world);
+      CHECK_LINES(plugin.Report(3), {"waiting", "reloaded", "reloaded"});
+      CHECK(plugin.IsRunning());
+    }
   }
 }
 
-TEST_CASE("all clients run, each has its own event") {
+TEST_CASE("all clients run, each has its own event, and two processes of one share it") {
+  const Lines& plain = PlainReload();
   World world;
-  world.OnWindows(WindowsVersion::kXp64);
-  const RunningPlugin mail(L"WLMAIL.EXE", kWindowsLiveMailEvent);
-  const RunningPlugin express(L"msimn.exe", kOutlookExpressEvent);
-  const RunningPlugin outlook(L"outlook.exe", kOutlookEvent);
-
-  CheckReload(world, {{"OL"}, {"OE"}, {"WLM"}}, 1);
-
-  for (const RunningPlugin* const plugin : {&outlook, &express, &mail}) {
+  world.OnWindows(WindowsVersion::kVista);
+  std::vector<std::unique_ptr<RunningPlugin>> plugins;
+  plugins.push_back(std::make_unique<RunningPlugin>(L"Outlook.exe", kOutlookEvent));
+  for (const Client& client : Clients()) {
+    plugins.push_back(std::make_unique<RunningPlugin>(world.ProcessOf(client), client.UpdateEvent()));
+  }
+  CheckReload("all clients run", plain, world);
+  for (const auto& plugin : plugins) {
     CHECK_LINES(plugin->Report(2), {"waiting", "reloaded"});
   }
 }
 
-TEST_CASE("two processes of Outlook share one event and both reload") {
+TEST_CASE("an event that nobody resets stays set; without its client it is left alone") {
+  const Lines& plain = PlainReload();
+  const Client& last = Clients().back();
   World world;
-  const RunningPlugin first(L"OUTLOOK.EXE", kOutlookEvent);
-  const RunningPlugin second(L"Outlook.exe", kOutlookEvent);
-
-  CheckReload(world, {{"OL"}}, 1);
-
-  CHECK_LINES(first.Report(2), {"waiting", "reloaded"});
-  CHECK_LINES(second.Report(2), {"waiting", "reloaded"});
-}
-
-TEST_CASE("an event that nobody resets stays set") {
-  World world;
-  world.WithRunning(L"wlmail.exe").WithEvent(kWindowsLiveMailEvent);
-
-  CheckReload(world, {{"WLM"}}, 1);
-
-  CHECK(world.EventIsSet(kWindowsLiveMailEvent));
+  for (const Client& client : Clients()) {
+    world.WithEvent(client.UpdateEvent());
+  }
+  world.OnWindows(WindowsVersion::kVista).WithRunning(last.process);
+  CheckReload(Title(last).c_str(), plain, world);
+  for (const Client& client : Clients()) {
+    CHECK(world.EventIsSet(client.UpdateEvent()) == (&client == &last));
+  }
 }
 
 TEST_CASE("a client whose plug-in does not wait yet is told in vain") {
+  const Lines& plain = PlainReload();
   World world;
-  world.WithRunning(L"OUTLOOK.EXE");
-
-  CheckReload(world, {{"OL"}}, 1);
-
+  world.OnWindows(WindowsVersion::kVista).WithRunning(L"OUTLOOK.EXE");
+  CheckReload(Title(Clients()[0]).c_str(), plain, world);
   CHECK_FALSE(EventExists(kOutlookEvent));
   const RunningPlugin late(L"Outlook.exe", kOutlookEvent);
   CHECK_LINES(late.Report(1), {"waiting"});
   CHECK_FALSE(world.EventIsSet(kOutlookEvent));
 }
 
-TEST_CASE("an event without its client is left alone") {
-  World world;
-  world.WithEvent(kOutlookEvent).WithEvent(kOutlookExpressEvent).WithEvent(kWindowsLiveMailEvent);
-
-  CheckReload(world, {}, 1);
-
-  for (const wchar_t* const event : {kOutlookEvent, kOutlookExpressEvent, kWindowsLiveMailEvent}) {
-    CHECK_FALSE(world.EventIsSet(event));
-  }
-}
-
 TEST_CASE("Windows Mail counts on Windows Vista only, and Outlook Express everywhere else") {
-  struct {
-    WindowsVersion version;
-    const wchar_t* program;
-    bool counts;
-  } const rows[] = {
-      {WindowsVersion::kVista, L"winmail.exe", true},     {WindowsVersion::kVista, L"msimn.exe", false},
-      {WindowsVersion::kXp64, L"winmail.exe", false},     {WindowsVersion::kServer2003, L"msimn.exe", true},
-      {WindowsVersion::kWindows7, L"winmail.exe", false}, {WindowsVersion::kWindows7, L"msimn.exe", true},
-      {WindowsVersion::kWindows8, L"winmail.exe", false}, {WindowsVersion::kWindows10, L"msimn.exe", true}};
-  for (const auto& row : rows) {
-    CAPTURE(TestSupport::ToUtf8(row.program));
+  for (const auto& [program, version] : {std::pair{L"msimn.exe", WindowsVersion::kVista},
+                                         {L"winmail.exe", WindowsVersion::kXp64},
+                                         {L"winmail.exe", WindowsVersion::kWindows7},
+                                         {L"winmail.exe", WindowsVersion::kWindows8}}) {
+    CAPTURE(TestSupport::ToUtf8(program));
+    const Lines& plain = PlainReload(version);
     World world;
-    world.OnWindows(row.version).WithRunning(row.program).WithEvent(kOutlookExpressEvent);
-    CheckReload(world, row.counts ? std::vector<NotifiedClient>{{"OE"}} : std::vector<NotifiedClient>{}, 1);
-    CHECK(world.EventIsSet(kOutlookExpressEvent) == row.counts);
+    world.OnWindows(version).WithRunning(program).WithEvent(kExpressEvent);
+    CHECK_LINES(Told(world.Run(L"-r", World::kSource, World::kDestination)), (plain));
+    CHECK_FALSE(world.EventIsSet(kExpressEvent));
   }
 }
 
-TEST_CASE("a name that something else holds: error 6, and the others are notified") {
+TEST_CASE("events that something else holds, or that nobody may open: each error is told, the others are notified") {
+  const Lines& plain = PlainReload();
   World world;
-  world.OnWindows(WindowsVersion::kXp64).WithRunning(L"OUTLOOK.EXE").WithTakenName(kOutlookEvent);
-  const RunningPlugin express(L"msimn.exe", kOutlookExpressEvent);
-  const RunningPlugin mail(L"wlmail.exe", kWindowsLiveMailEvent);
-
-  CheckReload(world, {{"OL", 6}, {"OE"}, {"WLM"}}, 0);
-
-  CHECK_LINES(express.Report(2), {"waiting", "reloaded"});
+  world.OnWindows(WindowsVersion::kVista).WithRunning(L"OUTLOOK.EXE").WithTakenName(kOutlookEvent);
+  const RefusedEvent refused(kExpressEvent);
+  world.WithRunning(world.ProcessOf(Clients()[1]));
+  const RunningPlugin mail(Clients().back().process, Clients().back().UpdateEvent());
+  CheckReload("two events cannot be opened", plain, world);
   CHECK_LINES(mail.Report(2), {"waiting", "reloaded"});
-}
-
-TEST_CASE("an event that nobody may open: error 5, and the others are notified") {
-  World world;
-  world.OnWindows(WindowsVersion::kVista).WithRunning(L"wlmail.exe").WithRunning(L"winmail.exe");
-  const RefusedEvent mail(kWindowsLiveMailEvent);
-  const RefusedEvent express(kOutlookExpressEvent);
-  const RunningPlugin outlook(L"OUTLOOK.EXE", kOutlookEvent);
-
-  CheckReload(world, {{"OL"}, {"OE", 5}, {"WLM", 5}}, 0);
-
-  CHECK_LINES(outlook.Report(2), {"waiting", "reloaded"});
-  CHECK_FALSE(mail.IsSet());
-  CHECK_FALSE(express.IsSet());
+  CHECK_FALSE(refused.IsSet());
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 
 using TestSupport::Lines;
 
-namespace Expected {
+namespace Scenarios {
 namespace {
 
 // Each has a folder of its own below the one in which all clients of the tests lie.
@@ -43,4 +43,4 @@ Lines RunningPlugin::Report(std::size_t count) const {
   return lines;
 }
 
-}  // namespace Expected
+}  // namespace Scenarios

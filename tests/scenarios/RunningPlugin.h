@@ -6,11 +6,7 @@
 #include "tests/support/TestProcess.h"
 #include "tests/support/TextLines.h"
 
-namespace Expected {
-
-inline constexpr wchar_t kOutlookEvent[] = L"Global\\VELA_UPDATE_EVENT_OL";
-inline constexpr wchar_t kOutlookExpressEvent[] = L"Global\\VELA_UPDATE_EVENT_OE";
-inline constexpr wchar_t kWindowsLiveMailEvent[] = L"Global\\VELA_UPDATE_EVENT_WLM";
+namespace Scenarios {
 
 // Make it behind the world that it runs in: it ends first.
 class RunningPlugin {
@@ -28,4 +24,4 @@ class RunningPlugin {
   TestSupport::TestProcess process_;
 };
 
-}  // namespace Expected
+}  // namespace Scenarios

@@ -11,15 +11,14 @@
 #include <utility>
 #include <vector>
 
-#include "tests/scenarios/ExpectedLog.h"
-#include "tests/scenarios/StagedTrees.h"
+#include "tests/scenarios/PlainRuns.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/LogFile.h"
 #include "tests/support/TestFiles.h"
 #include "tests/support/TestProcess.h"
 #include "tests/support/TestRegistry.h"
 
-using namespace Expected;
+using namespace Scenarios;
 using TestSupport::FileContent;
 using TestSupport::ProcessOutcome;
 using TestSupport::TestProcess;
@@ -30,7 +29,6 @@ namespace {
 constexpr int kRounds = 8;
 
 const std::wstring kSources[] = {World::kSource, L"C:\\VelaTest\\other"};
-const std::wstring kProduct = std::wstring(kBase) + L"VELA";
 const std::wstring kProgram = std::wstring(World::kProgramFolder) + L"\\VELAutil.exe";
 
 constexpr char kWaiting[] = ".tmp_";
@@ -45,7 +43,7 @@ void RenewSources(int round) {
   WORD second = 0;
   for (const std::wstring& source : kSources) {
     ++second;
-    for (const std::wstring& name : FilesInCopyOrder(source)) {
+    for (const std::wstring& name : FilesBelow(source)) {
       const std::wstring path = source + name;
       const DWORD attributes = ::GetFileAttributesW(path.c_str());
       ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
@@ -71,15 +69,18 @@ void RenewSources(int round) {
 // Where each file of the product comes from. Paths below the product folder.
 std::map<std::wstring, std::wstring> Origins(const std::wstring& source) {
   std::map<std::wstring, std::wstring> origins;
-  for (const StagingStep& step : StagingSteps(OutlookExpress::kStaged, kBase, source)) {
-    for (const Tree& tree : step.trees) {
-      for (const std::wstring& file : FilesInCopyOrder(tree.from)) {
-        origins[(tree.to + file).substr(kProduct.size())] = tree.from + file;
-      }
+  const auto add = [&](const std::wstring& from, const std::wstring& to) {
+    for (const std::wstring& file : FilesBelow(source + from)) {
+      origins[to + file] = source + from + file;
     }
-    if (!step.settings.empty()) {
-      origins[(step.folder + step.settings.substr(step.settings.rfind(L'\\'))).substr(kProduct.size())] = step.settings;
-    }
+  };
+  add(L"\\Resource\\x64", L"\\Resource");
+  for (const Client& client : Clients()) {
+    const std::wstring folder = L"\\" + client.FolderName();
+    add(std::wstring(L"\\") + client.shortName + (client.has64BitFiles ? L"64" : L""), folder);
+    add(client.has64BitFiles ? L"\\Common\\win64" : L"\\Common\\win32", folder);
+    add(L"\\rule", folder + L"\\rule");
+    origins[folder + L"\\" + client.IniName()] = source + L"\\Resource\\common\\" + client.IniName();
   }
   return origins;
 }
@@ -93,7 +94,7 @@ FILETIME LastWriteOf(const std::wstring& path) {
 // The copies that wait for the restart.
 std::vector<std::wstring> WaitingCopies() {
   std::vector<std::wstring> copies;
-  for (const std::wstring& file : FilesInCopyOrder(kProduct)) {
+  for (const std::wstring& file : FilesBelow(kProduct)) {
     if (EndsIn(ToUtf8(file), kWaiting)) {
       copies.push_back(kProduct + file);
     }
@@ -111,7 +112,7 @@ Lines FaultsOfBoth() {
     missing.insert(origin.first);
   }
   Lines faults;
-  for (const std::wstring& file : FilesInCopyOrder(kProduct)) {
+  for (const std::wstring& file : FilesBelow(kProduct)) {
     std::wstring name = file;
     if (EndsIn(ToUtf8(file), kWaiting)) {
       name.resize(name.size() - (sizeof kWaiting - 1));
@@ -178,8 +179,8 @@ class KnownLines {
         lines_.insert("LOG_ERROR: CoreAgentUtility::File::copyFileEx(" + from + "," + to + ".tmp_) failed, err=00");
       }
     }
-    for (const char* const client : {"OL", "OE", "WLM"}) {
-      lines_.insert(std::string("LOG_WARN : Fail to copy VELA_") + client + ".ini !");
+    for (const Client& client : Clients()) {
+      lines_.insert("LOG_WARN : Fail to copy " + ToUtf8(client.IniName()) + " !");
     }
   }
 

@@ -8,48 +8,34 @@
 
 #include <string>
 
-#include "tests/scenarios/ExpectedRemoval.h"
+#include "tests/scenarios/PlainRuns.h"
 #include "tests/support/TestFiles.h"
 #include "tests/support/TestPaths.h"
 #include "tests/support/TestProcess.h"
 
-using namespace Expected;
+using namespace Scenarios;
 using TestSupport::Exists;
 using TestSupport::LinesWith;
-using TestSupport::Outcome;
 using TestSupport::TestProcess;
 using TestSupport::ToUtf8;
 
 namespace {
 
-const std::wstring kProduct = kBase + std::wstring(L"VELA");
-const std::wstring kData = kCommonBase;
-
-// The end of the log where everything could be deleted or scheduled, and all of the folders were there.
-Lines AllFoldersDeleted() {
-  return Joined({ProductFolderDeleted(), DataFolderDeleted(), DataFolderDeleted(), DataFolderDeleted(),
-                 DataFolderDeleted(), RunEnds(0)});
-}
-
 // All folders that a removal deletes, with a file in each.
 void MakeFolders(World& world) {
   world.WithFile(kProduct + L"\\VELA_OL\\plugin.dll");
-  for (const wchar_t* const folder : {L"OL", L"OE", L"WLM", L"VELA_common"}) {
-    world.WithFile(kData + folder + L"\\Users\\log\\a.log");
+  for (const std::wstring& folder : DataFolders()) {
+    world.WithFile(kCommonBase + folder + L"\\Users\\log\\a.log");
   }
 }
 
-Outcome Uninstall(World& world) {
-  const Outcome outcome = world.Run(L"-U", World::kSource, kInstalledFolder);
-  CHECK(outcome.exitCode == 0);
-  CHECK_FALSE(outcome.timedOut);
-  return outcome;
-}
-
+// The log where everything could be deleted or scheduled, and all of the folders were there.
 void CheckFoldersLog(const Outcome& outcome) {
-  const Lines wanted = AllFoldersDeleted();
-  REQUIRE(outcome.log.size() > wanted.size());
-  CHECK_LINES((Lines(outcome.log.end() - static_cast<std::ptrdiff_t>(wanted.size()), outcome.log.end())), (wanted));
+  CHECK(outcome.exitCode == 0);
+  CHECK_LINES(LinesWith(outcome.log, "DeleteAllFiles"),
+              (Lines(5, "LOG_INFO : OrCommon::Storage::File::DeleteAllFiles succeeded, dwRtnValue:0")));
+  CHECK_LINES(LinesWith(outcome.log, "elete folder"),
+              {"LOG_INFO : VELAUtility::DeleteFolderFiles(), Success to delete folder: " + ToUtf8(kProduct)});
 }
 
 // Everything went at once.
@@ -58,11 +44,11 @@ void CheckAllGone(World& world) {
   CheckFoldersLog(outcome);
   CHECK(outcome.pending.empty());
   CHECK_FALSE(Exists(kProduct));
-  for (const wchar_t* const folder : {L"OL", L"OE", L"WLM", L"VELA_common"}) {
-    CHECK_FALSE(Exists(kData + folder));
+  for (const std::wstring& folder : DataFolders()) {
+    CHECK_FALSE(Exists(kCommonBase + folder));
   }
   CHECK(Exists(kInstalledFolder));
-  CHECK(Exists(kData));
+  CHECK(Exists(kCommonBase));
 }
 
 // Files that another program has open; see tests/fixtures/Holder.cpp for `sharing`.
@@ -91,9 +77,9 @@ class HeldFiles {
 TEST_CASE("plain files and folders") {
   World world;
   MakeFolders(world);
-  world.WithFolder(kProduct + L"\\VELA_OL\\empty").WithFile(kData + L"Another product\\settings.txt");
+  world.WithFolder(kProduct + L"\\VELA_OL\\empty").WithFile(kCommonBase + L"Another product\\settings.txt");
   CheckAllGone(world);
-  CHECK(Exists(kData + L"Another product\\settings.txt"));
+  CHECK(Exists(kCommonBase + L"Another product\\settings.txt"));
 }
 
 TEST_CASE("read-only, hidden and system files, and hidden folders") {
@@ -101,7 +87,7 @@ TEST_CASE("read-only, hidden and system files, and hidden folders") {
   MakeFolders(world);
   constexpr DWORD kAttributes[] = {FILE_ATTRIBUTE_READONLY, FILE_ATTRIBUTE_HIDDEN, FILE_ATTRIBUTE_SYSTEM,
                                    FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM};
-  for (const std::wstring& folder : {kProduct + L"\\VELA_OE\\", kData + L"WLM\\Users\\"}) {
+  for (const std::wstring& folder : {kProduct + L"\\VELA_OE\\", kCommonBase + L"WLM\\Users\\"}) {
     for (const DWORD attributes : kAttributes) {
       const std::wstring file = folder + std::to_wstring(attributes) + L".txt";
       world.WithFile(file, "content");
@@ -116,7 +102,7 @@ TEST_CASE("read-only, hidden and system files, and hidden folders") {
 TEST_CASE("32 levels of folders") {
   World world;
   MakeFolders(world);
-  for (const std::wstring& root : {kProduct, kData + L"VELA_common"}) {
+  for (const std::wstring& root : {kProduct, kCommonBase + L"VELA_common"}) {
     std::wstring folder = root;
     for (int level = 1; level <= 32; ++level) {
       folder += L"\\" + std::to_wstring(level);
@@ -132,7 +118,7 @@ TEST_CASE("names of the greatest length") {
   MakeFolders(world);
   const std::wstring name(200, L'n');
   world.WithFile(kProduct + L"\\" + name + L"\\" + name + L"\\" + std::wstring(251, L'f') + L".txt", "content");
-  world.WithFile(kData + L"OL\\Users\\" + std::wstring(255, L'f'), "content");
+  world.WithFile(kCommonBase + L"OL\\Users\\" + std::wstring(255, L'f'), "content");
   CheckAllGone(world);
 }
 
@@ -149,13 +135,13 @@ void MakeHidden(const std::wstring& path) {
 TEST_CASE("names and depths that only the long form of a path can tell, as any user can make them") {
   World world;
   MakeFolders(world);
-  std::wstring deep = kData + L"WLM\\Users\\log";
+  std::wstring deep = kCommonBase + L"WLM\\Users\\log";
   for (int level = 0; level < 12; ++level) {
     deep += L"\\" + std::wstring(100, L'd');
   }
   MakeHidden(deep + L"\\a.log");
   for (const wchar_t* const name : {L"nul.txt", L"CON", L"dot.", L"blank ", L"com1 .log", L"...."}) {
-    MakeHidden(kData + L"OL\\Users\\log\\" + name);
+    MakeHidden(kCommonBase + L"OL\\Users\\log\\" + name);
     MakeHidden(kProduct + L"\\VELA_OL\\below\\" + name + L"\\" + name);
   }
   CheckAllGone(world);
@@ -168,7 +154,7 @@ TEST_CASE("names in any script") {
   for (const wchar_t* const name : {L"\u65E5\u672C\u8A9E", L"\u0416\u0443\u043A", L"e\u0301", L"\U0001F4E7 mail",
                                     L"a.b.c", L".hidden", L"#%&'()+,;=@[]^_`{}~", L" leading blank"}) {
     world.WithFile(kProduct + L"\\VELA_WLM\\" + name + L"\\" + name + L".txt", "content");
-    world.WithFile(kData + L"OE\\Users\\" + name, "content");
+    world.WithFile(kCommonBase + L"OE\\Users\\" + name, "content");
   }
   CheckAllGone(world);
 }
@@ -177,7 +163,7 @@ TEST_CASE("a file in use goes with its folders at the restart, and everything el
   World world;
   MakeFolders(world);
   const std::wstring plugin = kProduct + L"\\VELA_OL\\plugin.dll";
-  const std::wstring log = kData + L"WLM\\Users\\log\\a.log";
+  const std::wstring log = kCommonBase + L"WLM\\Users\\log\\a.log";
   world.WithFile(kProduct + L"\\VELA_OL\\free.dll").WithFile(kProduct + L"\\VELA_WLM\\free.dll");
   Outcome outcome;
   {
@@ -187,14 +173,14 @@ TEST_CASE("a file in use goes with its folders at the restart, and everything el
   }
   CheckFoldersLog(outcome);
   CHECK_LINES(outcome.pending, {ToUtf8(plugin) + " -> ", ToUtf8(kProduct) + "\\VELA_OL -> ", ToUtf8(kProduct) + " -> ",
-                                ToUtf8(log) + " -> ", ToUtf8(kData) + "WLM\\Users\\log -> ",
-                                ToUtf8(kData) + "WLM\\Users -> ", ToUtf8(kData) + "WLM -> "});
+                                ToUtf8(log) + " -> ", ToUtf8(kCommonBase) + "WLM\\Users\\log -> ",
+                                ToUtf8(kCommonBase) + "WLM\\Users -> ", ToUtf8(kCommonBase) + "WLM -> "});
   CHECK_FALSE(Exists(kProduct + L"\\VELA_OL\\free.dll"));
   CHECK_FALSE(Exists(kProduct + L"\\VELA_WLM"));
 
   world.CarryOutPendingRenames();
   CHECK_FALSE(Exists(kProduct));
-  CHECK_FALSE(Exists(kData + L"WLM"));
+  CHECK_FALSE(Exists(kCommonBase + L"WLM"));
   CHECK(Exists(kInstalledFolder));
 }
 
@@ -244,13 +230,15 @@ TEST_CASE("what is put into a scheduled folder before the restart keeps that fol
 TEST_CASE("a file in the place of a folder is told of and goes at the restart") {
   World world;
   MakeFolders(world);
-  TestSupport::RemoveTree(kData + L"OE");
-  world.WithFile(kData + L"OE", "a file");
+  TestSupport::RemoveTree(kCommonBase + L"OE");
+  world.WithFile(kCommonBase + L"OE", "a file");
   const Outcome outcome = Uninstall(world);
-  CHECK_LINES(LinesWith(outcome.log, "RemoveVELAProgramData"), {DataFolderNotDeleted("OE").back()});
-  CHECK_LINES(outcome.pending, {ToUtf8(kData) + "OE -> "});
+  CHECK_LINES(
+      LinesWith(outcome.log, "RemoveVELAProgramData"),
+      {"LOG_WARN : VELAUtility::RemoveVELAProgramData(), Failed to delete folder: " + ToUtf8(kCommonBase) + "OE"});
+  CHECK_LINES(outcome.pending, {ToUtf8(kCommonBase) + "OE -> "});
   CHECK_FALSE(Exists(kProduct));
-  CHECK_FALSE(Exists(kData + L"VELA_common"));
+  CHECK_FALSE(Exists(kCommonBase + L"VELA_common"));
 }
 
 // Whether everyone is named in the access list of a folder.
@@ -270,9 +258,9 @@ bool IsOpenToEveryone(const std::wstring& folder) {
 TEST_CASE("the way to what waits for the restart is closed to users, all else stays as open as it was") {
   World world;
   MakeFolders(world);
-  const std::wstring log = kData + L"WLM\\Users\\log\\a.log";
-  world.WithFile(kData + L"Another product\\settings.txt").WithFile(kProduct + L"\\VELA_OL\\held.dll");
-  REQUIRE(IsOpenToEveryone(kData));
+  const std::wstring log = kCommonBase + L"WLM\\Users\\log\\a.log";
+  world.WithFile(kCommonBase + L"Another product\\settings.txt").WithFile(kProduct + L"\\VELA_OL\\held.dll");
+  REQUIRE(IsOpenToEveryone(kCommonBase));
   Outcome outcome;
   {
     const HeldFiles held(L"r", {log, kProduct + L"\\VELA_OL\\held.dll"});
@@ -280,13 +268,13 @@ TEST_CASE("the way to what waits for the restart is closed to users, all else st
   }
   CHECK(LinesWith(outcome.pending, "a.log").size() == 1);
   for (const wchar_t* const folder : {L"", L"WLM", L"WLM\\Users", L"WLM\\Users\\log"}) {
-    CHECK_FALSE(IsOpenToEveryone(kData + folder));
+    CHECK_FALSE(IsOpenToEveryone(kCommonBase + folder));
   }
-  CHECK(IsOpenToEveryone(kData + L"Another product"));
+  CHECK(IsOpenToEveryone(kCommonBase + L"Another product"));
   CHECK(IsOpenToEveryone(kProduct));
   world.CarryOutPendingRenames();
-  CHECK_FALSE(Exists(kData + L"WLM"));
-  CHECK(Exists(kData + L"Another product\\settings.txt"));
+  CHECK_FALSE(Exists(kCommonBase + L"WLM"));
+  CHECK(Exists(kCommonBase + L"Another product\\settings.txt"));
 }
 
 }  // namespace

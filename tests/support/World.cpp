@@ -7,7 +7,6 @@
 #include "tests/fixtures/ModuleClasses.h"
 #include "tests/support/FileAccess.h"
 #include "tests/support/LogFile.h"
-#include "tests/support/Clients.h"
 #include "tests/support/TestFiles.h"
 #include "tests/support/TestPaths.h"
 #include "tests/support/WorldReports.h"
@@ -38,25 +37,8 @@ std::vector<KeyPlace> InBothViews(const std::wstring& path) {
   return {MachineKey64(path), MachineKey32(path)};
 }
 
-const wchar_t* WineName(WindowsVersion version) {
-  switch (version) {
-    case WindowsVersion::kXp64:
-      return L"winxp64";
-    case WindowsVersion::kServer2003:
-      return L"win2003";
-    case WindowsVersion::kVista:
-      return L"vista";
-    case WindowsVersion::kWindows7:
-      return L"win7";
-    case WindowsVersion::kWindows8:
-      return L"win8";
-    case WindowsVersion::kWindows81:
-      return L"win81";
-    case WindowsVersion::kWindows10:
-      return L"win10";
-  }
-  throw std::logic_error("no such Windows");
-}
+// In the order of WindowsVersion.
+constexpr const wchar_t* kWineNames[] = {L"winxp64", L"win2003", L"vista", L"win7", L"win8", L"win81", L"win10"};
 
 }  // namespace
 
@@ -136,7 +118,16 @@ void World::CleanUp() {
 }
 
 World& World::OnWindows(WindowsVersion version) {
-  return WithKey(VersionKey(), {{L"Version", WineName(version)}});
+  version_ = version;
+  return WithKey(VersionKey(), {{L"Version", kWineNames[static_cast<int>(version)]}});
+}
+
+bool World::Handles(const Client& client) const {
+  return !client.endedWithVista || version_ <= WindowsVersion::kVista;
+}
+
+std::wstring World::ProcessOf(const Client& client) const {
+  return version_ == WindowsVersion::kVista ? client.processOnWindows60 : client.process;
 }
 
 World& World::WithUserHive(const std::wstring& sid) {
@@ -365,6 +356,17 @@ Lines World::MonitorStart(const std::wstring& monitor) const {
     start.push_back(ColumnOf(trace, column).front());
   }
   return start;
+}
+
+void World::EndMonitors(const std::wstring& folder) const {
+  for (const Client& client : Clients()) {
+    if (client.hasMonitor && Handles(client)) {
+      MonitorStart(folder + L"\\" + client.FolderName() + L"\\" + client.MonitorName());
+    }
+  }
+  for (const Client& client : Clients()) {
+    EndProcesses(client.MonitorName());
+  }
 }
 
 void World::CarryOutPendingRenames() {

@@ -19,6 +19,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/Clients.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/RegistrySnapshot.h"
 #include "tests/support/TestProcess.h"
@@ -66,6 +67,10 @@ class World {
 
   // ---- the system
   World& OnWindows(WindowsVersion version);
+  // The product handles this client on that Windows.
+  bool Handles(const Client& client) const;
+  // The name under which it runs there.
+  std::wstring ProcessOf(const Client& client) const;
   // A hive of HKEY_USERS, in the place of another user who is logged on: L"S-1-5-21-1-2-3-1001".
   World& WithUserHive(const std::wstring& sid);
   // A program of this name is running (it only waits). Returns when the process list shows it.
@@ -129,6 +134,8 @@ class World {
   Lines RegistrationFolders() const;
   // How a monitor of the sample source was started, waiting for it: user, full path, number of arguments, command line.
   Lines MonitorStart(const std::wstring& monitor) const;
+  // Each monitor below this folder that was started comes up; then its user ends it.
+  void EndMonitors(const std::wstring& folder) const;
   // The system restarts: what was put off is done. Programs that run go on.
   void CarryOutPendingRenames();
   // The modules whose classes are registered at the moment: "oecom.dll C:\...\oecom.dll".
@@ -141,6 +148,7 @@ class World {
   void NotePlaced(const std::wstring& path);
   World& WithHandle(HANDLE handle, const std::wstring& name);
 
+  WindowsVersion version_ = WindowsVersion::kWindows7;  // what Wine reports comes to
   std::vector<TestProcess> processes_;
   std::vector<HANDLE> handles_;
   std::vector<std::wstring> placedElsewhere_;

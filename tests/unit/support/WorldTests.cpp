@@ -7,6 +7,7 @@
 
 #include <stdexcept>
 
+#include "tests/support/Approved.h"
 #include "tests/support/TestFiles.h"
 
 using namespace TestSupport;
@@ -145,6 +146,24 @@ TEST_CASE("a world leaves nothing behind, in its folder and elsewhere") {
     CHECK_FALSE(KeyExists(key));
   }
   CHECK(World().RegisteredModules().empty());
+}
+
+TEST_CASE("the text of a run names the folders, and a blank that ends a line can be seen") {
+  Outcome outcome;
+  outcome.exitCode = 0xE0FF0001;
+  outcome.log = {"C:\\to\\a  ", "", "\xE9"};
+  outcome.fileDiff = {"+to\\a", "-C:\\to\\b"};
+  CHECK_LINES(TestSupport::RunText(outcome, {{L"C:\\to", "[to]"}}),
+              {"exit code: e0ff0001", "log:", "  [to]\\a\xC2\xB7\xC2\xB7", "  \xC2\xB7", "  \xC3\xA9",
+               "files:", "  +C:\\VelaTest\\to\\a", "  -[to]\\b"});
+}
+
+TEST_CASE("changes tell what is missing, what came and where") {
+  const Lines plain = {"a", "same", "b", "same", "c", "d", "e", "f", "g"};
+  CHECK_LINES(TestSupport::Changes(plain, plain), {});
+  CHECK_LINES(TestSupport::Changes(plain, {"new", "a", "same", "B", "same", "also", "c", "d", "e", "f", "g"}),
+              {"+ new", "- b", "+ B", "  same [2]", "+ also"});
+  CHECK_LINES(TestSupport::Changes(plain, {"a", "same", "b"}), {"- same [2]", "- [4 more]", "- g"});
 }
 
 }  // namespace

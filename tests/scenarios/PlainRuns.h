@@ -1,0 +1,69 @@
+// Plain runs of each command, on machines where nothing is in the way: what the matrix holds, and what the scenarios
+// tell their own runs by (tests/support/Approved.h).
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tests/support/Approved.h"
+#include "tests/support/World.h"
+
+namespace Scenarios {
+
+using TestSupport::CheckApproved;
+using TestSupport::Client;
+using TestSupport::Clients;
+using TestSupport::Lines;
+using TestSupport::Outcome;
+using TestSupport::WindowsVersion;
+using TestSupport::World;
+
+// Where an installation to World::kDestination puts the product, and what it is given to the other commands.
+const std::wstring kBase = L"C:\\VelaTest\\dest\\Orvane Labs\\";
+const std::wstring kInstalledFolder = L"C:\\VelaTest\\dest\\Orvane Labs";
+const std::wstring kProduct = L"C:\\VelaTest\\dest\\Orvane Labs\\VELA";
+// The data of all users; the product itself, where the plug-ins could not handle the name of the destination.
+const std::wstring kCommonBase = L"C:\\ProgramData\\Orvane Labs\\";
+// What lies there: a folder for each client, and one for all.
+std::vector<std::wstring> DataFolders();
+
+// The text of a run. The folders that it was given are told as "[source]" and "[dest]".
+Lines Told(const Outcome& outcome, const std::wstring& destination = World::kDestination,
+           const std::wstring& source = World::kSource);
+
+// Plain runs. Each is played once for each Windows, in a world of its own: take it before there is another one.
+const Lines& PlainInstall(WindowsVersion version = WindowsVersion::kVista);    // on a machine without Outlook
+const Lines& PlainUpgrade(WindowsVersion version = WindowsVersion::kVista);    // after it, from the same source
+const Lines& PlainEnable(WindowsVersion version = WindowsVersion::kVista);     // on `SetUp`
+const Lines& PlainDisable(WindowsVersion version = WindowsVersion::kVista);    // after it
+const Lines& PlainUninstall(WindowsVersion version = WindowsVersion::kVista);  // after an installation, switched on
+const Lines& PlainReload(WindowsVersion version = WindowsVersion::kVista);
+
+// Compares a run with a plain one.
+void CheckRun(const std::string& title, const Lines& plain, const Lines& run);
+
+// The sample source, filtering off, no registration put off, a user with an identity, and all files of the product's
+// clients where the other commands look for them.
+World& SetUp(World& world, WindowsVersion version = WindowsVersion::kVista);
+// The switch takes the folder of the product; the monitors lie in a folder of its name there.
+Outcome Enable(World& world, const std::wstring& folder = kProduct);
+Outcome Disable(World& world);
+// The other commands, with the usual folders.
+Outcome Install(World& world);
+Outcome Upgrade(World& world);
+Outcome Uninstall(World& world);
+// Installed to World::kDestination and switched on; the monitors have started and ended.
+void InstallAndEnable(World& world);
+
+// Where `SetUp` has put the monitor of a client, below the folder that the command is given.
+std::wstring MonitorPath(const Client& client, const std::wstring& folder = kProduct);
+void PlaceMonitors(const std::wstring& folder = kProduct);
+
+// The files below a folder, as they are listed; paths with a leading backslash.
+std::vector<std::wstring> FilesBelow(const std::wstring& folder);
+
+inline constexpr wchar_t kConsoleUser[] = L"S-1-5-21-0-0-0-1000";  // everything runs for this user
+inline constexpr wchar_t kAddinKey[] = L"Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent";
+inline constexpr wchar_t kRunKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Run";
+
+}  // namespace Scenarios

@@ -1,0 +1,203 @@
+#include "tests/support/Approved.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+#include <tuple>
+
+#include "tests/support/FileSnapshot.h"
+#include "tests/support/TestFiles.h"
+
+namespace TestSupport {
+namespace {
+
+constexpr char kTitle[] = "##### ";
+constexpr char kBlank[] = "\xC2\xB7";  // a middle dot
+constexpr std::size_t kLongGroup = 4;
+
+std::wstring Variable(const wchar_t* name) {
+  wchar_t value[1024] = {};
+  const DWORD length = ::GetEnvironmentVariableW(name, value, 1024);
+  return length < 1024 ? value : L"";
+}
+
+Lines Split(const std::string& text) {
+  Lines lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+std::string Replaced(std::string text, const std::string& part, const std::string& name) {
+  for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += name.size()) {
+    text.replace(at, part.size(), name);
+  }
+  return text;
+}
+
+// The run log has a byte for each character up to U+00FF.
+std::string FromLog(const std::string& line) {
+  std::wstring wide;
+  for (const char character : line) {
+    wide += static_cast<wchar_t>(static_cast<unsigned char>(character));
+  }
+  return ToUtf8(wide);
+}
+
+// The file changes leave this folder out.
+std::string WithRoot(const std::string& change) {
+  const std::string root = ToUtf8(World::kRoot) + "\\";
+  return change.compare(1, 2, "C:") == 0 ? change : change.substr(0, 1) + root + change.substr(1);
+}
+
+void AddList(Lines& lines, const std::string& heading, const Lines& list, const Names& names) {
+  if (!list.empty()) {
+    lines.push_back(heading + ":");
+  }
+  for (std::string line : list) {
+    for (const auto& [path, name] : names) {
+      line = Replaced(std::move(line), ToUtf8(path), name);
+    }
+    const std::size_t end = line.find_last_not_of(' ') + 1;
+    const std::size_t blanks = std::max<std::size_t>(line.size() - end, line.empty() ? 1 : 0);
+    line.resize(end);
+    for (std::size_t i = 0; i < blanks; ++i) {
+      line += kBlank;
+    }
+    lines.push_back("  " + line);
+  }
+}
+
+// Profiles are met in the order of their names, one of which is that of the user who runs the tests.
+void SortProfiles(Lines& log) {
+  const std::string own = ToUtf8(Variable(L"USERPROFILE")) + "\\";
+  const auto isOfProfile = [](const std::string& line) { return line.find("C:\\users\\") != std::string::npos; };
+  for (auto first = log.begin(); first != log.end();) {
+    first = std::find_if(first, log.end(), isOfProfile);
+    const auto last = std::find_if_not(first, log.end(), isOfProfile);
+    std::transform(first, last, first,
+                   [&](const std::string& line) { return Replaced(line, own, "C:\\users\\[user]\\"); });
+    std::sort(first, last);
+    first = last;
+  }
+}
+
+// The line and, where there are more of it up to here, its number.
+std::string Numbered(const Lines& lines) {
+  const auto count = std::count(lines.begin(), lines.end(), lines.back());
+  return lines.back() + (count == 1 ? "" : " [" + std::to_string(count) + "]");
+}
+
+std::wstring ApprovedPath() {
+  std::wstring folder = Variable(L"VELA_EXPECTED_DIR");
+  wchar_t program[MAX_PATH] = {};
+  ::GetModuleFileNameW(nullptr, program, MAX_PATH);
+  std::wstring name = program;
+  name = name.substr(name.rfind(L'\\') + 1);
+  name = name.substr(name.find(L'.') + 1);  // "scenarios."
+  if (folder.empty()) {
+    throw std::runtime_error("VELA_EXPECTED_DIR does not say where the approved texts lie");
+  }
+  std::replace(folder.begin(), folder.end(), L'/', L'\\');
+  return (folder.front() == L'\\' ? L"Z:" : L"") + folder + L"\\" + name.substr(0, name.rfind(L'.')) + L".txt";
+}
+
+// Where the section begins behind its title and where it ends; both the end of the text where there is none.
+std::pair<std::size_t, std::size_t> SectionOf(const Lines& text, const std::string& title) {
+  const auto begin = std::find(text.begin(), text.end(), kTitle + title);
+  const auto first = begin == text.end() ? begin : begin + 1;
+  const auto last =
+      std::find_if(first, text.end(), [](const std::string& line) { return line.compare(0, 6, kTitle) == 0; });
+  return {first - text.begin(), last - text.begin()};
+}
+
+}  // namespace
+
+Lines RunText(const Outcome& outcome, const Names& names) {
+  std::ostringstream code;
+  code << "exit code: " << (outcome.exitCode < 256 ? std::dec : std::hex) << outcome.exitCode;
+  Lines lines = {outcome.timedOut ? "it was ended" : code.str()};
+  Lines log;
+  for (const std::string& line : outcome.log) {
+    log.push_back(FromLog(line));
+  }
+  SortProfiles(log);
+  AddList(lines, "log", log, names);
+  AddList(lines, "registry", outcome.registryDiff, names);
+  AddList(lines, "modules", outcome.moduleDiff, names);
+  Lines files;
+  for (const std::string& change : outcome.fileDiff) {
+    files.push_back(WithRoot(change));
+  }
+  AddList(lines, "files", files, names);
+  AddList(lines, "at the restart", outcome.pending, names);
+  return lines;
+}
+
+Lines Changes(const Lines& plain, const Lines& run) {
+  Lines changes;
+  Lines before;  // of the plain run
+  Lines missing;
+  Lines added;
+  for (const std::string& line : Split(Difference(plain, run) + "  \n")) {
+    if (line.front() != ' ') {
+      (line.front() == '-' ? missing : added).push_back(line.substr(1));
+      continue;
+    }
+    if (!missing.empty()) {
+      before.push_back(missing.front());
+      changes.push_back("-" + Numbered(before));
+      before.insert(before.end(), missing.begin() + 1, missing.end());
+      if (missing.size() > kLongGroup) {
+        changes.push_back("- [" + std::to_string(missing.size() - 2) + " more]");
+        missing.erase(missing.begin() + 1, missing.end() - 1);
+      }
+      std::transform(missing.begin() + 1, missing.end(), std::back_inserter(changes),
+                     [](const std::string& text) { return "-" + text; });
+    } else if (!added.empty() && !before.empty()) {
+      changes.push_back(" " + Numbered(before));
+    }
+    std::transform(added.begin(), added.end(), std::back_inserter(changes),
+                   [](const std::string& text) { return "+" + text; });
+    missing.clear();
+    added.clear();
+    before.push_back(line.substr(1));
+  }
+  return changes;
+}
+
+void CheckApproved(const std::string& title, const Lines& lines) {
+  CAPTURE(title);
+  const std::wstring path = ApprovedPath();
+  Lines text = Exists(path) ? Split(FileContent(path)) : Lines();
+  auto [first, last] = SectionOf(text, title);
+  // Runs that are told alike have one text, which the first of them writes.
+  static std::set<std::string> written;
+  if (Variable(L"VELA_REGENERATE") == L"1" && written.insert(title).second) {
+    if (first == text.size() && (text.empty() || text.back() != kTitle + title)) {
+      text.push_back(kTitle + title);
+      first = last = text.size();
+    }
+    const auto at =
+        text.erase(text.begin() + static_cast<std::ptrdiff_t>(first), text.begin() + static_cast<std::ptrdiff_t>(last));
+    text.insert(at, lines.begin(), lines.end());
+    std::string content;
+    for (const std::string& line : text) {
+      content += line + "\n";
+    }
+    WriteTestFile(path, content);
+    std::tie(first, last) = SectionOf(text, title);
+  }
+  REQUIRE_MESSAGE(std::find(text.begin(), text.end(), kTitle + title) != text.end(),
+                  "no text was approved for this run (scripts/regenerate_expected.sh)");
+  CHECK_LINES(lines, (Lines(text.begin() + static_cast<std::ptrdiff_t>(first),
+                            text.begin() + static_cast<std::ptrdiff_t>(last))));
+}
+
+}  // namespace TestSupport
