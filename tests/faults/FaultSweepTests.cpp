@@ -12,7 +12,6 @@
 #include <set>
 #include <string>
 
-#include "tests/faults/DocumentedErrors.h"
 #include "tests/faults/FaultWorld.h"
 #include "tests/faults/Findings.h"
 #include "tests/faults/ProductCalls.h"

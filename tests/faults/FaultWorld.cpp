@@ -1,9 +1,11 @@
 #include "tests/faults/FaultWorld.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "tests/faults/ProductTrees.h"
 #include "tests/fixtures/ModuleClasses.h"
+#include "tests/support/Clients.h"
 #include "tests/support/TestFiles.h"
 #include "tests/support/TestPaths.h"
 #include "tests/support/TestRegistry.h"
@@ -11,6 +13,8 @@
 namespace Faults {
 namespace {
 
+using TestSupport::Client;
+using TestSupport::Clients;
 using TestSupport::MachineKey32;
 using TestSupport::MachineKey64;
 using TestSupport::MakeKey;
@@ -22,31 +26,16 @@ constexpr wchar_t kRunKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Ru
 constexpr wchar_t kOffice[] = L"Software\\Microsoft\\Office";
 constexpr wchar_t kAddin[] = L"Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent";
 constexpr wchar_t kOwnUser[] = L"S-1-5-21-0-0-0-1000";
-constexpr wchar_t kIdentity[] = L"{0B3E2C77-1DE5-4A5E-9C35-000000000001}";
 constexpr const wchar_t* kOtherUsers[] = {L"S-1-5-21-1-2-3-1001", L"S-1-5-21-1-2-3-1002"};
-constexpr const wchar_t* kPluginEvents[] = {L"Global\\VELA_UPDATE_EVENT_OL", L"Global\\VELA_UPDATE_EVENT_OE",
-                                            L"Global\\VELA_UPDATE_EVENT_WLM"};
 constexpr wchar_t kProductData[] = L"C:\\ProgramData\\Orvane Labs";
 constexpr wchar_t kEndOfClients[] = L"Global\\VelaFaultsEndOfClients";
 
 // What earlier runs may have left outside of the world's own folder.
-constexpr const wchar_t* kPlaces[] = {kDestinationFolder,
-                                      kOfficeFolder,
-                                      kProductData,
-                                      L"C:\\windows\\Orvane Labs",
-                                      L"C:\\Orvane Labs",
-                                      L"C:\\ProgramData\\OL",
-                                      L"C:\\ProgramData\\OE",
-                                      L"C:\\ProgramData\\WLM",
-                                      L"C:\\ProgramData\\Users",
-                                      L"C:\\ProgramData\\log",
-                                      L"C:\\ProgramData\\{0B3E2C77-1DE5-4A5E-9C35-000000000001}",
-                                      L"C:\\windows\\OL",
-                                      L"C:\\windows\\OE",
-                                      L"C:\\windows\\WLM",
-                                      L"C:\\windows\\Users",
-                                      L"C:\\windows\\log",
-                                      L"C:\\windows\\{0B3E2C77-1DE5-4A5E-9C35-000000000001}"};
+std::vector<std::wstring> Places() {
+  std::vector<std::wstring> places = ProductTrees();
+  places.insert(places.end(), {kOfficeFolder, L"C:\\Orvane Labs"});
+  return places;
+}
 
 std::wstring MailCache() {
   wchar_t profile[MAX_PATH] = {};
@@ -54,32 +43,23 @@ std::wstring MailCache() {
   return std::wstring(profile) + L"\\AppData\\Local\\Microsoft\\Outlook\\Extend.dat";
 }
 
-std::wstring Source(const wchar_t* name) {
+std::wstring Source(const std::wstring& name) {
   return std::wstring(kSourceFolder) + L"\\" + name;
 }
 
-bool StartsWith(std::wstring_view text, std::wstring_view start) {
-  return text.substr(0, start.size()) == start;
+// The folder of a client in the source.
+std::wstring SourceOf(const Client& client) {
+  return client.shortName + std::wstring(client.has64BitFiles ? L"64\\" : L"\\");
 }
 
-struct ModuleFolders {
-  std::wstring_view start;  // of the module's name
-  const wchar_t* source;
-  const wchar_t* client;
-};
-
-constexpr ModuleFolders kModuleFolders[] = {
-    {L"Redemption", L"OL\\", L"VELA_OL\\"}, {L"VELA_OLA", L"OL\\", L"VELA_OL\\"}, {L"oe", L"OE64\\", L"VELA_OE\\"},
-    {L"VELA_OEW", L"OE64\\", L"VELA_OE\\"}, {L"WLM", L"WLM\\", L"VELA_WLM\\"},
-};
-
-const ModuleFolders& FoldersOf(const wchar_t* module) {
-  for (const ModuleFolders& folders : kModuleFolders) {
-    if (StartsWith(module, folders.start)) {
-      return folders;
+// The folder of the client whose module this is.
+std::wstring FolderOf(std::wstring_view module) {
+  for (const Client& client : Clients()) {
+    if (std::find(client.modules.begin(), client.modules.end(), module) != client.modules.end()) {
+      return client.FolderName() + L"\\";
     }
   }
-  throw std::runtime_error(TestSupport::ToUtf8(module) + " is of no client that the table of folders knows");
+  throw std::runtime_error(TestSupport::ToUtf8(module) + " is of no client");
 }
 
 enum class Age { kNew, kOld };
@@ -108,19 +88,27 @@ HANDLE Hold(const std::wstring& path) {
 }
 
 // In the destination: once where install stages ("Orvane Labs\VELA"), once where uninstall deletes ("VELA").
-std::wstring Staged(const wchar_t* name) {
+std::wstring Staged(const std::wstring& name) {
   return std::wstring(kDestinationFolder) + L"\\Orvane Labs\\VELA\\" + name;
 }
-std::wstring Deleted(const wchar_t* name) {
+std::wstring Deleted(const std::wstring& name) {
   return std::wstring(kDestinationFolder) + L"\\VELA\\" + name;
 }
 
 }  // namespace
 
 const std::vector<Scenario>& Scenarios() {
+  std::vector<const wchar_t*> clients;
+  std::vector<const wchar_t*> monitored;
+  for (const Client& client : Clients()) {
+    clients.push_back(client.processOnWindows60);
+    if (client.hasMonitor) {
+      monitored.push_back(client.processOnWindows60);
+    }
+  }
   static const std::vector<Scenario> scenarios = {
       {"-s", L"-s", {}, false, false},
-      {"-r", L"-r", {L"OUTLOOK.EXE", L"winmail.exe", L"wlmail.exe"}, true, false},
+      {"-r", L"-r", clients, true, false},
       {"-p", L"-p", {L"OUTLOOK.EXE", L"wlmail.exe"}, true, false},
       {"-d", L"-d", {}, false, false},
       {"-e", L"-e", {}, false, false},
@@ -128,7 +116,7 @@ const std::vector<Scenario>& Scenarios() {
       {"-I", L"-I", {}, false, false},
       {"-I, client running", L"-I", {L"OUTLOOK.EXE"}, false, false},
       {"-U", L"-U", {}, false, false},
-      {"-U, client running", L"-U", {L"winmail.exe", L"wlmail.exe"}, false, true},
+      {"-U, client running", L"-U", monitored, false, true},
   };
   return scenarios;
 }
@@ -153,8 +141,8 @@ FaultWorld::FaultWorld(const Scenario& scenario, Modules modules) : scenario_(sc
     }
   }
   if (scenario.pluginsListen) {
-    for (const wchar_t* const name : kPluginEvents) {
-      events_.push_back(::CreateEventW(nullptr, TRUE, FALSE, name));
+    for (const Client& client : Clients()) {
+      events_.push_back(::CreateEventW(nullptr, TRUE, FALSE, client.UpdateEvent().c_str()));
     }
   }
 }
@@ -179,25 +167,23 @@ void FaultWorld::PlantSource() const {
     std::string content;
   };
   const Text texts[] = {
-      {L"Resource\\x64\\vela.res", "resource"},
-      {L"Resource\\common\\VELA_OL.ini", "[OL]"},
-      {L"Resource\\common\\VELA_OE.ini", "[OE]"},
-      {L"Resource\\common\\VELA_WLM.ini", "[WLM]"},
-      {L"OL\\VELA_OLA.dll", "outlook"},
-      {L"OL\\Redemption.dll", "redemption"},
-      {L"OL\\same.txt", "the same file in both places"},
-      {L"OE64\\VELA_OEMon.exe", "monitor"},
-      {L"WLM\\VELA_WLMMon.exe", "monitor"},
-      {L"Common\\win32\\vela.ptn", longFile},
-      {L"Common\\win64\\vela.ptn", "pattern"},
+      {L"Resource\\x64\\vela.res", "resource"}, {L"OL\\VELA_OLA.dll", "outlook"},
+      {L"OL\\Redemption.dll", "redemption"},    {L"OL\\same.txt", "the same file in both places"},
+      {L"Common\\win32\\vela.ptn", longFile},   {L"Common\\win64\\vela.ptn", "pattern"},
       {L"rule\\lists\\approved.lst", "nested"},
   };
   for (const Text& text : texts) {
     Plant(Source(text.name), text.content);
   }
-  if (modules_ == Modules::kAll) {
-    for (const auto& row : Fixtures::kModuleClasses) {
-      Plant(Source(FoldersOf(row.module).source) + row.module, "a module");
+  for (const Client& client : Clients()) {
+    Plant(Source(L"Resource\\common\\" + client.IniName()), "[settings]");
+    if (client.hasMonitor) {
+      Plant(Source(SourceOf(client) + client.MonitorName()), "monitor");
+    }
+    if (modules_ == Modules::kAll) {
+      for (const wchar_t* const module : client.modules) {
+        Plant(Source(SourceOf(client) + module), "a module");
+      }
     }
   }
   ::SetFileAttributesW(Source(L"rule\\lists\\approved.lst").c_str(), FILE_ATTRIBUTE_READONLY);
@@ -229,7 +215,7 @@ void FaultWorld::PlantInstalled() {
   Plant(Deleted(L"VELA_WLM\\VELA_WLM.ini"), "[WLM]");
   if (modules_ == Modules::kAll) {
     for (const auto& row : Fixtures::kModuleClasses) {
-      const std::wstring path = Deleted(FoldersOf(row.module).client) + row.module;
+      const std::wstring path = Deleted(FolderOf(row.module) + row.module);
       Plant(path, "a module");
       MakeKey(MachineKey64(std::wstring(L"Software\\Classes\\CLSID\\") + row.classId + L"\\InprocServer32"),
               {{L"", path}});
@@ -241,14 +227,18 @@ void FaultWorld::PlantInstalled() {
 
 void FaultWorld::PlantRegistry() const {
   MakeKey(MachineKey32(kProductKey), {{L"VELAEnable", 1}});
-  MakeKey(MachineKey64(kSharedKey), {{L"OL_DELAY_INST", 1}, {L"OE_DELAY_INST", 1}, {L"WLM_DELAY_INST", 1}});
+  for (const Client& client : Clients()) {
+    MakeKey(MachineKey64(kSharedKey), {{client.DelayFlag(), 1}});
+    if (client.hasMonitor) {
+      MakeKey(MachineKey64(kRunKey), {{client.shortName, L"\"old\""}});
+    }
+  }
   MakeKey(MachineKey64(L"Software\\Classes\\Outlook.Application\\CurVer"), {{L"", L"Outlook.Application.14"}});
   MakeKey(MachineKey32(std::wstring(kOffice) + L"\\14.0"));
   MakeKey(MachineKey32(std::wstring(kOffice) + L"\\14.0\\Outlook\\InstallRoot"),
           {{L"Path", std::wstring(kOfficeFolder) + L"\\"}});
   MakeKey(MachineKey64(kAddin), {{L"LoadBehavior", 3}});
   MakeKey(MachineKey64(L"Software\\Nektra\\WLMailAPi\\Plugins"), {{L"WLMAilApiCppDllClient", L"VELA_WLMA.dll"}});
-  MakeKey(MachineKey64(kRunKey), {{L"OE", L"\"old\""}, {L"WLM", L"\"old\""}});
   MakeKey(UsersKey(std::wstring(kOtherUsers[0]) + L"\\" + kAddin), {{L"LoadBehavior", 3}});
   MakeKey(UsersKey(std::wstring(kOtherUsers[1]) + L"\\Software"));
   if (!scenario_.shellOnly) {
@@ -263,7 +253,7 @@ void FaultWorld::Clear() {
       *held = INVALID_HANDLE_VALUE;
     }
   }
-  for (const wchar_t* const place : kPlaces) {
+  for (const std::wstring& place : Places()) {
     TestSupport::RemoveTree(place);
   }
   for (const wchar_t* const path : {L"Software\\OrvaneLabs", L"Software\\Nektra", kOffice}) {
@@ -282,14 +272,15 @@ void FaultWorld::Clear() {
     TestSupport::RemoveKey(UsersKey(std::wstring(user) + L"\\" + kOffice));
     TestSupport::RemoveKey(UsersKey(std::wstring(user) + L"\\Identities"));
   }
-  TestSupport::RemoveValue(MachineKey64(kRunKey), L"OE");
-  TestSupport::RemoveValue(MachineKey64(kRunKey), L"WLM");
+  for (const Client& client : Clients()) {
+    TestSupport::RemoveValue(MachineKey64(kRunKey), client.shortName);
+  }
   TestSupport::ClearPendingRenames();
 }
 
 TestSupport::FileSnapshot FaultWorld::Files() {
   TestSupport::FileSnapshot files;
-  for (const wchar_t* const place : kPlaces) {
+  for (const std::wstring& place : Places()) {
     files.Add(place, TestSupport::ToUtf8(place));
   }
   return files;

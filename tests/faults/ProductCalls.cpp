@@ -1,20 +1,31 @@
 #include "tests/faults/ProductCalls.h"
 
+#include <map>
+#include <string_view>
+
 namespace Faults {
 
 const char* NameOf(ProductCall call) {
-#define FAULTS_NAME(name) #name,
-#define FAULTS_BOUND_NAME(name, ...) #name,
-  // clang-format off
-  static constexpr const char* kNames[] = {
-      FAULTS_IMPORTED_CALLS(FAULTS_NAME)
-      FAULTS_BOUND_CALLS(FAULTS_BOUND_NAME)
-  };
-  // clang-format on
+#define FAULTS_NAME(name, ...) #name,
+  static constexpr const char* kNames[] = {FAULTS_IMPORTED_CALLS(FAULTS_NAME) FAULTS_BOUND_CALLS(FAULTS_NAME)};
 #undef FAULTS_NAME
-#undef FAULTS_BOUND_NAME
   static_assert(sizeof kNames / sizeof kNames[0] == kCallCount);
   return kNames[static_cast<int>(call)];
+}
+
+const std::vector<DWORD>* ErrorsOf(const char* function) {
+#define FAULTS_LIST(...) \
+  { __VA_ARGS__ }
+#define FAULTS_ROW(name, errors, ...) {#name, FAULTS_LIST errors},
+#define FAULTS_IMPORTED_ROW(name, errors) {#name, FAULTS_LIST errors},
+  // Here, because the first calls come before the static objects of this file are made.
+  static const std::map<std::string_view, std::vector<DWORD>> rows = {FAULTS_IMPORTED_CALLS(FAULTS_IMPORTED_ROW)
+                                                                          FAULTS_BOUND_CALLS(FAULTS_ROW)};
+#undef FAULTS_LIST
+#undef FAULTS_ROW
+#undef FAULTS_IMPORTED_ROW
+  const auto row = rows.find(function);
+  return row == rows.end() ? nullptr : &row->second;
 }
 
 }  // namespace Faults

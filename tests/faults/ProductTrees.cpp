@@ -1,32 +1,11 @@
 #include "tests/faults/ProductTrees.h"
 
 #include <cwchar>
-#include <string>
+
+#include "tests/support/Clients.h"
 
 namespace Faults {
 namespace {
-
-// Everything below these, and they themselves.
-constexpr std::wstring_view kTrees[] = {
-    L"C:\\VelaFaults\\dest",
-    L"C:\\ProgramData\\Orvane Labs",
-    L"C:\\windows\\Temp\\QRTX_Debug",
-    // The Windows folder stands in where the data folder of all users cannot be had.
-    L"C:\\windows\\Orvane Labs",
-    // A level of the per-user tree that cannot be made sends the next ones below the root.
-    L"C:\\ProgramData\\OL",
-    L"C:\\ProgramData\\OE",
-    L"C:\\ProgramData\\WLM",
-    L"C:\\ProgramData\\Users",
-    L"C:\\ProgramData\\log",
-    L"C:\\ProgramData\\{0B3E2C77-1DE5-4A5E-9C35-000000000001}",
-    L"C:\\windows\\OL",
-    L"C:\\windows\\OE",
-    L"C:\\windows\\WLM",
-    L"C:\\windows\\Users",
-    L"C:\\windows\\log",
-    L"C:\\windows\\{0B3E2C77-1DE5-4A5E-9C35-000000000001}",
-};
 
 // Files of Outlook that the product deletes.
 constexpr std::wstring_view kCacheFile = L"\\Microsoft\\Outlook\\Extend.dat";
@@ -42,8 +21,30 @@ bool EndsWith(std::wstring_view text, std::wstring_view end) {
 
 }  // namespace
 
+const std::vector<std::wstring>& ProductTrees() {
+  static const std::vector<std::wstring> trees = [] {
+    // The Windows folder takes the place of the data folder of all users where that cannot be had.
+    const std::wstring roots[] = {L"C:\\ProgramData\\", L"C:\\windows\\"};
+    std::vector<std::wstring> places = {kDestinationFolder};
+    for (const std::wstring& root : roots) {
+      places.push_back(root + L"Orvane Labs");
+      // A level of the per-user tree that cannot be made sends the next ones below the root.
+      for (const std::wstring level : {L"Users", L"log", kIdentity}) {
+        places.push_back(root + level);
+      }
+      for (const TestSupport::Client& client : TestSupport::Clients()) {
+        places.push_back(root + client.shortName);
+      }
+    }
+    return places;
+  }();
+  return trees;
+}
+
 bool LiesInProductTrees(std::wstring_view path) {
-  for (const std::wstring_view tree : kTrees) {
+  std::vector<std::wstring> trees = ProductTrees();
+  trees.emplace_back(L"C:\\windows\\Temp\\QRTX_Debug");
+  for (const std::wstring& tree : trees) {
     if (StartsWith(path, tree) && (path.size() == tree.size() || path[tree.size()] == L'\\')) {
       return true;
     }

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <cwchar>
 
-#include "tests/faults/DocumentedErrors.h"
 #include "tests/faults/ProductTrees.h"
 #include "tests/fixtures/OwnFiles.h"
 
@@ -109,7 +108,7 @@ bool SubjectRun::Begins(ProductCall call, const void* returnAddress, bool change
                         TestSupport::FailureReturn& failure) {
   const std::vector<DWORD>* const errors = ErrorsOf(NameOf(call));
   if (errors == nullptr) {
-    GiveUp((std::string("DocumentedErrors.cpp does not know how ") + NameOf(call) + " fails").c_str());
+    GiveUp((std::string("ProductCalls.h does not say how ") + NameOf(call) + " fails").c_str());
   }
   current_ = {call, returnAddress, changes ? ++changes_ : 0};
   if (changes && order_ == Order::kDieBefore && changes_ == number_) {
