@@ -27,10 +27,10 @@ void RunRegistration(const std::wstring& commandLine) {
   if (::GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES) {
     return;
   }
-  for (const auto& row : Fixtures::kModuleClasses) {
+  for (const auto& row : Fixtures::ModuleClasses()) {
     const std::wstring key = std::wstring(L"Software\\Classes\\CLSID\\") + row.classId;
     const std::wstring server = key + L"\\InprocServer32";
-    if (::_wcsicmp(path.substr(path.rfind(L'\\') + 1).c_str(), row.module) != 0) {
+    if (::_wcsicmp(path.substr(path.rfind(L'\\') + 1).c_str(), row.module.c_str()) != 0) {
       continue;
     }
     if (commandLine.compare(0, first, L"regsvr32.exe /u /s ") == 0) {

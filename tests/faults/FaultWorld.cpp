@@ -214,7 +214,7 @@ void FaultWorld::PlantInstalled() {
   ::SetFileAttributesW(Deleted(L"VELA_OL\\rule\\lists\\approved.lst").c_str(), FILE_ATTRIBUTE_READONLY);
   Plant(Deleted(L"VELA_WLM\\VELA_WLM.ini"), "[WLM]");
   if (modules_ == Modules::kAll) {
-    for (const auto& row : Fixtures::kModuleClasses) {
+    for (const auto& row : Fixtures::ModuleClasses()) {
       const std::wstring path = Deleted(FolderOf(row.module) + row.module);
       Plant(path, "a module");
       MakeKey(MachineKey64(std::wstring(L"Software\\Classes\\CLSID\\") + row.classId + L"\\InprocServer32"),
@@ -261,7 +261,7 @@ void FaultWorld::Clear() {
     TestSupport::RemoveKey(MachineKey32(path));
   }
   TestSupport::RemoveKey(MachineKey64(L"Software\\Classes\\Outlook.Application"));
-  for (const auto& row : Fixtures::kModuleClasses) {
+  for (const auto& row : Fixtures::ModuleClasses()) {
     TestSupport::RemoveKey(MachineKey64(std::wstring(L"Software\\Classes\\CLSID\\") + row.classId));
     TestSupport::RemoveKey(MachineKey64(std::wstring(L"Software\\Classes\\") + row.programId));
   }
@@ -292,7 +292,7 @@ TestSupport::RegistrySnapshot FaultWorld::Registry() {
     registry.Add(HKEY_LOCAL_MACHINE, path, KEY_WOW64_64KEY);
     registry.Add(HKEY_LOCAL_MACHINE, path, KEY_WOW64_32KEY);
   }
-  for (const auto& row : Fixtures::kModuleClasses) {
+  for (const auto& row : Fixtures::ModuleClasses()) {
     registry.Add(HKEY_LOCAL_MACHINE, std::wstring(L"Software\\Classes\\CLSID\\") + row.classId, KEY_WOW64_64KEY);
   }
   for (const wchar_t* const user : {kOtherUsers[0], kOtherUsers[1]}) {

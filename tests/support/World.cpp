@@ -86,7 +86,7 @@ void World::CleanUp() {
       RemoveKey(place);
     }
   }
-  for (const auto& row : Fixtures::kModuleClasses) {
+  for (const auto& row : Fixtures::ModuleClasses()) {
     RemoveKey(MachineKey64(std::wstring(L"Software\\Classes\\CLSID\\") + row.classId));
     RemoveKey(MachineKey64(std::wstring(L"Software\\Classes\\") + row.programId));
   }
@@ -378,12 +378,12 @@ void World::CarryOutPendingRenames() {
 
 Lines World::RegisteredModules() const {
   Lines modules;
-  for (const auto& row : Fixtures::kModuleClasses) {
+  for (const auto& row : Fixtures::ModuleClasses()) {
     const std::wstring key = std::wstring(L"Software\\Classes\\CLSID\\") + row.classId + L"\\InprocServer32";
     wchar_t path[1024] = {};
     LONG size = sizeof path;  // bytes
     if (::RegQueryValueW(HKEY_LOCAL_MACHINE, key.c_str(), path, &size) == ERROR_SUCCESS) {
-      modules.push_back(ToUtf8(std::wstring(row.module) + L" " + path));
+      modules.push_back(ToUtf8(row.module + L" " + path));
     }
   }
   return modules;
