@@ -80,7 +80,8 @@ TEST_CASE("a client that runs keeps its monitor, where it has one and Windows ha
       programs.emplace_back(world.ProcessOf(client), client.hasMonitor && world.Handles(client));
     }
     for (const auto& [program, keeps] : programs) {
-      CAPTURE(TestSupport::ToUtf8(program));
+      const std::string name = TestSupport::ToUtf8(program);
+      CAPTURE(name);
       World world;
       SwitchedOn(world, version).WithRunning(program);
       WaitingMonitor monitor;
@@ -110,15 +111,6 @@ TEST_CASE("without the machine's add-in key the users' stay as they are, and the
   SwitchedOn(world);
   TestSupport::RemoveKey(MachineKey64(kAddinKey));
   CheckRun("off: no add-in key of the machine", plain, Told(Disable(world)));
-}
-
-TEST_CASE("keys that may only be read keep what they hold, and each client is told") {
-  const Lines& plain = PlainDisable();
-  World world;
-  SwitchedOn(world)
-      .WithAccess(MachineKey64(kAddinKey), kReadOnlyAccess)
-      .WithAccess(MachineKey64(kRunKey), kReadOnlyAccess);
-  CheckRun("off: keys that may only be read", plain, Told(Disable(world)));
 }
 
 TEST_CASE("a product's key that is missing or may only be read is told behind the switch") {

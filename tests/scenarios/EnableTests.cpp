@@ -183,14 +183,6 @@ TEST_CASE("a session without a token is stood in for by who runs Explorer.exe; t
   CHECK(world.MonitorStart(MonitorPath(Clients().back()))[0] == "root");
 }
 
-TEST_CASE("keys that may only be read are told value by value, and do not keep filtering from being on") {
-  const Lines& plain = PlainEnable();
-  World world;
-  SetUp(world).WithKey(MachineKey64(kAddinKey)).WithAccess(MachineKey64(kAddinKey), kReadOnlyAccess);
-  world.WithAccess(MachineKey64(kRunKey), kReadOnlyAccess);
-  CheckRun("keys that may only be read", plain, Told(Enable(world)));
-}
-
 TEST_CASE("a link that somebody put among the user's folders leads nowhere") {
   const Lines& plain = PlainEnable();
   const std::wstring target = L"C:\\VelaTest\\precious";

@@ -101,21 +101,4 @@ TEST_CASE("a regsvr32.exe that hangs is left behind after three seconds") {
   CheckRun("regsvr32.exe hangs", plain, Told(outcome));
 }
 
-TEST_CASE("keys of the add-in and of the plug-in list that may only be read") {
-  const std::wstring user = L"S-1-5-21-1-2-3-1001";
-  const std::pair<const char*, TestSupport::KeyPlace> rows[] = {
-      {"the plug-in list may only be read", TestSupport::MachineKey64(L"Software\\Nektra\\WLMailAPi\\Plugins")},
-      {"the machine's add-in key may only be read", TestSupport::MachineKey64(kAddinKey)},
-      {"a user's add-in key may only be read", TestSupport::UsersKey(user + L"\\" + kAddinKey)}};
-  const Lines& plain = PlainInstall();
-  for (const auto& [title, key] : rows) {
-    World world;
-    WithSource(world);
-    if (key.hive == HKEY_USERS) {
-      world.WithUserHive(user);
-    }
-    CheckRun(title, plain, Told(Install(world.WithKey(key).WithAccess(key, TestSupport::kReadOnlyAccess))));
-  }
-}
-
 }  // namespace

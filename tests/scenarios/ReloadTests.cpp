@@ -119,7 +119,8 @@ TEST_CASE("Windows Mail counts on Windows Vista only, and Outlook Express everyw
                                          {L"winmail.exe", WindowsVersion::kXp64},
                                          {L"winmail.exe", WindowsVersion::kWindows7},
                                          {L"winmail.exe", WindowsVersion::kWindows8}}) {
-    CAPTURE(TestSupport::ToUtf8(program));
+    const std::string name = TestSupport::ToUtf8(program);
+    CAPTURE(name);
     const Lines& plain = PlainReload(version);
     World world;
     world.OnWindows(version).WithRunning(program).WithEvent(kExpressEvent);

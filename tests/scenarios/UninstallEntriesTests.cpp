@@ -82,46 +82,6 @@ TEST_CASE("plain files and folders") {
   CHECK(Exists(kCommonBase + L"Another product\\settings.txt"));
 }
 
-TEST_CASE("read-only, hidden and system files, and hidden folders") {
-  World world;
-  MakeFolders(world);
-  constexpr DWORD kAttributes[] = {FILE_ATTRIBUTE_READONLY, FILE_ATTRIBUTE_HIDDEN, FILE_ATTRIBUTE_SYSTEM,
-                                   FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM};
-  for (const std::wstring& folder : {kProduct + L"\\VELA_OE\\", kCommonBase + L"WLM\\Users\\"}) {
-    for (const DWORD attributes : kAttributes) {
-      const std::wstring file = folder + std::to_wstring(attributes) + L".txt";
-      world.WithFile(file, "content");
-      REQUIRE(::SetFileAttributesW(file.c_str(), attributes));
-    }
-    world.WithFile(folder + L"hidden\\a.txt");
-    REQUIRE(::SetFileAttributesW((folder + L"hidden").c_str(), FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM));
-  }
-  CheckAllGone(world);
-}
-
-TEST_CASE("32 levels of folders") {
-  World world;
-  MakeFolders(world);
-  for (const std::wstring& root : {kProduct, kCommonBase + L"VELA_common"}) {
-    std::wstring folder = root;
-    for (int level = 1; level <= 32; ++level) {
-      folder += L"\\" + std::to_wstring(level);
-      world.WithFile(folder + L"\\a.txt", "content");
-    }
-  }
-  CheckAllGone(world);
-}
-
-TEST_CASE("names of the greatest length") {
-  // Longer than what many programs can name.
-  World world;
-  MakeFolders(world);
-  const std::wstring name(200, L'n');
-  world.WithFile(kProduct + L"\\" + name + L"\\" + name + L"\\" + std::wstring(251, L'f') + L".txt", "content");
-  world.WithFile(kCommonBase + L"OL\\Users\\" + std::wstring(255, L'f'), "content");
-  CheckAllGone(world);
-}
-
 // A file that only the long form of its path can name, with its folders.
 void MakeHidden(const std::wstring& path) {
   for (std::size_t end = path.find(L'\\', 3); end != std::wstring::npos; end = path.find(L'\\', end + 1)) {
@@ -132,29 +92,40 @@ void MakeHidden(const std::wstring& path) {
   ::CloseHandle(file);
 }
 
-TEST_CASE("names and depths that only the long form of a path can tell, as any user can make them") {
+TEST_CASE("entries with odd attributes, deep, and with names of any length and script") {
   World world;
   MakeFolders(world);
-  std::wstring deep = kCommonBase + L"WLM\\Users\\log";
-  for (int level = 0; level < 12; ++level) {
-    deep += L"\\" + std::wstring(100, L'd');
-  }
-  MakeHidden(deep + L"\\a.log");
-  for (const wchar_t* const name : {L"nul.txt", L"CON", L"dot.", L"blank ", L"com1 .log", L"...."}) {
-    MakeHidden(kCommonBase + L"OL\\Users\\log\\" + name);
-    MakeHidden(kProduct + L"\\VELA_OL\\below\\" + name + L"\\" + name);
-  }
-  CheckAllGone(world);
-}
-
-TEST_CASE("names in any script") {
-  // The log tells of no entry by its name, so it holds in every code page.
-  World world;
-  MakeFolders(world);
-  for (const wchar_t* const name : {L"\u65E5\u672C\u8A9E", L"\u0416\u0443\u043A", L"e\u0301", L"\U0001F4E7 mail",
-                                    L"a.b.c", L".hidden", L"#%&'()+,;=@[]^_`{}~", L" leading blank"}) {
-    world.WithFile(kProduct + L"\\VELA_WLM\\" + name + L"\\" + name + L".txt", "content");
-    world.WithFile(kCommonBase + L"OE\\Users\\" + name, "content");
+  // In folders of the product and of its data, which any user can fill.
+  for (const std::wstring& root : {kProduct + L"\\VELA_OE\\", kCommonBase + L"WLM\\Users\\"}) {
+    constexpr DWORD kAll = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
+    for (const DWORD attributes : {DWORD{FILE_ATTRIBUTE_READONLY}, DWORD{FILE_ATTRIBUTE_HIDDEN}, kAll}) {
+      const std::wstring file = root + std::to_wstring(attributes) + L".txt";
+      world.WithFile(file, "content");
+      REQUIRE(::SetFileAttributesW(file.c_str(), attributes));
+    }
+    world.WithFile(root + L"hidden\\a.txt");
+    REQUIRE(::SetFileAttributesW((root + L"hidden").c_str(), FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM));
+    std::wstring folder = root + L"deep";
+    for (int level = 1; level <= 32; ++level) {
+      folder += L"\\" + std::to_wstring(level);
+      world.WithFile(folder + L"\\a.txt", "content");
+    }
+    // Longer than what many programs can name.
+    const std::wstring name(200, L'n');
+    world.WithFile(root + name + L"\\" + name + L"\\" + std::wstring(255, L'f'), "content");
+    std::wstring deep = root + L"log";
+    for (int level = 0; level < 12; ++level) {
+      deep += L"\\" + std::wstring(100, L'd');
+    }
+    MakeHidden(deep + L"\\a.log");
+    for (const wchar_t* const odd : {L"nul.txt", L"CON", L"dot.", L"blank ", L"com1 .log", L"...."}) {
+      MakeHidden(root + L"odd\\" + odd + L"\\" + odd);
+    }
+    // The log tells of no entry by its name, so it holds in every code page.
+    for (const wchar_t* const text : {L"\u65E5\u672C\u8A9E", L"\u0416\u0443\u043A", L"e\u0301", L"\U0001F4E7 mail",
+                                      L"a.b.c", L".hidden", L"#%&'()+,;=@[]^_`{}~", L" leading blank"}) {
+      world.WithFile(root + text + L"\\" + text + L".txt", "content");
+    }
   }
   CheckAllGone(world);
 }

@@ -91,27 +91,6 @@ TEST_CASE("the monitor of a client that this Windows has no more is no longer st
   CheckRun("a monitor of an older Windows", plain, Told(Uninstall(world)));
 }
 
-TEST_CASE("a running client keeps its modules and its monitor, and Outlook neither") {
-  for (const WindowsVersion version : {WindowsVersion::kXp64, WindowsVersion::kVista}) {
-    const Lines& plain = PlainUninstall(version);
-    for (const Client& client : Clients()) {
-      World world;
-      Installed(world, version).WithRunning(world.ProcessOf(client));
-      CheckRun(TestSupport::ToUtf8(client.shortName) + " runs", plain, Told(Uninstall(world)));
-    }
-  }
-}
-
-TEST_CASE("the mail program of another Windows is not looked at") {
-  for (const auto& [version, program] : {std::pair{WindowsVersion::kVista, L"msimn.exe"},
-                                         {WindowsVersion::kXp64, L"winmail.exe"},
-                                         {WindowsVersion::kWindows7, L"winmail.exe"}}) {
-    const Lines& plain = PlainUninstall(version);
-    World world;
-    CHECK_LINES(Told(Uninstall(Installed(world, version).WithRunning(program))), (plain));
-  }
-}
-
 TEST_CASE("regsvr32.exe that cannot be started stops nothing") {
   const Lines& plain = PlainUninstall();
   for (const bool missing : {true, false}) {
@@ -130,23 +109,6 @@ TEST_CASE("a module that takes too long is told of and waited for no more") {
   CheckRun("regsvr32.exe takes too long", plain, Told(outcome));
   CHECK(outcome.milliseconds >= 3000);
   CHECK(world.RegistrationCalls().size() == 10);
-}
-
-TEST_CASE("a user without a token at the console: the flag is 0, and the removal goes on") {
-  const Lines& plain = PlainUninstall();
-  World world;
-  // Without this library no session gives out its user; and no shell runs here to take the user from.
-  Installed(world).WithKey(
-      {HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\VELAutil.exe\\DllOverrides", KEY_WOW64_64KEY},
-      {{L"wtsapi32", L""}});
-  CheckRun("nobody at the console", plain, Told(Uninstall(world)));
-}
-
-TEST_CASE("Run values that may not be deleted are a warning, and stay") {
-  const Lines& plain = PlainUninstall();
-  World world;
-  Installed(world).WithAccess(MachineKey64(kRunKey), TestSupport::kReadOnlyAccess);
-  CheckRun("Run values that may only be read", plain, Told(Uninstall(world)));
 }
 
 }  // namespace

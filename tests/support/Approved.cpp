@@ -17,7 +17,6 @@ namespace {
 
 constexpr char kTitle[] = "##### ";
 constexpr char kBlank[] = "\xC2\xB7";  // a middle dot
-constexpr std::size_t kLongGroup = 4;
 
 std::wstring Variable(const wchar_t* name) {
   wchar_t value[1024] = {};
@@ -154,12 +153,11 @@ Lines Changes(const Lines& plain, const Lines& run) {
       before.push_back(missing.front());
       changes.push_back("-" + Numbered(before));
       before.insert(before.end(), missing.begin() + 1, missing.end());
-      if (missing.size() > kLongGroup) {
-        changes.push_back("- [" + std::to_string(missing.size() - 2) + " more]");
-        missing.erase(missing.begin() + 1, missing.end() - 1);
+      if (missing.size() == 2) {
+        changes.push_back("-" + missing.back());
+      } else if (missing.size() > 2) {
+        changes.push_back("- [" + std::to_string(missing.size() - 1) + " more]");
       }
-      std::transform(missing.begin() + 1, missing.end(), std::back_inserter(changes),
-                     [](const std::string& text) { return "-" + text; });
     } else if (!added.empty() && !before.empty()) {
       changes.push_back(" " + Numbered(before));
     }
