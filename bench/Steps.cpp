@@ -35,7 +35,7 @@ int Stamp(const std::wstring& folder) {
 }
 
 int Register(const std::wstring& folder) {
-  for (const Fixtures::ModuleClass& row : Fixtures::kModuleClasses) {
+  for (const Fixtures::ModuleClass& row : Fixtures::ModuleClasses()) {
     if (!VELAUtility::RegisterComModule(folder + L"\\" + row.module)) {
       return 1;
     }
