@@ -23,7 +23,7 @@ bool VELA_DeActivateOL(const std::wstring& installPath, DWORD sessionId, const s
 bool VELA_DeActivateOE(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
 bool VELA_DeActivateWLM(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
 
-// The same for any client that has a monitor.
+// The same for any client that has a monitor, and for no other.
 bool ActivateMonitor(MailClient client, const std::wstring& installPath, const std::wstring& userSid);
 bool DeactivateMonitor(MailClient client);
 

@@ -21,7 +21,7 @@ long long Microseconds(LARGE_INTEGER from, LARGE_INTEGER to) {
   return (to.QuadPart - from.QuadPart) * 1000000 / frequency.QuadPart;
 }
 
-void Run(const std::string& program, std::string& commandLine, DWORD limit, HANDLE nul) {
+void Run(const std::string& program, char* commandLine, DWORD limit, HANDLE nul) {
   STARTUPINFOA startup = {};
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESTDHANDLES;
@@ -30,8 +30,7 @@ void Run(const std::string& program, std::string& commandLine, DWORD limit, HAND
   LARGE_INTEGER started = {};
   LARGE_INTEGER ended = {};
   ::QueryPerformanceCounter(&started);
-  if (!::CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, "C:\\", &startup,
-                        &child)) {
+  if (!::CreateProcessA(program.c_str(), commandLine, nullptr, nullptr, TRUE, 0, nullptr, "C:\\", &startup, &child)) {
     std::printf("refused %lu 0\n", ::GetLastError());
     return;
   }
@@ -71,7 +70,7 @@ int wmain() {
     if (!(order >> limit).ignore() || !std::getline(order, program, '|') || !std::getline(order, commandLine)) {
       return 2;
     }
-    Run(program, commandLine, limit, nul);
+    Run(program, commandLine.data(), limit, nul);
     std::fflush(stdout);
   }
   return 0;

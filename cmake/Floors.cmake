@@ -3,8 +3,8 @@
 # vela_library(<name> FILES <header and source, without ending>... USES <library>...)
 #
 # A library uses what stands above it in this file, so there can be no circle. tests/build/check_floors.py holds the
-# includes to it: a file includes only files of its own library, and of those that its library uses. Names are prefixed
-# because "install" is one that CMake keeps for itself.
+# includes to it: a file includes only files of its own library, and of those that its library uses, directly or through
+# another. Names are prefixed because "install" is one that CMake keeps for itself.
 function(vela_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "FILES;USES")
   set(_sources "")

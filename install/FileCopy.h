@@ -15,8 +15,8 @@ namespace VELAUtility {
 //
 // 0 if every folder was made and every file copied or scheduled. 0 also if a path is empty, if the source cannot be
 // listed, and if a file could be neither copied nor scheduled (which ends its folder only). Otherwise the Windows error
-// code of the missing destination or of the folder that could not be made. Everything is logged except a source that
-// cannot be listed.
+// code of the missing destination or of the folder that could not be made. What is copied, scheduled or fails is
+// logged, except a source that cannot be listed.
 DWORD CopyFolderTree(const std::wstring& source, const std::wstring& destination, int* rebootNeeded, int moveAtRestart);
 
 // Copies one file with its times and attributes. A destination whose last-write time equals the source's is up to date

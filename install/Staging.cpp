@@ -33,7 +33,7 @@ constexpr StagedClient kStagedClients[] = {
     {MailClient::kWindowsLiveMail, Trees::k32Bit, L"SHCreateDirectoryEx create VELA_WLM folder fail !",
      L"Fail to copy VELA_WLM.ini !", L"VELAUtility::PreInstallVELA_WLM(), Ret: "},
 };
-static_assert(HasEveryClient(kStagedClients));
+static_assert(StandInOrder(kStagedClients) && HasEveryClient(kStagedClients));
 
 // Makes the folder and its missing parents; true also where it exists.
 bool MakeFolder(const std::wstring& folder) {

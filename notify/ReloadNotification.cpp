@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <string>
+
 #include "Common/OrCommon/OrComn_Handles.h"
 #include "cli/RunLog.h"
 #include "settings/MailClients.h"
@@ -24,10 +26,11 @@ constexpr Notification kNotifications[] = {
     {MailClient::kWindowsLiveMail, L"[VELAUtility::NotifyReloadVELAEngine] WLM has been notified.",
      L"Fail to OpenEvent() for VELA_SHADOW_UPDATE_EVENT_WLM! ErrCode:"},
 };
-static_assert(HasEveryClient(kNotifications));
+static_assert(StandInOrder(kNotifications) && HasEveryClient(kNotifications));
 
 bool Notify(const Notification& notification) {
-  OrCommon::KernelHandle event(::CreateEventW(nullptr, TRUE, FALSE, UpdateEventOf(notification.client).c_str()));
+  const std::wstring name = UpdateEventOf(notification.client);
+  OrCommon::KernelHandle event(::CreateEventW(nullptr, TRUE, FALSE, name.c_str()));
   if (!event) {
     RunLog::Error() << notification.failure << ::GetLastError();
     return false;

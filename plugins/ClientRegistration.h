@@ -13,7 +13,8 @@ namespace VELAUtility {
 // is registered as if `enable` were false.
 void RegisterClient(MailClient client, const std::wstring& clientFolder, bool enable);
 
-// Takes the plug-in of `client` off. The log says where the client runs; Outlook Express keeps its modules then.
+// Takes the plug-in of `client` off. If the client runs the log says so; Outlook Express then keeps its plug-in, and
+// Windows Live Mail its modules.
 void UnregisterClient(MailClient client, const std::wstring& clientFolder);
 
 }  // namespace VELAUtility

@@ -15,7 +15,8 @@ bool DeleteOutlookAddinKeyForAllUsers(const std::wstring& addinKey, const std::w
                                       const std::wstring& name);
 
 // Deletes every user's "Extend.dat", in which Outlook caches its extensions; Outlook makes it anew. Skips a file whose
-// path has a reparse point from the profile folder on: the user may have made it, and it may lead to any file.
+// path has a reparse point from the profile folder on, except the system's own "Application Data": the user may have
+// made it, and it may lead to any file.
 void DeleteOutlookExtendDat();
 
 }  // namespace VELAUtility

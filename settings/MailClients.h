@@ -1,5 +1,5 @@
-// The mail clients that the product plugs into. This table says what a client is; the tables of the steps hold only
-// their texts and their order.
+// The mail clients that the product plugs into. This table says what a client is; the tables of the steps hold what
+// they do about it, their texts and their order.
 #pragma once
 
 #include <cstddef>
@@ -79,7 +79,7 @@ constexpr int RowsOf(MailClient client, const Row (&table)[kRows]) noexcept {
   return rows;
 }
 
-// The client's row of a table that has one.
+// The client's row of a table that has one: check that by HasEveryClient or HasEveryMonitor.
 template <class Row, std::size_t kRows>
 constexpr const Row& RowOf(MailClient client, const Row (&table)[kRows]) noexcept {
   std::size_t index = 0;

@@ -10,8 +10,8 @@ std::wstring WithBackslash(std::wstring_view folder) {
   return path;
 }
 
-std::wstring WithTrailingBackslash(std::wstring folder) {
-  return folder.empty() ? folder : WithBackslash(folder);
+std::wstring WithTrailingBackslash(std::wstring_view folder) {
+  return folder.empty() ? std::wstring() : WithBackslash(folder);
 }
 
 std::wstring Join(std::wstring_view folder, std::wstring_view name) {
@@ -19,7 +19,7 @@ std::wstring Join(std::wstring_view folder, std::wstring_view name) {
 }
 
 std::wstring GetBaseFolder(std::wstring_view root) {
-  return WithTrailingBackslash(std::wstring(root)) + L"Orvane Labs\\";
+  return WithTrailingBackslash(root) + L"Orvane Labs\\";
 }
 
 std::wstring ClientFolder(std::wstring_view baseFolder, MailClient client) {

@@ -12,7 +12,7 @@ namespace ProductFolders {
 std::wstring WithBackslash(std::wstring_view folder);
 
 // The same, but an empty path stays empty, and so stays relative.
-std::wstring WithTrailingBackslash(std::wstring folder);
+std::wstring WithTrailingBackslash(std::wstring_view folder);
 
 // `folder`, one backslash unless it ends in one, and `name`.
 std::wstring Join(std::wstring_view folder, std::wstring_view name);

@@ -24,9 +24,9 @@ struct ProductData {
 
 // Why `folder` must not be deleted; ERROR_SUCCESS if it may be.
 //
-// Refuse a folder below %ProgramData%\Orvane Labs if that is a reparse point: any user can create it, and its target is
-// not the product's. Refuse it also if the system cannot name %ProgramData%: the path is then relative to the current
-// folder, where the files are anybody's.
+// Refuse a folder below "Orvane Labs" in the common data folder if that is a reparse point: any user can create it, and
+// its target is not the product's. Refuse it also if the system can name no common data folder: the path is then
+// relative to the current folder, where the files are anybody's.
 DWORD RefusalOf(const std::wstring& folder, const ProductData& data) {
   if (data.commonData.empty()) {
     return folder.compare(0, data.folder.size(), data.folder) == 0 ? ERROR_PATH_NOT_FOUND : ERROR_SUCCESS;
@@ -36,9 +36,9 @@ DWORD RefusalOf(const std::wstring& folder, const ProductData& data) {
   return isBehindLink ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
 }
 
-// Removes the emptied folder, or schedules that for the next restart. Before that the folders above it are closed, but
-// not for a folder that is missing: its name is the product's own, so a deletion that is diverted finds nothing of
-// value under that name, and other products need the folders above as they are.
+// Removes the emptied folder, or schedules that for the next restart. Before that it is closed, with the folders
+// above it in the common data folder, but not if it is missing: its name is the product's own, so a deletion that is
+// diverted finds nothing of value under that name, and other products need the folders above as they are.
 void RemoveFolder(const std::wstring& folder, ProductData& data) {
   const std::wstring full = File::FullPath(folder);
   const std::wstring path = File::SystemPath(full);

@@ -36,8 +36,8 @@ using MayWait = std::function<bool(const std::wstring& path)>;
 // `folder` itself is one, it counts as empty and is left to the caller.
 //
 // True, and `error` (may be null) 0, if every folder could be listed: a scheduled entry is no failure. Otherwise false;
-// then `error` is the code of the last failed listing that no later success replaced, or ERROR_BAD_ARGUMENTS for an
-// empty path.
+// then `error` is the code of the last failed listing that no later success replaced, ERROR_BAD_ARGUMENTS for an
+// empty path, or the code of a refused look at `folder` itself.
 bool DeleteAllFiles(const std::wstring& folder, int& restartNeeded, DWORD* error, const MayWait& mayWait = {});
 
 }  // namespace OrCommon::Storage::File

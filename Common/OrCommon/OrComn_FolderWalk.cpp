@@ -6,7 +6,7 @@ namespace OrCommon::Storage::File {
 
 FolderEntries::FolderEntries(const std::wstring& pattern, WIN32_FIND_DATAW& entry)
     : search_(::FindFirstFileW(pattern.c_str(), &entry)) {
-  isFresh_ = static_cast<bool>(search_);
+  isFresh_ = IsListed();
   error_ = isFresh_ ? ERROR_SUCCESS : ::GetLastError();
 }
 
@@ -26,7 +26,7 @@ void FolderWalk::Fail() noexcept {
 
 bool FolderWalk::Enter() {
   FolderEntries entries(SystemPath(WithSeparator(path_) + pattern_), entry_);
-  if (entries.Error() != ERROR_SUCCESS) {
+  if (!entries.IsListed()) {
     error_ = entries.Error();
     Fail();
     return false;

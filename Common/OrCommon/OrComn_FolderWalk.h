@@ -21,7 +21,8 @@ class FolderEntries {
   // `pattern`: the folder's path, a separator and a pattern that matches every name. `entry` receives the first entry.
   FolderEntries(const std::wstring& pattern, WIN32_FIND_DATAW& entry);
 
-  // ERROR_SUCCESS, or why the folder could not be listed; it then has no entries.
+  // False if the folder cannot be listed; Error() says why, and it has no entries.
+  bool IsListed() const noexcept { return static_cast<bool>(search_); }
   DWORD Error() const noexcept { return error_; }
 
   // Puts the next entry into `entry`, the same object as given to the constructor. False after the last one.

@@ -85,7 +85,8 @@ Lines CellsOf(const std::string& list) {
   std::istringstream names(list);
   for (std::string name; names >> name;) {
     const std::size_t before = cells.size();
-    for (const std::string system : kSystems) {
+    for (const char* const row : kSystems) {
+      const std::string system = row;
       for (const char* const codePage : {".1252", ".932"}) {
         if (name == system || name == system + codePage) {
           cells.push_back(system + codePage);

@@ -68,7 +68,7 @@ class Closings {
 TEST_CASE_TEMPLATE("an owner closes what it owns once, and nothing it does not own", Case, EVERY_OWNER) {
   using Owner = typename Case::Owner;
   const Closings<Case> closings;
-  const auto closed = [&](std::vector<ULONG_PTR> numbers) {
+  const auto closed = [&](const std::vector<ULONG_PTR>& numbers) {
     std::vector<typename Owner::Type> wanted;
     for (const ULONG_PTR number : numbers) {
       wanted.push_back(Made<Case>(number));

@@ -17,7 +17,6 @@ namespace {
 
 constexpr wchar_t kInstallPath[] = L"C:\\Program Files\\VELA";
 constexpr char kAddin[] = "Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent\\";
-constexpr char kRun[] = "Software\\Microsoft\\Windows\\CurrentVersion\\Run\\";
 constexpr char kIdLine[] = "LOG_INFO : GetCurrentUserID - szSidString: S-1-5-21-1-2-3-1001 strCurrentUserID:{ID}";
 
 void GiveIdentity() {

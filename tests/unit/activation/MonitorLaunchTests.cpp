@@ -70,13 +70,14 @@ struct NoUser {
 };
 
 TEST_CASE("without a user to start a monitor for nothing is started, nothing is said and nothing is wrong") {
-  for (const NoUser& row :
-       {NoUser{"no session can be asked for",
-               [](ConsoleSession& session) { session.missingEntries = {"WTSGetActiveConsoleSessionId"}; }},
-        NoUser{"neither a token nor a shell", [](ConsoleSession& session) { session.tokenError = ERROR_NO_TOKEN; }},
-        NoUser{"no environment block", [](ConsoleSession& session) { session.createBlockError = ERROR_ACCESS_DENIED; }},
-        NoUser{"no library for the environment block",
-               [](ConsoleSession& session) { session.missingLibraries = {L"userenv.dll"}; }}}) {
+  const NoUser rows[] = {
+      {"no session can be asked for",
+       [](ConsoleSession& session) { session.missingEntries = {"WTSGetActiveConsoleSessionId"}; }},
+      {"neither a token nor a shell", [](ConsoleSession& session) { session.tokenError = ERROR_NO_TOKEN; }},
+      {"no environment block", [](ConsoleSession& session) { session.createBlockError = ERROR_ACCESS_DENIED; }},
+      {"no library for the environment block",
+       [](ConsoleSession& session) { session.missingLibraries = {L"userenv.dll"}; }}};
+  for (const NoUser& row : rows) {
     CAPTURE(row.name);
     ConsoleSession session;
     row.prepare(session);

@@ -115,24 +115,21 @@ struct NoProfile {
 };
 
 TEST_CASE("where a profile cannot be loaded the thread is itself again, and the rest is given back") {
-  for (const NoProfile& row :
-       {NoProfile{"no user", [](ConsoleSession& session) { session.tokenError = ERROR_NO_TOKEN; }, "",
-                  "WTSQueryUserToken 3"},
-        NoProfile{"an identity that may not be taken",
-                  [](ConsoleSession& session) { session.impersonateError = ERROR_ACCESS_DENIED; }, "token",
-                  "RevertToSelf"},
-        NoProfile{"no environment block",
-                  [](ConsoleSession& session) { session.createBlockError = ERROR_ACCESS_DENIED; }, "token",
-                  "RevertToSelf"},
-        NoProfile{"no library for either", [](ConsoleSession& session) { session.missingLibraries = {L"userenv.dll"}; },
-                  "token", "WTSQueryUserToken 3"},
-        NoProfile{"no name", [](ConsoleSession& session) { session.nameError = ERROR_NOT_LOGGED_ON; }, "token",
-                  "RevertToSelf"},
-        NoProfile{"a profile that is refused",
-                  [](ConsoleSession& session) { session.loadProfileError = ERROR_PRIVILEGE_NOT_HELD; }, "token",
-                  "LoadUserProfileW token"},
-        NoProfile{"no function for it", [](ConsoleSession& session) { session.missingEntries = {"LoadUserProfileW"}; },
-                  "token", "RevertToSelf"}}) {
+  const NoProfile rows[] = {
+      {"no user", [](ConsoleSession& session) { session.tokenError = ERROR_NO_TOKEN; }, "", "WTSQueryUserToken 3"},
+      {"an identity that may not be taken",
+       [](ConsoleSession& session) { session.impersonateError = ERROR_ACCESS_DENIED; }, "token", "RevertToSelf"},
+      {"no environment block", [](ConsoleSession& session) { session.createBlockError = ERROR_ACCESS_DENIED; }, "token",
+       "RevertToSelf"},
+      {"no library for either", [](ConsoleSession& session) { session.missingLibraries = {L"userenv.dll"}; }, "token",
+       "WTSQueryUserToken 3"},
+      {"no name", [](ConsoleSession& session) { session.nameError = ERROR_NOT_LOGGED_ON; }, "token", "RevertToSelf"},
+      {"a profile that is refused",
+       [](ConsoleSession& session) { session.loadProfileError = ERROR_PRIVILEGE_NOT_HELD; }, "token",
+       "LoadUserProfileW token"},
+      {"no function for it", [](ConsoleSession& session) { session.missingEntries = {"LoadUserProfileW"}; }, "token",
+       "RevertToSelf"}};
+  for (const NoProfile& row : rows) {
     CAPTURE(row.name);
     ConsoleSession session;
     row.prepare(session);

@@ -255,7 +255,8 @@ TEST_CASE("a write that fails, or writes less than was read, fails the copy") {
 TEST_CASE("times and attributes that cannot be carried over do not fail the copy") {
   for (const auto& [function, call] :
        {std::pair{"CreateFileW", 4U}, std::pair{"SetFileTime", 1U}, std::pair{"SetFileAttributesW", 1U}}) {
-    CAPTURE(function);
+    const char* const name = function;
+    CAPTURE(name);
     const Copy copy;
     const std::wstring source = copy.MakeSource("contents", 8);
     {

@@ -149,7 +149,8 @@ TEST_CASE("a value that cannot be written is told, and the others are written") 
   for (const ValueFailure& failure : kValueFailures) {
     for (const auto& [call, before] : {std::pair{"RegOpenKeyW", 1U}, std::pair{"RegSetValueExW", 0U}}) {
       CAPTURE(failure.value);
-      CAPTURE(call);
+      const char* const name = call;
+      CAPTURE(name);
       const CleanMachine machine;
       RegistrationChild child;  // Outlook's folder is looked for first: one key is opened before
       const LogCapture log;

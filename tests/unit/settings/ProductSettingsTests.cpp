@@ -30,8 +30,6 @@ Lines Stored(REGSAM view) {
 
 constexpr char kOpenFailure2[] =
     "LOG_INFO : REG Open Fail, path:SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA, nError:2";
-constexpr char kOpenFailure5[] =
-    "LOG_INFO : REG Open Fail, path:SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA, nError:5";
 
 TEST_CASE("the install path and the switch land in the 32-bit view") {
   const ProductKey key;

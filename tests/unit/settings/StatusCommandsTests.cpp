@@ -108,22 +108,22 @@ TEST_CASE("a status that cannot be read is told, and the key is closed") {
     bool queryFails;
     const char* line;
   };
-  for (const Row& row :
-       {Row{"no value", [](const ProductKey&) {}, false, "LOG_INFO : GetStatus!!!!! FAIL!!"},
-        Row{"a text that fits",
-            [](const ProductKey& key) {
-              key.Set({}, {L"VELAEnable", L"1"});
-            },
-            false, "LOG_INFO : GetStatus!!!!! FAIL!!"},
-        Row{"four bytes of another type",
-            [](const ProductKey& key) { key.SetData({}, L"VELAEnable", REG_BINARY, "\1\0\0\0", 4); }, false,
-            "LOG_INFO : GetStatus!!!!! FAIL!!"},
-        Row{"refused",
-            [](const ProductKey& key) {
-              key.Set({}, {L"VELAEnable", 1});
-            },
-            true, "LOG_INFO : GetStatus!!!!! FAIL!!"},
-        Row{"no key", [](const ProductKey& key) { key.Delete(); }, false, "LOG_INFO : REG Open Fail"}}) {
+  const Row rows[] = {{"no value", [](const ProductKey&) {}, false, "LOG_INFO : GetStatus!!!!! FAIL!!"},
+                      {"a text that fits",
+                       [](const ProductKey& key) {
+                         key.Set({}, {L"VELAEnable", L"1"});
+                       },
+                       false, "LOG_INFO : GetStatus!!!!! FAIL!!"},
+                      {"four bytes of another type",
+                       [](const ProductKey& key) { key.SetData({}, L"VELAEnable", REG_BINARY, "\1\0\0\0", 4); }, false,
+                       "LOG_INFO : GetStatus!!!!! FAIL!!"},
+                      {"refused",
+                       [](const ProductKey& key) {
+                         key.Set({}, {L"VELAEnable", 1});
+                       },
+                       true, "LOG_INFO : GetStatus!!!!! FAIL!!"},
+                      {"no key", [](const ProductKey& key) { key.Delete(); }, false, "LOG_INFO : REG Open Fail"}};
+  for (const Row& row : rows) {
     CAPTURE(row.name);
     const ProductKey key;
     row.prepare(key);
