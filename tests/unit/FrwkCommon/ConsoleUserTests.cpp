@@ -178,7 +178,7 @@ TEST_CASE("a session without a token: the user who runs the shell stands in") {
 
 // What is missing, and what a start without it reports.
 struct Missing {
-  const wchar_t* library;
+  const wchar_t* missing;
   const char* entry;  // null: the library
   DWORD error;
   const char* token;
@@ -202,8 +202,8 @@ TEST_CASE("each library and entry that is missing: the code, what is left, and t
     const ConsoleMachine machine;
     std::unique_ptr<MissingLibrary> library;
     std::unique_ptr<MissingEntry> entry;
-    if (row.library != nullptr) {
-      library = std::make_unique<MissingLibrary>(row.library);
+    if (row.missing != nullptr) {
+      library = std::make_unique<MissingLibrary>(row.missing);
     } else {
       entry = std::make_unique<MissingEntry>(row.entry);
     }

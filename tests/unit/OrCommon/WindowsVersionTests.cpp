@@ -173,7 +173,7 @@ TEST_CASE("any 64-bit processor decides the view and the version tests, AMD64 al
     const char* architecture;
     const char* is64Bit;
     const char* isAmd64;
-    const char* libraryCalls;  // loads and releases
+    const char* loadsAndReleases;
   };
   for (const Row& row :
        {Row{L"9", "9", "1", "1", "1 1"}, Row{L"6", "6", "1", "0", "1 1"}, Row{L"12", "12", "1", "0", "1 1"},
@@ -188,7 +188,7 @@ TEST_CASE("any 64-bit processor decides the view and the version tests, AMD64 al
     CHECK(answers["view"] == (is64Bit ? "2" : "0"));
     CHECK(answers["codes"].substr(0, 4) == (is64Bit ? "9 10" : "8 10"));
     CHECK(answers["error"] == "0");
-    CHECK(answers["loads"] + " " + answers["frees"] == row.libraryCalls);
+    CHECK(answers["loads"] + " " + answers["frees"] == row.loadsAndReleases);
   }
 }
 
