@@ -46,47 +46,36 @@ using Operation = bool (*)(const std::wstring& installPath, DWORD sessionId, con
 
 struct ClientSwitch {
   MailClient client;
-  Operation activate;
-  RunLog::Text activated;
-  RunLog::Text activateFailure;
-  Operation deactivate;
-  RunLog::Text deactivated;
-  RunLog::Text deactivateFailure;
+  Operation run;
+  RunLog::Text success;
+  RunLog::Text failure;
 };
 
-constexpr ClientSwitch kSwitches[] = {
+constexpr ClientSwitch kSwitchesOn[] = {
     {MailClient::kOutlook, VELA_ActivateOL, L"SetAntiSpamEnable() - VELA OL activated successfully.",
-     L"*** SetAntiSpamEnable() - VELA_ActivateOL() Fail", VELA_DeActivateOL,
-     L"SetAntiSpamEnable() - VELA OL deactivated successfully.",
-     L"*** SetAntiSpamEnable() - failed on VELA_DeActivateOL()"},
+     L"*** SetAntiSpamEnable() - VELA_ActivateOL() Fail"},
     {MailClient::kOutlookExpress, VELA_ActivateOE, L"SetAntiSpamEnable() - VELA OE activated successfully.",
-     L"*** SetAntiSpamEnable() - VELA_ActivateOE() Fail", VELA_DeActivateOE,
-     L"SetAntiSpamEnable() - VELA OE deactivated successfully.",
-     L"*** SetAntiSpamEnable() - failed on VELA_DeActivateOE()"},
+     L"*** SetAntiSpamEnable() - VELA_ActivateOE() Fail"},
     {MailClient::kWindowsLiveMail, VELA_ActivateWLM, L"SetAntiSpamEnable() - VELA WLM activated successfully.",
-     L"*** SetAntiSpamEnable() - VELA_ActivateWLM() Fail", VELA_DeActivateWLM,
-     L"SetAntiSpamEnable() - VELA WLM deactivated successfully.",
+     L"*** SetAntiSpamEnable() - VELA_ActivateWLM() Fail"},
+};
+constexpr ClientSwitch kSwitchesOff[] = {
+    {MailClient::kOutlook, VELA_DeActivateOL, L"SetAntiSpamEnable() - VELA OL deactivated successfully.",
+     L"*** SetAntiSpamEnable() - failed on VELA_DeActivateOL()"},
+    {MailClient::kOutlookExpress, VELA_DeActivateOE, L"SetAntiSpamEnable() - VELA OE deactivated successfully.",
+     L"*** SetAntiSpamEnable() - failed on VELA_DeActivateOE()"},
+    {MailClient::kWindowsLiveMail, VELA_DeActivateWLM, L"SetAntiSpamEnable() - VELA WLM deactivated successfully.",
      L"*** SetAntiSpamEnable() - failed on VELA_DeActivateWLM()"},
 };
-static_assert(StandInOrder(kSwitches) && HasEveryClient(kSwitches));
+static_assert(StandInOrder(kSwitchesOn) && HasEveryClient(kSwitchesOn));
+static_assert(StandInOrder(kSwitchesOff) && HasEveryClient(kSwitchesOff));
 
-bool Activate(const ClientSwitch& client, const std::wstring& installPath, DWORD sessionId,
-              const std::wstring& userSid) {
-  if (!client.activate(installPath, sessionId, userSid)) {
-    RunLog::Error() << client.activateFailure;
+bool Switch(const ClientSwitch& client, const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid) {
+  if (!client.run(installPath, sessionId, userSid)) {
+    RunLog::Error() << client.failure;
     return false;
   }
-  RunLog::Info() << client.activated;
-  return true;
-}
-
-bool Deactivate(const ClientSwitch& client, const std::wstring& installPath, DWORD sessionId,
-                const std::wstring& userSid) {
-  if (!client.deactivate(installPath, sessionId, userSid)) {
-    RunLog::Error() << client.deactivateFailure;
-    return false;
-  }
-  RunLog::Info() << client.deactivated;
+  RunLog::Info() << client.success;
   return true;
 }
 
@@ -163,11 +152,11 @@ void SignalMonitorShutdown() {
 bool SwitchOff(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid) {
   bool succeeded = true;
   bool sendNotify = true;
-  for (const ClientSwitch& client : kSwitches) {
+  for (const ClientSwitch& client : kSwitchesOff) {
     if (IsLeftOut(client.client)) {
       continue;
     }
-    if (!Deactivate(client, installPath, sessionId, userSid)) {
+    if (!Switch(client, installPath, sessionId, userSid)) {
       succeeded = false;
     }
     if (HasMonitor(client.client) && IsMailClientRunning(client.client)) {
@@ -205,8 +194,8 @@ namespace VELAUtility {
 
 bool VELA_ActivateAll(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid) {
   bool succeeded = true;
-  for (const ClientSwitch& client : kSwitches) {
-    if (!IsLeftOut(client.client) && !Activate(client, installPath, sessionId, userSid)) {
+  for (const ClientSwitch& client : kSwitchesOn) {
+    if (!IsLeftOut(client.client) && !Switch(client, installPath, sessionId, userSid)) {
       succeeded = false;
     }
   }

@@ -14,24 +14,28 @@ namespace {
 
 using ProductFolders::Join;
 
-// The trees of a client in the installation source. Outlook's and Windows Live Mail's are 32-bit on every system.
-enum class Trees { k32Bit, kOfTheSystem };
+// Outlook's and Windows Live Mail's plug-ins are 32-bit on every system.
+template <int (*kPreInstall)(const std::wstring& sourceFolder, const std::wstring& baseFolder)>
+int PreInstall32Bit(const std::wstring& sourceFolder, const std::wstring& baseFolder, bool /*is64Bit*/) {
+  return kPreInstall(sourceFolder, baseFolder);
+}
 
 struct StagedClient {
   MailClient client;
-  Trees trees;
+  int (*preInstall)(const std::wstring& sourceFolder, const std::wstring& baseFolder, bool is64Bit);
   RunLog::Text folderFailure;
   RunLog::Text iniFailure;
   RunLog::Text result;  // its number follows
 };
 
 constexpr StagedClient kStagedClients[] = {
-    {MailClient::kOutlook, Trees::k32Bit, L"SHCreateDirectoryEx create VELA_OL folder fail !",
+    {MailClient::kOutlook, PreInstall32Bit<PreInstallVELA_OL>, L"SHCreateDirectoryEx create VELA_OL folder fail !",
      L"Fail to copy VELA_OL.ini !", L"VELAUtility::PreInstallVELA_OL(), Ret: "},
-    {MailClient::kOutlookExpress, Trees::kOfTheSystem, L"SHCreateDirectoryEx create VELA_OE folder fail !",
+    {MailClient::kOutlookExpress, PreInstallVELA_OE, L"SHCreateDirectoryEx create VELA_OE folder fail !",
      L"Fail to copy VELA_OE.ini !", L"VELAUtility::PreInstallVELA_OE(), Ret: "},
-    {MailClient::kWindowsLiveMail, Trees::k32Bit, L"SHCreateDirectoryEx create VELA_WLM folder fail !",
-     L"Fail to copy VELA_WLM.ini !", L"VELAUtility::PreInstallVELA_WLM(), Ret: "},
+    {MailClient::kWindowsLiveMail, PreInstall32Bit<PreInstallVELA_WLM>,
+     L"SHCreateDirectoryEx create VELA_WLM folder fail !", L"Fail to copy VELA_WLM.ini !",
+     L"VELAUtility::PreInstallVELA_WLM(), Ret: "},
 };
 static_assert(StandInOrder(kStagedClients) && HasEveryClient(kStagedClients));
 
@@ -46,16 +50,16 @@ void CopyTree(const std::wstring& source, const std::wstring& folder) {
   CopyFolderTree(source, folder, &rebootNeeded, 0);
 }
 
-int StageClient(const StagedClient& staged, const std::wstring& sourceFolder, const std::wstring& baseFolder,
-                bool is64Bit) {
-  const bool has64BitFiles = is64Bit && staged.trees == Trees::kOfTheSystem;
-  const std::wstring folder = ProductFolders::ClientFolder(baseFolder, staged.client);
+int StageClient(MailClient client, const std::wstring& sourceFolder, const std::wstring& baseFolder,
+                bool has64BitFiles) {
+  const StagedClient& staged = RowOf(client, kStagedClients);
+  const std::wstring folder = ProductFolders::ClientFolder(baseFolder, client);
   if (!MakeFolder(folder)) {
     RunLog::Error() << staged.folderFailure;
   }
   // The client's own files first, the common ones over them. The former get a backslash in any case: a source that ends
   // in one has two here.
-  CopyTree(sourceFolder + L"\\" + FactsOf(staged.client).shortName + (has64BitFiles ? L"64" : L""), folder);
+  CopyTree(sourceFolder + L"\\" + FactsOf(client).shortName + (has64BitFiles ? L"64" : L""), folder);
   CopyTree(Join(sourceFolder, has64BitFiles ? L"Common\\win64" : L"Common\\win32"), folder);
 
   const std::wstring ruleFolder = folder + L"\\rule";
@@ -64,15 +68,11 @@ int StageClient(const StagedClient& staged, const std::wstring& sourceFolder, co
   }
   CopyTree(Join(sourceFolder, L"rule"), ruleFolder);
 
-  const std::wstring iniFile = L"\\" + FolderNameOf(staged.client) + L".ini";
+  const std::wstring iniFile = L"\\" + FolderNameOf(client) + L".ini";
   if (!CopyFileKeepingTimes(Join(sourceFolder, L"Resource\\common") + iniFile, folder + iniFile)) {
     RunLog::Warn() << staged.iniFailure;
   }
   return 1;
-}
-
-int StageClient(MailClient client, const std::wstring& sourceFolder, const std::wstring& baseFolder, bool is64Bit) {
-  return StageClient(RowOf(client, kStagedClients), sourceFolder, baseFolder, is64Bit);
 }
 
 }  // namespace
@@ -108,7 +108,7 @@ void StageAll(const std::wstring& sourceFolder, const std::wstring& baseFolder, 
     if (IsLeftOut(staged.client)) {
       continue;
     }
-    const int result = StageClient(staged, sourceFolder, baseFolder, is64Bit);
+    const int result = staged.preInstall(sourceFolder, baseFolder, is64Bit);
     if (results == StepResults::kLogged) {
       RunLog::Info() << staged.result << result;
     }
