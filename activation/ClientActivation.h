@@ -12,18 +12,18 @@ namespace VELAUtility {
 // `installPath`: the product's install folder. `userSid`: the console user's security identifier in its textual form.
 // `sessionId`: not used.
 
-// Prepare the user's folders and make the client load the plug-in, or its monitor start at log-on. Always true: what
-// failed is logged.
+// Prepare the user's folders. Make the client load the plug-in, or its monitor start at log-on. Always true: failures
+// are logged.
 bool VELA_ActivateOL(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
 bool VELA_ActivateOE(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
 bool VELA_ActivateWLM(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
 
-// Undo the latter; the user's folders stay. False, and logged, where the registry refuses or holds nothing to undo.
+// Undo the latter; the user's folders stay. False, and logged, if the registry denies access or has nothing to undo.
 bool VELA_DeActivateOL(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
 bool VELA_DeActivateOE(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
 bool VELA_DeActivateWLM(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
 
-// The same for any client that has a monitor, and for no other.
+// The same for any client that has a monitor. Do not call them for other clients.
 bool ActivateMonitor(MailClient client, const std::wstring& installPath, const std::wstring& userSid);
 bool DeactivateMonitor(MailClient client);
 

@@ -1,7 +1,7 @@
 // From the command line to the exit code.
 #pragma once
 
-// Runs the one command that `arguments` name (program, switch, source folder, destination folder) and logs what was
-// asked, the command's banner and the closing line. Returns the exit code of the process: the command's own result; 0
-// where the number of arguments is not four (the log then gets the closing line only) or the switch is unknown.
+// Runs the command in `arguments` (program, switch, source folder, destination folder). Logs the arguments, the
+// command's banner and the closing line. Returns the exit code of the process: the command's result, or 0 if the switch
+// is unknown or the number of arguments is not four (the log then gets only the closing line).
 int RunCommand(int count, wchar_t* const arguments[]);

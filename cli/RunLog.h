@@ -1,12 +1,12 @@
-// The run log: "<Windows folder>\Temp\QRTX_Debug\vela.log", the only voice of the program besides its exit code.
+// The run log: "<Windows folder>\Temp\QRTX_Debug\vela.log", the program's only output besides its exit code.
 //
 //   RunLog::Error() << L"Failed to register Redemption.dll !! " << path;
 //
-// writes one entry: a line break (which ends the entry before it) with a flush, the level's prefix, then the parts one
-// after the other without separators. Wide text goes as it is, narrow text widened, numbers in decimal, booleans as 1
-// or 0. The file is 8-bit text: a character above U+00FF cannot be written; from there on the log of this run is lost,
-// and the run goes on. The same holds where the file cannot be opened. Nothing here fails, throws or changes the
-// last-error code, so that an entry may print GetLastError() in any of its parts.
+// writes one entry: a line break (which ends the previous entry) with a flush, the level's prefix, then the parts
+// without separators. Narrow text is widened, numbers are decimal, booleans 1 or 0. The file is 8-bit text. A character
+// above U+00FF cannot be written: from there on the log of this run is lost, but the run continues. The same applies if
+// the file cannot be opened. Nothing here fails, throws or changes the last-error code, so any part of an entry may
+// print GetLastError().
 #pragma once
 
 #include <fstream>
@@ -35,7 +35,7 @@ class Entry : private boost::noncopyable {
   Entry& operator<<(unsigned int number);
   Entry& operator<<(unsigned long number);
   Entry& operator<<(bool value);
-  // What would silently become a number or a boolean.
+  // These would silently become a number or a boolean.
   Entry& operator<<(char) = delete;
   Entry& operator<<(wchar_t) = delete;
   template <class Pointee>
@@ -51,7 +51,7 @@ Entry Error();
 Entry Warn();
 Entry Event();
 
-// Writes out what is still buffered: the last entry, which no later one has ended yet.
+// Writes the buffered text: the last entry, which no later one has ended yet.
 void Flush();
 
 }  // namespace RunLog

@@ -3,12 +3,12 @@
 
 namespace VELAWrapper {
 
-// 0xE0FF0001 (-520159231 as the signed number that it is): the anti-spam switch could neither be read nor written.
+// 0xE0FF0001 (-520159231 as a signed number): the anti-spam switch could be neither read nor written.
 inline constexpr int kSwitchNotStored = static_cast<int>(0xE0FF0001U);
 
-// Stages the files, records the base folder, settles the anti-spam switch and registers each client's plug-in; best
-// effort, every failure is logged and the next step is tried. 0, or kSwitchNotStored, which is the one failure that
-// ends the command.
+// Stages the files, stores the base folder, sets the anti-spam switch and registers each client's plug-in. Best effort:
+// every failure is logged and the next step is tried. Returns 0, or kSwitchNotStored, the only failure that ends the
+// command.
 int Install();
 
 }  // namespace VELAWrapper

@@ -1,4 +1,4 @@
-// Is Outlook installed, which release is it, and where.
+// Whether Outlook is installed, its release and its folder.
 #pragma once
 
 #include <windows.h>
@@ -19,26 +19,26 @@ enum OutlookRelease : DWORD {
   OL_LATER_THAN_2010 = 7,
 };
 
-// The release of a major version number: 9 to 12, 14, and 15 or more. Any other is no release that there has been.
+// The release of a major version number: 9 to 12, 14, and 15 or more. No other releases exist.
 OutlookRelease ReleaseOfVersion(unsigned long majorVersion) noexcept;
 
-// The release part of a registered program name, such as "14" of "Outlook.Application.14": what follows the last dot,
-// or all of it where there is none.
+// The release part of a registered program name, such as "14" of "Outlook.Application.14": the text after the last dot,
+// or the whole text if there is none.
 std::wstring_view ReleaseTextOf(std::wstring_view programName) noexcept;
 
-// The number that the leading decimal digits of `text` make; 0 where there are none, the largest number where they make
-// a larger one.
+// The number in the leading decimal digits of `text`; 0 if there are none. A number that is too large becomes the
+// largest one.
 unsigned long LeadingNumberOf(std::wstring_view text) noexcept;
 
-// The installed release, OL_NOT_INSTALLED where the registry names none or its outlook.exe is missing.
+// The installed release; OL_NOT_INSTALLED if the registry names none or its outlook.exe is missing.
 OutlookRelease GetOutlookVersion();
 
-// True where the installed release is one that the plug-in supports: 2003, 2007, 2010, and 2002 except on Windows XP
-// Professional x64. Releases after 2010 are deliberately refused.
+// True if the plug-in supports the installed release: 2003, 2007, 2010, and 2002 except on Windows XP Professional x64.
+// Later releases than 2010 are deliberately not supported.
 bool IsOutlookSupported();
 
-// The folder of outlook.exe as it is registered, usually with a trailing backslash. False, and `folder` empty, where
-// the registry names none.
+// The folder of outlook.exe as it is registered, usually with a trailing backslash. False, and `folder` empty, if the
+// registry names none.
 bool GetOutlookInstallPath(std::wstring& folder);
 
 }  // namespace VELAUtility

@@ -1,8 +1,8 @@
 // Filling the product's folders from the installation source.
 //
-// A step makes its folder and copies its trees over what is there: files that did not change are skipped, files in use
-// are replaced at the next restart. It returns 1 whatever happened; what failed is in the log. `sourceFolder` is the
-// installation source, `baseFolder` the product's base folder, `is64Bit` chooses the 64-bit files.
+// A step creates its folder and copies its trees over existing files: unchanged files are skipped, files in use are
+// replaced at the next restart. It always returns 1 and logs failures. `sourceFolder` is the installation source,
+// `baseFolder` the product's base folder, `is64Bit` chooses the 64-bit files.
 #pragma once
 
 #include <string>
@@ -16,7 +16,7 @@ int PreInstallVELA_WLM(const std::wstring& sourceFolder, const std::wstring& bas
 
 enum class StepResults { kNotLogged, kLogged };
 
-// All steps: the resources, then each client that the running system has. Asks for the processor itself.
+// All steps: the resources, then each client that the running system has. Determines the processor itself.
 void StageAll(const std::wstring& sourceFolder, const std::wstring& baseFolder, StepResults results);
 
 }  // namespace VELAUtility

@@ -3,7 +3,7 @@
 
 namespace VELAWrapper {
 
-// Stages the files of all clients again. Touches neither settings nor registrations and does not look at running
+// Stages the files of all clients again. Changes neither settings nor registrations, and does not check for running
 // clients: a file in use is replaced at the next restart. Always 1; each step's result is logged.
 int Upgrade();
 

@@ -1,4 +1,4 @@
-// Registering and removing the plug-in of any mail client, whoever asks for it.
+// Registering and unregistering the plug-in of any mail client.
 #pragma once
 
 #include <string>
@@ -7,13 +7,13 @@
 
 namespace VELAUtility {
 
-// `clientFolder` is where the client's files lie. A failure is logged.
+// `clientFolder`: the folder of the client's files. A failure is logged.
 
-// Registers the plug-in of `client`. A client that runs cannot be switched on at once: the log says so, and its plug-in
-// is registered as if `enable` were false.
+// Registers the plug-in of `client`. A running client cannot be switched on at once: this is logged, and its plug-in is
+// registered as if `enable` were false.
 void RegisterClient(MailClient client, const std::wstring& clientFolder, bool enable);
 
-// Takes the plug-in of `client` off. If the client runs the log says so; Outlook Express then keeps its plug-in, and
+// Unregisters the plug-in of `client`. If the client runs, this is logged; Outlook Express then keeps its plug-in, and
 // Windows Live Mail its modules.
 void UnregisterClient(MailClient client, const std::wstring& clientFolder);
 

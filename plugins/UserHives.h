@@ -9,9 +9,9 @@
 
 namespace VELAUtility {
 
-// Calls `visit(name)` for every subkey of HKEY_USERS in the registry's order: users, service accounts, the default
-// user and the classes hives alike. A name that cannot be read is passed over. False where HKEY_USERS cannot be opened
-// or its subkeys not counted; nothing was visited then.
+// Calls `visit(name)` for every subkey of HKEY_USERS in the registry's order: users, service accounts, the default user
+// and the classes hives. Skips a name that cannot be read. False, without any visit, if HKEY_USERS cannot be opened or
+// its subkeys cannot be counted.
 template <class Visit>
 bool ForEachUserHive(const Visit& visit) {
   OrCommon::RegistryKey users;

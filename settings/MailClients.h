@@ -1,5 +1,5 @@
-// The mail clients that the product plugs into. This table says what a client is; the tables of the steps hold what
-// they do about it, their texts and their order.
+// The mail clients that the product plugs into. This table defines the clients. The table of each step contains its
+// actions, texts and order.
 #pragma once
 
 #include <cstddef>
@@ -18,11 +18,11 @@ struct MailClientFacts {
   const wchar_t* shortName;               // part of all its names below
   const wchar_t* processName;             // base name of its program, without folder and extension
   const wchar_t* processNameOnWindows60;  // the same on Windows version 6.0, where Windows Mail is Outlook Express
-  const wchar_t* runValue;                // of its monitor; null: it has none, the client itself loads the plug-in
+  const wchar_t* runValue;                // of its monitor; null: no monitor, the client itself loads the plug-in
   bool endedWithVista;                    // see IsLeftOut
 };
 
-// In the order in which all steps but the delayed installs take them.
+// In the order of all steps except the delayed installs.
 inline constexpr MailClientFacts kMailClients[] = {
     {MailClient::kOutlook, L"OL", L"outlook", L"outlook", nullptr, false},
     {MailClient::kOutlookExpress, L"OE", L"msimn", L"winmail", g_szOE_OEM, true},
@@ -52,12 +52,12 @@ inline std::wstring UpdateEventOf(MailClient client) {
   return std::wstring(L"Global\\VELA_UPDATE_EVENT_") + FactsOf(client).shortName;
 }
 
-// The number in the shared settings that tells that its registration was put off.
+// The number in the shared settings that is not 0 if its registration was delayed.
 inline std::wstring DelayFlagOf(MailClient client) {
   return std::wstring(FactsOf(client).shortName) + L"_DELAY_INST";
 }
 
-// The checks below follow the table by themselves: the compiler names each table that misses a new client.
+// The checks below use the table: the compiler reports each table that lacks a new client.
 template <class Row, std::size_t kRows>
 constexpr bool StandInOrder(const Row (&table)[kRows]) noexcept {
   int index = 0;
@@ -79,7 +79,7 @@ constexpr int RowsOf(MailClient client, const Row (&table)[kRows]) noexcept {
   return rows;
 }
 
-// The client's row of a table that has one: check that by HasEveryClient or HasEveryMonitor.
+// The client's row of a table that has one: check this by HasEveryClient or HasEveryMonitor.
 template <class Row, std::size_t kRows>
 constexpr const Row& RowOf(MailClient client, const Row (&table)[kRows]) noexcept {
   std::size_t index = 0;
@@ -112,7 +112,7 @@ constexpr bool HasEveryMonitor(const Row (&table)[kRows]) noexcept {
 }
 
 // True for a client that the running Windows no longer has: its files are not staged, and it is neither switched nor
-// looked for. A system that reports 10.0 counts as one that has it (see the version test).
+// looked for. A system that reports 10.0 counts as having it (see the version test).
 inline bool IsLeftOut(MailClient client) noexcept {
   return FactsOf(client).endedWithVista && OrCommon::System::IsWindowsVersion(OrCommon::System::kNt6WithMinorVersion);
 }

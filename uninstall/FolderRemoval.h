@@ -7,14 +7,14 @@
 
 namespace VELAUtility {
 
-// Deletes `folder` and everything in it. What is in use goes at the next restart; `restartNeeded` is then set to 1.
-// True, and `error` (may be null) 0, if everything below could be listed (see OrCommon::Storage::File::DeleteAllFiles);
-// the folder itself does not count. Refuses a folder below "Orvane Labs" in the common data folder
-// (GetCommonDataFolder) with ERROR_ACCESS_DENIED if that is a reparse point, and with ERROR_PATH_NOT_FOUND if there is
-// no common data folder. Logged.
+// Deletes `folder` and everything in it. Entries in use are deleted at the next restart; `restartNeeded` is then set to
+// 1. True, and `error` (may be null) 0, if everything below could be listed (see
+// OrCommon::Storage::File::DeleteAllFiles); the folder itself does not count. Refuses a folder below "Orvane Labs" in
+// the common data folder (GetCommonDataFolder) with ERROR_ACCESS_DENIED if that is a reparse point, and with
+// ERROR_PATH_NOT_FOUND if there is no common data folder. Logged.
 bool DeleteFolderFiles(const std::wstring& folder, int& restartNeeded, DWORD* error);
 
-// Deletes the folders that the clients' plug-ins and monitors keep for all users. A failure is logged.
+// Deletes the folders of the clients' plug-ins and monitors for all users' data. A failure is logged.
 void RemoveVELAProgramData();
 
 }  // namespace VELAUtility

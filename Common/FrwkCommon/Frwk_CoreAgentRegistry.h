@@ -11,25 +11,26 @@
 
 namespace Frwk::Storage {
 
-// An entry of "HKEY_LOCAL_MACHINE\Software\OrvaneLabs\CoreAgent\", one subkey a product, in the view of the system's
-// own programs. Another program creates the entries; this one only reads and writes values of those that exist.
+// An entry of "HKEY_LOCAL_MACHINE\Software\OrvaneLabs\CoreAgent\", with one subkey for each product, in the view of the
+// system's own programs. Another program creates the entries; this one only reads and writes values of existing
+// entries.
 class CoreAgentRegistry : private boost::noncopyable {
  public:
-  // `number` belongs to the contract of the common library. Nothing here depends on it.
+  // `number` is part of the contract of the common library. Nothing here depends on it.
   explicit CoreAgentRegistry(DWORD number) noexcept;
   virtual ~CoreAgentRegistry();
 
   DWORD Number() const noexcept { return number_; }
 
-  // Open the entry of `product`. False where it does not exist or may not be opened.
+  // Open the entry of `product`. False if it does not exist or access is denied.
   bool OpenForReading(const std::wstring& product);
   bool OpenForWriting(const std::wstring& product);
   void Close();
 
-  // The number stored under `name`; `fallback` where there is none, or a value of another type.
+  // The number stored under `name`; `fallback` if there is none, or if the value has another type.
   DWORD ReadNumber(const std::wstring& name, DWORD fallback) const;
 
-  // Stores `value` under `name`. False where the entry is not open for writing or Windows refuses.
+  // Stores `value` under `name`. False if the entry is not open for writing or the write fails.
   bool StoreNumber(const std::wstring& name, DWORD value);
 
  private:

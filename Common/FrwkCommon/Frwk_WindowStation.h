@@ -1,4 +1,4 @@
-// Acting as the user at the console.
+// Impersonating the user at the console.
 #pragma once
 
 #include <windows.h>
@@ -9,9 +9,9 @@
 
 namespace Frwk::WindowStation {
 
-// Finds the console user's primary token (that of the session, else that of "Explorer.exe"), impersonates that user and
-// creates the user's environment block. Every outcome is traced. False, with the code in `error`, if a step fails;
-// ERROR_INVALID_PARAMETER if `environmentBlock` is null. The caller owns the token in every case. If only the
+// Finds the console user's primary token (that of the session, otherwise that of "Explorer.exe"), impersonates that
+// user and creates the user's environment block. Every outcome is traced. False, with the code in `error`, if a step
+// fails; ERROR_INVALID_PARAMETER if `environmentBlock` is null. The caller owns the token in every case. If only the
 // environment block fails, the thread still impersonates.
 bool StartImpersonateLoggedOnCurrentUser(OrCommon::KernelHandle& token, void** environmentBlock, DWORD& error);
 
@@ -28,13 +28,13 @@ class ConsoleUserScope : private boost::noncopyable {
 
   // True if the thread now impersonates the user.
   bool Start();
-  // Ends it. False if something could not be undone. The token stays valid for the lifetime of the object.
+  // Ends it. False if a part of that failed. The token stays valid for the lifetime of the object.
   bool End();
 
   HANDLE Token() const noexcept { return token_.Get(); }
 
  private:
-  OrCommon::Module environmentLibrary_;  // loaded before the thread acts as the user
+  OrCommon::Module environmentLibrary_;  // loaded before impersonation
   OrCommon::KernelHandle token_;
   void* environmentBlock_ = nullptr;
   bool active_ = false;

@@ -10,7 +10,7 @@
 
 namespace OrCommon::AccessControl {
 
-// An access-control failure that cannot be a result.
+// An access-control failure that cannot be returned as a result.
 class Exception : public OrCommon::Exception::Base {
  public:
   using Base::Base;
@@ -20,11 +20,11 @@ class Exception : public OrCommon::Exception::Base {
 inline constexpr wchar_t kShellProgram[] = L"Explorer.exe";
 
 // A primary token of the user who runs the first process whose main module has the base name `moduleName` (compared
-// whole, ASCII case ignored), such as kShellProgram. Owned by the caller. False, with the code of the call that failed
-// in `error`, or ERROR_INVALID_HANDLE where no such process was found.
+// whole, ASCII case ignored), such as kShellProgram. The caller owns it. False, with the code of the failed call in
+// `error`, or ERROR_INVALID_HANDLE if no such process was found.
 bool QueryUserToken(KernelHandle& token, const std::wstring& moduleName, DWORD& error);
 
-// The security identifier of `account` ("domain\user") in its textual form; empty where there is none.
+// The security identifier of `account` ("domain\user") in its textual form; empty if there is none.
 std::wstring GetAccountSid(const std::wstring& account);
 
 }  // namespace OrCommon::AccessControl

@@ -1,5 +1,5 @@
-// CSid, CDacl and CSecurityDesc: ATL's own where the toolchain has them. Elsewhere these replacements, with the members
-// that are used here, over the same Win32 calls.
+// CSid, CDacl and CSecurityDesc: ATL's own if the toolchain has them. Otherwise these replacements, with the members
+// that are used here, which make the same Win32 calls.
 #pragma once
 
 #include <windows.h>
@@ -18,7 +18,7 @@ namespace ATL {
 // A security identifier.
 class CSid {
  public:
-  // `authority` and up to two sub-authorities, of which the first `count` are taken.
+  // `authority` and up to two sub-authorities; the first `count` are used.
   CSid(const SID_IDENTIFIER_AUTHORITY& authority, BYTE count, DWORD first, DWORD second) noexcept {
     SID_IDENTIFIER_AUTHORITY copy = authority;
     ::InitializeSid(sid_.data(), &copy, count);
@@ -45,7 +45,7 @@ class CDacl {
     return true;
   }
 
-  // The list as Windows wants it; valid until the next change.
+  // The list in the form that Windows expects; valid until the next change.
   const ACL* GetPACL() const {
     std::size_t size = sizeof(ACL);
     for (const Entry& entry : entries_) {

@@ -1,7 +1,7 @@
 // The root of the common library's exceptions.
 //
 // They are thrown as pointers to objects on the heap, never by value. The catching function owns the object and deletes
-// it. None passes beyond a direct caller of the common library.
+// it. Direct callers of the common library catch all of them.
 #pragma once
 
 #include <windows.h>
@@ -10,8 +10,8 @@ namespace OrCommon::Exception {
 
 class Base {
  public:
-  // `code`: a Windows error code, or the kind of the error where the deriving class says so. `line`: where in `file` it
-  // was raised. `file` is a literal: an exception about an exhausted heap must need no more of it than itself.
+  // `code`: a Windows error code, or the kind of the error if the derived class says so. `line`: where in `file` it was
+  // raised. `file` is a literal: an exception about an exhausted heap must not need more memory than itself.
   Base(DWORD code, DWORD line, const char* file) noexcept : code_(code), line_(line), file_(file) {}
   Base(const Base&) = delete;
   Base& operator=(const Base&) = delete;

@@ -16,7 +16,7 @@ inline constexpr DWORD kNotLent = SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATIO
 
 // True if `path` (with or without trailing separators) is a reparse point: a symbolic link, a junction, a mount point
 // or any other. Its target does not matter, and neither do the folders above. True also if that cannot be determined:
-// whoever made a link may have denied the query. False if there is no such file.
+// the creator of a link may have denied the query. False if there is no such file.
 bool IsLink(const std::wstring& path);
 
 // True if `path` is a folder and no reparse point.
@@ -24,7 +24,7 @@ bool IsFolder(const std::wstring& path);
 
 // The machine's temporary folder, without a trailing backslash: the Windows folder and "\Temp". It is "C:\WINDOWS\Temp"
 // if the Windows folder cannot be determined or leaves no room within 260 characters. TEMP is not used: it depends on
-// the user, and these files must be found in the same place whoever runs the program.
+// the user, and these files must be in the same place for every user.
 void GetTemporaryFolder(std::wstring& folder);
 
 // Called before an entry (a full path) is scheduled for deletion at the next restart. False prevents that.
@@ -35,9 +35,9 @@ using MayWait = std::function<bool(const std::wstring& path)>;
 // less than 260 characters and `mayWait` (may be empty) allows it. A reparse point is deleted, its target is not; if
 // `folder` itself is one, it counts as empty and is left to the caller.
 //
-// True, and `error` (may be null) 0, if every folder could be listed: a scheduled entry is no failure. Otherwise false;
-// then `error` is the code of the last failed listing that no later success replaced, ERROR_BAD_ARGUMENTS for an
-// empty path, or the code of a refused look at `folder` itself.
+// True, and `error` (may be null) 0, if every folder could be listed: a scheduled entry is not a failure. Otherwise
+// false; then `error` is the code of the last failed listing that no later success replaced, ERROR_BAD_ARGUMENTS for an
+// empty path, or the code of a failed query of `folder` itself.
 bool DeleteAllFiles(const std::wstring& folder, int& restartNeeded, DWORD* error, const MayWait& mayWait = {});
 
 }  // namespace OrCommon::Storage::File

@@ -27,7 +27,7 @@ class FolderCloser : private boost::noncopyable {
 
   const std::wstring root_;
   std::wstring way_;          // the last folder that was tried; its parents are closed
-  bool isWayClosed_ = false;  // the folder itself is, too
+  bool isWayClosed_ = false;  // the folder itself is closed, too
 };
 
 }  // namespace OrCommon::AccessControl

@@ -57,7 +57,7 @@ class FolderWalk : private boost::noncopyable {
   DWORD Attributes() const noexcept { return entry_.dwFileAttributes; }
 
   // False once a folder could not be listed. Error() is the code of the last such folder, or ERROR_SUCCESS if a folder
-  // that was left later had been listed whole.
+  // that was left later had been listed completely.
   bool Succeeded() const noexcept { return succeeded_; }
   DWORD Error() const noexcept { return error_; }
 

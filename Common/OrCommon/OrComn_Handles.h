@@ -1,7 +1,7 @@
-// Owners for what Windows hands out and wants back.
+// Owners of Windows resources, which close them.
 //
-// Each kind has one closing call and one value that means "none", and both are part of its type: a file handle
-// (INVALID_HANDLE_VALUE) is not a kernel handle (null), though Windows calls both HANDLE. No code closes one by hand.
+// Each kind has one closing call and one value that means "none". Both are part of its type: a file handle
+// (INVALID_HANDLE_VALUE) is not a kernel handle (null), although Windows calls both HANDLE. No code closes one by hand.
 #pragma once
 
 #include <windows.h>
@@ -11,7 +11,7 @@
 namespace OrCommon {
 
 // Restores the thread's last-error code at the end of the scope. Messages print GetLastError after clean-up and after
-// other messages, so whatever runs in between must leave it alone.
+// other messages, so code that runs in between must not change it.
 class LastErrorKeeper : private boost::noncopyable {
  public:
   LastErrorKeeper() noexcept : error_(::GetLastError()) {}
@@ -22,9 +22,9 @@ class LastErrorKeeper : private boost::noncopyable {
 };
 
 // Owns one resource described by Traits:
-//   using Type = ...;                        what Windows hands out
+//   using Type = ...;                        the resource's type
 //   static Type None() noexcept;             the value that stands for "nothing owned"
-//   static void Close(Type value) noexcept;  gives it back
+//   static void Close(Type value) noexcept;  closes it
 // Closing never changes the last-error code.
 template <class Traits>
 class UniqueResource : private boost::noncopyable {
@@ -45,7 +45,7 @@ class UniqueResource : private boost::noncopyable {
   explicit operator bool() const noexcept { return value_ != Traits::None(); }
   Type Get() const noexcept { return value_; }
 
-  // Closes what is owned and takes `value` over.
+  // Closes the owned resource and takes ownership of `value`.
   void Reset(Type value = Traits::None()) noexcept {
     if (value_ != Traits::None()) {
       const LastErrorKeeper keeper;
@@ -54,14 +54,14 @@ class UniqueResource : private boost::noncopyable {
     value_ = value;
   }
 
-  // Gives the resource up without closing it.
+  // Gives up ownership without closing.
   [[nodiscard]] Type Release() noexcept {
     const Type value = value_;
     value_ = Traits::None();
     return value;
   }
 
-  // Closes what is owned and gives the place where a Windows call stores a new one.
+  // Closes the owned resource. Returns the address at which a Windows call stores a new one.
   Type* Receive() noexcept {
     Reset();
     return &value_;
@@ -118,7 +118,7 @@ struct SidTraits {
 };
 using Sid = UniqueResource<SidTraits>;
 
-// What Windows allocates with LocalAlloc and leaves to the caller.
+// Memory that Windows allocates with LocalAlloc for the caller.
 template <class Pointee>
 struct LocalMemoryTraits {
   using Type = Pointee*;

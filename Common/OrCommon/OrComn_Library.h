@@ -17,13 +17,13 @@ template <class Function>
 Function FunctionCast(FARPROC address) noexcept {
   Function function = nullptr;
   static_assert(sizeof function == sizeof address);
-  std::memcpy(&function, &address, sizeof function);  // FARPROC is a function type of its own: no cast is portable
+  std::memcpy(&function, &address, sizeof function);  // FARPROC is another function type: no cast is portable
   return function;
 }
 
 // The argument of LoadLibraryW for the system's library `name`. A Windows without SetDefaultDllDirectories searches the
 // program's own folder before the system's: there this is the full path. If the system folder cannot be determined it
-// is "?", which is no file's name.
+// is "?", which is not a valid file name.
 class SystemLibrary {
  public:
   explicit SystemLibrary(const wchar_t* name) noexcept;
@@ -54,8 +54,8 @@ class EntryPoint : private boost::noncopyable {
   DWORD error_ = ERROR_SUCCESS;
 };
 
-// The entry point `name` of the loaded `module`, or null and its code in `error` (as above). Throws std::bad_alloc
-// where a name is too long for the heap.
+// The entry point `name` of the loaded `module`, or null and its code in `error` (as above). Throws std::bad_alloc if
+// the heap is exhausted.
 FARPROC FindEntryPoint(HMODULE module, const wchar_t* name, DWORD& error);
 
 }  // namespace OrCommon::Library

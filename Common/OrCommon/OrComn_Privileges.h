@@ -1,4 +1,4 @@
-// Privileges that the process holds and has to ask for.
+// Privileges that the process has but must enable.
 #pragma once
 
 #include <windows.h>
@@ -9,8 +9,8 @@
 
 namespace OrCommon::AccessControl {
 
-// Lets the process pass over access lists, as a program that backs up and restores files does, for as long as this
-// lives. Where the privileges, or one of them, cannot be had, access lists hold as ever.
+// Lets the process bypass access control lists for its lifetime, as a program that backs up and restores files does. If
+// a privilege cannot be enabled, access control lists apply as usual.
 class BackupPrivileges : private boost::noncopyable {
  public:
   BackupPrivileges();
@@ -18,7 +18,7 @@ class BackupPrivileges : private boost::noncopyable {
 
  private:
   KernelHandle token_;
-  TOKEN_PRIVILEGES previous_[2] = {};  // what was changed: one privilege each, or none
+  TOKEN_PRIVILEGES previous_[2] = {};  // the changes: one privilege each, or none
 };
 
 }  // namespace OrCommon::AccessControl

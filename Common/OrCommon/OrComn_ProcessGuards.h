@@ -1,4 +1,4 @@
-// The guards that a process with machine rights takes before it does anything else.
+// The guards that a process with machine rights enables before it does anything else.
 #pragma once
 
 #include <windows.h>
@@ -7,7 +7,7 @@
 
 namespace OrCommon {
 
-// Takes each guard that the running Windows has and ignores failures:
+// Enables each guard that the running Windows has and ignores failures:
 //   - libraries are loaded from the system folder only;
 //   - a corrupted heap ends the process;
 //   - reparse points that an ordinary user made are not followed;

@@ -1,8 +1,8 @@
 // The registry as objects.
 //
 // Key is an open key; Registry is a location (root, path, view) with the same operations as virtual members. Every
-// failing call is thrown as a pointer to an Exception, which the catcher owns and deletes (see OrComn_Exception.h).
-// A 64-bit system keeps two registries: the view is an argument of every open and create, never assumed.
+// failure is thrown as a pointer to an Exception, which the catching function owns and deletes (see
+// OrComn_Exception.h). A 64-bit system keeps two registries: the view is an argument of every open and create call.
 #pragma once
 
 #include <windows.h>
@@ -19,15 +19,15 @@
 
 namespace OrCommon::Storage {
 
-// A storage operation that could not be begun or whose data are not what was asked for. Code() is a Windows error code:
-// ERROR_BAD_ARGUMENTS (line 885) where an open or create has no parent key, ERROR_INVALID_HANDLE (line 874) where the
-// key is not open, ERROR_INVALID_DATA where a value is of another type or of a size that its type cannot have.
+// A storage operation could not be started, or returned unexpected data. Code() is a Windows error code:
+// ERROR_BAD_ARGUMENTS (line 885) if an open or create has no parent key, ERROR_INVALID_HANDLE (line 874) if the key is
+// not open, ERROR_INVALID_DATA if a value has another type or a size that its type does not allow.
 class Exception : public OrCommon::Exception::Base {
  public:
   Exception(DWORD code, DWORD line);
 };
 
-// A registry call failed. Code() is what it returned.
+// A registry call failed. Code() is its result.
 class RegException : public Exception {
  public:
   RegException(DWORD code, DWORD line);
@@ -39,8 +39,8 @@ enum class View : DWORD {
   k64Bit = 2,
 };
 
-// The view in which what 64-bit programs keep for themselves lies: the 64-bit one on a 64-bit system, whatever this
-// process was built for, and the only one on any other.
+// The view of the system's own programs: the 64-bit one on a 64-bit system, regardless of what this process was built
+// for; on any other system the only one.
 View GetSystemView() noexcept;
 
 // A value of a key: its name and its data.
@@ -63,8 +63,8 @@ class Key : private boost::noncopyable {
   Key() = default;
   virtual ~Key();
 
-  // Open or create `path` below `parent` (a predefined root or an open key). What was open before is closed, also if
-  // this fails. Each asks for the least rights that its purpose needs.
+  // Open or create `path` below `parent` (a predefined root or an open key). A previously open key is closed, even if
+  // this fails. Each requests only the rights that its purpose needs.
   void OpenForReading(HKEY parent, const std::wstring& path, View view);
   void OpenForWriting(HKEY parent, const std::wstring& path, View view);
   void OpenForEnumerating(HKEY parent, const std::wstring& path, View view);
@@ -82,9 +82,9 @@ class Key : private boost::noncopyable {
   DWORD QueryNumber32(const std::wstring& name) const;
   std::uint64_t QueryNumber64(const std::wstring& name) const;
   // REG_SZ and REG_EXPAND_SZ (unexpanded): the text up to its terminator. REG_MULTI_SZ: all texts with their inner
-  // terminators, the final ones left out.
+  // terminators, without the final ones.
   std::wstring QueryString(const std::wstring& name) const;
-  // The data of any value as they are stored; `type` receives the REG_... type.
+  // The data of any value as stored; `type` receives the REG_... type.
   std::vector<BYTE> QueryData(const std::wstring& name, DWORD& type) const;
 
   void SetNumber32(const Number32Value& value);
@@ -95,7 +95,7 @@ class Key : private boost::noncopyable {
   void DeleteKey(const std::wstring& name);
   void DeleteValue(const std::wstring& name);
 
-  // The name of the subkey or value at `index`, counted from 0; false behind the last one.
+  // The name of the subkey or value at `index`, counted from 0; false after the last one.
   bool EnumerateSubkey(DWORD index, std::wstring& name) const;
   bool EnumerateValue(DWORD index, std::wstring& name) const;
 
@@ -111,8 +111,8 @@ class Key : private boost::noncopyable {
   View view_ = View::kProcessDefault;
 };
 
-// A place that keeps named values. Contract of the common library: programs built against it find an operation by its
-// slot in the virtual table, so never change the order; new members go to the end. The commands use Key.
+// A place that keeps named values. Contract of the common library: programs built against it call an operation by its
+// slot in the virtual table. So never change the order, and add new members at the end. The commands use Key.
 class Base {
  public:
   Base() = default;
@@ -126,8 +126,8 @@ class Base {
   virtual void OpenForEnumerating() = 0;
   virtual void Close() = 0;
   virtual void Flush() = 0;
-  // Each query comes in two forms. TryQuery... calls its throwing partner and turns what that throws into its result:
-  // false and the code in `error`, `data` as it was; otherwise true and 0.
+  // Each query comes in two forms. TryQuery... calls the throwing form. If that throws, it returns false and the code
+  // in `error`, and does not change `data`. Otherwise it returns true and `error` is 0.
   virtual bool TryQueryBinary(const std::wstring& name, std::vector<BYTE>& data, DWORD& error) = 0;
   virtual std::vector<BYTE> QueryBinary(const std::wstring& name) = 0;
   virtual bool TryQueryString(const std::wstring& name, std::wstring& data, DWORD& error) = 0;
@@ -141,13 +141,13 @@ class Base {
   virtual void SetNumber64(const Number64Value& value) = 0;
   virtual void SetNumber32(const Number32Value& value) = 0;
   virtual void DeleteKey(const std::wstring& name) = 0;
-  virtual bool HasKey(const std::wstring& name) = 0;  // true when the subkey can be opened for reading
+  virtual bool HasKey(const std::wstring& name) = 0;  // true if the subkey can be opened for reading
   virtual void DeleteValue(const std::wstring& name) = 0;
   virtual bool EnumerateSubkey(DWORD index, std::wstring& name) = 0;
   virtual bool EnumerateValue(DWORD index, std::wstring& name) = 0;
 };
 
-// A key of the registry as a Base; like it a contract that no command uses. Open or create it before any other call.
+// A key of the registry as a Base; a contract that no command uses, like Base. Open or create it before any other call.
 class Registry : public Base {
  public:
   // `root` is a predefined root, or an open key that outlives this object.

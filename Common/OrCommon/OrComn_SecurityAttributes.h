@@ -1,4 +1,4 @@
-// Access lists of the folders that ordinary users' programs share.
+// Access control lists of the folders that ordinary users' programs share.
 //
 // There are two policies: one for new folders, one for existing ones. Both open the folders to everyone, because the
 // plug-ins and monitors of every user write there. Keep nothing there that matters to the machine.
@@ -27,9 +27,9 @@ class SecurityAttributes : private boost::noncopyable {
   SECURITY_ATTRIBUTES attributes_ = {};
 };
 
-// Applies the policy for existing folders to `path` and everything below it. Skips reparse points, `path` itself
-// included: anybody who may write there can make one that points anywhere. Always 1. The only failure that is reported
-// is that of building the access list, on standard output.
+// Applies the policy for existing folders to `path` and everything below it. Skips reparse points, even `path` itself:
+// any user with write access there can create one that points anywhere. Always 1. Reports only one failure, that of
+// building the access control list, on standard output.
 int ApplyFolderAccessRules(const std::wstring& path);
 
 // Sets `acl` in `descriptor` and writes that to `path` and everything below it. Clears the read-only attribute on the

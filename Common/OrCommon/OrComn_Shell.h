@@ -1,7 +1,7 @@
 // The functions of shell32 and shlwapi that are called here, by their own names.
 //
-// Each is bound by name at its first call, and its library stays loaded until the process ends: loading them at the
-// start would double the start-up time of commands that never need them. A function that cannot be bound fails as
+// Each is bound by name at its first call, and its library stays loaded until the process ends: loading them at
+// start-up would double the start-up time of commands that do not need them. A function that cannot be bound fails as
 // documented, with the code of that failure; its next call tries again. Never call one while impersonating the console
 // user: the user's drive letters must not decide which library is loaded.
 #pragma once

@@ -8,7 +8,7 @@
 
 namespace OrCommon::System {
 
-// What the version tests look at, as GetVersionExW reports it (OSVERSIONINFOEXW).
+// The input of the version tests, as GetVersionExW reports it (OSVERSIONINFOEXW).
 struct WindowsFacts {
   DWORD major = 0;
   DWORD minor = 0;
@@ -46,17 +46,17 @@ bool MatchesWindowsVersion(DWORD code, const WindowsFacts& facts) noexcept;
 bool IsWindowsVersion(DWORD code) noexcept;
 
 // The error of the one version query of this process, 0 if it succeeded. Contract of the common library; no command
-// asks.
+// calls it.
 DWORD GetWindowsVersionError() noexcept;
 
-// The native processor architecture (PROCESSOR_ARCHITECTURE_...), whatever this process was built for;
-// PROCESSOR_ARCHITECTURE_INTEL on a system that cannot tell. Asked once per process.
+// The native processor architecture (PROCESSOR_ARCHITECTURE_...), regardless of what this process was built for;
+// PROCESSOR_ARCHITECTURE_INTEL if the system cannot report it. Queried once per process.
 WORD GetNativeArchitecture() noexcept;
 
 // True on any 64-bit processor: this decides between the registry views and in the version tests.
 bool Is64BitSystem() noexcept;
 
-// True on an AMD64 processor and no other: this decides which files are staged, since those are AMD64 files.
+// True only on an AMD64 processor: this decides which files are staged, since those are AMD64 files.
 bool IsAmd64System() noexcept;
 
 // The name part of an executable's path, without folder and without the extension after its last dot.

@@ -9,13 +9,13 @@ namespace OrCommon::TerminalService {
 
 inline constexpr DWORD kNoSession = 0xFFFFFFFF;
 
-// The session that is attached to the console. True, and `error` 0, where the system could be asked; `sessionId` is
-// kNoSession where no session is attached. False, and kNoSession, on a system older than Windows XP (`error` 0) or
-// where the entry point is missing (its code).
+// The session that is attached to the console. True, and `error` 0, if the system could be queried; `sessionId` is
+// kNoSession if no session is attached. False, and kNoSession, on a system older than Windows XP (`error` 0) or if the
+// entry point is missing (its code).
 bool GetActiveSessionId(DWORD& sessionId, DWORD& error);
 
-// A primary token of the user of `sessionId`, owned by the caller. It takes the rights of the local system. False, with
-// the code in `error`, where there is no user or no right.
+// A primary token of the user of `sessionId`, owned by the caller. This requires the rights of the local system. False,
+// with the code in `error`, if there is no user or access is denied.
 bool QuerySessionUserToken(KernelHandle& token, DWORD sessionId, DWORD& error);
 
 // Impersonates the user of `token` and creates that user's environment block, without the caller's own environment.
