@@ -20,7 +20,7 @@ using namespace VELAUtility;
 constexpr wchar_t kMonitorShutdownEvent[] = L"Global\\{DD2A6866-95FD-47a8-A48D-CDB025648C09}";
 constexpr DWORD kShutdownPulse = 100;  // milliseconds
 
-// A registration that may have been put off until the client does not run.
+// A registration that may have been delayed until the client does not run.
 struct DelayedInstall {
   MailClient client;
   RunLog::Text shownFlag;  // as the log names it; the number follows
@@ -29,8 +29,8 @@ struct DelayedInstall {
   RunLog::Text clearFailure;
 };
 
-// In this order. The first two clear each other's flag, so that a client's own flag keeps its registration being
-// renewed: meant so, like the texts that name the flag that is really cleared.
+// In this order. By design, the first two clear each other's flag, so a client whose own flag is set is registered
+// again every time. The texts name the flag that is really cleared.
 constexpr DelayedInstall kDelayedInstalls[] = {
     {MailClient::kOutlookExpress, L"nDelayEnableOE = %d", false, MailClient::kOutlook,
      L"Fail to store REG_ZENTA_VELA_OL_DELAY_INSTALL_KEY value !!"},
@@ -79,7 +79,7 @@ bool Switch(const ClientSwitch& client, const std::wstring& installPath, DWORD s
   return true;
 }
 
-// False where the settings cannot be opened; a flag that is missing or no number reads as 0.
+// False if the settings cannot be opened. A flag that is missing or not a number reads as 0.
 bool ReadDelayFlags(DWORD (&flags)[kDelayedInstallCount]) {
   Frwk::Storage::CoreAgentRegistry settings(kSharedSettingsNumber);
   if (!settings.OpenForReading(kSharedSettingsEntry)) {
@@ -95,7 +95,7 @@ bool ReadDelayFlags(DWORD (&flags)[kDelayedInstallCount]) {
 
 void RunDelayedInstall(const DelayedInstall& delayed, const std::wstring& installPath) {
   if (delayed.asksForOutlook && !IsOutlookSupported()) {
-    RunLog::Info() << L"MS Office Outlook is not installed !";  // and its plug-in is registered all the same
+    RunLog::Info() << L"MS Office Outlook is not installed !";  // but its plug-in is registered anyway
   }
   RegisterClient(delayed.client, installPath + L"\\" + FolderNameOf(delayed.client), true);
   if (!StoreProductValue(DelayFlagOf(delayed.cleared))) {
@@ -103,7 +103,7 @@ void RunDelayedInstall(const DelayedInstall& delayed, const std::wstring& instal
   }
 }
 
-// None of this decides the result of the switch.
+// Does not affect the result of the switch.
 void RunDelayedInstalls(const std::wstring& installPath) {
   DWORD flags[kDelayedInstallCount] = {};
   if (!ReadDelayFlags(flags)) {
@@ -130,13 +130,13 @@ bool SwitchOn(const std::wstring& installPath, DWORD sessionId, const std::wstri
     RunLog::Error() << L"!!! SetAntiSpamEnable() - failed on VELA_ActivateAll()";
   }
   if (!VELA_LaunchMonProcess(installPath, 0)) {
-    // Logged only: the monitors start at the next log-on all the same.
+    // Logged only: the monitors start at the next log-on anyway.
     RunLog::Error() << L"!!! SetAntiSpamEnable() - failed on VELA_LaunchMonProcess()";
   }
   return succeeded;
 }
 
-// Holds the event signalled for a moment, long enough for every monitor that waits for it.
+// Keeps the event signalled long enough for every waiting monitor.
 void SignalMonitorShutdown() {
   const OrCommon::KernelHandle event(::CreateEventW(nullptr, TRUE, FALSE, kMonitorShutdownEvent));
   if (!event) {

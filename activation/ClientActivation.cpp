@@ -33,7 +33,7 @@ bool ActivateMonitor(MailClient client, const std::wstring& installPath, const s
   bool written = false;
   try {
     const std::wstring folder = ProductFolders::Join(installPath, FolderNameOf(client) + L"\\");
-    std::wstring command;  // the quotation marks belong to it
+    std::wstring command;  // including the quotation marks
     OrCommon::String::Format(command, L"\"%s%s\"", folder.c_str(), MonitorNameOf(client).c_str());
     written = WriteRunValue(FactsOf(client).runValue, command);
   } catch (OrCommon::String::Exception* failure) {

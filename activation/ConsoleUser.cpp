@@ -16,8 +16,8 @@ using OrCommon::Library::EntryPoint;
 
 using GetUserNameExFunction = BOOLEAN(WINAPI*)(EXTENDED_NAME_FORMAT, wchar_t*, ULONG*);
 
-// The name of the user that the thread acts as: "domain\user", or the bare name where that cannot be had; empty where
-// neither can. `getUserNameEx` may be null.
+// The name of the impersonated user: "domain\user", or the bare name if that is not available; empty if neither is.
+// `getUserNameEx` may be null.
 std::wstring GetThreadUserName(GetUserNameExFunction getUserNameEx) {
   constexpr DWORD kCapacity = 257;  // characters
   wchar_t name[kCapacity] = {};
@@ -35,8 +35,8 @@ std::wstring GetThreadUserName(GetUserNameExFunction getUserNameEx) {
 }  // namespace
 
 std::wstring GetCurrentUserSid() {
-  // Bound before the thread acts as the user, whose view of the drive letters must not decide which file is loaded; and
-  // by name, because secur32 is loaded only here.
+  // Bound before impersonation: the user's drive letters must not decide which file is loaded. Bound by name, because
+  // only this function needs secur32.
   const EntryPoint nameEntry(L"secur32.dll", L"GetUserNameExW");
   Frwk::WindowStation::ConsoleUserScope user;
   if (!user.Start()) {
@@ -63,9 +63,9 @@ bool LoadLoggedOnUserProfile(DWORD sessionId, UserProfile& profile, OrCommon::Ke
   }
   const OrCommon::Module environmentLibrary(::LoadLibraryW(OrCommon::Library::SystemLibrary(L"userenv.dll").Path()));
   if (!environmentLibrary) {
-    return false;  // neither a block nor a profile without it, and as the user it must not be looked for
+    return false;  // needed for block and profile; must not be loaded while impersonating
   }
-  // Windows 7 and later load what is behind it for GetUserNameW.
+  // Windows 7 and later need its dependencies for GetUserNameW.
   const OrCommon::Module nameLibrary(::LoadLibraryW(OrCommon::Library::SystemLibrary(L"secur32.dll").Path()));
   void* environmentBlock = nullptr;
   const bool impersonating = StartImpersonateLoggedOnUser(token.Get(), environmentBlock, error);
@@ -74,7 +74,7 @@ bool LoadLoggedOnUserProfile(DWORD sessionId, UserProfile& profile, OrCommon::Ke
   if (impersonating) {
     EndImpersonateLoggedOnUser(environmentBlock, error);
   }
-  ::RevertToSelf();  // once more: a start that failed half-way leaves the thread acting as the user
+  ::RevertToSelf();  // again: a start that failed half-way leaves the thread impersonating
   if (!named) {
     return false;
   }

@@ -61,7 +61,7 @@ bool Launch(HANDLE userToken, const Monitor& monitor, const std::wstring& baseFo
 }  // namespace
 
 bool VELA_LaunchMonProcess(const std::wstring& installPath, int /*flag*/) {
-  // One level deeper than the start-up values, which name the install path itself. Both are meant so.
+  // One level deeper than in the start-up values, which name the install path itself. Both are intended.
   const std::wstring baseFolder = ProductFolders::WithTrailingBackslash(installPath + L"\\VELA");
   Frwk::WindowStation::ConsoleUserScope user;
   if (!user.Start()) {

@@ -13,14 +13,14 @@ namespace {
 
 namespace File = OrCommon::Storage::File;
 
-// True for a text that names one folder and nothing else. The identity is any text that the user cares to store, and
-// what is made or opened here is done with machine rights: "..\\..\\Windows" must lead nowhere.
+// True for a text that is the name of one folder. The user can store any text as identity, and folders are created and
+// opened here with machine rights: reject "..\\..\\Windows".
 bool IsPlainName(const std::wstring& name) {
   return name.find_first_of(L"\\/:") == std::wstring::npos && !File::IsReadAsAnother(name);
 }
 
-// The path of the tree while it grows level by level. Look, creation and stamp take it in one form: where Windows reads
-// two forms as two places, the look would not be at what is opened.
+// The path of the tree while it grows level by level. Check, creation and permission change use the same form of the
+// path: Windows may resolve two forms to two places, and the check would be of the wrong one.
 class Tree {
  public:
   explicit Tree(const std::wstring& commonData) : root_(File::WithoutSeparator(commonData)), path_(root_) {}
@@ -30,7 +30,7 @@ class Tree {
     MakeOrOpen();
   }
 
-  // An empty identity adds nothing: the folder above is opened once more.
+  // An empty identity adds nothing: its parent folder is opened to everyone again.
   void AddIdentity(const std::wstring& identity) {
     if (!identity.empty() && !IsPlainName(identity)) {
       FallBack();
@@ -50,7 +50,7 @@ class Tree {
     }
   }
 
-  // A file or a link in the level's place makes this fail too: a link may lead anywhere, and what is made is open to
+  // Also fails if a file or a link has the level's name: a link may lead anywhere, and new folders are open to
   // everyone.
   void Create() {
     if (!::CreateDirectoryW(File::SystemPath(path_).c_str(), attributes_.Get())) {
@@ -58,8 +58,8 @@ class Tree {
     }
   }
 
-  // The tree goes on below the root, where other programs keep their folders. What is there already is theirs, the root
-  // itself included: it is used as it is, and not opened to everyone because a user chose its name.
+  // The tree continues below the root, where other programs have their folders. Existing folders, even the root itself,
+  // may be theirs. They are used as they are: a user chose the name, so they must not be opened to everyone.
   void FallBack() {
     path_ = root_;
     fallenBack_ = true;
@@ -85,7 +85,7 @@ void BuildUserDataTree(MailClient client, const std::wstring& userSid, std::wstr
   const std::wstring commonData = GetCommonDataFolder();
   if (commonData.empty()) {
     GetCurrentUserID(userSid, userId);
-    return;  // below the current folder, which may be anybody's, nothing is opened to everyone
+    return;  // open nothing below the current folder, which any user may own
   }
   Tree tree(commonData);
   tree.AddLevel(L"Orvane Labs");

@@ -18,7 +18,7 @@ namespace {
 
 constexpr int kArgumentCount = 4;
 
-// A command runs, and its result is the exit code.
+// Runs a command. Its result is the exit code.
 using Operation = int (*)();
 
 // Success of the notification is 1, unlike everywhere else.
@@ -37,7 +37,7 @@ int UpgradeAndNotify() {
 
 struct Command {
   const wchar_t* name;
-  RunLog::Text banner;  // its line break of its own leaves an empty line below it in the log
+  RunLog::Text banner;  // ends with a line break: an empty line follows it in the log
   Operation run;
 };
 
@@ -52,7 +52,7 @@ constexpr Command kCommands[] = {
     {L"-p", L"======= Upgrade VELA ========\n", UpgradeAndNotify},
 };
 
-// Only the first two characters count, their case included: "-Install" installs, "-i" is unknown.
+// Only the first two characters count, case-sensitive: "-Install" installs, "-i" is unknown.
 constexpr std::size_t kSignificantCharacters = 2;
 
 int RunNamedCommand(const wchar_t* name) {
@@ -70,7 +70,7 @@ void LogClosingLine(int result) {
   SYSTEMTIME now = {};
   ::GetLocalTime(&now);
   char time[260] = {};
-  // One short of the zero-filled buffer, so that a text that is cut off still ends.
+  // One less than the zero-filled buffer, so a truncated text is still terminated.
   ::_snprintf(time, sizeof time - 1, "[%04d/%02d/%02d %02d:%02d:%02d]", now.wYear, now.wMonth, now.wDay, now.wHour,
               now.wMinute, now.wSecond);
   RunLog::Info() << time << L" VELA END!!! RetrunCode:" << result;

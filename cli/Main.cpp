@@ -2,7 +2,7 @@
 #include "cli/CommandDispatcher.h"
 
 #if defined(__MINGW32__)
-// The runtime of mingw-w64 would expand wildcards in the arguments; they are wanted as they were given.
+// The runtime of mingw-w64 would expand wildcards in the arguments; the program needs them unchanged.
 extern "C" {
 extern int _dowildcard;  // declared here because no header of the runtime does
 int _dowildcard = 0;

@@ -11,11 +11,11 @@
 namespace RunLog {
 namespace {
 
-// The stream's "C" locale writes U+0000 to U+00FF as one byte each and cannot write what lies above.
+// The stream's "C" locale writes U+0000 to U+00FF as one byte each and cannot write any other character.
 constexpr wchar_t kLastWritable = 0xFF;
 
 // Constructed in static initialisation, so that the log is open when wmain starts. The order of the members matters:
-// the guards of the process come first, before anything on the disk is looked at.
+// the guards of the process come first, before any access to the disk.
 class LogFile {
  public:
   LogFile();
@@ -37,7 +37,7 @@ LogFile::LogFile() {
     ::CreateDirectoryW(path.c_str(), nullptr);
   }
   path += L"\\vela.log";
-  // Where the file cannot be opened the stream stays failed and every entry is a no-op; the run goes on.
+  // If the file cannot be opened, the stream stays failed and every entry is a no-op; the run continues.
   stream_.open(path.c_str(), std::ios_base::out | std::ios_base::app);
 }
 
@@ -60,8 +60,8 @@ Entry::Entry(const wchar_t* prefix) {
 Entry& Entry::operator<<(std::wstring_view text) {
   const OrCommon::LastErrorKeeper keeper;
   std::wofstream& stream = g_log.Stream();
-  // The stream converts a whole buffer at a time and would lose all of it to one unwritable character: what stands
-  // before that character is written out first.
+  // The stream converts a whole buffer at a time, and one unwritable character would lose all of it. So the text before
+  // that character is written first.
   const auto unwritable = std::find_if(text.begin(), text.end(), [](wchar_t c) { return c > kLastWritable; });
   const auto writable = static_cast<std::size_t>(unwritable - text.begin());
   stream << text.substr(0, writable);

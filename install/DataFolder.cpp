@@ -14,7 +14,7 @@ namespace {
 
 constexpr unsigned char kLastSingleByte = 127;
 
-// `text` in the ANSI code page; empty where it cannot be converted.
+// `text` in the ANSI code page; empty if it cannot be converted.
 std::string ToAnsi(const wchar_t* text) {
   const int size = ::WideCharToMultiByte(CP_ACP, 0, text, -1, nullptr, 0, nullptr, nullptr);
   if (size <= 0) {

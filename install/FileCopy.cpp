@@ -9,7 +9,7 @@ namespace {
 
 using OrCommon::FileHandle;
 
-// One block serves the whole run, which is a single thread. One byte short of 16 KiB: a settled size, not a slip.
+// One block serves the whole run, which is a single thread. One byte less than 16 KiB, deliberately.
 constexpr DWORD kBlockSize = 0x3FFF;
 BYTE g_block[kBlockSize];
 
@@ -31,10 +31,10 @@ bool IsUpToDate(const std::wstring& destination, const FILETIME& sourceWritten) 
          ::CompareFileTime(&written, &sourceWritten) == 0;
 }
 
-// Makes the file anew; where that fails the code is in `error`. Windows refuses that with ERROR_ACCESS_DENIED where a
-// read-only, hidden or system file is in its place, as all that was copied from a disc is: these attributes are taken
-// off, and are put back where that was not the reason. A link is left as it is: the attributes are its own, and the
-// refusal is that of what it leads to.
+// Creates the file or empties an existing one. If that fails, the code is in `error`. Windows denies access if the
+// existing file is read-only, hidden or system; files copied from a disc are read-only. So these attributes are
+// cleared, and restored if they were not the reason. The attributes of a link are not changed: the access was denied by
+// its target.
 FileHandle CreateAnew(const std::wstring& path, DWORD& error) {
   const auto create = [&] {
     FileHandle made(
@@ -61,12 +61,12 @@ FileHandle CreateAnew(const std::wstring& path, DWORD& error) {
 }
 
 enum class Contents {
-  kCopied,   // the source's, or as much of them as could be read
+  kCopied,   // the source's, or the part that could be read
   kUnknown,  // the source cannot be read, and nothing was written
-  kFailed    // the destination may hold a part of them
+  kFailed    // the destination may contain a part of them
 };
 
-// Where it failed the code is in `error`.
+// After a failure the code is in `error`.
 Contents CopyContents(HANDLE source, HANDLE destination, DWORD& error) {
   for (bool first = true;; first = false) {
     DWORD read = 0;
@@ -83,7 +83,7 @@ Contents CopyContents(HANDLE source, HANDLE destination, DWORD& error) {
       return Contents::kFailed;
     }
     if (written < read) {
-      error = ERROR_DISK_FULL;  // a short write succeeds as a call and leaves no code of its own
+      error = ERROR_DISK_FULL;  // a short write is a successful call and sets no error code
       return Contents::kFailed;
     }
   }
@@ -125,20 +125,20 @@ bool CopyOneFile(const std::wstring& source, const std::wstring& destination, DW
   }
   from.Reset();
   to.Reset();
-  // With the source's time a file without its contents would count as up to date ever after.
+  // With the source's time, a file without contents would always count as up to date.
   if (contents == Contents::kCopied) {
     CarryTimesAndAttributes(destination, times, attributes);
   }
   return true;
 }
 
-// What stays the same all the way down a tree.
+// Settings for a whole tree.
 struct TreeCopy {
   int* rebootNeeded;
   int moveAtRestart;
 };
 
-// Copies or schedules one file; false where neither could be done.
+// Copies or schedules one file; false if neither could be done.
 bool CopyTreeFile(const TreeCopy& copy, const std::wstring& source, const std::wstring& destination) {
   if (copy.moveAtRestart == 0) {
     DWORD error = ERROR_SUCCESS;
@@ -195,7 +195,7 @@ DWORD CopyTree(const TreeCopy& copy, const std::wstring& source, const std::wstr
         return result;
       }
     } else if (!CopyTreeFile(copy, from, to)) {
-      break;  // the rest of this folder is given up; the result is not changed by it
+      break;  // skip the rest of this folder; the result does not change
     }
   }
   return ERROR_SUCCESS;
@@ -207,7 +207,7 @@ namespace VELAUtility {
 
 DWORD CopyFolderTree(const std::wstring& source, const std::wstring& destination, int* rebootNeeded,
                      int moveAtRestart) {
-  // Here and not in the recursion: a subfolder must not take back what an earlier file has set.
+  // Here and not in the recursion: a subfolder must not reset what an earlier file has set.
   if (rebootNeeded != nullptr) {
     *rebootNeeded = 0;
   }

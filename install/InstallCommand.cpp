@@ -21,7 +21,7 @@ namespace {
 
 using namespace VELAUtility;
 
-// The settings themselves go through keys of their own; what matters here is that the key exists before they do.
+// The settings open the key themselves; here it only has to be created first.
 OrCommon::RegistryKey EnsureProductKey() {
   OrCommon::RegistryKey key;
   if (::RegCreateKeyExW(HKEY_LOCAL_MACHINE, kProductKey, 0, nullptr, REG_OPTION_NON_VOLATILE,
@@ -31,7 +31,7 @@ OrCommon::RegistryKey EnsureProductKey() {
   return key;
 }
 
-// Decides whether filtering may stay on; false where the switch can neither be read nor written.
+// Decides whether filtering may stay on; false if the switch can be neither read nor written.
 bool SettleSwitch(DWORD& enabled) {
   if (!GetVELAEnable(enabled)) {
     enabled = 0;
@@ -54,7 +54,7 @@ bool SettleSwitch(DWORD& enabled) {
   if (SetVELAEnable(0)) {
     enabled = 0;
   } else {
-    // The switch as stored is still on, and is deliberately handed on so.
+    // The stored switch is still on, and this value is deliberately returned.
     RunLog::Error() << L"Fail to set REG_ZENTA_VELA_ENABLE_KEY value !!";
   }
   return true;
@@ -73,7 +73,7 @@ int Install() {
     return kSwitchNotStored;
   }
   if (!IsOutlookSupported()) {
-    RunLog::Info() << L"MS Office Outlook is not installed !";  // and its plug-in is installed all the same
+    RunLog::Info() << L"MS Office Outlook is not installed !";  // but its plug-in is installed anyway
   }
   for (const MailClientFacts& facts : kMailClients) {
     RegisterClient(facts.client, ProductFolders::ClientFolder(baseFolder, facts.client), enabled != 0);

@@ -19,10 +19,10 @@ constexpr DWORD kVersionBytes = 4096;
 constexpr DWORD kPathBytes = 522;
 constexpr DWORD kSubkeyNameCapacity = 260;  // characters
 
-// Reads a text of at most `Bytes` bytes; false where there is none or it is longer. The type is not looked at.
+// Reads a text of at most `Bytes` bytes; false if there is none or it is longer. The type is not checked.
 template <DWORD Bytes>
 bool ReadText(HKEY key, const wchar_t* name, std::wstring& text) {
-  wchar_t buffer[Bytes / sizeof(wchar_t) + 1] = {};  // what is stored may lack its terminator
+  wchar_t buffer[Bytes / sizeof(wchar_t) + 1] = {};  // the stored text may lack its terminator
   DWORD size = Bytes;
   if (::RegQueryValueExW(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &size) != ERROR_SUCCESS) {
     return false;
@@ -51,8 +51,7 @@ bool FindReleaseKey(std::wstring_view release, std::wstring& name) {
   return false;
 }
 
-// What the registry says: the release text and the program folder. The wording of the messages names GetOutlookVersion
-// whoever asks.
+// The release text and the program folder from the registry. The messages name GetOutlookVersion for every caller.
 bool LookUpOutlook(std::wstring& release, std::wstring& folder) {
   RegistryKey currentVersion;
   if (::RegOpenKeyW(HKEY_LOCAL_MACHINE, kCurrentVersionKey, currentVersion.Receive()) != ERROR_SUCCESS) {
@@ -122,7 +121,7 @@ OutlookRelease GetOutlookVersion() {
   if (!LookUpOutlook(release, folder)) {
     return OL_NOT_INSTALLED;
   }
-  const std::wstring program = folder + L"outlook.exe";  // as registered: no backslash is put between
+  const std::wstring program = folder + L"outlook.exe";  // as registered: no backslash is added
   RunLog::Info() << L"GetOutlookVersion(), Get outlook.exe path: " << program;
   if (::GetFileAttributesW(program.c_str()) == INVALID_FILE_ATTRIBUTES) {
     return OL_NOT_INSTALLED;

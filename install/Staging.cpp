@@ -39,14 +39,14 @@ constexpr StagedClient kStagedClients[] = {
 };
 static_assert(StandInOrder(kStagedClients) && HasEveryClient(kStagedClients));
 
-// Makes the folder and its missing parents; true also where it exists.
+// Creates the folder and its missing parents; true also if it exists.
 bool MakeFolder(const std::wstring& folder) {
   const int result = OrCommon::Shell::SHCreateDirectoryExW(nullptr, folder.c_str(), nullptr);
   return result == ERROR_SUCCESS || result == ERROR_ALREADY_EXISTS;
 }
 
 void CopyTree(const std::wstring& source, const std::wstring& folder) {
-  int rebootNeeded = 0;  // collected by the copy; nobody asks for it here
+  int rebootNeeded = 0;  // set by the copy, not used here
   CopyFolderTree(source, folder, &rebootNeeded, 0);
 }
 
@@ -57,8 +57,8 @@ int StageClient(MailClient client, const std::wstring& sourceFolder, const std::
   if (!MakeFolder(folder)) {
     RunLog::Error() << staged.folderFailure;
   }
-  // The client's own files first, the common ones over them. The former get a backslash in any case: a source that ends
-  // in one has two here.
+  // The client's own files first, then the common ones over them. The path of the former always gets a backslash: a
+  // source that ends in one has two here.
   CopyTree(sourceFolder + L"\\" + FactsOf(client).shortName + (has64BitFiles ? L"64" : L""), folder);
   CopyTree(Join(sourceFolder, has64BitFiles ? L"Common\\win64" : L"Common\\win32"), folder);
 

@@ -35,7 +35,7 @@ bool Notify(const Notification& notification) {
     RunLog::Error() << notification.failure << ::GetLastError();
     return false;
   }
-  ::SetEvent(event.Get());  // never reset here: that is the plug-in's, after it has loaded the engine
+  ::SetEvent(event.Get());  // never reset here: the plug-in does that after it has loaded the engine
   event.Reset();
   RunLog::Info() << notification.notified;
   return true;

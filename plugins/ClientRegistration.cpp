@@ -9,11 +9,11 @@
 namespace VELAUtility {
 namespace {
 
-// What a removal does about a client that runs.
+// What a removal does if the client runs.
 enum class WhileRunning {
-  kRemove,       // says so and goes on
-  kKeep,         // says so and leaves everything
-  kAskInRemoval  // the removal itself asks, and says so
+  kRemove,       // logs it and continues
+  kKeep,         // logs it and removes nothing
+  kAskInRemoval  // the removal itself checks and logs it
 };
 
 struct Registration {
@@ -23,7 +23,7 @@ struct Registration {
   RunLog::Text installFailure;
   bool (*remove)(const std::wstring& clientFolder);
   WhileRunning whileRunning;
-  RunLog::Text runningAtRemoval;  // null where the removal itself asks
+  RunLog::Text runningAtRemoval;  // null if the removal itself checks
   RunLog::Text removalFailure;
 };
 

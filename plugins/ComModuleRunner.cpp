@@ -27,7 +27,8 @@ constexpr Direction kUnregister = {L"regsvr32.exe /u /s \"", L"UnregisterComModu
                                    L"Wait to unregister COM object more than 3 seconds.",
                                    L"UnregisterComModule() execute result: "};
 
-// Starts the child and waits for it. Where it did not start, the code is in `error`. `isSlow`: it was not seen to end.
+// Starts the child process and waits for it. If it did not start, the code is in `error`. `isSlow`: it did not exit in
+// time.
 BOOL RunChild(wchar_t* commandLine, bool& isSlow, DWORD& error) {
   STARTUPINFOW startup = {};
   startup.cb = sizeof startup;

@@ -17,7 +17,7 @@ using ProductFolders::Join;
 
 constexpr wchar_t kLoadBehaviorValue[] = L"LoadBehavior";
 
-// The values behind it, in the order in which they are written.
+// The other values, in the order in which they are written.
 struct AddinValue {
   const wchar_t* name;
   DWORD type;  // REG_DWORD: the number 0
@@ -41,7 +41,7 @@ bool WriteAddinValue(HKEY root, const std::wstring& key, const AddinValue& value
                                  : WriteStringValue(root, key, value.name, value.text);
 }
 
-// Makes the key where it is missing.
+// Creates the key if it is missing.
 bool EnsureKey(HKEY root, const std::wstring& path) {
   OrCommon::RegistryKey key;
   return ::RegCreateKeyExW(root, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_WRITE, nullptr, key.Receive(),
@@ -100,7 +100,7 @@ bool WriteOutlookAddinKeyForAllUsers(LoadBehavior loadBehavior) {
     if (EnsureKey(HKEY_USERS, key) && WriteLoadBehavior(HKEY_USERS, key, loadBehavior)) {
       for (const AddinValue& value : kAddinValues) {
         if (!WriteAddinValue(HKEY_USERS, key, value)) {
-          break;  // a hive that refuses one value refuses all
+          break;  // if one value fails, all fail
         }
       }
     }

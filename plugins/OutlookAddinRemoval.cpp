@@ -52,7 +52,7 @@ void DeleteMachineAddinKey() {
   }
   ::RegDeleteKeyW(parent.Get(), g_szOLAddinName);
   parent.Reset();
-  RunLog::Info() << L"Delete VELA_OLA.OLAgent registry Success! ";  // written whatever the delete returned
+  RunLog::Info() << L"Delete VELA_OLA.OLAgent registry Success! ";  // written even if the deletion failed
 }
 
 }  // namespace
@@ -61,7 +61,7 @@ bool UnregisterOutlookAddin(const std::wstring& clientFolder) {
   bool succeeded = true;
   for (const AddinModule& module : kModules) {
     RunLog::Info() << module.begin;
-    const std::wstring path = clientFolder + L"\\" + module.name;  // a doubled backslash does no harm
+    const std::wstring path = clientFolder + L"\\" + module.name;  // a doubled backslash is harmless
     if (!UnregisterComModule(path)) {
       RunLog::Error() << module.failure << (module.failureNamesPath ? path.c_str() : L"");
       succeeded = false;
@@ -93,9 +93,9 @@ bool DeleteOutlookAddinKeyForAllUsers(const std::wstring& addinKey, const std::w
 }
 
 void DeleteOutlookExtendDat() {
-  // Where the system's own junction "Application Data" leads.
+  // The target of the system's own junction "Application Data".
   constexpr const wchar_t* kJunctionTarget = L"AppData\\Roaming\\Microsoft\\Outlook\\Extend.dat";
-  // The newer path on version 6.0 exactly. Later versions take the older one too; that is how it is meant.
+  // The newer path on version 6.0 exactly. Later versions use the older one too, by design.
   const wchar_t* const cacheFile = OrCommon::System::IsWindowsVersion(OrCommon::System::kWindows60)
                                        ? L"AppData\\Local\\Microsoft\\Outlook\\Extend.dat"
                                        : L"Application Data\\Microsoft\\Outlook\\Extend.dat";

@@ -13,7 +13,7 @@ using OrCommon::Storage::Key;
 using OrCommon::Storage::StringKind;
 
 constexpr wchar_t kPluginListKey[] = L"Software\\Nektra\\WLMailAPi\\Plugins";
-constexpr wchar_t VELA_REG_3RD_PARTY_NEKTRA[] = L"WLMAilApiCppDllClient";  // spelled so
+constexpr wchar_t VELA_REG_3RD_PARTY_NEKTRA[] = L"WLMAilApiCppDllClient";  // spelling mistake kept
 constexpr wchar_t kPluginModule[] = L"VELA_WLMA.dll";
 
 constexpr auto kUnexpectedFailure = static_cast<DWORD>(STG_E_UNKNOWN);
@@ -32,12 +32,12 @@ constexpr ComModule kModules[] = {
      L"Failed to unregister WLMailApiContacts.dll !!"},
 };
 
-// Runs every module through `run`; false where it failed for any.
+// Runs every module through `run`; false if it failed for any.
 bool RunModules(const std::wstring& clientFolder, bool (*run)(const std::wstring&),
                 const RunLog::Text ComModule::*failure) {
   bool succeeded = true;
   for (const ComModule& module : kModules) {
-    if (!run(clientFolder + L"\\" + module.name)) {  // a doubled backslash does no harm
+    if (!run(clientFolder + L"\\" + module.name)) {  // a doubled backslash is harmless
       RunLog::Event() << module.*failure;
       succeeded = false;
     }
@@ -45,7 +45,7 @@ bool RunModules(const std::wstring& clientFolder, bool (*run)(const std::wstring
   return succeeded;
 }
 
-// Opens the key and changes it. False where anything was thrown, with its code in `error`.
+// Opens the key and changes it. False if anything was thrown, with its code in `error`.
 template <class Change>
 bool ChangeKey(HKEY hive, const std::wstring& path, KeyMode mode, DWORD& error, const Change& change) {
   try {
@@ -96,7 +96,7 @@ bool UnregisterWLMPlugin(const std::wstring& clientFolder) {
   if (!DeleteNektraPluginValue(HKEY_LOCAL_MACHINE, kPluginListKey, VELA_REG_3RD_PARTY_NEKTRA, KeyMode::kOpen)) {
     RunLog::Warn() << L"Failed to DeleteRegStringValue HKEY_LOCAL_MACHINE\\" << VELA_REG_3RD_PARTY_NEKTRA << L" !!";
   }
-  // Unlike those of Outlook Express, these modules stay registered while the client runs; the entry is gone by then.
+  // Unlike those of Outlook Express, these modules stay registered while the client runs; the entry is already deleted.
   if (IsMailClientRunning(MailClient::kWindowsLiveMail)) {
     RunLog::Warn() << L"WLM is still running. Do not unregister WLM COM objects.";
   } else if (!UnregisterWLMailApiModules(clientFolder)) {

@@ -23,7 +23,7 @@ DWORD StoredSize(const std::wstring& text) noexcept {
   return static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t));
 }
 
-// `shown` is the value as the log tells it.
+// `shown` is the value as the log shows it.
 template <class Shown>
 bool SetProductValue(const wchar_t* name, DWORD type, const void* data, DWORD size, const Shown& shown) {
   RegistryKey key;
@@ -68,7 +68,7 @@ bool GetVELAEnable(DWORD& enabled) {
   const LSTATUS status =
       ::RegQueryValueExW(key.Get(), kEnableValue, nullptr, nullptr, reinterpret_cast<BYTE*>(&stored), &size);
   if (status != ERROR_SUCCESS) {
-    // The value is a number; the message says "String" all the same and is kept.
+    // The value is a number, but the message says "String" and is kept.
     RunLog::Info() << L"QueryStringValue Fail, keyName:" << kEnableValue << L", nError:" << static_cast<DWORD>(status);
     return false;
   }
@@ -84,7 +84,7 @@ bool ReadUserStringValue(const std::wstring& subKey, const std::wstring& name, s
   if (!OpenKey(HKEY_USERS, subKey, key)) {
     return false;
   }
-  // Zero-filled and longer than what is asked for, so that a value stored without a terminator ends all the same.
+  // Zero-filled and longer than the requested size, so a value stored without a terminator is still terminated.
   wchar_t buffer[kBufferBytes / sizeof(wchar_t) + 1] = {};
   DWORD size = kLongestBytes;
   if (::RegQueryValueExW(key.Get(), name.c_str(), nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &size) !=

@@ -56,7 +56,7 @@ int Switch(const SwitchTexts& texts) {
   if (OpenProductKey(KEY_READ | KEY_WRITE, key)) {
     StoreSwitch(key.Get(), texts);
   }
-  ::RegFlushKey(key.Get());  // also without a key, which does no harm
+  ::RegFlushKey(key.Get());  // also without a key, which is harmless
   return 0;
 }
 

@@ -26,7 +26,7 @@ struct ProductData {
 //
 // Refuse a folder below "Orvane Labs" in the common data folder if that is a reparse point: any user can create it, and
 // its target is not the product's. Refuse it also if the system can name no common data folder: the path is then
-// relative to the current folder, where the files are anybody's.
+// relative to the current folder, which may belong to any user.
 DWORD RefusalOf(const std::wstring& folder, const ProductData& data) {
   if (data.commonData.empty()) {
     return folder.compare(0, data.folder.size(), data.folder) == 0 ? ERROR_PATH_NOT_FOUND : ERROR_SUCCESS;
@@ -53,7 +53,7 @@ void RemoveFolder(const std::wstring& folder, ProductData& data) {
 }
 
 bool DeleteFolder(const std::wstring& folder, int& restartNeeded, DWORD* error, ProductData& data) {
-  // Until the restart a folder on the way could become a link.
+  // Until the restart a parent folder could become a link.
   const auto closeWay = [&](const std::wstring& path) { return data.closer.Close(path); };
   DWORD code = RefusalOf(folder, data);
   const bool refused = code != ERROR_SUCCESS;

@@ -22,7 +22,7 @@ namespace {
 using namespace VELAUtility;
 
 // With a trailing backslash. Not the base folder of install: without a double-byte character it is the destination
-// itself, with no folder of the maker below it.
+// itself, without "Orvane Labs" appended.
 std::wstring UninstallBaseFolder() {
   if (HasDoubleByteCharacters()) {
     return ProductFolders::GetBaseFolder(GetCommonDataFolder());
@@ -30,7 +30,7 @@ std::wstring UninstallBaseFolder() {
   return ProductFolders::WithBackslash(DestPath);
 }
 
-// Whether the console user's profile could be loaded, which tells the log how the product runs here.
+// Whether the console user's profile could be loaded. Only for the log.
 bool IsServiceMode() {
   DWORD sessionId = OrCommon::TerminalService::kNoSession;
   DWORD error = ERROR_SUCCESS;
@@ -51,7 +51,7 @@ void SwitchOff(const std::wstring& productFolder) {
 }
 
 void DeleteProductFolder(const std::wstring& folder) {
-  int restartNeeded = 0;  // collected; nobody asks for it here
+  int restartNeeded = 0;  // set by the deletion, not used here
   if (DeleteFolderFiles(folder, restartNeeded, nullptr)) {
     RunLog::Info() << L"VELAUtility::DeleteFolderFiles(), Success to delete folder: " << folder;
   } else {
@@ -69,7 +69,7 @@ int plugVELA_Uninstall() {
   for (const MailClientFacts& facts : kMailClients) {
     UnregisterClient(facts.client, ProductFolders::ClientFolder(baseFolder, facts.client));
   }
-  // What users have made in the product's folders may list only themselves.
+  // Files that users created in the product's folders may allow access only to themselves.
   const OrCommon::AccessControl::BackupPrivileges privileges;
   DeleteProductFolder(productFolder);
   RemoveVELAProgramData();

@@ -5,7 +5,7 @@ namespace {
 
 constexpr wchar_t kArea[] = L"Software\\OrvaneLabs\\CoreAgent\\";
 
-// Runs `operation`; false where it threw a storage failure.
+// Runs `operation`; false if it threw a storage failure.
 template <class Operation>
 bool Succeeds(const Operation& operation) {
   try {

@@ -13,7 +13,7 @@ using OrCommon::AccessControl::kShellProgram;
 
 constexpr char kSourceFile[] = "..\\..\\Common\\FrwkCommon\\Frwk_WindowStation";
 
-// The line of a trace is a number that it is known by, not where it stands in this file.
+// The line number of a trace identifies it. It is not the line in this file.
 template <class... Arguments>
 void TraceProgress(DWORD line, const wchar_t* format, Arguments... arguments) {
   OrCommon::g_debugLog.Trace(kSourceFile, line, DebugLog::kProgress, format, arguments...);
@@ -24,7 +24,7 @@ void TraceError(DWORD line, const wchar_t* format, Arguments... arguments) {
   OrCommon::g_debugLog.Trace(kSourceFile, line, DebugLog::kError, format, arguments...);
 }
 
-// The token of the session's user, or of who runs the shell.
+// The token of the session's user, or of the user who runs the shell.
 bool FindUserToken(DWORD sessionId, OrCommon::KernelHandle& token, DWORD& error) {
   if (OrCommon::TerminalService::QuerySessionUserToken(token, sessionId, error)) {
     return true;
@@ -102,12 +102,12 @@ bool ConsoleUserScope::Start() {
   End();
   environmentLibrary_.Reset(::LoadLibraryW(OrCommon::Library::SystemLibrary(L"userenv.dll").Path()));
   if (!environmentLibrary_) {
-    return false;  // there is no environment block without it, and as the user it must not be looked for
+    return false;  // needed for the environment block; must not be loaded while impersonating
   }
   DWORD error = ERROR_SUCCESS;
   active_ = StartImpersonateLoggedOnCurrentUser(token_, &environmentBlock_, error);
   if (!active_ && token_) {
-    ::RevertToSelf();  // a start that failed half-way leaves the thread acting as the user
+    ::RevertToSelf();  // a start that failed half-way leaves the thread impersonating
   }
   return active_;
 }

@@ -16,13 +16,13 @@ using EnumProcessesFunction = BOOL(WINAPI*)(DWORD*, DWORD, DWORD*);
 using EnumProcessModulesFunction = BOOL(WINAPI*)(HANDLE, HMODULE*, DWORD, DWORD*);
 using GetModuleBaseNameFunction = DWORD(WINAPI*)(HANDLE, HMODULE, wchar_t*, DWORD);
 
-// The process-status functions: kernel32 has them on newer Windows only, psapi everywhere.
+// The process-status functions: kernel32 has them only on newer Windows, psapi on every Windows.
 struct ProcessStatus {
   const EntryPoint enumProcesses{L"psapi.dll", L"EnumProcesses"};
   const EntryPoint enumProcessModules{L"psapi.dll", L"EnumProcessModules"};
   const EntryPoint getModuleBaseName{L"psapi.dll", L"GetModuleBaseNameW"};
 
-  // The code of the first that is missing; 0 where none is.
+  // The code of the first that is missing; 0 if none is.
   DWORD Error() const noexcept {
     for (const EntryPoint* entry : {&enumProcesses, &enumProcessModules, &getModuleBaseName}) {
       if (entry->Error() != ERROR_SUCCESS) {
@@ -42,7 +42,7 @@ bool ListProcesses(const ProcessStatus& status, std::vector<DWORD>& processes) {
     if (!status.enumProcesses.As<EnumProcessesFunction>()(processes.data(), size, &used)) {
       return false;
     }
-    if (used < size) {  // a full list may be a cut one
+    if (used < size) {  // a full list may be truncated
       processes.resize(used / sizeof(DWORD));
       return true;
     }

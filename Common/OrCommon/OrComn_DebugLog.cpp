@@ -13,10 +13,10 @@
 namespace OrCommon {
 namespace {
 
-// The size in characters that the last text fitted into; the next one starts with it.
+// The buffer size in characters of the last text; the next one starts with it.
 std::atomic<std::size_t> g_bufferSize = 256;
 
-// A text that does not fit into this many characters counts as one that cannot be formatted.
+// A text with more characters counts as one that cannot be formatted.
 constexpr std::size_t kLargestBuffer = 0x100000;
 
 class Lock : private boost::noncopyable {
@@ -50,14 +50,14 @@ bool FormatText(std::wstring& text, const wchar_t* format, std::va_list argument
     va_end(attempt);
     if (length >= 0) {
       g_bufferSize = size;
-      text.assign(buffer, 0, buffer.find(L'\0'));  // as far as the terminator, wherever it stands
+      text.assign(buffer, 0, buffer.find(L'\0'));  // up to the terminator
       return true;
     }
   }
   return false;
 }
 
-// The name without folders; empty where it cannot be converted.
+// The name without folders; empty if it cannot be converted.
 std::wstring WideFileName(const char* sourceFile) {
   const char* const name = Shell::PathFindFileNameA(sourceFile);
   const int size = ::MultiByteToWideChar(CP_ACP, 0, name, -1, nullptr, 0);
@@ -130,7 +130,7 @@ DebugLog::~DebugLog() {
 }
 
 bool DebugLog::Open(Module library, void* handle, const Options& options, DWORD* error) {
-  Shell::PathFindFileNameA("");  // bound now: a line may be written while the thread acts as the console user
+  Shell::PathFindFileNameA("");  // bound now: a line may be written while impersonating
   bool bound = false;
   {
     const Lock lock(libraryLock_);
@@ -155,7 +155,7 @@ bool DebugLog::Trace(const char* sourceFile, DWORD line, DWORD level, const wcha
     written = TraceFormatted(sourceFile, line, level, format, arguments);
   } catch (String::Exception* failure) {
     delete failure;
-  } catch (const std::bad_alloc&) {  // nothing to be done about it: a trace must never end what it tells of
+  } catch (const std::bad_alloc&) {  // ignored: a trace must never stop the traced code
   }
   va_end(arguments);
   return written;

@@ -5,7 +5,7 @@
 namespace OrCommon::Storage::File {
 namespace {
 
-// With a separator at its end the system would follow a link and tell of what it leads to.
+// With a separator at its end the system would follow a link and describe its target.
 DWORD AttributesOf(const std::wstring& path) {
   return ::GetFileAttributesW(SystemPath(WithoutSeparator(path)).c_str());
 }
@@ -28,13 +28,13 @@ void ClearReadOnly(const std::wstring& path) {
   }
 }
 
-// Removes one entry with `remove`, or has it removed at the next restart.
+// Removes one entry with `remove`, or schedules that for the next restart.
 void Remove(const std::wstring& entry, BOOL(WINAPI* remove)(const wchar_t*), int& restartNeeded,
             const MayWait& mayWait) {
   const std::wstring path = SystemPath(entry);
   ClearReadOnly(path);
   if (!remove(path.c_str())) {
-    // Too long for a plain path: nobody could bound what a user piles up there for the next start of Windows.
+    // Not for longer paths: a user could create any number of them, all scheduled for the next start of Windows.
     if (entry.size() < MAX_PATH && (!mayWait || mayWait(entry))) {
       ::MoveFileExW(path.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
     }
@@ -42,13 +42,13 @@ void Remove(const std::wstring& entry, BOOL(WINAPI* remove)(const wchar_t*), int
   }
 }
 
-// DeleteAllFiles for a full path that is known to be no link.
+// DeleteAllFiles for a full path that is known not to be a link.
 bool DeleteBelow(const std::wstring& folder, int& restartNeeded, DWORD* error, const MayWait& mayWait) {
   FolderWalk walk(folder, L"*");
   for (walk.Enter(); walk.Next();) {
     const bool isFolder = walk.IsLeaving() || (walk.Attributes() & FILE_ATTRIBUTE_DIRECTORY) != 0;
-    // The tree is writable by every user: a link may lead anywhere and is never entered. The listing may be old by now,
-    // so the disk is asked once more. What is entered is removed when the walk leaves it.
+    // Every user can write to the tree: a link may lead anywhere and is never entered. The listing may be outdated, so
+    // check again. A folder is removed when the walk leaves it.
     if (isFolder && !walk.IsLeaving() && (walk.Attributes() & FILE_ATTRIBUTE_REPARSE_POINT) == 0 &&
         !IsLink(walk.Path()) && walk.Enter()) {
       continue;
@@ -92,11 +92,11 @@ bool DeleteAllFiles(const std::wstring& folder, int& restartNeeded, DWORD* error
     StoreError(error, ERROR_BAD_ARGUMENTS);
     return false;
   }
-  const std::wstring full = FullPath(folder);  // one text for the look and for what is done
+  const std::wstring full = FullPath(folder);  // one path for the check and the deletion
   const DWORD attributes = AttributesOf(full);
   if (attributes == INVALID_FILE_ATTRIBUTES) {
     const DWORD refusal = ::GetLastError();
-    if (!IsMissing(refusal)) {  // it could be a link; a folder that is missing is reported by the listing
+    if (!IsMissing(refusal)) {  // it could be a link; the listing reports a missing folder
       StoreError(error, refusal);
       return false;
     }

@@ -19,7 +19,7 @@ constexpr DWORD kLongestPath = 32768;  // characters, terminator included
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr int kFileDispositionInfo = 4;
 
-// Where what is open really lies, all links followed; empty where that cannot be told.
+// The real path of the open file, with all links resolved; empty if it cannot be determined.
 std::wstring FinalPath(HANDLE file, GetFinalPathNameByHandleFunction getFinalPathNameByHandle) {
   constexpr DWORD kDriveLetterAndWholeNames = 0;
   std::wstring path(kLongestPath, L'\0');
@@ -60,7 +60,7 @@ bool DeleteFileBelow(const std::wstring& root, const std::wstring& file, const s
   if (!handle || !IsPlainFile(handle.Get())) {
     return false;
   }
-  // The way to the root is the administrators' own: it may lead through links.
+  // Only administrators control the path of the root: it may contain links.
   const FileHandle rootHandle(::CreateFileW(SystemPath(root).c_str(), FILE_READ_ATTRIBUTES, kShareAll, nullptr,
                                             OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
   if (!rootHandle) {

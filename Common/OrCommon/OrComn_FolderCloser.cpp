@@ -35,8 +35,7 @@ bool IsSame(const Facts& left, const Facts& right) {
          left.nFileIndexLow == right.nFileIndexLow;
 }
 
-// Owner and list in one call, which reaches this folder alone: SetSecurityInfo would pass the list on to what lies in
-// it.
+// Sets owner and access control list in one call, for this folder only: SetSecurityInfo would change its contents, too.
 bool GiveToAdministrators(HANDLE folder) {
   const ATL::CSid administrators(kNtAuthority, 2, SECURITY_BUILTIN_DOMAIN_RID, DOMAIN_ALIAS_RID_ADMINS);
   const ATL::CSid localSystem(kNtAuthority, 1, SECURITY_LOCAL_SYSTEM_RID, 0);
@@ -54,8 +53,8 @@ bool GiveToAdministrators(HANDLE folder) {
              &descriptor);
 }
 
-// Until it is closed a user can make the folder a link, or put another in its place. So it is looked at again when
-// nobody can any more.
+// Until the folder is closed, a user can make it a link or replace it by another folder. So check it again afterwards,
+// when that is no longer possible.
 bool CloseFolder(const std::wstring& folder) {
   Facts facts = {};
   const FileHandle handle = Open(folder, READ_CONTROL | WRITE_DAC | WRITE_OWNER | FILE_READ_ATTRIBUTES);
@@ -68,7 +67,7 @@ bool CloseFolder(const std::wstring& folder) {
   return again && IsPlainFolder(again.Get(), there) && IsSame(facts, there);
 }
 
-// The length of the longest path that is `one` and `other`, or has them below it.
+// The length of the longest common path: equal to `one` and `other`, or a parent of them.
 std::size_t CommonLength(const std::wstring& one, const std::wstring& other) {
   const auto split = std::mismatch(one.begin(), one.end(), other.begin(), other.end());
   const auto length = static_cast<std::size_t>(split.first - one.begin());
@@ -97,7 +96,7 @@ bool FolderCloser::Close(const std::wstring& path) {
   const std::size_t known = CommonLength(way_, path);
   const bool isKnown = known >= root_.size();
   if (isKnown && known == way_.size() && !isWayClosed_) {
-    return false;  // who can change this folder can change the way to all below it
+    return false;  // a user who can change this folder can divert every path below it
   }
   for (std::size_t end = isKnown ? path.find(L'\\', known + 1) : root_.size(); end < path.size();
        end = path.find(L'\\', end + 1)) {

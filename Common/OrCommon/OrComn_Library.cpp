@@ -9,7 +9,7 @@ namespace {
 constexpr std::size_t kShortName = 128;       // bytes
 constexpr std::size_t kLongestCharacter = 4;  // bytes that one character can become
 
-// True where SetDefaultDllDirectories keeps the search for libraries in the system folder (OrComn_ProcessGuards).
+// True if SetDefaultDllDirectories limits the search for libraries to the system folder (OrComn_ProcessGuards).
 bool CanLimitSearch() noexcept {
   return ::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "SetDefaultDllDirectories") != nullptr;
 }

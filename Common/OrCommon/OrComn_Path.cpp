@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kDriveRoot = 3;  // "C:\": without its backslash it is another folder
 
-// What Windows takes for a device, whatever follows behind a dot.
+// Windows takes these names for devices, with any extension.
 bool IsDeviceName(std::wstring_view name) {
   name = name.substr(0, name.find_first_of(L".:"));
   name = name.substr(0, name.find_last_not_of(L' ') + 1);
@@ -28,7 +28,7 @@ bool IsDeviceName(std::wstring_view name) {
                      [&](const wchar_t* device) { return String::EqualsIgnoringAsciiCase(name, device); });
 }
 
-// Windows makes a folder by its plain path only where a short file name still finds room behind it.
+// Windows creates a folder by its plain path only if a short file name still fits after it.
 constexpr std::size_t kFirstLong = MAX_PATH - 12;
 
 }  // namespace
@@ -82,7 +82,7 @@ std::wstring SystemPath(const std::wstring& path) {
     end = std::min(view.find(L'\\', begin), view.size());
     const std::wstring_view name = view.substr(begin, end - begin);
     if (name.empty() || IsDotEntry(name)) {
-      return path;  // what the long form would take for a name
+      return path;  // the long form would take this for a name
     }
     isWanted = isWanted || IsReadAsAnother(name);
   }

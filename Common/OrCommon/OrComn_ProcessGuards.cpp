@@ -16,7 +16,7 @@ struct RedirectionTrustPolicy {                     // PROCESS_MITIGATION_REDIRE
   DWORD flags;                                      // bit 0: EnforceRedirectionTrust
 };
 
-// No box for a medium that is missing, for a crash or for a file that is missing: nobody is there to answer it.
+// No message box for a missing medium, a crash or a missing file: in an unattended run nobody can answer it.
 constexpr UINT kNoBoxes = SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX;
 
 UINT g_callersErrorMode = 0;
@@ -28,7 +28,7 @@ using SetProcessMitigationPolicyFunction = BOOL(WINAPI*)(int, void*, SIZE_T);
 }  // namespace
 
 void GuardProcess() noexcept {
-  // kernel32 is part of every process and stays; it is not loaded here and need not be released.
+  // kernel32 is always loaded; it is not loaded here and need not be released.
   const HMODULE kernel = ::GetModuleHandleW(L"kernel32.dll");
   if (const auto setDllDirectories = Library::FunctionCast<SetDefaultDllDirectoriesFunction>(
           ::GetProcAddress(kernel, "SetDefaultDllDirectories"))) {
@@ -45,8 +45,8 @@ void GuardProcess() noexcept {
   }
   g_callersErrorMode = ::SetErrorMode(kNoBoxes);
   ::SetErrorMode(g_callersErrorMode | kNoBoxes);
-  // regsvr32.exe is started by name. Without this a file of that name in the current folder, which may be anybody's
-  // folder, would run in its place. The programs that are started from here, monitors included, inherit the variable.
+  // regsvr32.exe is started by name. Without this, a file of that name in the current folder, which any user may
+  // control, could run instead. Child processes, monitors included, inherit the variable.
   ::SetEnvironmentVariableW(L"NoDefaultCurrentDirectoryInExePath", L"1");
 }
 

@@ -13,7 +13,7 @@ namespace {
 
 constexpr char kSourceFile[] = "..\\..\\Common\\OrCommon\\OrComn_Registry.cpp";
 
-// The lines by which the two failures that precede any registry call are known.
+// The lines that identify the two failures before any registry call.
 constexpr DWORD kLineNoParent = 885;
 constexpr DWORD kLineNotOpen = 874;
 
@@ -48,7 +48,7 @@ bool CheckMore(LSTATUS status, DWORD line) {
   return true;
 }
 
-// Calls `query` and turns a thrown storage failure into its code.
+// Calls `query` and returns the code of a thrown storage failure.
 template <class Data, class Query>
 bool Try(Data& data, DWORD& error, const Query& query) {
   try {
@@ -132,7 +132,7 @@ void Key::QueryFixed(const std::wstring& name, DWORD type, void* data, DWORD siz
   DWORD storedSize = size;
   const LSTATUS status =
       ::RegQueryValueExW(RequireOpen(), name.c_str(), nullptr, &storedType, static_cast<BYTE*>(data), &storedSize);
-  // Another type is told as such, also where its data do not fit.
+  // A wrong type is reported as such, even if its data do not fit.
   const bool answered = status == ERROR_SUCCESS || status == ERROR_MORE_DATA;
   if (answered && storedType != type) {
     throw new Exception(ERROR_INVALID_DATA, __LINE__);
@@ -159,7 +159,7 @@ std::vector<BYTE> Key::QueryData(const std::wstring& name, DWORD& type) const {
   const HKEY key = RequireOpen();
   DWORD size = 0;
   Check(::RegQueryValueExW(key, name.c_str(), nullptr, &type, nullptr, &size), __LINE__);
-  size = std::max<DWORD>(size, 1);  // without a buffer the second call would ask for the size once more
+  size = std::max<DWORD>(size, 1);  // without a buffer the second call would only query the size again
   std::vector<BYTE> data(size);
   Check(::RegQueryValueExW(key, name.c_str(), nullptr, &type, data.data(), &size), __LINE__);
   data.resize(size);
@@ -176,7 +176,7 @@ std::wstring Key::QueryString(const std::wstring& name) const {
   if (!text.empty()) {
     std::memcpy(text.data(), data.data(), text.size() * sizeof(wchar_t));
   }
-  // Whoever stored the text may have left the terminator out, or stored more than one.
+  // The stored text may lack its terminator, or have more than one.
   const std::size_t end = type == REG_MULTI_SZ ? text.find_last_not_of(L'\0') + 1 : text.find(L'\0');
   text.resize(std::min(end, text.size()));
   return text;
@@ -262,7 +262,7 @@ std::vector<BYTE> Registry::QueryBinary(const std::wstring& name) {
 }
 
 bool Registry::HasKey(const std::wstring& name) {
-  // Asked of a key of its own, so that what is open here stays as it is.
+  // Uses a separate key, so that the open one does not change.
   Registry subkey(root_, path_.empty() || path_.back() == L'\\' ? path_ + name : path_ + L'\\' + name, view_);
   try {
     subkey.OpenForReading();

@@ -39,7 +39,7 @@ struct CreationEntry {
   ACCESS_MASK mask;
 };
 
-// In this order. The last entry makes those of the working access idle; the list is kept as it stands.
+// In this order. The last entry makes the kWorkingAccess entries redundant; they are kept.
 constexpr CreationEntry kCreationEntries[] = {
     {kAdministrators, kFullAccess}, {kPowerUsers, kFullAccess},
     {kLocalSystem, kFullAccess},    {kAuthenticatedUsers, kWorkingAccess},
@@ -58,7 +58,7 @@ constexpr ReapplyEntry kReapplyEntries[] = {
     {kAdministrators, TRUSTEE_IS_GROUP},
 };
 constexpr ULONG kReapplyPrepared = sizeof kReapplyEntries / sizeof kReapplyEntries[0];
-// The last one is prepared and left out: the list names everyone and the users only.
+// The last entry is prepared but not passed: the list names only everyone and the users.
 constexpr ULONG kReapplyPassed = kReapplyPrepared - 1;
 
 bool Allocate(const Trustee& trustee, Sid& sid) {
@@ -67,7 +67,7 @@ bool Allocate(const Trustee& trustee, Sid& sid) {
                                     sid.Receive()) != FALSE;
 }
 
-// The access list of the policy; false where it could not be built.
+// The access control list of the policy; false if it could not be built.
 bool BuildReapplyAcl(LocalMemory<ACL>& acl) {
   Sid sids[kReapplyPrepared];
   EXPLICIT_ACCESS_W entries[kReapplyPrepared] = {};
@@ -125,7 +125,7 @@ void ApplySecurityRecursively(const std::wstring& path, SECURITY_DESCRIPTOR* des
     ::SetFileSecurityW(File::SystemPath(walk.Path()).c_str(), DACL_SECURITY_INFORMATION, descriptor);
   };
   const auto stampAndEnter = [&] {
-    // Asked again for every folder: what was a folder when it was listed may have been replaced meanwhile.
+    // Checked again for every folder: since it was listed, a user may have replaced it.
     if (File::IsLink(walk.Path())) {
       return;
     }

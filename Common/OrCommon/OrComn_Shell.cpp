@@ -24,9 +24,9 @@ template <class Function>
 struct LateFunction {
   const wchar_t* library;
   const wchar_t* name;
-  std::atomic<Function> bound = nullptr;  // a trace may be written by several threads
+  std::atomic<Function> bound = nullptr;  // several threads may write a trace
 
-  // `fail` makes the result of a function that cannot be had, from the code that tells why.
+  // `fail` turns the error code into the result of a function that cannot be bound.
   template <class Fail, class... Arguments>
   auto Call(Fail fail, Arguments... arguments) {
     Function function = bound;

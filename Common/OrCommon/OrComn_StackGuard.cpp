@@ -10,7 +10,7 @@ std::uintptr_t DrawStackGuard() noexcept {
   ::GetSystemTimeAsFileTime(&now);
   LARGE_INTEGER counter = {};
   ::QueryPerformanceCounter(&counter);
-  // The parts that change least go to the places where those that change most are still.
+  // Shifted so that bits that change often are combined with bits that seldom change.
   std::uintptr_t guard = reinterpret_cast<std::uintptr_t>(&now);     // moves with the stack
   guard ^= reinterpret_cast<std::uintptr_t>(&DrawStackGuard) << 16;  // moves with the program
   guard ^= std::uintptr_t{now.dwHighDateTime} << 32 ^ now.dwLowDateTime;
@@ -23,8 +23,8 @@ std::uintptr_t DrawStackGuard() noexcept {
 }  // namespace OrCommon
 
 #if defined(__MINGW32__)
-// The names that the compiler's code asks for. All that its own library defines in the same place stands here too:
-// asked for one of them it would define the others once more, which the linker refuses.
+// The names that the compiler's code refers to. All names that its own library defines in the same object file are
+// defined here, too. Otherwise the linker would take that file and find duplicate definitions.
 extern "C" {
 
 extern std::uintptr_t __stack_chk_guard;
@@ -32,8 +32,8 @@ extern std::uintptr_t __stack_chk_guard;
 
 std::uintptr_t __stack_chk_guard = 0;
 
-// Fast fail ends the process without any handler of exceptions: nothing of what is on the stack is trusted. Windows
-// older than 8 takes the interrupt for an access violation, and the trap stands for what it might return to.
+// Fast fail ends the process without calling exception handlers, because the stack cannot be trusted. Windows older
+// than 8 treats the interrupt as an access violation; the trap follows in case it returns.
 void __stack_chk_fail() {
   constexpr unsigned kStackCookieCheckFailure = 2;  // FAST_FAIL_STACK_COOKIE_CHECK_FAILURE
   __asm__ volatile("int $0x29" : : "c"(kStackCookieCheckFailure));
@@ -49,8 +49,8 @@ void __chk_fail() {
 
 namespace {
 
-// Before all other static initialisation. No function that is on its way may be guarded while the value changes, this
-// one included.
+// Runs before all other static initialisation. While the value changes, no active function may be guarded, not even
+// this one.
 __attribute__((constructor(101), no_stack_protector)) void SetStackGuard() {
   __stack_chk_guard = OrCommon::DrawStackGuard();
 }

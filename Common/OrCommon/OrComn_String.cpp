@@ -35,7 +35,7 @@ std::size_t GrowthStep() noexcept {
   return g_growthStep;
 }
 
-// The lines by which the two operations are told apart in an exception.
+// The lines that identify the two operations in an exception.
 constexpr DWORD kFormatLine = 55;
 constexpr DWORD kFormatVLine = 84;
 
@@ -54,8 +54,8 @@ Outcome Attempt(std::wstring& text, std::size_t capacity, const wchar_t* format,
     return Outcome::kNoMemory;
   }
   // The truncating formatter of the platform's runtime, whose %s is wide text, into a zeroed buffer and one character
-  // short of it: what fits is always terminated. vswprintf would read %s as narrow text and cut off in silence, and the
-  // checked variant does not exist on Windows 5.2.
+  // short of it: a text that fits is always terminated. vswprintf would read %s as narrow text and truncate silently,
+  // and the checked variant does not exist on Windows 5.2.
   if (::_vsnwprintf(buffer.get(), capacity - 1, format, arguments) < 0) {
     return Outcome::kTooSmall;
   }

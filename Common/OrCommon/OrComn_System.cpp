@@ -9,7 +9,7 @@
 namespace OrCommon::System {
 namespace {
 
-constexpr WORD kArchitectureArm64 = 12;  // PROCESSOR_ARCHITECTURE_ARM64, younger than the headers of Windows 5.2
+constexpr WORD kArchitectureArm64 = 12;  // PROCESSOR_ARCHITECTURE_ARM64, newer than the headers of Windows 5.2
 
 WORD AskNativeArchitecture() noexcept {
   const Library::EntryPoint entry(L"kernel32.dll", L"GetNativeSystemInfo");
@@ -31,7 +31,8 @@ VersionAnswer AskWindows() noexcept {
   VersionAnswer answer;
   OSVERSIONINFOEXW version = {};
   version.dwOSVersionInfoSize = sizeof version;
-  // Deliberately not RtlGetVersion: what Windows tells a program without a compatibility manifest is what decides.
+  // Deliberately not RtlGetVersion: the version that Windows reports to a program without a compatibility manifest
+  // decides.
   if (!::GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&version))) {
     answer.error = ::GetLastError();
     return answer;
@@ -51,8 +52,8 @@ const VersionAnswer& WindowsAnswer() noexcept {
   return answer;
 }
 
-// True from `major`.`minor` with service pack `servicePack` on, where a lower service pack is told apart in that very
-// version only.
+// True for `major`.`minor` with service pack `servicePack`, and later. The service pack is compared only for exactly
+// that version.
 bool IsAtLeast(const WindowsFacts& facts, DWORD major, DWORD minor, WORD servicePack) noexcept {
   if (facts.major != major) {
     return facts.major > major;
