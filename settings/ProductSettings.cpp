@@ -68,7 +68,7 @@ bool GetVELAEnable(DWORD& enabled) {
   const LSTATUS status =
       ::RegQueryValueExW(key.Get(), kEnableValue, nullptr, nullptr, reinterpret_cast<BYTE*>(&stored), &size);
   if (status != ERROR_SUCCESS) {
-    // The value is a number, but the message says "String" and is kept.
+    // The value is a number; the message says "String" all the same and is kept.
     RunLog::Info() << L"QueryStringValue Fail, keyName:" << kEnableValue << L", nError:" << static_cast<DWORD>(status);
     return false;
   }
