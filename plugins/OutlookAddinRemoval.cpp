@@ -88,7 +88,7 @@ bool DeleteOutlookAddinKeyForAllUsers(const std::wstring& addinKey, const std::w
     }
     ::RegDeleteKeyW(parent.Get(), name.c_str());
     parent.Reset();
-    RunLog::Info() << L"Delete VELA_OLA.OLAgent registry:HKEY_USERS," << parentPath;  // whatever the delete returned
+    RunLog::Info() << L"Delete VELA_OLA.OLAgent registry:HKEY_USERS," << parentPath;  // even if the deletion failed
   });
 }
 

@@ -13,7 +13,7 @@
 namespace VELAUtility {
 
 inline constexpr wchar_t kProductKey[] = L"SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA";
-// The product's entry in the settings that the client programs share, and the number that goes with it.
+// The product's entry in the settings that the client programs share, and its number.
 inline constexpr wchar_t kSharedSettingsEntry[] = L"VELA";
 inline constexpr DWORD kSharedSettingsNumber = 1700;
 
