@@ -111,8 +111,8 @@ constexpr bool HasEveryMonitor(const Row (&table)[kRows]) noexcept {
   return true;
 }
 
-// True for a client that the running Windows no longer has: its files are not staged, it is not switched, and no step
-// searches for its process. A system that reports 10.0 counts as having it (see the version test).
+// True for a client that the running Windows no longer has: its files are not staged, it is not switched, and switching
+// off does not check whether it runs. A system that reports 10.0 counts as having it (see the version test).
 inline bool IsLeftOut(MailClient client) noexcept {
   return FactsOf(client).endedWithVista && OrCommon::System::IsWindowsVersion(OrCommon::System::kNt6WithMinorVersion);
 }
