@@ -37,10 +37,10 @@ bool IsUpToDate(const std::wstring& destination, const FILETIME& sourceWritten) 
 // its target.
 FileHandle CreateAnew(const std::wstring& path, DWORD& error) {
   const auto create = [&] {
-    FileHandle made(
-        ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    error = made ? ERROR_SUCCESS : ::GetLastError();
-    return made;
+    const HANDLE created =
+        ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    error = created != INVALID_HANDLE_VALUE ? ERROR_SUCCESS : ::GetLastError();
+    return FileHandle(created);
   };
   FileHandle file = create();
   if (file || error != ERROR_ACCESS_DENIED) {

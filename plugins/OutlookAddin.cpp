@@ -37,8 +37,10 @@ bool WriteLoadBehavior(HKEY root, const std::wstring& key, LoadBehavior loadBeha
 }
 
 bool WriteAddinValue(HKEY root, const std::wstring& key, const AddinValue& value) {
-  return value.type == REG_DWORD ? WriteNumberValue(root, key, value.name, 0)
-                                 : WriteStringValue(root, key, value.name, value.text);
+  if (value.type == REG_DWORD) {
+    return WriteNumberValue(root, key, value.name, 0);
+  }
+  return WriteStringValue(root, key, value.name, value.text);
 }
 
 // Creates the key if it is missing.

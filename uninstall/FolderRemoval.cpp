@@ -31,9 +31,9 @@ DWORD RefusalOf(const std::wstring& folder, const ProductData& data) {
   if (data.commonData.empty()) {
     return folder.compare(0, data.folder.size(), data.folder) == 0 ? ERROR_PATH_NOT_FOUND : ERROR_SUCCESS;
   }
-  const bool isBehindLink =
-      File::IsSameOrBelow(File::FullPath(folder), File::FullPath(data.folder)) && File::IsLink(data.folder);
-  return isBehindLink ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
+  const std::wstring path = File::FullPath(folder);
+  const std::wstring dataPath = File::FullPath(data.folder);
+  return File::IsSameOrBelow(path, dataPath) && File::IsLink(data.folder) ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
 }
 
 // Removes the emptied folder, or schedules that for the next restart. Before that it is closed, with the folders
