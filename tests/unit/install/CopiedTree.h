@@ -3,10 +3,13 @@
 
 #include <string>
 
+#include "install/FileCopy.h"
+#include "tests/support/CallFailures.h"
 #include "tests/support/FileSnapshot.h"
-#include "tests/support/TextLines.h"
+#include "tests/support/LogCapture.h"
 #include "tests/support/PendingMoves.h"
 #include "tests/support/ScratchFolder.h"
+#include "tests/support/TextLines.h"
 
 namespace TestSupport {
 
@@ -28,6 +31,18 @@ struct CopiedTree {
   }
   void MakeDestination(const std::wstring& name, const std::string& content = "old") const {
     folder.MakeFile(L"dst\\" + name, content, 1);
+  }
+  // The result, whether a restart is needed, and the lines of the log.
+  Lines Copy(int moveAtRestart = kCopyNow) const {
+    const LogCapture log;
+    const CountCalls searches("FindFirstFileW");
+    const CountCalls closes("FindClose");
+    int restart = 7;
+    const DWORD result = VELAUtility::CopyFolderTree(from, to, &restart, moveAtRestart);
+    CHECK(closes.Calls() == searches.Calls());
+    Lines lines = log.Lines();
+    lines.insert(lines.begin(), "result " + std::to_string(result) + ", restart " + std::to_string(restart));
+    return lines;
   }
   Lines Copied() const {
     FileSnapshot snapshot;

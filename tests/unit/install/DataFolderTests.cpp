@@ -10,9 +10,9 @@
 
 #include <cstring>
 #include <string>
-#include <vector>
 
 #include "tests/support/CallFailures.h"
+#include "tests/support/CallWatch.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TextLines.h"
 #include "tests/unit/install/CommandLineGiven.h"
@@ -56,114 +56,60 @@ TEST_CASE("a byte above 127 in the destination's name counts as part of a double
 TEST_CASE("a lead byte is told at its place, though it is above 127, too, and ends the search") {
   const CommandLineGiven given(L"", L"C:\\ab\u00E9c");
   const LogCapture log;
-  std::vector<BYTE> asked;
+  std::string asked;
   {
     const ImportRedirection leadByte("IsDBCSLeadByte", [&](BYTE byte) -> BOOL {
-      asked.push_back(byte);
+      asked += static_cast<char>(byte);
       return byte == 0xE9 ? 5 : FALSE;  // any value but 0 is "yes"
     });
     CHECK(HasDoubleByteCharacters());
   }
-  CHECK(asked == std::vector<BYTE>{'C', ':', '\\', 'a', 'b', 0xE9});
+  CHECK(asked == "C:\\ab\xE9");
   CHECK_LINES(log.Lines(), {LeadByteAt(5)});
 }
 
-TEST_CASE("the whole name is converted to the ANSI code page without flags") {
-  const CommandLineGiven given(L"", L"C:\\\u00E9");
-  struct Call {
-    UINT codePage;
-    DWORD flags;
-    std::wstring text;
-    bool substitutes;
-  };
-  std::vector<Call> calls;
-  {
-    ImportRedirection convert("WideCharToMultiByte",
-                              [&](UINT codePage, DWORD flags, LPCWCH text, int length, LPSTR to, int capacity,
-                                  LPCCH substitute, LPBOOL used) -> int {
-                                calls.push_back({codePage, flags, text, substitute != nullptr || used != nullptr});
-                                return convert.Original<decltype(&::WideCharToMultiByte)>()(
-                                    codePage, flags, text, length, to, capacity, substitute, used);
-                              });
-    CHECK(HasDoubleByteCharacters());
-  }
-  REQUIRE(calls.size() == 2);
-  for (const Call& call : calls) {
-    CHECK(call.codePage == CP_ACP);
-    CHECK(call.flags == 0);
-    CHECK(call.text == L"C:\\\u00E9");
-    CHECK_FALSE(call.substitutes);
-  }
-}
-
-TEST_CASE("a name that cannot be converted counts as free of double-byte characters") {
+TEST_CASE("the whole name is converted to the ANSI code page without flags; where that fails it counts as plain") {
   const CommandLineGiven given(L"", L"C:\\\u00E9");
   const LogCapture log;
-  bool found = true;
-  SUBCASE("its length") {
-    const FailCall convert("WideCharToMultiByte", 1, ERROR_NO_UNICODE_TRANSLATION);
-    found = HasDoubleByteCharacters();
-  }
-  SUBCASE("its text") {
-    const FailCall convert("WideCharToMultiByte", 2, ERROR_NO_UNICODE_TRANSLATION);
-    found = HasDoubleByteCharacters();
+  for (const unsigned failing : {1U, 2U}) {  // its length, its text
+    const FailCall convert("WideCharToMultiByte", failing, ERROR_NO_UNICODE_TRANSLATION);
+    CHECK_FALSE(HasDoubleByteCharacters());
     CHECK(convert.Failed() == 1);
   }
-  SUBCASE("another length at the second time") {
+  CHECK_LINES(log.Lines(), {});
+  for (const int missing : {0, 1}) {  // of the length at the second call
     int calls = 0;
     ImportRedirection convert("WideCharToMultiByte",
                               [&](UINT codePage, DWORD flags, LPCWCH text, int length, LPSTR to, int capacity,
                                   LPCCH substitute, LPBOOL used) -> int {
+                                CHECK((codePage == CP_ACP && flags == 0 && substitute == nullptr && used == nullptr));
+                                CHECK(std::wstring(text) == L"C:\\\u00E9");
                                 const int size = convert.Original<decltype(&::WideCharToMultiByte)>()(
                                     codePage, flags, text, length, to, capacity, substitute, used);
-                                return ++calls == 2 ? size - 1 : size;
+                                return ++calls == 2 ? size - missing : size;
                               });
-    found = HasDoubleByteCharacters();
+    CHECK(HasDoubleByteCharacters() == (missing == 0));
     CHECK(calls == 2);
   }
-  CHECK_FALSE(found);
-  CHECK_LINES(log.Lines(), {});
 }
 
-TEST_CASE("the common data folder is asked for and not made") {
-  int folder = 0;
-  BOOL create = TRUE;
-  {
-    ImportRedirection ask("SHGetSpecialFolderPathW", [&](HWND window, LPWSTR path, int csidl, BOOL make) -> BOOL {
-      folder = csidl;
-      create = make;
-      return ask.Original<decltype(&::SHGetSpecialFolderPathW)>()(window, path, csidl, make);
-    });
-    CHECK(GetCommonDataFolder() == L"C:\\ProgramData");
-  }
-  CHECK(folder == 0x23);
-  CHECK(create == FALSE);
-}
-
-TEST_CASE("without a common data folder it is the Windows folder") {
+TEST_CASE("the common data folder is asked for and not made; without one it is the Windows folder") {
   const CommandLineGiven given(L"", L"C:\\\u00E9");
-  int folder = 0;
-  HANDLE token = &folder;
-  DWORD flags = 1;
-  std::wstring base;
-  {
-    const ImportRedirection ask("SHGetSpecialFolderPathW", [](HWND, LPWSTR path, int, BOOL) -> BOOL {
-      std::wcscpy(path, L"C:\\half done");
-      return FALSE;
+  for (const BOOL found : {TRUE, FALSE}) {
+    unsigned asked = 0;
+    const ImportRedirection ask("SHGetSpecialFolderPathW", [&](HWND, LPWSTR path, int csidl, BOOL make) -> BOOL {
+      CHECK((csidl == 0x23 && make == FALSE));
+      std::wcscpy(path, found ? L"C:\\Common" : L"C:\\half done");
+      return found;
     });
-    ImportRedirection fallback(
-        "SHGetFolderPathW", [&](HWND window, int csidl, HANDLE user, DWORD how, LPWSTR path) -> HRESULT {
-          folder = csidl;
-          token = user;
-          flags = how;
-          return fallback.Original<decltype(&::SHGetFolderPathW)>()(window, csidl, user, how, path);
-        });
-    base = ChooseBaseFolder(DestPath);
+    const OnCall fallback("SHGetFolderPathW", &::SHGetFolderPathW,
+                          [&](HWND, int csidl, HANDLE user, DWORD flags, LPWSTR) {
+                            CHECK((csidl == 0x24 && user == nullptr && flags == 0));
+                            ++asked;
+                          });
+    CHECK(ChooseBaseFolder(DestPath) == (found ? L"C:\\Common\\Orvane Labs\\" : L"C:\\windows\\Orvane Labs\\"));
+    CHECK(asked == (found ? 0 : 1));
   }
-  CHECK(base == L"C:\\windows\\Orvane Labs\\");
-  CHECK(folder == 0x24);
-  CHECK(token == nullptr);
-  CHECK(flags == 0);
 }
 
 TEST_CASE("without either the base folder is relative") {

@@ -1,130 +1,88 @@
 // One file, copied with its times and attributes.
-#include "install/FileCopy.h"
-
 #include <doctest/doctest.h>
 
+#include <string>
 #include <vector>
 
 #include "tests/support/CallFailures.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/LogCapture.h"
 #include "tests/unit/install/FileCallTrace.h"
-#include "tests/support/ScratchFolder.h"
 
 using namespace TestSupport;
-using VELAUtility::CopyFileKeepingTimes;
 
 namespace {
 
-struct Copy {
-  ScratchFolder folder{L"FileCopy"};
-  std::wstring destination = folder.Path(L"destination.txt");
-
-  std::wstring MakeSource(const std::string& content, int seconds = 0) const {
-    return folder.MakeFile(L"source.txt", content, seconds);
-  }
-};
-
 TEST_CASE("a copy has the contents, the times and the attributes of its source") {
-  const Copy copy;
-  const std::wstring source = copy.MakeSource("anti-spam rules");
-  SetTimes(source, TimeOf(77), TimeOf(5));
-  ::SetFileAttributesW(source.c_str(), FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_READONLY);
+  CopiedFile file("anti-spam rules");
+  SetTimes(file.source, TimeOf(77), TimeOf(5));
+  ::SetFileAttributesW(file.source.c_str(), FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_READONLY);
   const LogCapture log;
-
-  CHECK(CopyFileKeepingTimes(source, copy.destination));
-
-  CHECK(SameTime(LastAccessOf(copy.destination), TimeOf(77)));  // before anything reads it
-  CHECK(SameTime(LastWriteOf(copy.destination), TimeOf(5)));
-  CHECK(FileContent(copy.destination) == "anti-spam rules");
+  file.Copy();
+  CHECK(file.copied);
+  CHECK(SameTime(LastAccessOf(file.destination), TimeOf(77)));  // before anything reads it
+  CHECK(SameTime(LastWriteOf(file.destination), TimeOf(5)));
+  CHECK(FileContent(file.destination) == "anti-spam rules");
   constexpr DWORD kLookedAt = FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_READONLY;
-  CHECK((::GetFileAttributesW(copy.destination.c_str()) & kLookedAt) == kLookedAt);
+  CHECK((::GetFileAttributesW(file.destination.c_str()) & kLookedAt) == kLookedAt);
   CHECK_LINES(log.Lines(), {});
 }
 
 TEST_CASE("equal last-write times alone make a destination up to date") {
-  const Copy copy;
-  const std::wstring source = copy.MakeSource("new", 3);
-  copy.folder.MakeFile(L"destination.txt", "old, and longer", 3);
-  SetTimes(copy.destination, TimeOf(1000), TimeOf(3));
-  CHECK(CopyFileKeepingTimes(source, copy.destination));
-  CHECK(FileContent(copy.destination) == "old, and longer");
-
-  SUBCASE("one unit of 100 ns apart is not equal") {
-    FILETIME later = TimeOf(3);
-    ++later.dwLowDateTime;
-    SetTimes(copy.destination, later, later);
-    CHECK(CopyFileKeepingTimes(source, copy.destination));
-    CHECK(FileContent(copy.destination) == "new");
-  }
-  SUBCASE("an older source replaces a newer destination") {
-    SetTimes(copy.destination, TimeOf(4), TimeOf(4));
-    CHECK(CopyFileKeepingTimes(source, copy.destination));
-    CHECK(FileContent(copy.destination) == "new");
-    CHECK(SameTime(LastWriteOf(copy.destination), TimeOf(3)));
+  FILETIME unitLater = TimeOf(3);
+  ++unitLater.dwLowDateTime;
+  struct Row {
+    FILETIME destination;
+    const char* left;
+  };
+  for (const Row& row : {Row{TimeOf(3), "old, and longer"}, Row{unitLater, "new"}, Row{TimeOf(4), "new"}}) {
+    CopiedFile file("new", 3);
+    file.folder.MakeFile(L"destination.txt", "old, and longer");
+    SetTimes(file.destination, TimeOf(1000), row.destination);
+    file.Copy();
+    CHECK(file.copied);
+    CHECK(FileContent(file.destination) == row.left);
+    CHECK(SameTime(LastWriteOf(file.destination), TimeOf(3)));
   }
 }
 
-TEST_CASE("the calls of a copy, one after the other") {
-  const Copy copy;
-  const std::wstring source = copy.MakeSource("12345");
-  Lines calls;
-  bool closed = false;
-  {
-    const FileCallTrace trace;
-    CopyFileKeepingTimes(source, copy.destination);
-    calls = trace.Calls();
-    closed = trace.AllClosed();
-  }
-  CHECK_LINES(
-      calls, {"CreateFileW source.txt for reading -> 1", "GetFileTime 1 created accessed written",
-              "GetFileAttributesW source.txt", "CreateFileW destination.txt for reading -> none",
-              "CreateFileW destination.txt anew for writing -> 2", "ReadFile 1 16383 bytes -> 5", "WriteFile 2 5 bytes",
-              "ReadFile 1 16383 bytes -> 0", "CloseHandle 1", "CloseHandle 2",
-              "CreateFileW destination.txt for reading and writing -> 3", "SetFileTime 3 created accessed written",
-              "CloseHandle 3", "SetFileAttributesW destination.txt 00000020"});
-  CHECK(closed);
-
-  SUBCASE("and of one that is up to date") {
-    {
-      const FileCallTrace trace;
-      CopyFileKeepingTimes(source, copy.destination);
-      calls = trace.Calls();
-      closed = trace.AllClosed();
-    }
-    CHECK_LINES(calls, {"CreateFileW source.txt for reading -> 1", "GetFileTime 1 created accessed written",
-                        "GetFileAttributesW source.txt", "CreateFileW destination.txt for reading -> 2",
-                        "GetFileTime 2 written", "CompareFileTime", "CloseHandle 2", "CloseHandle 1"});
-    CHECK(closed);
-  }
+TEST_CASE("the calls of a copy, and of one that is up to date, one after the other") {
+  CopiedFile file("12345");
+  file.Copy();
+  CHECK_LINES(file.calls,
+              {"CreateFileW source.txt for reading -> 1", "GetFileTime 1 created accessed written",
+               "GetFileAttributesW source.txt", "CreateFileW destination.txt for reading -> none",
+               "CreateFileW destination.txt anew for writing -> 2", "ReadFile 1 16383 bytes -> 5",
+               "WriteFile 2 5 bytes", "ReadFile 1 16383 bytes -> 0", "CloseHandle 1", "CloseHandle 2",
+               "CreateFileW destination.txt for reading and writing -> 3", "SetFileTime 3 created accessed written",
+               "CloseHandle 3", "SetFileAttributesW destination.txt 00000020"});
+  file.Copy();
+  CHECK_LINES(file.calls, {"CreateFileW source.txt for reading -> 1", "GetFileTime 1 created accessed written",
+                           "GetFileAttributesW source.txt", "CreateFileW destination.txt for reading -> 2",
+                           "GetFileTime 2 written", "CompareFileTime", "CloseHandle 2", "CloseHandle 1"});
 }
 
 TEST_CASE("the times that are set are those that were read") {
-  const Copy copy;
-  const std::wstring source = copy.MakeSource("x");
-  const FILETIME created = TimeOf(100);
-  const FILETIME accessed = TimeOf(200);
-  const FILETIME written = TimeOf(300);
+  CopiedFile file("x");
   FILETIME set[3] = {};
   {
-    const ImportRedirection get("GetFileTime", [&](HANDLE, LPFILETIME c, LPFILETIME a, LPFILETIME w) -> BOOL {
-      *c = created;
-      *a = accessed;
-      *w = written;
+    const ImportRedirection get("GetFileTime", [](HANDLE, LPFILETIME c, LPFILETIME a, LPFILETIME w) -> BOOL {
+      *c = TimeOf(100);
+      *a = TimeOf(200);
+      *w = TimeOf(300);
       return TRUE;
     });
-    const ImportRedirection put("SetFileTime",
-                                [&](HANDLE, const FILETIME* c, const FILETIME* a, const FILETIME* w) -> BOOL {
-                                  set[0] = *c;
-                                  set[1] = *a;
-                                  set[2] = *w;
-                                  return TRUE;
-                                });
-    CopyFileKeepingTimes(source, copy.destination);
+    const OnCall put("SetFileTime", &::SetFileTime,
+                     [&](HANDLE, const FILETIME* c, const FILETIME* a, const FILETIME* w) {
+                       set[0] = *c;
+                       set[1] = *a;
+                       set[2] = *w;
+                     });
+    file.Copy();
   }
-  CHECK(SameTime(set[0], created));
-  CHECK(SameTime(set[1], accessed));
-  CHECK(SameTime(set[2], written));
+  for (int time = 0; time < 3; ++time) {
+    CHECK(SameTime(set[time], TimeOf(100 * (time + 1))));
+  }
 }
 
 TEST_CASE("files are copied in blocks of 16,383 bytes") {
@@ -141,153 +99,114 @@ TEST_CASE("files are copied in blocks of 16,383 bytes") {
   };
   for (const Row& row : rows) {
     CAPTURE(row.size);
-    const Copy copy;
     std::string content(row.size, '\0');
     for (std::size_t i = 0; i < content.size(); ++i) {
       content[i] = static_cast<char>(i * 31 + i / 251);
     }
-    const std::wstring source = copy.MakeSource(content);
-    Lines calls;
-    {
-      const FileCallTrace trace;
-      CopyFileKeepingTimes(source, copy.destination);
-      calls = trace.Calls();
-    }
-    CHECK_LINES(LinesWith(calls, "WriteFile"), (row.blocks));
-    CHECK(FileContent(copy.destination) == content);
+    CopiedFile file(content);
+    file.Copy();
+    CHECK_LINES(LinesWith(file.calls, "WriteFile"), (row.blocks));
+    CHECK(FileContent(file.destination) == content);
   }
 }
 
 TEST_CASE("a source or a destination that cannot be opened fails the copy with the error, and nothing is touched") {
   for (const DWORD wanted : {DWORD{ERROR_FILE_NOT_FOUND}, DWORD{ERROR_ACCESS_DENIED}, DWORD{ERROR_SHARING_VIOLATION}}) {
     for (const bool sourceFails : {true, false}) {
-      const Copy copy;
-      const std::wstring source = copy.MakeSource("new", 2);
-      copy.folder.MakeFile(L"destination.txt", "kept", 1);
-      DWORD error = ERROR_SUCCESS;
+      CopiedFile file("new", 2);
+      file.folder.MakeFile(L"destination.txt", "kept", 1);
       {
         // The source, the destination for its time, and the destination anew, where access denied has a second try.
         const FailCall open("CreateFileW", sourceFails ? Calls::Only(1) : Calls::From(3), wanted);
-        CHECK_FALSE(CopyFileKeepingTimes(source, copy.destination, &error));
+        file.Copy();
       }
-      CHECK(error == wanted);
-      CHECK(FileContent(copy.destination) == "kept");
-      CHECK(SameTime(LastWriteOf(copy.destination), TimeOf(1)));
+      CHECK_FALSE(file.copied);
+      CHECK(file.error == wanted);
+      CHECK(FileContent(file.destination) == "kept");
+      CHECK(SameTime(LastWriteOf(file.destination), TimeOf(1)));
     }
   }
 }
 
 TEST_CASE("a read error behind the first block counts as the end of the file") {
-  const Copy copy;
-  const std::wstring source = copy.MakeSource(std::string(20000, 'a'), 8);
-  bool copied = false;
+  CopiedFile file(std::string(20000, 'a'), 8);
   {
     const FailCall read("ReadFile", 2, ERROR_CRC);
-    copied = CopyFileKeepingTimes(source, copy.destination);
+    file.Copy();
   }
-  CHECK(copied);
-  CHECK(FileContent(copy.destination) == std::string(16383, 'a'));
-  CHECK(SameTime(LastWriteOf(copy.destination), TimeOf(8)));
+  CHECK(file.copied);
+  CHECK(FileContent(file.destination) == std::string(16383, 'a'));
+  CHECK(SameTime(LastWriteOf(file.destination), TimeOf(8)));
 }
 
 TEST_CASE("a source that cannot be read at all leaves an empty file, which the next run copies again") {
-  const Copy copy;
-  const std::wstring source = copy.MakeSource("contents", 8);
-  ::SetFileAttributesW(source.c_str(), FILE_ATTRIBUTE_READONLY);
-  bool copied = false;
-  Lines calls;
+  CopiedFile file("contents", 8);
   {
     const FailCall read("ReadFile", 1, ERROR_CRC);
-    const FileCallTrace trace;
-    copied = CopyFileKeepingTimes(source, copy.destination);
-    calls = trace.Calls();
+    file.Copy();
   }
-  CHECK(copied);
-  CHECK_LINES(LinesWith(calls, "SetFile"), {});
-  CHECK(FileContent(copy.destination).empty());
-  CHECK_FALSE(SameTime(LastWriteOf(copy.destination), TimeOf(8)));
-  CHECK(CopyFileKeepingTimes(source, copy.destination));
-  CHECK(FileContent(copy.destination) == "contents");
-  CHECK(SameTime(LastWriteOf(copy.destination), TimeOf(8)));
+  CHECK(file.copied);
+  CHECK_LINES(LinesWith(file.calls, "SetFile"), {});
+  CHECK(FileContent(file.destination).empty());
+  file.Copy();
+  CHECK(FileContent(file.destination) == "contents");
+  CHECK(SameTime(LastWriteOf(file.destination), TimeOf(8)));
 }
 
 TEST_CASE("a write that fails, or writes less than was read, fails the copy") {
-  const Copy copy;
-  const std::wstring source = copy.MakeSource(std::string(20000, 'a'), 8);
-  bool copied = true;
-  Lines calls;
-  bool closed = false;
-  SUBCASE("a full disk") {
-    const FailCall write("WriteFile", 2, ERROR_DISK_FULL);
+  for (const bool isShort : {true, false}) {
+    CAPTURE(isShort);
+    CopiedFile file(std::string(20000, 'a'), 8);
     {
-      const FileCallTrace trace;
-      DWORD error = ERROR_SUCCESS;
-      copied = CopyFileKeepingTimes(source, copy.destination, &error);
-      CHECK(error == ERROR_DISK_FULL);
-      calls = trace.Calls();
-      closed = trace.AllClosed();
+      unsigned writes = 0;
+      ImportRedirection write(
+          "WriteFile", [&](HANDLE to, LPCVOID data, DWORD size, LPDWORD written, LPOVERLAPPED) -> BOOL {
+            if (!isShort && ++writes == 2) {
+              ::SetLastError(ERROR_DISK_FULL);
+              return FALSE;
+            }
+            return write.Original<decltype(&::WriteFile)>()(to, data, isShort ? size - 1 : size, written, nullptr);
+          });
+      file.Copy();
     }
-    CHECK(FileContent(copy.destination) == std::string(16383, 'a'));
+    CHECK_FALSE(file.copied);
+    CHECK(file.error == ERROR_DISK_FULL);  // a short write has no code of its own
+    CHECK(file.closed);
+    CHECK(FileContent(file.destination) == std::string(isShort ? 16382 : 16383, 'a'));
+    // Neither times nor attributes: equal times would make the torn file count as up to date ever after.
+    CHECK_LINES(LinesWith(file.calls, "SetFile"), {});
   }
-  SUBCASE("one byte short") {
-    ImportRedirection write(
-        "WriteFile", [&](HANDLE file, LPCVOID buffer, DWORD size, LPDWORD written, LPOVERLAPPED overlapped) -> BOOL {
-          return write.Original<decltype(&::WriteFile)>()(file, buffer, size - 1, written, overlapped);
-        });
-    {
-      const FileCallTrace trace;
-      ::SetLastError(ERROR_SUCCESS);
-      DWORD error = ERROR_SUCCESS;
-      copied = CopyFileKeepingTimes(source, copy.destination, &error);
-      CHECK(error == ERROR_DISK_FULL);  // what the log will tell; the write itself has succeeded
-      calls = trace.Calls();
-      closed = trace.AllClosed();
-    }
-    CHECK(FileContent(copy.destination) == std::string(16382, 'a'));
-  }
-  CHECK_FALSE(copied);
-  CHECK(closed);
-  // Neither times nor attributes: equal times would make the torn file count as up to date ever after.
-  CHECK_LINES(LinesWith(calls, "SetFile"), {});
-  CHECK_FALSE(SameTime(LastWriteOf(copy.destination), TimeOf(8)));
 }
 
 TEST_CASE("times and attributes that cannot be carried over do not fail the copy") {
   for (const auto& [function, call] :
        {std::pair{"CreateFileW", 4U}, std::pair{"SetFileTime", 1U}, std::pair{"SetFileAttributesW", 1U}}) {
-    const char* const name = function;
-    CAPTURE(name);
-    const Copy copy;
-    const std::wstring source = copy.MakeSource("contents", 8);
+    CopiedFile file("contents", 8);
     {
       const FailCall failing(function, call, ERROR_ACCESS_DENIED);
-      CHECK(CopyFileKeepingTimes(source, copy.destination));
+      file.Copy();
       CHECK(failing.Failed() == 1);
     }
-    CHECK(FileContent(copy.destination) == "contents");
+    CHECK(file.copied);
+    CHECK(FileContent(file.destination) == "contents");
   }
 }
 
 TEST_CASE("every handle is given back, whichever call fails") {
-  const Copy copy;
-  const std::wstring source = copy.MakeSource(std::string(20000, 'a'), 8);
+  CopiedFile file(std::string(20000, 'a'), 8);
   const std::vector<std::string> functions = {"CreateFileW", "GetFileTime", "GetFileAttributesW", "ReadFile",
                                               "WriteFile",   "SetFileTime", "SetFileAttributesW"};
   unsigned failing = 0;
-  bool failed = true;
-  while (failed) {
+  for (bool failed = true; failed;) {
     ++failing;
-    ::DeleteFileW(copy.destination.c_str());
-    bool closed = false;
+    CAPTURE(failing);
+    ::DeleteFileW(file.destination.c_str());
     {
       const FailNthOf fault(functions, Calls::Only(failing), ERROR_GEN_FAILURE);
-      const FileCallTrace trace;
-      CopyFileKeepingTimes(source, copy.destination);
-      closed = trace.AllClosed();
+      file.Copy();
       failed = !fault.Failed().empty();
     }
-    CAPTURE(failing);
-    CHECK(closed);
+    CHECK(file.closed);
   }
   CHECK(failing == 14);  // thirteen calls, and one copy in which none was left to fail
 }
