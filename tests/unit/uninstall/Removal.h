@@ -1,4 +1,4 @@
-// The removal of one folder: its results and its lines in the run log.
+// The removal of one folder, as lines: what it gives back, and what it writes to the run log.
 #pragma once
 
 #include <windows.h>
@@ -6,24 +6,31 @@
 #include <string>
 
 #include "tests/support/LogCapture.h"
+#include "tests/support/TestFiles.h"
 #include "tests/support/TextLines.h"
 #include "uninstall/FolderRemoval.h"
 
 namespace TestSupport {
 
-struct Removal {
-  bool succeeded;
-  int restartNeeded;
-  DWORD error;
-  Lines log;
+inline constexpr wchar_t kProgramData[] = L"C:\\ProgramData\\Orvane Labs";
+
+// No data of all users before and after a test.
+struct ClearedData {
+  ClearedData() { RemoveTree(kProgramData); }
+  ClearedData(const ClearedData&) = delete;
+  ClearedData& operator=(const ClearedData&) = delete;
+  ~ClearedData() { RemoveTree(kProgramData); }
 };
 
-inline Removal Remove(const std::wstring& folder) {
+inline Lines Remove(const std::wstring& folder) {
   const LogCapture log;
-  int restartNeeded = 0;
+  int restart = 0;
   DWORD error = 4711;
-  const bool succeeded = VELAUtility::DeleteFolderFiles(folder, restartNeeded, &error);
-  return {succeeded, restartNeeded, error, log.Lines()};
+  const bool succeeded = VELAUtility::DeleteFolderFiles(folder, restart, &error);
+  Lines lines = log.Lines();
+  lines.insert(lines.begin(), std::string(succeeded ? "succeeded" : "failed") + ", restart " + std::to_string(restart) +
+                                  ", error " + std::to_string(error));
+  return lines;
 }
 
 inline Lines FolderEmptied() {
@@ -32,6 +39,15 @@ inline Lines FolderEmptied() {
 
 inline Lines FolderNotEmptied(int error) {
   return {"LOG_ERROR: OrCommon::Storage::File::DeleteAllFiles failed, dwRtnValue:" + std::to_string(error)};
+}
+
+// What Remove gives.
+inline Lines Removed(int restart = 0) {
+  return {"succeeded, restart " + std::to_string(restart) + ", error 0", FolderEmptied().front()};
+}
+
+inline Lines NotRemoved(int error) {
+  return {"failed, restart 0, error " + std::to_string(error), FolderNotEmptied(error).front()};
 }
 
 }  // namespace TestSupport

@@ -10,11 +10,11 @@
 #include <string>
 
 #include "tests/support/CallFailures.h"
+#include "tests/support/CallWatch.h"
 #include "tests/support/Clients.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
 #include "tests/unit/activation/ConsoleSession.h"
-#include "tests/unit/settings/RegistryCallTrace.h"
 #include "tests/unit/uninstall/UninstallWorld.h"
 
 using namespace TestSupport;
@@ -52,28 +52,23 @@ TEST_CASE("the product lies in the destination, or in the common data folder for
 }
 
 struct ConsoleUser {
-  const char* name;
   void (*prepare)(ConsoleSession& session);
   int serviceMode;
-  const char* tokenQuery;  // the first; null: the session is never asked for a token
+  const char* tokenQuery;  // the first
   bool switchFails;
 };
 
 constexpr ConsoleUser kConsoleUsers[] = {
-    {"a profile that can be loaded", [](ConsoleSession&) {}, 1, "WTSQueryUserToken 7", false},
-    {"a profile that cannot be loaded", [](ConsoleSession& session) { session.loadProfileError = ERROR_ACCESS_DENIED; },
-     0, "WTSQueryUserToken 7", false},
-    {"no user", [](ConsoleSession& session) { session.tokenError = ERROR_NO_TOKEN; }, 0, "WTSQueryUserToken 7", false},
-    {"no environment block", [](ConsoleSession& session) { session.createBlockError = ERROR_ACCESS_DENIED; }, 0,
-     "WTSQueryUserToken 7", false},
-    {"no session",
-     [](ConsoleSession& session) {
+    {[](ConsoleSession&) {}, 1, "WTSQueryUserToken 7", false},
+    {[](ConsoleSession& session) { session.loadProfileError = ERROR_ACCESS_DENIED; }, 0, "WTSQueryUserToken 7", false},
+    {[](ConsoleSession& session) { session.tokenError = ERROR_NO_TOKEN; }, 0, "WTSQueryUserToken 7", false},
+    {[](ConsoleSession& session) { session.createBlockError = ERROR_ACCESS_DENIED; }, 0, "WTSQueryUserToken 7", false},
+    {[](ConsoleSession& session) {
        session.sessionId = 0xFFFFFFFF;
        session.tokenError = ERROR_NO_TOKEN;
      },
      0, "WTSQueryUserToken 4294967295", true},
-    {"a session that cannot be asked for",
-     [](ConsoleSession& session) {
+    {[](ConsoleSession& session) {
        session.missingEntries = {"WTSGetActiveConsoleSessionId"};
        session.tokenError = ERROR_NO_TOKEN;
      },
@@ -82,40 +77,28 @@ constexpr ConsoleUser kConsoleUsers[] = {
 
 TEST_CASE("the log tells whether the user's profile could be loaded, and the program removes everything as itself") {
   for (const ConsoleUser& user : kConsoleUsers) {
-    CAPTURE(user.name);
     const UninstallWorld world;
     world.RegisterAll();
     Lines log;
-    Lines calls;
-    Lines held;
-    unsigned asUser = 0;
-    bool actsAsUser = true;
     {
       ConsoleSession session;
       user.prepare(session);
-      ImportRedirection remove("RemoveDirectoryW", [&](LPCWSTR path) -> BOOL {
-        asUser += ConsoleSession::ThreadActsAsUser() ? 1U : 0U;
-        return remove.Original<decltype(&::RemoveDirectoryW)>()(path);
-      });
+      const OnCall remove("RemoveDirectoryW", &::RemoveDirectoryW,
+                          [] { CHECK_FALSE(ConsoleSession::ThreadActsAsUser()); });
       log = Uninstall();
-      calls = session.Calls();
-      held = LinesWith(session.NotGivenBack(), "token");
-      actsAsUser = ConsoleSession::ThreadActsAsUser();
+      CHECK(LinesWith(session.Calls(), "WTSQueryUserToken").front() == user.tokenQuery);
+      CHECK_LINES(LinesWith(session.NotGivenBack(), "token"), {});
+      CHECK_FALSE(ConsoleSession::ThreadActsAsUser());
     }
     CHECK(log.front() ==
           "LOG_INFO : VELA is still Activated. Set VELA to disable!, bServiceMode=" + std::to_string(user.serviceMode));
-    CHECK(LinesWith(calls, "WTSQueryUserToken").front() == user.tokenQuery);
     CHECK(LinesWith(log, "LOG_WARN : VELAUtility::SetAntiSpamEnable(), Failed.").size() == (user.switchFails ? 1 : 0));
-    CHECK_LINES(held, {});
-    CHECK(asUser == 0);
-    CHECK_FALSE(actsAsUser);
     CHECK_FALSE(Exists(world.folder.Path(L"product\\VELA")));
   }
 }
 
 TEST_CASE("the profile is unloaded before the switch asks for the session again") {
   const UninstallWorld world;
-  world.RegisterAll();
   const ConsoleSession session;
   Uninstall();
   const Lines& calls = session.Calls();
@@ -128,29 +111,10 @@ TEST_CASE("the profile is unloaded before the switch asks for the session again"
 
 TEST_CASE("a folder that cannot be listed fails the removal; the number in the line is 0") {
   const UninstallWorld world;
-  world.RegisterAll();
-  Lines log;
-  {
-    const FailCall list("FindFirstFileW", Calls::From(1), ERROR_ACCESS_DENIED);
-    log = Uninstall();
-  }
-  CHECK_LINES(LinesWith(log, "VELAUtility::DeleteFolderFiles()"),
+  const FailCall list("FindFirstFileW", Calls::From(1), ERROR_ACCESS_DENIED);
+  CHECK_LINES(LinesWith(Uninstall(), "VELAUtility::DeleteFolderFiles()"),
               {"LOG_ERROR: VELAUtility::DeleteFolderFiles(), Failed to delete folder: "
                "C:\\VelaTest\\Removal\\product\\VELA dwRtnValue:0"});
-}
-
-TEST_CASE("every registry key and every process is given back") {
-  const UninstallWorld world;
-  world.RegisterAll();
-  bool closed = false;
-  {
-    const RegistryCallTrace trace;
-    plugVELA_Uninstall();
-    closed = trace.AllClosed();
-    CHECK_FALSE(trace.Calls().empty());
-  }
-  CHECK(closed);
-  CHECK(world.regsvr32.OpenHandles() == 0);
 }
 
 TEST_CASE("the privileges are enabled after the registrations are gone, and put back after the folders are") {
@@ -164,23 +128,15 @@ TEST_CASE("the privileges are enabled after the registrations are gone, and put 
     }
   };
   {
-    const ImportRedirection adjust{"AdjustTokenPrivileges",
-                                   [&](HANDLE token, BOOL none, PTOKEN_PRIVILEGES wanted, DWORD size,
-                                       PTOKEN_PRIVILEGES before, PDWORD needed) -> BOOL {
-                                     const DWORD enabled = wanted->Privileges[0].Attributes & SE_PRIVILEGE_ENABLED;
-                                     note(enabled != 0 ? "enable" : "put back");
-                                     return adjust.Original<decltype(&::AdjustTokenPrivileges)>()(token, none, wanted,
-                                                                                                  size, before, needed);
-                                   }};
-    const ImportRedirection key{"RegDeleteKeyW", [&](HKEY parent, LPCWSTR name) -> LSTATUS {
-                                  note("delete a key");
-                                  return key.Original<decltype(&::RegDeleteKeyW)>()(parent, name);
-                                }};
-    const ImportRedirection remove{
-        "RemoveDirectoryW", [&](LPCWSTR path) -> BOOL {
-          note(ToUtf8(path).find("ProgramData") == std::string::npos ? "product folder" : "data of all users");
-          return remove.Original<decltype(&::RemoveDirectoryW)>()(path);
-        }};
+    const OnCall adjust("AdjustTokenPrivileges", &::AdjustTokenPrivileges,
+                        [&](HANDLE, BOOL, PTOKEN_PRIVILEGES wanted, DWORD, PTOKEN_PRIVILEGES, PDWORD) {
+                          const DWORD enabled = wanted->Privileges[0].Attributes & SE_PRIVILEGE_ENABLED;
+                          note(enabled != 0 ? "enable" : "put back");
+                        });
+    const OnCall key("RegDeleteKeyW", &::RegDeleteKeyW, [&] { note("delete a key"); });
+    const OnCall remove("RemoveDirectoryW", &::RemoveDirectoryW, [&](LPCWSTR path) {
+      note(ToUtf8(path).find("ProgramData") == std::string::npos ? "product folder" : "data of all users");
+    });
     Uninstall();
   }
   CHECK_LINES(events, {"delete a key", "enable", "product folder", "data of all users", "put back"});
