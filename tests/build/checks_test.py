@@ -9,8 +9,8 @@ import tempfile
 import unittest
 
 sys.dont_write_bytecode = True
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "coverage"))
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path[:0] = [str(ROOT / "tests/build"), str(ROOT / "tests/coverage")]
 import add_counts  # noqa: E402
 import check_docs  # noqa: E402
 import check_floors  # noqa: E402
@@ -21,8 +21,7 @@ import report_coverage  # noqa: E402
 
 class Options(unittest.TestCase):
     def test_each_option_is_missed(self):
-        root = pathlib.Path(__file__).resolve().parents[2]
-        text = (root / "cmake" / "BuildOptions.cmake").read_text(encoding="utf-8")
+        text = (ROOT / "cmake" / "BuildOptions.cmake").read_text(encoding="utf-8")
         self.assertEqual(check_options.faults_in(text), [])
         for option in ("/Qspectre", "/CETCOMPAT", "/guard:ehcont", "-Wl,--tsaware", "ProgramDatabase"):
             self.assertNotEqual(check_options.faults_in(text.replace(option, "")), [], option)
@@ -45,28 +44,19 @@ class Imports(unittest.TestCase):
             objdump.write_text('#!/bin/sh\nexec cat "%s"\n' % (folder / "headers"))
             objdump.chmod(0o755)
             run = subprocess.run(["cmake", "-D", "OBJDUMP=%s" % objdump, "-D", "PROGRAM=%s" % (folder / "program.exe"),
-                                  "-D", "LIST=%s" % (folder / "list.cpp"), "-P",
-                                  pathlib.Path(__file__).resolve().parents[2] / "cmake" / "CheckImports.cmake"],
+                                  "-D", "LIST=%s" % (folder / "list.cpp"), "-P", ROOT / "cmake" / "CheckImports.cmake"],
                                  capture_output=True, text=True)
             self.assertEqual((folder / "program.exe").exists(), run.returncode == 0)
             return run.returncode == 0, run.stderr
 
-    def test_known(self):
-        self.assertTrue(self.check(("KERNEL32.dll", ["CloseHandle"]), ("msvcrt.dll", ["memcpy"]))[0])
-
-    def test_unknown_function(self):
+    def test_known_and_unknown(self):
+        kernel = ("KERNEL32.dll", ["CloseHandle"])
+        self.assertTrue(self.check(kernel, ("msvcrt.dll", ["memcpy"]))[0])
         passed, told = self.check(("KERNEL32.dll", ["CloseHandle", "GetTickCount64"]))
         self.assertFalse(passed)
         self.assertIn("GetTickCount64", told)
-
-    def test_function_of_another_library(self):
-        self.assertFalse(self.check(("KERNEL32.dll", ["CloseHandle", "memcpy"]))[0])
-
-    def test_unknown_library(self):
-        self.assertFalse(self.check(("KERNEL32.dll", ["CloseHandle"]), ("USER32.dll", ["CloseHandle"]))[0])
-
-    def test_nothing_found(self):
-        self.assertFalse(self.check()[0])
+        for imports in ([("KERNEL32.dll", ["memcpy"]), kernel], [kernel, ("USER32.dll", ["CloseHandle"])], []):
+            self.assertFalse(self.check(*imports)[0], imports)
 
 
 FLOORS = """
@@ -80,13 +70,24 @@ vela_library(vela_cli FILES cli/CommandDispatcher USES vela_files vela_modules)
 """
 
 
-class Tree(unittest.TestCase):
-    """A made-up product: four libraries and the program."""
-
+class Folder(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.root = pathlib.Path(folder.name)
+
+    def write(self, name, text):
+        path = self.root / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(text, encoding="utf-8")
+        return path
+
+
+class Tree(Folder):
+    """A made-up product: four libraries and the program."""
+
+    def setUp(self):
+        super().setUp()
         self.write("cmake/Floors.cmake", FLOORS)
         for name in ("Common/OrCommon/OrComn_Path.h", "Common/OrCommon/OrComn_File.h", "install/FolderListing.h"):
             self.write(name, "")
@@ -96,12 +97,6 @@ class Tree(unittest.TestCase):
                      "Common/OrCommon/OrComn_Path.h")
         self.include("cli/Main.cpp", "cli/CommandDispatcher.h")
 
-    def write(self, name, text):
-        path = self.root / name
-        path.parent.mkdir(parents=True, exist_ok=True)
-        path.write_text(text, encoding="utf-8")
-        return path
-
     def include(self, name, *included):
         self.write(name, "".join('#include "%s"\n' % file for file in included))
 
@@ -110,34 +105,30 @@ class Floors(Tree):
     def check(self, *faults):
         self.assertEqual(check_floors.faults_in(self.root), list(faults))
 
-    def test_nothing_wrong(self):
+    def test_wrong_includes(self):
         self.check()
-
-    def test_library_that_is_not_used(self):
-        self.include("install/FolderListing.h", "plugins/ComModuleRunner.h")
-        self.check("install/FolderListing includes plugins/ComModuleRunner.h: vela_files does not use vela_modules")
-
-    def test_upward(self):
-        self.include("Common/OrCommon/OrComn_Path.h", "cli/CommandDispatcher.h")
-        self.check("Common/OrCommon/OrComn_Path includes cli/CommandDispatcher.h: OrCommon does not use vela_cli")
+        for file, included, fault in (
+                ("install/FolderListing.h", "plugins/ComModuleRunner.h",
+                 "install/FolderListing includes plugins/ComModuleRunner.h: vela_files does not use vela_modules"),
+                ("Common/OrCommon/OrComn_Path.h", "cli/CommandDispatcher.h",
+                 "Common/OrCommon/OrComn_Path includes cli/CommandDispatcher.h: OrCommon does not use vela_cli"),
+                ("install/FolderListing.h", "install/FileCopy.h",
+                 "a circle among install/FileCopy, install/FolderListing"),
+                ("install/FolderListing.h", "FileCopy.h",
+                 "install/FolderListing includes FileCopy.h, which is not there from the root of the repository")):
+            self.include(file, included)
+            self.check(fault)
+            self.write(file, "")
 
     def test_library_that_is_not_needed(self):
         self.include("cli/CommandDispatcher.h", "plugins/ComModuleRunner.h")
         self.check("vela_cli uses vela_files and includes nothing of it")
-
-    def test_circle(self):
-        self.include("install/FolderListing.h", "install/FileCopy.h")
-        self.check("a circle among install/FileCopy, install/FolderListing")
 
     def test_files_without_library_and_libraries_without_file(self):
         self.write("install/Newcomer.cpp", "")
         (self.root / "Common/OrCommon/OrComn_Path.h").unlink()
         self.include("cli/CommandDispatcher.h", "plugins/ComModuleRunner.h", "install/FileCopy.h")
         self.check("install/Newcomer belongs to no library", "Common/OrCommon/OrComn_Path of OrCommon is not there")
-
-    def test_include_that_is_not_from_the_root(self):
-        self.include("install/FolderListing.h", "FileCopy.h")
-        self.check("install/FolderListing includes FileCopy.h, which is not there from the root of the repository")
 
 
 class Picture(Tree):
@@ -165,22 +156,12 @@ class Picture(Tree):
         self.assertEqual(len(faults(boxes + arrow + "  vela_files --> vela_modules\n")), 1)
 
 
-class Docs(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.root = pathlib.Path(folder.name)
-        self.page = self.write("docs/page.md", "# Two words, `-x` and more\n")
-
-    def write(self, name, text):
-        path = self.root / name
-        path.parent.mkdir(parents=True, exist_ok=True)
-        path.write_text(text, encoding="utf-8")
-        return path
-
+class Docs(Folder):
     def test_links(self):
+        page = self.write("docs/page.md", "# Two words, `-x` and more\n")
+
         def faults(link):
-            return check_docs.link_faults(self.page, "[words](%s)" % link)
+            return check_docs.link_faults(page, "[words](%s)" % link)
         for good in ("page.md", "page.md#two-words--x-and-more", "#two-words--x-and-more", "../docs", "https://x.example/"):
             self.assertEqual(faults(good), [])
         for bad in ("none.md", "page.md#two", "#none"):
@@ -218,51 +199,35 @@ class Docs(unittest.TestCase):
 
 
 class Words(unittest.TestCase):
-    def faults(self, text, name="a.cpp"):
-        return [fault.partition(": ")[2] for fault in check_words.faults_in_text(name, text)]
-
-    def test_clean(self):
-        self.assertEqual(self.faults("int x;\n"), [])
-        self.assertEqual(self.faults(""), [])
-
     def test_faults(self):
-        self.assertEqual(self.faults("// TO" + "DO: later\n"), ["a note to oneself"])
-        self.assertEqual(self.faults("int\tx;\n"), ["a tab"])
-        self.assertEqual(self.faults("int x; \n"), ["blanks at the end"])
-        self.assertEqual(self.faults("int x;\r\n"), ["a Windows line end"])
-        self.assertEqual(self.faults("int x;"), ["the last line is not ended"])
+        for text, fault in {"// TO" + "DO: later\n": "a note to oneself", "int\tx;\n": "a tab",
+                            "int x; \n": "blanks at the end", "int x;\r\n": "a Windows line end",
+                            "int x;": "the last line is not ended"}.items():
+            self.assertEqual([told.partition(": ")[2] for told in check_words.faults_in_text("a.cpp", text)], [fault])
+        for name, text in (("a.cpp", "int x;\n"), ("a.cpp", ""), ("a.bat", "echo off\r\n")):
+            self.assertEqual(check_words.faults_in_text(name, text), [])
 
     def test_what_is_no_text_is_left_out(self):
         names = {"tests/fuzz/corpus/Format/0f4c": True, "docs/a.png": True, "tests/fuzz/Format.cpp": False, "a.cpp": False}
         for name, expected in names.items():
             self.assertEqual(check_words.is_left_out(pathlib.PurePath(name)), expected, name)
 
-    def test_windows_scripts_have_windows_lines(self):
-        self.assertEqual(self.faults("echo off\r\n", "a.bat"), [])
-
 
 class Coverage(unittest.TestCase):
     UNCOVERED = [("cli/RunLog.cpp", 12, "return;"), ("cli/RunLog.cpp", 40, "return;"), ("cli/Main.cpp", 3, "throw;")]
     LISTED = "# A remark.\ncli/RunLog.cpp: return;\n  Nobody\n  comes here.\n\ncli/Main.cpp: throw;\n  Nor here.\n"
 
-    def test_listed_with_reasons(self):
+    def test_uncovered_lines_and_the_list_agree(self):
         entries = report_coverage.read_list(self.LISTED)
         self.assertEqual(entries[("cli/RunLog.cpp", "return;")], "Nobody comes here.")
-        self.assertEqual(report_coverage.compare(self.UNCOVERED, entries), [])
-
-    def test_not_listed(self):
-        faults = report_coverage.compare(self.UNCOVERED + [("cli/Main.cpp", 9, "log();")],
-                                         report_coverage.read_list(self.LISTED))
-        self.assertEqual(faults, ["cli/Main.cpp:9: no test runs it, and no reason is listed: log();"])
-
-    def test_listed_and_run(self):
-        faults = report_coverage.compare(self.UNCOVERED[:2], report_coverage.read_list(self.LISTED))
-        self.assertEqual(faults, ["cli/Main.cpp: listed, but a test runs it or it is gone: throw;"])
-
-    def test_listed_without_reason(self):
-        entries = report_coverage.read_list("cli/Main.cpp: throw;\n")
-        self.assertEqual(report_coverage.compare(self.UNCOVERED[2:], entries),
-                         ["cli/Main.cpp: listed without a reason: throw;"])
+        without_reason = report_coverage.read_list("cli/Main.cpp: throw;\n")
+        for uncovered, listed, faults in (
+                (self.UNCOVERED, entries, []),
+                (self.UNCOVERED + [("cli/Main.cpp", 9, "log();")], entries,
+                 ["cli/Main.cpp:9: no test runs it, and no reason is listed: log();"]),
+                (self.UNCOVERED[:2], entries, ["cli/Main.cpp: listed, but a test runs it or it is gone: throw;"]),
+                (self.UNCOVERED[2:], without_reason, ["cli/Main.cpp: listed without a reason: throw;"])):
+            self.assertEqual(report_coverage.compare(uncovered, listed), faults)
 
     def test_list_that_cannot_be_read(self):
         for text in ("  a reason\n", "cli/Main.cpp\n", "cli/Main.cpp: throw;\n a\ncli/Main.cpp: throw;\n"):
