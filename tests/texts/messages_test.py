@@ -30,17 +30,14 @@ def told(**files):
 
 
 class Sources(unittest.TestCase):
-    def test_text_and_values(self):
+    def test_text_values_and_constants(self):
         self.assertEqual(told(cli_Main="""
+            namespace { constexpr wchar_t kKey[] = L"Key\\\\"; }
             void Run(const wchar_t* path) {  // RunLog::Info() << L"a comment";
               RunLog::Error() << L"cannot \\"open\\" " << path << L", "
                               L"err=" << ::GetLastError();
-              RunLog::Info() << L"a" << std::endl << L"b\\\\" << 0;
-            }"""), ['LOG_ERROR: cannot "open" \u2026, err=\u2026', "LOG_INFO : a\nb\\0"])
-
-    def test_constants_stand_for_their_text(self):
-        self.assertEqual(told(cli_Main='namespace { constexpr wchar_t kKey[] = L"Key\\\\"; }\n'
-                              'void Run() { RunLog::Info() << L"open " << kKey; }'), ["LOG_INFO : open Key\\"])
+              RunLog::Info() << L"a" << std::endl << L"b\\\\" << 0 << kKey;
+            }"""), ['LOG_ERROR: cannot "open" \u2026, err=\u2026', "LOG_INFO : a\nb\\0Key\\"])
 
     def test_table(self):
         self.assertEqual(told(plugins_Table="""
@@ -142,15 +139,12 @@ class Census(unittest.TestCase):
            "\r\nLOG_INFO : Status FAIL\r\nLOG_ERROR: code 5")
     TRACE = "31/12/2009 23:59:59.999 0020:0024 !!! <VELA> failed 7 - Station(1)\r\n"
 
-    def test_everything_produced(self):
-        self.assertEqual(self.take(self.ALL, self.TRACE).faults({}), [])
-
-    def test_nothing_there(self):
-        taken = census.take(self.messages, self.folder)
-        self.assertEqual(len(taken.faults({})), len(self.messages) + 1)
-
     def faults(self, log, unreachable=None, trace=TRACE):
         return self.take(log, trace).faults(unreachable or {})
+
+    def test_all_or_nothing_produced(self):
+        self.assertEqual(len(census.take(self.messages, self.folder).faults({})), len(self.messages) + 1)
+        self.assertEqual(self.faults(self.ALL), [])
 
     def test_missing(self):
         # "Status FAIL" is a text of its own, and says nothing about "Status ...".
@@ -158,11 +152,9 @@ class Census(unittest.TestCase):
         self.assertEqual(len(faults), 1)
         self.assertIn("never produced: LOG_INFO : 'Status \u2026'", faults[0])
 
-    def test_another_level_is_another_message(self):
+    def test_another_level_or_another_kind_of_value_is_another_message(self):
         faults = self.faults(self.ALL.replace("LOG_ERROR: code", "LOG_INFO : code"))
         self.assertEqual([fault.split(":")[0] for fault in faults], ["never produced", "no message of the sources"])
-
-    def test_a_number_is_a_number(self):
         self.assertEqual(len(self.faults(self.ALL.replace("code 5", "code x"))), 2)
 
     def test_unknown_lines(self):
@@ -175,8 +167,7 @@ class Census(unittest.TestCase):
         self.assertEqual(self.faults(self.ALL + "\r\nLOG_INFO :  cmd:-x"), [])
         self.assertEqual(self.faults(self.ALL + "\r\nLOG_ERROR: code 6\r\n"), [])  # ended as the next entry began
         self.assertEqual(len(self.faults(self.ALL.replace("\r\n src:C:\\caf\xe9", ""))), 1)
-
-    def test_traces_of_the_tests_are_left_alone(self):
+        # Traces of the tests are left alone.
         self.assertEqual(self.faults(self.ALL, trace=self.TRACE + "anything - a.cpp(1)\r\n"), [])
 
     def test_exceptions(self):
