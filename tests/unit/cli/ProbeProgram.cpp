@@ -18,11 +18,12 @@
 
 #include "cli/CommandDispatcher.h"
 #include "cli/RunLog.h"
-#include "tests/support/ImportRedirection.h"
+#include "tests/support/CallWatch.h"
 
 namespace {
 
 using TestSupport::ImportRedirection;
+using TestSupport::OnCall;
 
 std::wstring Variable(const wchar_t* name) {
   wchar_t value[1024] = {};
@@ -31,10 +32,10 @@ std::wstring Variable(const wchar_t* name) {
 }
 
 // The paths here are plain ones.
-std::string Narrow(const wchar_t* text) {
+std::string Narrow(const std::wstring& text) {
   std::string narrow;
-  for (; *text != L'\0'; ++text) {
-    narrow += static_cast<char>(*text);
+  for (const wchar_t character : text) {
+    narrow += static_cast<char>(character);
   }
   return narrow;
 }
@@ -48,14 +49,10 @@ class Machine {
  public:
   Machine()
       : windows_(Variable(L"VELA_PROBE_WINDOWS")),
-        getFileAttributes_("GetFileAttributesW",
-                           [this](LPCWSTR path) -> DWORD {
-                             report_ += "GetFileAttributesW " + Narrow(path) + "\n";
-                             return getFileAttributes_.Original<decltype(&::GetFileAttributesW)>()(path);
-                           }),
-        createDirectory_("CreateDirectoryW", [this](LPCWSTR path, LPSECURITY_ATTRIBUTES security) -> BOOL {
+        getFileAttributes_("GetFileAttributesW", &::GetFileAttributesW,
+                           [this](LPCWSTR path) { report_ += "GetFileAttributesW " + Narrow(path) + "\n"; }),
+        createDirectory_("CreateDirectoryW", &::CreateDirectoryW, [this](LPCWSTR path, LPSECURITY_ATTRIBUTES security) {
           report_ += "CreateDirectoryW " + Narrow(path) + (security == nullptr ? " plain\n" : "\n");
-          return createDirectory_.Original<decltype(&::CreateDirectoryW)>()(path, security);
         }) {
     if (!windows_.empty()) {
       getWindowsDirectory_.emplace("GetWindowsDirectoryW", [this](LPWSTR folder, UINT capacity) -> UINT {
@@ -107,8 +104,8 @@ class Machine {
   unsigned writes_ = 0;
   unsigned failingWrite_ = 0;
   std::optional<ImportRedirection> getWindowsDirectory_;
-  ImportRedirection getFileAttributes_;
-  ImportRedirection createDirectory_;
+  OnCall getFileAttributes_;
+  OnCall createDirectory_;
   std::optional<ImportRedirection> write_;
 };
 

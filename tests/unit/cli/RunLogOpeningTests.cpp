@@ -24,19 +24,15 @@ struct ProbeWindows {
 };
 
 // The folder in which the log was looked for.
-std::string AskedFor(const std::wstring& windows) {
-  const ScratchFolder folder(L"Windows");
-  const EnvironmentVariable answer(L"VELA_PROBE_WINDOWS", windows);
-  const EnvironmentVariable report(L"VELA_PROBE_REPORT", folder.Path(L"report.txt"));
+std::string AskedFor(const std::wstring& answer) {
+  const ProbeWindows windows;
+  const EnvironmentVariable other(L"VELA_PROBE_WINDOWS", answer);
   RunProbe({L"entries"});
-  const std::string text = FileContent(folder.Path(L"report.txt"));
+  const std::string text = windows.Report();
   const std::string call = "GetFileAttributesW ";
-  const std::size_t start = text.find(call);
-  return start == std::string::npos ? text
-                                    : text.substr(start + call.size(), text.find('\n', start) - start - call.size());
+  const std::size_t start = text.find(call) + call.size();
+  return text.substr(start, text.find('\n', start) - start);
 }
-
-constexpr char kFixedPlace[] = "C:\\WINDOWS\\Temp\\QRTX_Debug";
 
 TEST_CASE("a first run makes the folder, and the file begins with a line break") {
   const ProbeWindows windows;
@@ -49,11 +45,9 @@ TEST_CASE("a first run makes the folder, and the file begins with a line break")
 }
 
 TEST_CASE("a Windows folder that leaves no room, or none at all, gives the fixed place") {
-  CHECK(AskedFor(L"none") == kFixedPlace);
-  CHECK(AskedFor(L"needs 261") == kFixedPlace);
-  CHECK(AskedFor(L"needs 300") == kFixedPlace);
-  CHECK(AskedFor(L"long 256") == kFixedPlace);
-  CHECK(AskedFor(L"long 260") == kFixedPlace);
+  for (const wchar_t* const answer : {L"none", L"needs 261", L"needs 300", L"long 256", L"long 260"}) {
+    CHECK(AskedFor(answer) == "C:\\WINDOWS\\Temp\\QRTX_Debug");
+  }
   CHECK(AskedFor(L"long 255") == "C:\\" + std::string(252, 'w') + "\\Temp\\QRTX_Debug");
 }
 

@@ -16,67 +16,37 @@ using namespace TestSupport;
 
 namespace {
 
-// What is on the disk, whether or not anything is still waiting to be written.
-std::string OnDiskFrom(long long start) {
-  return FileContent(LogFilePath()).substr(static_cast<std::size_t>(start));
-}
-
-TEST_CASE("the four levels") {
-  const LogCapture log;
-  RunLog::Info() << L"a";
-  RunLog::Error() << L"b";
-  RunLog::Warn() << L"c";
-  RunLog::Event() << L"d";
-  CHECK_LINES(log.Lines(), {"LOG_INFO : a", "LOG_ERROR: b", "LOG_WARN : c", "LOG_EVENT :d"});
-}
-
-TEST_CASE("the bytes of an entry: the line break comes first") {
+TEST_CASE("the bytes of an entry: the line break comes first; it is on the disk when the next one begins") {
   RunLog::Flush();
-  const long long start = LogFileSize();
-  RunLog::Info() << L"a";
-  RunLog::Error() << L"";
-  RunLog::Flush();
-  CHECK(OnDiskFrom(start) == "\r\nLOG_INFO : a\r\nLOG_ERROR: ");
-}
-
-TEST_CASE("an entry is on the disk when the next one begins") {
-  RunLog::Flush();
-  const long long start = LogFileSize();
+  const auto start = static_cast<std::size_t>(LogFileSize());
   RunLog::Info() << L"a" << L"b";
-  RunLog::Entry next = RunLog::Info();
-  CHECK(OnDiskFrom(start).find("\r\nLOG_INFO : ab\r\n") == 0);
-  next << L"c";
+  RunLog::Error() << L"";
+  {
+    RunLog::Entry next = RunLog::Info();
+    CHECK(FileContent(LogFilePath()).substr(start).find("\r\nLOG_INFO : ab\r\nLOG_ERROR: \r\n") == 0);
+    next << L"c";
+  }
+  RunLog::Flush();
+  CHECK(FileContent(LogFilePath()).substr(start) == "\r\nLOG_INFO : ab\r\nLOG_ERROR: \r\nLOG_INFO : c");
 }
 
-TEST_CASE("parts follow one another without separators") {
+TEST_CASE("levels, texts and numbers, one behind the other without separators; the text is 8-bit") {
   const LogCapture log;
   const std::wstring text = L"text";
   wchar_t buffer[] = L"buffer";
-  RunLog::Info() << L"a" << text << std::wstring_view(L"view-cut", 4) << buffer << "narrow" << L"";
-  CHECK_LINES(log.Lines(), {"LOG_INFO : atextviewbuffernarrow"});
-}
-
-TEST_CASE("numbers are decimal, signed where their type is, and never grouped") {
-  const LogCapture log;
+  RunLog::Error() << L"a" << text << std::wstring_view(L"view-cut", 4) << buffer << "narrow" << L"";
   RunLog::Info() << 0 << L" " << -520159231 << L" " << 1234567;
-  RunLog::Info() << static_cast<DWORD>(0xFFFFFFFFU) << L" " << 4294967295U << L" " << static_cast<DWORD>(2147680509);
-  RunLog::Info() << true << false;
-  CHECK_LINES(log.Lines(),
-              {"LOG_INFO : 0 -520159231 1234567", "LOG_INFO : 4294967295 4294967295 2147680509", "LOG_INFO : 10"});
-}
-
-TEST_CASE("a line break of its own leaves an empty line, one in the middle has no prefix behind it") {
-  const LogCapture log;
+  RunLog::Warn() << static_cast<DWORD>(0xFFFFFFFFU) << L" " << 4294967295U << L" " << static_cast<DWORD>(2147680509);
+  RunLog::Event() << true << false;
+  RunLog::Info() << L"\u00A0Caf\u00E9\u00FF";
+  // A line break of its own leaves an empty line, one in the middle has no prefix behind it.
   RunLog::Info() << L"banner\n";
   RunLog::Info() << L" cmd:-I" << std::endl << L" src:a" << std::endl << L"dest:b";
-  CHECK_LINES(log.Lines(), {"LOG_INFO : banner", "", "LOG_INFO :  cmd:-I", " src:a", "dest:b"});
-}
-
-TEST_CASE("the text is 8-bit") {
-  const LogCapture log;
-  RunLog::Info() << L"\u00A0Caf\u00E9\u00FF";
-  CHECK_LINES(log.Lines(), {"LOG_INFO : \xA0"
-                            "Caf\xE9\xFF"});
+  CHECK_LINES(log.Lines(), {"LOG_ERROR: atextviewbuffernarrow", "LOG_INFO : 0 -520159231 1234567",
+                            "LOG_WARN : 4294967295 4294967295 2147680509", "LOG_EVENT :10",
+                            "LOG_INFO : \xA0"
+                            "Caf\xE9\xFF",
+                            "LOG_INFO : banner", "", "LOG_INFO :  cmd:-I", " src:a", "dest:b"});
 }
 
 TEST_CASE("no part touches the last error, so that each may print it") {

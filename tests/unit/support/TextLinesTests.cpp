@@ -11,26 +11,15 @@ using namespace TestSupport;
 
 namespace {
 
-TEST_CASE("equal lists have no difference") {
+TEST_CASE("a difference shows all lines in order; equal lists have none") {
   CHECK(Difference({}, {}) == "");
   CHECK(Difference({"a", "b"}, {"a", "b"}) == "");
-}
-
-TEST_CASE("a difference shows all lines in order") {
   CHECK(Difference({"a", "b", "c"}, {"a", "c"}) == "  a\n- b\n  c\n");
   CHECK(Difference({"a", "c"}, {"a", "b", "c"}) == "  a\n+ b\n  c\n");
   CHECK(Difference({"a"}, {"b"}) == "- a\n+ b\n");
   CHECK(Difference({}, {"a"}) == "+ a\n");
   CHECK(Difference({"a", ""}, {"a"}) == "  a\n- \n");
   CHECK(Difference({"a", "b"}, {"b", "a"}) == "- a\n  b\n+ a\n");
-}
-
-TEST_CASE("lines are picked by a part of them") {
-  CHECK(LinesWith({"LOG_INFO : x", "LOG_ERROR: y"}, "ERROR") == Lines{"LOG_ERROR: y"});
-}
-
-TEST_CASE("wide text becomes UTF-8") {
-  CHECK(ToUtf8(L"a\u00E9\u65E5") == "a\xC3\xA9\xE6\x97\xA5");
 }
 
 TEST_CASE("the ANSI code page is the one of the test's locale") {
