@@ -38,7 +38,8 @@ class Changes(unittest.TestCase):
                 ("text", '#include "a.h"\nextern "C" {\n}\n// "a"\n'),
                 ("return", "bool F() {\n  return true;\n}\n", "bool F() {\n  return false;\n}\n"),
                 ("return", "int F() {\n  return 1;\n}\n", "int F() {\n  return 2;\n}\n"),
-                ("return", "int F() {\n  return a;\n}\n", "int F() {\n  return !(a);\n}\n", "int F() {\n  return {};\n}\n"),
+                ("return", "int F() {\n  return a;\n}\n",
+                 "int F() {\n  return !(a);\n}\n", "int F() {\n  return {};\n}\n"),
                 ("not", "bool a = !b;\n", "bool a = b;\n")):
             self.assertEqual(self.of(kind, text), made, text)
 
