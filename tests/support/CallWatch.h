@@ -2,8 +2,10 @@
 //
 //   OnCall free{"FreeLibrary", &::FreeLibrary, [&](HMODULE module) { events.push_back("free"); }};
 //   AfterCall load{"LoadLibraryW", &::LoadLibraryW, [&](HMODULE module, LPCWSTR name) { ... }};
+//   FailWhere set{"SetEvent", &::SetEvent, [&](HANDLE event) { return event == mine ? ERROR_BUSY : ERROR_SUCCESS; }};
 //
-// AfterCall gets the result first. A listener may leave all parameters out.
+// AfterCall gets the result first. A call fails where the listener of FailWhere gives an error, as that function fails
+// (FailureReturns.h). A listener may leave all parameters out.
 #pragma once
 
 #include <windows.h>
@@ -11,6 +13,7 @@
 #include <memory>
 #include <type_traits>
 
+#include "tests/support/FailureReturns.h"
 #include "tests/support/ImportRedirection.h"
 
 namespace TestSupport {
@@ -51,6 +54,34 @@ class AfterCall {
   }
   AfterCall(const AfterCall&) = delete;
   AfterCall& operator=(const AfterCall&) = delete;
+
+ private:
+  std::unique_ptr<ImportRedirection> redirection_;
+};
+
+class FailWhere {
+ public:
+  template <class Result, class... Arguments, class Listener>
+  FailWhere(const char* name, Result(WINAPI* /*type*/)(Arguments...), Listener listener) {
+    redirection_ = std::make_unique<ImportRedirection>(name, [this, name, listener](Arguments... arguments) -> Result {
+      DWORD error = ERROR_SUCCESS;
+      if constexpr (std::is_invocable_v<const Listener&, Arguments...>) {
+        error = listener(arguments...);
+      } else {
+        error = listener();
+      }
+      if (error == ERROR_SUCCESS) {
+        return redirection_->Original<Result(WINAPI*)(Arguments...)>()(arguments...);
+      }
+      const FailureReturn failure = FailureReturn::Of(name, error);
+      if (failure.setsLastError) {
+        ::SetLastError(failure.error);
+      }
+      return static_cast<Result>(failure.value);
+    });
+  }
+  FailWhere(const FailWhere&) = delete;
+  FailWhere& operator=(const FailWhere&) = delete;
 
  private:
   std::unique_ptr<ImportRedirection> redirection_;

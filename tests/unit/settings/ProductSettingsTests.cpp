@@ -17,6 +17,8 @@ using VELAUtility::SetVELAInstallPath;
 namespace {
 
 constexpr wchar_t kKey[] = L"SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA";
+const std::string kName = "HKLM\\SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA";
+const std::string kOpen = "RegOpenKeyExW HKLM SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA ";
 
 struct ProductKey : ScratchKey {
   ProductKey() : ScratchKey(HKEY_LOCAL_MACHINE, kKey, KEY_WOW64_32KEY) {}
@@ -28,71 +30,44 @@ Lines Stored(REGSAM view) {
   return snapshot.AsLines();
 }
 
-constexpr char kOpenFailure2[] =
-    "LOG_INFO : REG Open Fail, path:SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA, nError:2";
-
-TEST_CASE("the install path and the switch land in the 32-bit view") {
+TEST_CASE("the values land in the 32-bit view, through a key opened and closed at every operation") {
   const ProductKey key;
   const ScratchKey other(HKEY_LOCAL_MACHINE, kKey, KEY_WOW64_64KEY);
   const LogCapture log;
-  CHECK(SetVELAInstallPath(L"C:\\Orvane Labs\\"));
-  CHECK(SetVELAEnable(0));
-  CHECK_LINES(Stored(KEY_WOW64_32KEY),
-              {"HKLM\\SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA [32]",
-               "HKLM\\SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA [32] \"VELAEnable\" REG_DWORD 0",
-               "HKLM\\SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA [32] \"VELAInstallPath\" REG_SZ "
-               "\"C:\\Orvane Labs\\\""});
-  CHECK_LINES(Stored(KEY_WOW64_64KEY), {"HKLM\\SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA [64]"});
+  {
+    const RegistryCallTrace trace;
+    CHECK(SetVELAInstallPath(L"C:\\Orvane Labs\\"));
+    CHECK(SetVELAEnable(0));
+    DWORD enabled = 0;
+    GetVELAEnable(enabled);
+    CHECK_LINES(trace.Calls(),
+                {kOpen + "000F023F -> 1", "RegSetValueExW 1 \"VELAInstallPath\" REG_SZ 32 bytes", "RegCloseKey 1",
+                 kOpen + "000F023F -> 2", "RegSetValueExW 2 \"VELAEnable\" REG_DWORD 4 bytes", "RegCloseKey 2",
+                 kOpen + "00020219 -> 3", "RegQueryValueExW 3 \"VELAEnable\" 4 bytes", "RegCloseKey 3"});
+  }
+  CHECK_LINES(Stored(KEY_WOW64_32KEY), {kName + " [32]", kName + " [32] \"VELAEnable\" REG_DWORD 0",
+                                        kName + " [32] \"VELAInstallPath\" REG_SZ \"C:\\Orvane Labs\\\""});
+  CHECK_LINES(Stored(KEY_WOW64_64KEY), {kName + " [64]"});
   CHECK_LINES(log.Lines(), {});
 }
 
-TEST_CASE("the key is opened, used and closed at every operation, with these rights and sizes") {
-  const ProductKey key;
-  Lines calls;
-  bool closed = false;
-  {
-    const RegistryCallTrace trace;
-    SetVELAInstallPath(L"C:\\a");
-    SetVELAEnable(1);
-    DWORD enabled = 0;
-    GetVELAEnable(enabled);
-    calls = trace.Calls();
-    closed = trace.AllClosed();
-  }
-  CHECK_LINES(calls, {"RegOpenKeyExW HKLM SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA 000F023F -> 1",
-                      "RegSetValueExW 1 \"VELAInstallPath\" REG_SZ 10 bytes", "RegCloseKey 1",
-                      "RegOpenKeyExW HKLM SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA 000F023F -> 2",
-                      "RegSetValueExW 2 \"VELAEnable\" REG_DWORD 4 bytes", "RegCloseKey 2",
-                      "RegOpenKeyExW HKLM SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA 00020219 -> 3",
-                      "RegQueryValueExW 3 \"VELAEnable\" 4 bytes", "RegCloseKey 3"});
-  CHECK(closed);
-}
-
-TEST_CASE("the switch is on at 1 and at no other number") {
+TEST_CASE("the switch is on at 1 and at no other number; its type is not looked at, its size is") {
   const ProductKey key;
   const LogCapture log;
+  DWORD enabled = 7;
   for (const DWORD stored : {0UL, 1UL, 2UL, 0x80000001UL, 0xFFFFFFFFUL}) {
     CAPTURE(stored);
     CHECK(SetVELAEnable(stored));
-    DWORD enabled = 7;
     CHECK(GetVELAEnable(enabled));
     CHECK(enabled == (stored == 1 ? 1 : 0));
   }
+  for (const DWORD size : {4UL, 0UL}) {
+    key.SetData({}, L"VELAEnable", REG_BINARY, "\1\0\0\0", size);
+    CHECK(GetVELAEnable(enabled));
+    CHECK(enabled == (size == 4 ? 1 : 0));
+  }
   CHECK_LINES(log.Lines(), {});
-}
-
-TEST_CASE("the type of the switch is not looked at, its size is") {
-  const ProductKey key;
-  DWORD enabled = 7;
-  const DWORD one = 1;
-  key.SetData({}, L"VELAEnable", REG_BINARY, &one, 4);
-  CHECK(GetVELAEnable(enabled));
-  CHECK(enabled == 1);
-  key.SetData({}, L"VELAEnable", REG_BINARY, nullptr, 0);
-  CHECK(GetVELAEnable(enabled));
-  CHECK(enabled == 0);
-
-  const LogCapture log;
+  enabled = 7;
   key.Set({}, {L"VELAEnable", L"1, as a text"});
   CHECK_FALSE(GetVELAEnable(enabled));
   CHECK(enabled == 0);
@@ -108,28 +83,22 @@ TEST_CASE("a missing key fails every operation and is not made") {
   CHECK_FALSE(SetVELAEnable(0));
   CHECK_FALSE(GetVELAEnable(enabled));
   CHECK(enabled == 0);
-  CHECK_LINES(log.Lines(), {kOpenFailure2, kOpenFailure2, kOpenFailure2});
+  const std::string line =
+      "LOG_INFO : REG Open Fail, path:SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA, nError:2";
+  CHECK_LINES(log.Lines(), {line, line, line});
   CHECK_LINES(Stored(KEY_WOW64_32KEY), {});
   CHECK_LINES(Stored(KEY_WOW64_64KEY), {});
 }
 
-TEST_CASE("a value that cannot be written is told with what was to be written") {
+TEST_CASE("a value that cannot be written is told with what was to be written, and the key is closed") {
   const ProductKey key;
   const LogCapture log;
-  unsigned opens = 0;
-  unsigned closes = 0;
-  {
-    const FailCall set("RegSetValueExW", Calls::From(1), ERROR_NO_SYSTEM_RESOURCES);
-    const CountCalls open("RegOpenKeyExW");
-    const CountCalls close("RegCloseKey");
-    CHECK_FALSE(SetVELAInstallPath(L"C:\\Orvane Labs\\"));
-    CHECK_FALSE(SetVELAEnable(0));
-    CHECK_FALSE(SetVELAEnable(4000000000UL));
-    opens = open.Calls();
-    closes = close.Calls();
-  }
-  CHECK(opens == 3);
-  CHECK(closes == 3);
+  const FailCall set("RegSetValueExW", Calls::From(1), ERROR_NO_SYSTEM_RESOURCES);
+  const RegistryCallTrace trace;
+  CHECK_FALSE(SetVELAInstallPath(L"C:\\Orvane Labs\\"));
+  CHECK_FALSE(SetVELAEnable(0));
+  CHECK_FALSE(SetVELAEnable(4000000000UL));
+  CHECK(trace.AllClosed());
   CHECK_LINES(log.Lines(),
               {"LOG_INFO : SetKeyvalue Fail, keyName:VELAInstallPath, keyValue:C:\\Orvane Labs\\, nError:1450",
                "LOG_INFO : SetKeyvalue Fail, keyName:VELAEnable, keyValue:0, nError:1450",

@@ -37,7 +37,7 @@ constexpr Command kCommands[] = {
     {"enable", Enable, "LOG_INFO : Enable OK", "LOG_INFO : VELA Enable OK", "LOG_INFO : VELA Enable Fail 5", 1},
     {"disable", Disable, "LOG_INFO : Disable OK", "LOG_INFO : VELA Disable OK", "LOG_INFO : VELA Disable Fail", 0}};
 
-// A machine on which both directions succeed.
+// A machine on which both directions succeed, with a text for a switch.
 struct CommandWorld {
   SwitchWorld around;
   ProductKey key;
@@ -49,6 +49,7 @@ struct CommandWorld {
     for (const Client& client : Clients()) {
       MakeKey(MachineKey64(SwitchedMachine::kRunKey), {{client.shortName, L"x"}});
     }
+    key.Set({}, {L"VELAEnable", L"on"});
   }
 };
 
@@ -62,161 +63,107 @@ Lines Stored() {
   return values;
 }
 
-struct Recorded {
-  Lines log;    // its last two lines
-  Lines calls;  // of the registry, the last three
-  std::vector<HKEY> flushed;
-  bool allClosed = false;
-};
-
 Lines Last(const Lines& lines, std::size_t count) {
   return lines.size() < count ? lines : Lines(lines.end() - static_cast<std::ptrdiff_t>(count), lines.end());
 }
 
-Recorded Run(const Command& command) {
-  Recorded recorded;
-  const LogCapture log;
-  {
-    ImportRedirection flush("RegFlushKey", [&](HKEY key) -> LSTATUS {
-      recorded.flushed.push_back(key);
-      flush.Original<decltype(&::RegFlushKey)>()(key);
-      return ERROR_REGISTRY_IO_FAILED;  // changes nothing
-    });
-    const RegistryCallTrace trace;
-    CHECK(command.run() == 0);
-    recorded.calls = Last(trace.Calls(), 3);
-    recorded.allClosed = trace.AllClosed();
-  }
-  recorded.log = Last(log.Lines(), 2);
-  return recorded;
-}
-
-TEST_CASE("the status is the stored number") {
+TEST_CASE("the status is the stored number, one query of a key opened for reading; no library of the shell is loaded") {
   const ProductKey key;
   for (const DWORD stored : {0UL, 1UL, 2UL, 4294967295UL}) {
     key.Set({}, {L"VELAEnable", stored});
     const LogCapture log;
+    const MissingLibrary shell32(L"shell32.dll");
+    const MissingLibrary shlwapi(L"shlwapi.dll");
+    const RegistryCallTrace trace;
     CHECK(GetStatus() == 0);
     CHECK_LINES(log.Lines(), {"LOG_INFO : GetStatus!!!!! " + std::to_string(stored)});
+    CHECK_LINES(trace.Calls(),
+                {kOpen + std::string("00020219 -> 1"), "RegQueryValueExW 1 \"VELAEnable\" 4 bytes", "RegCloseKey 1"});
+    CHECK(shell32.Asked() + shlwapi.Asked() == 0);
   }
 }
 
 TEST_CASE("a status that cannot be read is told, and the key is closed") {
   struct Row {
     const char* name;
-    void (*prepare)(const ProductKey& key);
+    bool keyIsThere;
+    DWORD type;  // of the value; REG_NONE: there is none
     bool queryFails;
     const char* line;
   };
-  const Row rows[] = {{"no value", [](const ProductKey&) {}, false, "LOG_INFO : GetStatus!!!!! FAIL!!"},
-                      {"a text that fits",
-                       [](const ProductKey& key) {
-                         key.Set({}, {L"VELAEnable", L"1"});
-                       },
-                       false, "LOG_INFO : GetStatus!!!!! FAIL!!"},
-                      {"four bytes of another type",
-                       [](const ProductKey& key) { key.SetData({}, L"VELAEnable", REG_BINARY, "\1\0\0\0", 4); }, false,
-                       "LOG_INFO : GetStatus!!!!! FAIL!!"},
-                      {"refused",
-                       [](const ProductKey& key) {
-                         key.Set({}, {L"VELAEnable", 1});
-                       },
-                       true, "LOG_INFO : GetStatus!!!!! FAIL!!"},
-                      {"no key", [](const ProductKey& key) { key.Delete(); }, false, "LOG_INFO : REG Open Fail"}};
-  for (const Row& row : rows) {
+  for (const Row& row : {Row{"no value", true, REG_NONE, false, "LOG_INFO : GetStatus!!!!! FAIL!!"},
+                         Row{"a text that fits", true, REG_SZ, false, "LOG_INFO : GetStatus!!!!! FAIL!!"},
+                         Row{"another type", true, REG_BINARY, false, "LOG_INFO : GetStatus!!!!! FAIL!!"},
+                         Row{"refused", true, REG_DWORD, true, "LOG_INFO : GetStatus!!!!! FAIL!!"},
+                         Row{"no key", false, REG_NONE, false, "LOG_INFO : REG Open Fail"}}) {
     CAPTURE(row.name);
     const ProductKey key;
-    row.prepare(key);
-    const LogCapture log;
-    bool closed = false;
-    {
-      const FailCall query("RegQueryValueExW", row.queryFails ? Calls::Only(1) : Calls::None(), ERROR_ACCESS_DENIED);
-      const RegistryCallTrace trace;
-      CHECK(GetStatus() == 0);
-      closed = trace.AllClosed();
+    if (!row.keyIsThere) {
+      key.Delete();
+    } else if (row.type != REG_NONE) {
+      key.SetData({}, L"VELAEnable", row.type, L"1", 4);
     }
-    CHECK_LINES(log.Lines(), {row.line});
-    CHECK(closed);
-  }
-}
-
-TEST_CASE("a status is one query of a key opened for reading, and loads no library of the shell") {
-  const ProductKey key;
-  Lines calls;
-  {
-    const MissingLibrary shell32(L"shell32.dll");
-    const MissingLibrary shlwapi(L"shlwapi.dll");
+    const LogCapture log;
+    const FailCall query("RegQueryValueExW", row.queryFails ? Calls::Only(1) : Calls::None(), ERROR_ACCESS_DENIED);
     const RegistryCallTrace trace;
-    GetStatus();
-    calls = trace.Calls();
-    CHECK(shell32.Asked() + shlwapi.Asked() == 0);
-  }
-  CHECK_LINES(calls,
-              {kOpen + std::string("00020219 -> 1"), "RegQueryValueExW 1 \"VELAEnable\" 4 bytes", "RegCloseKey 1"});
-}
-
-TEST_CASE("a switch that succeeded is set, flushed and closed, whatever type was stored") {
-  for (const Command& command : kCommands) {
-    CAPTURE(command.name);
-    const CommandWorld world;
-    world.key.Set({}, {L"VELAEnable", L"on"});
-    const Recorded recorded = Run(command);
-    CHECK_LINES(recorded.log, {command.done, command.stored});
-    CHECK(recorded.calls[0].find(kOpen + std::string("0002021F -> ")) == 0);
-    CHECK(recorded.calls[1].find("\"VELAEnable\" REG_DWORD 4 bytes") != std::string::npos);
-    CHECK(recorded.calls[2].find("RegCloseKey ") == 0);
-    CHECK(recorded.allClosed);
-    REQUIRE(recorded.flushed.size() == 1);
-    CHECK(recorded.flushed.front() != nullptr);  // the open key
-    CHECK_LINES(Stored(), {"\"VELAEnable\" REG_DWORD " + std::to_string(command.value)});
+    CHECK(GetStatus() == 0);
+    CHECK(trace.AllClosed());
+    CHECK_LINES(log.Lines(), {row.line});
   }
 }
 
-TEST_CASE("without a key the switch is made and not recorded, and the null key is flushed all the same") {
+TEST_CASE("a switch that succeeded is set, flushed and closed; one that failed never touches the key") {
+  enum class Course { kStored, kRefused, kNoKey, kNotSwitched };
   for (const Command& command : kCommands) {
-    CAPTURE(command.name);
-    const CommandWorld world;
-    world.key.Delete();
-    const Recorded recorded = Run(command);
-    CHECK_LINES(recorded.log, {command.done, "LOG_INFO : REG Open Fail"});
-    CHECK(recorded.flushed == std::vector<HKEY>{nullptr});
-    CHECK_LINES(Stored(), {});
-  }
-}
-
-TEST_CASE("a number that is refused: only enable tells its error") {
-  for (const Command& command : kCommands) {
-    CAPTURE(command.name);
-    const CommandWorld world;
-    world.key.Set({}, {L"VELAEnable", 7});
-    ImportRedirection set(
-        "RegSetValueExW",
-        [&](HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) -> LSTATUS {
-          return std::wcscmp(name, L"VELAEnable") == 0
-                     ? ERROR_ACCESS_DENIED
-                     : set.Original<decltype(&::RegSetValueExW)>()(key, name, reserved, type, data, size);
+    for (const Course course : {Course::kStored, Course::kRefused, Course::kNoKey, Course::kNotSwitched}) {
+      CAPTURE(command.name);
+      CAPTURE(static_cast<int>(course));
+      CommandWorld world;
+      Lines wanted = {command.done, command.stored};
+      Lines value = {"\"VELAEnable\" REG_SZ \"on\""};
+      if (course == Course::kStored) {
+        value = {"\"VELAEnable\" REG_DWORD " + std::to_string(command.value)};
+      } else if (course == Course::kRefused) {
+        wanted = {command.done, command.refused};
+      } else if (course == Course::kNoKey) {
+        world.key.Delete();
+        wanted = {command.done, "LOG_INFO : REG Open Fail"};
+        value = {};
+      } else {
+        world.around.session.missingEntries = {"WTSGetActiveConsoleSessionId"};
+        // Names the enable handler both ways.
+        wanted = {"LOG_ERROR: *** CProviderAntiSpam::SetAntiSpamEnable() - failed to get active session id. error=127",
+                  "LOG_ERROR: HandleVELADefaultEnable(), Fail to Default Set Anti-Spam Enable !! strVELAInstallPath = "
+                  "C:\\VELA"};
+      }
+      std::vector<HKEY> flushed;
+      {
+        const LogCapture log;
+        const FailWhere set(
+            "RegSetValueExW", &::RegSetValueExW, [&](HKEY, LPCWSTR name, DWORD, DWORD, const BYTE*, DWORD) -> DWORD {
+              return course == Course::kRefused && std::wcscmp(name, L"VELAEnable") == 0 ? ERROR_ACCESS_DENIED
+                                                                                         : ERROR_SUCCESS;
+            });
+        const FailWhere flush("RegFlushKey", &::RegFlushKey, [&](HKEY key) -> DWORD {
+          flushed.push_back(key);
+          return ERROR_REGISTRY_IO_FAILED;  // changes nothing
         });
-    const Recorded recorded = Run(command);
-    CHECK_LINES(recorded.log, {command.done, command.refused});
-    CHECK(recorded.flushed.size() == 1);
-    CHECK_LINES(Stored(), {"\"VELAEnable\" REG_DWORD 7"});
-  }
-}
-
-TEST_CASE("a switch that failed never touches the key, and names the enable handler both ways") {
-  for (const Command& command : kCommands) {
-    CAPTURE(command.name);
-    CommandWorld world;
-    world.around.session.missingEntries = {"WTSGetActiveConsoleSessionId"};
-    world.key.Set({}, {L"VELAEnable", 7});
-    const Recorded recorded = Run(command);
-    CHECK(
-        recorded.log.back() ==
-        "LOG_ERROR: HandleVELADefaultEnable(), Fail to Default Set Anti-Spam Enable !! strVELAInstallPath = C:\\VELA");
-    CHECK_LINES(LinesWith(recorded.log, "OK"), {});
-    CHECK(recorded.flushed.empty());
-    CHECK_LINES(LinesWith(recorded.calls, "BastionNTCorp"), {});
-    CHECK_LINES(Stored(), {"\"VELAEnable\" REG_DWORD 7"});
+        const RegistryCallTrace trace;
+        CHECK(command.run() == 0);
+        CHECK_LINES(Last(log.Lines(), 2), (wanted));
+        CHECK(trace.AllClosed());
+        const Lines calls = Last(trace.Calls(), 3);
+        if (course == Course::kStored) {
+          CHECK(calls[0].find(kOpen + std::string("0002021F -> ")) == 0);
+          CHECK(calls[1].find("\"VELAEnable\" REG_DWORD 4 bytes") != std::string::npos);
+          CHECK(calls[2].find("RegCloseKey ") == 0);
+        }
+        CHECK(LinesWith(calls, "BastionNTCorp").size() == (course == Course::kNotSwitched ? 0 : 1));
+      }
+      REQUIRE(flushed.size() == (course == Course::kNotSwitched ? 0 : 1));
+      CHECK((flushed.empty() || (flushed.front() == nullptr) == (course == Course::kNoKey)));  // a null key, too
+      CHECK_LINES(Stored(), (value));
+    }
   }
 }
 
