@@ -92,60 +92,37 @@ TEST_CASE("an end that fails tells so once; the thread is itself again where onl
   CHECK(user.End());
 }
 
-TEST_CASE("a start that finds nobody leaves nothing to end") {
-  const Belongings belongings;
-  ConsoleMachine machine;
-  machine.FailTokens(ERROR_NO_TOKEN);
-  const CountCalls reverts{"RevertToSelf"};
-  {
-    ConsoleUserScope user;
-    CHECK_FALSE(user.Start());
-    CHECK(user.Token() == nullptr);
-    CHECK(user.End());
-  }
-  CHECK(reverts.Calls() == 0);
-  CHECK_LINES(belongings.Left(), {});
-}
-
-TEST_CASE("a start that fails for the environment ends what it has begun: the thread is itself at once") {
-  const Belongings belongings;
-  const ConsoleMachine machine;
-  const AnswerEntry create{"CreateEnvironmentBlock", [](void**, HANDLE, BOOL) -> BOOL { return FALSE; }};
-  bool impersonating = true;
-  unsigned reverted = 0;
-  {
-    const CountCalls reverts{"RevertToSelf"};
-    ConsoleUserScope user;
-    CHECK_FALSE(user.Start());
-    impersonating = IsImpersonating();
-    CHECK(TokenKind(user.Token()) == "primary");
-    CHECK(user.End());
-    reverted = reverts.Calls();
-  }
-  StopImpersonating();
-  CHECK_FALSE(impersonating);
-  CHECK(reverted == 1);
-  CHECK_LINES(belongings.Left(), {});
-}
-
-TEST_CASE(
-    "where the library of the environment cannot be loaded beforehand nothing is started, and it is not tried as the "
-    "user") {
-  const Belongings belongings;
-  const ConsoleMachine machine;
-  Lines events;
-  {
+TEST_CASE("a start that fails ends what it has begun: the thread is itself at once, and there is nothing to end") {
+  struct Row {
+    const char* name;
+    DWORD tokenError;
+    bool library;  // of the environment; without it nothing is started, and it is not tried as the user
+    std::string token;
+    Lines events;  // the last one is the end of the scope
+  };
+  for (const Row& row :
+       {Row{"nobody", ERROR_NO_TOKEN, true, "", {"load", "free"}},
+        Row{"no environment", 0, true, "primary", {"load", "impersonate", "load", "free", "revert", "free"}},
+        Row{"no library", 0, false, "", {}}}) {
+    CAPTURE(row.name);
+    const Belongings belongings;
+    ConsoleMachine machine;
+    machine.FailTokens(row.tokenError);
+    const AnswerEntry create{"CreateEnvironmentBlock", [](void**, HANDLE, BOOL) -> BOOL { return FALSE; }};
     const Order order;
-    const FailCall load{"LoadLibraryW", 1, ERROR_NOT_ENOUGH_MEMORY};
-    ConsoleUserScope user;
-    CHECK_FALSE(user.Start());
-    CHECK(load.Failed() == 1);
-    events = order.events;
+    {
+      const FailCall load{"LoadLibraryW", row.library ? Calls::None() : Calls::Only(1), ERROR_NOT_ENOUGH_MEMORY};
+      ConsoleUserScope user;
+      CHECK_FALSE(user.Start());
+      CHECK_FALSE(IsImpersonating());
+      CHECK((user.Token() == nullptr ? "" : TokenKind(user.Token())) == row.token);
+      CHECK(user.End());
+    }
+    StopImpersonating();
+    CHECK_LINES(order.events, (row.events));
+    CHECK(machine.SessionsAsked() == (row.library ? 1 : 0));
+    CHECK_LINES(belongings.Left(), {});
   }
-  CHECK_LINES(events, {});
-  CHECK(machine.SessionsAsked() == 0);
-  CHECK_FALSE(IsImpersonating());
-  CHECK_LINES(belongings.Left(), {});
 }
 
 TEST_CASE("starting once more ends the first, and gives its block and token back") {

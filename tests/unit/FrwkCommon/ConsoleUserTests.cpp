@@ -3,14 +3,13 @@
 
 #include <windows.h>
 
-#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Common/FrwkCommon/Frwk_WindowStation.h"
 #include "tests/support/CallFailures.h"
 #include "tests/support/ScratchFolder.h"
-#include "tests/support/TestProcess.h"
 #include "tests/unit/FrwkCommon/ConsoleMachine.h"
 #include "tests/unit/OrCommon/RecordedTrace.h"
 #include "tests/unit/OrCommon/SessionCalls.h"
@@ -139,25 +138,6 @@ TEST_CASE(
   CHECK_LINES(recorded.Lines(), {kStartEnter, kNoPlace});
 }
 
-constexpr wchar_t kOldSystem[] = L"on Windows 2000 there is no session and no error";
-
-TEST_CASE("on Windows 2000 there is no session and no error" * doctest::skip()) {
-  const AfterCall version{"GetVersionExW", &::GetVersionExW, [](BOOL, OSVERSIONINFOW* info) {
-                            info->dwMajorVersion = 5;
-                            info->dwMinorVersion = 0;
-                          }};
-  CheckFails(Start(), 0, "none", false, {NoSession("00000000")});
-}
-
-TEST_CASE("in a process of its own: Windows 2000") {
-  wchar_t program[MAX_PATH] = {};
-  REQUIRE(::GetModuleFileNameW(nullptr, program, MAX_PATH) != 0);
-  TestProcess child(program, {L"--no-skip", std::wstring(L"--test-case=") + kOldSystem});
-  const ProcessOutcome outcome = child.Finish(60000);
-  CHECK_FALSE(outcome.timedOut);
-  CHECK(outcome.exitCode == 0);
-}
-
 TEST_CASE("a session without a token: the user who runs the shell stands in") {
   const ScratchFolder scratch(L"console user");
   const RunningCopy shell(scratch.Path(), L"explorer.exe");
@@ -176,47 +156,54 @@ TEST_CASE("a session without a token: the user who runs the shell stands in") {
   }
 }
 
-// What is missing, and what a start without it reports.
-struct Missing {
-  const wchar_t* missing;
-  const char* entry;  // null: the library
+// What a start meets, and what it reports then.
+struct Obstacle {
+  enum class Way { kNone, kLibrary, kEntry, kCall } way;
+  std::string name;  // of what is missing, or fails
+  DWORD tokenError;  // of the session's token
   DWORD error;
   const char* token;
   bool impersonating;
   Lines lines;
 };
 
-TEST_CASE("each library and entry that is missing: the code, what is left, and the lines") {
-  const Missing rows[] = {
-      {L"kernel32.dll", nullptr, 126, "none", false, {NoSession("0000007e")}},
-      {nullptr, "WTSGetActiveConsoleSessionId", 127, "none", false, {NoSession("0000007f")}},
-      // Without the terminal services the shell is asked, too.
-      {L"wtsapi32.dll", nullptr, 6, "none", false, {NoSessionToken("0000007e"), NoShellToken("00000006")}},
-      {nullptr, "WTSQueryUserToken", 6, "none", false, {NoSessionToken("0000007f"), NoShellToken("00000006")}},
-      // Without an environment the token stays, and the thread goes on acting as the user.
-      {L"userenv.dll", nullptr, 126, "primary", true, {NotStarted("0000007e")}},
-      {nullptr, "CreateEnvironmentBlock", 127, "primary", true, {NotStarted("0000007f")}},
+TEST_CASE("a start that fails: the code, what is left, and the lines") {
+  using Way = Obstacle::Way;
+  // Without the terminal services the shell is asked, too; its code is given. The token stays with the caller, and
+  // without an environment the thread goes on acting as the user.
+  const Obstacle rows[] = {
+      {Way::kLibrary, "kernel32.dll", 0, 126, "none", false, {NoSession("0000007e")}},
+      {Way::kEntry, "WTSGetActiveConsoleSessionId", 0, 127, "none", false, {NoSession("0000007f")}},
+      {Way::kLibrary, "wtsapi32.dll", 0, 6, "none", false, {NoSessionToken("0000007e"), NoShellToken("00000006")}},
+      {Way::kEntry, "WTSQueryUserToken", 0, 6, "none", false, {NoSessionToken("0000007f"), NoShellToken("00000006")}},
+      {Way::kNone, "", 5, 6, "none", false, {NoSessionToken("00000005"), NoShellToken("00000006")}},
+      {Way::kLibrary, "psapi.dll", 5, 126, "none", false, {NoSessionToken("00000005"), NoShellToken("0000007e")}},
+      {Way::kCall, "ImpersonateLoggedOnUser", 0, 1346, "primary", false, {NotStarted("00000542")}},
+      {Way::kLibrary, "userenv.dll", 0, 126, "primary", true, {NotStarted("0000007e")}},
+      {Way::kEntry, "CreateEnvironmentBlock", 0, 127, "primary", true, {NotStarted("0000007f")}},
   };
-  for (const Missing& row : rows) {
-    CAPTURE(row.lines.front());
-    const ConsoleMachine machine;
-    std::unique_ptr<MissingLibrary> library;
-    std::unique_ptr<MissingEntry> entry;
-    if (row.missing != nullptr) {
-      library = std::make_unique<MissingLibrary>(row.missing);
-    } else {
-      entry = std::make_unique<MissingEntry>(row.entry);
+  for (const Obstacle& row : rows) {
+    CAPTURE(row.name);
+    ConsoleMachine machine;
+    machine.FailTokens(row.tokenError);
+    std::optional<MissingLibrary> library;
+    std::optional<MissingEntry> entry;
+    std::optional<FailCall> call;
+    if (row.way == Way::kLibrary) {
+      library.emplace(std::wstring(row.name.begin(), row.name.end()).c_str());
+    } else if (row.way == Way::kEntry) {
+      entry.emplace(row.name.c_str());
+    } else if (row.way == Way::kCall) {
+      call.emplace(row.name.c_str(), 1, row.error);
     }
     CheckFails(Start(), row.error, row.token, row.impersonating, row.lines);
   }
-}
-
-TEST_CASE("neither a token of the session nor a shell: the code of the second") {
-  ConsoleMachine machine;
-  machine.FailTokens(ERROR_ACCESS_DENIED);
-  CheckFails(Start(), 6, "none", false, {NoSessionToken("00000005"), NoShellToken("00000006")});
-  const MissingLibrary missing(L"psapi.dll", ERROR_BAD_EXE_FORMAT);
-  CheckFails(Start(), ERROR_BAD_EXE_FORMAT, "none", false, {NoSessionToken("00000005"), NoShellToken("000000c1")});
+  const ConsoleMachine machine;
+  const AnswerEntry create{"CreateEnvironmentBlock", [](void**, HANDLE, BOOL) -> BOOL {
+                             ::SetLastError(ERROR_PRIVILEGE_NOT_HELD);
+                             return FALSE;
+                           }};
+  CheckFails(Start(), ERROR_PRIVILEGE_NOT_HELD, "primary", true, {NotStarted("00000522")});
 }
 
 TEST_CASE("a token that is none is an invalid handle") {
@@ -228,19 +215,6 @@ TEST_CASE("a token that is none is an invalid handle") {
     CheckFails(start, 6, start.token, false, {kInvalidToken});
     CHECK(impersonation.Calls() == 0);
   }
-}
-
-TEST_CASE("a user who cannot be impersonated, or has no environment: the code; the token stays with the caller") {
-  const ConsoleMachine machine;
-  {
-    const FailCall impersonation{"ImpersonateLoggedOnUser", 1, ERROR_BAD_IMPERSONATION_LEVEL};
-    CheckFails(Start(), ERROR_BAD_IMPERSONATION_LEVEL, "primary", false, {NotStarted("00000542")});
-  }
-  const AnswerEntry create{"CreateEnvironmentBlock", [](void**, HANDLE, BOOL) -> BOOL {
-                             ::SetLastError(ERROR_PRIVILEGE_NOT_HELD);
-                             return FALSE;
-                           }};
-  CheckFails(Start(), ERROR_PRIVILEGE_NOT_HELD, "primary", true, {NotStarted("00000522")});
 }
 
 TEST_CASE("a token that the caller held before is closed") {

@@ -33,31 +33,26 @@ struct Fixture {
   }
 };
 
-TEST_CASE_FIXTURE(Fixture, "the entry of a product is opened by its path, in the 64-bit view, for one purpose") {
+TEST_CASE_FIXTURE(Fixture, "an entry is opened by its path for one purpose; a number lies in the 64-bit view") {
   MakeEntry();
   const CountCalls creations{"RegCreateKeyExW"};
   std::vector<REGSAM> accesses;
-  const OnCall open{"RegOpenKeyExW", &::RegOpenKeyExW, [&](HKEY root, LPCWSTR path, DWORD, REGSAM access, PHKEY) {
-                      CHECK(root == HKEY_LOCAL_MACHINE);
-                      CHECK(path == std::wstring(kEntry));
-                      accesses.push_back(access);
-                    }};
-  CHECK(registry.OpenForReading(L"VELA"));
-  CHECK(registry.OpenForWriting(L"VELA"));
-  CHECK(accesses == std::vector<REGSAM>{0x101, 0x10102});
+  {
+    const OnCall open{"RegOpenKeyExW", &::RegOpenKeyExW, [&](HKEY root, LPCWSTR path, DWORD, REGSAM access, PHKEY) {
+                        CHECK(root == HKEY_LOCAL_MACHINE);
+                        CHECK(path == std::wstring(kEntry));
+                        accesses.push_back(access);
+                      }};
+    CHECK(registry.OpenForWriting(L"VELA"));
+    CHECK(registry.StoreNumber(L"OE_DELAY_INST", 0x01020304));
+    CHECK(registry.OpenForReading(L"VELA"));
+    CHECK(registry.ReadNumber(L"OE_DELAY_INST", 9) == 0x01020304);
+  }
+  CHECK(accesses == std::vector<REGSAM>{0x10102, 0x101});
   CHECK(creations.Calls() == 0);
-}
-
-TEST_CASE_FIXTURE(Fixture, "what is stored lies in the 64-bit view as a number and is read back") {
-  MakeEntry();
-  REQUIRE(registry.OpenForWriting(L"VELA"));
-  CHECK(registry.StoreNumber(L"OE_DELAY_INST", 0x01020304));
-  registry.Close();
   CHECK(ReadStored(kEntry, L"OE_DELAY_INST").type == REG_DWORD);
   CHECK(ReadStored(kEntry, L"OE_DELAY_INST").data == std::vector<BYTE>{4, 3, 2, 1});
   CHECK_FALSE(KeyExists(kEntry32));
-  REQUIRE(registry.OpenForReading(L"VELA"));
-  CHECK(registry.ReadNumber(L"OE_DELAY_INST", 9) == 0x01020304);
 }
 
 TEST_CASE_FIXTURE(Fixture, "an entry that is not there, or in the 32-bit view only, is none and is not made") {
