@@ -4,8 +4,8 @@
 //   AfterCall load{"LoadLibraryW", &::LoadLibraryW, [&](HMODULE module, LPCWSTR name) { ... }};
 //   FailWhere set{"SetEvent", &::SetEvent, [&](HANDLE event) { return event == mine ? ERROR_BUSY : ERROR_SUCCESS; }};
 //
-// AfterCall gets the result first. A call fails where the listener of FailWhere gives an error, as that function fails
-// (FailureReturns.h). A listener may leave all parameters out.
+// AfterCall gets the result first, and leaves the last-error code as it was. A call fails where the listener of
+// FailWhere gives an error, as that function fails (FailureReturns.h). A listener may leave all parameters out.
 #pragma once
 
 #include <windows.h>
@@ -44,11 +44,13 @@ class AfterCall {
   AfterCall(const char* name, Result(WINAPI* /*type*/)(Arguments...), Listener listener) {
     redirection_ = std::make_unique<ImportRedirection>(name, [this, listener](Arguments... arguments) -> Result {
       const Result result = redirection_->Original<Result(WINAPI*)(Arguments...)>()(arguments...);
+      const DWORD error = ::GetLastError();
       if constexpr (std::is_invocable_v<const Listener&, Result, Arguments...>) {
         listener(result, arguments...);
       } else {
         listener();
       }
+      ::SetLastError(error);
       return result;
     });
   }
@@ -77,7 +79,11 @@ class FailWhere {
       if (failure.setsLastError) {
         ::SetLastError(failure.error);
       }
-      return static_cast<Result>(failure.value);
+      if constexpr (std::is_pointer_v<Result>) {
+        return reinterpret_cast<Result>(failure.value);
+      } else {
+        return static_cast<Result>(failure.value);
+      }
     });
   }
   FailWhere(const FailWhere&) = delete;

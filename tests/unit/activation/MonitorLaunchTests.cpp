@@ -13,41 +13,20 @@ using VELAUtility::VELA_LaunchMonProcess;
 
 namespace {
 
-struct Launched {
-  bool result = false;
-  Lines starts;
-  Lines log;
-  Lines notGivenBack;
-  bool actsAsUser = false;
-};
-
-Launched Launch(const ConsoleSession& session, const MonitorStarts& starts, const std::wstring& installPath) {
-  Launched launched;
-  const LogCapture log;
-  launched.result = VELA_LaunchMonProcess(installPath, 0);
-  launched.actsAsUser = ConsoleSession::ThreadActsAsUser();
-  launched.starts = starts.Starts();
-  launched.notGivenBack = session.NotGivenBack();
-  launched.log = log.Lines();
-  return launched;
-}
-
 TEST_CASE("the monitor is started with the user's token, in the user's identity, by its full path alone") {
   ConsoleSession session;
   const MonitorStarts starts(session);
-  const Launched launched = Launch(session, starts, L"C:\\Program Files\\Orvane Labs");
-  CHECK(launched.result);
-  CHECK_LINES(launched.starts,
+  const LogCapture log;
+  CHECK(VELA_LaunchMonProcess(L"C:\\Program Files\\Orvane Labs", 0));
+  CHECK_LINES(starts.Starts(),
               {"token C:\\Program Files\\Orvane Labs\\VELA\\VELA_WLM\\VELA_WLMMon.exe plain as the user"});
-  CHECK_LINES(launched.log, {"LOG_INFO : ImpersonateLoggedOnUser() : "
-                             "C:\\Program Files\\Orvane Labs\\VELA\\VELA_WLM\\VELA_WLMMon.exe",
-                             "LOG_INFO : Succeeded in calling CreateProcessAsUser() of VELA_WLMMon.exe"});
+  CHECK_LINES(log.Lines(), {"LOG_INFO : ImpersonateLoggedOnUser() : "
+                            "C:\\Program Files\\Orvane Labs\\VELA\\VELA_WLM\\VELA_WLMMon.exe",
+                            "LOG_INFO : Succeeded in calling CreateProcessAsUser() of VELA_WLMMon.exe"});
   CHECK_LINES(session.Calls(), {"WTSGetActiveConsoleSessionId", "WTSQueryUserToken 7", "ImpersonateLoggedOnUser token",
                                 "CreateEnvironmentBlock token", "DestroyEnvironmentBlock", "RevertToSelf"});
-  CHECK(starts.GivenOut() == 2);
-  CHECK(starts.Closed() == 2);
-  CHECK_LINES(launched.notGivenBack, {});
-  CHECK_FALSE(launched.actsAsUser);
+  CHECK_LINES(session.NotGivenBack(), {});
+  CHECK_FALSE(ConsoleSession::ThreadActsAsUser());
 }
 
 TEST_CASE("the monitor is started with the error mode of who started this process") {
@@ -55,7 +34,7 @@ TEST_CASE("the monitor is started with the error mode of who started this proces
   OrCommon::GuardProcess();
   ConsoleSession session;
   const MonitorStarts starts(session);
-  Launch(session, starts, L"C:\\X");
+  VELA_LaunchMonProcess(L"C:\\X", 0);
   const UINT after = ::SetErrorMode(before);
   REQUIRE(starts.ErrorModes().size() == 1);
   CHECK(starts.ErrorModes()[0] == SEM_NOALIGNMENTFAULTEXCEPT);
@@ -64,31 +43,17 @@ TEST_CASE("the monitor is started with the error mode of who started this proces
 }
 
 // Every way: tests/unit/FrwkCommon/ConsoleUserScopeTests.cpp.
-struct NoUser {
-  const char* name;
-  void (*prepare)(ConsoleSession& session);
-};
-
 TEST_CASE("without a user to start a monitor for nothing is started, nothing is said and nothing is wrong") {
-  const NoUser rows[] = {
-      {"no session can be asked for",
-       [](ConsoleSession& session) { session.missingEntries = {"WTSGetActiveConsoleSessionId"}; }},
-      {"neither a token nor a shell", [](ConsoleSession& session) { session.tokenError = ERROR_NO_TOKEN; }},
-      {"no environment block", [](ConsoleSession& session) { session.createBlockError = ERROR_ACCESS_DENIED; }},
-      {"no library for the environment block",
-       [](ConsoleSession& session) { session.missingLibraries = {L"userenv.dll"}; }}};
-  for (const NoUser& row : rows) {
-    CAPTURE(row.name);
+  for (const bool found : {false, true}) {
     ConsoleSession session;
-    row.prepare(session);
+    (found ? session.createBlockError : session.tokenError) = ERROR_NO_TOKEN;
     const MonitorStarts starts(session);
-    const Launched launched = Launch(session, starts, L"C:\\X");
-    CHECK(launched.result);
-    CHECK_LINES(launched.starts, {});
-    CHECK_LINES(launched.log, {});
-    CHECK_LINES(launched.notGivenBack, {});
-    CHECK_FALSE(launched.actsAsUser);
-    CHECK_LINES(session.LoadedAsUser(), {});
+    const LogCapture log;
+    CHECK(VELA_LaunchMonProcess(L"C:\\X", 0));
+    CHECK_LINES(starts.Starts(), {});
+    CHECK_LINES(log.Lines(), {});
+    CHECK_LINES(session.NotGivenBack(), {});
+    CHECK_FALSE(ConsoleSession::ThreadActsAsUser());
   }
 }
 
@@ -97,11 +62,11 @@ TEST_CASE("an identity that cannot be left again does not count") {
   session.revertError = ERROR_NOT_ENOUGH_MEMORY;
   session.destroyBlockError = ERROR_INVALID_PARAMETER;
   const MonitorStarts starts(session);
-  const Launched launched = Launch(session, starts, L"C:\\X");
-  CHECK(launched.result);
-  CHECK(launched.log.size() == 2);
-  CHECK_LINES(launched.notGivenBack, {"environment block"});
-  CHECK(launched.actsAsUser);
+  const LogCapture log;
+  CHECK(VELA_LaunchMonProcess(L"C:\\X", 0));
+  CHECK(log.Lines().size() == 2);
+  CHECK_LINES(session.NotGivenBack(), {"environment block"});
+  CHECK(ConsoleSession::ThreadActsAsUser());
 }
 
 }  // namespace

@@ -14,49 +14,33 @@ namespace TestSupport {
 // The monitors' shutdown event and the pause while it is set: every call, in order, as a line.
 class ShutdownCalls {
  public:
-  ShutdownCalls()
-      : create_("CreateEventW",
-                [this](LPSECURITY_ATTRIBUTES attributes, BOOL manual, BOOL set, LPCWSTR name) -> HANDLE {
-                  if (name == nullptr) {  // the tests' own
-                    return create_.Original<decltype(&::CreateEventW)>()(attributes, manual, set, name);
-                  }
-                  calls_.push_back("CreateEventW " + ToUtf8(name) + (manual ? " manual" : "") + (set ? " set" : "") +
-                                   (attributes != nullptr ? " attributes" : ""));
-                  if (error_ != ERROR_SUCCESS) {
-                    ::SetLastError(error_);
-                    return nullptr;
-                  }
-                  event_ = create_.Original<decltype(&::CreateEventW)>()(attributes, manual, set, name);
-                  return event_;
-                }),
-        set_("SetEvent", [this](HANDLE event) -> BOOL { return Note("SetEvent", event); }),
-        sleep_("Sleep", [this](DWORD milliseconds) { calls_.push_back("Sleep " + std::to_string(milliseconds)); }),
-        reset_("ResetEvent", [this](HANDLE event) -> BOOL { return Note("ResetEvent", event); }),
-        close_("CloseHandle", [this](HANDLE handle) -> BOOL {
-          if (event_ != nullptr && handle == event_) {
-            event_ = nullptr;
-            calls_.emplace_back("CloseHandle");
-          }
-          return close_.Original<decltype(&::CloseHandle)>()(handle);
-        }) {}
-
-  void Fail(DWORD error) { error_ = error; }
   const Lines& Calls() const { return calls_; }
 
  private:
-  BOOL Note(const char* call, HANDLE event) {
+  void Note(const char* call, HANDLE event) {
     calls_.push_back(call + std::string(event_ != nullptr && event == event_ ? "" : " another"));
-    return TRUE;
   }
 
-  DWORD error_ = ERROR_SUCCESS;
   HANDLE event_ = nullptr;
   Lines calls_;
-  ImportRedirection create_;
-  ImportRedirection set_;
-  ImportRedirection sleep_;
-  ImportRedirection reset_;
-  ImportRedirection close_;
+  AfterCall create_{"CreateEventW", &::CreateEventW,
+                    [this](HANDLE event, const SECURITY_ATTRIBUTES* attributes, BOOL manual, BOOL set, LPCWSTR name) {
+                      if (name != nullptr) {  // the tests' own have none
+                        event_ = event;
+                        calls_.push_back("CreateEventW " + ToUtf8(name) + (manual ? " manual" : "") +
+                                         (set ? " set" : "") + (attributes != nullptr ? " attributes" : ""));
+                      }
+                    }};
+  OnCall set_{"SetEvent", &::SetEvent, [this](HANDLE event) { Note("SetEvent", event); }};
+  ImportRedirection sleep_{"Sleep",
+                           [this](DWORD milliseconds) { calls_.push_back("Sleep " + std::to_string(milliseconds)); }};
+  OnCall reset_{"ResetEvent", &::ResetEvent, [this](HANDLE event) { Note("ResetEvent", event); }};
+  OnCall close_{"CloseHandle", &::CloseHandle, [this](HANDLE handle) {
+                  if (event_ != nullptr && handle == event_) {
+                    event_ = nullptr;
+                    calls_.emplace_back("CloseHandle");
+                  }
+                }};
 };
 
 struct SwitchWorld {

@@ -15,6 +15,17 @@ constexpr wchar_t kRoot[] = L"C:\\VelaTest\\Switch";
 constexpr wchar_t kTestUsers[] = L"S-1-5-21-1-2-3-";
 constexpr wchar_t kOfficeKey[] = L"Software\\Microsoft\\Office";
 
+// Of the lines of a key that hold `part`, what stands from it on, or behind it.
+Lines LinesFrom(HKEY root, const std::wstring& key, const std::string& part, bool behind) {
+  RegistrySnapshot snapshot;
+  snapshot.Add(root, key, KEY_WOW64_64KEY);
+  Lines lines = LinesWith(snapshot.AsLines(), part);
+  for (std::string& line : lines) {
+    line.erase(0, line.find(part) + (behind ? part.size() : 0));
+  }
+  return lines;
+}
+
 }  // namespace
 
 SwitchedMachine::SwitchedMachine() {
@@ -72,23 +83,15 @@ RegistrySnapshot SwitchedMachine::Registry() const {
 }
 
 int SwitchedMachine::LoadBehavior(const std::wstring& hive) const {
-  RegistrySnapshot snapshot;
-  snapshot.Add(hive.empty() ? HKEY_LOCAL_MACHINE : HKEY_USERS, hive.empty() ? kAddinKey : hive + L"\\" + kAddinKey,
-               KEY_WOW64_64KEY);
-  const Lines lines = LinesWith(snapshot.AsLines(), "\"LoadBehavior\" REG_DWORD ");
-  return lines.empty() ? -1 : std::stoi(lines.front().substr(lines.front().rfind(' ')));
+  const Lines found =
+      LinesFrom(hive.empty() ? HKEY_LOCAL_MACHINE : HKEY_USERS, hive.empty() ? kAddinKey : hive + L"\\" + kAddinKey,
+                "\"LoadBehavior\" REG_DWORD ", true);
+  return found.empty() ? -1 : std::stoi(found.front());
 }
 
 std::wstring SwitchedMachine::RunValue(const wchar_t* name) {
-  RegistrySnapshot snapshot;
-  snapshot.Add(HKEY_LOCAL_MACHINE, kRunKey, KEY_WOW64_64KEY);
-  const std::string before = " \"" + ToUtf8(name) + "\" REG_SZ \"";
-  const Lines lines = LinesWith(snapshot.AsLines(), before);
-  if (lines.empty()) {
-    return {};
-  }
-  const std::string text = lines.front().substr(lines.front().find(before) + before.size());
-  return {text.begin(), text.end() - 1};
+  const Lines found = LinesFrom(HKEY_LOCAL_MACHINE, kRunKey, " \"" + ToUtf8(name) + "\" REG_SZ \"", true);
+  return found.empty() ? std::wstring() : std::wstring(found.front().begin(), found.front().end() - 1);
 }
 
 void SwitchedMachine::SetFlags(DWORD outlookExpress, DWORD outlook, DWORD windowsLiveMail) const {
@@ -97,13 +100,7 @@ void SwitchedMachine::SetFlags(DWORD outlookExpress, DWORD outlook, DWORD window
 }
 
 Lines SwitchedMachine::Flags() const {
-  RegistrySnapshot snapshot;
-  snapshot.Add(HKEY_LOCAL_MACHINE, kCoreAgentKey, KEY_WOW64_64KEY);
-  Lines flags;
-  for (const std::string& line : LinesWith(snapshot.AsLines(), "_DELAY_INST")) {
-    flags.push_back(line.substr(line.find('"')));
-  }
-  return flags;
+  return LinesFrom(HKEY_LOCAL_MACHINE, kCoreAgentKey, "\"", false);
 }
 
 }  // namespace TestSupport

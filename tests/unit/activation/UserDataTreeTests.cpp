@@ -1,4 +1,6 @@
-// The folders of one user's data, and whose identity names them.
+// The folders of one user's data, and whose identity names them. An identity is text of the user's choosing, and the
+// folders that it names are opened to everyone with machine rights: nothing that it can say leads out of the user's
+// tree.
 #include "activation/UserDataTree.h"
 
 #include <doctest/doctest.h>
@@ -6,11 +8,11 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cwchar>
 #include <utility>
 #include <vector>
 
 #include "tests/support/CallFailures.h"
+#include "tests/support/CallWatch.h"
 #include "tests/support/Clients.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/LogCapture.h"
@@ -27,8 +29,10 @@ namespace {
 constexpr wchar_t kIdentity[] = L"{0C0FFEE0-1234-4321-8888-00112233AABB}";
 constexpr wchar_t kOther[] = L"{DEFAULT0-1234-4321-8888-00112233AABB}";
 
-KeyPlace IdentitiesOf(const std::wstring& user) {
-  return UsersKey(user + L"\\Identities");
+const std::wstring kData = SwitchedMachine::kData;
+
+void StoreIdentity(const std::wstring& identity) {
+  MakeKey(UsersKey(SwitchedMachine::kUser + std::wstring(L"\\Identities")), {{L"Last User ID", identity}});
 }
 
 // What becomes of each level: the folders that are made, with the number of entries in the access list that they are
@@ -36,28 +40,13 @@ KeyPlace IdentitiesOf(const std::wstring& user) {
 class FolderCalls {
  public:
   // Making the folders with the numbers in `refused`, counted from 1, fails.
-  explicit FolderCalls(std::vector<int> refused = {})
-      : refused_(std::move(refused)),
-        create_("CreateDirectoryW",
-                [this](LPCWSTR path, LPSECURITY_ATTRIBUTES attributes) -> BOOL {
-                  calls_.push_back("make " + Shown(path) + " " + std::to_string(EntriesOf(attributes)));
-                  if (std::count(refused_.begin(), refused_.end(), ++made_) != 0) {
-                    ::SetLastError(ERROR_ACCESS_DENIED);
-                    return FALSE;
-                  }
-                  return create_.Original<decltype(&::CreateDirectoryW)>()(path, attributes);
-                }),
-        renew_("SetFileSecurityW",
-               [this](LPCWSTR path, SECURITY_INFORMATION information, PSECURITY_DESCRIPTOR descriptor) -> BOOL {
-                 calls_.push_back("renew " + Shown(path));
-                 return renew_.Original<decltype(&::SetFileSecurityW)>()(path, information, descriptor);
-               }) {}
+  explicit FolderCalls(std::vector<int> refused = {}) : refused_(std::move(refused)) {}
 
   const Lines& Calls() const { return calls_; }
 
  private:
   static std::string Shown(LPCWSTR path) {
-    const std::string root = ToUtf8(SwitchedMachine::kData) + "\\";
+    const std::string root = ToUtf8(kData) + "\\";
     const std::string text = ToUtf8(path);
     return text.compare(0, root.size(), root) == 0 ? text.substr(root.size()) : text;
   }
@@ -77,19 +66,29 @@ class FolderCalls {
   Lines calls_;
   int made_ = 0;
   std::vector<int> refused_;
-  ImportRedirection create_;
-  ImportRedirection renew_;
+  FailWhere create_{"CreateDirectoryW", &::CreateDirectoryW,
+                    [this](LPCWSTR path, const SECURITY_ATTRIBUTES* attributes) -> DWORD {
+                      calls_.push_back("make " + Shown(path) + " " + std::to_string(EntriesOf(attributes)));
+                      const bool refused = std::count(refused_.begin(), refused_.end(), ++made_) != 0;
+                      return refused ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
+                    }};
+  OnCall renew_{"SetFileSecurityW", &::SetFileSecurityW,
+                [this](LPCWSTR path, SECURITY_INFORMATION, const void*) { calls_.push_back("renew " + Shown(path)); }};
 };
 
-// Builds the tree; what was done for it.
-Lines Build(MailClient client, std::vector<int> refused = {}) {
-  std::wstring userId = L"of somebody else";
+// Builds the tree; what was done for it. The identity goes to `userId`.
+Lines Build(MailClient client, std::wstring& userId, std::vector<int> refused = {}) {
   const FolderCalls calls(std::move(refused));
   BuildUserDataTree(client, SwitchedMachine::kUser, userId);
   return calls.Calls();
 }
 
-Lines FileSnapshotOf(const std::wstring& folder) {
+Lines BuildForOutlook(std::vector<int> refused = {}) {
+  std::wstring userId = L"of somebody else";
+  return Build(MailClient::kOutlook, userId, std::move(refused));
+}
+
+Lines FilesBelow(const std::wstring& folder) {
   FileSnapshot snapshot;
   snapshot.Add(folder);
   return snapshot.AsLines();
@@ -115,7 +114,7 @@ TEST_CASE("the identity is the one used last, or the default one where that cann
     CAPTURE(row.name);
     const SwitchedMachine machine;
     if (!row.values.empty()) {
-      MakeKey(IdentitiesOf(SwitchedMachine::kUser), row.values);
+      MakeKey(UsersKey(SwitchedMachine::kUser + std::wstring(L"\\Identities")), row.values);
     }
     std::wstring userId = L"old";
     CHECK(GetCurrentUserID(row.user, userId));
@@ -129,15 +128,10 @@ TEST_CASE("a tree is made level by level, each open to everyone") {
   for (const MailClientFacts& facts : kMailClients) {
     const std::string name = ToUtf8(Clients()[static_cast<std::size_t>(facts.client)].shortName);
     const SwitchedMachine machine;
-    MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
+    StoreIdentity(L"{ID}");
     const LogCapture log;
     std::wstring userId;
-    Lines calls;
-    {
-      const FolderCalls folders;
-      BuildUserDataTree(facts.client, SwitchedMachine::kUser, userId);
-      calls = folders.Calls();
-    }
+    const Lines calls = Build(facts.client, userId);
     const std::string top = "Orvane Labs\\" + name + "\\";
     CHECK(userId == L"{ID}");
     CHECK_LINES(calls, {"make Orvane Labs 7", "make " + top.substr(0, top.size() - 1) + " 7", "make " + top + "Users 7",
@@ -150,10 +144,10 @@ TEST_CASE("a tree is made level by level, each open to everyone") {
 
 TEST_CASE("a tree that is there is opened again with everything below each level") {
   const SwitchedMachine machine;
-  MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
-  Build(MailClient::kOutlook);
-  WriteTestFile(std::wstring(SwitchedMachine::kData) + L"\\Orvane Labs\\OL\\Users\\{ID}\\log\\ol.log", "spam");
-  const Lines calls = Build(MailClient::kOutlook);
+  StoreIdentity(L"{ID}");
+  BuildForOutlook();
+  WriteTestFile(kData + L"\\Orvane Labs\\OL\\Users\\{ID}\\log\\ol.log", "spam");
+  const Lines calls = BuildForOutlook();
   CHECK_LINES(LinesWith(calls, "make"), {});
   // From each of the five levels down to the file.
   CHECK(LinesWith(calls, "ol.log").size() == 5);
@@ -173,7 +167,7 @@ TEST_CASE("below a level that cannot be made the tree goes on from the root, whi
       CAPTURE(refused.front());
       const SwitchedMachine machine;
       if (hasIdentity) {
-        MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
+        StoreIdentity(L"{ID}");
       }
       Lines wanted;
       std::string path;
@@ -187,16 +181,16 @@ TEST_CASE("below a level that cannot be made the tree goes on from the root, whi
           wanted.push_back("renew " + path);  // in the place of the identity's level, where the way leads from the top
         }
       }
-      CHECK_LINES(Build(MailClient::kOutlook, refused), (wanted));
+      CHECK_LINES(BuildForOutlook(refused), (wanted));
     }
   }
 }
 
 TEST_CASE("a root that is missing is not made: it would be open to everyone") {
   const SwitchedMachine machine;
-  RemoveTree(SwitchedMachine::kData);
-  CHECK_LINES(Build(MailClient::kOutlook), {"make Orvane Labs 7", "make OL 7", "make Users 7", "make log 7"});
-  CHECK_FALSE(Exists(SwitchedMachine::kData));
+  RemoveTree(kData);
+  CHECK_LINES(BuildForOutlook(), {"make Orvane Labs 7", "make OL 7", "make Users 7", "make log 7"});
+  CHECK_FALSE(Exists(kData));
 }
 
 TEST_CASE("a link in a folder's place is not followed: what it leads to is neither opened nor filled") {
@@ -209,15 +203,14 @@ TEST_CASE("a link in a folder's place is not followed: what it leads to is neith
         Case{"Orvane Labs\\OL\\Users\\{ID}", "log"}, Case{"Orvane Labs\\OL\\Users\\{ID}\\log", ""}}) {
     CAPTURE(linked.place);
     const SwitchedMachine machine;
-    MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", L"{ID}"}});
+    StoreIdentity(L"{ID}");
     const std::wstring target = L"C:\\VelaTest\\Switch\\precious";
     WriteTestFile(target + L"\\Users\\{ID}\\secret.txt", "secret");
-    const std::wstring link =
-        SwitchedMachine::kData + std::wstring(L"\\") + std::wstring(linked.place.begin(), linked.place.end());
+    const std::wstring link = kData + L"\\" + std::wstring(linked.place.begin(), linked.place.end());
     MakeFolder(link.substr(0, link.rfind(L'\\')));
     const OrCommonTests::FolderLink planted(link, target);
-    const Lines calls = Build(MailClient::kOutlook);
-    CHECK_LINES(FileSnapshotOf(target), {"Users\\", "Users\\{ID}\\", "Users\\{ID}\\secret.txt 6 bytes"});
+    const Lines calls = BuildForOutlook();
+    CHECK_LINES(FilesBelow(target), {"Users\\", "Users\\{ID}\\", "Users\\{ID}\\secret.txt 6 bytes"});
     CHECK_LINES(LinesWith(calls, "secret"), {});
     CHECK_LINES(LinesWith(calls, "renew " + linked.place), {});
     const Lines made = LinesWith(calls, "make");
@@ -230,18 +223,84 @@ TEST_CASE("a link in a folder's place is not followed: what it leads to is neith
 
 TEST_CASE("where neither folder can be had nothing is made, and the identity is told all the same") {
   const SwitchedMachine machine;
-  MakeKey(IdentitiesOf(SwitchedMachine::kUser), {{L"Last User ID", kIdentity}});
+  StoreIdentity(kIdentity);
   std::wstring userId;
-  Lines calls;
-  {
-    const ImportRedirection noFolder("SHGetSpecialFolderPathW", [](HWND, LPWSTR, int, BOOL) -> BOOL { return FALSE; });
-    const FailCall noWindows("SHGetFolderPathW", Calls::From(1), ERROR_PATH_NOT_FOUND);
-    const FolderCalls folders;
-    BuildUserDataTree(MailClient::kOutlookExpress, SwitchedMachine::kUser, userId);
-    calls = folders.Calls();
-  }
-  CHECK_LINES(calls, {});
+  const FailCall noFolder("SHGetSpecialFolderPathW", Calls::From(1), ERROR_PATH_NOT_FOUND);
+  const FailCall noWindows("SHGetFolderPathW", Calls::From(1), ERROR_PATH_NOT_FOUND);
+  CHECK_LINES(Build(MailClient::kOutlookExpress, userId), {});
   CHECK(userId == kIdentity);
+}
+
+// ---- hostile identities
+
+TEST_CASE("an identity that is no plain name names no folder, and the log goes below the root") {
+  for (const wchar_t* const identity : {L"..\\..\\..\\..\\victim", L"..", L"...", L". .", L"link\\sub", L"link/",
+                                        L"link\\\\", L"C:\\VelaTest\\Switch\\victim", L"name:stream", L"/", L"\\",
+                                        L"link.", L"link ", L"link. .", L"nul", L"COM1.txt"}) {
+    const SwitchedMachine machine;
+    CAPTURE(ToUtf8(identity));
+    const std::wstring victim = L"C:\\VelaTest\\Switch\\victim";
+    WriteTestFile(victim + L"\\sub\\secret.txt", "secret");
+    MakeFolder(kData + L"\\Orvane Labs\\OL\\Users");
+    const OrCommonTests::FolderLink planted(kData + L"\\Orvane Labs\\OL\\Users\\link", victim);
+    StoreIdentity(identity);
+    const std::string maker = "renew Orvane Labs";
+    CHECK_LINES(BuildForOutlook(), {maker, maker + "\\OL", maker + "\\OL\\Users", maker + "\\OL", maker + "\\OL\\Users",
+                                    maker + "\\OL\\Users", "make log 7"});
+    CHECK_LINES(FilesBelow(victim), {"sub\\", "sub\\secret.txt 6 bytes"});
+    CHECK(Exists(kData + L"\\log"));
+  }
+}
+
+TEST_CASE("below the root nothing that exists already is opened, whose ever it is") {
+  struct Case {
+    const wchar_t* blocked;  // the level that a file has the place of; empty: the identity is refused
+    const wchar_t* identity;
+    std::wstring others;  // a folder below the root that the tree then meets
+  };
+  for (const Case& planted :
+       {Case{L"", L"..", L"log"}, Case{L"Orvane Labs\\OL\\Users\\{ID}", L"{ID}", L"log"},
+        Case{L"Orvane Labs\\OL\\Users", L"Microsoft", L"Microsoft\\log"}, Case{L"Orvane Labs\\OL\\Users", L"", L"log"},
+        Case{L"Orvane Labs\\OL", L"{ID}", L"Users"}, Case{L"Orvane Labs\\OL", L"", L"Users\\log"},
+        Case{L"Orvane Labs", L"{ID}", L"OL\\Users\\{ID}\\log"}}) {
+    const SwitchedMachine machine;
+    CAPTURE(ToUtf8(planted.others));
+    StoreIdentity(planted.identity);
+    WriteTestFile(kData + L"\\" + planted.others + L"\\secret.txt", "secret");
+    if (*planted.blocked != L'\0') {
+      WriteTestFile(kData + L"\\" + planted.blocked, "a file that blocks the level");
+    }
+    const Lines calls = BuildForOutlook();
+    CHECK_LINES(LinesWith(calls, "secret"), {});
+    CHECK_LINES(LinesWith(calls, "renew " + ToUtf8(planted.others.substr(0, planted.others.find(L'\\')))), {});
+  }
+}
+
+TEST_CASE("an identity that is a plain name names its folder, dots and blanks within it included") {
+  for (const wchar_t* const identity : {L"{0C0FFEE0-1234}", L"Anna B", L".hidden", L"a..b"}) {
+    const SwitchedMachine machine;
+    CAPTURE(ToUtf8(identity));
+    StoreIdentity(identity);
+    BuildForOutlook();
+    CHECK(Exists(kData + L"\\Orvane Labs\\OL\\Users\\" + identity + L"\\log"));
+  }
+}
+
+TEST_CASE("an identity too long for plain calls names its folder, too") {
+  const std::wstring identity(240, L'n');
+  const SwitchedMachine machine;
+  StoreIdentity(identity);
+  {
+    constexpr std::size_t kFirstRefused = 248;  // characters, of a plain path for a folder on Windows
+    const FailWhere make("CreateDirectoryW", &::CreateDirectoryW, [&](const std::wstring& path, const void*) -> DWORD {
+      const bool refused = path.compare(0, 4, L"\\\\?\\") != 0 && path.size() >= kFirstRefused;
+      return refused ? ERROR_FILENAME_EXCED_RANGE : ERROR_SUCCESS;
+    });
+    CHECK_LINES(LinesWith(BuildForOutlook(), "renew"), {});
+  }
+  const std::wstring log = L"\\\\?\\" + kData + L"\\Orvane Labs\\OL\\Users\\" + identity + L"\\log";
+  CHECK(::GetFileAttributesW(log.c_str()) == FILE_ATTRIBUTE_DIRECTORY);
+  CHECK(::RemoveDirectoryW(log.c_str()));
 }
 
 }  // namespace
