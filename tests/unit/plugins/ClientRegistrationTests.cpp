@@ -12,11 +12,8 @@ using namespace TestSupport;
 
 namespace {
 
-struct CleanMachine {
-  OwnKey outlook{MachineKey64(L"Software\\Microsoft\\Office\\Outlook")};
-  OwnKey registeredProgram{MachineKey64(L"Software\\Classes\\Outlook.Application")};
+struct CleanMachine : MachineWithoutOutlook {
   OwnKey nektra{MachineKey64(L"Software\\Nektra")};
-  UserHivesWorld hives;
 };
 
 // What is said of each client, in the order of Clients().
@@ -35,29 +32,33 @@ constexpr Texts kTexts[] = {
      "LOG_WARN : WLM is still running. Do not unregister WLM COM objects.", true},
 };
 
-MailClient At(std::size_t index) {
-  return kMailClients[index].client;
-}
-
-TEST_CASE("each client is registered by its own modules; where it runs, and it alone, that is told first") {
+TEST_CASE("each client is (un)registered by its own modules; where it runs, and it alone, that is told first") {
   REQUIRE(std::size(kTexts) == Clients().size());
   for (std::size_t index = 0; index < Clients().size(); ++index) {
     for (const Client& running : Clients()) {
       const Client& client = Clients()[index];
       CAPTURE(ToUtf8(client.shortName));
       CAPTURE(ToUtf8(running.shortName));
+      const bool runs = running.shortName == client.shortName;
       const CleanMachine machine;
-      RegistrationChild child;
       const RunningProcesses processes({L"explorer.exe", running.process});
       const LogCapture log;
-      VELAUtility::RegisterClient(At(index), L"C:\\Folder", true);
-      Lines commands;
-      for (const wchar_t* const module : client.modules) {
-        commands.push_back("regsvr32.exe /s \"C:\\Folder\\" + ToUtf8(module) + "\"");
+      {
+        const RegistrationChild child;
+        VELAUtility::RegisterClient(kMailClients[index].client, L"C:\\Folder", true);
+        Lines commands;
+        for (const wchar_t* const module : client.modules) {
+          commands.push_back("regsvr32.exe /s \"C:\\Folder\\" + ToUtf8(module) + "\"");
+        }
+        CHECK_LINES(child.CommandLines(), (commands));
+        CHECK_LINES(LinesWith(log.Lines(), "is running"), (runs ? Lines{kTexts[index].runningAtInstall} : Lines{}));
+        CHECK((log.Lines().front() == kTexts[index].runningAtInstall) == runs);
       }
-      CHECK_LINES(child.CommandLines(), (commands));
-      CHECK((log.Lines().front() == kTexts[index].runningAtInstall) == (running.shortName == client.shortName));
-      CHECK(LinesWith(log.Lines(), "is running").size() == (running.shortName == client.shortName ? 1 : 0));
+      const RegistrationChild child;
+      VELAUtility::UnregisterClient(kMailClients[index].client, L"C:\\Folder");
+      // All but Outlook keep their modules.
+      CHECK(child.Starts().size() == (runs && kTexts[index].keptWhileRunning ? 0 : client.modules.size()));
+      CHECK_LINES(LinesWith(log.Lines(), "still running"), (runs ? Lines{kTexts[index].runningAtRemoval} : Lines{}));
       CHECK_LINES(LinesWith(log.Lines(), "LOG_ERROR"), {});
     }
   }
@@ -67,32 +68,11 @@ TEST_CASE("Outlook loads the add-in where that is wanted and Outlook does not ru
   for (const wchar_t* const process : {L"explorer.exe", L"outlook.exe"}) {
     for (const bool enable : {true, false}) {
       const CleanMachine machine;
-      RegistrationChild child;
+      const RegistrationChild child;
       const RunningProcesses running({process});
       VELAUtility::RegisterClient(MailClient::kOutlook, L"C:\\Folder", enable);
-      const bool loads = enable && *process == L'e';
-      CHECK(
-          LinesWith(machine.outlook.Contents(), loads ? "\"LoadBehavior\" REG_DWORD 3" : "\"LoadBehavior\" REG_DWORD 2")
-              .size() == 1);
-    }
-  }
-}
-
-TEST_CASE("each client is unregistered; where it runs that is told first, and all but Outlook keep their modules") {
-  for (std::size_t index = 0; index < Clients().size(); ++index) {
-    for (const Client& running : Clients()) {
-      const Client& client = Clients()[index];
-      CAPTURE(ToUtf8(client.shortName));
-      CAPTURE(ToUtf8(running.shortName));
-      const CleanMachine machine;
-      RegistrationChild child;
-      const RunningProcesses processes({running.process});
-      const LogCapture log;
-      VELAUtility::UnregisterClient(At(index), L"C:\\Folder");
-      const bool runs = running.shortName == client.shortName;
-      CHECK(child.Starts().size() == (runs && kTexts[index].keptWhileRunning ? 0 : client.modules.size()));
-      CHECK_LINES(LinesWith(log.Lines(), "still running"), (runs ? Lines{kTexts[index].runningAtRemoval} : Lines{}));
-      CHECK_LINES(LinesWith(log.Lines(), "LOG_ERROR"), {});
+      const char* const wanted = enable && *process == L'e' ? "3" : "2";
+      CHECK(LinesWith(machine.outlook.Contents(), std::string("\"LoadBehavior\" REG_DWORD ") + wanted).size() == 1);
     }
   }
 }
@@ -105,9 +85,9 @@ TEST_CASE("a registration that fails is told last, and so is a removal") {
     RegistrationChild child;
     child.FailEveryStart(ERROR_FILE_NOT_FOUND);
     const LogCapture log;
-    VELAUtility::RegisterClient(At(index), L"C:\\Folder", true);
+    VELAUtility::RegisterClient(kMailClients[index].client, L"C:\\Folder", true);
     CHECK(log.Lines().back() == std::string("LOG_ERROR: ") + client.registrationFailure);
-    VELAUtility::UnregisterClient(At(index), L"C:\\Folder");
+    VELAUtility::UnregisterClient(kMailClients[index].client, L"C:\\Folder");
     CHECK(log.Lines().back() == "LOG_ERROR: VELA " + ToUtf8(client.shortName) + " UnInstall Fail !!");
   }
 }

@@ -24,12 +24,6 @@ using OrCommonTests::FolderLink;
 
 namespace {
 
-Lines ContentsOf(const ScratchFolder& folder) {
-  FileSnapshot snapshot;
-  snapshot.Add(folder.Path());
-  return snapshot.AsLines();
-}
-
 constexpr wchar_t kOlder[] = L"Application Data\\Microsoft\\Outlook\\Extend.dat";
 constexpr wchar_t kNewer[] = L"AppData\\Local\\Microsoft\\Outlook\\Extend.dat";
 
@@ -37,7 +31,16 @@ constexpr wchar_t kNewer[] = L"AppData\\Local\\Microsoft\\Outlook\\Extend.dat";
 class Machine {
  public:
   const ScratchFolder& Profiles() const { return profiles_; }
-  Lines Contents() const { return ContentsOf(profiles_); }
+  // A profile with a cache in both places.
+  void AddUser(const std::wstring& user) const {
+    profiles_.MakeFile(user + L"\\" + kOlder, "cache");
+    profiles_.MakeFile(user + L"\\" + kNewer, "cache");
+  }
+  Lines Caches() const {
+    FileSnapshot snapshot;
+    snapshot.Add(profiles_.Path());
+    return LinesWith(snapshot.AsLines(), "Extend.dat");
+  }
   bool IsVersion60() const { return windows_.Is60(); }
   const wchar_t* CacheFile() const { return IsVersion60() ? kNewer : kOlder; }
   std::string DeleteLine(const std::wstring& user) const {
@@ -58,54 +61,26 @@ class Machine {
                                      }};
 };
 
-void WriteBothCaches(const ScratchFolder& profiles, const std::wstring& user) {
-  profiles.MakeFile(user + L"\\" + kOlder, "cache");
-  profiles.MakeFile(user + L"\\" + kNewer, "cache");
-}
-
 TEST_CASE("every user's cache goes from where this Windows version has it, and from there only") {
   const Machine machine;
-  WriteBothCaches(machine.Profiles(), L"anna");
-  WriteBothCaches(machine.Profiles(), L"bert");
+  machine.AddUser(L"anna");
   machine.Profiles().MakeFolder(L"current user");
+  machine.Profiles().MakeFolder(std::wstring(220, L'l'));  // whose cache would have too long a path
+  machine.AddUser(L"zoe");
   const LogCapture log;
   VELAUtility::DeleteOutlookExtendDat();
 
   CHECK(OrCommon::System::IsWindowsVersion(OrCommon::System::kWindows60) == machine.IsVersion60());
   CHECK_LINES(log.Lines(),
-              {machine.DeleteLine(L"anna"), machine.DeleteLine(L"bert"), machine.DeleteLine(L"current user")});
-  const std::string kept = machine.IsVersion60() ? "Application Data\\Microsoft\\Outlook\\Extend.dat 5 bytes"
-                                                 : "AppData\\Local\\Microsoft\\Outlook\\Extend.dat 5 bytes";
-  CHECK_LINES(LinesWith(machine.Contents(), "Extend.dat"), {"anna\\" + kept, "bert\\" + kept});
+              {machine.DeleteLine(L"anna"), machine.DeleteLine(L"current user"), machine.DeleteLine(L"zoe")});
+  const std::string kept = "\\" + ToUtf8(machine.IsVersion60() ? kOlder : kNewer) + " 5 bytes";
+  CHECK_LINES(machine.Caches(), {"anna" + kept, "zoe" + kept});
 }
 
-TEST_CASE("a cache that cannot be deleted is not reported, and the next user comes") {
+TEST_CASE("a cache that cannot be deleted is not reported, and the next user comes; no profile folder, no word") {
   const Machine machine;
-  WriteBothCaches(machine.Profiles(), L"anna");
-  WriteBothCaches(machine.Profiles(), L"bert");
-  const LogCapture log;
-  {
-    const FailCall open{"CreateFileW", 1, ERROR_SHARING_VIOLATION};
-    VELAUtility::DeleteOutlookExtendDat();
-  }
-  CHECK_LINES(log.Lines(), {machine.DeleteLine(L"anna"), machine.DeleteLine(L"bert")});
-  CHECK(LinesWith(machine.Contents(), "bert\\").size() == LinesWith(machine.Contents(), "anna\\").size() - 1);
-}
-
-TEST_CASE("a profile whose cache would have too long a path keeps nobody else from losing theirs") {
-  const Machine machine;
-  machine.Profiles().MakeFolder(std::wstring(220, L'l'));
-  WriteBothCaches(machine.Profiles(), L"zoe");
-  const LogCapture log;
-  VELAUtility::DeleteOutlookExtendDat();
-  CHECK_LINES(LinesWith(log.Lines(), "zoe"), {machine.DeleteLine(L"zoe")});
-  CHECK(LinesWith(machine.Contents(), "zoe\\").size() > 0);
-  CHECK(LinesWith(machine.Contents(), "Extend.dat").size() == 1);
-}
-
-TEST_CASE("without a profile folder nothing is deleted and nothing is said") {
-  const Machine machine;
-  WriteBothCaches(machine.Profiles(), L"anna");
+  machine.AddUser(L"anna");
+  machine.AddUser(L"bert");
   const LogCapture log;
   {
     const FailCall folder{"SHGetFolderPathW", 1, ERROR_PATH_NOT_FOUND};
@@ -113,7 +88,14 @@ TEST_CASE("without a profile folder nothing is deleted and nothing is said") {
     CHECK(folder.Failed() == 1);
   }
   CHECK(log.Lines().empty());
-  CHECK(LinesWith(machine.Contents(), "Extend.dat").size() == 2);
+  CHECK(machine.Caches().size() == 4);
+  {
+    const FailCall open{"CreateFileW", 1, ERROR_SHARING_VIOLATION};
+    VELAUtility::DeleteOutlookExtendDat();
+  }
+  CHECK_LINES(log.Lines(), {machine.DeleteLine(L"anna"), machine.DeleteLine(L"bert")});
+  CHECK(LinesWith(machine.Caches(), "anna\\").size() == 2);
+  CHECK(LinesWith(machine.Caches(), "bert\\").size() == 1);
 }
 
 TEST_CASE("the system's own junction is followed to the folder of the same profile and to no other") {

@@ -11,9 +11,7 @@
 #include "tests/unit/plugins/RegistryPlaces.h"
 #include "tests/unit/settings/RegistryCallTrace.h"
 
-using TestSupport::FailCall;
-using TestSupport::Lines;
-using TestSupport::LogCapture;
+using namespace TestSupport;
 
 namespace {
 
@@ -22,17 +20,14 @@ constexpr char kMachineKeyDeleted[] = "LOG_INFO : Delete VELA_OLA.OLAgent regist
 constexpr char kBeginRegistry[] = "LOG_INFO : Begin to delete OL relative registry ... ";
 
 // A machine whose users have no profile folders: their caches are tested by themselves.
-struct RegisteredMachine {
-  OwnKey outlook{TestSupport::MachineKey64(L"Software\\Microsoft\\Office\\Outlook")};
-  OwnKey addin{TestSupport::MachineKey64(L"Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent")};
-  UserHivesWorld hives;
-  FailCall profiles{"SHGetFolderPathW", TestSupport::Calls::From(1), ERROR_PATH_NOT_FOUND};
+struct RegisteredMachine : MachineWithoutOutlook {
+  FailCall profiles{"SHGetFolderPathW", Calls::From(1), ERROR_PATH_NOT_FOUND};
 
-  RegisteredMachine() { addin.SetText(L"", L"FriendlyName", L"add-in"); }
+  RegisteredMachine() { MakeKey(MachineKey64(kAddinKey), {{L"FriendlyName", L"add-in"}}); }
 };
 
 std::string ParentOf(const std::wstring& hive) {
-  return TestSupport::ToUtf8(hive) + "\\Software\\Microsoft\\Office\\Outlook\\Addins\\";
+  return ToUtf8(hive) + "\\Software\\Microsoft\\Office\\Outlook\\Addins\\";
 }
 
 Lines DeletedHives(const std::vector<std::wstring>& hives) {
@@ -53,11 +48,13 @@ TEST_CASE("unregistering takes both modules, the machine's key and every user's"
   for (const std::wstring& hive : machine.hives.Names()) {
     machine.hives.MakeAddinKey(hive);
   }
-  RegistrationChild child;
+  const KeyPlace other = UsersKey(UserHivesWorld::kUser + std::wstring(L"\\") + kOutlookKey + L"\\Addins\\Other");
+  MakeKey(other);
+  const RegistrationChild child;
   const LogCapture log;
-  const TestSupport::RegistryCallTrace keys;
+  const RegistryCallTrace keys;
   CHECK(VELAUtility::UnregisterOutlookAddin(L"C:\\VELA_OL"));
-
+  CHECK(keys.AllClosed());
   CHECK_LINES(log.Lines(), (Joined({{"LOG_INFO : Begin to unregister VELA_OLA.dll ... "},
                                     UnregisteringLines("C:\\VELA_OL\\VELA_OLA.dll"),
                                     {"LOG_INFO : Begin to unregister Redemption.dll ... "},
@@ -68,7 +65,7 @@ TEST_CASE("unregistering takes both modules, the machine's key and every user's"
   for (const std::wstring& hive : machine.hives.Names()) {
     CHECK_FALSE(machine.hives.HasAddinKey(hive));
   }
-  CHECK(keys.AllClosed());
+  CHECK(KeyExists(other));  // only the add-in's own key goes
 }
 
 TEST_CASE("a module that cannot be unregistered changes the result and stops nothing") {
@@ -86,7 +83,7 @@ TEST_CASE("a module that cannot be unregistered changes the result and stops not
     CHECK_FALSE(VELAUtility::UnregisterOutlookAddin(L"C:\\VELA_OL"));
 
     CHECK(child.Starts().size() == 2);
-    CHECK_LINES(TestSupport::LinesWith(log.Lines(), "LOG_ERROR"), {failure.line});
+    CHECK_LINES(LinesWith(log.Lines(), "LOG_ERROR"), {failure.line});
     CHECK(machine.addin.Contents().empty());
   }
 }
@@ -96,12 +93,11 @@ struct MachineKey {
   const char* name;
   bool there;
   const char* call;  // that fails
-  TestSupport::Calls calls;
+  Calls calls;
   const char* line;
 };
 
 TEST_CASE("whatever becomes of the machine's key, the users' keys are deleted") {
-  using TestSupport::Calls;
   for (const MachineKey& row :
        {MachineKey{"missing", false, "RegOpenKeyW", Calls::None(), kNoMachineKey},
         MachineKey{"its parent refused", true, "RegOpenKeyW", Calls::Only(2), "LOG_WARN : Cannot delete registry !!"},
@@ -126,17 +122,6 @@ TEST_CASE("whatever becomes of the machine's key, the users' keys are deleted") 
   }
 }
 
-TEST_CASE("only the add-in's own key goes") {
-  const RegisteredMachine machine;
-  const OwnKey other(
-      TestSupport::UsersKey(L"S-1-5-21-1-2-3-1001\\Software\\Microsoft\\Office\\Outlook\\Addins\\Other.Agent"));
-  other.Make();
-  machine.hives.MakeAddinKey(UserHivesWorld::kUser);
-  DeleteForAllUsers();
-  CHECK_FALSE(machine.hives.HasAddinKey(UserHivesWorld::kUser));
-  CHECK(other.Contents().size() == 1);
-}
-
 TEST_CASE("a parent key of a user that cannot be opened is an error, and the next user comes") {
   const RegisteredMachine machine;
   machine.hives.MakeAddinKey(UserHivesWorld::kUser);
@@ -147,7 +132,7 @@ TEST_CASE("a parent key of a user that cannot be opened is an error, and the nex
     ++before;
   }
   const LogCapture log;
-  const TestSupport::RegistryCallTrace keys;
+  const RegistryCallTrace keys;
   {
     const FailCall open{"RegOpenKeyW", before + 2, ERROR_ACCESS_DENIED};
     CHECK(DeleteForAllUsers());
@@ -166,12 +151,10 @@ TEST_CASE("where HKEY_USERS cannot be opened or counted the caches are deleted f
     const RegisteredMachine machine;
     machine.hives.MakeAddinKey(UserHivesWorld::kUser);
     const LogCapture log;
-    bool deleted = true;
     {
       const FailCall failure{call, 1, ERROR_ACCESS_DENIED};
-      deleted = DeleteForAllUsers();
+      CHECK_FALSE(DeleteForAllUsers());
     }
-    CHECK_FALSE(deleted);
     CHECK(machine.profiles.Failed() == 1);
     CHECK(machine.hives.HasAddinKey(UserHivesWorld::kUser));
     CHECK(log.Lines().empty());

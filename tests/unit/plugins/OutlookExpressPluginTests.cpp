@@ -8,10 +8,7 @@
 #include "tests/unit/plugins/RegistryPlaces.h"
 #include "tests/unit/settings/RegistryCallTrace.h"
 
-using TestSupport::Calls;
-using TestSupport::FailCall;
-using TestSupport::Lines;
-using TestSupport::LogCapture;
+using namespace TestSupport;
 
 namespace {
 
@@ -37,102 +34,69 @@ constexpr Module kModules[] = {
 };
 constexpr unsigned kModuleCount = 4;
 
-// Of the first `count` modules.
-Lines RegisteredModules(unsigned count) {
+// One of the modules may fail. `count`: of the first ones.
+Lines ModuleLines(bool registers, unsigned count, unsigned failing = kModuleCount) {
   Lines lines;
   for (unsigned module = 0; module < count; ++module) {
-    lines = Joined({lines, RegisteringLines(kModules[module].path)});
+    const Module& row = kModules[module];
+    const int result = module == failing ? 0 : 1;
+    lines = Joined({lines, registers ? RegisteringLines(row.path, result) : UnregisteringLines(row.path, result)});
+    if (module == failing) {
+      lines.emplace_back(registers ? row.notRegistered : row.notUnregistered);
+    }
   }
   return lines;
 }
 
 TEST_CASE("all four modules are registered in order, whatever is passed as the second argument") {
-  for (const wchar_t* const folder : {L"C:\\VELA_OE", L"C:\\VELA_OE\\"}) {
-    for (const bool enable : {true, false}) {
-      RegistrationChild child;
-      const LogCapture log;
-      CHECK(VELAUtility::RegisterOEPlugin(folder, enable));
-      CHECK_LINES(log.Lines(), (RegisteredModules(kModuleCount)));
-      CHECK(child.Starts().size() == kModuleCount);
-    }
-  }
-}
-
-TEST_CASE("registering stops at the first module that cannot be registered") {
-  for (unsigned failing = 0; failing < kModuleCount; ++failing) {
-    CAPTURE(kModules[failing].path);
-    RegistrationChild child;
-    child.FailStart(failing + 1, ERROR_FILE_NOT_FOUND);
+  for (const auto& [folder, enable] : {std::pair{L"C:\\VELA_OE", true}, {L"C:\\VELA_OE\\", false}}) {
+    const RegistrationChild child;
     const LogCapture log;
-    CHECK_FALSE(VELAUtility::RegisterOEPlugin(L"C:\\VELA_OE", true));
-
-    CHECK_LINES(log.Lines(), (Joined({RegisteredModules(failing),
-                                      RegisteringLines(kModules[failing].path, 0),
-                                      {kModules[failing].notRegistered}})));
-    CHECK(child.Starts().size() == failing + 1);
+    CHECK(VELAUtility::RegisterOEPlugin(folder, enable));
+    CHECK_LINES(log.Lines(), (ModuleLines(true, kModuleCount)));
+    CHECK(child.Starts().size() == kModuleCount);
   }
 }
 
-TEST_CASE("unregistering takes all four modules and the start-up value, and nothing of the other client") {
-  const OwnRunValue run(L"OE");
-  const OwnRunValue other(L"WLM");
-  run.Set();
-  other.Set();
-  RegistrationChild child;
-  const LogCapture log;
-  const TestSupport::RegistryCallTrace keys;
-  CHECK(VELAUtility::UnregisterOEPlugin(L"C:\\VELA_OE"));
-
-  Lines wanted;
-  for (const Module& module : kModules) {
-    wanted = Joined({wanted, UnregisteringLines(module.path)});
-  }
-  CHECK_LINES(log.Lines(), (wanted));
-  CHECK(keys.AllClosed());
-  CHECK_FALSE(run.Exists());
-  CHECK(other.Exists());
-}
-
-TEST_CASE("unregistering goes on past a module that cannot be unregistered") {
+TEST_CASE("registering stops at the first module that fails; unregistering goes on past it") {
   for (unsigned failing = 0; failing < kModuleCount; ++failing) {
     CAPTURE(kModules[failing].path);
-    const OwnRunValue run(L"OE");
+    const OwnRunValues run;
     run.Set();
-    RegistrationChild child;
-    child.FailStart(failing + 1, ERROR_FILE_NOT_FOUND);
-    const LogCapture log;
-    CHECK_FALSE(VELAUtility::UnregisterOEPlugin(L"C:\\VELA_OE"));
-
-    Lines wanted;
-    for (unsigned module = 0; module < kModuleCount; ++module) {
-      wanted = Joined({wanted, UnregisteringLines(kModules[module].path, module == failing ? 0 : 1)});
-      if (module == failing) {
-        wanted.push_back(kModules[module].notUnregistered);
-      }
+    for (const bool registers : {true, false}) {
+      RegistrationChild child;
+      child.FailStart(failing + 1, ERROR_FILE_NOT_FOUND);
+      const LogCapture log;
+      CHECK_FALSE((registers ? VELAUtility::RegisterOEPlugin(L"C:\\VELA_OE", true)
+                             : VELAUtility::UnregisterOEPlugin(L"C:\\VELA_OE")));
+      const unsigned tried = registers ? failing + 1 : kModuleCount;
+      CHECK_LINES(log.Lines(), (ModuleLines(registers, tried, failing)));
+      CHECK(child.Starts().size() == tried);
     }
-    CHECK_LINES(log.Lines(), (wanted));
-    CHECK_FALSE(run.Exists());
+    CHECK_LINES(run.Names(), {"WLM"});
   }
 }
 
-TEST_CASE("a start-up value that is missing or cannot be deleted is a warning and no failure") {
-  for (const char* const call : {"", "RegOpenKeyW", "RegDeleteValueW"}) {
+TEST_CASE("unregistering takes all four modules and the start-up value; one that stays is a warning and no failure") {
+  for (const char* const call : {"", "missing", "RegOpenKeyW", "RegDeleteValueW"}) {
     CAPTURE(call);
-    const bool there = *call != '\0';
-    const OwnRunValue run(L"OE");
-    if (there) {
+    const bool fails = *call == 'R';
+    const bool missing = *call == 'm';
+    const OwnRunValues run;
+    if (!missing) {
       run.Set();
     }
-    RegistrationChild child;
+    const RegistrationChild child;
     const LogCapture log;
-    const TestSupport::RegistryCallTrace keys;
     {
-      const FailCall failure{there ? call : "RegOpenKeyW", there ? Calls::Only(1) : Calls::None(), ERROR_ACCESS_DENIED};
+      const RegistryCallTrace keys;
+      const FailCall failure{fails ? call : "RegOpenKeyW", fails ? Calls::Only(1) : Calls::None(), ERROR_ACCESS_DENIED};
       CHECK(VELAUtility::UnregisterOEPlugin(L"C:\\VELA_OE"));
+      CHECK(keys.AllClosed());
     }
-    CHECK_LINES(TestSupport::LinesWith(log.Lines(), "WARN"), {kNoRunValue});
-    CHECK(keys.AllClosed());
-    CHECK(run.Exists() == there);
+    const bool warned = fails || missing;
+    CHECK_LINES(log.Lines(), (Joined({ModuleLines(false, kModuleCount), Lines(warned ? 1 : 0, kNoRunValue)})));
+    CHECK_LINES(run.Names(), (missing ? Lines{} : fails ? Lines{"OE", "WLM"} : Lines{"WLM"}));
   }
 }
 

@@ -4,51 +4,83 @@
 #include <windows.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "tests/support/RegistrySnapshot.h"
 #include "tests/support/TestRegistry.h"
 #include "tests/support/TextLines.h"
+
+namespace TestSupport {
+
+inline constexpr wchar_t kOutlookKey[] = L"Software\\Microsoft\\Office\\Outlook";
+inline constexpr wchar_t kAddinKey[] = L"Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent";
 
 // A key of the test's own: gone with everything below it before and after the test.
 class OwnKey {
  public:
-  explicit OwnKey(TestSupport::KeyPlace place);
+  explicit OwnKey(KeyPlace place) : place_(std::move(place)) { RemoveKey(place_); }
   OwnKey(const OwnKey&) = delete;
   OwnKey& operator=(const OwnKey&) = delete;
-  ~OwnKey();
+  ~OwnKey() { RemoveKey(place_); }
 
-  void Make() const;
-  void SetText(const std::wstring& subkey, const wchar_t* name, const std::wstring& text) const;
   // The key and everything below it, line by line as in RegistrySnapshot.h.
-  TestSupport::Lines Contents() const;
+  Lines Contents() const {
+    RegistrySnapshot snapshot;
+    snapshot.Add(place_.hive, place_.path, place_.view);
+    return snapshot.AsLines();
+  }
 
  private:
-  TestSupport::KeyPlace place_;
+  KeyPlace place_;
 };
 
-// A value of the machine's Run key, which exists anyway; gone before and after the test.
-class OwnRunValue {
+// The start-up values of both monitors in the machine's Run key, which exists anyway; gone before and after the test.
+class OwnRunValues {
  public:
-  explicit OwnRunValue(const wchar_t* name);
-  OwnRunValue(const OwnRunValue&) = delete;
-  OwnRunValue& operator=(const OwnRunValue&) = delete;
-  ~OwnRunValue();
+  OwnRunValues() { Clear(); }
+  OwnRunValues(const OwnRunValues&) = delete;
+  OwnRunValues& operator=(const OwnRunValues&) = delete;
+  ~OwnRunValues() { Clear(); }
 
-  void Set() const;
-  bool Exists() const;
+  void Set() const { MakeKey(place_, {{L"OE", L"C:\\monitor.exe"}, {L"WLM", L"C:\\monitor.exe"}}); }
+  // Those that are there.
+  Lines Names() const {
+    RegistrySnapshot snapshot;
+    snapshot.Add(place_.hive, place_.path, place_.view);
+    Lines names;
+    for (const char* const name : {"OE", "WLM"}) {
+      names.insert(names.end(), LinesWith(snapshot.AsLines(), "\"" + std::string(name) + "\"").size(), name);
+    }
+    return names;
+  }
 
  private:
-  std::wstring name_;
+  void Clear() const {
+    RemoveValue(place_, L"OE");
+    RemoveValue(place_, L"WLM");
+  }
+
+  const KeyPlace place_ = MachineKey64(L"Software\\Microsoft\\Windows\\CurrentVersion\\Run");
 };
 
 // The hives below HKEY_USERS, with two of the test's own among them; none of them has a key of Outlook's before and
 // after the test.
 class UserHivesWorld {
  public:
-  UserHivesWorld();
+  UserHivesWorld() {
+    MakeKey(UsersKey(kUser));
+    MakeKey(UsersKey(kUserClasses));
+    names_ = SubkeyNames(UsersKey(L""));
+    Clear();
+  }
   UserHivesWorld(const UserHivesWorld&) = delete;
   UserHivesWorld& operator=(const UserHivesWorld&) = delete;
-  ~UserHivesWorld();
+  ~UserHivesWorld() {
+    Clear();
+    RemoveKey(UsersKey(kUser));
+    RemoveKey(UsersKey(kUserClasses));
+  }
 
   static constexpr const wchar_t* kUser = L"S-1-5-21-1-2-3-1001";
   static constexpr const wchar_t* kUserClasses = L"S-1-5-21-1-2-3-1001_Classes";
@@ -56,10 +88,27 @@ class UserHivesWorld {
   // In the order of the registry.
   const std::vector<std::wstring>& Names() const { return names_; }
 
-  void MakeAddinKey(const std::wstring& hive) const;
-  bool HasAddinKey(const std::wstring& hive) const;
+  void MakeAddinKey(const std::wstring& hive) const {
+    MakeKey(UsersKey(hive + L"\\" + kAddinKey), {{L"FriendlyName", L"add-in"}});
+  }
+  bool HasAddinKey(const std::wstring& hive) const { return KeyExists(UsersKey(hive + L"\\" + kAddinKey)); }
 
  private:
-  void Clear() const;
+  void Clear() const {
+    for (const std::wstring& name : names_) {
+      RemoveKey(UsersKey(name + L"\\" + kOutlookKey));
+    }
+  }
+
   std::vector<std::wstring> names_;
 };
+
+// A machine without Outlook, on which nothing of its add-in was ever registered.
+struct MachineWithoutOutlook {
+  OwnKey outlook{MachineKey64(kOutlookKey)};
+  OwnKey registeredProgram{MachineKey64(L"Software\\Classes\\Outlook.Application")};
+  UserHivesWorld hives;
+  OwnKey addin{MachineKey64(kAddinKey)};
+};
+
+}  // namespace TestSupport

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "tests/support/CallFailures.h"
+#include "tests/support/CallWatch.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/HeapWatch.h"
 #include "tests/support/RegistrationChild.h"
@@ -31,20 +32,27 @@ constexpr unsigned kNone = 4;
 struct CleanMachine {
   OwnKey nektra{MachineKey64(L"Software\\Nektra")};
   OwnKey nektraOf32BitPrograms{MachineKey32(L"Software\\Nektra")};
-  OwnRunValue run{L"WLM"};
-  OwnRunValue runOfOtherClient{L"OE"};
+  OwnRunValues run;
   RegistrationChild child;
 
-  bool IsListed() const { return !LinesWith(nektra.Contents(), "WLMAilApiCppDllClient").empty(); }
+  // The values of the list, "name" type "data".
+  Lines Listed() const {
+    Lines values;
+    for (const std::string& line : LinesWith(nektra.Contents(), "\"")) {
+      values.push_back(line.substr(line.find('"')));
+    }
+    return values;
+  }
 };
 
 struct RegisteredMachine : CleanMachine {
   RegisteredMachine() {
-    nektra.SetText(L"WLMailAPi\\Plugins", kEntry, L"VELA_WLMA.dll");
+    MakeKey(MachineKey64(kListKey), {{kEntry, L"VELA_WLMA.dll"}});
     run.Set();
-    runOfOtherClient.Set();
   }
 };
+
+const std::string kListed = "\"WLMAilApiCppDllClient\" REG_SZ \"VELA_WLMA.dll\"";
 
 // The lines of all modules, one of which may fail.
 Lines ModuleLines(bool registers, unsigned failing = kNone) {
@@ -63,83 +71,73 @@ Lines ModuleLines(bool registers, unsigned failing = kNone) {
 
 // ---- registering
 
-TEST_CASE("the modules are registered and the plug-in is listed for 64-bit programs, by a text with its terminator") {
+TEST_CASE("the modules are registered and the plug-in is listed for 64-bit programs; what else is listed stays") {
   for (const bool enable : {true, false}) {
     const CleanMachine machine;
+    if (!enable) {
+      MakeKey(MachineKey64(kListKey), {{kEntry, L"VELA_Older.dll"}, {L"Other", L"Other.dll"}});
+    }
     const LogCapture log;
-    Lines calls;
-    bool closed = false;
     {
       const RegistryCallTrace trace;
       CHECK(RegisterWLMPlugin(L"C:\\VELA_WLM", enable));
-      calls = trace.Calls();
-      closed = trace.AllClosed();
+      CHECK(LinesWith(trace.Calls(), "RegCreateKeyExW HKLM Software\\Nektra\\WLMailAPi\\Plugins ").size() == 1);
+      CHECK(LinesWith(trace.Calls(), " options 0").size() == 1);  // a lasting key
+      CHECK_LINES(LinesWith(trace.Calls(), "RegSetValueExW"),
+                  {"RegSetValueExW 1 \"WLMAilApiCppDllClient\" REG_SZ 28 bytes"});
+      CHECK(trace.AllClosed());
     }
     CHECK_LINES(log.Lines(), (ModuleLines(true)));
-    CHECK_LINES(LinesWith(machine.nektra.Contents(), "\""),
-                {"HKLM\\Software\\Nektra\\WLMailAPi\\Plugins [64] \"WLMAilApiCppDllClient\" REG_SZ \"VELA_WLMA.dll\""});
+    CHECK_LINES(machine.Listed(), (enable ? Lines{kListed} : Lines{"\"Other\" REG_SZ \"Other.dll\"", kListed}));
     CHECK(machine.nektraOf32BitPrograms.Contents().empty());
-    CHECK(LinesWith(calls, "RegCreateKeyExW HKLM Software\\Nektra\\WLMailAPi\\Plugins ").size() == 1);
-    CHECK(LinesWith(calls, " options 0").size() == 1);  // a lasting key
-    CHECK_LINES(LinesWith(calls, "RegSetValueExW"), {"RegSetValueExW 1 \"WLMAilApiCppDllClient\" REG_SZ 28 bytes"});
-    CHECK(closed);
   }
 }
 
-TEST_CASE("all modules are tried, and the plug-in is listed only where none failed") {
-  for (unsigned failing = 0; failing < 4; ++failing) {
-    CAPTURE(kModules[failing]);
-    CleanMachine machine;
-    machine.child.FailStart(failing + 1, ERROR_FILE_NOT_FOUND);
-    const LogCapture log;
-    CHECK_FALSE(RegisterWLMPlugin(L"C:\\VELA_WLM", true));
-    CHECK_LINES(log.Lines(),
-                (Joined({ModuleLines(true, failing), {"LOG_ERROR: Fatal Error, Registry WLM COM object false"}})));
-    CHECK_FALSE(machine.IsListed());
+TEST_CASE("all modules are tried, one that failed is a failure; the plug-in is listed only where none failed") {
+  for (unsigned failing = 0; failing < kNone; ++failing) {
+    for (const bool registers : {true, false}) {
+      CAPTURE(kModules[failing]);
+      RegisteredMachine machine;
+      if (registers) {
+        RemoveKey(MachineKey64(kListKey));
+      }
+      machine.child.FailStart(failing + 1, ERROR_FILE_NOT_FOUND);
+      const LogCapture log;
+      CHECK_FALSE((registers ? RegisterWLMPlugin(L"C:\\VELA_WLM", true) : UnregisterWLMPlugin(L"C:\\VELA_WLM")));
+      CHECK_LINES(log.Lines(), (Joined({ModuleLines(registers, failing),
+                                        {registers ? "LOG_ERROR: Fatal Error, Registry WLM COM object false"
+                                                   : "LOG_ERROR: Unregistry WLM COM objects failed"}})));
+      CHECK_LINES(machine.Listed(), {});
+      CHECK_LINES(machine.run.Names(), (registers ? Lines{"OE", "WLM"} : Lines{"OE"}));
+    }
   }
-}
-
-TEST_CASE("an entry that exists is replaced, and what else is listed stays") {
-  const CleanMachine machine;
-  machine.nektra.SetText(L"WLMailAPi\\Plugins", kEntry, L"VELA_Older.dll");
-  machine.nektra.SetText(L"WLMailAPi\\Plugins", L"Other", L"Other.dll");
-  CHECK(RegisterWLMPlugin(L"C:\\VELA_WLM", true));
-  CHECK(LinesWith(machine.nektra.Contents(), "REG_SZ \"VELA_WLMA.dll\"").size() == 1);
-  CHECK(LinesWith(machine.nektra.Contents(), "\"Other\" REG_SZ \"Other.dll\"").size() == 1);
 }
 
 // What the writer of list entries answers where a call of the registry fails or throws.
 TEST_CASE("an entry that cannot be written is told with the registry's code, or with that of an unknown failure") {
-  enum class Way { kRefused, kThrows };
   struct Row {
     const char* call;
-    Way way;
+    bool throws;
     DWORD error;
   };
-  for (const Row& row :
-       {Row{"RegCreateKeyExW", Way::kRefused, ERROR_ACCESS_DENIED},
-        Row{"RegSetValueExW", Way::kRefused, ERROR_KEY_DELETED}, Row{"RegSetValueExW", Way::kThrows, 0x800300FD}}) {
-    CAPTURE(row.call);
+  for (const Row& row : {Row{"RegCreateKeyExW", false, ERROR_ACCESS_DENIED},
+                         Row{"RegSetValueExW", false, ERROR_KEY_DELETED}, Row{"RegSetValueExW", true, 0x800300FD}}) {
+    CAPTURE(row.error);
     const CleanMachine machine;
     const LogCapture log;
-    bool closed = false;
     {
-      const FailCall call{row.call, row.way == Way::kRefused ? Calls::Only(1) : Calls::None(), row.error};
-      ImportRedirection set{
-          "RegSetValueExW",
-          [&](HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) -> LSTATUS {
-            if (row.way == Way::kThrows) {
-              throw std::bad_alloc();
-            }
-            return set.Original<decltype(&::RegSetValueExW)>()(key, name, reserved, type, data, size);
-          }};
+      const FailCall call{row.call, row.throws ? Calls::None() : Calls::Only(1), row.error};
+      const OnCall set{"RegSetValueExW", &::RegSetValueExW, [&] {
+                         if (row.throws) {
+                           throw std::bad_alloc();
+                         }
+                       }};
       const RegistryCallTrace trace;
       CHECK_FALSE(RegisterWLMPlugin(L"C:\\VELA_WLM", true));
-      closed = trace.AllClosed();
+      CHECK(trace.AllClosed());
     }
     CHECK_LINES(LinesWith(log.Lines(), "LOG_E"),
                 {"LOG_EVENT :store registry key VELA_REG_3RD_PARTY_NEKTRA error: " + std::to_string(row.error)});
-    CHECK(closed);
   }
 }
 
@@ -157,55 +155,35 @@ TEST_CASE("the writer of list entries makes no key where it shall only open one,
 
 // ---- unregistering
 
-TEST_CASE("unregistering takes the entry, the modules and the start-up value, and nothing of the other client") {
-  const RegisteredMachine machine;
-  machine.nektra.SetText(L"WLMailAPi\\Plugins", L"Other", L"Other.dll");
-  machine.nektraOf32BitPrograms.SetText(L"WLMailAPi\\Plugins", kEntry, L"VELA_WLMA.dll");
-  const LogCapture log;
-  const RegistryCallTrace keys;
-  CHECK(UnregisterWLMPlugin(L"C:\\VELA_WLM"));
-  CHECK_LINES(log.Lines(), (ModuleLines(false)));
-  CHECK_FALSE(machine.IsListed());
-  CHECK(LinesWith(machine.nektra.Contents(), "\"Other\"").size() == 1);
-  CHECK(LinesWith(machine.nektraOf32BitPrograms.Contents(), "WLMAilApiCppDllClient").size() == 1);
-  CHECK_FALSE(machine.run.Exists());
-  CHECK(machine.runOfOtherClient.Exists());
-  CHECK(keys.AllClosed());
-}
-
-TEST_CASE("while Windows Live Mail runs its modules stay, the entry and the start-up value go") {
-  const RegisteredMachine machine;
-  const RunningProcesses running({L"WLMail.EXE"});
-  const LogCapture log;
-  CHECK(UnregisterWLMPlugin(L"C:\\VELA_WLM"));
-  CHECK_LINES(log.Lines(), {"LOG_WARN : WLM is still running. Do not unregister WLM COM objects."});
-  CHECK(machine.child.Starts().empty());
-  CHECK_FALSE(machine.IsListed());
-  CHECK_FALSE(machine.run.Exists());
-}
-
-TEST_CASE("all modules are tried, and one that failed makes a failure of the whole") {
-  for (unsigned failing = 0; failing < 4; ++failing) {
-    CAPTURE(kModules[failing]);
-    RegisteredMachine machine;
-    machine.child.FailStart(failing + 1, ERROR_FILE_NOT_FOUND);
+TEST_CASE("unregistering takes the entry, the modules unless the client runs, and the start-up value; nothing else") {
+  for (const bool running : {false, true}) {
+    const RegisteredMachine machine;
+    MakeKey(MachineKey64(kListKey), {{L"Other", L"Other.dll"}});
+    MakeKey(MachineKey32(kListKey), {{kEntry, L"VELA_WLMA.dll"}});
+    const RunningProcesses processes({running ? L"WLMail.EXE" : L"x.exe"});
     const LogCapture log;
-    CHECK_FALSE(UnregisterWLMPlugin(L"C:\\VELA_WLM"));
-    CHECK_LINES(log.Lines(), (Joined({ModuleLines(false, failing), {"LOG_ERROR: Unregistry WLM COM objects failed"}})));
-    CHECK_FALSE(machine.IsListed());
-    CHECK_FALSE(machine.run.Exists());
+    {
+      const RegistryCallTrace keys;
+      CHECK(UnregisterWLMPlugin(L"C:\\VELA_WLM"));
+      CHECK(keys.AllClosed());
+    }
+    CHECK_LINES(log.Lines(), (running ? Lines{"LOG_WARN : WLM is still running. Do not unregister WLM COM objects."}
+                                      : ModuleLines(false)));
+    CHECK(machine.child.Starts().size() == (running ? 0 : kNone));
+    CHECK_LINES(machine.Listed(), {"\"Other\" REG_SZ \"Other.dll\""});
+    CHECK(LinesWith(machine.nektraOf32BitPrograms.Contents(), "WLMAilApiCppDllClient").size() == 1);
+    CHECK_LINES(machine.run.Names(), {"OE"});
   }
 }
 
-TEST_CASE("an entry or a start-up value that is missing is a warning and no failure, and no list is made") {
-  const CleanMachine machine;
-  const LogCapture log;
-  CHECK(UnregisterWLMPlugin(L"C:\\VELA_WLM"));
-  CHECK_LINES(log.Lines(), (Joined({{kNotListed}, ModuleLines(false), {kNoRunValue}})));
-  CHECK(machine.nektra.Contents().empty());
-}
-
-TEST_CASE("an entry or a start-up value that cannot be deleted is a warning and no failure") {
+TEST_CASE("an entry or a start-up value that is missing or stays is a warning and no failure, and no list is made") {
+  {
+    const CleanMachine machine;
+    const LogCapture log;
+    CHECK(UnregisterWLMPlugin(L"C:\\VELA_WLM"));
+    CHECK_LINES(log.Lines(), (Joined({{kNotListed}, ModuleLines(false), {kNoRunValue}})));
+    CHECK(machine.nektra.Contents().empty());
+  }
   struct Row {
     const char* call;
     unsigned number;
@@ -216,16 +194,16 @@ TEST_CASE("an entry or a start-up value that cannot be deleted is a warning and 
     CAPTURE(row.line);
     const RegisteredMachine machine;
     const LogCapture log;
-    const RegistryCallTrace keys;
     {
+      const RegistryCallTrace keys;
       const FailCall call{row.call, row.number, ERROR_ACCESS_DENIED};
       CHECK(UnregisterWLMPlugin(L"C:\\VELA_WLM"));
       CHECK(call.Failed() == 1);
+      CHECK(keys.AllClosed());
     }
     CHECK_LINES(LinesWith(log.Lines(), "WARN"), {row.line});
-    CHECK(machine.IsListed() == (row.line == kNotListed));
-    CHECK(machine.run.Exists() == (row.line == kNoRunValue));
-    CHECK(keys.AllClosed());
+    CHECK_LINES(machine.Listed(), (Lines(row.line == kNotListed ? 1 : 0, kListed)));
+    CHECK_LINES(machine.run.Names(), (row.line == kNotListed ? Lines{"OE"} : Lines{"OE", "WLM"}));
   }
 }
 
