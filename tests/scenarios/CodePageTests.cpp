@@ -21,10 +21,6 @@ std::string Titled(const std::string& title) {
   return title + ", code page " + std::to_string(::GetACP());
 }
 
-World& WithSource(World& world) {
-  return world.OnWindows(WindowsVersion::kVista).WithSampleSource();
-}
-
 // What lies under the same name in the other place is not the product's.
 void CheckRemoval(const char* title, const std::wstring& destination, bool moved, const std::wstring& given) {
   const Lines& plain = PlainUninstall();
@@ -38,7 +34,13 @@ void CheckRemoval(const char* title, const std::wstring& destination, bool moved
 
   const Outcome outcome = world.Run(L"-U", World::kSource, given);
 
-  CheckRun(Titled(title), plain, Told(outcome, moved ? kMoved : destination));
+  // Of what was moved, the product's own folder alone: the data of all users lies there in the plain run, too.
+  const Lines told = moved ? TestSupport::RunText(outcome, {{kCommonBase + L"VELA_", "[data]VELA_"},
+                                                            {kCommonBase + L"VELA", "[dest]\\Orvane Labs\\VELA"},
+                                                            {L"[data]", TestSupport::ToUtf8(kCommonBase)},
+                                                            {World::kSource, "[source]"}})
+                           : Told(outcome, destination);
+  CheckRun(Titled(title), plain, told);
   CHECK(Exists(other));
   CHECK(world.RegisteredModules().empty());
 }

@@ -32,7 +32,7 @@ std::string Title(unsigned combination) {
   return title;
 }
 
-TEST_CASE("every combination of registrations that were put off is done, and their flags cleared crosswise") {
+TEST_CASE("registrations that were put off are done, each alone and all of them, and their flags cleared crosswise") {
   const Lines& plain = PlainEnable();
   Lines all;
   {
@@ -40,7 +40,7 @@ TEST_CASE("every combination of registrations that were put off is done, and the
     all = Told(Enable(Delayed(world, kAll)));
   }
   CheckRun(Title(kAll), plain, all);
-  for (unsigned combination = 1; combination < kAll; ++combination) {
+  for (unsigned combination = 1; combination < kAll; combination <<= 1U) {
     World world;
     CheckRun(Title(combination), all, Told(Enable(Delayed(world, combination))));
   }

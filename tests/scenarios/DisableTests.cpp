@@ -93,9 +93,7 @@ TEST_CASE("a client that runs keeps its monitor, where it has one and Windows ha
 }
 
 TEST_CASE("an event whose name somebody else has is told with the error, and filtering is off all the same") {
-  const Lines& plain = PlainDisable();
-  World world;
-  CheckRun("off: the event's name is taken", plain, Told(Disable(SwitchedOn(world).WithTakenName(kShutdownEvent))));
+  CheckDisable("off: the event's name is taken", [](World& world) { world.WithTakenName(kShutdownEvent); });
 }
 
 TEST_CASE("where nothing was switched on each client fails, and what is stored stays") {
@@ -106,26 +104,16 @@ TEST_CASE("where nothing was switched on each client fails, and what is stored s
 }
 
 TEST_CASE("without the machine's add-in key the users' stay as they are, and the other clients are switched off") {
-  const Lines& plain = PlainDisable();
-  World world;
-  SwitchedOn(world);
-  TestSupport::RemoveKey(MachineKey64(kAddinKey));
-  CheckRun("off: no add-in key of the machine", plain, Told(Disable(world)));
+  CheckDisable("off: no add-in key of the machine", [](World&) { TestSupport::RemoveKey(MachineKey64(kAddinKey)); });
 }
 
 TEST_CASE("a product's key that is missing or may only be read is told behind the switch") {
-  const Lines& plain = PlainDisable();
-  for (const bool there : {true, false}) {
-    World world;
-    SwitchedOn(world);
-    if (there) {
-      world.WithAccess(MachineKey32(World::kProductKey), kReadOnlyAccess);
-    } else {
-      TestSupport::RemoveKey(MachineKey32(World::kProductKey));
-      world.WithKey(MachineKey64(World::kProductKey), {{L"VELAEnable", 1}});
-    }
-    CheckRun("off: nothing can be stored", plain, Told(Disable(world)));
-  }
+  CheckDisable("off: nothing can be stored",
+               [](World& world) { world.WithAccess(MachineKey32(World::kProductKey), kReadOnlyAccess); });
+  CheckDisable("off: nothing can be stored", [](World& world) {
+    TestSupport::RemoveKey(MachineKey32(World::kProductKey));
+    world.WithKey(MachineKey64(World::kProductKey), {{L"VELAEnable", 1}});
+  });
 }
 
 TEST_CASE("registrations that were put off stay so when filtering is switched off") {

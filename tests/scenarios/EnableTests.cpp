@@ -3,7 +3,7 @@
 
 #include "tests/scenarios/PlainRuns.h"
 #include "tests/scenarios/ShellProgram.h"
-#include "tests/scenarios/UnixLinks.h"
+#include "tests/support/FolderLink.h"
 #include "tests/support/TestFiles.h"
 
 using namespace Scenarios;
@@ -25,13 +25,13 @@ KeyPlace IdentitiesOf(const std::wstring& user) {
 }
 
 // Libraries that the program does not find on this machine.
-World& WithoutLibraries(World& world, const std::vector<const wchar_t*>& libraries) {
+void WithoutLibraries(World& world, const std::vector<const wchar_t*>& libraries) {
   std::vector<NamedValue> values;
   for (const wchar_t* const library : libraries) {
     values.emplace_back(library, L"");
   }
-  return SetUp(world).WithKey(
-      {HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\VELAutil.exe\\DllOverrides", KEY_WOW64_64KEY}, values);
+  world.WithKey({HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\VELAutil.exe\\DllOverrides", KEY_WOW64_64KEY},
+                values);
 }
 
 TEST_CASE("each monitor is started by its whole path alone, for the user, where Windows has its client") {
@@ -50,10 +50,7 @@ TEST_CASE("each monitor is started by its whole path alone, for the user, where 
 }
 
 TEST_CASE("switching on again changes nothing and says the same") {
-  const Lines& plain = PlainEnable();
-  World world;
-  Enable(SetUp(world));
-  CheckRun("switched on again", plain, Told(Enable(world)));
+  CheckEnable("switched on again", [](World& world) { Enable(world); });
 }
 
 Outcome EnableWithIdentities(World& world, const std::vector<NamedValue>& values) {
@@ -88,50 +85,30 @@ TEST_CASE("the folders carry the identity that the user's hive names, or none") 
 }
 
 TEST_CASE("the add-in is given back to Outlook in every hive where it was switched off") {
-  const Lines& plain = PlainEnable();
-  World world;
-  Enable(SetUp(world).WithUserHive(L"S-1-5-21-1-2-3-1001"));
-  Disable(world);
-  CheckRun("switched off before", plain, Told(Enable(world)));
+  CheckEnable("switched off before", [](World& world) {
+    Enable(world.WithUserHive(L"S-1-5-21-1-2-3-1001"));
+    Disable(world);
+  });
 }
 
 TEST_CASE("without the product's key, or where it may not be written, everything is switched on and nothing stored") {
-  const Lines& plain = PlainEnable();
-  {
-    World world;
-    SetUp(world);
+  CheckEnable("nothing can be stored", [](World& world) {
     RemoveKey(MachineKey32(World::kProductKey));
     world.WithKey(MachineKey64(World::kProductKey), {{L"VELAEnable", 0}});
-    CheckRun("nothing can be stored", plain, Told(Enable(world)));
-  }
+  });
   for (const wchar_t* const access : {kReadOnlyAccess, kNoAccess}) {
-    World world;
-    SetUp(world).WithAccess(MachineKey32(World::kProductKey), access);
-    CheckRun("nothing can be stored", plain, Told(Enable(world)));
+    CheckEnable("nothing can be stored",
+                [&](World& world) { world.WithAccess(MachineKey32(World::kProductKey), access); });
   }
 }
 
-TEST_CASE("shared settings that are missing or closed put no registration off, and are told") {
-  const Lines& plain = PlainEnable();
-  for (const bool there : {false, true}) {
-    World world;
-    SetUp(world);
-    if (there) {
-      world.WithKey(MachineKey64(World::kCoreAgentKey), {{L"WLM_DELAY_INST", 1}})
-          .WithAccess(MachineKey64(World::kCoreAgentKey), kNoAccess);
-    } else {
-      RemoveKey(MachineKey64(World::kCoreAgentKey));
-    }
-    CheckRun("no shared settings", plain, Told(Enable(world)));
-  }
-}
-
-TEST_CASE("monitors that are missing are told, and filtering is on all the same") {
-  const Lines& plain = PlainEnable();
-  World world;
-  SetUp(world);
-  RemoveTree(kProduct + L"\\VELA");
-  CheckRun("no monitors", plain, Told(Enable(world)));
+TEST_CASE("shared settings that are missing or closed put no registration off, and are told; so are missing monitors") {
+  CheckEnable("no shared settings", [](World&) { RemoveKey(MachineKey64(World::kCoreAgentKey)); });
+  CheckEnable("no shared settings", [](World& world) {
+    world.WithKey(MachineKey64(World::kCoreAgentKey), {{L"WLM_DELAY_INST", 1}})
+        .WithAccess(MachineKey64(World::kCoreAgentKey), kNoAccess);
+  });
+  CheckEnable("no monitors", [](World&) { RemoveTree(kProduct + L"\\VELA"); });
 }
 
 TEST_CASE("one monitor that cannot be started does not keep the other from being started") {
@@ -161,12 +138,10 @@ TEST_CASE("a monitor is started by its whole path, blanks included, and not by w
 }
 
 TEST_CASE("without a user at the console the clients are switched on for nobody in particular") {
-  const Lines& plain = PlainEnable();
   // Nor does it help that the shell's process cannot be found, or that no environment can be made.
   for (const std::vector<const wchar_t*>& libraries :
        std::vector<std::vector<const wchar_t*>>{{L"wtsapi32"}, {L"wtsapi32", L"psapi"}, {L"userenv"}}) {
-    World world;
-    CheckRun("nobody at the console", plain, Told(Enable(WithoutLibraries(world, libraries))));
+    CheckEnable("nobody at the console", [&](World& world) { WithoutLibraries(world, libraries); });
   }
 }
 
@@ -174,10 +149,11 @@ TEST_CASE("a session without a token is stood in for by who runs Explorer.exe; t
   const Lines& plain = PlainEnable();
   {
     World world;
-    CHECK_LINES(Told(Enable(WithoutLibraries(world, {L"secur32"}))), (plain));
+    WithoutLibraries(SetUp(world), {L"secur32"});
+    CHECK_LINES(Told(Enable(world)), (plain));
   }
   World world;
-  WithoutLibraries(world, {L"wtsapi32"});
+  WithoutLibraries(SetUp(world), {L"wtsapi32"});
   const TestSupport::ShellProgram shell;
   CHECK_LINES(Told(Enable(world)), (plain));
   CHECK(world.MonitorStart(MonitorPath(Clients().back()))[0] == "root");
@@ -189,16 +165,15 @@ TEST_CASE("a link that somebody put among the user's folders leads nowhere") {
   World world;
   SetUp(world).WithFile(target + L"\\Users\\secret.txt", "secret").WithFolder(L"C:\\ProgramData\\Orvane Labs");
   world.WatchingFolder(L"C:\\ProgramData\\Users");
-  const TestSupport::FolderLink planted(kCommonBase + L"OL", target);
+  const OrCommonTests::FolderLink planted(kCommonBase + L"OL", target);
   CheckRun("a link among the user's folders", plain, Told(Enable(world)));
   RemoveTree(L"C:\\ProgramData\\Users");
 }
 
 TEST_CASE("a file in the place of the user's folders sends the rest to the common data folder itself, untold") {
-  const Lines& plain = PlainEnable();
-  World world;
-  SetUp(world).WithFile(kCommonBase + L"OL", "a file").WatchingFolder(L"C:\\ProgramData\\Users");
-  CheckRun("a file among the user's folders", plain, Told(Enable(world)));
+  CheckEnable("a file among the user's folders", [](World& world) {
+    world.WithFile(kCommonBase + L"OL", "a file").WatchingFolder(L"C:\\ProgramData\\Users");
+  });
   RemoveTree(L"C:\\ProgramData\\Users");
 }
 

@@ -3,11 +3,12 @@
 
 #include <windows.h>
 
+#include <optional>
 #include <utility>
 
 #include "tests/scenarios/PlainRuns.h"
-#include "tests/scenarios/UnixLinks.h"
 #include "tests/support/FileSnapshot.h"
+#include "tests/support/FolderLink.h"
 #include "tests/support/TestFiles.h"
 
 using namespace Scenarios;
@@ -22,18 +23,13 @@ const std::wstring kSource = World::kSource;
 const std::wstring kFile = L"\\Orvane Labs\\VELA\\VELA_OL\\Redemption.dll";
 const std::wstring kStaged = World::kDestination + kFile;
 
-World& WithSource(World& world) {
-  return world.OnWindows(WindowsVersion::kVista).WithSampleSource();
-}
-
 TEST_CASE("a second run with the same source says the same and changes nothing, whoever uses the files") {
-  const Lines& plain = PlainInstall();
-  World world;
-  Install(WithSource(world));
-  for (const std::wstring& file : FilesBelow(kProduct)) {
-    world.WithOpenFile(kProduct + file, FILE_SHARE_READ);
-  }
-  CheckRun("a second run", plain, Told(Install(world)));
+  CheckInstall("a second run", [](World& world) {
+    Install(world);
+    for (const std::wstring& file : FilesBelow(kProduct)) {
+      world.WithOpenFile(kProduct + file, FILE_SHARE_READ);
+    }
+  });
 }
 
 TEST_CASE("a second run copies what changed in the source, and nothing else") {
@@ -96,27 +92,17 @@ TEST_CASE("a file in use is replaced at the restart") {
   CHECK(FileContent(kStaged + L".tmp_") == FileContent(kSource + L"\\OL\\Redemption.dll"));
 }
 
-TEST_CASE("a file that can be neither copied nor scheduled ends its folder") {
-  const Lines& plain = PlainInstall();
-  World world;
-  WithSource(world).WithFile(kStaged, "in use").WithOpenFile(kStaged, FILE_SHARE_READ);
-  world.WithFile(kStaged + L".tmp_", "in use too").WithOpenFile(kStaged + L".tmp_", FILE_SHARE_READ);
-  CheckRun("a file in use, and the one that would wait for the restart too", plain, Told(Install(world)));
-}
-
-TEST_CASE("a source file that cannot be read ends its folder") {
-  const Lines& plain = PlainInstall();
-  World world;
-  WithSource(world).WithOpenFile(kSource + L"\\OL\\Redemption.dll", 0);
-  CheckRun("a source file that cannot be read", plain, Told(Install(world)));
-}
-
-TEST_CASE("settings that cannot be copied are a warning") {
-  const Lines& plain = PlainInstall();
-  World world;
-  WithSource(world).WithOpenFile(kSource + L"\\Resource\\common\\VELA_OL.ini", 0);
-  RemoveTree(kSource + L"\\Resource\\common\\VELA_WLM.ini");
-  CheckRun("settings that cannot be copied", plain, Told(Install(world)));
+TEST_CASE("a file that can be neither copied nor scheduled, or not be read, ends its folder; settings are a warning") {
+  CheckInstall("a file in use, and the one that would wait for the restart too", [](World& world) {
+    world.WithFile(kStaged, "in use").WithOpenFile(kStaged, FILE_SHARE_READ);
+    world.WithFile(kStaged + L".tmp_", "in use too").WithOpenFile(kStaged + L".tmp_", FILE_SHARE_READ);
+  });
+  CheckInstall("a source file that cannot be read",
+               [](World& world) { world.WithOpenFile(kSource + L"\\OL\\Redemption.dll", 0); });
+  CheckInstall("settings that cannot be copied", [](World& world) {
+    world.WithOpenFile(kSource + L"\\Resource\\common\\VELA_OL.ini", 0);
+    RemoveTree(kSource + L"\\Resource\\common\\VELA_WLM.ini");
+  });
 }
 
 // A destination that the world does not watch: what lies on a full disk can be read without end.
@@ -133,24 +119,20 @@ struct FullDisk {
   ~FullDisk() { RemoveTree(folder); }
 };
 
-TEST_CASE("a file for which the disk has no room is scheduled") {
+TEST_CASE("a file for which the disk has no room is scheduled; without room for the waiting one it ends the folder") {
   const Lines& plain = PlainInstall();
-  World world;
-  WithSource(world);
-  const FullDisk disk;
-  const TestSupport::FullDiskFile file(disk.file);
-  CheckRun("a full disk", plain, Told(world.Run(L"-I", World::kSource, disk.folder), disk.folder));
-}
-
-TEST_CASE("a disk without room for the waiting file either ends the folder") {
-  const Lines& plain = PlainInstall();
-  World world;
-  WithSource(world);
-  const FullDisk disk;
-  const TestSupport::FullDiskFile file(disk.file);
-  const TestSupport::FullDiskFile waiting(disk.file + L".tmp_");
-  CheckRun("a full disk for the waiting file too", plain,
-           Told(world.Run(L"-I", World::kSource, disk.folder), disk.folder));
+  for (const bool waitingToo : {false, true}) {
+    World world;
+    WithSource(world);
+    const FullDisk disk;
+    const OrCommonTests::FullDiskFile file(disk.file);
+    std::optional<OrCommonTests::FullDiskFile> waiting;
+    if (waitingToo) {
+      waiting.emplace(disk.file + L".tmp_");
+    }
+    CheckRun(waitingToo ? "a full disk for the waiting file too" : "a full disk", plain,
+             Told(world.Run(L"-I", World::kSource, disk.folder), disk.folder));
+  }
 }
 
 }  // namespace

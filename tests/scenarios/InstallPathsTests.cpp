@@ -60,13 +60,14 @@ TEST_CASE("a relative source is looked for in the current folder") {
            TestSupport::RunText(outcome, {{World::kDestination, "[dest]"}, {L"(source", "([source]"}}));
 }
 
-TEST_CASE("a source folder that cannot be listed is passed over in silence") {
-  const Lines& plain = PlainInstall();
-  World world;
-  OnVista(world).WithSampleSource();
-  RemoveTree(kSource + L"\\rule");
-  world.WithFile(kSource + L"\\rule", "a file");
-  CheckRun("a source folder that is a file", plain, Told(Install(world)));
+TEST_CASE("a source folder that is a file is passed over in silence, one of the destination keeps its files away") {
+  CheckInstall("a source folder that is a file", [](World& world) {
+    RemoveTree(kSource + L"\\rule");
+    world.WithFile(kSource + L"\\rule", "a file");
+  });
+  // The folder counts as there; what is to be copied into it can be neither copied nor scheduled, which ends that tree.
+  CheckInstall("a folder of the destination is a file",
+               [](World& world) { world.WithFile(kProduct + L"\\VELA_WLM\\rule", "a file"); });
 }
 
 TEST_CASE("no folder can be made below a destination that is relative, empty, a file, or on a missing drive") {
@@ -82,14 +83,6 @@ TEST_CASE("no folder can be made below a destination that is relative, empty, a 
   CheckRun("a relative destination", first, install(L"dest", L"dest\\Orvane Labs\\"));
   CheckRun("an empty destination", first, install(L"", L"Orvane Labs\\"));
   CheckRun("a destination that is a file", first, install(L"C:\\VelaTest\\file", L"C:\\VelaTest\\file\\Orvane Labs\\"));
-}
-
-TEST_CASE("a folder of the destination that is a file keeps its client's files away and no other's") {
-  const Lines& plain = PlainInstall();
-  World world;
-  OnVista(world).WithSampleSource().WithFile(kProduct + L"\\VELA_WLM\\rule", "a file");
-  // The folder counts as there; what is to be copied into it can be neither copied nor scheduled, which ends that tree.
-  CheckRun("a folder of the destination is a file", plain, Told(Install(world)));
 }
 
 // A destination of which a module's path below VELA_OL is `length` characters long with a name of `name` characters.

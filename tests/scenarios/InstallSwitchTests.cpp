@@ -39,21 +39,16 @@ TEST_CASE("a switch that is neither on nor off stays as it is, and the clients a
   CheckRun("the switch is off", plain, InstallWithSwitch(0));
   for (const NamedValue& stored :
        {NamedValue{L"VELAEnable", 2}, NamedValue{L"VELAEnable", -1}, NamedValue{L"VELAEnable", L"1"}}) {
-    World world;
-    CheckRun("the switch is off", plain, Told(Install(WithSwitch(world, {stored}))));
+    CheckInstall("the switch is off", [&](World& world) { world.WithProductKey({stored}); });
   }
 }
 
-TEST_CASE("a switch that is missing becomes off, and so does one that only 64-bit programs see") {
-  const Lines& plain = PlainInstall();
-  {
-    World world;
-    CheckRun("the switch is missing", plain, Told(Install(WithSwitch(world, {}))));
-  }
-  World world;
-  world.OnWindows(WindowsVersion::kVista).WithSampleSource();
-  CheckRun("the switch is of 64-bit programs", plain,
-           Told(Install(world.WithKey(MachineKey64(World::kProductKey), {{L"VELAEnable", 1}}))));
+TEST_CASE("a switch that is missing, too long, or seen by 64-bit programs only becomes off") {
+  CheckInstall("the switch is missing", [](World& world) { world.WithProductKey(); });
+  CheckInstall("the switch is of 64-bit programs", [](World& world) {
+    world.WithKey(MachineKey64(World::kProductKey), {{L"VELAEnable", 1}});
+  });
+  CheckInstall("the switch is too long", [](World& world) { world.WithProductKey({{L"VELAEnable", L"on"}}); });
 }
 
 TEST_CASE("a switch of another type is read by its first four bytes") {
@@ -63,12 +58,6 @@ TEST_CASE("a switch of another type is read by its first four bytes") {
   WithSwitch(world, {});
   TestSupport::SetRawValue(MachineKey32(World::kProductKey), L"VELAEnable", REG_BINARY, &on, sizeof on);
   CheckRun("the switch is four bytes", plain, Told(Install(world)));
-}
-
-TEST_CASE("a switch of more than four bytes cannot be read and becomes off") {
-  const Lines& plain = PlainInstall();
-  World world;
-  CheckRun("the switch is too long", plain, Told(Install(WithSwitch(world, {{L"VELAEnable", L"on"}}))));
 }
 
 TEST_CASE("a running client turns a switch off that was on") {
@@ -121,11 +110,9 @@ TEST_CASE("all clients running, their names in any case, are each told") {
 }
 
 TEST_CASE("a product key that nobody may touch ends the installation before the registrations") {
-  const Lines& plain = PlainInstall();
-  World world;
-  CheckRun("nobody may touch the product key", plain,
-           Told(Install(WithSwitch(world, {{L"VELAEnable", 1}})
-                            .WithAccess(MachineKey32(World::kProductKey), TestSupport::kNoAccess))));
+  CheckInstall("nobody may touch the product key", [](World& world) {
+    world.WithProductKey({{L"VELAEnable", 1}}).WithAccess(MachineKey32(World::kProductKey), TestSupport::kNoAccess);
+  });
 }
 
 }  // namespace

@@ -19,8 +19,10 @@ std::wstring SourceFolder(const Client& client) {
   return World::kSource + std::wstring(L"\\") + client.shortName + (client.has64BitFiles ? L"64" : L"");
 }
 
+// Each caller's `Play` is a type of its own, and so has texts of its own.
 template <class Play>
-const Lines& Once(std::map<WindowsVersion, Lines>& known, WindowsVersion version, const Play& play) {
+const Lines& Once(WindowsVersion version, const Play& play) {
+  static std::map<WindowsVersion, Lines> known;
   auto& text = known[version];
   if (text.empty()) {
     World world;
@@ -62,46 +64,73 @@ Lines Told(const Outcome& outcome, const std::wstring& destination, const std::w
 }
 
 const Lines& PlainInstall(WindowsVersion version) {
-  static std::map<WindowsVersion, Lines> known;
-  return Once(known, version, [](World& world) { return Install(world.WithSampleSource()); });
+  return Once(version, [](World& world) { return Install(world.WithSampleSource()); });
 }
 
 const Lines& PlainUpgrade(WindowsVersion version) {
-  static std::map<WindowsVersion, Lines> known;
-  return Once(known, version, [](World& world) {
-    Install(world.WithSampleSource());
-    return Upgrade(world);
-  });
+  return Once(version, [](World& world) { return Install(world.WithSampleSource()), Upgrade(world); });
 }
 
 const Lines& PlainEnable(WindowsVersion version) {
-  static std::map<WindowsVersion, Lines> known;
-  return Once(known, version, [&](World& world) { return Enable(SetUp(world, version)); });
+  return Once(version, [&](World& world) { return Enable(SetUp(world, version)); });
 }
 
 const Lines& PlainDisable(WindowsVersion version) {
-  static std::map<WindowsVersion, Lines> known;
-  return Once(known, version, [&](World& world) {
-    Enable(SetUp(world, version));
-    return Disable(world);
-  });
+  return Once(version, [&](World& world) { return Enable(SetUp(world, version)), Disable(world); });
 }
 
 const Lines& PlainUninstall(WindowsVersion version) {
-  static std::map<WindowsVersion, Lines> known;
-  return Once(known, version, [](World& world) {
-    InstallAndEnable(world.WithSampleSource());
-    return Uninstall(world);
-  });
+  return Once(version, [](World& world) { return InstallAndEnable(world.WithSampleSource()), Uninstall(world); });
 }
 
 const Lines& PlainReload(WindowsVersion version) {
-  static std::map<WindowsVersion, Lines> known;
-  return Once(known, version, [](World& world) { return world.Run(L"-r", World::kSource, World::kDestination); });
+  return Once(version, [](World& world) { return world.Run(L"-r", World::kSource, World::kDestination); });
 }
 
 void CheckRun(const std::string& title, const Lines& plain, const Lines& run) {
   CheckApproved(title, TestSupport::Changes(plain, run));
+}
+
+World& WithSource(World& world) {
+  return world.OnWindows(WindowsVersion::kVista).WithSampleSource();
+}
+
+void CheckInstall(const std::string& title, const Preparation& prepare) {
+  const Lines& plain = PlainInstall();
+  World world;
+  prepare(WithSource(world));
+  CheckRun(title, plain, Told(Install(world)));
+}
+
+void CheckUpgrade(const std::string& title, const Preparation& prepare) {
+  const Lines& plain = PlainUpgrade();
+  World world;
+  Install(WithSource(world));
+  prepare(world);
+  CheckRun(title, plain, Told(Upgrade(world)));
+}
+
+void CheckEnable(const std::string& title, const Preparation& prepare) {
+  const Lines& plain = PlainEnable();
+  World world;
+  prepare(SetUp(world));
+  CheckRun(title, plain, Told(Enable(world)));
+}
+
+void CheckDisable(const std::string& title, const Preparation& prepare) {
+  const Lines& plain = PlainDisable();
+  World world;
+  Enable(SetUp(world));
+  prepare(world);
+  CheckRun(title, plain, Told(Disable(world)));
+}
+
+void CheckUninstall(const std::string& title, const Preparation& prepare) {
+  const Lines& plain = PlainUninstall();
+  World world;
+  InstallAndEnable(WithSource(world));
+  prepare(world);
+  CheckRun(title, plain, Told(Uninstall(world)));
 }
 
 World& SetUp(World& world, WindowsVersion version) {

@@ -2,6 +2,7 @@
 // tell their own runs by (tests/support/Approved.h).
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,16 @@ const Lines& PlainReload(WindowsVersion version = WindowsVersion::kVista);
 
 // Compares a run with a plain one.
 void CheckRun(const std::string& title, const Lines& plain, const Lines& run);
+
+// Windows Vista, and the sample source.
+World& WithSource(World& world);
+// Each command on a machine that `prepare` changes before, compared with a plain run of it.
+using Preparation = std::function<void(World&)>;
+void CheckInstall(const std::string& title, const Preparation& prepare);    // `WithSource`
+void CheckUpgrade(const std::string& title, const Preparation& prepare);    // installed
+void CheckEnable(const std::string& title, const Preparation& prepare);     // `SetUp`
+void CheckDisable(const std::string& title, const Preparation& prepare);    // and switched on
+void CheckUninstall(const std::string& title, const Preparation& prepare);  // installed and switched on
 
 // The sample source, filtering off, no registration put off, a user with an identity, and all files of the product's
 // clients where the other commands look for them.

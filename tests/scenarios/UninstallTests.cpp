@@ -61,11 +61,7 @@ TEST_CASE("20,000 files of the product go as one does") {
 
 TEST_CASE("a second time there is nothing left to take away, nor of what was never installed") {
   const Lines& plain = PlainUninstall();
-  {
-    World world;
-    Uninstall(Installed(world));
-    CheckRun("nothing to take away", plain, Told(Uninstall(world)));
-  }
+  CheckUninstall("nothing to take away", [](World& world) { Uninstall(world); });
   World world;
   CheckRun("nothing to take away", plain, Told(Uninstall(world.OnWindows(WindowsVersion::kVista))));
 }
@@ -92,13 +88,8 @@ TEST_CASE("the monitor of a client that this Windows has no more is no longer st
 }
 
 TEST_CASE("regsvr32.exe that cannot be started stops nothing") {
-  const Lines& plain = PlainUninstall();
-  for (const bool missing : {true, false}) {
-    World world;
-    Installed(world);
-    missing ? world.WithoutRegsvr32() : world.WithBrokenRegsvr32();
-    CheckRun("no regsvr32.exe", plain, Told(Uninstall(world)));
-  }
+  CheckUninstall("no regsvr32.exe", [](World& world) { world.WithoutRegsvr32(); });
+  CheckUninstall("no regsvr32.exe", [](World& world) { world.WithBrokenRegsvr32(); });
 }
 
 TEST_CASE("a module that takes too long is told of and waited for no more") {

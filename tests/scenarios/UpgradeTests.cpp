@@ -1,16 +1,14 @@
 // Newer files in place of older ones, and the plug-ins told of them.
 #include <doctest/doctest.h>
 
-#include <windows.h>
-
 #include <algorithm>
 #include <string>
 
 #include "tests/scenarios/PlainRuns.h"
 #include "tests/scenarios/RunningPlugin.h"
 #include "tests/support/FileSnapshot.h"
+#include "tests/support/ScratchFolder.h"
 #include "tests/support/TestFiles.h"
-#include "tests/support/TestPaths.h"
 
 using namespace Scenarios;
 using TestSupport::Exists;
@@ -22,7 +20,7 @@ const std::wstring kSource = World::kSource;
 const std::wstring kAddin = kProduct + L"\\VELA_OL\\VELA_OLA.dll";
 
 World& Installed(World& world) {
-  Install(world.OnWindows(WindowsVersion::kVista).WithSampleSource());
+  Install(WithSource(world));
   return world;
 }
 
@@ -44,7 +42,7 @@ TEST_CASE("an upgrade of what was never installed stages it and registers nothin
   const Lines& install = PlainInstall();
   wanted.insert(wanted.end(), std::find(install.begin(), install.end(), "files:"), install.end());
   World world;
-  CHECK_LINES(Told(Upgrade(world.OnWindows(WindowsVersion::kVista).WithSampleSource())), (wanted));
+  CHECK_LINES(Told(Upgrade(WithSource(world))), (wanted));
 }
 
 TEST_CASE("settings and registrations may be refused to everybody: they are not asked for") {
@@ -56,11 +54,10 @@ TEST_CASE("settings and registrations may be refused to everybody: they are not 
 }
 
 TEST_CASE("a client that cannot be told decides the exit code, not the upgrade") {
-  const Lines& plain = PlainUpgrade();
-  World world;
-  Installed(world).WithRunning(Clients().back().process).WithTakenName(Clients().back().UpdateEvent());
-  TestSupport::RemoveTree(kAddin);
-  CheckRun("a client that cannot be told", plain, Told(Upgrade(world)));
+  CheckUpgrade("a client that cannot be told", [](World& world) {
+    world.WithRunning(Clients().back().process).WithTakenName(Clients().back().UpdateEvent());
+    TestSupport::RemoveTree(kAddin);
+  });
 }
 
 TEST_CASE("a file in use waits for the restart, which brings it") {
@@ -71,12 +68,7 @@ TEST_CASE("a file in use waits for the restart, which brings it") {
   world.WithFile(kSource + L"\\OL\\VELA_OLA.dll", "newer add-in");
   Outcome outcome;
   {
-    // In a program of its own, as an Outlook that has loaded it.
-    const TestSupport::TestProcess holder(TestSupport::FixturePath(L"Holder.exe"),
-                                          {L"VelaTestEndOfHolder", L"VelaTestHolderReady", L"r", kAddin});
-    const HANDLE ready = ::CreateEventW(nullptr, TRUE, FALSE, L"VelaTestHolderReady");
-    REQUIRE(::WaitForSingleObject(ready, 10000) == WAIT_OBJECT_0);
-    ::CloseHandle(ready);
+    const TestSupport::HeldFile held(kAddin, FILE_SHARE_READ);  // as an Outlook that has loaded it
     outcome = Upgrade(world);
     CHECK(FileContent(kAddin) == old);
   }
@@ -90,7 +82,7 @@ TEST_CASE("a file in use waits for the restart, which brings it") {
 TEST_CASE("a failing upgrade tells the plug-ins all the same") {
   const Lines& plain = PlainUpgrade();
   World world;
-  world.OnWindows(WindowsVersion::kVista).WithSampleSource().WithFile(L"C:\\VelaTest\\file");
+  WithSource(world).WithFile(L"C:\\VelaTest\\file");
   const RunningPlugin outlook(L"OUTLOOK.EXE", Clients()[0].UpdateEvent());
   const std::wstring destination = L"C:\\VelaTest\\file\\dest";
   CheckRun("no folder can be made", plain, Told(world.Run(L"-p", kSource, destination), destination));

@@ -18,21 +18,6 @@ namespace {
 constexpr char kTitle[] = "##### ";
 constexpr char kBlank[] = "\xC2\xB7";  // a middle dot
 
-std::wstring Variable(const wchar_t* name) {
-  wchar_t value[1024] = {};
-  const DWORD length = ::GetEnvironmentVariableW(name, value, 1024);
-  return length < 1024 ? value : L"";
-}
-
-Lines Split(const std::string& text) {
-  Lines lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) {
-    lines.push_back(line);
-  }
-  return lines;
-}
-
 std::string Replaced(std::string text, const std::string& part, const std::string& name) {
   for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += name.size()) {
     text.replace(at, part.size(), name);
@@ -73,15 +58,18 @@ void AddList(Lines& lines, const std::string& heading, const Lines& list, const 
   }
 }
 
+// Who runs the tests has a name that is not for the texts.
+std::string WithoutUserName(const std::string& line) {
+  static const std::string own = ToUtf8(Variable(L"USERPROFILE")) + "\\";
+  return Replaced(line, own, "C:\\users\\[user]\\");
+}
+
 // Profiles are met in the order of their names, one of which is that of the user who runs the tests.
 void SortProfiles(Lines& log) {
-  const std::string own = ToUtf8(Variable(L"USERPROFILE")) + "\\";
   const auto isOfProfile = [](const std::string& line) { return line.find("C:\\users\\") != std::string::npos; };
   for (auto first = log.begin(); first != log.end();) {
     first = std::find_if(first, log.end(), isOfProfile);
     const auto last = std::find_if_not(first, log.end(), isOfProfile);
-    std::transform(first, last, first,
-                   [&](const std::string& line) { return Replaced(line, own, "C:\\users\\[user]\\"); });
     std::sort(first, last);
     first = last;
   }
@@ -94,17 +82,12 @@ std::string Numbered(const Lines& lines) {
 }
 
 std::wstring ApprovedPath() {
-  std::wstring folder = Variable(L"VELA_EXPECTED_DIR");
   wchar_t program[MAX_PATH] = {};
   ::GetModuleFileNameW(nullptr, program, MAX_PATH);
   std::wstring name = program;
   name = name.substr(name.rfind(L'\\') + 1);
   name = name.substr(name.find(L'.') + 1);  // "scenarios."
-  if (folder.empty()) {
-    throw std::runtime_error("VELA_EXPECTED_DIR does not say where the approved texts lie");
-  }
-  std::replace(folder.begin(), folder.end(), L'/', L'\\');
-  return (folder.front() == L'\\' ? L"Z:" : L"") + folder + L"\\" + name.substr(0, name.rfind(L'.')) + L".txt";
+  return PathIn(L"VELA_EXPECTED_DIR", name.substr(0, name.rfind(L'.')) + L".txt");
 }
 
 // Where the section begins behind its title and where it ends; both the end of the text where there is none.
@@ -118,13 +101,29 @@ std::pair<std::size_t, std::size_t> SectionOf(const Lines& text, const std::stri
 
 }  // namespace
 
+std::wstring Variable(const wchar_t* name) {
+  wchar_t value[1024] = {};
+  const DWORD length = ::GetEnvironmentVariableW(name, value, 1024);
+  return length < 1024 ? value : L"";
+}
+
+std::wstring PathIn(const wchar_t* variable, const std::wstring& fileName) {
+  const std::wstring folder = Variable(variable);
+  if (folder.empty()) {
+    throw std::runtime_error(ToUtf8(variable) + " does not say where the texts lie");
+  }
+  std::wstring path = (folder.front() == L'/' ? L"Z:" : L"") + folder + L"\\" + fileName;
+  std::replace(path.begin(), path.end(), L'/', L'\\');
+  return path;
+}
+
 Lines RunText(const Outcome& outcome, const Names& names) {
   std::ostringstream code;
   code << "exit code: " << (outcome.exitCode < 256 ? std::dec : std::hex) << outcome.exitCode;
   Lines lines = {outcome.timedOut ? "it was ended" : code.str()};
   Lines log;
   for (const std::string& line : outcome.log) {
-    log.push_back(FromLog(line));
+    log.push_back(WithoutUserName(FromLog(line)));
   }
   SortProfiles(log);
   AddList(lines, "log", log, names);
@@ -132,7 +131,7 @@ Lines RunText(const Outcome& outcome, const Names& names) {
   AddList(lines, "modules", outcome.moduleDiff, names);
   Lines files;
   for (const std::string& change : outcome.fileDiff) {
-    files.push_back(WithRoot(change));
+    files.push_back(WithRoot(WithoutUserName(change)));
   }
   AddList(lines, "files", files, names);
   AddList(lines, "at the restart", outcome.pending, names);
@@ -177,7 +176,7 @@ void CheckApproved(const std::string& title, const Lines& lines) {
   auto [first, last] = SectionOf(text, title);
   // Runs that are told alike have one text, which the first of them writes.
   static std::set<std::string> written;
-  if (Variable(L"VELA_REGENERATE") == L"1" && written.insert(title).second) {
+  if (!Variable(L"VELA_REGENERATE").empty() && written.insert(title).second) {
     if (first == text.size() && (text.empty() || text.back() != kTitle + title)) {
       text.push_back(kTitle + title);
       first = last = text.size();

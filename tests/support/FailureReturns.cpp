@@ -1,173 +1,63 @@
 #include "tests/support/FailureReturns.h"
 
-#include <cstring>
+#include <iterator>
+#include <sstream>
 #include <stdexcept>
 
 namespace TestSupport {
 namespace {
 
-enum class Way {
-  kFalse,            // FALSE, null or 0, and the last-error code
-  kMinusOne,         // INVALID_HANDLE_VALUE, and the last-error code
-  kAllOnes,          // 0xFFFFFFFF as a DWORD, and the last-error code
-  kErrorCode,        // the code itself; the last-error code is left alone
-  kHresult,          // an HRESULT made of the code; the last-error code is left alone
-  kFalseSilently,    // FALSE; the last-error code is left alone
-  kAllOnesSilently,  // 0xFFFFFFFF as a DWORD; the last-error code is left alone
-  kNotNull,          // what was to be freed, so anything but null, and the last-error code
-};
-
+// How functions fail, and which, with blanks in between.
+enum class Way { kValue, kErrorCode, kHresult };
 struct Row {
-  const char* function;
   Way way;
+  ULONG_PTR value;
+  bool setsLastError;
+  const char* functions;
 };
-
+constexpr ULONG_PTR kAllOnes = 0xFFFFFFFF;  // of a DWORD
 constexpr Row kRows[] = {
-    // kernel32: files
-    {"CopyFileW", Way::kFalse},
-    {"CreateDirectoryW", Way::kFalse},
-    {"CreateFileW", Way::kMinusOne},
-    {"DeleteFileW", Way::kFalse},
-    {"FindClose", Way::kFalse},
-    {"FindFirstFileW", Way::kMinusOne},
-    {"FindNextFileW", Way::kFalse},
-    {"GetFileAttributesExW", Way::kFalse},
-    {"GetFileAttributesW", Way::kAllOnes},
-    {"GetFileInformationByHandle", Way::kFalse},
-    {"GetFileSize", Way::kAllOnes},
-    {"GetFileSizeEx", Way::kFalse},
-    {"GetFileTime", Way::kFalse},
-    {"GetFinalPathNameByHandleW", Way::kFalse},
-    {"GetFullPathNameW", Way::kFalse},
-    {"GetSystemDirectoryW", Way::kFalse},
-    {"GetTempFileNameW", Way::kFalse},
-    {"GetTempPathW", Way::kFalse},
-    {"GetWindowsDirectoryW", Way::kFalse},
-    {"MoveFileExW", Way::kFalse},
-    {"MoveFileW", Way::kFalse},
-    {"ReadFile", Way::kFalse},
-    {"RemoveDirectoryW", Way::kFalse},
-    {"SetEndOfFile", Way::kFalse},
-    {"SetFileAttributesW", Way::kFalse},
-    {"SetFileInformationByHandle", Way::kFalse},
-    {"SetFilePointer", Way::kAllOnes},
-    {"SetFileTime", Way::kFalse},
-    {"WriteFile", Way::kFalse},
-    // kernel32: processes, libraries, events, text
-    {"CloseHandle", Way::kFalse},
-    {"CreateEventW", Way::kFalse},
-    {"CreateProcessW", Way::kFalse},
-    {"CreateToolhelp32Snapshot", Way::kMinusOne},
-    {"FreeLibrary", Way::kFalse},
-    {"GetExitCodeProcess", Way::kFalse},
-    {"GetModuleFileNameW", Way::kFalse},
-    {"GetModuleHandleA", Way::kFalse},
-    {"GetModuleHandleW", Way::kFalse},
-    {"GetProcAddress", Way::kFalse},
-    {"GetVersionExW", Way::kFalse},
-    {"HeapSetInformation", Way::kFalse},
-    {"LoadLibraryA", Way::kFalse},
-    {"LoadLibraryExW", Way::kFalse},
-    {"LoadLibraryW", Way::kFalse},
-    {"LocalAlloc", Way::kFalse},
-    {"LocalFree", Way::kNotNull},
-    {"MultiByteToWideChar", Way::kFalse},
-    {"OpenProcess", Way::kFalse},
-    {"Process32FirstW", Way::kFalse},
-    {"Process32NextW", Way::kFalse},
-    {"ResetEvent", Way::kFalse},
-    {"SetDefaultDllDirectories", Way::kFalse},
-    {"SetEnvironmentVariableW", Way::kFalse},
-    {"SetEvent", Way::kFalse},
-    {"SetProcessMitigationPolicy", Way::kFalse},
-    {"WTSGetActiveConsoleSessionId", Way::kAllOnesSilently},
-    {"WaitForSingleObject", Way::kAllOnes},
-    {"WideCharToMultiByte", Way::kFalse},
-    // advapi32: registry
-    {"RegCloseKey", Way::kErrorCode},
-    {"RegCreateKeyExW", Way::kErrorCode},
-    {"RegCreateKeyW", Way::kErrorCode},
-    {"RegDeleteKeyW", Way::kErrorCode},
-    {"RegDeleteValueW", Way::kErrorCode},
-    {"RegEnumKeyExW", Way::kErrorCode},
-    {"RegEnumKeyW", Way::kErrorCode},
-    {"RegEnumValueW", Way::kErrorCode},
-    {"RegFlushKey", Way::kErrorCode},
-    {"RegOpenKeyExW", Way::kErrorCode},
-    {"RegOpenKeyW", Way::kErrorCode},
-    {"RegQueryInfoKeyW", Way::kErrorCode},
-    {"RegQueryValueExW", Way::kErrorCode},
-    {"RegSetValueExW", Way::kErrorCode},
-    // advapi32: security and sessions
-    {"AddAccessAllowedAce", Way::kFalse},
-    {"AddAccessAllowedAceEx", Way::kFalse},
-    {"AdjustTokenPrivileges", Way::kFalse},
-    {"AllocateAndInitializeSid", Way::kFalse},
-    {"ConvertSidToStringSidW", Way::kFalse},
-    {"CopySid", Way::kFalse},
-    {"CreateProcessAsUserW", Way::kFalse},
-    {"CreateWellKnownSid", Way::kFalse},
-    {"DuplicateTokenEx", Way::kFalse},
-    {"GetTokenInformation", Way::kFalse},
-    {"GetUserNameW", Way::kFalse},
-    {"ImpersonateLoggedOnUser", Way::kFalse},
-    {"InitializeAcl", Way::kFalse},
-    {"InitializeSecurityDescriptor", Way::kFalse},
-    {"InitializeSid", Way::kFalse},
-    {"LookupAccountNameW", Way::kFalse},
-    {"LookupPrivilegeValueW", Way::kFalse},
-    {"OpenProcessToken", Way::kFalse},
-    {"RevertToSelf", Way::kFalse},
-    {"SetEntriesInAclW", Way::kErrorCode},
-    {"SetFileSecurityW", Way::kFalse},
-    {"SetKernelObjectSecurity", Way::kFalse},
-    {"SetNamedSecurityInfoW", Way::kErrorCode},
-    {"SetSecurityDescriptorControl", Way::kFalse},
-    {"SetSecurityDescriptorDacl", Way::kFalse},
-    {"SetSecurityDescriptorOwner", Way::kFalse},
-    {"SystemFunction036", Way::kFalseSilently},
-    // psapi, userenv, wtsapi32
-    {"CreateEnvironmentBlock", Way::kFalse},
-    {"DestroyEnvironmentBlock", Way::kFalse},
-    {"EnumProcessModules", Way::kFalse},
-    {"EnumProcesses", Way::kFalse},
-    {"GetModuleBaseNameW", Way::kFalse},
-    {"LoadUserProfileW", Way::kFalse},
-    {"UnloadUserProfile", Way::kFalse},
-    {"WTSQueryUserToken", Way::kFalse},
-    // shell32, shlwapi, secur32
-    {"GetUserNameExW", Way::kFalse},
-    {"PathAppendW", Way::kFalseSilently},
-    {"PathFileExistsW", Way::kFalse},
-    {"PathRemoveFileSpecW", Way::kFalseSilently},
-    {"SHCreateDirectoryExW", Way::kErrorCode},
-    {"SHGetFolderPathW", Way::kHresult},
-    {"SHGetSpecialFolderPathW", Way::kFalseSilently},
+    // FALSE, null or 0
+    {Way::kValue, 0, true,
+     "AddAccessAllowedAce AddAccessAllowedAceEx AdjustTokenPrivileges AllocateAndInitializeSid CloseHandle "
+     "ConvertSidToStringSidW CopySid CreateDirectoryW CreateEnvironmentBlock CreateEventW "
+     "CreateProcessAsUserW CreateProcessW DeleteFileW DestroyEnvironmentBlock DuplicateTokenEx "
+     "EnumProcessModules EnumProcesses FindClose FindNextFileW FreeLibrary GetExitCodeProcess "
+     "GetFileInformationByHandle GetFileTime GetFinalPathNameByHandleW GetFullPathNameW GetModuleBaseNameW "
+     "GetModuleHandleA GetModuleHandleW GetProcAddress GetSystemDirectoryW GetTokenInformation "
+     "GetUserNameExW GetUserNameW GetVersionExW GetWindowsDirectoryW HeapSetInformation "
+     "ImpersonateLoggedOnUser InitializeAcl InitializeSecurityDescriptor InitializeSid LoadLibraryA "
+     "LoadLibraryExW LoadLibraryW LoadUserProfileW LocalAlloc LookupAccountNameW LookupPrivilegeValueW "
+     "MoveFileExW MultiByteToWideChar OpenProcess OpenProcessToken PathFileExistsW Process32FirstW "
+     "Process32NextW ReadFile RemoveDirectoryW ResetEvent RevertToSelf SetDefaultDllDirectories "
+     "SetEnvironmentVariableW SetEvent SetFileAttributesW SetFileInformationByHandle SetFileSecurityW "
+     "SetFileTime SetKernelObjectSecurity SetProcessMitigationPolicy SetSecurityDescriptorControl "
+     "SetSecurityDescriptorDacl SetSecurityDescriptorOwner UnloadUserProfile WTSQueryUserToken "
+     "WideCharToMultiByte WriteFile"},
+    {Way::kValue, 0, false, "PathAppendW PathRemoveFileSpecW SHGetSpecialFolderPathW SystemFunction036"},
+    // INVALID_HANDLE_VALUE
+    {Way::kValue, ~ULONG_PTR{0}, true, "CreateFileW CreateToolhelp32Snapshot FindFirstFileW"},
+    {Way::kValue, kAllOnes, true, "GetFileAttributesW WaitForSingleObject"},
+    {Way::kValue, kAllOnes, false, "WTSGetActiveConsoleSessionId"},
+    // What was to be freed, so anything but null.
+    {Way::kValue, 1, true, "LocalFree"},
+    // The code itself, or an HRESULT made of it; the last-error code is left alone.
+    {Way::kErrorCode, 0, false,
+     "RegCloseKey RegCreateKeyExW RegDeleteKeyW RegDeleteValueW RegEnumKeyExW RegEnumKeyW RegEnumValueW "
+     "RegFlushKey RegOpenKeyExW RegOpenKeyW RegQueryInfoKeyW RegQueryValueExW RegSetValueExW "
+     "SHCreateDirectoryExW SetEntriesInAclW"},
+    {Way::kHresult, 0, false, "SHGetFolderPathW"},
 };
 
 }  // namespace
 
 FailureReturn FailureReturn::Of(const char* function, DWORD error) {
   for (const Row& row : kRows) {
-    if (std::strcmp(row.function, function) == 0) {
-      switch (row.way) {
-        case Way::kFalse:
-          return {0, error, true};
-        case Way::kMinusOne:
-          return {~ULONG_PTR{0}, error, true};
-        case Way::kAllOnes:
-          return {0xFFFFFFFFU, error, true};
-        case Way::kErrorCode:
-          return {error, error, false};
-        case Way::kHresult:
-          return {static_cast<DWORD>(HRESULT_FROM_WIN32(error)), error, false};
-        case Way::kFalseSilently:
-          return {0, error, false};
-        case Way::kAllOnesSilently:
-          return {0xFFFFFFFFU, error, false};
-        case Way::kNotNull:
-          return {1, error, true};
-      }
+    if ((std::string(" ") + row.functions + " ").find(std::string(" ") + function + " ") != std::string::npos) {
+      const ULONG_PTR value = row.way == Way::kValue       ? row.value
+                              : row.way == Way::kErrorCode ? error
+                                                           : static_cast<DWORD>(HRESULT_FROM_WIN32(error));
+      return {value, error, row.setsLastError};
     }
   }
   throw std::logic_error(std::string("FailureReturns.cpp does not know how ") + function + " reports a failure");
@@ -176,7 +66,8 @@ FailureReturn FailureReturn::Of(const char* function, DWORD error) {
 std::vector<std::string> FunctionsThatMayFail() {
   std::vector<std::string> names;
   for (const Row& row : kRows) {
-    names.emplace_back(row.function);
+    std::istringstream functions(row.functions);
+    names.insert(names.end(), std::istream_iterator<std::string>(functions), {});
   }
   return names;
 }

@@ -21,8 +21,18 @@ Function KernelEntry(const char* name) {
   return function;
 }
 
+DWORD AttributesOf(const std::wstring& path) {
+  return KernelEntry<decltype(&::GetFileAttributesW)>("GetFileAttributesW")(path.c_str());
+}
+
+// A device of the host has no attributes, but can be opened.
 bool IsThere(const std::wstring& path) {
-  return KernelEntry<decltype(&::GetFileAttributesW)>("GetFileAttributesW")(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+  if (AttributesOf(path) != INVALID_FILE_ATTRIBUTES) {
+    return true;
+  }
+  const HANDLE device = KernelEntry<decltype(&::CreateFileW)>("CreateFileW")(
+      path.c_str(), GENERIC_WRITE, FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
+  return device != INVALID_HANDLE_VALUE && ::CloseHandle(device);
 }
 
 // The host's path of a path of Wine, quoted; empty on Windows.
@@ -68,8 +78,7 @@ void MakeFolderLink(const std::wstring& link, const std::wstring& target) {
     const auto create = KernelEntry<BOOLEAN(WINAPI*)(const wchar_t*, const wchar_t*, DWORD)>("CreateSymbolicLinkW");
     made = create != nullptr && create(link.c_str(), target.c_str(), kFolder) != FALSE;
   }
-  const auto getAttributes = KernelEntry<decltype(&::GetFileAttributesW)>("GetFileAttributesW");
-  if (!made || (getAttributes(link.c_str()) & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
+  if (!made || (AttributesOf(link) & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
     throw std::runtime_error("no link at " + TestSupport::ToUtf8(link));
   }
 }
@@ -81,6 +90,16 @@ bool RemoveFolderLink(const std::wstring& link) {
   const std::wstring hostLink = HostPath(link);
   return hostLink.empty() ? KernelEntry<decltype(&::RemoveDirectoryW)>("RemoveDirectoryW")(link.c_str()) != FALSE
                           : RunOnHost(L"rm -f " + hostLink, link, false);
+}
+
+FullDiskFile::FullDiskFile(const std::wstring& path) : path_(path) {
+  if (!RunOnHost(L"ln -s /dev/full " + HostPath(path), path, true)) {
+    throw std::runtime_error("no full disk at " + TestSupport::ToUtf8(path));
+  }
+}
+
+FullDiskFile::~FullDiskFile() {
+  RunOnHost(L"rm -f " + HostPath(path_), path_, false);  // where it stays, the next world fails to clear its folders
 }
 
 }  // namespace OrCommonTests

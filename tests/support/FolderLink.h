@@ -25,4 +25,19 @@ class FolderLink {
   std::wstring link_;
 };
 
+// A link to a device of Wine's host on which every write fails because the disk is full. Make it behind the world that
+// it lies in, so that it goes first: Windows programs can write to it but see no attributes of it, and cannot clear it
+// away.
+class FullDiskFile {
+ public:
+  // The folder of `path` must exist, and the file must not.
+  explicit FullDiskFile(const std::wstring& path);
+  FullDiskFile(const FullDiskFile&) = delete;
+  FullDiskFile& operator=(const FullDiskFile&) = delete;
+  ~FullDiskFile();
+
+ private:
+  std::wstring path_;
+};
+
 }  // namespace OrCommonTests

@@ -15,17 +15,14 @@ namespace TestSupport {
 
 class LogCapture {
  public:
-  LogCapture() { Restart(); }
+  LogCapture() {
+    RunLog::Flush();
+    start_ = LogFileSize();
+  }
 
   std::vector<std::string> Lines() const {
     RunLog::Flush();
     return LogLinesFrom(start_);
-  }
-
-  // Forgets what was written so far.
-  void Restart() {
-    RunLog::Flush();
-    start_ = LogFileSize();
   }
 
  private:

@@ -79,8 +79,8 @@ bool SameTime(const FILETIME& left, const FILETIME& right) {
   return left.dwLowDateTime == right.dwLowDateTime && left.dwHighDateTime == right.dwHighDateTime;
 }
 
-HeldFile::HeldFile(const std::wstring& file)
-    : handle_(::CreateFileW(file.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr)) {
+HeldFile::HeldFile(const std::wstring& file, DWORD sharing)
+    : handle_(::CreateFileW(file.c_str(), GENERIC_READ, sharing, nullptr, OPEN_EXISTING, 0, nullptr)) {
   if (handle_ == INVALID_HANDLE_VALUE) {
     throw std::runtime_error("cannot hold " + ToUtf8(file));
   }

@@ -37,10 +37,11 @@ FILETIME LastWriteOf(const std::wstring& file);
 FILETIME LastAccessOf(const std::wstring& file);
 bool SameTime(const FILETIME& left, const FILETIME& right);
 
-// Keeps a file open and lets nobody else open it.
+// Keeps a file open, as another program would. Others may open it as `sharing` says (FILE_SHARE_READ ...), or not at
+// all.
 class HeldFile {
  public:
-  explicit HeldFile(const std::wstring& file);
+  explicit HeldFile(const std::wstring& file, DWORD sharing = 0);
   HeldFile(const HeldFile&) = delete;
   HeldFile& operator=(const HeldFile&) = delete;
   ~HeldFile();

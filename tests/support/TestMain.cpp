@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/TextLines.h"
+
 namespace {
 
 constexpr int kNotHere = 77;
@@ -25,14 +27,6 @@ bool MayRunHere() {
   }
   wchar_t answer[4] = {};
   return ::GetEnvironmentVariableW(L"VELA_TEST_ON_WINDOWS", answer, 4) == 1 && answer[0] == L'1';
-}
-
-std::string ToUtf8(const wchar_t* text) {
-  const int size = ::WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-  std::string converted(size > 0 ? static_cast<std::size_t>(size) : 1, '\0');
-  ::WideCharToMultiByte(CP_UTF8, 0, text, -1, converted.data(), size, nullptr, nullptr);
-  converted.pop_back();
-  return converted;
 }
 
 unsigned testCasesRun = 0;
@@ -83,7 +77,7 @@ int wmain(int argumentCount, wchar_t* arguments[]) {
 
   std::vector<std::string> texts;
   for (int i = 0; i < argumentCount; ++i) {
-    texts.push_back(ToUtf8(arguments[i]));
+    texts.push_back(TestSupport::ToUtf8(arguments[i]));
   }
   std::vector<const char*> pointers;
   for (const std::string& text : texts) {

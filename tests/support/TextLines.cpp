@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <sstream>
 
 namespace TestSupport {
 
@@ -13,6 +14,18 @@ std::string ToUtf8(std::wstring_view text) {
   std::string converted(static_cast<std::size_t>(size), '\0');
   ::WideCharToMultiByte(CP_UTF8, 0, text.data(), length, converted.data(), size, nullptr, nullptr);
   return converted;
+}
+
+Lines Split(const std::string& text) {
+  Lines lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
+    if (!line.empty() && line.back() == '\r') {
+      line.pop_back();
+    }
+    lines.push_back(line);
+  }
+  return lines;
 }
 
 std::string Difference(const Lines& wanted, const Lines& actual) {

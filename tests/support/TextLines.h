@@ -13,6 +13,9 @@ using Lines = std::vector<std::string>;
 
 std::string ToUtf8(std::wstring_view text);
 
+// The lines of a text, whether they end in LF or CR LF.
+Lines Split(const std::string& text);
+
 // A line per line of the two lists, in order: "  same", "- wanted, but missing", "+ there, but not wanted". Empty where
 // the lists are equal.
 std::string Difference(const Lines& wanted, const Lines& actual);

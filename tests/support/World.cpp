@@ -258,11 +258,6 @@ bool World::EventIsSet(const std::wstring& name) const {
   return set;
 }
 
-World& World::Watching(const KeyPlace& place) {
-  watchedKeys_.push_back(place);
-  return *this;
-}
-
 World& World::WatchingFolder(const std::wstring& folder) {
   watchedFolders_.push_back(folder);
   return *this;
@@ -287,9 +282,6 @@ RegistrySnapshot World::WatchedRegistry() const {
   }
   for (const std::wstring& sid : SubkeyNames(UsersKey(L""))) {
     snapshot.Add(HKEY_USERS, IsTestUser(sid) ? sid : sid + L"\\" + kOfficeKey, KEY_WOW64_64KEY);
-  }
-  for (const KeyPlace& place : watchedKeys_) {
-    snapshot.Add(place.hive, place.path, place.view);
   }
   return snapshot;
 }

@@ -117,7 +117,6 @@ class World {
   // ---- what is looked at
   // The product's keys, the add-in keys of Outlook in all hives, the plug-in list and the Run key are watched without
   // being named; so are C:\VelaTest and the program-data folder of the product.
-  World& Watching(const KeyPlace& place);
   World& WatchingFolder(const std::wstring& folder);
 
   // ---- the run
@@ -154,7 +153,6 @@ class World {
   std::vector<std::wstring> placedElsewhere_;
   std::vector<KeyPlace> restrictedKeys_;
   std::vector<std::wstring> lockedFolders_;
-  std::vector<KeyPlace> watchedKeys_;
   std::vector<std::wstring> watchedFolders_;
   std::wstring currentFolder_;
   DWORD limit_ = 60000;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <regex>
+#include <sstream>
 
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/TestFiles.h"
@@ -52,20 +53,14 @@ Lines ListDifference(const Lines& before, const Lines& after) {
 }
 
 Lines ColumnOf(const std::wstring& path, int column) {
-  const std::string text = Exists(path) ? FileContent(path) : std::string();
   Lines fields;
-  std::string field;
-  int tabs = 0;
-  for (const char character : text) {
-    if (character == '\n') {
-      fields.push_back(field);
-      field.clear();
-      tabs = 0;
-    } else if (character == '\t') {
-      ++tabs;
-    } else if (tabs == column) {
-      field += character;
+  for (const std::string& line : Split(Exists(path) ? FileContent(path) : std::string())) {
+    std::istringstream text(line);
+    std::string field;
+    for (int number = 0; number <= column; ++number) {
+      std::getline(text, field, '\t');
     }
+    fields.push_back(field);
   }
   return fields;
 }
