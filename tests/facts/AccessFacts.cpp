@@ -13,11 +13,43 @@ namespace Facts {
 namespace {
 
 using OrCommon::FileHandle;
-using OrCommon::FindHandle;
 
 constexpr wchar_t kOpenToAll[] = L"D:P(A;OICI;FA;;;WD)";
 // Attributes and the list itself can be read, and the list be changed: so the clean-up gets in again.
 constexpr wchar_t kClosed[] = L"D:P(A;;0x1600A0;;;WD)";
+
+// Enables a privilege as long as it lives.
+class Privilege {
+ public:
+  explicit Privilege(const wchar_t* name) {
+    TOKEN_PRIVILEGES wanted = {};
+    wanted.PrivilegeCount = 1;
+    wanted.Privileges[0].Attributes = SE_PRIVILEGE_ENABLED;
+    DWORD size = sizeof before_;
+    ::OpenProcessToken(::GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, token_.Receive());
+    ::LookupPrivilegeValueW(nullptr, name, &wanted.Privileges[0].Luid);
+    ::AdjustTokenPrivileges(token_.Get(), FALSE, &wanted, sizeof before_, &before_, &size);
+    error_ = ::GetLastError();  // set on success too: not all privileges may be held
+  }
+  Privilege(const Privilege&) = delete;
+  Privilege& operator=(const Privilege&) = delete;
+  ~Privilege() {
+    const OrCommon::LastErrorKeeper keeper;
+    ::AdjustTokenPrivileges(token_.Get(), FALSE, &before_, 0, nullptr, nullptr);
+  }
+  DWORD Error() const noexcept { return error_; }
+
+ private:
+  OrCommon::KernelHandle token_;
+  TOKEN_PRIVILEGES before_ = {};
+  DWORD error_ = ERROR_SUCCESS;
+};
+
+void SetAccess(const std::wstring& path, const std::wstring& text) {
+  if (!::SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, Descriptor(text).Get())) {
+    throw std::runtime_error("no access list, " + Done(false));
+  }
+}
 
 // The access list of a file or folder; throws where it cannot be read.
 std::vector<BYTE> ReadList(const std::wstring& path) {
@@ -73,33 +105,6 @@ std::wstring MakeBelow(const wchar_t* list) {
   return MakeChild(parent, list);
 }
 
-// Below a folder whose list is what the temporary folder hands down: how many entries that are is not said.
-std::string CreateInPlainFolder() {
-  const Counts counts = CountEntries(MakeChild(NewFolder(), L"D:(A;;FA;;;BA)(A;;FA;;;AU)"));
-  return std::to_string(counts.own) + " own, " + (counts.inherited == 0 ? "none" : "others") + " inherited";
-}
-
-std::string CreateWithList() {
-  return Entries(MakeBelow(L"D:(A;;FA;;;BA)(A;;FA;;;AU)"));
-}
-
-std::string CreateWithProtectedList() {
-  return Entries(MakeBelow(L"D:P(A;;FA;;;BA)(A;;FA;;;AU)"));
-}
-
-std::string Stamp() {
-  const std::wstring child = MakeBelow(L"D:(A;;FA;;;BA)(A;;FA;;;AU)");
-  SetAccess(child, L"D:(A;;FA;;;WD)(A;;FA;;;BU)");
-  return Entries(child);
-}
-
-std::string StampParent() {
-  const std::wstring child = MakeBelow(L"D:(A;;FA;;;BA)(A;;FA;;;AU)");
-  const std::vector<BYTE> before = ReadList(child);
-  SetAccess(child.substr(0, child.rfind(L'\\')), L"D:(A;OICI;FA;;;WD)(A;OICI;FA;;;BU)");
-  return ReadList(child) == before ? "unchanged" : Entries(child);
-}
-
 // Closes a file or folder as long as it lives. Through a handle that stays open, since a path may lead nowhere then.
 class Closed {
  public:
@@ -122,36 +127,7 @@ class Closed {
 std::string ListClosedFolder() {
   const std::wstring folder = NewFolder();
   const Closed closed(folder);
-  WIN32_FIND_DATAW found;
-  const FindHandle search(::FindFirstFileW((folder + L"\\*").c_str(), &found));
-  return Done(static_cast<bool>(search));
-}
-
-std::string ListWithBackupPrivilege() {
-  const Privilege backup(SE_BACKUP_NAME);
-  return ListClosedFolder();
-}
-
-// Neither the file nor its folder tells its attributes.
-std::string AskWithBackupPrivilege() {
-  const Privilege backup(SE_BACKUP_NAME);
-  const std::wstring folder = NewFolder();
-  const std::wstring file = folder + L"\\file";
-  TestSupport::WriteTestFile(file, "contents");
-  constexpr wchar_t kListOnly[] = L"D:P(A;;0x160000;;;WD)";
-  const Closed closedFile(file, kListOnly);
-  const Closed closedFolder(folder, kListOnly);
-  return Done(::GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES);
-}
-
-std::string KeepProtection() {
-  const std::wstring folder = NewFolder();
-  const Closed closed(folder, L"D:P(A;;FA;;;WD)");
-  std::vector<BYTE> descriptor = ReadList(folder);
-  SECURITY_DESCRIPTOR_CONTROL control = 0;
-  DWORD revision = 0;
-  ::GetSecurityDescriptorControl(descriptor.data(), &control, &revision);
-  return (control & SE_DACL_PROTECTED) != 0 ? "protected" : "not protected";
+  return List(folder);
 }
 
 // Closed itself, in a folder that does not let its entries be deleted either.
@@ -162,21 +138,6 @@ std::string DeleteClosedFile() {
   const Closed closedFile(file);
   const Closed closedFolder(folder);
   return Done(::DeleteFileW(file.c_str()));
-}
-
-std::string DeleteWithRestorePrivilege() {
-  const Privilege restore(SE_RESTORE_NAME);
-  return DeleteClosedFile();
-}
-
-std::string RemoveWithRestorePrivilege() {
-  const Privilege restore(SE_RESTORE_NAME);
-  const std::wstring folder = NewFolder();
-  const std::wstring child = folder + L"\\child";
-  ::CreateDirectoryW(child.c_str(), nullptr);
-  const Closed closedChild(child);
-  const Closed closedFolder(folder);
-  return Done(::RemoveDirectoryW(child.c_str()));
 }
 
 std::string WriteAfterClosing() {
@@ -190,7 +151,7 @@ std::string WriteAfterClosing() {
   const Closed closed(file);
   DWORD written = 0;
   const std::string first = Done(::WriteFile(early.Get(), "x", 1, &written, nullptr));
-  return "early: " + first + ", late: " + Done(static_cast<bool>(open()));
+  return "early: " + first + ", late: " + Got(open());
 }
 
 std::string GiveToAdministrators() {
@@ -198,51 +159,101 @@ std::string GiveToAdministrators() {
   return Done(::SetFileSecurityW(folder.c_str(), OWNER_SECURITY_INFORMATION, Descriptor(L"O:BA").Get()));
 }
 
-std::string EnableBackup() {
-  return Code(Privilege(SE_BACKUP_NAME).Error());
-}
-
 std::string EnableRestore() {
   return Code(Privilege(SE_RESTORE_NAME).Error());
 }
 
 constexpr Fact kFacts[] = {
-    {"A new folder's list is the given one, merged with what it inherits.", CreateWithList, "2 own, 1 inherited",
-     "DACL for a New Object", "2 own, 0 inherited", "2 own, 0 inherited"},
-    {"So it is in a folder whose own list is inherited.", CreateInPlainFolder, "2 own, others inherited",
-     "DACL for a New Object", "2 own, none inherited", "2 own, none inherited"},
-    {"A protected list of a new folder is merged with nothing.", CreateWithProtectedList, "2 own, 0 inherited",
-     "DACL for a New Object", kAsWindows, kAsWindows},
-    {"SetFileSecurityW with two entries leaves these two alone.", Stamp, "2 own, 0 inherited",
-     "Automatic Propagation of Inheritable ACEs", "3 own, 0 inherited", "3 own, 0 inherited"},
-    {"SetFileSecurityW of a folder changes nothing below it.", StampParent, "unchanged",
-     "Automatic Propagation of Inheritable ACEs", kAsWindows, kAsWindows},
+    {"A new folder's list is the given one, merged with what it inherits.",
+     [] { return Entries(MakeBelow(L"D:(A;;FA;;;BA)(A;;FA;;;AU)")); }, "2 own, 1 inherited", "DACL for a New Object",
+     "2 own, 0 inherited"},
+    {"So it is in a folder whose own list is inherited.",
+     [] {
+       // Below a folder whose list is what the temporary folder hands down: how many entries that are is not said.
+       const Counts counts = CountEntries(MakeChild(NewFolder(), L"D:(A;;FA;;;BA)(A;;FA;;;AU)"));
+       return std::to_string(counts.own) + " own, " + (counts.inherited == 0 ? "none" : "others") + " inherited";
+     },
+     "2 own, others inherited", "DACL for a New Object", "2 own, none inherited"},
+    {"A protected list of a new folder is merged with nothing.",
+     [] { return Entries(MakeBelow(L"D:P(A;;FA;;;BA)(A;;FA;;;AU)")); }, "2 own, 0 inherited", "DACL for a New Object"},
+    {"SetFileSecurityW with two entries leaves these two alone.",
+     [] {
+       const std::wstring child = MakeBelow(L"D:(A;;FA;;;BA)(A;;FA;;;AU)");
+       SetAccess(child, L"D:(A;;FA;;;WD)(A;;FA;;;BU)");
+       return Entries(child);
+     },
+     "2 own, 0 inherited", "Automatic Propagation of Inheritable ACEs", "3 own, 0 inherited"},
+    {"SetFileSecurityW of a folder changes nothing below it.",
+     [] {
+       const std::wstring child = MakeBelow(L"D:(A;;FA;;;BA)(A;;FA;;;AU)");
+       const std::vector<BYTE> before = ReadList(child);
+       SetAccess(child.substr(0, child.rfind(L'\\')), L"D:(A;OICI;FA;;;WD)(A;OICI;FA;;;BU)");
+       return ReadList(child) == before ? "unchanged" : Entries(child);
+     },
+     "unchanged", "Automatic Propagation of Inheritable ACEs"},
     {"A folder whose list does not let it be listed refuses FindFirstFileW.", ListClosedFolder, "error 5",
-     "File Access Rights Constants", kAsWindows, kAsWindows},
+     "File Access Rights Constants"},
     {"A file is not deleted where neither its list nor its folder's allows it.", DeleteClosedFile, "error 5",
-     "DeleteFileW function", kAsWindows, kAsWindows},
+     "DeleteFileW function"},
     {"With the backup privilege FindFirstFileW lists a folder whose list does not let it be listed.",
-     ListWithBackupPrivilege, "done", kReliedOn, "error 5", "error 5", Need::kElevation},
+     [] {
+       const Privilege backup(SE_BACKUP_NAME);
+       return ListClosedFolder();
+     },
+     "done", kReliedOn, "error 5", kElevation},
     {"With the backup privilege GetFileAttributesW answers where the lists of file and folder allow it nothing.",
-     AskWithBackupPrivilege, "done", kReliedOn, "error 5", "error 5", Need::kElevation},
+     [] {
+       // Neither the file nor its folder tells its attributes.
+       const Privilege backup(SE_BACKUP_NAME);
+       const std::wstring folder = NewFolder();
+       const std::wstring file = folder + L"\\file";
+       TestSupport::WriteTestFile(file, "contents");
+       constexpr wchar_t kListOnly[] = L"D:P(A;;0x160000;;;WD)";
+       const Closed closedFile(file, kListOnly);
+       const Closed closedFolder(folder, kListOnly);
+       return Done(::GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES);
+     },
+     "done", kReliedOn, "error 5", kElevation},
     {"With the restore privilege DeleteFileW deletes a file that neither list allows to be deleted.",
-     DeleteWithRestorePrivilege, "done", kReliedOn, "error 5", "error 5", Need::kElevation},
+     [] {
+       const Privilege restore(SE_RESTORE_NAME);
+       return DeleteClosedFile();
+     },
+     "done", kReliedOn, "error 5", kElevation},
     {"With the restore privilege RemoveDirectoryW removes a folder that neither list allows to be removed.",
-     RemoveWithRestorePrivilege, "done", kReliedOn, "error 5", "error 5", Need::kElevation},
-    {"SetKernelObjectSecurity with a protected list leaves the folder protected.", KeepProtection, "protected",
-     kReliedOn, "not protected", "not protected"},
+     [] {
+       const Privilege restore(SE_RESTORE_NAME);
+       const std::wstring folder = NewFolder();
+       const std::wstring child = folder + L"\\child";
+       ::CreateDirectoryW(child.c_str(), nullptr);
+       const Closed closedChild(child);
+       const Closed closedFolder(folder);
+       return Done(::RemoveDirectoryW(child.c_str()));
+     },
+     "done", kReliedOn, "error 5", kElevation},
+    {"SetKernelObjectSecurity with a protected list leaves the folder protected.",
+     []() -> std::string {
+       const std::wstring folder = NewFolder();
+       const Closed closed(folder, L"D:P(A;;FA;;;WD)");
+       std::vector<BYTE> descriptor = ReadList(folder);
+       SECURITY_DESCRIPTOR_CONTROL control = 0;
+       DWORD revision = 0;
+       ::GetSecurityDescriptorControl(descriptor.data(), &control, &revision);
+       return (control & SE_DACL_PROTECTED) != 0 ? "protected" : "not protected";
+     },
+     "protected", kReliedOn, "not protected"},
     {"A handle keeps the rights that it was opened with when the list is closed later.", WriteAfterClosing,
-     "early: done, late: error 5", "IRP_MJ_CREATE dispatch routine", kAsWindows, kAsWindows},
+     "early: done, late: error 5", "IRP_MJ_CREATE dispatch routine"},
     {"An administrator may give a folder to the administrators without any privilege.", GiveToAdministrators, "done",
-     "SID Attributes in an Access Token", kAsWindows, kAsWindows, Need::kElevation},
+     "SID Attributes in an Access Token", kAsWindows, kElevation},
     {"An ordinary user may not give a folder to the administrators.", GiveToAdministrators, "error 1307",
-     "SID Attributes in an Access Token", kNotAsked, kNotAsked, Need::kNoElevation},
-    {"An administrator can enable the backup privilege.", EnableBackup, "done", "Privilege Constants", kAsWindows,
-     kAsWindows, Need::kElevation},
+     "SID Attributes in an Access Token", kNotAsked, kNoElevation},
+    {"An administrator can enable the backup privilege.", [] { return Code(Privilege(SE_BACKUP_NAME).Error()); },
+     "done", "Privilege Constants", kAsWindows, kElevation},
     {"An administrator can enable the restore privilege.", EnableRestore, "done", "Privilege Constants", kAsWindows,
-     kAsWindows, Need::kElevation},
+     kElevation},
     {"To an ordinary user AdjustTokenPrivileges answers that not all was assigned.", EnableRestore, "error 1300",
-     "AdjustTokenPrivileges function", kNotAsked, kNotAsked, Need::kNoElevation},
+     "AdjustTokenPrivileges function", kNotAsked, kNoElevation},
 };
 static_assert(AreSound(kFacts));
 

@@ -22,21 +22,6 @@ unsigned g_count = 0;
   throw std::runtime_error(std::string(what) + ": error " + std::to_string(::GetLastError()));
 }
 
-// The way of regsvr32.exe: a program found by its name alone. True where it was started.
-bool StartsByName(std::wstring name) {
-  STARTUPINFOW startup = {};
-  startup.cb = sizeof startup;
-  PROCESS_INFORMATION process = {};
-  name += L" --child nothing";
-  if (!::CreateProcessW(nullptr, name.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process)) {
-    return false;
-  }
-  const KernelHandle child(process.hProcess);
-  const KernelHandle thread(process.hThread);
-  ::WaitForSingleObject(child.Get(), INFINITE);
-  return true;
-}
-
 DWORD ErrorOf(bool succeeded) {
   return succeeded ? ERROR_SUCCESS : ::GetLastError();
 }
@@ -122,25 +107,39 @@ std::string Hex(DWORD number) {
   return text;
 }
 
+std::string List(const std::wstring& folder) {
+  WIN32_FIND_DATAW found;
+  return Got(OrCommon::FindHandle(::FindFirstFileW((folder + L"\\*").c_str(), &found)));
+}
+
+std::wstring Marked(const std::wstring& path, DWORD attributes) {
+  ::SetFileAttributesW(path.c_str(), attributes);
+  return path;
+}
+
 std::wstring OwnPath() {
   wchar_t path[1024] = {};
   ::GetModuleFileNameW(nullptr, path, 1024);
   return path;
 }
 
-DWORD RunChild(const std::vector<std::wstring>& task, DWORD flags, const std::wstring& program) {
-  std::vector<std::wstring> arguments = {L"--child"};
-  arguments.insert(arguments.end(), task.begin(), task.end());
-  std::wstring line = TestSupport::CommandLine(program, arguments);
+KernelHandle Start(const wchar_t* program, std::wstring line, DWORD flags) {
   STARTUPINFOW startup = {};
   startup.cb = sizeof startup;
   PROCESS_INFORMATION process = {};
-  if (!::CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, FALSE, flags, nullptr, nullptr, &startup,
-                        &process)) {
+  ::CreateProcessW(program, line.data(), nullptr, nullptr, FALSE, flags, nullptr, nullptr, &startup, &process);
+  const KernelHandle thread(process.hThread);
+  return KernelHandle(process.hProcess);
+}
+
+DWORD RunChild(const std::vector<std::wstring>& task, DWORD flags, const std::wstring& program) {
+  std::vector<std::wstring> arguments = {L"--child"};
+  arguments.insert(arguments.end(), task.begin(), task.end());
+  const std::wstring line = TestSupport::CommandLine(program, arguments);
+  const KernelHandle child = Start(program.c_str(), line, flags);
+  if (!child) {
     Fail("no child");
   }
-  const KernelHandle child(process.hProcess);
-  const KernelHandle thread(process.hThread);
   constexpr DWORD kLongEnough = 30000;  // milliseconds
   if (::WaitForSingleObject(child.Get(), kLongEnough) != WAIT_OBJECT_0) {
     ::TerminateProcess(child.Get(), 1);
@@ -158,11 +157,14 @@ DWORD DoChildTask(const std::wstring& task, const std::wstring& argument) {
   if (task == L"fast-fail") {
     FastFail();
   }
-  if (task == L"by-name") {  // with the folder of `argument` as the current one
+  if (task == L"by-name") {  // as regsvr32.exe is started, with the folder of `argument` as the current one
     ::SetEnvironmentVariableW(L"NoDefaultCurrentDirectoryInExePath", L"1");
     const std::size_t end = argument.rfind(L'\\');
     ::SetCurrentDirectoryW(argument.substr(0, end).c_str());
-    return ErrorOf(StartsByName(argument.substr(end + 1)));
+    const KernelHandle child = Start(nullptr, argument.substr(end + 1) + L" --child nothing");
+    const DWORD error = ErrorOf(static_cast<bool>(child));
+    ::WaitForSingleObject(child.Get(), INFINITE);
+    return error;
   }
   if (task == L"load" || task == L"load-guarded") {
     if (task == L"load-guarded") {
@@ -184,34 +186,10 @@ DWORD DoChildTask(const std::wstring& task, const std::wstring& argument) {
   return task == L"nothing" ? ERROR_SUCCESS : ERROR_INVALID_FUNCTION;
 }
 
-Privilege::Privilege(const wchar_t* name) {
-  TOKEN_PRIVILEGES wanted = {};
-  wanted.PrivilegeCount = 1;
-  wanted.Privileges[0].Attributes = SE_PRIVILEGE_ENABLED;
-  DWORD size = sizeof before_;
-  if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, token_.Receive()) ||
-      !::LookupPrivilegeValueW(nullptr, name, &wanted.Privileges[0].Luid)) {
-    Fail("no token");
-  }
-  ::AdjustTokenPrivileges(token_.Get(), FALSE, &wanted, sizeof before_, &before_, &size);
-  error_ = ::GetLastError();  // set on success too: not all privileges may be held
-}
-
-Privilege::~Privilege() {
-  const OrCommon::LastErrorKeeper keeper;
-  ::AdjustTokenPrivileges(token_.Get(), FALSE, &before_, 0, nullptr, nullptr);
-}
-
 Descriptor::Descriptor(const std::wstring& text) {
   if (!::ConvertStringSecurityDescriptorToSecurityDescriptorW(text.c_str(), SDDL_REVISION_1, memory_.Receive(),
                                                               nullptr)) {
     Fail("no descriptor");
-  }
-}
-
-void SetAccess(const std::wstring& path, const std::wstring& text) {
-  if (!::SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, Descriptor(text).Get())) {
-    Fail("no access list");
   }
 }
 

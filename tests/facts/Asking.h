@@ -42,6 +42,15 @@ std::string Code(DWORD error);
 // What a call that sets the last error answered.
 std::string Done(bool succeeded);
 std::string Hex(DWORD number);
+// Whether a folder can be listed.
+std::string List(const std::wstring& folder);
+// Whether something could be opened or made.
+template <class Owner>
+std::string Got(const Owner& owner) {
+  return Done(static_cast<bool>(owner));
+}
+// Gives a file or folder attributes; its path.
+std::wstring Marked(const std::wstring& path, DWORD attributes);
 
 // A function that older systems or headers lack. Throws where this system has none.
 template <class Function>
@@ -59,26 +68,14 @@ Function Find(const wchar_t* library, const char* name) {
 // This program's own file.
 std::wstring OwnPath();
 
+// Starts a program; empty, with the last error, where that fails. `program`: null where it is looked for by the line.
+OrCommon::KernelHandle Start(const wchar_t* program, std::wstring line, DWORD flags = 0);
+
 // Runs this program, or its copy `program`, as a child, which does a task (DoChildTask) and answers by its exit code.
 DWORD RunChild(const std::vector<std::wstring>& task, DWORD flags = 0, const std::wstring& program = OwnPath());
 
 // The child's side.
 DWORD DoChildTask(const std::wstring& task, const std::wstring& argument);
-
-// Enables a privilege as long as it lives. Error(): what the system answered.
-class Privilege {
- public:
-  explicit Privilege(const wchar_t* name);
-  Privilege(const Privilege&) = delete;
-  Privilege& operator=(const Privilege&) = delete;
-  ~Privilege();
-  DWORD Error() const noexcept { return error_; }
-
- private:
-  OrCommon::KernelHandle token_;
-  TOKEN_PRIVILEGES before_ = {};
-  DWORD error_ = ERROR_SUCCESS;
-};
 
 // A security descriptor from its text.
 class Descriptor {
@@ -89,8 +86,5 @@ class Descriptor {
  private:
   OrCommon::LocalMemory<void> memory_;
 };
-
-// Replaces the access list of a file or folder; throws where that fails.
-void SetAccess(const std::wstring& path, const std::wstring& text);
 
 }  // namespace Facts

@@ -11,34 +11,64 @@
 
 namespace Facts {
 
-// What must be so here, or the question makes no sense.
-enum class Need { kNothing, kElevation, kNoElevation, kNotLocalSystem, kSessionHost, kProgram };
+// The system at hand and what this process may do there.
+struct System {
+  std::string name;     // "Windows 10.0.22631, elevated", "Wine 8.0 as Windows 10.0.18362, ..."
+  unsigned long build;  // as the system itself knows it
+  unsigned wine;        // the major version; 0: a real Windows
+  bool elevated;
+  bool localSystem;
+  bool otherThanLocalSystem;
+  bool ordinary;  // neither of the first two
+  bool sessionHost;
+  bool program;  // there is a VELAutil.exe
 
-// Builds at which Windows changed. The oldest that the program runs on is the first.
-enum Build : unsigned long {
-  kAnyBuild = 3790,
-  kVista = 6000,
-  kWindows7 = 7600,
-  kWindows8 = 9200,
-  kWindows81 = 9600,
-  kWindows10In22H2 = 19045,
+  static System Ask();
 };
+
+// What must be so here, or the question makes no sense.
+struct Need {
+  std::string_view text;
+  unsigned long build = 0;      // at least
+  bool System::*met = nullptr;  // if not null
+};
+inline constexpr Need kNothing = {};
+inline constexpr Need kVista = {"Windows Vista", 6000};
+inline constexpr Need kWindows7 = {"Windows 7", 7600};
+inline constexpr Need kWindows8 = {"Windows 8", 9200};
+inline constexpr Need kWindows81 = {"Windows 8.1", 9600};
+inline constexpr Need kWindows10In22H2 = {"Windows 10 22H2", 19045};
+inline constexpr Need kElevation = {"elevation", 0, &System::elevated};
+inline constexpr Need kNoElevation = {"a process that is not elevated", 0, &System::ordinary};
+inline constexpr Need kNotLocalSystem = {"another account than the local system", 0, &System::otherThanLocalSystem};
+inline constexpr Need kSessionHost = {"a session host", 0, &System::sessionHost};
+inline constexpr Need kProgram = {"VELAutil.exe beside this program", 0, &System::program};
+
+inline constexpr std::string_view kAsWindows;
+inline constexpr std::string_view kNotAsked = "not asked";  // a Wine that lacks what the fact needs
+inline constexpr std::string_view kAsWine8 = "as Wine 8";
+inline constexpr std::string_view kReliedOn = "no page says so; the program relies on it";
 
 struct Fact {
   std::string_view sentence;
   std::string (*ask)();
-  std::string_view expected;  // of Windows
-  std::string_view source;    // the title of the page that says so, or that none does
-  std::string_view wine8;     // kAsWindows, kNotAsked, or what is declared
-  std::string_view wine10;
-  Need need = Need::kNothing;
-  Build since = kAnyBuild;
+  std::string_view expected;            // of Windows
+  std::string_view source;              // the title of the page that says so, or that none does
+  std::string_view wine8 = kAsWindows;  // or kNotAsked, or what is declared
+  Need need = kNothing;
+  Need second = kNothing;
+  std::string_view wine10 = kAsWine8;
+
+  constexpr std::string_view Wine10() const { return wine10 == kAsWine8 ? wine8 : wine10; }
 };
 
 struct Group {
   std::string_view subject;
   const Fact* facts;
   std::size_t count;
+
+  const Fact* begin() const { return facts; }
+  const Fact* end() const { return facts + count; }
 };
 
 extern const Group kFileFacts;
@@ -48,10 +78,18 @@ extern const Group kRegistryFacts;
 extern const Group kProcessFacts;
 extern const Group kSessionFacts;
 extern const Group kLibraryFacts;
+inline constexpr const Group* kGroups[] = {&kFileFacts,    &kLinkFacts,    &kAccessFacts, &kRegistryFacts,
+                                           &kProcessFacts, &kSessionFacts, &kLibraryFacts};
 
-inline constexpr std::string_view kAsWindows;
-inline constexpr std::string_view kNotAsked = "not asked";  // a Wine that lacks what the fact needs
-inline constexpr std::string_view kReliedOn = "no page says so; the program relies on it";
+// VELAutil.exe beside this program, or one folder up, as the build has it; empty where there is none.
+std::wstring ProgramPath();
+
+// docs/windows-facts.md, made from the table of facts and from what was recorded on a real Windows (a folder of files
+// that --record wrote). Writes or compares it; the result is an exit code.
+int MakePage(const std::wstring& records, const std::wstring& page, bool compare);
+
+// Stands between an answer and its sentence in a record.
+inline constexpr std::string_view kSeparator = " | ";
 
 // True where each row is whole and declares nothing that needs no declaration. The probe is not looked at: GCC does not
 // compare functions at compile time in a build that ends at undefined behaviour.
@@ -59,7 +97,7 @@ template <std::size_t count>
 constexpr bool AreSound(const Fact (&facts)[count]) {
   for (const Fact& fact : facts) {
     if (fact.sentence.empty() || fact.expected.empty() || fact.source.empty() || fact.wine8 == fact.expected ||
-        fact.wine10 == fact.expected) {
+        fact.Wine10() == fact.expected) {
       return false;
     }
   }

@@ -15,7 +15,6 @@ namespace Facts {
 namespace {
 
 using OrCommon::FileHandle;
-using OrCommon::FindHandle;
 using TestSupport::WriteTestFile;
 
 std::wstring NewFile() {
@@ -30,104 +29,25 @@ FileHandle Open(const std::wstring& path, DWORD access, DWORD sharing, DWORD dis
 
 // As the program replaces a file.
 std::string Replace(const std::wstring& file) {
-  return Done(static_cast<bool>(Open(file, GENERIC_WRITE, 0, CREATE_ALWAYS)));
+  return Got(Open(file, GENERIC_WRITE, 0, CREATE_ALWAYS));
 }
 
-template <DWORD attributes>
-std::string ReplaceMarked() {
-  const std::wstring file = NewFile();
-  ::SetFileAttributesW(file.c_str(), attributes);
-  return Replace(file);
+std::string AttributesAs(const std::wstring& path, DWORD attributes) {
+  return Hex(::GetFileAttributesW(Marked(path, attributes).c_str()));
 }
 
-std::string ReplaceWhileRead() {
-  const std::wstring file = NewFile();
-  const FileHandle reader = Open(file, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
-  return Replace(file);
-}
-
-template <DWORD attributes>
-std::string CarryAttributes() {
-  const std::wstring file = NewFile();
-  ::SetFileAttributesW(file.c_str(), attributes);
-  return Hex(::GetFileAttributesW(file.c_str()));
-}
-
-std::string MarkFolder() {
-  const std::wstring folder = NewFolder();
-  ::SetFileAttributesW(folder.c_str(), FILE_ATTRIBUTE_READONLY);
-  return Hex(::GetFileAttributesW(folder.c_str()));
-}
-
-std::string RemoveMarkedFolder() {
-  const std::wstring folder = NewFolder();
-  ::SetFileAttributesW(folder.c_str(), FILE_ATTRIBUTE_READONLY);
-  return Done(::RemoveDirectoryW(folder.c_str()));
-}
-
-std::string DeleteMarkedFile() {
-  const std::wstring file = NewFile();
-  ::SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_READONLY);
-  return Done(::DeleteFileW(file.c_str()));
-}
-
-std::string CarryCreationTime() {
-  const FILETIME created = {0, 0x01C00000};
-  const FILETIME written = {0, 0x01D00000};
-  const FileHandle file = Open(NewFile(), GENERIC_READ | GENERIC_WRITE, 0, OPEN_EXISTING);
-  ::SetFileTime(file.Get(), &created, nullptr, &written);
-  FILETIME found = {};
-  ::GetFileTime(file.Get(), &found, nullptr, nullptr);
-  return ::CompareFileTime(&found, &created) == 0 ? "kept" : "lost";
-}
-
-std::string ReadLockedRange() {
-  const std::wstring file = NewFile();
-  const DWORD all = FILE_SHARE_READ | FILE_SHARE_WRITE;
-  const FileHandle owner = Open(file, GENERIC_READ | GENERIC_WRITE, all, OPEN_EXISTING);
-  ::LockFile(owner.Get(), 0, 0, 4, 0);
-  const FileHandle reader = Open(file, GENERIC_READ, all, OPEN_EXISTING);
-  char byte = 0;
-  DWORD read = 0;
-  return Done(::ReadFile(reader.Get(), &byte, 1, &read, nullptr));
-}
-
-// A folder whose path is longer than 260 characters, made in the long form.
-std::wstring NewDeepFolder() {
+// Asks to list a folder whose path is longer than 260 characters. It is made and removed in the long form: the clean-up
+// of the run knows short paths only.
+std::string ListDeepFolder(const std::wstring& start) {
   std::wstring folder = NewFolder();
   while (folder.size() <= MAX_PATH) {
     folder += L"\\" + std::wstring(60, L'x');
     ::CreateDirectoryW((L"\\\\?\\" + folder).c_str(), nullptr);
   }
-  return folder;
-}
-
-// Removes what was made: the clean-up of the run knows short paths only.
-void RemoveDeepFolder(std::wstring folder) {
-  while (folder.back() == L'x') {
+  const std::string answer = List(start + folder);
+  for (; folder.back() == L'x'; folder.resize(folder.rfind(L'\\'))) {
     ::RemoveDirectoryW((L"\\\\?\\" + folder).c_str());
-    folder.resize(folder.rfind(L'\\'));
   }
-}
-
-template <bool longForm>
-std::string ListDeepFolder() {
-  const std::wstring folder = NewDeepFolder();
-  std::string answer;
-  {
-    WIN32_FIND_DATAW found;
-    const FindHandle search(::FindFirstFileW(((longForm ? L"\\\\?\\" : L"") + folder + L"\\*").c_str(), &found));
-    answer = Done(static_cast<bool>(search));
-  }
-  RemoveDeepFolder(folder);
-  return answer;
-}
-
-std::string DeleteTrailingBlank() {
-  const std::wstring file = NewFolder() + L"\\name ";
-  { const FileHandle made = Open(L"\\\\?\\" + file, GENERIC_WRITE, 0, CREATE_NEW); }
-  const std::string answer = Done(::DeleteFileW(file.c_str()));
-  ::DeleteFileW((L"\\\\?\\" + file).c_str());
   return answer;
 }
 
@@ -146,11 +66,6 @@ std::string AppendByTwo() {
   return TestSupport::FileContent(path);
 }
 
-// Only for who may not make the entry. An entry that is made all the same names a file of this run's own.
-std::string DeleteAtRestart() {
-  return Done(::MoveFileExW(NewFile().c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT));
-}
-
 using CreateFolders = int(WINAPI*)(HWND, const wchar_t*, const SECURITY_ATTRIBUTES*);
 
 std::string MakeFolders(const std::wstring& path) {
@@ -158,63 +73,94 @@ std::string MakeFolders(const std::wstring& path) {
       static_cast<DWORD>(Find<CreateFolders>(L"shell32.dll", "SHCreateDirectoryExW")(nullptr, path.c_str(), nullptr)));
 }
 
-std::string MakeExistingFolders() {
-  return MakeFolders(NewFolder());
-}
-
-std::string MakeRelativeFolders() {
-  wchar_t before[1024] = {};
-  ::GetCurrentDirectoryW(1024, before);
-  ::SetCurrentDirectoryW(NewFolder().c_str());  // a system that accepts the path makes it there
-  const std::string answer = MakeFolders(L"relative");
-  ::SetCurrentDirectoryW(before);
-  return answer;
-}
-
-std::string MakeDeepFolders() {
-  return MakeFolders(NewFolder() + L"\\" + std::wstring(120, L'a') + L"\\" + std::wstring(130, L'b'));
-}
-
 constexpr Fact kFacts[] = {
-    {"A read-only file refuses CREATE_ALWAYS.", ReplaceMarked<FILE_ATTRIBUTE_READONLY>, "error 5",
-     "[MS-FSA] Open of an Existing File", kAsWindows, kAsWindows},
-    {"A hidden file refuses CREATE_ALWAYS with FILE_ATTRIBUTE_NORMAL.", ReplaceMarked<FILE_ATTRIBUTE_HIDDEN>, "error 5",
-     "CreateFileW function", "done", "done"},
-    {"A system file refuses CREATE_ALWAYS with FILE_ATTRIBUTE_NORMAL.", ReplaceMarked<FILE_ATTRIBUTE_SYSTEM>, "error 5",
-     "CreateFileW function", "done", "done"},
-    {"A file that another handle reads refuses CREATE_ALWAYS without sharing.", ReplaceWhileRead, "error 32",
-     "CreateFileW function", kAsWindows, kAsWindows},
-    {"A file that had FILE_ATTRIBUTE_NORMAL set has no other attribute.", CarryAttributes<FILE_ATTRIBUTE_NORMAL>,
-     "0x80", "SetFileAttributesW function", "0x20", "0x20"},
+    {"A read-only file refuses CREATE_ALWAYS.", [] { return Replace(Marked(NewFile(), FILE_ATTRIBUTE_READONLY)); },
+     "error 5", "[MS-FSA] Open of an Existing File"},
+    {"A hidden file refuses CREATE_ALWAYS with FILE_ATTRIBUTE_NORMAL.",
+     [] { return Replace(Marked(NewFile(), FILE_ATTRIBUTE_HIDDEN)); }, "error 5", "CreateFileW function", "done"},
+    {"A system file refuses CREATE_ALWAYS with FILE_ATTRIBUTE_NORMAL.",
+     [] { return Replace(Marked(NewFile(), FILE_ATTRIBUTE_SYSTEM)); }, "error 5", "CreateFileW function", "done"},
+    {"A file that another handle reads refuses CREATE_ALWAYS without sharing.",
+     [] {
+       const std::wstring file = NewFile();
+       const FileHandle reader = Open(file, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
+       return Replace(file);
+     },
+     "error 32", "CreateFileW function"},
+    {"A file that had FILE_ATTRIBUTE_NORMAL set has no other attribute.",
+     [] { return AttributesAs(NewFile(), FILE_ATTRIBUTE_NORMAL); }, "0x80", "SetFileAttributesW function", "0x20"},
     {"Hidden, system, temporary and not indexed are attributes that a file keeps.",
-     CarryAttributes<FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_TEMPORARY |
-                     FILE_ATTRIBUTE_NOT_CONTENT_INDEXED>,
-     "0x2106", "SetFileAttributesW function", "0x26", "0x26"},
-    {"A folder keeps the attribute read-only.", MarkFolder, "0x11", "SetFileAttributesW function", "0x10", "0x10"},
-    {"A read-only folder refuses RemoveDirectoryW.", RemoveMarkedFolder, "error 5",
-     "[MS-FSA] FileDispositionInformation", "done", "done"},
-    {"A read-only file refuses DeleteFileW.", DeleteMarkedFile, "error 5", "DeleteFileW function", kAsWindows,
-     kAsWindows},
-    {"A file keeps the creation time that SetFileTime gives it.", CarryCreationTime, "kept", "SetFileTime function",
-     "lost", "lost"},
-    {"A range that another handle has locked cannot be read, though the file can be opened.", ReadLockedRange,
-     "error 33", "LockFile function", "done", "done"},
-    {"A folder whose path has more than 260 characters cannot be listed by its plain path.", ListDeepFolder<false>,
-     "error 3", "Maximum Path Length Limitation, which names no code", "done", "done"},
+     [] {
+       return AttributesAs(NewFile(), FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_TEMPORARY |
+                                          FILE_ATTRIBUTE_NOT_CONTENT_INDEXED);
+     },
+     "0x2106", "SetFileAttributesW function", "0x26"},
+    {"A folder keeps the attribute read-only.", [] { return AttributesAs(NewFolder(), FILE_ATTRIBUTE_READONLY); },
+     "0x11", "SetFileAttributesW function", "0x10"},
+    {"A read-only folder refuses RemoveDirectoryW.",
+     [] { return Done(::RemoveDirectoryW(Marked(NewFolder(), FILE_ATTRIBUTE_READONLY).c_str())); }, "error 5",
+     "[MS-FSA] FileDispositionInformation", "done"},
+    {"A read-only file refuses DeleteFileW.",
+     [] { return Done(::DeleteFileW(Marked(NewFile(), FILE_ATTRIBUTE_READONLY).c_str())); }, "error 5",
+     "DeleteFileW function"},
+    {"A file keeps the creation time that SetFileTime gives it.",
+     []() -> std::string {
+       const FILETIME created = {0, 0x01C00000};
+       const FILETIME written = {0, 0x01D00000};
+       const FileHandle file = Open(NewFile(), GENERIC_READ | GENERIC_WRITE, 0, OPEN_EXISTING);
+       ::SetFileTime(file.Get(), &created, nullptr, &written);
+       FILETIME found = {};
+       ::GetFileTime(file.Get(), &found, nullptr, nullptr);
+       return ::CompareFileTime(&found, &created) == 0 ? "kept" : "lost";
+     },
+     "kept", "SetFileTime function", "lost"},
+    {"A range that another handle has locked cannot be read, though the file can be opened.",
+     [] {
+       const std::wstring file = NewFile();
+       const DWORD all = FILE_SHARE_READ | FILE_SHARE_WRITE;
+       const FileHandle owner = Open(file, GENERIC_READ | GENERIC_WRITE, all, OPEN_EXISTING);
+       ::LockFile(owner.Get(), 0, 0, 4, 0);
+       const FileHandle reader = Open(file, GENERIC_READ, all, OPEN_EXISTING);
+       char byte = 0;
+       DWORD read = 0;
+       return Done(::ReadFile(reader.Get(), &byte, 1, &read, nullptr));
+     },
+     "error 33", "LockFile function", "done"},
+    {"A folder whose path has more than 260 characters cannot be listed by its plain path.",
+     [] { return ListDeepFolder(L""); }, "error 3", "Maximum Path Length Limitation, which names no code", "done"},
     {"A folder whose path has more than 260 characters can be listed by the long form of its path.",
-     ListDeepFolder<true>, "done", "Maximum Path Length Limitation", kAsWindows, kAsWindows},
-    {"A file whose name ends in a blank is not found by its plain path.", DeleteTrailingBlank, "error 2",
-     "Naming Files, Paths, and Namespaces", kAsWindows, kAsWindows},
-    {"What two streams append in turn stands in the file in turn.", AppendByTwo, "123", "fopen, _wfopen", kAsWindows,
-     kAsWindows},
-    {"MOVEFILE_DELAY_UNTIL_REBOOT is refused to who is no administrator.", DeleteAtRestart, "error 5",
-     "MoveFileExW function", kNotAsked, kNotAsked, Need::kNoElevation},
-    {"SHCreateDirectoryExW answers ERROR_ALREADY_EXISTS where the folder exists.", MakeExistingFolders, "error 183",
-     "SHCreateDirectoryExW function", kAsWindows, kAsWindows},
-    {"SHCreateDirectoryExW answers ERROR_BAD_PATHNAME to a relative path.", MakeRelativeFolders, "error 161",
-     "SHCreateDirectoryExW function", kAsWindows, kAsWindows},
-    {"SHCreateDirectoryExW answers ERROR_FILENAME_EXCED_RANGE to a path of more than 248 characters.", MakeDeepFolders,
-     "error 206", "SHCreateDirectoryExW function", "done", "done"},
+     [] { return ListDeepFolder(L"\\\\?\\"); }, "done", "Maximum Path Length Limitation"},
+    {"A file whose name ends in a blank is not found by its plain path.",
+     [] {
+       const std::wstring file = NewFolder() + L"\\name ";
+       { const FileHandle made = Open(L"\\\\?\\" + file, GENERIC_WRITE, 0, CREATE_NEW); }
+       const std::string answer = Done(::DeleteFileW(file.c_str()));
+       ::DeleteFileW((L"\\\\?\\" + file).c_str());
+       return answer;
+     },
+     "error 2", "Naming Files, Paths, and Namespaces"},
+    {"What two streams append in turn stands in the file in turn.", AppendByTwo, "123", "fopen, _wfopen"},
+    {"MOVEFILE_DELAY_UNTIL_REBOOT is refused to who is no administrator.",
+     [] {
+       // Only for who may not make the entry. An entry that is made all the same names a file of this run's own.
+       return Done(::MoveFileExW(NewFile().c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT));
+     },
+     "error 5", "MoveFileExW function", kNotAsked, kNoElevation},
+    {"SHCreateDirectoryExW answers ERROR_ALREADY_EXISTS where the folder exists.",
+     [] { return MakeFolders(NewFolder()); }, "error 183", "SHCreateDirectoryExW function"},
+    {"SHCreateDirectoryExW answers ERROR_BAD_PATHNAME to a relative path.",
+     [] {
+       wchar_t before[1024] = {};
+       ::GetCurrentDirectoryW(1024, before);
+       ::SetCurrentDirectoryW(NewFolder().c_str());  // a system that accepts the path makes it there
+       const std::string answer = MakeFolders(L"relative");
+       ::SetCurrentDirectoryW(before);
+       return answer;
+     },
+     "error 161", "SHCreateDirectoryExW function"},
+    {"SHCreateDirectoryExW answers ERROR_FILENAME_EXCED_RANGE to a path of more than 248 characters.",
+     [] { return MakeFolders(NewFolder() + L"\\" + std::wstring(120, L'a') + L"\\" + std::wstring(130, L'b')); },
+     "error 206", "SHCreateDirectoryExW function", "done"},
 };
 static_assert(AreSound(kFacts));
 

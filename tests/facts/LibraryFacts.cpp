@@ -6,7 +6,6 @@
 
 #include "tests/facts/Asking.h"
 #include "tests/facts/Facts.h"
-#include "tests/facts/System.h"
 #include "tests/support/ImportTables.h"
 #include "tests/support/TextLines.h"
 
@@ -88,11 +87,6 @@ std::string CheckImports() {
   return "all known";
 }
 
-std::string FollowRandomNumbers() {
-  const std::string forwarder = Forwarder(::LoadLibraryW(L"advapi32.dll"), "SystemFunction036");
-  return forwarder.empty() ? "its own" : NameOf(forwarder);
-}
-
 template <UINT page>
 std::string Convert(const wchar_t* text) {
   char bytes[16] = {};
@@ -104,24 +98,19 @@ std::string Convert(const wchar_t* text) {
   return answer;
 }
 
-std::string ConvertAccentToJapanese() {
-  return Convert<932>(L"\u00E9");
-}
-
-std::string ConvertJapaneseToWestern() {
-  return Convert<1252>(L"\u65E5");
-}
-
 constexpr Fact kFacts[] = {
     {"Every function that VELAutil.exe imports comes from a library that is always the system's own.", CheckImports,
-     "all known", "Dynamic-link library search order", "no KnownDLLs", "no KnownDLLs", Need::kProgram},
+     "all known", "Dynamic-link library search order", "no KnownDLLs", kProgram},
     {"SystemFunction036 of advapi32 is handed on to cryptbase, which is looked for in the program's folder first.",
-     FollowRandomNumbers, "cryptbase", "no page says so; the program imports no such function for that reason",
-     "its own", "its own", Need::kNothing, kWindows7},
-    {"In code page 932 an accented letter becomes the plain one.", ConvertAccentToJapanese, "0x65",
-     "WideCharToMultiByte function", kAsWindows, kAsWindows},
-    {"In code page 1252 a Japanese character becomes a question mark.", ConvertJapaneseToWestern, "0x3F",
-     "WideCharToMultiByte function", kAsWindows, kAsWindows},
+     [] {
+       const std::string forwarder = Forwarder(::LoadLibraryW(L"advapi32.dll"), "SystemFunction036");
+       return forwarder.empty() ? "its own" : NameOf(forwarder);
+     },
+     "cryptbase", "no page says so; the program imports no such function for that reason", "its own", kWindows7},
+    {"In code page 932 an accented letter becomes the plain one.", [] { return Convert<932>(L"\u00E9"); }, "0x65",
+     "WideCharToMultiByte function"},
+    {"In code page 1252 a Japanese character becomes a question mark.", [] { return Convert<1252>(L"\u65E5"); }, "0x3F",
+     "WideCharToMultiByte function"},
 };
 static_assert(AreSound(kFacts));
 

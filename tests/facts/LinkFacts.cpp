@@ -48,7 +48,7 @@ void MakeJunction(const std::wstring& link, const std::wstring& target) {
   DWORD returned = 0;
   if (!::DeviceIoControl(handle.Get(), FSCTL_SET_REPARSE_POINT, &data, static_cast<DWORD>(used), nullptr, 0, &returned,
                          nullptr)) {
-    throw std::runtime_error("no junction, error " + std::to_string(::GetLastError()));
+    throw std::runtime_error("no junction, " + Done(false));
   }
 }
 
@@ -66,47 +66,19 @@ FileHandle Open(const std::wstring& path, DWORD access, DWORD flags) {
   return FileHandle(::CreateFileW(path.c_str(), access, kSharedByAll, nullptr, OPEN_EXISTING, flags, nullptr));
 }
 
-// Where a handle leads to: the last two parts of its final path.
-std::string FinalPath(HANDLE handle) {
+std::wstring WholePath(HANDLE handle) {
   wchar_t path[1024] = {};
   Find<DWORD(WINAPI*)(HANDLE, wchar_t*, DWORD, DWORD)>(L"kernel32.dll", "GetFinalPathNameByHandleW")(handle, path, 1024,
                                                                                                      0);
-  const std::wstring text = path;
+  return path;
+}
+
+// Where a handle leads to: the last two parts of its final path.
+std::string FinalPath(HANDLE handle) {
+  const std::wstring text = WholePath(handle);
   const std::size_t last = text.rfind(L'\\');
-  if (last == std::wstring::npos || last == 0) {
-    return Done(false);
-  }
-  return TestSupport::ToUtf8(text.substr(text.rfind(L'\\', last - 1) + 1));
-}
-
-std::string RemoveLink() {
-  const Linked place;
-  const std::string answer = Done(::RemoveDirectoryW(place.link.c_str()));
-  return answer + (TestSupport::Exists(place.target + L"\\file") ? ", file kept" : ", file gone");
-}
-
-std::string ListLink() {
-  const Linked place;
-  WIN32_FIND_DATAW found = {};
-  const FindHandle search(::FindFirstFileW(place.link.c_str(), &found));
-  return (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 ? "link, " + Hex(found.dwReserved0) : "no link";
-}
-
-std::string AskLink() {
-  const Linked place;
-  const DWORD attributes = ::GetFileAttributesW(place.link.c_str());
-  return attributes == INVALID_FILE_ATTRIBUTES ? Done(false) : Hex(attributes & FILE_ATTRIBUTE_REPARSE_POINT);
-}
-
-std::string FollowLink() {
-  const Linked place;
-  return FinalPath(Open(place.link + L"\\file", GENERIC_READ, 0).Get());
-}
-
-std::string OpenLinkItself() {
-  const Linked place;
-  const std::string parent = TestSupport::ToUtf8(place.folder.substr(place.folder.rfind(L'\\') + 1));
-  return FinalPath(Open(place.link, 0, kAsLink).Get()) == parent + "\\link" ? "link" : "something else";
+  return last == std::wstring::npos || last == 0 ? Done(false)
+                                                 : TestSupport::ToUtf8(text.substr(text.rfind(L'\\', last - 1) + 1));
 }
 
 std::string DeleteByHandle() {
@@ -123,79 +95,89 @@ std::string DeleteByHandle() {
   return answer + (TestSupport::Exists(file) ? ", file kept" : ", file gone");
 }
 
-std::string OpenUnderRedirectionGuard() {
-  const Linked place;
-  return Code(RunChild({L"open-guarded", place.link + L"\\file"}));
-}
-
-std::string OpenBelowRedirectionGuard() {
-  const Linked place;
-  return Code(RunChild({L"open-below-guarded", place.link + L"\\file"}));
-}
-
-// The only final path with a backslash at its end.
-std::string FindVolumeRoot() {
-  wchar_t path[MAX_PATH] = {};
-  ::GetSystemWindowsDirectoryW(path, MAX_PATH);
-  path[3] = L'\0';
-  const FileHandle root = Open(path, 0, FILE_FLAG_BACKUP_SEMANTICS);
-  wchar_t found[1024] = {};
-  const DWORD length = Find<DWORD(WINAPI*)(HANDLE, wchar_t*, DWORD, DWORD)>(
-      L"kernel32.dll", "GetFinalPathNameByHandleW")(root.Get(), found, 1024, 0);
-  return length == 0 || length >= 1024 ? Done(false) : TestSupport::ToUtf8(std::wstring(found).substr(length - 2));
-}
-
 std::wstring OldApplicationData() {
   wchar_t profile[MAX_PATH] = {};
   ::GetEnvironmentVariableW(L"USERPROFILE", profile, MAX_PATH);
   return std::wstring(profile) + L"\\Application Data";
 }
 
-std::string AskApplicationData() {
-  const DWORD attributes = ::GetFileAttributesW(OldApplicationData().c_str());
-  return attributes == INVALID_FILE_ATTRIBUTES ? Done(false)
-                                               : Hex(attributes & ~DWORD{FILE_ATTRIBUTE_NOT_CONTENT_INDEXED});
-}
-
-std::string ListApplicationData() {
-  WIN32_FIND_DATAW found = {};
-  const FindHandle search(::FindFirstFileW((OldApplicationData() + L"\\*").c_str(), &found));
-  return Done(static_cast<bool>(search));
-}
-
-std::string FollowApplicationData() {
-  const FileHandle handle = Open(OldApplicationData(), 0, FILE_FLAG_BACKUP_SEMANTICS);
-  return handle ? FinalPath(handle.Get()) : Done(false);
-}
-
 constexpr Fact kFacts[] = {
-    {"RemoveDirectoryW of a junction removes the junction and nothing behind it.", RemoveLink, "done, file kept",
-     "RemoveDirectoryW function", "no junction, error 50", "no junction, error 50"},
-    {"A listing tells that an entry is a junction.", ListLink, "link, 0xA0000003", "WIN32_FIND_DATAW structure",
-     "no junction, error 50", "no junction, error 50"},
-    {"GetFileAttributesW of a junction tells of the junction.", AskLink, "0x400",
-     "Determining Whether a Directory Is a Mounted Folder", "no junction, error 50", "no junction, error 50"},
-    {"GetFinalPathNameByHandleW of a file reached through a junction names the file's own folder.", FollowLink,
-     "target\\file", "GetFinalPathNameByHandleW function", "no junction, error 50", "no junction, error 50",
-     Need::kNothing, kVista},
-    {"FILE_FLAG_OPEN_REPARSE_POINT opens the junction itself.", OpenLinkItself, "link", "CreateFileW function",
-     "no junction, error 50", "no junction, error 50", Need::kNothing, kVista},
+    {"RemoveDirectoryW of a junction removes the junction and nothing behind it.",
+     [] {
+       const Linked place;
+       const std::string answer = Done(::RemoveDirectoryW(place.link.c_str()));
+       return answer + (TestSupport::Exists(place.target + L"\\file") ? ", file kept" : ", file gone");
+     },
+     "done, file kept", "RemoveDirectoryW function", "no junction, error 50"},
+    {"A listing tells that an entry is a junction.",
+     [] {
+       const Linked place;
+       WIN32_FIND_DATAW found = {};
+       const FindHandle search(::FindFirstFileW(place.link.c_str(), &found));
+       return (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 ? "link, " + Hex(found.dwReserved0)
+                                                                           : "no link";
+     },
+     "link, 0xA0000003", "WIN32_FIND_DATAW structure", "no junction, error 50"},
+    {"GetFileAttributesW of a junction tells of the junction.",
+     [] {
+       const Linked place;
+       const DWORD attributes = ::GetFileAttributesW(place.link.c_str());
+       return attributes == INVALID_FILE_ATTRIBUTES ? Done(false) : Hex(attributes & FILE_ATTRIBUTE_REPARSE_POINT);
+     },
+     "0x400", "Determining Whether a Directory Is a Mounted Folder", "no junction, error 50"},
+    {"GetFinalPathNameByHandleW of a file reached through a junction names the file's own folder.",
+     [] {
+       const Linked place;
+       return FinalPath(Open(place.link + L"\\file", GENERIC_READ, 0).Get());
+     },
+     "target\\file", "GetFinalPathNameByHandleW function", "no junction, error 50", kVista},
+    {"FILE_FLAG_OPEN_REPARSE_POINT opens the junction itself.",
+     []() -> std::string {
+       const Linked place;
+       const std::string parent = TestSupport::ToUtf8(place.folder.substr(place.folder.rfind(L'\\') + 1));
+       return FinalPath(Open(place.link, 0, kAsLink).Get()) == parent + "\\link" ? "link" : "something else";
+     },
+     "link", "CreateFileW function", "no junction, error 50", kVista},
     {"FileDispositionInfo deletes the file that was opened.", DeleteByHandle, "done, file gone",
-     "SetFileInformationByHandle function", kAsWindows, kAsWindows, Need::kNothing, kVista},
+     "SetFileInformationByHandle function", kAsWindows, kVista},
     {"With the redirection guard a process does not follow a junction that an ordinary user made.",
-     OpenUnderRedirectionGuard, "error 448", "PROCESS_MITIGATION_REDIRECTION_TRUST_POLICY structure", kNotAsked,
-     kNotAsked, Need::kNoElevation, kWindows10In22H2},
-    {"A child does not inherit the redirection guard.", OpenBelowRedirectionGuard, "done",
-     "no page of Microsoft says so; reported of an installer", kNotAsked, kNotAsked, Need::kNoElevation,
-     kWindows10In22H2},
-    {"GetFinalPathNameByHandleW of a volume's root ends in a backslash.", FindVolumeRoot, ":\\",
-     "GetFinalPathNameByHandleW function", kAsWindows, kAsWindows, Need::kNothing, kVista},
-    {"\"Application Data\" in a profile is a hidden system junction.", AskApplicationData, "0x416",
-     "Junction Points and Backup Applications", "error 2", "error 2", Need::kNotLocalSystem, kVista},
-    {"\"Application Data\" in a profile cannot be listed.", ListApplicationData, "error 5",
-     "Junction Points and Backup Applications", "error 3", "error 3", Need::kNotLocalSystem, kVista},
-    {"\"Application Data\" in a profile leads to AppData\\Roaming.", FollowApplicationData, "AppData\\Roaming",
-     "Junction Points and Backup Applications", "error 2", "error 2", Need::kNotLocalSystem, kVista},
+     [] {
+       const Linked place;
+       return Code(RunChild({L"open-guarded", place.link + L"\\file"}));
+     },
+     "error 448", "PROCESS_MITIGATION_REDIRECTION_TRUST_POLICY structure", kNotAsked, kWindows10In22H2, kNoElevation},
+    {"A child does not inherit the redirection guard.",
+     [] {
+       const Linked place;
+       return Code(RunChild({L"open-below-guarded", place.link + L"\\file"}));
+     },
+     "done", "no page of Microsoft says so; reported of an installer", kNotAsked, kWindows10In22H2, kNoElevation},
+    {"GetFinalPathNameByHandleW of a volume's root ends in a backslash.",
+     [] {
+       // The only final path with a backslash at its end.
+       wchar_t path[MAX_PATH] = {};
+       ::GetSystemWindowsDirectoryW(path, MAX_PATH);
+       path[3] = L'\0';
+       const FileHandle root = Open(path, 0, FILE_FLAG_BACKUP_SEMANTICS);
+       const std::wstring found = WholePath(root.Get());
+       return found.empty() ? Done(false) : TestSupport::ToUtf8(found.substr(found.size() - 2));
+     },
+     ":\\", "GetFinalPathNameByHandleW function", kAsWindows, kVista},
+    {"\"Application Data\" in a profile is a hidden system junction.",
+     [] {
+       const DWORD attributes = ::GetFileAttributesW(OldApplicationData().c_str());
+       return attributes == INVALID_FILE_ATTRIBUTES ? Done(false)
+                                                    : Hex(attributes & ~DWORD{FILE_ATTRIBUTE_NOT_CONTENT_INDEXED});
+     },
+     "0x416", "Junction Points and Backup Applications", "error 2", kVista, kNotLocalSystem},
+    {"\"Application Data\" in a profile cannot be listed.", [] { return List(OldApplicationData()); }, "error 5",
+     "Junction Points and Backup Applications", "error 3", kVista, kNotLocalSystem},
+    {"\"Application Data\" in a profile leads to AppData\\Roaming.",
+     [] {
+       const FileHandle handle = Open(OldApplicationData(), 0, FILE_FLAG_BACKUP_SEMANTICS);
+       return handle ? FinalPath(handle.Get()) : Done(false);
+     },
+     "AppData\\Roaming", "Junction Points and Backup Applications", "error 2", kVista, kNotLocalSystem},
 };
 static_assert(AreSound(kFacts));
 

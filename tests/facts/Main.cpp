@@ -13,14 +13,11 @@
 #include <cstdio>
 #include <exception>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <string>
 
 #include "tests/facts/Asking.h"
 #include "tests/facts/Facts.h"
-#include "tests/facts/Page.h"
-#include "tests/facts/System.h"
 
 int wmain(int argumentCount, wchar_t* arguments[]);  // no header of the toolchain declares it
 
@@ -36,19 +33,10 @@ std::string Answer(const Fact& fact) {
   }
 }
 
-// True of the Wines that have a column of their own.
-bool IsDeclared(const System& system) {
-  return system.wine == 8 || system.wine == 10;
-}
-
-std::string_view Declared(const System& system, const Fact& fact) {
-  return system.wine == 8 ? fact.wine8 : system.wine == 10 ? fact.wine10 : std::string_view();
-}
-
-void PrintRow(const std::string& verdict, const std::string& expected, const std::string& found,
+void PrintRow(const std::string& verdict, std::string_view expected, const std::string& found,
               std::string_view sentence) {
-  std::printf("%-11s | %-26s | %-36s | %.*s\n", verdict.c_str(), expected.c_str(), found.c_str(),
-              static_cast<int>(sentence.size()), sentence.data());
+  std::printf("%-11s | %-26s | %-36s | %s\n", verdict.c_str(), std::string(expected).c_str(), found.c_str(),
+              std::string(sentence).c_str());
 }
 
 // What was asked so far, by verdict, and the answers as they are recorded.
@@ -57,25 +45,32 @@ struct Tally {
   std::string record;
 };
 
-void AskOne(const System& system, const Fact& fact, Tally& tally) {
-  const std::string expected(fact.expected);
-  const std::string lack = Lacks(system, fact);
-  const std::string_view declared = Declared(system, fact);
-  if (!lack.empty()) {
-    const std::string verdict = declared == kNotAsked || !IsDeclared(system) ? "not asked" : "DROPPED";
-    ++tally.verdicts[verdict];
-    PrintRow(verdict, expected, "needs " + lack, fact.sentence);
-    return;
+// Why the fact cannot be asked here; empty where it can.
+std::string Lacks(const System& system, const Fact& fact) {
+  for (const Need& need : {fact.need, fact.second}) {
+    if (system.build < need.build || (need.met != nullptr && !(system.*need.met))) {
+      return "needs " + std::string(need.text);
+    }
   }
-  const std::string found = Answer(fact);
-  // A declaration that no longer holds is wrong even where Wine has come to answer as Windows does.
-  const std::string verdict = declared.empty()    ? found == expected ? "as expected" : "DIFFERS"
-                              : found == declared ? "as declared"
-                              : found == expected ? "STALE"
-                                                  : "DIFFERS";
+  return {};
+}
+
+void AskOne(const System& system, const Fact& fact, Tally& tally) {
+  const bool isDeclared = system.wine == 8 || system.wine == 10;  // these have a column of their own
+  const std::string_view declared = !isDeclared ? kAsWindows : system.wine == 8 ? fact.wine8 : fact.Wine10();
+  std::string found = Lacks(system, fact);
+  std::string verdict = declared == kNotAsked || !isDeclared ? "not asked" : "DROPPED";
+  if (found.empty()) {
+    found = Answer(fact);
+    // A declaration that no longer holds is wrong even where Wine has come to answer as Windows does.
+    verdict = declared.empty()         ? found == fact.expected ? "as expected" : "DIFFERS"
+              : found == declared      ? "as declared"
+              : found == fact.expected ? "STALE"
+                                       : "DIFFERS";
+    tally.record += found + std::string(kSeparator) + std::string(fact.sentence) + "\n";
+  }
   ++tally.verdicts[verdict];
-  PrintRow(verdict, expected, found, fact.sentence);
-  tally.record += RecordLine(found, fact);
+  PrintRow(verdict, fact.expected, found, fact.sentence);
 }
 
 int AskAll(const wchar_t* recordFile) {
@@ -87,10 +82,10 @@ int AskAll(const wchar_t* recordFile) {
   {
     Place place;
     for (const Group* const group : kGroups) {
-      std::printf("\n%.*s\n", static_cast<int>(group->subject.size()), group->subject.data());
+      std::printf("\n%s\n", std::string(group->subject).c_str());
       PrintRow("", "expected on Windows", "found", "fact");
-      for (std::size_t index = 0; index < group->count; ++index) {
-        AskOne(system, group->facts[index], tally);
+      for (const Fact& fact : *group) {
+        AskOne(system, fact, tally);
       }
     }
     clean = place.Remove();
@@ -120,10 +115,9 @@ int wmain(int argumentCount, wchar_t* arguments[]) {
     if (argumentCount == 1 || (first == L"--record" && argumentCount == 3)) {
       return AskAll(argumentCount == 3 ? arguments[2] : nullptr);
     }
-    if (first == L"--page" &&
-        (argumentCount == 4 || (argumentCount == 5 && arguments[4] == std::wstring(L"--check")))) {
-      return argumentCount == 4 ? Facts::WritePage(arguments[2], arguments[3])
-                                : Facts::CheckPage(arguments[2], arguments[3]);
+    const bool compare = argumentCount == 5 && arguments[4] == std::wstring(L"--check");
+    if (first == L"--page" && (argumentCount == 4 || compare)) {
+      return Facts::MakePage(arguments[2], arguments[3], compare);
     }
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "facts: %s\n", failure.what());

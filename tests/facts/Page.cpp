@@ -1,22 +1,17 @@
-#include "tests/facts/Page.h"
-
+// docs/windows-facts.md.
 #include <windows.h>
 
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <map>
-#include <stdexcept>
-#include <vector>
 
-#include "tests/facts/Asking.h"
-#include "tests/facts/System.h"
+#include "Common/OrCommon/OrComn_Handles.h"
+#include "tests/facts/Facts.h"
+#include "tests/support/FileSnapshot.h"
+#include "tests/support/TestFiles.h"
 #include "tests/support/TextLines.h"
 
 namespace Facts {
 namespace {
-
-constexpr std::string_view kSeparator = " | ";
 
 constexpr std::string_view kHead = R"(# Windows facts
 
@@ -63,72 +58,36 @@ struct Record {
   std::map<std::string, std::string> answers;  // by sentence
 };
 
-std::string ReadText(const std::wstring& path) {
-  std::ifstream stream(path.c_str(), std::ios_base::binary);
-  std::string text{std::istreambuf_iterator<char>(stream), {}};
-  std::string unified;
-  for (const char character : text) {
-    if (character != '\r') {
-      unified += character;
-    }
-  }
-  return unified;
-}
-
-std::vector<std::string> Split(const std::string& text) {
-  std::vector<std::string> lines;
-  for (std::size_t from = 0; from < text.size();) {
-    const std::size_t end = text.find('\n', from);
-    lines.push_back(text.substr(from, end - from));
-    from = end == std::string::npos ? text.size() : end + 1;
-  }
-  return lines;
-}
-
-bool IsAsked(const std::string& sentence) {
-  for (const Group* const group : kGroups) {
-    for (std::size_t index = 0; index < group->count; ++index) {
-      if (group->facts[index].sentence == sentence) {
-        return true;
-      }
-    }
-  }
-  return false;
-}
-
+// A record that tells of another sentence than one of the table stands in no row.
 Record ReadRecord(const std::wstring& path) {
   Record record;
-  for (const std::string& line : Split(ReadText(path))) {
+  for (const std::string& line : TestSupport::Split(TestSupport::FileContent(path))) {
     const std::size_t end = line.find(kSeparator);
     if (record.system.empty()) {
       record.system = line;
-    } else if (end == std::string::npos || !IsAsked(line.substr(end + kSeparator.size()))) {
-      throw std::runtime_error(TestSupport::ToUtf8(path) + ": no such fact: " + line);
-    } else {
+    } else if (end != std::string::npos) {
       record.answers[line.substr(end + kSeparator.size())] = line.substr(0, end);
     }
   }
   return record;
 }
 
-std::vector<Record> ReadRecords(const std::wstring& folder) {
-  std::map<std::wstring, Record> records;  // by file name: the order of a listing is not said
+using Records = std::map<std::wstring, Record>;  // by file name: the order of a listing is not said
+
+Records ReadRecords(const std::wstring& folder) {
+  Records records;
   WIN32_FIND_DATAW found = {};
   const OrCommon::FindHandle search(::FindFirstFileW((folder + L"\\*.txt").c_str(), &found));
   for (BOOL more = search ? TRUE : FALSE; more; more = ::FindNextFileW(search.Get(), &found)) {
     records[found.cFileName] = ReadRecord(folder + L"\\" + found.cFileName);
   }
-  std::vector<Record> ordered;
-  for (auto& [name, record] : records) {
-    ordered.push_back(std::move(record));
-  }
-  return ordered;
+  return records;
 }
 
 // One cell for all systems: "as expected", or each answer with the systems that gave it.
-std::string WindowsCell(const Fact& fact, const std::vector<Record>& records) {
+std::string WindowsCell(const Fact& fact, const Records& records) {
   std::map<std::string, std::string> systems;  // by answer
-  for (const Record& record : records) {
+  for (const auto& [file, record] : records) {
     const auto answer = record.answers.find(std::string(fact.sentence));
     if (answer != record.answers.end()) {
       std::string& names = systems[answer->second == fact.expected ? "as expected" : "**" + answer->second + "**"];
@@ -142,20 +101,20 @@ std::string WindowsCell(const Fact& fact, const std::vector<Record>& records) {
   return cell.empty() ? "not asked yet" : cell;
 }
 
-std::string Needs(const Fact& fact) {
-  const std::string build = BuildText(fact.since);
-  const std::string need = NeedText(fact.need);
-  return build + (build.empty() || need.empty() ? "" : ", ") + need;
+std::string Row(const Fact& fact, const Records& records) {
+  std::string needs(fact.need.text);
+  needs += (fact.second.text.empty() ? "" : ", ") + std::string(fact.second.text);
+  std::string row = "|";
+  for (const std::string& cell :
+       {std::string(fact.sentence), std::string(fact.expected), std::string(fact.source), needs,
+        std::string(fact.wine8), std::string(fact.Wine10()), WindowsCell(fact, records)}) {
+    row += " " + cell + " |";
+  }
+  return row + "\n";
 }
 
-std::string Row(const Fact& fact, const std::vector<Record>& records) {
-  const auto text = [](std::string_view part) { return std::string(part); };
-  return "| " + text(fact.sentence) + " | " + text(fact.expected) + " | " + text(fact.source) + " | " + Needs(fact) +
-         " | " + text(fact.wine8) + " | " + text(fact.wine10) + " | " + WindowsCell(fact, records) + " |\n";
-}
-
-std::string MakePage(const std::wstring& folder) {
-  const std::vector<Record> records = ReadRecords(folder);
+std::string PageText(const std::wstring& folder) {
+  const Records records = ReadRecords(folder);
   constexpr std::string_view kMark = "%WINDOWS%";
   std::string page(kHead);
   page.replace(page.find(kMark), kMark.size(),
@@ -164,8 +123,8 @@ std::string MakePage(const std::wstring& folder) {
     page += "\n## " + std::string(group->subject) + "\n\n";
     page +=
         "| Fact | Expected on Windows | Whence | Needs | Wine 8 | Wine 10 | Windows |\n|---|---|---|---|---|---|---|\n";
-    for (std::size_t index = 0; index < group->count; ++index) {
-      page += Row(group->facts[index], records);
+    for (const Fact& fact : *group) {
+      page += Row(fact, records);
     }
   }
   return page;
@@ -173,23 +132,17 @@ std::string MakePage(const std::wstring& folder) {
 
 }  // namespace
 
-std::string RecordLine(const std::string& found, const Fact& fact) {
-  return found + std::string(kSeparator) + std::string(fact.sentence) + "\n";
-}
-
-int WritePage(const std::wstring& records, const std::wstring& page) {
-  if (!(std::ofstream(page.c_str(), std::ios_base::binary) << MakePage(records))) {
-    std::fputs("facts: cannot write the page\n", stderr);
-    return 1;
+int MakePage(const std::wstring& records, const std::wstring& page, bool compare) {
+  const std::string text = PageText(records);
+  if (!compare) {
+    TestSupport::WriteTestFile(page, text);
+    return 0;
   }
-  return 0;
-}
-
-int CheckPage(const std::wstring& records, const std::wstring& page) {
-  const std::string difference = TestSupport::Difference(Split(MakePage(records)), Split(ReadText(page)));
+  const TestSupport::Lines wanted = TestSupport::Split(text);
+  const std::string difference = TestSupport::Difference(wanted, TestSupport::Split(TestSupport::FileContent(page)));
   if (!difference.empty()) {
     std::puts("docs/windows-facts.md is not what facts.exe --page writes (- wanted, + there):");
-    for (const std::string& line : Split(difference)) {
+    for (const std::string& line : TestSupport::Split(difference)) {
       if (line.rfind("  ", 0) != 0) {
         std::puts(line.c_str());
       }

@@ -50,23 +50,6 @@ std::string OpenHives() {
   return "another handle";
 }
 
-std::string WriteReadOnlyKey() {
-  const Restricted key(kReadOnly);
-  RegistryKey opened;
-  const LSTATUS open = ::RegOpenKeyW(HKEY_CURRENT_USER, key.Path().c_str(), opened.Receive());
-  const DWORD number = 1;
-  const LSTATUS set =
-      ::RegSetValueExW(opened.Get(), L"value", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number), sizeof number);
-  return "open: " + Status(open) + ", set: " + Status(set);
-}
-
-std::string CreateBelowReadOnlyKey() {
-  const Restricted key(kReadOnly);
-  RegistryKey made;
-  return Status(::RegCreateKeyExW(HKEY_CURRENT_USER, (key.Path() + L"\\new").c_str(), 0, nullptr, 0, KEY_READ, nullptr,
-                                  made.Receive(), nullptr));
-}
-
 std::string DeleteReadOnlyKey() {
   const std::wstring parent = NewKey();
   const KeyPlace child = Own(parent + L"\\child");
@@ -81,78 +64,86 @@ std::string DeleteReadOnlyKey() {
   return answer;
 }
 
-std::string DeleteKeyWithSubkeys() {
-  const std::wstring parent = NewKey();
-  TestSupport::MakeKey(Own(parent + L"\\child\\grandchild"));
-  RegistryKey opened;
-  ::RegOpenKeyExW(HKEY_CURRENT_USER, parent.c_str(), 0, KEY_ALL_ACCESS, opened.Receive());
-  return Status(::RegDeleteKeyW(opened.Get(), L"child"));
-}
-
-std::string OpenWithTrailingBackslash() {
-  RegistryKey opened;
-  return Status(::RegOpenKeyW(HKEY_CURRENT_USER, (NewKey() + L"\\").c_str(), opened.Receive()));
-}
-
-std::string ReadOtherView() {
-  const std::wstring path = NewKey();
-  TestSupport::MakeKey({HKEY_CURRENT_USER, path, KEY_WOW64_32KEY}, {{L"value", 7}});
-  RegistryKey opened;
-  ::RegOpenKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, opened.Receive());
-  return Status(::RegQueryValueExW(opened.Get(), L"value", nullptr, nullptr, nullptr, nullptr));
-}
-
-std::string FindClass() {
-  RegistryKey opened;
-  return Status(::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Classes\\exefile", 0, KEY_READ | KEY_WOW64_32KEY,
-                                opened.Receive()));
-}
-
-std::string OpenPlainView() {
-  RegistryKey opened;
-  return Status(::RegOpenKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Wow6432Node", opened.Receive()));
-}
-
-// Opens and writes nothing.
-std::string OpenMachineForWriting() {
-  RegistryKey opened;
-  return Status(::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE", 0, KEY_ALL_ACCESS, opened.Receive()));
-}
-
-// No terminator follows what is stored: the system may count one that does.
-std::string ReadUnterminatedText() {
-  const KeyPlace place = Own(NewKey());
-  TestSupport::SetRawValue(place, L"text", REG_SZ, L"abcdef", 6);
-  RegistryKey opened;
-  ::RegOpenKeyExW(place.hive, place.path.c_str(), 0, KEY_READ, opened.Receive());
-  DWORD size = 0;
-  ::RegQueryValueExW(opened.Get(), L"text", nullptr, nullptr, nullptr, &size);
-  return std::to_string(size) + " bytes";
-}
-
 constexpr Fact kFacts[] = {
     {"RegOpenKeyExW of HKEY_USERS without a subkey gives HKEY_USERS itself, whatever rights are asked for.", OpenHives,
-     "HKEY_USERS itself", "RegOpenKeyExW function", kAsWindows, kAsWindows},
-    {"RegOpenKeyW opens a read-only key, and only writing to it fails.", WriteReadOnlyKey, "open: done, set: error 5",
-     kReliedOn, kAsWindows, kAsWindows},
-    {"No key is made below a key whose list does not allow it, nor by its path.", CreateBelowReadOnlyKey, "error 5",
-     "RegCreateKeyExW function", "done", "done"},
+     "HKEY_USERS itself", "RegOpenKeyExW function"},
+    {"RegOpenKeyW opens a read-only key, and only writing to it fails.",
+     [] {
+       const Restricted key(kReadOnly);
+       RegistryKey opened;
+       const LSTATUS open = ::RegOpenKeyW(HKEY_CURRENT_USER, key.Path().c_str(), opened.Receive());
+       const DWORD number = 1;
+       const LSTATUS set = ::RegSetValueExW(opened.Get(), L"value", 0, REG_DWORD,
+                                            reinterpret_cast<const BYTE*>(&number), sizeof number);
+       return "open: " + Status(open) + ", set: " + Status(set);
+     },
+     "open: done, set: error 5", kReliedOn},
+    {"No key is made below a key whose list does not allow it, nor by its path.",
+     [] {
+       const Restricted key(kReadOnly);
+       RegistryKey made;
+       return Status(::RegCreateKeyExW(HKEY_CURRENT_USER, (key.Path() + L"\\new").c_str(), 0, nullptr, 0, KEY_READ,
+                                       nullptr, made.Receive(), nullptr));
+     },
+     "error 5", "RegCreateKeyExW function", "done"},
     {"RegDeleteKeyW is refused by the list of the key, whoever owns its parent.", DeleteReadOnlyKey, "error 5",
-     "Registry Key Security and Access Rights", "done", "done"},
-    {"RegDeleteKeyW refuses a key that has subkeys.", DeleteKeyWithSubkeys, "error 5", "RegDeleteKeyW function",
-     kAsWindows, kAsWindows},
-    {"A backslash at the end of a key's path does no harm.", OpenWithTrailingBackslash, "done", kReliedOn, kAsWindows,
-     kAsWindows},
-    {"Below HKEY_CURRENT_USER\\Software both views are one.", ReadOtherView, "done", "Registry Keys Affected by WOW64",
-     kAsWindows, kAsWindows},
-    {"A program identifier below HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes is seen in the 32-bit view.", FindClass, "done",
-     "Registry Keys Affected by WOW64", "error 2", kAsWindows, Need::kNothing, kWindows7},
-    {"RegOpenKeyW of a 64-bit program takes the 64-bit view.", OpenPlainView, "done", "Registry Redirector", kAsWindows,
-     kAsWindows},
-    {"An ordinary user cannot open HKEY_LOCAL_MACHINE\\SOFTWARE for writing.", OpenMachineForWriting, "error 5",
-     "Registry Key Security and Access Rights", kNotAsked, kNotAsked, Need::kNoElevation},
-    {"A text that was stored without its terminator is read without it.", ReadUnterminatedText, "6 bytes",
-     "RegQueryValueExW function", kAsWindows, kAsWindows},
+     "Registry Key Security and Access Rights", "done"},
+    {"RegDeleteKeyW refuses a key that has subkeys.",
+     [] {
+       const std::wstring parent = NewKey();
+       TestSupport::MakeKey(Own(parent + L"\\child\\grandchild"));
+       RegistryKey opened;
+       ::RegOpenKeyExW(HKEY_CURRENT_USER, parent.c_str(), 0, KEY_ALL_ACCESS, opened.Receive());
+       return Status(::RegDeleteKeyW(opened.Get(), L"child"));
+     },
+     "error 5", "RegDeleteKeyW function"},
+    {"A backslash at the end of a key's path does no harm.",
+     [] {
+       RegistryKey opened;
+       return Status(::RegOpenKeyW(HKEY_CURRENT_USER, (NewKey() + L"\\").c_str(), opened.Receive()));
+     },
+     "done", kReliedOn},
+    {"Below HKEY_CURRENT_USER\\Software both views are one.",
+     [] {
+       const std::wstring path = NewKey();
+       TestSupport::MakeKey({HKEY_CURRENT_USER, path, KEY_WOW64_32KEY}, {{L"value", 7}});
+       RegistryKey opened;
+       ::RegOpenKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, opened.Receive());
+       return Status(::RegQueryValueExW(opened.Get(), L"value", nullptr, nullptr, nullptr, nullptr));
+     },
+     "done", "Registry Keys Affected by WOW64"},
+    {"A program identifier below HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes is seen in the 32-bit view.",
+     [] {
+       RegistryKey opened;
+       return Status(::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Classes\\exefile", 0, KEY_READ | KEY_WOW64_32KEY,
+                                     opened.Receive()));
+     },
+     "done", "Registry Keys Affected by WOW64", "error 2", kWindows7, kNothing, kAsWindows},
+    {"RegOpenKeyW of a 64-bit program takes the 64-bit view.",
+     [] {
+       RegistryKey opened;
+       return Status(::RegOpenKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Wow6432Node", opened.Receive()));
+     },
+     "done", "Registry Redirector"},
+    {"An ordinary user cannot open HKEY_LOCAL_MACHINE\\SOFTWARE for writing.",
+     [] {
+       // Opens and writes nothing.
+       RegistryKey opened;
+       return Status(::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE", 0, KEY_ALL_ACCESS, opened.Receive()));
+     },
+     "error 5", "Registry Key Security and Access Rights", kNotAsked, kNoElevation},
+    {"A text that was stored without its terminator is read without it.",
+     [] {
+       // No terminator follows what is stored: the system may count one that does.
+       const KeyPlace place = Own(NewKey());
+       TestSupport::SetRawValue(place, L"text", REG_SZ, L"abcdef", 6);
+       RegistryKey opened;
+       ::RegOpenKeyExW(place.hive, place.path.c_str(), 0, KEY_READ, opened.Receive());
+       DWORD size = 0;
+       ::RegQueryValueExW(opened.Get(), L"text", nullptr, nullptr, nullptr, &size);
+       return std::to_string(size) + " bytes";
+     },
+     "6 bytes", "RegQueryValueExW function"},
 };
 static_assert(AreSound(kFacts));
 

@@ -57,10 +57,6 @@ std::string AskUserToken(DWORD session) {
   return Done(Find<BOOL(WINAPI*)(ULONG, HANDLE*)>(L"wtsapi32.dll", "WTSQueryUserToken")(session, token.Receive()));
 }
 
-std::string AskConsoleUserToken() {
-  return AskUserToken(ConsoleSession());
-}
-
 std::string LoadOwnProfile() {
   const KernelHandle token = OwnToken(TOKEN_QUERY | TOKEN_DUPLICATE | TOKEN_IMPERSONATE);
   wchar_t name[257] = {};
@@ -79,69 +75,61 @@ std::string LoadOwnProfile() {
   return answer;
 }
 
-std::string RevertTwice() {
-  ::RevertToSelf();
-  return Done(::RevertToSelf());
-}
-
-std::string FindWindowsFolder() {
-  wchar_t own[MAX_PATH] = {};
-  wchar_t shared[MAX_PATH] = {};
-  ::GetWindowsDirectoryW(own, MAX_PATH);
-  ::GetSystemWindowsDirectoryW(shared, MAX_PATH);
-  return ::lstrcmpiW(own, shared) == 0 ? "the system's" : "a private one";
-}
-
 std::wstring EventName(const wchar_t* part) {
   return L"Global\\VELAFacts-" + std::to_wstring(::GetCurrentProcessId()) + part;
 }
 
-std::string CreateGlobalEvent() {
-  return Done(static_cast<bool>(KernelHandle(::CreateEventW(nullptr, TRUE, FALSE, EventName(L"-new").c_str()))));
-}
-
-std::string CreateForeignEvent() {
-  const std::wstring name = EventName(L"-closed");
-  const Descriptor descriptor(L"D:(A;;0x20000;;;WD)");
-  SECURITY_ATTRIBUTES attributes = {sizeof attributes, descriptor.Get(), FALSE};
-  const KernelHandle owner(::CreateEventW(&attributes, TRUE, FALSE, name.c_str()));
-  return Done(static_cast<bool>(KernelHandle(::CreateEventW(nullptr, TRUE, FALSE, name.c_str()))));
-}
-
-std::string CreateEventOfTakenName() {
-  const std::wstring name = EventName(L"-taken");
-  const KernelHandle owner(::CreateMutexW(nullptr, FALSE, name.c_str()));
-  return Done(static_cast<bool>(KernelHandle(::CreateEventW(nullptr, TRUE, FALSE, name.c_str()))));
-}
-
-std::string FindCommonData() {
-  wchar_t folder[MAX_PATH + 1] = {};
-  wchar_t variable[MAX_PATH + 1] = {};
-  const bool named = Find<BOOL(WINAPI*)(HWND, wchar_t*, int, BOOL)>(L"shell32.dll", "SHGetSpecialFolderPathW")(
-      nullptr, folder, CSIDL_COMMON_APPDATA, FALSE);
-  ::GetEnvironmentVariableW(L"ProgramData", variable, MAX_PATH);
-  return named && ::lstrcmpiW(folder, variable) == 0 ? "the same" : "another folder";
-}
-
 constexpr Fact kFacts[] = {
     {"The console's session is one that the system lists.", FindConsoleSession, "listed",
-     "WTSGetActiveConsoleSessionId function", "not listed", kAsWindows},
-    {"WTSQueryUserToken is refused to who is not the local system.", AskConsoleUserToken, "error 1314",
-     "WTSQueryUserToken function", "done", "done", Need::kNotLocalSystem},
+     "WTSGetActiveConsoleSessionId function", "not listed", kNothing, kNothing, kAsWindows},
+    {"WTSQueryUserToken is refused to who is not the local system.", [] { return AskUserToken(ConsoleSession()); },
+     "error 1314", "WTSQueryUserToken function", "done", kNotLocalSystem},
     {"LoadUserProfileW is refused to who is no administrator.", LoadOwnProfile, "error 1314",
-     "LoadUserProfileW function, which names no code", kNotAsked, kNotAsked, Need::kNoElevation},
-    {"RevertToSelf of a thread that acts as nobody else succeeds.", RevertTwice, "done", kReliedOn, kAsWindows,
-     kAsWindows},
-    {"GetWindowsDirectoryW of a terminal server aware program is the system's folder.", FindWindowsFolder,
-     "the system's", "GetWindowsDirectoryW function", kNotAsked, kNotAsked, Need::kSessionHost},
-    {"An ordinary user may make an event in the global name space.", CreateGlobalEvent, "done",
-     "Kernel object namespaces", kNotAsked, kNotAsked, Need::kNoElevation},
-    {"CreateEventW of an event whose list does not allow it is refused.", CreateForeignEvent, "error 5",
-     "CreateEventW function", kAsWindows, kAsWindows},
-    {"CreateEventW of a name that a mutex has is refused.", CreateEventOfTakenName, "error 6", "CreateEventW function",
-     kAsWindows, kAsWindows},
-    {"CSIDL_COMMON_APPDATA is the folder that the variable ProgramData names.", FindCommonData, "the same",
-     "Recognized Environment Variables", kAsWindows, kAsWindows, Need::kNothing, kVista},
+     "LoadUserProfileW function, which names no code", kNotAsked, kNoElevation},
+    {"RevertToSelf of a thread that acts as nobody else succeeds.",
+     [] {
+       ::RevertToSelf();
+       return Done(::RevertToSelf());
+     },
+     "done", kReliedOn},
+    {"GetWindowsDirectoryW of a terminal server aware program is the system's folder.",
+     []() -> std::string {
+       wchar_t own[MAX_PATH] = {};
+       wchar_t shared[MAX_PATH] = {};
+       ::GetWindowsDirectoryW(own, MAX_PATH);
+       ::GetSystemWindowsDirectoryW(shared, MAX_PATH);
+       return ::lstrcmpiW(own, shared) == 0 ? "the system's" : "a private one";
+     },
+     "the system's", "GetWindowsDirectoryW function", kNotAsked, kSessionHost},
+    {"An ordinary user may make an event in the global name space.",
+     [] { return Got(KernelHandle(::CreateEventW(nullptr, TRUE, FALSE, EventName(L"-new").c_str()))); }, "done",
+     "Kernel object namespaces", kNotAsked, kNoElevation},
+    {"CreateEventW of an event whose list does not allow it is refused.",
+     [] {
+       const std::wstring name = EventName(L"-closed");
+       const Descriptor descriptor(L"D:(A;;0x20000;;;WD)");
+       SECURITY_ATTRIBUTES attributes = {sizeof attributes, descriptor.Get(), FALSE};
+       const KernelHandle owner(::CreateEventW(&attributes, TRUE, FALSE, name.c_str()));
+       return Got(KernelHandle(::CreateEventW(nullptr, TRUE, FALSE, name.c_str())));
+     },
+     "error 5", "CreateEventW function"},
+    {"CreateEventW of a name that a mutex has is refused.",
+     [] {
+       const std::wstring name = EventName(L"-taken");
+       const KernelHandle owner(::CreateMutexW(nullptr, FALSE, name.c_str()));
+       return Got(KernelHandle(::CreateEventW(nullptr, TRUE, FALSE, name.c_str())));
+     },
+     "error 6", "CreateEventW function"},
+    {"CSIDL_COMMON_APPDATA is the folder that the variable ProgramData names.",
+     []() -> std::string {
+       wchar_t folder[MAX_PATH + 1] = {};
+       wchar_t variable[MAX_PATH + 1] = {};
+       const bool named = Find<BOOL(WINAPI*)(HWND, wchar_t*, int, BOOL)>(L"shell32.dll", "SHGetSpecialFolderPathW")(
+           nullptr, folder, CSIDL_COMMON_APPDATA, FALSE);
+       ::GetEnvironmentVariableW(L"ProgramData", variable, MAX_PATH);
+       return named && ::lstrcmpiW(folder, variable) == 0 ? "the same" : "another folder";
+     },
+     "the same", "Recognized Environment Variables", kAsWindows, kVista},
 };
 static_assert(AreSound(kFacts));
 

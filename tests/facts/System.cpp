@@ -1,8 +1,8 @@
-#include "tests/facts/System.h"
-
+// The system at hand.
 #include <windows.h>
 
 #include "tests/facts/Asking.h"
+#include "tests/facts/Facts.h"
 
 namespace Facts {
 namespace {
@@ -44,6 +44,8 @@ System System::Ask() {
   // Membership counts only where it is enabled, which user account control does by elevation.
   system.elevated = IsMember(WinBuiltinAdministratorsSid);
   system.localSystem = IsMember(WinLocalSystemSid);
+  system.otherThanLocalSystem = !system.localSystem;
+  system.ordinary = !system.elevated && !system.localSystem;
   system.sessionHost = IsSessionHost();
   system.program = !ProgramPath().empty();
   if (::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr) {
@@ -57,55 +59,6 @@ System System::Ask() {
                   : system.elevated  ? ", elevated"
                                      : ", not elevated");
   return system;
-}
-
-std::string NeedText(Need need) {
-  switch (need) {
-    case Need::kElevation:
-      return "elevation";
-    case Need::kNoElevation:
-      return "a process that is not elevated";
-    case Need::kNotLocalSystem:
-      return "another account than the local system";
-    case Need::kSessionHost:
-      return "a session host";
-    case Need::kProgram:
-      return "VELAutil.exe beside this program";
-    case Need::kNothing:
-      break;
-  }
-  return {};
-}
-
-std::string BuildText(Build build) {
-  switch (build) {
-    case kVista:
-      return "Windows Vista";
-    case kWindows7:
-      return "Windows 7";
-    case kWindows8:
-      return "Windows 8";
-    case kWindows81:
-      return "Windows 8.1";
-    case kWindows10In22H2:
-      return "Windows 10 22H2";
-    case kAnyBuild:
-      break;
-  }
-  return {};
-}
-
-std::string Lacks(const System& system, const Fact& fact) {
-  if (system.build < fact.since) {
-    return BuildText(fact.since);
-  }
-  const bool met = fact.need == Need::kElevation        ? system.elevated
-                   : fact.need == Need::kNoElevation    ? !system.elevated && !system.localSystem
-                   : fact.need == Need::kNotLocalSystem ? !system.localSystem
-                   : fact.need == Need::kSessionHost    ? system.sessionHost
-                   : fact.need == Need::kProgram        ? system.program
-                                                        : true;
-  return met ? std::string() : NeedText(fact.need);
 }
 
 }  // namespace Facts
