@@ -174,62 +174,20 @@ struct InitialiseSectionBook : NoBook {
 };
 
 template <ProductCall kCall>
-struct Book : NoBook {};
+struct Book;
 
-#define FAULTS_BOOK(name, ...) \
-  template <>                  \
-  struct Book<ProductCall::k##name> : __VA_ARGS__ {}
-
-FAULTS_BOOK(CreateFileW, OpenFileBook);
-FAULTS_BOOK(CreateEventW, ResultBook<Owned::kHandle>);
-FAULTS_BOOK(OpenProcess, ResultBook<Owned::kHandle>);
-FAULTS_BOOK(CreateToolhelp32Snapshot, ResultBook<Owned::kHandle>);
-FAULTS_BOOK(CreateProcessW, ProcessBook<9>);
-FAULTS_BOOK(CreateProcessAsUserW, ProcessBook<10>);
-FAULTS_BOOK(OpenProcessToken, OutBook<Owned::kHandle, 2, Success::kNotZero>);
-FAULTS_BOOK(DuplicateTokenEx, OutBook<Owned::kHandle, 5, Success::kNotZero>);
-FAULTS_BOOK(WTSQueryUserToken, OutBook<Owned::kHandle, 1, Success::kNotZero>);
-FAULTS_BOOK(CloseHandle, GivingBook<Owned::kHandle>);
-FAULTS_BOOK(FindFirstFileW, ResultBook<Owned::kSearch>);
-FAULTS_BOOK(FindClose, GivingBook<Owned::kSearch>);
-FAULTS_BOOK(RegOpenKeyW, OutBook<Owned::kKey, 2, Success::kZero>);
-FAULTS_BOOK(RegOpenKeyExW, OutBook<Owned::kKey, 4, Success::kZero>);
-FAULTS_BOOK(RegCreateKeyExW, MakeKeyBook);
-FAULTS_BOOK(RegCloseKey, GivingBook<Owned::kKey>);
-FAULTS_BOOK(LoadLibraryW, ResultBook<Owned::kModule>);
-FAULTS_BOOK(FreeLibrary, GivingBook<Owned::kModule>);
-FAULTS_BOOK(CreateEnvironmentBlock, OutBook<Owned::kEnvironment, 0, Success::kNotZero>);
-FAULTS_BOOK(DestroyEnvironmentBlock, GivingBook<Owned::kEnvironment>);
-FAULTS_BOOK(LoadUserProfileW, LoadProfileBook);
-FAULTS_BOOK(UnloadUserProfile, UnloadProfileBook);
-FAULTS_BOOK(AllocateAndInitializeSid, OutBook<Owned::kSid, 10, Success::kNotZero>);
-FAULTS_BOOK(FreeSid, GivingBook<Owned::kSid>);
-FAULTS_BOOK(LocalAlloc, ResultBook<Owned::kMemory>);
-FAULTS_BOOK(SetEntriesInAclW, OutBook<Owned::kMemory, 3, Success::kZero>);
-FAULTS_BOOK(ConvertSidToStringSidW, OutBook<Owned::kMemory, 1, Success::kNotZero>);
-FAULTS_BOOK(LocalFree, GivingBook<Owned::kMemory>);
-FAULTS_BOOK(ImpersonateLoggedOnUser, ActAsUserBook);
-FAULTS_BOOK(RevertToSelf, RevertBook);
-FAULTS_BOOK(InitializeCriticalSection, InitialiseSectionBook);
-FAULTS_BOOK(DeleteCriticalSection, GivingBook<Owned::kSection>);
-FAULTS_BOOK(AdjustTokenPrivileges, PrivilegeBook);
-FAULTS_BOOK(CreateDirectoryW, PathBook<>);
-FAULTS_BOOK(DeleteFileW, PathBook<>);
-FAULTS_BOOK(RemoveDirectoryW, PathBook<>);
-FAULTS_BOOK(SetFileAttributesW, PathBook<>);
-FAULTS_BOOK(SetFileSecurityW, PathBook<>);
-FAULTS_BOOK(SHCreateDirectoryExW, PathBook<1>);
-FAULTS_BOOK(MoveFileExW, MoveBook);
-FAULTS_BOOK(SetFileInformationByHandle, ChangeBook);
-FAULTS_BOOK(SetKernelObjectSecurity, ChangeBook);
-FAULTS_BOOK(WriteFile, ChangeBook);
-FAULTS_BOOK(SetFileTime, ChangeBook);
-FAULTS_BOOK(RegSetValueExW, ChangeBook);
-FAULTS_BOOK(RegDeleteKeyW, ChangeBook);
-FAULTS_BOOK(RegDeleteValueW, ChangeBook);
-FAULTS_BOOK(SetEvent, ChangeBook);
-FAULTS_BOOK(ResetEvent, ChangeBook);
-
+// The book of each call, from its row. Its parentheses keep the commas in it together.
+template <class Parenthesised, class... Types>
+struct InParentheses;
+template <class Inner, class... Types>
+struct InParentheses<void(Inner), Types...> {
+  using Type = Inner;
+};
+#define FAULTS_BOOK(name, errors, ...) \
+  template <>                          \
+  struct Book<ProductCall::k##name> : InParentheses<void __VA_ARGS__>::Type {};
+FAULTS_IMPORTED_CALLS(FAULTS_BOOK)
+FAULTS_BOUND_CALLS(FAULTS_BOOK)
 #undef FAULTS_BOOK
 
 }  // namespace Faults

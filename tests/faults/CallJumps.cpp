@@ -4,6 +4,6 @@
 
 __asm__(".text\n");
 
-#define FAULTS_JUMP(name, errors) \
+#define FAULTS_JUMP(name, errors, book) \
   __asm__(".globl faults_jump_" #name "\nfaults_jump_" #name ":\n\tjmp *faults_slot_" #name "(%rip)\n");
 FAULTS_IMPORTED_CALLS(FAULTS_JUMP)

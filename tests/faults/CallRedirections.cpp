@@ -24,7 +24,7 @@ namespace {
 template <ProductCall kCall>
 struct Original;
 
-#define FAULTS_IMPORTED_ORIGINAL(name, errors)             \
+#define FAULTS_IMPORTED_ORIGINAL(name, errors, book)       \
   template <>                                              \
   struct Original<ProductCall::k##name> {                  \
     using Type = std::remove_pointer_t<decltype(&::name)>; \
@@ -33,12 +33,12 @@ struct Original;
 FAULTS_IMPORTED_CALLS(FAULTS_IMPORTED_ORIGINAL)
 #undef FAULTS_IMPORTED_ORIGINAL
 
-#define FAULTS_BOUND_ORIGINAL(name, errors, Result, ...) \
-  template <>                                            \
-  struct Original<ProductCall::k##name> {                \
-    using Type = Result WINAPI(__VA_ARGS__);             \
-    static inline Type* found = nullptr;                 \
-    static Type* Get() { return found; }                 \
+#define FAULTS_BOUND_ORIGINAL(name, errors, book, Result, ...) \
+  template <>                                                  \
+  struct Original<ProductCall::k##name> {                      \
+    using Type = Result WINAPI(__VA_ARGS__);                   \
+    static inline Type* found = nullptr;                       \
+    static Type* Get() { return found; }                       \
   };
 FAULTS_BOUND_CALLS(FAULTS_BOUND_ORIGINAL)
 #undef FAULTS_BOUND_ORIGINAL
@@ -128,7 +128,7 @@ FARPROC AnswerBinding(SubjectRun& run, const char* name, FARPROC function) {
 }  // namespace Faults
 
 // The slots, filled before anything runs. CallJumps.cpp jumps through them.
-#define FAULTS_SLOT(name, errors)                  \
+#define FAULTS_SLOT(name, errors, book)            \
   extern "C" decltype(&::name) faults_slot_##name; \
   decltype(&::name) faults_slot_##name = &Faults::Redirected<Faults::ProductCall::k##name>::Call;
 FAULTS_IMPORTED_CALLS(FAULTS_SLOT)

@@ -12,129 +12,132 @@ namespace Faults {
 inline constexpr DWORD kTimeIsUp = WAIT_TIMEOUT;
 inline constexpr DWORD kWroteNothing = ERROR_HANDLE_DISK_FULL;
 
-// The function and the errors that it fails with, one run for each: more than one where the product, or the
-// documentation, tells them apart, and none where it cannot fail, or not so that its caller could tell. (What
-// WTSGetActiveConsoleSessionId answers where no session is attached comes without a code.)
+// The function; the errors that it fails with, one run for each: more than one where the product, or the documentation,
+// tells them apart, and none where it cannot fail, or not so that its caller could tell (what
+// WTSGetActiveConsoleSessionId answers where no session is attached comes without a code); and what is written down
+// about a call (CallBooks.h).
 
 // Imported. Held against the product's object files by list_calls.py.
-#define FAULTS_IMPORTED_CALLS(CALL)                                     \
-  CALL(AddAccessAllowedAceEx, (ERROR_ALLOTTED_SPACE_EXCEEDED))          \
-  CALL(AdjustTokenPrivileges, (ERROR_INVALID_HANDLE))                   \
-  CALL(AllocateAndInitializeSid, (ERROR_OUTOFMEMORY))                   \
-  CALL(CloseHandle, (ERROR_INVALID_HANDLE))                             \
-  CALL(CompareFileTime, ())                                             \
-  CALL(ConvertSidToStringSidW, (ERROR_INVALID_SID))                     \
-  CALL(CreateDirectoryW, (ERROR_ACCESS_DENIED, ERROR_PATH_NOT_FOUND))   \
-  CALL(CreateEventW, (ERROR_ACCESS_DENIED, ERROR_INVALID_HANDLE))       \
-  CALL(CreateFileW, (ERROR_ACCESS_DENIED, ERROR_SHARING_VIOLATION))     \
-  CALL(CreateProcessAsUserW, (ERROR_PRIVILEGE_NOT_HELD))                \
-  CALL(CreateProcessW, (ERROR_FILE_NOT_FOUND))                          \
-  CALL(CreateToolhelp32Snapshot, (ERROR_BAD_LENGTH))                    \
-  CALL(DeleteCriticalSection, ())                                       \
-  CALL(DeleteFileW, (ERROR_ACCESS_DENIED))                              \
-  CALL(EnterCriticalSection, ())                                        \
-  CALL(FindClose, (ERROR_INVALID_HANDLE))                               \
-  CALL(FindFirstFileW, (ERROR_ACCESS_DENIED, ERROR_PATH_NOT_FOUND))     \
-  CALL(FindNextFileW, (ERROR_ACCESS_DENIED))                            \
-  CALL(FreeLibrary, (ERROR_MOD_NOT_FOUND))                              \
-  CALL(FreeSid, ())                                                     \
-  CALL(GetCurrentProcess, ())                                           \
-  CALL(GetCurrentProcessId, ())                                         \
-  CALL(GetCurrentThreadId, ())                                          \
-  CALL(GetFileAttributesW, (ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED)) \
-  CALL(GetFileInformationByHandle, (ERROR_INVALID_HANDLE))              \
-  CALL(GetFileTime, (ERROR_INVALID_HANDLE))                             \
-  CALL(GetFullPathNameW, (ERROR_FILENAME_EXCED_RANGE))                  \
-  CALL(GetLastError, ())                                                \
-  CALL(GetLengthSid, ())                                                \
-  CALL(GetLocalTime, ())                                                \
-  CALL(GetModuleHandleW, (ERROR_MOD_NOT_FOUND))                         \
-  CALL(GetProcAddress, (ERROR_PROC_NOT_FOUND))                          \
-  CALL(GetSidSubAuthority, ())                                          \
-  CALL(GetSystemDirectoryW, (ERROR_NOT_ENOUGH_MEMORY))                  \
-  CALL(GetUserNameW, (ERROR_INSUFFICIENT_BUFFER))                       \
-  CALL(GetVersionExW, (ERROR_INVALID_PARAMETER))                        \
-  CALL(GetWindowsDirectoryW, (ERROR_NOT_ENOUGH_MEMORY))                 \
-  CALL(ImpersonateLoggedOnUser, (ERROR_PRIVILEGE_NOT_HELD))             \
-  CALL(InitializeAcl, (ERROR_INVALID_PARAMETER))                        \
-  CALL(InitializeCriticalSection, ())                                   \
-  CALL(InitializeSecurityDescriptor, (ERROR_UNKNOWN_REVISION))          \
-  CALL(InitializeSid, (ERROR_INVALID_PARAMETER))                        \
-  CALL(IsDBCSLeadByte, ())                                              \
-  CALL(LeaveCriticalSection, ())                                        \
-  CALL(LoadLibraryW, (ERROR_MOD_NOT_FOUND))                             \
-  CALL(LocalAlloc, (ERROR_NOT_ENOUGH_MEMORY))                           \
-  CALL(LocalFree, (ERROR_INVALID_HANDLE))                               \
-  CALL(LookupAccountNameW, (ERROR_NONE_MAPPED))                         \
-  CALL(LookupPrivilegeValueW, (ERROR_NO_SUCH_PRIVILEGE))                \
-  CALL(MoveFileExW, (ERROR_ACCESS_DENIED))                              \
-  CALL(MultiByteToWideChar, (ERROR_NO_UNICODE_TRANSLATION))             \
-  CALL(OpenProcess, (ERROR_ACCESS_DENIED))                              \
-  CALL(OpenProcessToken, (ERROR_ACCESS_DENIED))                         \
-  CALL(Process32FirstW, (ERROR_NO_MORE_FILES))                          \
-  CALL(Process32NextW, (ERROR_NO_MORE_FILES))                           \
-  CALL(ReadFile, (ERROR_READ_FAULT))                                    \
-  CALL(RegCloseKey, (ERROR_INVALID_HANDLE))                             \
-  CALL(RegCreateKeyExW, (ERROR_ACCESS_DENIED))                          \
-  CALL(RegDeleteKeyW, (ERROR_ACCESS_DENIED))                            \
-  CALL(RegDeleteValueW, (ERROR_ACCESS_DENIED))                          \
-  CALL(RegEnumKeyExW, (ERROR_ACCESS_DENIED, ERROR_MORE_DATA))           \
-  CALL(RegEnumKeyW, (ERROR_ACCESS_DENIED))                              \
-  CALL(RegEnumValueW, (ERROR_ACCESS_DENIED))                            \
-  CALL(RegFlushKey, (ERROR_REGISTRY_IO_FAILED))                         \
-  CALL(RegOpenKeyExW, (ERROR_ACCESS_DENIED))                            \
-  CALL(RegOpenKeyW, (ERROR_ACCESS_DENIED))                              \
-  CALL(RegQueryInfoKeyW, (ERROR_ACCESS_DENIED))                         \
-  CALL(RegQueryValueExW, (ERROR_FILE_NOT_FOUND, ERROR_MORE_DATA))       \
-  CALL(RegSetValueExW, (ERROR_ACCESS_DENIED))                           \
-  CALL(RemoveDirectoryW, (ERROR_DIR_NOT_EMPTY))                         \
-  CALL(ResetEvent, (ERROR_INVALID_HANDLE))                              \
-  CALL(RevertToSelf, (ERROR_ACCESS_DENIED))                             \
-  CALL(SetEntriesInAclW, (ERROR_NOT_ENOUGH_MEMORY))                     \
-  CALL(SetEnvironmentVariableW, (ERROR_NOT_ENOUGH_MEMORY))              \
-  CALL(SetErrorMode, ())                                                \
-  CALL(SetEvent, (ERROR_INVALID_HANDLE))                                \
-  CALL(SetFileAttributesW, (ERROR_ACCESS_DENIED))                       \
-  CALL(SetFileSecurityW, (ERROR_ACCESS_DENIED))                         \
-  CALL(SetFileTime, (ERROR_ACCESS_DENIED))                              \
-  CALL(SetKernelObjectSecurity, (ERROR_ACCESS_DENIED))                  \
-  CALL(SetLastError, ())                                                \
-  CALL(SetSecurityDescriptorControl, (ERROR_INVALID_PARAMETER))         \
-  CALL(SetSecurityDescriptorDacl, (ERROR_UNKNOWN_REVISION))             \
-  CALL(SetSecurityDescriptorOwner, (ERROR_UNKNOWN_REVISION))            \
-  CALL(Sleep, ())                                                       \
-  CALL(WaitForSingleObject, (ERROR_INVALID_HANDLE, kTimeIsUp))          \
-  CALL(WideCharToMultiByte, (ERROR_NO_UNICODE_TRANSLATION))             \
-  CALL(WriteFile, (ERROR_DISK_FULL, kWroteNothing))
+#define FAULTS_IMPORTED_CALLS(CALL)                                                                  \
+  CALL(AddAccessAllowedAceEx, (ERROR_ALLOTTED_SPACE_EXCEEDED), (NoBook))                             \
+  CALL(AdjustTokenPrivileges, (ERROR_INVALID_HANDLE), (PrivilegeBook))                               \
+  CALL(AllocateAndInitializeSid, (ERROR_OUTOFMEMORY), (OutBook<Owned::kSid, 10, Success::kNotZero>)) \
+  CALL(CloseHandle, (ERROR_INVALID_HANDLE), (GivingBook<Owned::kHandle>))                            \
+  CALL(CompareFileTime, (), (NoBook))                                                                \
+  CALL(ConvertSidToStringSidW, (ERROR_INVALID_SID), (OutBook<Owned::kMemory, 1, Success::kNotZero>)) \
+  CALL(CreateDirectoryW, (ERROR_ACCESS_DENIED, ERROR_PATH_NOT_FOUND), (PathBook<>))                  \
+  CALL(CreateEventW, (ERROR_ACCESS_DENIED, ERROR_INVALID_HANDLE), (ResultBook<Owned::kHandle>))      \
+  CALL(CreateFileW, (ERROR_ACCESS_DENIED, ERROR_SHARING_VIOLATION), (OpenFileBook))                  \
+  CALL(CreateProcessAsUserW, (ERROR_PRIVILEGE_NOT_HELD), (ProcessBook<10>))                          \
+  CALL(CreateProcessW, (ERROR_FILE_NOT_FOUND), (ProcessBook<9>))                                     \
+  CALL(CreateToolhelp32Snapshot, (ERROR_BAD_LENGTH), (ResultBook<Owned::kHandle>))                   \
+  CALL(DeleteCriticalSection, (), (GivingBook<Owned::kSection>))                                     \
+  CALL(DeleteFileW, (ERROR_ACCESS_DENIED), (PathBook<>))                                             \
+  CALL(EnterCriticalSection, (), (NoBook))                                                           \
+  CALL(FindClose, (ERROR_INVALID_HANDLE), (GivingBook<Owned::kSearch>))                              \
+  CALL(FindFirstFileW, (ERROR_ACCESS_DENIED, ERROR_PATH_NOT_FOUND), (ResultBook<Owned::kSearch>))    \
+  CALL(FindNextFileW, (ERROR_ACCESS_DENIED), (NoBook))                                               \
+  CALL(FreeLibrary, (ERROR_MOD_NOT_FOUND), (GivingBook<Owned::kModule>))                             \
+  CALL(FreeSid, (), (GivingBook<Owned::kSid>))                                                       \
+  CALL(GetCurrentProcess, (), (NoBook))                                                              \
+  CALL(GetCurrentProcessId, (), (NoBook))                                                            \
+  CALL(GetCurrentThreadId, (), (NoBook))                                                             \
+  CALL(GetFileAttributesW, (ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED), (NoBook))                    \
+  CALL(GetFileInformationByHandle, (ERROR_INVALID_HANDLE), (NoBook))                                 \
+  CALL(GetFileTime, (ERROR_INVALID_HANDLE), (NoBook))                                                \
+  CALL(GetFullPathNameW, (ERROR_FILENAME_EXCED_RANGE), (NoBook))                                     \
+  CALL(GetLastError, (), (NoBook))                                                                   \
+  CALL(GetLengthSid, (), (NoBook))                                                                   \
+  CALL(GetLocalTime, (), (NoBook))                                                                   \
+  CALL(GetModuleHandleW, (ERROR_MOD_NOT_FOUND), (NoBook))                                            \
+  CALL(GetProcAddress, (ERROR_PROC_NOT_FOUND), (NoBook))                                             \
+  CALL(GetSidSubAuthority, (), (NoBook))                                                             \
+  CALL(GetSystemDirectoryW, (ERROR_NOT_ENOUGH_MEMORY), (NoBook))                                     \
+  CALL(GetUserNameW, (ERROR_INSUFFICIENT_BUFFER), (NoBook))                                          \
+  CALL(GetVersionExW, (ERROR_INVALID_PARAMETER), (NoBook))                                           \
+  CALL(GetWindowsDirectoryW, (ERROR_NOT_ENOUGH_MEMORY), (NoBook))                                    \
+  CALL(ImpersonateLoggedOnUser, (ERROR_PRIVILEGE_NOT_HELD), (ActAsUserBook))                         \
+  CALL(InitializeAcl, (ERROR_INVALID_PARAMETER), (NoBook))                                           \
+  CALL(InitializeCriticalSection, (), (InitialiseSectionBook))                                       \
+  CALL(InitializeSecurityDescriptor, (ERROR_UNKNOWN_REVISION), (NoBook))                             \
+  CALL(InitializeSid, (ERROR_INVALID_PARAMETER), (NoBook))                                           \
+  CALL(IsDBCSLeadByte, (), (NoBook))                                                                 \
+  CALL(LeaveCriticalSection, (), (NoBook))                                                           \
+  CALL(LoadLibraryW, (ERROR_MOD_NOT_FOUND), (ResultBook<Owned::kModule>))                            \
+  CALL(LocalAlloc, (ERROR_NOT_ENOUGH_MEMORY), (ResultBook<Owned::kMemory>))                          \
+  CALL(LocalFree, (ERROR_INVALID_HANDLE), (GivingBook<Owned::kMemory>))                              \
+  CALL(LookupAccountNameW, (ERROR_NONE_MAPPED), (NoBook))                                            \
+  CALL(LookupPrivilegeValueW, (ERROR_NO_SUCH_PRIVILEGE), (NoBook))                                   \
+  CALL(MoveFileExW, (ERROR_ACCESS_DENIED), (MoveBook))                                               \
+  CALL(MultiByteToWideChar, (ERROR_NO_UNICODE_TRANSLATION), (NoBook))                                \
+  CALL(OpenProcess, (ERROR_ACCESS_DENIED), (ResultBook<Owned::kHandle>))                             \
+  CALL(OpenProcessToken, (ERROR_ACCESS_DENIED), (OutBook<Owned::kHandle, 2, Success::kNotZero>))     \
+  CALL(Process32FirstW, (ERROR_NO_MORE_FILES), (NoBook))                                             \
+  CALL(Process32NextW, (ERROR_NO_MORE_FILES), (NoBook))                                              \
+  CALL(ReadFile, (ERROR_READ_FAULT), (NoBook))                                                       \
+  CALL(RegCloseKey, (ERROR_INVALID_HANDLE), (GivingBook<Owned::kKey>))                               \
+  CALL(RegCreateKeyExW, (ERROR_ACCESS_DENIED), (MakeKeyBook))                                        \
+  CALL(RegDeleteKeyW, (ERROR_ACCESS_DENIED), (ChangeBook))                                           \
+  CALL(RegDeleteValueW, (ERROR_ACCESS_DENIED), (ChangeBook))                                         \
+  CALL(RegEnumKeyExW, (ERROR_ACCESS_DENIED, ERROR_MORE_DATA), (NoBook))                              \
+  CALL(RegEnumKeyW, (ERROR_ACCESS_DENIED), (NoBook))                                                 \
+  CALL(RegEnumValueW, (ERROR_ACCESS_DENIED), (NoBook))                                               \
+  CALL(RegFlushKey, (ERROR_REGISTRY_IO_FAILED), (NoBook))                                            \
+  CALL(RegOpenKeyExW, (ERROR_ACCESS_DENIED), (OutBook<Owned::kKey, 4, Success::kZero>))              \
+  CALL(RegOpenKeyW, (ERROR_ACCESS_DENIED), (OutBook<Owned::kKey, 2, Success::kZero>))                \
+  CALL(RegQueryInfoKeyW, (ERROR_ACCESS_DENIED), (NoBook))                                            \
+  CALL(RegQueryValueExW, (ERROR_FILE_NOT_FOUND, ERROR_MORE_DATA), (NoBook))                          \
+  CALL(RegSetValueExW, (ERROR_ACCESS_DENIED), (ChangeBook))                                          \
+  CALL(RemoveDirectoryW, (ERROR_DIR_NOT_EMPTY), (PathBook<>))                                        \
+  CALL(ResetEvent, (ERROR_INVALID_HANDLE), (ChangeBook))                                             \
+  CALL(RevertToSelf, (ERROR_ACCESS_DENIED), (RevertBook))                                            \
+  CALL(SetEntriesInAclW, (ERROR_NOT_ENOUGH_MEMORY), (OutBook<Owned::kMemory, 3, Success::kZero>))    \
+  CALL(SetEnvironmentVariableW, (ERROR_NOT_ENOUGH_MEMORY), (NoBook))                                 \
+  CALL(SetErrorMode, (), (NoBook))                                                                   \
+  CALL(SetEvent, (ERROR_INVALID_HANDLE), (ChangeBook))                                               \
+  CALL(SetFileAttributesW, (ERROR_ACCESS_DENIED), (PathBook<>))                                      \
+  CALL(SetFileSecurityW, (ERROR_ACCESS_DENIED), (PathBook<>))                                        \
+  CALL(SetFileTime, (ERROR_ACCESS_DENIED), (ChangeBook))                                             \
+  CALL(SetKernelObjectSecurity, (ERROR_ACCESS_DENIED), (ChangeBook))                                 \
+  CALL(SetLastError, (), (NoBook))                                                                   \
+  CALL(SetSecurityDescriptorControl, (ERROR_INVALID_PARAMETER), (NoBook))                            \
+  CALL(SetSecurityDescriptorDacl, (ERROR_UNKNOWN_REVISION), (NoBook))                                \
+  CALL(SetSecurityDescriptorOwner, (ERROR_UNKNOWN_REVISION), (NoBook))                               \
+  CALL(Sleep, (), (NoBook))                                                                          \
+  CALL(WaitForSingleObject, (ERROR_INVALID_HANDLE, kTimeIsUp), (NoBook))                             \
+  CALL(WideCharToMultiByte, (ERROR_NO_UNICODE_TRANSLATION), (NoBook))                                \
+  CALL(WriteFile, (ERROR_DISK_FULL, kWroteNothing), (ChangeBook))
 
-// Bound by name, with their types behind the errors. One that is missing here is reported by the subject when it is
+// Bound by name, with their types behind. One that is missing here is reported by the subject when it is
 // bound, and fails the sweep.
-#define FAULTS_BOUND_CALLS(CALL)                                                                     \
-  CALL(CreateEnvironmentBlock, (ERROR_ACCESS_DENIED), BOOL, void**, HANDLE, BOOL)                    \
-  CALL(DestroyEnvironmentBlock, (ERROR_INVALID_PARAMETER), BOOL, void*)                              \
-  CALL(DuplicateTokenEx, (ERROR_ACCESS_DENIED), BOOL, HANDLE, DWORD, void*, int, int, HANDLE*)       \
-  CALL(EnumProcessModules, (ERROR_PARTIAL_COPY), BOOL, HANDLE, HMODULE*, DWORD, DWORD*)              \
-  CALL(EnumProcesses, (ERROR_NOT_ENOUGH_MEMORY), BOOL, DWORD*, DWORD, DWORD*)                        \
-  CALL(GetFinalPathNameByHandleW, (ERROR_PATH_NOT_FOUND), DWORD, HANDLE, wchar_t*, DWORD, DWORD)     \
-  CALL(GetModuleBaseNameW, (ERROR_INVALID_HANDLE), DWORD, HANDLE, HMODULE, wchar_t*, DWORD)          \
-  CALL(GetNativeSystemInfo, (), void, SYSTEM_INFO*)                                                  \
-  CALL(GetUserNameExW, (ERROR_NONE_MAPPED), BOOLEAN, int, wchar_t*, ULONG*)                          \
-  CALL(HeapSetInformation, (ERROR_INVALID_PARAMETER), BOOL, HANDLE, int, void*, SIZE_T)              \
-  CALL(LoadUserProfileW, (ERROR_ACCESS_DENIED), BOOL, HANDLE, void*)                                 \
-  CALL(PathAppendW, (ERROR_FILENAME_EXCED_RANGE), BOOL, wchar_t*, const wchar_t*)                    \
-  CALL(PathFileExistsW, (ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED), BOOL, const wchar_t*)           \
-  CALL(PathFindFileNameA, (), const char*, const char*)                                              \
-  CALL(PathRemoveFileSpecW, (ERROR_PATH_NOT_FOUND), BOOL, wchar_t*)                                  \
-  CALL(SHCreateDirectoryExW, (ERROR_ACCESS_DENIED, ERROR_PATH_NOT_FOUND), int, HWND, const wchar_t*, \
-       const SECURITY_ATTRIBUTES*)                                                                   \
-  CALL(SHGetFolderPathW, (ERROR_PATH_NOT_FOUND), HRESULT, HWND, int, HANDLE, DWORD, wchar_t*)        \
-  CALL(SHGetSpecialFolderPathW, (ERROR_PATH_NOT_FOUND), BOOL, HWND, wchar_t*, int, BOOL)             \
-  CALL(SetDefaultDllDirectories, (ERROR_INVALID_PARAMETER), BOOL, DWORD)                             \
-  CALL(SetFileInformationByHandle, (ERROR_ACCESS_DENIED), BOOL, HANDLE, int, void*, DWORD)           \
-  CALL(SetProcessMitigationPolicy, (ERROR_INVALID_PARAMETER), BOOL, int, void*, SIZE_T)              \
-  CALL(UnloadUserProfile, (ERROR_ACCESS_DENIED), BOOL, HANDLE, HANDLE)                               \
-  CALL(WTSGetActiveConsoleSessionId, (ERROR_NO_TOKEN), DWORD, void)                                  \
-  CALL(WTSQueryUserToken, (ERROR_NO_TOKEN), BOOL, ULONG, HANDLE*)
+#define FAULTS_BOUND_CALLS(CALL)                                                                                      \
+  CALL(CreateEnvironmentBlock, (ERROR_ACCESS_DENIED), (OutBook<Owned::kEnvironment, 0, Success::kNotZero>), BOOL,     \
+       void**, HANDLE, BOOL)                                                                                          \
+  CALL(DestroyEnvironmentBlock, (ERROR_INVALID_PARAMETER), (GivingBook<Owned::kEnvironment>), BOOL, void*)            \
+  CALL(DuplicateTokenEx, (ERROR_ACCESS_DENIED), (OutBook<Owned::kHandle, 5, Success::kNotZero>), BOOL, HANDLE, DWORD, \
+       void*, int, int, HANDLE*)                                                                                      \
+  CALL(EnumProcessModules, (ERROR_PARTIAL_COPY), (NoBook), BOOL, HANDLE, HMODULE*, DWORD, DWORD*)                     \
+  CALL(EnumProcesses, (ERROR_NOT_ENOUGH_MEMORY), (NoBook), BOOL, DWORD*, DWORD, DWORD*)                               \
+  CALL(GetFinalPathNameByHandleW, (ERROR_PATH_NOT_FOUND), (NoBook), DWORD, HANDLE, wchar_t*, DWORD, DWORD)            \
+  CALL(GetModuleBaseNameW, (ERROR_INVALID_HANDLE), (NoBook), DWORD, HANDLE, HMODULE, wchar_t*, DWORD)                 \
+  CALL(GetNativeSystemInfo, (), (NoBook), void, SYSTEM_INFO*)                                                         \
+  CALL(GetUserNameExW, (ERROR_NONE_MAPPED), (NoBook), BOOLEAN, int, wchar_t*, ULONG*)                                 \
+  CALL(HeapSetInformation, (ERROR_INVALID_PARAMETER), (NoBook), BOOL, HANDLE, int, void*, SIZE_T)                     \
+  CALL(LoadUserProfileW, (ERROR_ACCESS_DENIED), (LoadProfileBook), BOOL, HANDLE, void*)                               \
+  CALL(PathAppendW, (ERROR_FILENAME_EXCED_RANGE), (NoBook), BOOL, wchar_t*, const wchar_t*)                           \
+  CALL(PathFileExistsW, (ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED), (NoBook), BOOL, const wchar_t*)                  \
+  CALL(PathFindFileNameA, (), (NoBook), const char*, const char*)                                                     \
+  CALL(PathRemoveFileSpecW, (ERROR_PATH_NOT_FOUND), (NoBook), BOOL, wchar_t*)                                         \
+  CALL(SHCreateDirectoryExW, (ERROR_ACCESS_DENIED, ERROR_PATH_NOT_FOUND), (PathBook<1>), int, HWND, const wchar_t*,   \
+       const SECURITY_ATTRIBUTES*)                                                                                    \
+  CALL(SHGetFolderPathW, (ERROR_PATH_NOT_FOUND), (NoBook), HRESULT, HWND, int, HANDLE, DWORD, wchar_t*)               \
+  CALL(SHGetSpecialFolderPathW, (ERROR_PATH_NOT_FOUND), (NoBook), BOOL, HWND, wchar_t*, int, BOOL)                    \
+  CALL(SetDefaultDllDirectories, (ERROR_INVALID_PARAMETER), (NoBook), BOOL, DWORD)                                    \
+  CALL(SetFileInformationByHandle, (ERROR_ACCESS_DENIED), (ChangeBook), BOOL, HANDLE, int, void*, DWORD)              \
+  CALL(SetProcessMitigationPolicy, (ERROR_INVALID_PARAMETER), (NoBook), BOOL, int, void*, SIZE_T)                     \
+  CALL(UnloadUserProfile, (ERROR_ACCESS_DENIED), (UnloadProfileBook), BOOL, HANDLE, HANDLE)                           \
+  CALL(WTSGetActiveConsoleSessionId, (ERROR_NO_TOKEN), (NoBook), DWORD, void)                                         \
+  CALL(WTSQueryUserToken, (ERROR_NO_TOKEN), (OutBook<Owned::kHandle, 1, Success::kNotZero>), BOOL, ULONG, HANDLE*)
 
 enum class ProductCall : int {
 #define FAULTS_NUMBER(name, ...) k##name,

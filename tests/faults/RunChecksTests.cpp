@@ -7,7 +7,6 @@
 #include <string>
 
 #include "tests/faults/FaultWorld.h"
-#include "tests/faults/Findings.h"
 #include "tests/faults/ProductTrees.h"
 #include "tests/faults/SubjectProcess.h"
 
@@ -36,42 +35,48 @@ SubjectOutcome Ended(DWORD exitCode, const std::string& lastLine) {
 
 constexpr char kClosing[] = "LOG_INFO : [2026/01/02 03:04:05] VELA END!!! RetrunCode:0";
 
-TEST_CASE("a run that keeps its promises has no finding") {
-  CHECK_LINES(BrokenPromises(Named("-s"), Ended(0, kClosing)), {});
+TEST_CASE("each broken promise is a finding") {
+  struct Row {
+    const char* scenario;
+    SubjectOutcome outcome;
+    Lines broken;
+  };
   SubjectOutcome without = Ended(0, "");
   without.logPossible = false;
   without.log.clear();
-  CHECK_LINES(BrokenPromises(Named("-s"), without), {});
-}
-
-TEST_CASE("a death, a hang, a missing closing line and a wrong exit code are found") {
   SubjectOutcome died = Ended(0xC0000005, "LOG_INFO : half a li");
   died.noted = false;
-  CHECK_LINES(BrokenPromises(Named("-s"), died), {"it died: exit code 0xC0000005"});
   SubjectOutcome hung = Ended(0, kClosing);
   hung.timedOut = true;
-  CHECK_LINES(BrokenPromises(Named("-s"), hung), {"it did not end"});
-  CHECK(BrokenPromises(Named("-s"), Ended(0, "LOG_INFO : GetStatus!!!!! 1")).size() == 1);
-  CHECK(BrokenPromises(Named("-s"), Ended(1, kClosing)).size() == 2);  // the closing line says 0
-  CHECK_LINES(BrokenPromises(Named("-s"), Ended(1, " VELA END!!! RetrunCode:1")), {"exit code 0x1, not 0x0"});
-  CHECK_LINES(BrokenPromises(Named("-r"), Ended(0, kClosing)), {"exit code 0x0, not 0x1"});
-  CHECK_LINES(BrokenPromises(Named("-I"), Ended(0xE0FF0001, " VELA END!!! RetrunCode:-520159231")),
-              {"exit code 0xE0FF0001, not 0x0"});
+  const std::string missing = "the closing line is missing or tells another result: \"";
+  for (const Row& row : {
+           Row{"-s", Ended(0, kClosing), {}},
+           Row{"-s", without, {}},
+           Row{"-s", died, {"it died: exit code 0xC0000005"}},
+           Row{"-s", hung, {"it did not end"}},
+           Row{"-s", Ended(0, "LOG_INFO : GetStatus!!!!! 1"), {missing + "LOG_INFO : GetStatus!!!!! 1\""}},
+           Row{"-s", Ended(1, kClosing), {missing + kClosing + "\"", "exit code 0x1, not 0x0"}},
+           Row{"-r", Ended(0, kClosing), {"exit code 0x0, not 0x1"}},
+           Row{"-I", Ended(0xE0FF0001, " VELA END!!! RetrunCode:-520159231"), {"exit code 0xE0FF0001, not 0x0"}},
+       }) {
+    CHECK_LINES(BrokenPromises(Named(row.scenario), row.outcome), (row.broken));
+  }
 }
 
-TEST_CASE("each kind of note is a finding, and what is meant to stay is none") {
+TEST_CASE("each kind of note is a finding; the user's identity is never meant to stay, nor to change anything") {
   SubjectOutcome outcome = Ended(0, kClosing);
-  outcome.remarks = {"left CreateFileW 0 handle",      "stray CloseHandle 0 handle", "outside DeleteFileW 0 C:\\x",
-                     "relative DeleteFileW 0 dest\\x", "unknown NewFunction",        "left CreateEnvironmentBlock 0 x",
-                     "left LoadLibraryW 0 module"};
-  CHECK(BrokenPromises(Named("-s"), outcome).size() == 7);
-}
-
-TEST_CASE("the user's identity is never meant to stay, nor to change anything") {
-  SubjectOutcome outcome = Ended(0, kClosing);
-  outcome.remarks = {"left ImpersonateLoggedOnUser 0 impersonation", "impersonating RegSetValueExW 0 change",
-                     "session failed"};
-  CHECK(BrokenPromises(Named("-d"), outcome).size() == 2);
+  outcome.remarks = {"left CreateFileW 0 handle",
+                     "stray CloseHandle 0 handle",
+                     "outside DeleteFileW 0 C:\\x",
+                     "relative DeleteFileW 0 dest\\x",
+                     "unknown NewFunction",
+                     "left CreateEnvironmentBlock 0 x",
+                     "left LoadLibraryW 0 module",
+                     "left ImpersonateLoggedOnUser 0 impersonation",
+                     "impersonating RegSetValueExW 0 change"};
+  CHECK(BrokenPromises(Named("-s"), outcome).size() == outcome.remarks.size());
+  outcome.remarks.emplace_back("session failed");
+  CHECK(BrokenPromises(Named("-s"), outcome).size() == outcome.remarks.size() - 1);
 }
 
 TEST_CASE("places in and outside of the product's trees") {
@@ -95,23 +100,6 @@ TEST_CASE("what is never given back stands in the notes with the place that took
   CHECK(kept.noted);
   const Lines broken = BrokenPromises(Named("-s"), kept);
   CHECK(LinesWith(broken, "left RegOpenKeyExW in (anonymous namespace)::OpenProductKey").size() == 1);
-}
-
-TEST_CASE("a run ends where it is told to") {
-  FaultWorld world(Named("-d"), Modules::kNone);
-  world.Reset();
-  const SubjectOutcome died = RunSubject(L"-d", "die-before 1");
-  CHECK(died.exitCode == 0xDEAD);
-  CHECK_FALSE(died.noted);
-}
-
-TEST_CASE("findings are told once, with the number of runs") {
-  Findings findings;
-  findings.Add("first", {});
-  findings.Add("second", {"a", "b"});
-  findings.Add("third", {"a"});
-  CHECK(findings.Runs() == 2);
-  CHECK(findings.Text() == "  a\n    in 2 runs, the first: second\n  b\n    in 1 runs, the first: second\n");
 }
 
 }  // namespace

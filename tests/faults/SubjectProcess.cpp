@@ -50,15 +50,8 @@ void ReadNote(const std::string& line, SubjectOutcome& outcome) {
 
 void ReadLog(SubjectOutcome& outcome) {
   outcome.logPossible = TestSupport::Exists(kLogFolder);
-  if (!TestSupport::Exists(TestSupport::LogFilePath())) {
-    return;
-  }
-  std::istringstream text(TestSupport::FileContent(TestSupport::LogFilePath()));
-  for (std::string line; std::getline(text, line);) {
-    if (!line.empty() && line.back() == '\r') {
-      line.pop_back();
-    }
-    outcome.log.push_back(line);
+  if (TestSupport::Exists(TestSupport::LogFilePath())) {
+    outcome.log = TestSupport::Split(TestSupport::FileContent(TestSupport::LogFilePath()));
   }
 }
 
