@@ -35,7 +35,7 @@ void CheckRemoval(const char* title, const std::wstring& destination, bool moved
   const Outcome outcome = world.Run(L"-U", World::kSource, given);
 
   // Of what was moved, the product's own folder alone: the data of all users lies there in the plain run, too.
-  const Lines told = moved ? TestSupport::RunText(outcome, {{kCommonBase + L"VELA_", "[data]VELA_"},
+  const Lines told = moved ? TestSupport::RunText(outcome, {{kCommonBase + L"VELA_common", "[data]VELA_common"},
                                                             {kCommonBase + L"VELA", "[dest]\\Orvane Labs\\VELA"},
                                                             {L"[data]", TestSupport::ToUtf8(kCommonBase)},
                                                             {World::kSource, "[source]"}})
