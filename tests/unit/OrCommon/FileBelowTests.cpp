@@ -24,41 +24,42 @@ namespace {
 constexpr wchar_t kFile[] = L"anna\\Data\\Mail\\cache.dat";
 constexpr wchar_t kAlias[] = L"anna\\Roaming\\Mail\\cache.dat";
 
+constexpr const wchar_t* kOutside[] = {L"outside\\cache.dat", L"outside\\Mail\\cache.dat",
+                                       L"outside\\Data\\Mail\\cache.dat"};
+
 struct Profiles {
-  Profiles() {
+  // With the file, where one is named.
+  explicit Profiles(const wchar_t* file = nullptr) {
     scratch.MakeFolder(L"profiles");
-    for (const wchar_t* const file : {L"cache.dat", L"Mail\\cache.dat", L"Data\\Mail\\cache.dat"}) {
-      scratch.MakeFile(std::wstring(L"outside\\") + file, "precious");
+    for (const wchar_t* const outside : kOutside) {
+      scratch.MakeFile(outside, "precious");
+    }
+    if (file != nullptr) {
+      Make(file);
     }
   }
-  std::wstring Path(const std::wstring& below = {}) const {
-    return scratch.Path(below.empty() ? L"profiles" : L"profiles\\" + below);
-  }
+  std::wstring Path(const std::wstring& below) const { return scratch.Path(L"profiles\\" + below); }
   void Make(const std::wstring& file) const { scratch.MakeFile(L"profiles\\" + file, "cache"); }
-  bool Delete() const { return DeleteFileBelow(Path(), kFile, kAlias); }
-  void CheckOutside() const {
-    for (const wchar_t* const file : {L"cache.dat", L"Mail\\cache.dat", L"Data\\Mail\\cache.dat"}) {
-      CHECK(Exists(scratch.Path(std::wstring(L"outside\\") + file)));
-    }
-  }
+  bool Delete(const wchar_t* root = L"profiles") const { return DeleteFileBelow(scratch.Path(root), kFile, kAlias); }
 
   ScratchFolder scratch{L"file below"};
 };
 
-// A link in the place of each folder on the way, behind which there is a file of the name.
-template <class Check>
-void ForEachLinkOnTheWay(const Check& check) {
-  for (const wchar_t* const place : {L"anna", L"anna\\Data", L"anna\\Data\\Mail"}) {
-    CAPTURE(ToUtf8(place));
+// A link in the place of each folder on the way, behind which there is a file of the name: nothing is deleted.
+void CheckLinksOnTheWay() {
+  for (const std::wstring folder : {L"anna", L"anna\\Data", L"anna\\Data\\Mail"}) {
+    CAPTURE(ToUtf8(folder));
     const Profiles profiles;
-    const std::wstring folder = place;
-    if (folder.find(L'\\') != std::wstring::npos) {
-      MakeFolder(profiles.Path(folder.substr(0, folder.rfind(L'\\'))));
-    }
-    const FolderLink link(profiles.Path(folder), profiles.scratch.Path(L"outside"));
+    const std::wstring path = profiles.Path(folder);
+    MakeFolder(path.substr(0, path.rfind(L'\\')));
+    const FolderLink link(path, profiles.scratch.Path(L"outside"));
     REQUIRE(Exists(profiles.Path(kFile)));
-    check(profiles);
-    profiles.CheckOutside();
+    const CountCalls erase{"DeleteFileW"};
+    CHECK_FALSE(profiles.Delete());
+    CHECK(erase.Calls() == 0);
+    for (const wchar_t* const outside : kOutside) {
+      CHECK(Exists(profiles.scratch.Path(outside)));
+    }
   }
 }
 
@@ -76,12 +77,11 @@ TEST_CASE("a plain file goes, and nothing beside it; a folder of the name stays"
 }
 
 TEST_CASE("a link anywhere on the way: nothing is deleted") {
-  ForEachLinkOnTheWay([](const Profiles& profiles) { CHECK_FALSE(profiles.Delete()); });
+  CheckLinksOnTheWay();
 }
 
 TEST_CASE("a link to the alias, as the system has one, and to the same place of another user") {
-  const Profiles profiles;
-  profiles.Make(kAlias);
+  const Profiles profiles(kAlias);
   profiles.Make(L"bert\\Roaming\\Mail\\cache.dat");
   MakeFolder(profiles.Path(L"anna"));
   {
@@ -95,16 +95,14 @@ TEST_CASE("a link to the alias, as the system has one, and to the same place of 
 }
 
 TEST_CASE("the way to the root may lead through a link, and its case is as it is") {
-  const Profiles profiles;
-  profiles.Make(L"Anna\\DATA\\Mail\\Cache.dat");
-  const FolderLink link(profiles.scratch.Path(L"moved"), profiles.Path());
-  CHECK(DeleteFileBelow(profiles.scratch.Path(L"moved"), kFile, kAlias));
+  const Profiles profiles(L"Anna\\DATA\\Mail\\Cache.dat");
+  const FolderLink link(profiles.scratch.Path(L"moved"), profiles.scratch.Path(L"profiles"));
+  CHECK(profiles.Delete(L"moved"));
   CHECK_FALSE(Exists(profiles.Path(kFile)));
 }
 
 TEST_CASE("the file is opened to be deleted, shared, and no link in its place is followed") {
-  const Profiles profiles;
-  profiles.Make(kFile);
+  const Profiles profiles(kFile);
   unsigned opened = 0;
   const OnCall open{
       "CreateFileW", &::CreateFileW,
@@ -125,16 +123,11 @@ TEST_CASE("the file is opened to be deleted, shared, and no link in its place is
 }
 
 TEST_CASE("what was opened proves to be a link or a folder: it stays") {
+  const Profiles profiles(kFile);
   for (const DWORD attributes : {DWORD{FILE_ATTRIBUTE_REPARSE_POINT}, DWORD{FILE_ATTRIBUTE_DIRECTORY}}) {
-    const Profiles profiles;
-    profiles.Make(kFile);
-    {
-      const ImportRedirection ask{"GetFileInformationByHandle", [&](HANDLE, BY_HANDLE_FILE_INFORMATION* facts) -> BOOL {
-                                    facts->dwFileAttributes = attributes;
-                                    return TRUE;
-                                  }};
-      CHECK_FALSE(profiles.Delete());
-    }
+    const AfterCall ask{"GetFileInformationByHandle", &::GetFileInformationByHandle,
+                        [&](BOOL, HANDLE, BY_HANDLE_FILE_INFORMATION* facts) { facts->dwFileAttributes = attributes; }};
+    CHECK_FALSE(profiles.Delete());
     CHECK(Exists(profiles.Path(kFile)));
   }
 }
@@ -155,8 +148,7 @@ struct Place {
 };
 
 bool DeletedWhere(const wchar_t* file, const wchar_t* root) {
-  const Profiles profiles;
-  profiles.Make(kFile);
+  const Profiles profiles(kFile);
   Place::file = file;
   Place::root = root;
   Place::asked = 0;
@@ -179,55 +171,35 @@ TEST_CASE("the place decides by its whole path") {
 }
 
 TEST_CASE("calls that fail leave the file") {
-  for (const char* const failing : {"CreateFileW", "GetFileInformationByHandle"}) {
-    for (unsigned call = 1; call <= 2; ++call) {
-      CAPTURE(failing);
-      const Profiles profiles;
-      profiles.Make(kFile);
-      bool deleted = true;
-      bool failed = false;
-      {
-        const FailCall fail{failing, call, ERROR_ACCESS_DENIED};
-        deleted = profiles.Delete();
-        failed = fail.Failed() == 1;
-      }
-      CHECK(deleted != failed);
-      CHECK(Exists(profiles.Path(kFile)) == failed);
-    }
-  }
+  const Profiles profiles(kFile);
+  const auto check = [&](const char* failing, unsigned call) {
+    CAPTURE(failing);
+    const FailCall fail{failing, call, ERROR_ACCESS_DENIED};
+    CHECK_FALSE(profiles.Delete());
+    CHECK(fail.Failed() == 1);
+    CHECK(Exists(profiles.Path(kFile)));
+  };
+  check("CreateFileW", 1);
+  check("CreateFileW", 2);
+  check("GetFileInformationByHandle", 1);
 }
 
-// ---- Windows before Vista
-
-template <class Check>
-void OnOldWindows(const Check& check) {
+TEST_CASE("Windows before Vista: a plain file goes; a link on the way is looked for first, also an alias") {
   for (const char* const function : {"GetFinalPathNameByHandleW", "SetFileInformationByHandle"}) {
     CAPTURE(function);
     const MissingEntry missing{function};
-    check();
-  }
-}
-
-TEST_CASE("without the functions for handles a plain file goes; a link on the way is looked for first, also an alias") {
-  OnOldWindows([] {
+    CheckLinksOnTheWay();
     {
-      const Profiles profiles;
-      profiles.Make(kFile);
-      const FolderLink link(profiles.scratch.Path(L"moved"), profiles.Path());  // the way to the root may be one
-      CHECK(DeleteFileBelow(profiles.scratch.Path(L"moved"), kFile, kAlias));
+      const Profiles profiles(kFile);
+      const FolderLink link(profiles.scratch.Path(L"moved"), profiles.scratch.Path(L"profiles"));
+      CHECK(profiles.Delete(L"moved"));  // the way to the root may be one
       CHECK_FALSE(Exists(profiles.Path(kFile)));
     }
-    ForEachLinkOnTheWay([](const Profiles& profiles) {
-      const CountCalls erase{"DeleteFileW"};
-      CHECK_FALSE(profiles.Delete());
-      CHECK(erase.Calls() == 0);
-    });
-    const Profiles profiles;
-    profiles.Make(kAlias);
+    const Profiles profiles(kAlias);
     const FolderLink own(profiles.Path(L"anna\\Data"), profiles.Path(L"anna\\Roaming"));
     CHECK_FALSE(profiles.Delete());
     CHECK(Exists(profiles.Path(kAlias)));
-  });
+  }
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 
 #include <map>
 #include <string>
-#include <vector>
 
 #include "tests/support/CallFailures.h"
 #include "tests/support/CallWatch.h"
@@ -24,39 +23,29 @@ using namespace TestSupport;
 
 namespace {
 
-// "close <path below the folder>", in order, and what was set last.
-class Closings {
- public:
-  explicit Closings(const ScratchFolder& scratch) : root_(ToUtf8(scratch.Path())) {}
+// What is opened, "<path below the folder> <access> <flags>", and what is closed, in order.
+struct Closings {
+  explicit Closings(const ScratchFolder& scratch) : root(ToUtf8(scratch.Path())) {}
 
-  const Lines& Events() const { return events_; }
-  const Lines& Descriptor() const { return descriptor_; }
-  SECURITY_INFORMATION Kind() const { return kind_; }
-  const std::vector<DWORD>& Access() const { return access_; }
-  const std::vector<DWORD>& Flags() const { return flags_; }
+  Lines opened;
+  Lines closed;
+  std::string set;  // last, "<kind> <descriptor>"
 
  private:
-  std::string root_;
-  std::map<HANDLE, std::string> open_;
-  Lines events_;
-  Lines descriptor_;
-  SECURITY_INFORMATION kind_ = 0;
-  std::vector<DWORD> access_;
-  std::vector<DWORD> flags_;
-  AfterCall create_{
+  std::string root;
+  std::map<HANDLE, std::string> names;
+  AfterCall create{
       "CreateFileW", &::CreateFileW,
-      [this](HANDLE file, LPCWSTR path, DWORD rights, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD options, HANDLE) {
+      [this](HANDLE file, LPCWSTR path, DWORD access, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD flags, HANDLE) {
         const std::string text = ToUtf8(path);
-        open_[file] = text.compare(0, root_.size(), root_) == 0 ? text.substr(root_.size()) : text;
-        access_.push_back(rights);
-        flags_.push_back(options);
+        names[file] = text.compare(0, root.size(), root) == 0 ? text.substr(root.size()) : text;
+        opened.push_back(names[file] + " " + std::to_string(access) + " " + std::to_string(flags));
       }};
-  OnCall set_{"SetKernelObjectSecurity", &::SetKernelObjectSecurity,
-              [this](HANDLE object, SECURITY_INFORMATION kind, PSECURITY_DESCRIPTOR descriptor) {
-                events_.push_back("close " + open_[object]);
-                kind_ = kind;
-                descriptor_ = OrCommonTests::LinesOf(static_cast<const void*>(descriptor));
-              }};
+  OnCall setSecurity{"SetKernelObjectSecurity", &::SetKernelObjectSecurity,
+                     [this](HANDLE object, SECURITY_INFORMATION kind, PSECURITY_DESCRIPTOR descriptor) {
+                       closed.push_back(names[object]);
+                       set = std::to_string(kind) + " " + OrCommonTests::TextOf(descriptor);
+                     }};
 };
 
 TEST_CASE("from the top down, the folder itself last, and each once") {
@@ -67,11 +56,11 @@ TEST_CASE("from the top down, the folder itself last, and each once") {
   const Closings closings(scratch);
   FolderCloser closer(scratch.Path(L"maker"));
   CHECK(closer.Close(scratch.Path(L"maker\\a\\b\\file")));
-  CHECK_LINES(closings.Events(), {"close \\maker", "close \\maker\\a", "close \\maker\\a\\b"});
-  CHECK(closer.Close(scratch.Path(L"maker\\a\\b")));
-  CHECK(closer.Close(scratch.Path(L"maker\\a\\c")));
-  CHECK(closer.Close(scratch.Path(L"maker")));
-  CHECK_LINES(closings.Events(), {"close \\maker", "close \\maker\\a", "close \\maker\\a\\b", "close \\maker\\a\\c"});
+  CHECK_LINES(closings.closed, {"\\maker", "\\maker\\a", "\\maker\\a\\b"});
+  for (const wchar_t* const more : {L"maker\\a\\b", L"maker\\a\\c", L"maker"}) {
+    CHECK(closer.Close(scratch.Path(more)));
+  }
+  CHECK_LINES(closings.closed, {"\\maker", "\\maker\\a", "\\maker\\a\\b", "\\maker\\a\\c"});
 }
 
 TEST_CASE("the administrators own it, a protected list names them and the system, and the entry is not followed") {
@@ -79,15 +68,14 @@ TEST_CASE("the administrators own it, a protected list names them and the system
   scratch.MakeFolder(L"maker");
   const Closings closings(scratch);
   CHECK(FolderCloser(scratch.Path(L"maker")).Close(scratch.Path(L"maker\\gone")));
-  CHECK_LINES(closings.Descriptor(),
-              {"absolute, revision 1, list present, protected, owner S-1-5-32-544",
-               "allow 0x001f01ff flags 0x03 S-1-5-18", "allow 0x001f01ff flags 0x03 S-1-5-32-544"});
-  CHECK(closings.Kind() ==
-        (OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION));
-  CHECK(closings.Access() ==
-        std::vector<DWORD>{READ_CONTROL | WRITE_DAC | WRITE_OWNER | FILE_READ_ATTRIBUTES, FILE_READ_ATTRIBUTES});
-  CHECK(closings.Flags() == std::vector<DWORD>(2, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT |
-                                                      SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION));
+  constexpr DWORD kKind = OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION;
+  CHECK(closings.set == std::to_string(kKind) + " 1004 O:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)");
+  const auto opened = [](DWORD access) {
+    constexpr DWORD kFlags = FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT | SECURITY_SQOS_PRESENT;
+    return "\\maker " + std::to_string(access) + " " + std::to_string(kFlags | SECURITY_IDENTIFICATION);
+  };
+  CHECK_LINES(closings.opened,
+              {opened(READ_CONTROL | WRITE_DAC | WRITE_OWNER | FILE_READ_ATTRIBUTES), opened(FILE_READ_ATTRIBUTES)});
 }
 
 TEST_CASE("what lies elsewhere, or has no root, may be deleted as it is; a missing folder cannot be closed") {
@@ -97,9 +85,9 @@ TEST_CASE("what lies elsewhere, or has no root, may be deleted as it is; a missi
   CHECK(FolderCloser(scratch.Path(L"maker")).Close(scratch.Path(L"maker2\\file")));
   CHECK(FolderCloser(L"").Close(scratch.Path(L"maker2\\file")));
   CHECK(opened.Calls() == 0);
-  const Closings closings(scratch);
+  const CountCalls closed{"SetKernelObjectSecurity"};
   CHECK_FALSE(FolderCloser(scratch.Path(L"maker")).Close(scratch.Path(L"maker\\a")));
-  CHECK_LINES(closings.Events(), {});
+  CHECK(closed.Calls() == 0);
 }
 
 TEST_CASE("a link in the entry's own place is what will be deleted: the way to it is closed") {
@@ -109,56 +97,37 @@ TEST_CASE("a link in the entry's own place is what will be deleted: the way to i
   const FolderLink link(scratch.Path(L"maker\\link"), scratch.Path(L"target"));
   const Closings closings(scratch);
   CHECK(FolderCloser(scratch.Path(L"maker")).Close(scratch.Path(L"maker\\link")));
-  CHECK_LINES(closings.Events(), {"close \\maker"});
+  CHECK_LINES(closings.closed, {"\\maker"});
 }
 
-TEST_CASE("what was opened proves to be a link, or a file: it is not closed, and nothing below it") {
-  for (const DWORD attributes :
-       {DWORD{FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT}, DWORD{FILE_ATTRIBUTE_ARCHIVE}}) {
-    const ScratchFolder scratch(L"closing");
-    scratch.MakeFile(L"maker\\a\\b\\file", "text");
-    unsigned asked = 0;
-    const ImportRedirection ask{"GetFileInformationByHandle", [&](HANDLE, BY_HANDLE_FILE_INFORMATION* facts) -> BOOL {
-                                  facts->dwFileAttributes = ++asked == 4 ? attributes : FILE_ATTRIBUTE_DIRECTORY;
-                                  return TRUE;
-                                }};
-    const Closings closings(scratch);
-    FolderCloser closer(scratch.Path(L"maker"));
-    CHECK_FALSE(closer.Close(scratch.Path(L"maker\\a\\b\\file")));
-    CHECK_LINES(closings.Events(), {"close \\maker"});
-    CHECK_FALSE(closer.Close(scratch.Path(L"maker\\a\\b")));  // known by now
-    CHECK(asked == 4);
-  }
-}
-
-TEST_CASE("what proves another folder, a link or a file once it is closed: nothing below it may wait") {
+TEST_CASE("what proves another folder, a link or a file, before it is closed or then: nothing below it may wait") {
+  using Facts = BY_HANDLE_FILE_INFORMATION;
   struct Change {
     unsigned answer;  // to which question
-    DWORD BY_HANDLE_FILE_INFORMATION::*fact;
+    DWORD Facts::*fact;
     DWORD value;
   };
-  using Facts = BY_HANDLE_FILE_INFORMATION;
   constexpr DWORD kLink = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
   for (const Change& change :
        {Change{2, &Facts::dwFileAttributes, kLink}, Change{2, &Facts::dwFileAttributes, FILE_ATTRIBUTE_ARCHIVE},
         Change{3, &Facts::dwFileAttributes, kLink}, Change{3, &Facts::dwVolumeSerialNumber, 4711},
-        Change{3, &Facts::nFileIndexHigh, 4711}, Change{3, &Facts::nFileIndexLow, 4711}}) {
+        Change{3, &Facts::nFileIndexHigh, 4711}, Change{3, &Facts::nFileIndexLow, 4711},
+        Change{4, &Facts::dwFileAttributes, kLink}, Change{4, &Facts::dwFileAttributes, FILE_ATTRIBUTE_ARCHIVE}}) {
     CAPTURE(change.answer);
     CAPTURE(change.value);
     const ScratchFolder scratch(L"closing");
-    scratch.MakeFile(L"maker\\a\\file", "text");
+    scratch.MakeFile(L"maker\\a\\b\\file", "text");
     unsigned asked = 0;
-    const ImportRedirection ask{"GetFileInformationByHandle", [&](HANDLE file, Facts* facts) -> BOOL {
-                                  const BOOL done =
-                                      ask.Original<decltype(&::GetFileInformationByHandle)>()(file, facts);
-                                  if (++asked == change.answer) {
-                                    facts->*change.fact = change.value;
-                                  }
-                                  return done;
-                                }};
+    const AfterCall ask{"GetFileInformationByHandle", &::GetFileInformationByHandle, [&](BOOL, HANDLE, Facts* facts) {
+                          if (++asked == change.answer) {
+                            facts->*change.fact = change.value;
+                          }
+                        }};
     const Closings closings(scratch);
-    CHECK_FALSE(FolderCloser(scratch.Path(L"maker")).Close(scratch.Path(L"maker\\a\\file")));
-    CHECK_LINES(closings.Events(), {"close \\maker"});
+    FolderCloser closer(scratch.Path(L"maker"));
+    CHECK_FALSE(closer.Close(scratch.Path(L"maker\\a\\b\\file")));
+    CHECK_FALSE(closer.Close(scratch.Path(change.answer == 4 ? L"maker\\a\\b" : L"maker")));  // known by now
+    CHECK_LINES(closings.closed, {"\\maker"});
     CHECK(asked == change.answer);
   }
 }

@@ -12,7 +12,6 @@
 #include "tests/support/ScratchFolder.h"
 
 using namespace OrCommon::Storage::File;
-using OrCommonTests::FolderLink;
 using namespace TestSupport;
 
 namespace {
@@ -20,19 +19,15 @@ namespace {
 TEST_CASE("a link to a folder is a link and no folder; a folder, a file and what is missing are no links") {
   const ScratchFolder scratch(L"links");
   const std::wstring file = scratch.MakeFile(L"target\\file", "text");
-  const FolderLink link(scratch.Path(L"link"), scratch.Path(L"target"));
-  struct Case {
-    std::wstring path;
-    bool isLink;
-    bool isFolder;
-  };
-  for (const Case& one : {Case{scratch.Path(L"link"), true, false}, Case{scratch.Path(L"link\\"), true, false},
-                          Case{scratch.Path(L"target"), false, true}, Case{scratch.Path(L"target\\"), false, true},
-                          Case{L"C:\\", false, true}, Case{file, false, false},
-                          Case{scratch.Path(L"missing"), false, false}, Case{L"", false, false}}) {
-    CHECK(IsLink(one.path) == one.isLink);
-    CHECK(IsFolder(one.path) == one.isFolder);
+  const OrCommonTests::FolderLink link(scratch.Path(L"link"), scratch.Path(L"target"));
+  for (const wchar_t* const path : {L"link", L"link\\", L"target", L"target\\", L"target\\file", L"missing"}) {
+    const std::wstring name = path;
+    CHECK(IsLink(scratch.Path(name)) == (name[0] == L'l'));
+    CHECK(IsFolder(scratch.Path(name)) == (name == L"target" || name == L"target\\"));
   }
+  CHECK_FALSE(IsLink(L"C:\\"));
+  CHECK(IsFolder(L"C:\\"));
+  CHECK_FALSE((IsLink(L"") || IsFolder(L"")));
 }
 
 TEST_CASE("the attributes decide: every reparse point is a link, and so is what Windows does not tell of") {
@@ -42,9 +37,9 @@ TEST_CASE("the attributes decide: every reparse point is a link, and so is what 
     bool isLink;
     bool isFolder;
   };
-  for (const Case& expected : {Case{FILE_ATTRIBUTE_DIRECTORY, 0, false, true},
-                               Case{FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY, 0, false, true},
-                               Case{FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT, 0, true, false},
+  constexpr DWORD kFolder = FILE_ATTRIBUTE_DIRECTORY;
+  for (const Case& expected : {Case{kFolder, 0, false, true}, Case{kFolder | FILE_ATTRIBUTE_READONLY, 0, false, true},
+                               Case{kFolder | FILE_ATTRIBUTE_REPARSE_POINT, 0, true, false},
                                Case{FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_REPARSE_POINT, 0, true, false},
                                Case{FILE_ATTRIBUTE_ARCHIVE, 0, false, false},
                                Case{INVALID_FILE_ATTRIBUTES, ERROR_FILE_NOT_FOUND, false, false},
@@ -53,40 +48,29 @@ TEST_CASE("the attributes decide: every reparse point is a link, and so is what 
                                Case{INVALID_FILE_ATTRIBUTES, ERROR_SHARING_VIOLATION, true, false}}) {
     CAPTURE(expected.attributes);
     CAPTURE(expected.error);
-    bool isLink = false;
-    bool isFolder = false;
-    {
-      const ImportRedirection attributes{"GetFileAttributesW", [&](LPCWSTR) -> DWORD {
-                                           ::SetLastError(expected.error);
-                                           return expected.attributes;
-                                         }};
-      isLink = IsLink(L"C:\\a");
-      isFolder = IsFolder(L"C:\\a");
-    }
-    CHECK(isLink == expected.isLink);
-    CHECK(isFolder == expected.isFolder);
-  }
-}
-
-TEST_CASE("separators behind a name are taken off, that of a drive is not") {
-  std::vector<std::wstring> asked;
-  {
-    const ImportRedirection attributes{"GetFileAttributesW", [&](LPCWSTR path) -> DWORD {
-                                         asked.emplace_back(path);
-                                         return FILE_ATTRIBUTE_DIRECTORY;
+    const ImportRedirection attributes{"GetFileAttributesW", [&](LPCWSTR) -> DWORD {
+                                         ::SetLastError(expected.error);
+                                         return expected.attributes;
                                        }};
-    for (const wchar_t* path : {L"C:\\a b\\c", L"C:\\a b\\c\\", L"C:\\a b\\c\\\\", L"C:\\a b\\c/\\/", L"D:\\"}) {
-      IsLink(path);
-    }
-    IsFolder(L"C:\\a\\");
+    CHECK(IsLink(L"C:\\a") == expected.isLink);
+    CHECK(IsFolder(L"C:\\a") == expected.isFolder);
   }
-  CHECK(asked ==
-        std::vector<std::wstring>{L"C:\\a b\\c", L"C:\\a b\\c", L"C:\\a b\\c", L"C:\\a b\\c", L"D:\\", L"C:\\a"});
 }
 
-TEST_CASE("only the two dot entries are dot entries") {
-  CHECK(IsDotEntry(L"."));
-  CHECK(IsDotEntry(L".."));
+TEST_CASE("separators behind a name are taken off, that of a drive is not; only the two dot entries are dot entries") {
+  std::vector<std::wstring> asked;
+  const ImportRedirection attributes{"GetFileAttributesW", [&](LPCWSTR path) -> DWORD {
+                                       asked.emplace_back(path);
+                                       return FILE_ATTRIBUTE_DIRECTORY;
+                                     }};
+  for (const wchar_t* path : {L"C:\\a b", L"C:\\a b\\", L"C:\\a b\\\\", L"C:\\a b/\\/"}) {
+    IsLink(path);
+  }
+  IsFolder(L"C:\\a b\\");
+  CHECK(asked == std::vector<std::wstring>(5, L"C:\\a b"));
+  IsLink(L"D:\\");
+  CHECK(asked.back() == L"D:\\");
+  CHECK((IsDotEntry(L".") && IsDotEntry(L"..")));
   for (const wchar_t* name : {L"", L"...", L".a", L"a.", L"..a", L". "}) {
     CHECK_FALSE(IsDotEntry(name));
   }

@@ -1,6 +1,8 @@
-// A Windows that takes no plain path of more than 259 characters, and none with a name that it reads as another. Wine
-// takes them all.
+// What ordinary programs cannot name, and a Windows that takes no plain path of it: none of more than 259 characters,
+// and none with a name that it reads as another. Wine takes them all.
 #pragma once
+
+#include <doctest/doctest.h>
 
 #include <windows.h>
 
@@ -11,6 +13,26 @@
 #include "tests/support/ImportRedirection.h"
 
 namespace OrCommonTests {
+
+inline void MakeHostileFolder(const std::wstring& path) {
+  REQUIRE(::CreateDirectoryW((L"\\\\?\\" + path).c_str(), nullptr));
+}
+
+inline void MakeHostileFile(const std::wstring& path, DWORD attributes = FILE_ATTRIBUTE_NORMAL) {
+  const HANDLE file =
+      ::CreateFileW((L"\\\\?\\" + path).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, attributes, nullptr);
+  REQUIRE(file != INVALID_HANDLE_VALUE);
+  ::CloseHandle(file);
+}
+
+// Folders in one another until the path has this length at least; the path of the last.
+inline std::wstring MakeDeepFolder(std::wstring path, std::size_t length) {
+  while (path.size() < length) {
+    path += L"\\" + std::wstring(40, L'd');
+    MakeHostileFolder(path);
+  }
+  return path;
+}
 
 // Written apart from the product's SystemPath: "nul.txt" and the like stand here by name.
 inline bool NeedsLongForm(const std::wstring& path) {
@@ -52,15 +74,6 @@ class PlainPathLimits {
  private:
   unsigned refused_ = 0;
   std::vector<std::unique_ptr<TestSupport::ImportRedirection>> limits_;
-};
-
-// With the calls that delete.
-class PlainDeletionLimits : public PlainPathLimits {
- public:
-  PlainDeletionLimits() {
-    Limit("DeleteFileW", &::DeleteFileW, FALSE);
-    Limit("RemoveDirectoryW", &::RemoveDirectoryW, FALSE);
-  }
 };
 
 }  // namespace OrCommonTests

@@ -7,44 +7,15 @@
 #include <string>
 #include <vector>
 
-#include "Common/OrCommon/OrComn_File.h"
 #include "tests/support/CallFailures.h"
 #include "tests/support/CallWatch.h"
-#include "tests/support/FileSnapshot.h"
 #include "tests/support/ScratchFolder.h"
-#include "tests/support/TextLines.h"
+#include "tests/unit/OrCommon/Emptying.h"
 
-using OrCommon::Storage::File::DeleteAllFiles;
+using namespace OrCommonTests;
 using namespace TestSupport;
 
 namespace {
-
-constexpr DWORD kDenied = ERROR_ACCESS_DENIED;
-constexpr DWORD kBusy = ERROR_SHARING_VIOLATION;
-
-struct Removal {
-  bool succeeded;
-  DWORD error;
-  int restartNeeded;
-};
-
-Removal Empty(const std::wstring& folder) {
-  Removal removal = {false, 4711, 0};
-  removal.succeeded = DeleteAllFiles(folder, removal.restartNeeded, &removal.error);
-  return removal;
-}
-
-void CheckRemoval(const Removal& removal, bool succeeded, DWORD error, int restartNeeded) {
-  CHECK(removal.succeeded == succeeded);
-  CHECK(removal.error == error);
-  CHECK(removal.restartNeeded == restartNeeded);
-}
-
-Lines ListOf(const std::wstring& folder) {
-  FileSnapshot snapshot;
-  snapshot.Add(folder);
-  return snapshot.AsLines();
-}
 
 // Folders that cannot be listed, by their search pattern, and the error of each.
 struct UnlistableFolders {
@@ -63,25 +34,19 @@ struct UnlistableFolders {
   OnCall close{"FindClose", &::FindClose, [this] { --open; }};
 };
 
-TEST_CASE("an empty path is a bad argument and deletes nothing") {
+TEST_CASE("an empty path is a bad argument; what is not there, or is a file, gives the error of the listing") {
   const ScratchFolder scratch(L"removal errors");
-  scratch.MakeFile(L"file", "text");
-  const CountCalls listings{"FindFirstFileW"};
+  const std::wstring file = scratch.MakeFile(L"file", "text");
   wchar_t before[MAX_PATH] = {};
   ::GetCurrentDirectoryW(MAX_PATH, before);
   REQUIRE(::SetCurrentDirectoryW(scratch.Path().c_str()));  // where an empty path would lead
-  CheckRemoval(Empty(L""), false, 160, 0);
-  CHECK(listings.Calls() == 0);
+  const UnlistableFolders folders{{}};
+  CHECK(Empty(L"") == "failed, error 160, restart 0");
+  CHECK_LINES(folders.listed, {});
   ::SetCurrentDirectoryW(before);
+  CHECK(Empty(scratch.Path(L"missing")) == "failed, error 3, restart 0");
+  CHECK(Empty(file) != "failed, error 0, restart 0");  // ERROR_DIRECTORY on Windows, ERROR_INVALID_NAME here
   CHECK_LINES(ListOf(scratch.Path()), {"file 4 bytes"});
-}
-
-TEST_CASE("a folder that is not there, or is a file, gives the error of the listing") {
-  const ScratchFolder scratch(L"removal errors");
-  const std::wstring file = scratch.MakeFile(L"file", "text");
-  CheckRemoval(Empty(scratch.Path(L"missing")), false, ERROR_PATH_NOT_FOUND, 0);
-  CHECK(Empty(file).error != 0);  // ERROR_DIRECTORY on Windows, ERROR_INVALID_NAME here
-  CHECK(FileContent(file) == "text");
 }
 
 TEST_CASE("the pattern of a listing is the folder, one backslash and a star") {
@@ -99,23 +64,19 @@ TEST_CASE("a folder that cannot be listed is a failure with its code, all else g
     const char* what;
     std::vector<const wchar_t*> files;
     std::vector<std::pair<const wchar_t*, DWORD>> unlistable;
-    DWORD error;
-    int restartNeeded;
+    const char* outcome;
     Lines left;
   };
-  const Case cases[] = {
-      {"the folder itself", {L"file"}, {{L"*", kDenied}}, kDenied, 0, {"file 4 bytes"}},
-      {"a full one below",
-       {L"a\\file", L"b\\c\\kept", L"b\\file", L"file"},
-       {{L"b\\c\\*", kBusy}},
-       kBusy,
-       1,
-       {"b\\", "b\\c\\", "b\\c\\kept 4 bytes"}},
-      {"an empty one, which can be removed", {L"a\\"}, {{L"a\\*", kDenied}}, kDenied, 0, {}},
-      {"of two the last", {L"a\\", L"b\\"}, {{L"a\\*", kDenied}, {L"b\\*", kBusy}}, kBusy, 0, {}},
-      {"a later success clears the code only", {L"a\\", L"b\\"}, {{L"a\\*", kDenied}}, 0, 0, {}},
-  };
-  for (const Case& one : cases) {
+  for (const Case& one : std::vector<Case>{
+           {"the folder itself", {L"file"}, {{L"*", 5}}, "failed, error 5, restart 0", {"file 4 bytes"}},
+           {"a full one below",
+            {L"a\\file", L"b\\c\\kept", L"b\\file", L"file"},
+            {{L"b\\c\\*", 32}},
+            "failed, error 32, restart 1",
+            {"b\\", "b\\c\\", "b\\c\\kept 4 bytes"}},
+           {"an empty one, which can be removed", {L"a\\"}, {{L"a\\*", 5}}, "failed, error 5, restart 0", {}},
+           {"of two the last", {L"a\\", L"b\\"}, {{L"a\\*", 5}, {L"b\\*", 32}}, "failed, error 32, restart 0", {}},
+           {"a later success clears the code", {L"a\\", L"b\\"}, {{L"a\\*", 5}}, "failed, error 0, restart 0", {}}}) {
     CAPTURE(one.what);
     const ScratchFolder scratch(L"removal errors");
     for (const std::wstring file : one.files) {
@@ -125,10 +86,9 @@ TEST_CASE("a folder that cannot be listed is a failure with its code, all else g
     for (const auto& [pattern, error] : one.unlistable) {
       folders.errors[scratch.Path(pattern)] = error;
     }
-    const Removal removal = Empty(scratch.Path());
-    folders.errors.clear();
-    CheckRemoval(removal, false, one.error, one.restartNeeded);
+    CHECK(Empty(scratch.Path()) == one.outcome);
     CHECK(folders.open == 0);
+    folders.errors.clear();
     CHECK_LINES(ListOf(scratch.Path()), (one.left));
   }
 }
@@ -139,23 +99,19 @@ TEST_CASE("removals that fail leave no error code behind") {
   const FailCall deletion{"DeleteFileW", 1, ERROR_ACCESS_DENIED};
   const FailCall removal{"RemoveDirectoryW", 1, ERROR_DIR_NOT_EMPTY};
   const FailCall move{"MoveFileExW", Calls::From(1), ERROR_ACCESS_DENIED};
-  CheckRemoval(Empty(scratch.Path()), true, 0, 1);
+  CHECK(Empty(scratch.Path()) == kRestWaits);
 }
 
 TEST_CASE("a file whose attributes cannot be read or changed is removed all the same") {
   const ScratchFolder scratch(L"removal errors");
-  for (const char* failing : {"GetFileAttributesW", "SetFileAttributesW"}) {
-    CAPTURE(failing);
-    const bool reading = failing[0] == 'G';
+  for (const bool reading : {true, false}) {
     scratch.MakeFile(L"file", "text");
-    {
-      // The folder's own attributes are asked for first.
-      const FailCall attributes{failing, Calls::From(reading ? 2 : 1), ERROR_ACCESS_DENIED};
-      const CountCalls writes{"SetFileAttributesW"};
-      CheckRemoval(Empty(scratch.Path()), true, 0, 0);
-      CHECK(writes.Calls() == (reading ? 0 : 1));  // attributes that could not be read are not written
-      CHECK(attributes.Failed() > 0);
-    }
+    // The folder's own attributes are asked for first.
+    const FailCall attributes{reading ? "GetFileAttributesW" : "SetFileAttributesW", Calls::Only(reading ? 2 : 1), 5};
+    const CountCalls writes{"SetFileAttributesW"};
+    CHECK(Empty(scratch.Path()) == kAllDone);
+    CHECK(attributes.Failed() == 1);
+    CHECK(writes.Calls() == (reading ? 0 : 1));  // attributes that could not be read are not written
     CHECK_LINES(ListOf(scratch.Path()), {});
   }
 }
@@ -179,23 +135,21 @@ TEST_CASE("a folder that could be a link, since Windows does not tell, is left a
   scratch.MakeFile(L"file", "text");
   {
     const CountCalls listings{"FindFirstFileW"};
-    const AttributesOfPath refused{scratch.Path(), INVALID_FILE_ATTRIBUTES, kBusy};
-    CheckRemoval(Empty(scratch.Path() + L"\\"), false, kBusy, 0);
+    const AttributesOfPath refused{scratch.Path(), INVALID_FILE_ATTRIBUTES, ERROR_SHARING_VIOLATION};
+    CHECK(Empty(scratch.Path() + L"\\") == "failed, error 32, restart 0");
     CHECK(listings.Calls() == 0);
   }
   CHECK_LINES(ListOf(scratch.Path()), {"file 4 bytes"});
 }
 
 TEST_CASE("a folder below that became a link after it was listed, or could have, is not entered") {
-  for (const bool told : {true, false}) {
-    const ScratchFolder scratch(L"removal errors");
-    scratch.MakeFile(L"a\\file", "text");
+  const ScratchFolder scratch(L"removal errors");
+  scratch.MakeFile(L"a\\file", "text");
+  const FailCall move{"MoveFileExW", Calls::From(1), ERROR_ACCESS_DENIED};  // keeps the list clean
+  for (const DWORD told : {DWORD{FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT}, INVALID_FILE_ATTRIBUTES}) {
     {
-      const FailCall move{"MoveFileExW", Calls::From(1), kDenied};  // keeps the list clean
-      const AttributesOfPath replaced{
-          scratch.Path(L"a"), told ? FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT : INVALID_FILE_ATTRIBUTES,
-          kDenied};
-      CheckRemoval(Empty(scratch.Path()), true, 0, 1);  // it is not empty, so it could not be removed
+      const AttributesOfPath replaced{scratch.Path(L"a"), told, ERROR_ACCESS_DENIED};
+      CHECK(Empty(scratch.Path()) == kRestWaits);  // it is not empty, so it could not be removed
     }
     CHECK_LINES(ListOf(scratch.Path()), {"a\\", "a\\file 4 bytes"});
   }

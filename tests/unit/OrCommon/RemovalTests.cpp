@@ -4,54 +4,24 @@
 #include <windows.h>
 
 #include <string>
-#include <vector>
 
-#include "Common/OrCommon/OrComn_File.h"
+#include "tests/support/CallFailures.h"
 #include "tests/support/CallWatch.h"
-#include "tests/support/FileSnapshot.h"
 #include "tests/support/FolderLink.h"
 #include "tests/support/ImportRedirection.h"
 #include "tests/support/PendingMoves.h"
 #include "tests/support/ScratchFolder.h"
-#include "tests/support/TestRegistry.h"
-#include "tests/support/TextLines.h"
+#include "tests/unit/OrCommon/Emptying.h"
 
-using OrCommon::Storage::File::DeleteAllFiles;
-using OrCommonTests::FolderLink;
+using namespace OrCommonTests;
 using namespace TestSupport;
 
 namespace {
 
-struct Removal {
-  bool succeeded = false;
-  int restartNeeded = 0;
-  DWORD error = 4711;
-};
-
-Removal Empty(const std::wstring& folder) {
-  Removal removal;
-  removal.succeeded = DeleteAllFiles(folder, removal.restartNeeded, &removal.error);
-  return removal;
-}
-
-Lines ListOf(const std::wstring& folder) {
-  FileSnapshot snapshot;
-  snapshot.Add(folder);
-  return snapshot.AsLines();
-}
-
-void CheckAllGone(const Removal& removal, const ScratchFolder& folder) {
-  CHECK(removal.succeeded);
-  CHECK(removal.restartNeeded == 0);
-  CHECK(removal.error == 0);
-  CHECK(Exists(folder.Path()));  // the folder itself stays
-  CHECK_LINES(ListOf(folder.Path()), {});
-}
-
 TEST_CASE("files and folders of every kind go, the folder stays") {
   const ScratchFolder scratch(L"removal");
   const PendingMoves moves;
-  CheckAllGone(Empty(scratch.Path()), scratch);  // empty already
+  CHECK(Empty(scratch.Path()) == kAllDone);  // empty already
   scratch.MakeFile(L"empty", "");
   scratch.MakeFile(L".begins with a dot", "text");
   scratch.MakeFile(L"\x65E5\x672C\x8A9E \x00FC\x00DF \xD83D\xDE00.dat", "text");
@@ -66,7 +36,9 @@ TEST_CASE("files and folders of every kind go, the folder stays") {
     REQUIRE((::GetFileAttributesW(file.c_str()) & attributes) == attributes);
   }
   REQUIRE(::SetFileAttributesW(scratch.Path(L"below").c_str(), FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM));
-  CheckAllGone(Empty(scratch.Path() + L"\\"), scratch);
+  CHECK(Empty(scratch.Path() + L"\\") == kAllDone);
+  CHECK(Exists(scratch.Path()));  // the folder itself stays
+  CHECK_LINES(ListOf(scratch.Path()), {});
   CHECK_LINES(moves.Lines(), {});
 }
 
@@ -74,12 +46,11 @@ TEST_CASE("the error code may be left out, and a flag that is set stays set") {
   const ScratchFolder scratch(L"removal");
   scratch.MakeFile(L"below\\file", "text");
   int restartNeeded = 1;
-  CHECK(DeleteAllFiles(scratch.Path(), restartNeeded, nullptr));
+  CHECK(OrCommon::Storage::File::DeleteAllFiles(scratch.Path(), restartNeeded, nullptr));
   CHECK(restartNeeded == 1);
-  restartNeeded = 0;
-  CHECK_FALSE(DeleteAllFiles(L"", restartNeeded, nullptr));
-  CHECK_FALSE(DeleteAllFiles(scratch.Path(L"missing"), restartNeeded, nullptr));
-  CHECK(restartNeeded == 0);
+  for (const std::wstring& none : {std::wstring(), scratch.Path(L"missing")}) {
+    CHECK_FALSE(OrCommon::Storage::File::DeleteAllFiles(none, restartNeeded, nullptr));
+  }
 }
 
 TEST_CASE("a held file and the folders that hold it are left to the next restart, all others go") {
@@ -89,100 +60,63 @@ TEST_CASE("a held file and the folders that hold it are left to the next restart
   const std::wstring file = scratch.MakeFile(L"a\\b\\held", "held text");
   scratch.MakeFile(L"a\\b\\other", "text");
   scratch.MakeFile(L"c\\after", "text");
-  Removal removal;
   {
     const HeldFile held(file);
-    removal = Empty(scratch.Path());
+    CHECK(Empty(scratch.Path()) == kRestWaits);
     CHECK_LINES(ListOf(scratch.Path()), {"a\\", "a\\b\\", "a\\b\\held 9 bytes"});
   }
-  CHECK(removal.succeeded);  // what is left to the restart is no failure
-  CHECK(removal.error == 0);
-  CHECK(removal.restartNeeded == 1);
   const std::string root = "\\??\\" + ToUtf8(scratch.Path());
   CHECK_LINES(moves.Lines(), {root + "\\a\\b\\held -> ", root + "\\a\\b -> ", root + "\\a -> "});
   CHECK(FileContent(file) == "held text");
 }
 
-// The calls that change something, in order.
-class Changes {
- public:
-  const Lines& Events() const { return events_; }
-  // Has DeleteFileW and RemoveDirectoryW fail; `scheduled`: what MoveFileExW answers.
-  void FailRemovals(BOOL scheduled) {
-    failing_ = true;
-    scheduled_ = scheduled;
+// The calls that change something, in order, with the paths below the folder.
+struct Changes {
+  explicit Changes(const ScratchFolder& scratch) : root(scratch.Path().size()) {}
+
+  std::size_t root;
+  Lines events = {};
+
+  void Note(const std::string& what, const std::wstring& path) {
+    events.push_back(what + " " + ToUtf8(path.substr(root)));
   }
-
- private:
-  void Note(const std::string& what, const wchar_t* path) { events_.push_back(what + " " + ToUtf8(path)); }
-
-  bool failing_ = false;
-  BOOL scheduled_ = TRUE;
-  Lines events_;
-  OnCall attributes_{"SetFileAttributesW", &::SetFileAttributesW, [this](LPCWSTR path, DWORD attributes) {
-                       Note("attributes " + std::to_string(attributes), path);
-                     }};
-  ImportRedirection delete_{"DeleteFileW", [this](LPCWSTR path) -> BOOL {
-                              Note("delete", path);
-                              return failing_ ? FALSE : delete_.Original<decltype(&::DeleteFileW)>()(path);
-                            }};
-  ImportRedirection remove_{"RemoveDirectoryW", [this](LPCWSTR path) -> BOOL {
-                              Note("remove", path);
-                              return failing_ ? FALSE : remove_.Original<decltype(&::RemoveDirectoryW)>()(path);
-                            }};
-  ImportRedirection move_{"MoveFileExW", [this](LPCWSTR path, LPCWSTR to, DWORD flags) -> BOOL {
-                            Note("move " + std::to_string(flags) + (to == nullptr ? " to nothing" : " to something"),
-                                 path);
-                            return scheduled_;
-                          }};
+  OnCall attributes{"SetFileAttributesW", &::SetFileAttributesW,
+                    [this](LPCWSTR path, DWORD wanted) { Note("attributes " + std::to_string(wanted), path); }};
+  OnCall erase{"DeleteFileW", &::DeleteFileW, [this](LPCWSTR path) { Note("delete", path); }};
+  OnCall remove{"RemoveDirectoryW", &::RemoveDirectoryW, [this](LPCWSTR path) { Note("remove", path); }};
+  OnCall move{"MoveFileExW", &::MoveFileExW, [this](LPCWSTR path, LPCWSTR to, DWORD flags) {
+                Note("move " + std::to_string(flags) + (to == nullptr ? " to nothing" : " to something"), path);
+              }};
 };
 
 TEST_CASE("only the read-only bit is taken off before an entry is removed") {
   const ScratchFolder scratch(L"removal");
-  const std::wstring file = scratch.MakeFile(L"a\\file", "text");
-  REQUIRE(::SetFileAttributesW(file.c_str(), 0x27));
+  REQUIRE(::SetFileAttributesW(scratch.MakeFile(L"a\\file", "text").c_str(), 0x27));
   // A folder that is read-only, which this file system does not keep.
   const std::wstring folder = scratch.Path(L"a");
-  Lines events;
-  {
-    const ImportRedirection attributes{
-        "GetFileAttributesW", [&](LPCWSTR path) -> DWORD {
-          return path == folder ? DWORD{0x13} : attributes.Original<decltype(&::GetFileAttributesW)>()(path);
-        }};
-    const Changes changes;
-    Empty(scratch.Path());
-    events = changes.Events();
-  }
-  const std::string root = ToUtf8(scratch.Path());
-  CHECK_LINES(events, {"attributes 38 " + root + "\\a\\file", "delete " + root + "\\a\\file",
-                       "attributes 18 " + root + "\\a", "remove " + root + "\\a"});
+  const ImportRedirection attributes{
+      "GetFileAttributesW", [&](LPCWSTR path) -> DWORD {
+        return path == folder ? DWORD{0x13} : attributes.Original<decltype(&::GetFileAttributesW)>()(path);
+      }};
+  const Changes changes(scratch);
+  CHECK(Empty(scratch.Path()) == kAllDone);
+  CHECK_LINES(changes.events, {"attributes 38 \\a\\file", "delete \\a\\file", "attributes 18 \\a", "remove \\a"});
 }
 
 TEST_CASE("what cannot be removed is scheduled without a target, and the attribute is off all the same") {
   const ScratchFolder scratch(L"removal");
+  const PendingMoves moves;
   const std::wstring file = scratch.MakeFile(L"a\\file", "text");
-  REQUIRE(::SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_READONLY));
-  Removal removal;
-  Lines events;
-  for (const BOOL scheduled : {TRUE, FALSE}) {  // the flag is set also where the restart cannot be arranged
-    Changes changes;
-    changes.FailRemovals(scheduled);
-    removal = Empty(scratch.Path() + L"\\");
-    CHECK(removal.restartNeeded == 1);
-    if (scheduled) {
-      events = changes.Events();
-    }
+  for (const bool scheduled : {true, false}) {  // the flag is set also where the restart cannot be arranged
+    REQUIRE(::SetFileAttributesW(file.c_str(), 0x27));
+    const FailCall erase{"DeleteFileW", 1, ERROR_ACCESS_DENIED};
+    const FailCall move{"MoveFileExW", scheduled ? Calls::None() : Calls::From(1), ERROR_ACCESS_DENIED};
+    const Changes changes(scratch);
+    CHECK(Empty(scratch.Path() + L"\\") == kRestWaits);
+    CHECK_LINES(changes.events, {"attributes 38 \\a\\file", "delete \\a\\file", "move 4 to nothing \\a\\file",
+                                 "attributes 16 \\a", "remove \\a", "move 4 to nothing \\a"});
+    CHECK(::GetFileAttributesW(file.c_str()) == 0x26);
   }
-  CHECK(removal.succeeded);
-  CHECK(removal.error == 0);
-  CHECK(removal.restartNeeded == 1);
-  const std::string root = ToUtf8(scratch.Path());
-  REQUIRE(events.size() == 6);
-  CHECK(events[0].find(root + "\\a\\file") != std::string::npos);
-  events.erase(events.begin());  // the file's other attributes are the file system's
-  CHECK_LINES(events, {"delete " + root + "\\a\\file", "move 4 to nothing " + root + "\\a\\file",
-                       "attributes 16 " + root + "\\a", "remove " + root + "\\a", "move 4 to nothing " + root + "\\a"});
-  CHECK((::GetFileAttributesW(file.c_str()) & FILE_ATTRIBUTE_READONLY) == 0);
 }
 
 // Links below and in the place of the folder lead to "target"; RemoveDirectoryW removes a link as Windows does.
@@ -193,10 +127,10 @@ struct LinkedFolder {
     scratch.MakeFile(L"folder\\a\\file", "text");
     before.Add(scratch.Path(L"target"));
   }
-  Lines ChangesOfTarget() const {
+  void CheckTarget() const {
     FileSnapshot after;
     after.Add(scratch.Path(L"target"));
-    return FileSnapshot::Changes(before, after);
+    CHECK_LINES(FileSnapshot::Changes(before, after), {});
   }
 
   ScratchFolder scratch{L"removal links"};
@@ -209,63 +143,39 @@ struct LinkedFolder {
                            }};
 };
 
-TEST_CASE("links are deleted at every level, and what they lead to stays") {
-  const LinkedFolder linked;
-  const ScratchFolder& scratch = linked.scratch;
+TEST_CASE_FIXTURE(LinkedFolder, "links are deleted at every level, and what they lead to stays") {
   const FolderLink first(scratch.Path(L"folder\\link"), scratch.Path(L"target"));
   const FolderLink second(scratch.Path(L"folder\\a\\link"), scratch.Path(L"target"));
   const FolderLink upwards(scratch.Path(L"folder\\a\\up"), scratch.Path(L"folder"));
-  const Removal removal = Empty(scratch.Path(L"folder"));
-  CHECK(removal.succeeded);
-  CHECK(removal.error == 0);
-  CHECK(removal.restartNeeded == 0);
+  CHECK(Empty(scratch.Path(L"folder")) == kAllDone);
   CHECK_LINES(ListOf(scratch.Path(L"folder")), {});
-  CHECK_LINES(linked.ChangesOfTarget(), {});
-  CHECK(FileContent(scratch.Path(L"target\\below\\file")) == "kept");
+  CheckTarget();
 }
 
-TEST_CASE("a link by a name that Windows reads as the link's: what it leads to stays") {
-  const LinkedFolder linked;
-  const FolderLink link(linked.scratch.Path(L"link"), linked.scratch.Path(L"target"));
-  for (const wchar_t* const name : {L"link.", L"link ", L"none\\..\\link"}) {
-    CAPTURE(ToUtf8(name));
-    CHECK(Empty(linked.scratch.Path(name)).succeeded);
-    CHECK_LINES(linked.ChangesOfTarget(), {});
-  }
-}
-
-TEST_CASE("a link that cannot be deleted is scheduled, not entered") {
-  const LinkedFolder linked;
-  const ScratchFolder& scratch = linked.scratch;
+TEST_CASE_FIXTURE(LinkedFolder, "a link that cannot be deleted is scheduled, not entered") {
   const PendingMoves moves;
-  const FolderLink link(scratch.Path(L"folder\\link"), scratch.Path(L"target"));
-  Removal removal;
+  const std::wstring path = scratch.Path(L"folder\\link");
+  const FolderLink link(path, scratch.Path(L"target"));
   {
-    const ImportRedirection remove{
-        "RemoveDirectoryW", [&](LPCWSTR path) -> BOOL {
-          return path == scratch.Path(L"folder\\link") ? FALSE : remove.Original<decltype(&::RemoveDirectoryW)>()(path);
-        }};
-    removal = Empty(scratch.Path(L"folder"));
+    const ImportRedirection refuse{"RemoveDirectoryW", [&](LPCWSTR asked) -> BOOL {
+                                     return asked != path && refuse.Original<decltype(&::RemoveDirectoryW)>()(asked);
+                                   }};
+    CHECK(Empty(scratch.Path(L"folder")) == kRestWaits);
   }
-  CHECK(removal.succeeded);
-  CHECK(removal.restartNeeded == 1);
   CHECK_LINES(ListOf(scratch.Path(L"folder")), {"link\\ link"});
-  CHECK_LINES(linked.ChangesOfTarget(), {});
-  CHECK_LINES(moves.Lines(), {"\\??\\" + ToUtf8(scratch.Path(L"folder\\link")) + " -> "});
+  CheckTarget();
+  CHECK_LINES(moves.Lines(), {"\\??\\" + ToUtf8(path) + " -> "});
 }
 
-TEST_CASE("a link in the place of the folder counts as empty and stays for the caller") {
-  const LinkedFolder linked;
-  const ScratchFolder& scratch = linked.scratch;
+TEST_CASE_FIXTURE(LinkedFolder, "a link in the place of the folder, by any name, counts as empty and stays") {
   const FolderLink link(scratch.Path(L"link"), scratch.Path(L"target"));
-  for (const wchar_t* name : {L"link", L"link\\"}) {
-    const Removal removal = Empty(scratch.Path(name));
-    CHECK(removal.succeeded);
-    CHECK(removal.error == 0);
-    CHECK(removal.restartNeeded == 0);
+  for (const wchar_t* const name : {L"link", L"link\\", L"link.", L"link ", L"none\\..\\link"}) {
+    CAPTURE(ToUtf8(name));
+    CHECK(Empty(scratch.Path(name)).substr(0, 4) == "done");
     CHECK(Exists(scratch.Path(L"link")));
-    CHECK_LINES(linked.ChangesOfTarget(), {});
+    CheckTarget();
   }
+  CHECK(Empty(scratch.Path(L"link")) == kAllDone);
 }
 
 }  // namespace

@@ -1,20 +1,33 @@
-// Access lists as lines, every field of them.
+// Security descriptors as one line.
 #pragma once
 
 #include <windows.h>
 
-#include "tests/support/TextLines.h"
+#include <sddl.h>
+
+#include <cstdio>
+#include <string>
 
 namespace OrCommonTests {
 
-// "S-1-5-32-544".
-std::string TextOf(PSID sid);
-
-// One line per entry, in order: "allow 0x001f01ff flags 0x00 S-1-1-0". "invalid" where Windows takes it for no list.
-TestSupport::Lines LinesOf(const ACL* acl);
-
-// The list of a descriptor, and first what the descriptor says about itself: "absolute, revision 1, list present".
-// "defaulted", an owner, a group or a system list would be named there too.
-TestSupport::Lines LinesOf(const void* descriptor);
+// The control word of a descriptor, and its owner, group and lists in the security descriptor language:
+// "0004 D:(A;;FA;;;WD)". "invalid" where Windows takes it for none.
+inline std::string TextOf(const void* descriptor) {
+  constexpr SECURITY_INFORMATION kAll =
+      OWNER_SECURITY_INFORMATION | GROUP_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION | SACL_SECURITY_INFORMATION;
+  const auto raw = const_cast<void*>(descriptor);
+  SECURITY_DESCRIPTOR_CONTROL control = 0;
+  DWORD revision = 0;
+  char* text = nullptr;
+  if (!::GetSecurityDescriptorControl(raw, &control, &revision) ||
+      !::ConvertSecurityDescriptorToStringSecurityDescriptorA(raw, SDDL_REVISION_1, kAll, &text, nullptr)) {
+    return "invalid";
+  }
+  char head[8] = {};
+  std::snprintf(head, sizeof head, "%04x ", unsigned{control});
+  const std::string line = std::string(head) + text;
+  ::LocalFree(text);
+  return line;
+}
 
 }  // namespace OrCommonTests
