@@ -85,16 +85,11 @@ void PretendVersion(Machine& machine, const std::wstring& version) {
 
 std::string TrueCodes() {
   std::string codes;
-  const auto ask = [&](DWORD code) {
+  for (DWORD code = 0xFFFFFFFF; code != 300; ++code) {
     if (OrCommon::System::IsWindowsVersion(code)) {
       codes += (codes.empty() ? "" : " ") + std::to_string(code);
     }
-  };
-  for (DWORD code = 0; code < 300; ++code) {
-    ask(code);
   }
-  ask(0x80000001);
-  ask(0xFFFFFFFF);
   return codes.empty() ? "none" : codes;
 }
 

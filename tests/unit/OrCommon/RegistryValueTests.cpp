@@ -57,7 +57,7 @@ std::wstring Wide(const wchar_t* text, std::size_t length) {
   return {text, length};
 }
 
-TEST_CASE_FIXTURE(Fixture, "numbers are stored in 4 and 8 bytes, lowest first") {
+TEST_CASE_FIXTURE(Fixture, "numbers are stored lowest byte first, texts with their terminator, bytes as they are") {
   place.SetNumber32({L"Four", 0x80300FDU});
   place.SetNumber64({L"Eight", 0x1122334455667788ULL});
   CheckStored(L"Four", REG_DWORD, {0xFD, 0x00, 0x03, 0x08});
@@ -66,23 +66,18 @@ TEST_CASE_FIXTURE(Fixture, "numbers are stored in 4 and 8 bytes, lowest first") 
   CHECK(place.QueryNumber64(L"Eight") == 0x1122334455667788ULL);
   place.SetNumber32({L"Four", 0xFFFFFFFFU});
   CHECK(place.QueryNumber32(L"Four") == 0xFFFFFFFFU);
-}
-
-TEST_CASE_FIXTURE(Fixture, "texts are stored with their terminator, bytes as they are") {
-  place.SetString({L"Plain", L"WLMAilApiCppDllClient"}, StringKind::kPlain);
-  place.SetString({L"Expandable", L"%windir%\\x"}, StringKind::kExpandable);
+  place.SetString({L"Plain", L"ab"}, StringKind::kPlain);
+  place.SetString({L"Expandable", L"%a%"}, StringKind::kExpandable);
   place.SetString({L"Empty", L""}, StringKind::kPlain);
-  CheckStored(L"Plain", REG_SZ, BytesOf(Wide(L"WLMAilApiCppDllClient\0", 22)));
-  CheckStored(L"Expandable", REG_EXPAND_SZ, BytesOf(Wide(L"%windir%\\x\0", 11)));
-  CheckStored(L"Empty", REG_SZ, {0, 0});
   place.SetString({L"", L"x"}, StringKind::kPlain);  // the default value
+  CheckStored(L"Plain", REG_SZ, {'a', 0, 'b', 0, 0, 0});
+  CheckStored(L"Expandable", REG_EXPAND_SZ, {'%', 0, 'a', 0, '%', 0, 0, 0});
+  CheckStored(L"Empty", REG_SZ, {0, 0});
   CheckStored(L"", REG_SZ, {'x', 0, 0, 0});
-  place.SetBinary({L"Bytes", {1, 0, 255, 0}});
-  CheckStored(L"Bytes", REG_BINARY, {1, 0, 255, 0});
-  place.SetBinary({L"None", {}});
-  CheckStored(L"None", REG_BINARY, {});
-  CHECK(place.QueryString(L"Expandable") == L"%windir%\\x");
-  CHECK(place.QueryString(L"Empty").empty());
+  for (const Bytes& bytes : {Bytes{1, 0, 255, 0}, Bytes{}}) {
+    place.SetBinary({L"Bytes", bytes});
+    CheckStored(L"Bytes", REG_BINARY, bytes);
+  }
 }
 
 // What each query makes of a value: 'v' its data, 't' invalid data: another type, or too few bytes, 'm' too many.
@@ -164,72 +159,59 @@ TEST_CASE_FIXTURE(Fixture, "data of any type and size come as they are") {
   }
 }
 
-// The room that RegQueryValueExW was given at each call, -1 without a buffer. `between` changes the value behind the
-// first one.
-class Queries {
- public:
-  explicit Queries(std::function<void()> between = [] {}) : between_(std::move(between)) {}
-  std::vector<int> rooms;
-
- private:
-  std::function<void()> between_;
-  OnCall before_{"RegQueryValueExW", &::RegQueryValueExW,
-                 [this](HKEY, LPCWSTR, LPDWORD, LPDWORD, LPBYTE data, LPDWORD size) {
-                   rooms.push_back(data != nullptr ? static_cast<int>(*size) : -1);
-                 }};
-  AfterCall after_{"RegQueryValueExW", &::RegQueryValueExW, [this] {
-                     if (rooms.size() == 1) {
-                       between_();
-                     }
-                   }};
-};
-
 TEST_CASE_FIXTURE(Fixture, "text and data are asked for their size first, numbers once, all with the exact room") {
   Plant(L"Text", REG_SZ, BytesOf(Wide(L"abc\0", 4)));
   Plant(L"Four", REG_DWORD, {1, 0, 0, 0});
   Plant(L"Eight", REG_QWORD, {1, 0, 0, 0, 0, 0, 0, 0});
-  const Queries queries;
+  std::vector<int> rooms;  // at each call, -1 without a buffer
+  const OnCall query{"RegQueryValueExW", &::RegQueryValueExW,
+                     [&](HKEY, LPCWSTR, LPDWORD, LPDWORD, LPBYTE data, LPDWORD size) {
+                       rooms.push_back(data != nullptr ? static_cast<int>(*size) : -1);
+                     }};
   CHECK(place.QueryString(L"Text") == L"abc");
   CHECK(place.QueryNumber32(L"Four") == 1);
   CHECK(place.QueryNumber64(L"Eight") == 1);
-  CHECK(queries.rooms == std::vector<int>{-1, 8, 4, 8});
+  CHECK(rooms == std::vector<int>{-1, 8, 4, 8});
 }
 
 TEST_CASE_FIXTURE(Fixture, "a value that changes between its size and its data") {
-  const auto replaceBy = [this](DWORD type, const Bytes& data) { return [=] { Store(path, L"Text", type, data); }; };
-  Plant(L"Text", REG_SZ, BytesOf(Wide(L"abc\0", 4)));
-  SUBCASE("longer: what the call returned") {
-    const Queries queries(replaceBy(REG_SZ, BytesOf(Wide(L"abcdef\0", 7))));
-    CHECK_FAILS(place.QueryString(L"Text"), kRegistry, ERROR_MORE_DATA);
-  }
-  SUBCASE("shorter: the new text") {
-    const Queries queries(replaceBy(REG_SZ, BytesOf(Wide(L"a\0", 2))));
-    CHECK(place.QueryString(L"Text") == L"a");
-  }
-  SUBCASE("of another type: invalid data") {
-    const Queries queries(replaceBy(REG_BINARY, {1, 2}));
-    CHECK_FAILS(place.QueryString(L"Text"), kStorage, ERROR_INVALID_DATA);
-  }
-  SUBCASE("from nothing to something: never a text of zeros") {
-    Plant(L"Text", REG_BINARY, {});
-    DWORD type = REG_NONE;
-    Bytes data;
-    const Queries queries(replaceBy(REG_BINARY, {1, 2, 3}));
-    const auto failure = FailureOf([&] { data = QueryData(L"Text", type); });
-    CHECK((failure.code == ERROR_MORE_DATA || data == Bytes{1, 2, 3}));
-  }
+  DWORD newType = REG_SZ;
+  Bytes newData;
+  unsigned asked = 0;
+  const AfterCall query{"RegQueryValueExW", &::RegQueryValueExW, [&] {
+                          if (++asked == 1) {
+                            Store(path, L"Text", newType, newData);
+                          }
+                        }};
+  const auto change = [&](DWORD type, const Bytes& data) {
+    Plant(L"Text", REG_SZ, BytesOf(Wide(L"abc\0", 4)));
+    newType = type;
+    newData = data;
+    asked = 0;
+  };
+  change(REG_SZ, Bytes(14, 'x'));  // longer: what the call returned
+  CHECK_FAILS(place.QueryString(L"Text"), kRegistry, ERROR_MORE_DATA);
+  change(REG_SZ, {'a', 0, 0, 0});  // shorter: the new text
+  CHECK(place.QueryString(L"Text") == L"a");
+  change(REG_BINARY, {1, 2});  // of another type: invalid data
+  CHECK_FAILS(place.QueryString(L"Text"), kStorage, ERROR_INVALID_DATA);
+  change(REG_BINARY, {1, 2, 3});
+  Plant(L"Text", REG_BINARY, {});  // from nothing to something: never a text of zeros
+  DWORD type = REG_NONE;
+  Bytes data;
+  const auto failure = FailureOf([&] { data = QueryData(L"Text", type); });
+  CHECK((failure.code == ERROR_MORE_DATA || data == Bytes{1, 2, 3}));
 }
 
 TEST_CASE_FIXTURE(Fixture, "values and subkeys are deleted") {
   Plant(L"Value", REG_SZ, {});
-  REQUIRE(Store(path + L"\\Sub", L"x", REG_SZ, {}) == ERROR_SUCCESS);
-  REQUIRE(Store(path + L"\\Full\\Inner", L"x", REG_SZ, {}) == ERROR_SUCCESS);
+  Store(path + L"\\Sub", L"x", REG_SZ, {});
+  Store(path + L"\\Full\\Inner", L"x", REG_SZ, {});
   place.OpenForWriting();
   place.DeleteValue(L"Value");
   CHECK(ReadStored(path, L"Value").status == ERROR_FILE_NOT_FOUND);
   place.DeleteKey(L"Sub");
   CHECK_FALSE(KeyExists(path + L"\\Sub"));
-
   CHECK_FAILS(place.DeleteValue(L"Value"), kRegistry, ERROR_FILE_NOT_FOUND);
   CHECK_FAILS(place.DeleteKey(L"Sub"), kRegistry, ERROR_FILE_NOT_FOUND);
   CHECK_FAILS(place.DeleteKey(L"Full"), kRegistry, ERROR_ACCESS_DENIED);
@@ -237,29 +219,28 @@ TEST_CASE_FIXTURE(Fixture, "values and subkeys are deleted") {
 }
 
 TEST_CASE_FIXTURE(Fixture, "subkeys and values are enumerated by index, to the last one") {
-  const std::wstring longest(255, L'k');
-  REQUIRE(Store(path + L"\\A", L"x", REG_SZ, {}) == ERROR_SUCCESS);
-  REQUIRE(Store(path + L"\\B c", L"x", REG_SZ, {}) == ERROR_SUCCESS);
-  REQUIRE(Store(path + L"\\" + longest, L"x", REG_SZ, {}) == ERROR_SUCCESS);
-  const std::wstring longestValue(16383, L'v');
-  Plant(L"", REG_SZ, {});
-  Plant(L"Second", REG_SZ, Bytes(50000, 1));
-  Plant(longestValue, REG_DWORD, {1, 0, 0, 0});
+  using Names = std::vector<std::wstring>;
+  const Names wantedKeys = {L"A", L"B c", std::wstring(255, L'k')};
+  const Names wantedValues = {L"", L"Second", std::wstring(16383, L'v')};
+  for (const std::wstring& key : wantedKeys) {
+    REQUIRE(Store(path + L"\\" + key, L"x", REG_SZ, {}) == ERROR_SUCCESS);
+  }
+  for (const std::wstring& value : wantedValues) {
+    Plant(value, REG_SZ, Bytes(50000, 1));
+  }
   place.OpenForEnumerating();
-
-  std::vector<std::wstring> subkeys;
-  std::wstring name = L"before";
+  Names subkeys;
+  Names values;
+  std::wstring name;
   for (DWORD index = 0; place.EnumerateSubkey(index, name); ++index) {
     subkeys.push_back(name);
   }
-  CHECK(subkeys == std::vector<std::wstring>{L"A", L"B c", longest});
-  CHECK(name == longest);  // the end leaves it
-
-  std::vector<std::wstring> values;
+  CHECK(name == wantedKeys.back());  // the end leaves it
   for (DWORD index = 0; place.EnumerateValue(index, name); ++index) {
     values.push_back(name);
   }
-  CHECK(values == std::vector<std::wstring>{L"", L"Second", longestValue});
+  CHECK(subkeys == wantedKeys);
+  CHECK(values == wantedValues);
 }
 
 }  // namespace
