@@ -1,6 +1,7 @@
 // What the product finds when it looks functions up by name at run time.
 //
-//   AnswerProcAddress answer{"GetNativeSystemInfo", &OldMachine};  // the product gets this function
+//   AnswerProcAddress answer{"GetNativeSystemInfo", &OldMachine};  // the product gets this function; or a lambda with
+//                                                                  // that function's parameters and result
 //   MissingEntry missing{"WTSGetActiveConsoleSessionId"};          // no such function: null, ERROR_PROC_NOT_FOUND
 //   LoadedNames loaded;                                            // what it loads by name is written down
 //   MissingLibrary library{L"wtsapi32.dll"};                       // no such library: null, ERROR_MOD_NOT_FOUND
@@ -9,8 +10,10 @@
 #include <windows.h>
 
 #include <cstring>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/ImportRedirection.h"
@@ -21,6 +24,7 @@ class ProcAddressAnswer {
  public:
   // `answer`: null stands for a function that is not there.
   ProcAddressAnswer(const char* function, FARPROC answer);
+  virtual ~ProcAddressAnswer() = default;
   unsigned Asked() const { return asked_; }
 
  private:
@@ -33,13 +37,24 @@ class AnswerProcAddress : public ProcAddressAnswer {
   template <class Result, class... Arguments>
   AnswerProcAddress(const char* function, Result(WINAPI* answer)(Arguments...))
       : ProcAddressAnswer(function, AsProcedure(reinterpret_cast<void*>(answer))) {}
+  template <class Callable>
+  AnswerProcAddress(const char* function, Callable answer)
+      : AnswerProcAddress(function, std::unique_ptr<CallableAddress>(std::make_unique<Pool<Callable>>(answer))) {}
 
  private:
+  template <class Callable>
+  using Pool = CallablePool<typename SignatureOfMember<decltype(&Callable::operator())>::Type>;
+
+  AnswerProcAddress(const char* function, std::unique_ptr<CallableAddress> callable)
+      : ProcAddressAnswer(function, AsProcedure(callable->Address())), callable_(std::move(callable)) {}
+
   static FARPROC AsProcedure(void* address) {
     FARPROC procedure = nullptr;
     std::memcpy(&procedure, &address, sizeof procedure);
     return procedure;
   }
+
+  std::unique_ptr<CallableAddress> callable_;
 };
 
 class MissingEntry : public ProcAddressAnswer {

@@ -132,29 +132,20 @@ TEST_CASE("what was opened proves to be a link or a folder: it stays") {
   }
 }
 
-// Where the opened files lie, as the system tells it.
-struct Place {
-  static inline const wchar_t* file = L"";
-  static inline const wchar_t* root = L"";
-  static inline unsigned asked = 0;
-  static DWORD WINAPI Answer(HANDLE, LPWSTR path, DWORD capacity, DWORD flags) {
-    CHECK(flags == 0);
-    const wchar_t* const place = ++asked == 1 ? file : root;
-    if (std::wcslen(place) < capacity) {
-      std::wcscpy(path, place);
-    }
-    return static_cast<DWORD>(std::wcslen(place));
-  }
-};
-
+// With the system telling where the opened files lie.
 bool DeletedWhere(const wchar_t* file, const wchar_t* root) {
   const Profiles profiles(kFile);
-  Place::file = file;
-  Place::root = root;
-  Place::asked = 0;
-  const AnswerProcAddress answer{"GetFinalPathNameByHandleW", &Place::Answer};
+  unsigned asked = 0;
+  const AnswerProcAddress answer{"GetFinalPathNameByHandleW",
+                                 [&](HANDLE, LPWSTR path, DWORD capacity, DWORD flags) -> DWORD {
+                                   CHECK(flags == 0);
+                                   const std::wstring place = ++asked == 1 ? file : root;
+                                   REQUIRE(place.size() < capacity);
+                                   std::wcscpy(path, place.c_str());
+                                   return static_cast<DWORD>(place.size());
+                                 }};
   const bool deleted = profiles.Delete();
-  CHECK(Place::asked == 2);
+  CHECK(asked == 2);
   CHECK(Exists(profiles.Path(kFile)) != deleted);
   return deleted;
 }

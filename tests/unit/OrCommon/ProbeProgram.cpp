@@ -34,12 +34,6 @@ namespace {
 
 using TestSupport::ImportRedirection;
 
-WORD g_processor = 0;
-
-void WINAPI AnswerProcessor(SYSTEM_INFO* info) {
-  info->wProcessorArchitecture = g_processor;
-}
-
 // What this machine pretends to be.
 struct Machine {
   std::unique_ptr<TestSupport::ProcAddressAnswer> processor;
@@ -55,8 +49,9 @@ void PretendProcessor(Machine& machine, const std::wstring& processor) {
   } else if (processor == L"nolibrary") {
     machine.missing = std::make_unique<TestSupport::MissingLibrary>(L"kernel32.dll");
   } else {
-    g_processor = static_cast<WORD>(std::stoul(processor));
-    machine.processor = std::make_unique<TestSupport::AnswerProcAddress>("GetNativeSystemInfo", &AnswerProcessor);
+    const auto architecture = static_cast<WORD>(std::stoul(processor));
+    machine.processor = std::make_unique<TestSupport::AnswerProcAddress>(
+        "GetNativeSystemInfo", [=](SYSTEM_INFO* info) { info->wProcessorArchitecture = architecture; });
   }
 }
 

@@ -23,27 +23,6 @@ using namespace TestSupport;
 
 namespace {
 
-Lines g_guards;
-BOOL g_answer = TRUE;
-
-BOOL WINAPI RecordDllDirectories(DWORD flags) {
-  g_guards.push_back("SetDefaultDllDirectories " + std::to_string(flags));
-  return g_answer;
-}
-
-BOOL WINAPI RecordHeapInformation(HANDLE heap, int informationClass, void* information, SIZE_T size) {
-  g_guards.push_back("HeapSetInformation " + std::string(heap == nullptr ? "null " : "a heap ") +
-                     std::to_string(informationClass) + (information == nullptr ? " null " : " data ") +
-                     std::to_string(size));
-  return g_answer;
-}
-
-BOOL WINAPI RecordMitigationPolicy(int policy, void* data, SIZE_T size) {
-  const std::string flags = size == sizeof(DWORD) ? std::to_string(*static_cast<DWORD*>(data)) : "?";
-  g_guards.push_back("SetProcessMitigationPolicy " + std::to_string(policy) + " " + flags + " " + std::to_string(size));
-  return g_answer;
-}
-
 const char* const kDllDirectories = "SetDefaultDllDirectories 2048";
 const char* const kHeapInformation = "HeapSetInformation null 1 null 0";
 const char* const kMitigationPolicy = "SetProcessMitigationPolicy 16 1 4";
@@ -53,35 +32,47 @@ const char* const kEnvironment = "SetEnvironmentVariableW NoDefaultCurrentDirect
 // Takes the guards with recorders in their places: this test process stays unguarded.
 class Guards {
  public:
-  explicit Guards(BOOL answer = TRUE) {
-    g_guards.clear();
-    g_answer = answer;
-  }
+  explicit Guards(BOOL answer = TRUE) : answer_(answer) {}
 
   const Lines& Take() const {
     GuardProcess();
-    return g_guards;
+    return guards_;
   }
 
   static constexpr UINT kCallersMode = SEM_NOALIGNMENTFAULTEXCEPT;
   UINT ErrorMode() const { return mode_; }
 
  private:
-  AnswerProcAddress directories_{"SetDefaultDllDirectories", &RecordDllDirectories};
-  AnswerProcAddress heap_{"HeapSetInformation", &RecordHeapInformation};
-  AnswerProcAddress mitigation_{"SetProcessMitigationPolicy", &RecordMitigationPolicy};
+  BOOL Note(const std::string& guard) {
+    guards_.push_back(guard);
+    return answer_;
+  }
+
+  Lines guards_;
+  BOOL answer_;
   UINT mode_ = kCallersMode;
+  AnswerProcAddress directories_{"SetDefaultDllDirectories", [this](DWORD flags) -> BOOL {
+                                   return Note("SetDefaultDllDirectories " + std::to_string(flags));
+                                 }};
+  AnswerProcAddress heap_{"HeapSetInformation", [this](HANDLE heap, int kind, void* data, SIZE_T size) -> BOOL {
+                            return Note("HeapSetInformation " + std::string(heap == nullptr ? "null " : "a heap ") +
+                                        std::to_string(kind) + (data == nullptr ? " null " : " data ") +
+                                        std::to_string(size));
+                          }};
+  AnswerProcAddress mitigation_{"SetProcessMitigationPolicy", [this](int policy, void* data, SIZE_T size) -> BOOL {
+                                  return Note("SetProcessMitigationPolicy " + std::to_string(policy) + " " +
+                                              std::to_string(*static_cast<DWORD*>(data)) + " " + std::to_string(size));
+                                }};
   ImportRedirection errorMode_{"SetErrorMode", [this](UINT mode) -> UINT {
-                                 if (g_guards.empty() || g_guards.back().rfind("SetErrorMode", 0) != 0) {
-                                   g_guards.push_back("SetErrorMode " + std::to_string(mode));
+                                 if (guards_.empty() || guards_.back().rfind("SetErrorMode", 0) != 0) {
+                                   Note("SetErrorMode " + std::to_string(mode));
                                  } else {
-                                   g_guards.back() += ", " + std::to_string(mode);
+                                   guards_.back() += ", " + std::to_string(mode);
                                  }
                                  return std::exchange(mode_, mode);
                                }};
-  ImportRedirection environment_{"SetEnvironmentVariableW", [](LPCWSTR name, LPCWSTR value) -> BOOL {
-                                   g_guards.push_back("SetEnvironmentVariableW " + ToUtf8(name) + " " + ToUtf8(value));
-                                   return g_answer;
+  ImportRedirection environment_{"SetEnvironmentVariableW", [this](LPCWSTR name, LPCWSTR value) -> BOOL {
+                                   return Note("SetEnvironmentVariableW " + ToUtf8(name) + " " + ToUtf8(value));
                                  }};
 };
 
@@ -136,38 +127,24 @@ TEST_CASE("an error raises no box, and the caller's mode comes back for as long 
   CHECK(guards.ErrorMode() == (Guards::kCallersMode | kNoBoxes));
 }
 
-TEST_CASE("a regsvr32.exe that lies in the current folder is not started in the system's place") {
-  constexpr DWORD kPlanted = 77;             // what the planted program exits with
-  constexpr DWORD kSystemsNoSuchModule = 3;  // what the system's one exits with when told to register no file
-  const ScratchFolder program(L"guarded program");
-  const ScratchFolder current(L"anybody's folder");
-  const std::wstring probe = CopyProbe(program, L"guarded.exe");
-  CopyProbe(current, L"regsvr32.exe");
-
-  const auto unguarded = RunProbe({L"start", L"unguarded"}, probe, current.Path());
-  CHECK(unguarded.exitCode == 0);
-  CHECK(unguarded.answers.at("child exit code") == std::to_string(kPlanted));  // or the test below shows nothing
-
-  const auto guarded = RunProbe({L"start", L"guarded"}, probe, current.Path());
-  CHECK(guarded.exitCode == 0);
-  CHECK(guarded.answers.at("child exit code") == std::to_string(kSystemsNoSuchModule));
-}
-
-TEST_CASE("a library that lies beside the program or in the current folder is not loaded, the system's are") {
+TEST_CASE("what lies beside the program or in the current folder is not started or loaded in the system's place") {
   const ScratchFolder program(L"guarded program");
   const ScratchFolder current(L"anybody's folder");
   const std::wstring probe = CopyProbe(program, L"guarded.exe");
   CopyProbe(program, L"velabeside.dll");
   CopyProbe(current, L"velacurrent.dll");
-
-  const auto unguarded = RunProbe({L"load", L"unguarded"}, probe, current.Path());
-  CHECK(unguarded.answers.at("velabeside.dll") == "loaded");
-  CHECK(unguarded.answers.at("velacurrent.dll") == "loaded");
-
-  const auto guarded = RunProbe({L"load", L"guarded"}, probe, current.Path());
-  CHECK(guarded.answers.at("velabeside.dll") == std::to_string(ERROR_MOD_NOT_FOUND));
-  CHECK(guarded.answers.at("velacurrent.dll") == std::to_string(ERROR_MOD_NOT_FOUND));
-  CHECK(guarded.answers.at("psapi.dll") == "loaded");
+  CopyProbe(current, L"regsvr32.exe");
+  const auto check = [&](const wchar_t* guards, const std::string& exitCode, const std::string& loaded) {
+    const auto started = RunProbe({L"start", guards}, probe, current.Path());
+    CHECK(started.exitCode == 0);
+    CHECK(started.answers.at("child exit code") == exitCode);
+    const auto answers = RunProbe({L"load", guards}, probe, current.Path()).answers;
+    CHECK(answers.at("velabeside.dll") == loaded);
+    CHECK(answers.at("velacurrent.dll") == loaded);
+    CHECK(answers.at("psapi.dll") == "loaded");
+  };
+  check(L"unguarded", "77", "loaded");  // what the planted program exits with; or the guarded one shows nothing
+  check(L"guarded", "3", std::to_string(ERROR_MOD_NOT_FOUND));  // the system's one: no such module
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include <cstring>
 #include <map>
-#include <memory>
 #include <string>
 #include <utility>
 
@@ -15,29 +14,7 @@
 
 namespace OrCommonTests {
 
-// What the product gets when it looks `function` up by name: a lambda with that function's parameters and result.
-class AnswerEntry {
- public:
-  template <class Callable>
-  AnswerEntry(const char* function, Callable answer)
-      : callable_(std::make_unique<Pool<Callable>>(std::move(answer))),
-        answer_(function, AsProcedure(callable_->Address())) {}
-  unsigned Asked() const { return answer_.Asked(); }
-
- private:
-  template <class Callable>
-  using Pool =
-      TestSupport::CallablePool<typename TestSupport::SignatureOfMember<decltype(&Callable::operator())>::Type>;
-
-  static FARPROC AsProcedure(void* address) {
-    FARPROC procedure = nullptr;
-    std::memcpy(&procedure, &address, sizeof procedure);
-    return procedure;
-  }
-
-  std::unique_ptr<TestSupport::CallableAddress> callable_;
-  TestSupport::ProcAddressAnswer answer_;
-};
+using AnswerEntry = TestSupport::AnswerProcAddress;
 
 // The function itself, for a lambda that stands before it. Its library stays loaded.
 template <class Function>

@@ -25,14 +25,11 @@ std::wstring PathOf(std::size_t length) {
   return path + L"\\" + std::wstring(length - path.size() - 1, L'n');
 }
 
-TEST_CASE("the plain form holds 247 characters, as many as the path of a new folder may have") {
+TEST_CASE("the plain form holds 247 characters, as many as the path of a new folder may have; also on a share") {
   REQUIRE(PathOf(247).size() == 247);
   CHECK(SystemPath(PathOf(247)) == PathOf(247));
   CHECK(SystemPath(PathOf(248)) == L"\\\\?\\" + PathOf(248));
   CHECK(SystemPath(PathOf(30000)) == L"\\\\?\\" + PathOf(30000));
-}
-
-TEST_CASE("on a share") {
   const std::wstring tail = PathOf(300).substr(2);
   CHECK(SystemPath(L"\\\\server\\share" + tail) == L"\\\\?\\UNC\\server\\share" + tail);
   CHECK(SystemPath(L"\\\\server\\share\\a") == L"\\\\server\\share\\a");
@@ -96,62 +93,38 @@ TEST_CASE("a folder, what lies below it, and what only begins like it") {
 
 constexpr wchar_t kFallback[] = L"C:\\WINDOWS\\Temp";
 
-struct Asked {
-  std::wstring folder;
-  UINT capacity = 0;
-  unsigned calls = 0;
-};
-
-// The temporary folder of a machine whose Windows folder is `windowsFolder`, or where asking for it gives `result`.
-Asked TemporaryFolderWhere(const std::wstring& windowsFolder, UINT result) {
-  Asked asked;
-  asked.folder = L"content of before";
+// The temporary folder of a machine whose Windows folder is `windowsFolder`, and where asking for it gives `result`.
+std::wstring TemporaryFolderWhere(const std::wstring& windowsFolder, std::size_t result) {
+  std::wstring folder = L"content of before";
   const ImportRedirection redirect{"GetWindowsDirectoryW", [&](LPWSTR buffer, UINT capacity) -> UINT {
-                                     ++asked.calls;
-                                     asked.capacity = capacity;
+                                     CHECK(capacity == 261);
                                      if (windowsFolder.size() < capacity) {
                                        std::copy_n(windowsFolder.c_str(), windowsFolder.size() + 1, buffer);
                                      }
-                                     return result;
+                                     return static_cast<UINT>(result);
                                    }};
-  GetTemporaryFolder(asked.folder);
-  return asked;
-}
-
-Asked TemporaryFolderWhere(const std::wstring& windowsFolder) {
-  return TemporaryFolderWhere(windowsFolder, static_cast<UINT>(windowsFolder.size()));
-}
-
-// A folder of so many characters in all.
-std::wstring FolderOf(std::size_t length) {
-  return L"D:\\" + std::wstring(length - 3, L'w');
+  GetTemporaryFolder(folder);
+  return folder;
 }
 
 TEST_CASE("the temporary folder is the Windows folder and \\Temp, whatever the user's own one is") {
   wchar_t before[MAX_PATH] = {};
   ::GetEnvironmentVariableW(L"TEMP", before, MAX_PATH);
   ::SetEnvironmentVariableW(L"TEMP", L"C:\\elsewhere");
-  const Asked asked = TemporaryFolderWhere(L"E:\\Win NT");
+  CHECK(TemporaryFolderWhere(L"E:\\Win NT", 9) == L"E:\\Win NT\\Temp");
   ::SetEnvironmentVariableW(L"TEMP", before);
-  CHECK(asked.folder == L"E:\\Win NT\\Temp");
-  CHECK(asked.capacity == 261);
-  CHECK(asked.calls == 1);
 }
 
-TEST_CASE("a Windows folder that leaves room for \\Temp in 261 characters, and one that does not") {
-  CHECK(TemporaryFolderWhere(FolderOf(254)).folder == FolderOf(254) + L"\\Temp");
-  CHECK(TemporaryFolderWhere(FolderOf(255)).folder == FolderOf(255) + L"\\Temp");
-  CHECK(TemporaryFolderWhere(FolderOf(256)).folder == kFallback);
-  CHECK(TemporaryFolderWhere(FolderOf(257)).folder == kFallback);
-  CHECK(TemporaryFolderWhere(FolderOf(260)).folder == kFallback);
-}
-
-TEST_CASE("a Windows folder that cannot be had gives the fixed one") {
-  CHECK(TemporaryFolderWhere(L"", 0).folder == kFallback);
-  CHECK(TemporaryFolderWhere(FolderOf(261)).folder == kFallback);
-  CHECK(TemporaryFolderWhere(FolderOf(261), 262).folder == kFallback);
-  CHECK(TemporaryFolderWhere(FolderOf(400), 0xFFFFFFFF).folder == kFallback);
-  CHECK(TemporaryFolderWhere(FolderOf(400), 0xFFFFFFFA).folder == kFallback);  // too long for a sum of 32 bits
+TEST_CASE("a Windows folder that cannot be had, or leaves no room for \\Temp in 261 characters, gives the fixed one") {
+  for (const std::size_t length : {254U, 255U, 256U, 257U, 260U, 261U}) {
+    CAPTURE(length);
+    const std::wstring folder = L"D:\\" + std::wstring(length - 3, L'w');
+    CHECK(TemporaryFolderWhere(folder, length) == (length < 256 ? folder + L"\\Temp" : kFallback));
+  }
+  CHECK(TemporaryFolderWhere(L"", 0) == kFallback);
+  for (const std::size_t result : {262U, 0xFFFFFFFFU, 0xFFFFFFFAU}) {  // the last is too long for a sum of 32 bits
+    CHECK(TemporaryFolderWhere(std::wstring(400, L'w'), result) == kFallback);
+  }
 }
 
 }  // namespace
