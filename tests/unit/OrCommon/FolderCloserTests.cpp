@@ -25,20 +25,18 @@ namespace {
 
 // What is opened, "<path below the folder> <access> <flags>", and what is closed, in order.
 struct Closings {
-  explicit Closings(const ScratchFolder& scratch) : root(ToUtf8(scratch.Path())) {}
+  explicit Closings(const ScratchFolder& scratch) : root(scratch.Path().size()) {}
 
   Lines opened;
   Lines closed;
   std::string set;  // last, "<kind> <descriptor>"
 
- private:
-  std::string root;
+  std::size_t root;
   std::map<HANDLE, std::string> names;
   AfterCall create{
       "CreateFileW", &::CreateFileW,
       [this](HANDLE file, LPCWSTR path, DWORD access, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD flags, HANDLE) {
-        const std::string text = ToUtf8(path);
-        names[file] = text.compare(0, root.size(), root) == 0 ? text.substr(root.size()) : text;
+        names[file] = ToUtf8(path).substr(root);
         opened.push_back(names[file] + " " + std::to_string(access) + " " + std::to_string(flags));
       }};
   OnCall setSecurity{"SetKernelObjectSecurity", &::SetKernelObjectSecurity,

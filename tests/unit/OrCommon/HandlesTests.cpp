@@ -53,6 +53,7 @@ TEST_CASE("each kind of owner closes by its call, and not what stands for nothin
   CheckOwner<Module>("FreeLibrary", nullptr);
   CheckOwner<OrCommon::Sid>("FreeSid", nullptr);
   CheckOwner<OrCommon::LocalMemory<wchar_t>>("LocalFree", nullptr);
+  CHECK_FALSE(std::is_copy_constructible_v<LastErrorKeeper>);
 }
 
 HANDLE Made(ULONG_PTR number) {
@@ -103,16 +104,6 @@ TEST_CASE("an owner closes what it owns once, and nothing it does not own") {
   *place = Made(8);
   owner.Reset();
   CHECK(closed == Numbers{1, 2, 3, 4, 5, 7, 8});
-}
-
-TEST_CASE("the keeper of the last-error code puts back what it found") {
-  ::SetLastError(5);
-  {
-    const LastErrorKeeper keeper;
-    ::SetLastError(6);
-  }
-  CHECK(::GetLastError() == 5);
-  CHECK_FALSE(std::is_copy_constructible_v<LastErrorKeeper>);
 }
 
 }  // namespace

@@ -20,22 +20,16 @@ using namespace TestSupport;
 
 namespace {
 
-using ProcessId = DWORD(WINAPI*)();
-
-HMODULE Kernel() {
-  return ::GetModuleHandleW(L"kernel32.dll");
-}
-
 bool IsFound(const wchar_t* name, DWORD& error) {
-  return FindEntryPoint(Kernel(), name, error) != nullptr;
+  return FindEntryPoint(::GetModuleHandleW(L"kernel32.dll"), name, error) != nullptr;
 }
 
 bool IsBound(const EntryPoint& entry) {
   return entry.As<FARPROC>() != nullptr;
 }
 
-TEST_CASE("a library stays for as long as its entry point, and is loaded and released once") {
-  CHECK(EntryPoint(L"kernel32.dll", L"GetCurrentProcessId").As<ProcessId>()() == ::GetCurrentProcessId());
+TEST_CASE("a library stays for as long as its entry point, loaded and released once; what is missing gives its code") {
+  CHECK(EntryPoint(L"kernel32.dll", L"GetCurrentProcessId").As<DWORD(WINAPI*)()>()() == ::GetCurrentProcessId());
   REQUIRE(::GetModuleHandleW(L"userenv.dll") == nullptr);
   const CountCalls loads{"LoadLibraryW"};
   const CountCalls frees{"FreeLibrary"};
@@ -55,20 +49,19 @@ TEST_CASE("a library stays for as long as its entry point, and is loaded and rel
     CHECK(entry.Error() == ERROR_PROC_NOT_FOUND);
   }
   CHECK(frees.Calls() == 2);
+  const CountCalls lookups{"GetProcAddress"};
+  {
+    const MissingLibrary missing{L"wtsapi32.dll", ERROR_BAD_EXE_FORMAT};
+    const EntryPoint entry(L"wtsapi32.dll", L"WTSQueryUserToken");
+    CHECK_FALSE(IsBound(entry));
+    CHECK(entry.Error() == ERROR_BAD_EXE_FORMAT);
+  }
+  CHECK(lookups.Calls() == 1);  // whether the search can be limited
+  CHECK(frees.Calls() == 2);
   const FailCall fails{"GetProcAddress", 1, ERROR_INVALID_ORDINAL};
   DWORD error = 4711;
   CHECK_FALSE(IsFound(L"GetCurrentProcessId", error));
   CHECK(error == ERROR_INVALID_ORDINAL);
-}
-
-TEST_CASE("a library that is not there gives its load error and looks nothing up") {
-  const CountCalls lookups{"GetProcAddress"};  // whether the search can be limited
-  const CountCalls frees{"FreeLibrary"};
-  const MissingLibrary missing{L"wtsapi32.dll", ERROR_BAD_EXE_FORMAT};
-  CHECK(EntryPoint(L"wtsapi32.dll", L"WTSQueryUserToken").Error() == ERROR_BAD_EXE_FORMAT);
-  CHECK_FALSE(IsBound(EntryPoint(L"wtsapi32.dll", L"WTSQueryUserToken")));
-  CHECK(lookups.Calls() == 2);
-  CHECK(frees.Calls() == 0);
 }
 
 TEST_CASE("where the search cannot be limited to the system folder, a library is loaded from there by its full path") {

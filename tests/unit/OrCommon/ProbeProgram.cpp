@@ -16,8 +16,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cwchar>
-#include <iterator>
-#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -28,55 +26,10 @@
 #include "tests/support/CallFailures.h"
 #include "tests/support/ImportRedirection.h"
 #include "tests/support/LibraryAnswers.h"
-#include "tests/unit/OrCommon/Probe.h"
 
 namespace {
 
 using TestSupport::ImportRedirection;
-
-// What this machine pretends to be.
-struct Machine {
-  std::unique_ptr<TestSupport::ProcAddressAnswer> processor;
-  std::unique_ptr<TestSupport::MissingLibrary> missing;
-  std::unique_ptr<ImportRedirection> version;
-  unsigned versionCalls = 0;
-  DWORD recordSize = 0;
-};
-
-void PretendProcessor(Machine& machine, const std::wstring& processor) {
-  if (processor == L"noentry") {
-    machine.processor = std::make_unique<TestSupport::MissingEntry>("GetNativeSystemInfo");
-  } else if (processor == L"nolibrary") {
-    machine.missing = std::make_unique<TestSupport::MissingLibrary>(L"kernel32.dll");
-  } else {
-    const auto architecture = static_cast<WORD>(std::stoul(processor));
-    machine.processor = std::make_unique<TestSupport::AnswerProcAddress>(
-        "GetNativeSystemInfo", [=](SYSTEM_INFO* info) { info->wProcessorArchitecture = architecture; });
-  }
-}
-
-void PretendVersion(Machine& machine, const std::wstring& version) {
-  unsigned long error = 0;
-  unsigned facts[5] = {};
-  const bool fails = std::swscanf(version.c_str(), L"fail:%lu", &error) == 1;
-  std::swscanf(version.c_str(), L"%u.%u,%u,%u,%u", &facts[0], &facts[1], &facts[2], &facts[3], &facts[4]);
-  machine.version = std::make_unique<ImportRedirection>(
-      "GetVersionExW", [&machine, fails, error, facts](OSVERSIONINFOW* record) -> BOOL {
-        ++machine.versionCalls;
-        machine.recordSize = record->dwOSVersionInfoSize;
-        if (fails) {
-          ::SetLastError(error);
-          return FALSE;
-        }
-        auto* const extended = reinterpret_cast<OSVERSIONINFOEXW*>(record);
-        extended->dwMajorVersion = facts[0];
-        extended->dwMinorVersion = facts[1];
-        extended->dwPlatformId = facts[2];
-        extended->wServicePackMajor = static_cast<WORD>(facts[3]);
-        extended->wProductType = static_cast<BYTE>(facts[4]);
-        return TRUE;
-      });
-}
 
 std::string TrueCodes() {
   std::string codes;
@@ -89,17 +42,45 @@ std::string TrueCodes() {
 }
 
 int ReportWindows(const std::wstring& version, const std::wstring& processor) {
-  Machine machine;
-  PretendProcessor(machine, processor);
-  PretendVersion(machine, version);
+  std::wstring answer = version;
+  unsigned versionCalls = 0;
+  DWORD recordSize = 0;
+  const ImportRedirection getVersion{"GetVersionExW", [&](OSVERSIONINFOW* record) -> BOOL {
+                                       ++versionCalls;
+                                       recordSize = record->dwOSVersionInfoSize;
+                                       unsigned long error = 0;
+                                       if (std::swscanf(answer.c_str(), L"fail:%lu", &error) == 1) {
+                                         ::SetLastError(error);
+                                         return FALSE;
+                                       }
+                                       auto* const extended = reinterpret_cast<OSVERSIONINFOEXW*>(record);
+                                       unsigned pack = 0;
+                                       unsigned type = 0;
+                                       std::swscanf(answer.c_str(), L"%lu.%lu,%lu,%u,%u", &extended->dwMajorVersion,
+                                                    &extended->dwMinorVersion, &extended->dwPlatformId, &pack, &type);
+                                       extended->wServicePackMajor = static_cast<WORD>(pack);
+                                       extended->wProductType = static_cast<BYTE>(type);
+                                       return TRUE;
+                                     }};
+  std::optional<TestSupport::MissingEntry> noEntry;
+  std::optional<TestSupport::MissingLibrary> noLibrary;
+  std::optional<TestSupport::AnswerProcAddress> architecture;
+  if (processor == L"noentry") {
+    noEntry.emplace("GetNativeSystemInfo");
+  } else if (processor == L"nolibrary") {
+    noLibrary.emplace(L"kernel32.dll");
+  } else {
+    architecture.emplace("GetNativeSystemInfo", [&](SYSTEM_INFO* info) {
+      info->wProcessorArchitecture = static_cast<WORD>(std::stoul(processor));
+    });
+  }
   const TestSupport::CountCalls loads{"LoadLibraryW"};
   const TestSupport::CountCalls frees{"FreeLibrary"};
 
-  const std::string codes = TrueCodes();
-  std::printf("codes: %s\n", codes.c_str());
+  std::printf("codes: %s\n", TrueCodes().c_str());
   std::printf("error: %lu\n", OrCommon::System::GetWindowsVersionError());
-  std::printf("version calls: %u\n", machine.versionCalls);
-  std::printf("record size: %lu\n", machine.recordSize);
+  std::printf("version calls: %u\n", versionCalls);
+  std::printf("record size: %lu\n", recordSize);
   std::printf("architecture: %u\n", OrCommon::System::GetNativeArchitecture());
   std::printf("64-bit: %d\n", OrCommon::System::Is64BitSystem());
   std::printf("AMD64: %d\n", OrCommon::System::IsAmd64System());
@@ -107,8 +88,7 @@ int ReportWindows(const std::wstring& version, const std::wstring& processor) {
   std::printf("loads: %u\n", loads.Calls());
   std::printf("frees: %u\n", frees.Calls());
 
-  // Windows would say something else now. Nobody asks it again.
-  PretendVersion(machine, L"4.10,1,0,0");
+  answer = L"4.10,1,0,0";  // Windows would say something else now. Nobody asks it again.
   std::printf("later codes: %s\n", TrueCodes().c_str());
   return 0;
 }
@@ -167,7 +147,7 @@ int wmain(int argumentCount, wchar_t* arguments[]) {
   if (name != nullptr && ::_wcsicmp(name, L"\\regsvr32.exe") == 0) {
     return 77;
   }
-  const wchar_t* const answers = ::_wgetenv(OrCommonTests::kAnswersVariable);
+  const wchar_t* const answers = ::_wgetenv(L"VELA_PROBE_ANSWERS");  // a file; Probe.h sets it
   if (answers != nullptr &&
       (::_wfreopen(answers, L"wb", stdout) == nullptr || ::_wfreopen(answers, L"ab", stderr) == nullptr)) {
     return 1;

@@ -57,15 +57,12 @@ class Processes {
                            }};
 };
 
-struct Found {
-  int result;
-  DWORD id;
-};
+using Found = std::pair<int, DWORD>;  // the result and the process
 
 Found Find(const wchar_t* name) {
-  DWORD id = 4711;
-  const int result = FindProcessByName(name, id);
-  return {result, id};
+  Found found(4711, 4711);
+  found.first = FindProcessByName(name, found.second);
+  return found;
 }
 
 TEST_CASE("a process is found by its whole base name; only the letters A to Z have two cases") {
@@ -83,8 +80,7 @@ TEST_CASE("a process is found by its whole base name; only the letters A to Z ha
     const auto& name = row.first;
     const DWORD id = row.second;
     CAPTURE(ToUtf8(name));
-    CHECK(Find(name).result == (id != 0 ? 1 : 0));
-    CHECK(Find(name).id == id);
+    CHECK(Find(name) == Found(id != 0 ? 1 : 0, id));
     CHECK(IsProcessRunning(name) == (id != 0));
   }
 }
@@ -92,12 +88,11 @@ TEST_CASE("a process is found by its whole base name; only the letters A to Z ha
 TEST_CASE("the snapshot is one of everything, its first match is taken, and it is closed once") {
   const std::string take = "take " + std::to_string(TH32CS_SNAPALL) + " 0";
   Processes machine({L"a.exe", L"outlook.exe", L"outlook.exe"});
-  CHECK(Find(L"outlook").id == 16);
+  CHECK(Find(L"outlook") == Found(1, 16));
   CHECK(machine.looked == 2);
   CHECK_LINES(machine.events, {take, "close"});
   const Processes nobody({});
-  CHECK(Find(L"outlook").result == 0);
-  CHECK(Find(L"outlook").id == 0);
+  CHECK(Find(L"outlook") == Found(0, 0));
 }
 
 TEST_CASE("a snapshot that cannot be taken gives -1, which is not running, and closes nothing") {
@@ -106,8 +101,7 @@ TEST_CASE("a snapshot that cannot be taken gives -1, which is not running, and c
   const CountCalls firsts{"Process32FirstW"};
   const Found found = Find(L"outlook");
   CHECK(::GetLastError() == ERROR_BAD_LENGTH);
-  CHECK(found.result == -1);
-  CHECK(found.id == 0);
+  CHECK(found == Found(-1, 0));
   CHECK_FALSE(IsProcessRunning(L"outlook"));
   CHECK(closes.Calls() + firsts.Calls() == 0);
 }

@@ -22,17 +22,6 @@ void WINAPI CallWatcher(void* context) {
   (*static_cast<std::function<void()>*>(context))();
 }
 
-// "31/12/2009 23:59:59.999 0020:0024 ", with narrow numbers of the C library: none of the product's own formatting.
-std::string Head(const Traced& traced) {
-  const SYSTEMTIME& time = traced.time;
-  char text[64] = {};
-  std::snprintf(text, sizeof text, "%02u/%02u/%04u %02u:%02u:%02u.%03u %04x:%04x ", unsigned{time.wDay},
-                unsigned{time.wMonth}, unsigned{time.wYear}, unsigned{time.wHour}, unsigned{time.wMinute},
-                unsigned{time.wSecond}, unsigned{time.wMilliseconds}, static_cast<unsigned>(::GetCurrentProcessId()),
-                static_cast<unsigned>(traced.thread));
-  return text;
-}
-
 }  // namespace
 
 RecordedTrace::RecordedTrace() : library_(Load()) {
@@ -76,7 +65,7 @@ std::vector<Traced> RecordedTrace::Calls() const {
   for (DWORD index = 0; index < count; ++index) {
     Fixtures::TracedLine line = {};
     Entry<Fixtures::TracedLineFunction>("GetTracedLine")(index, &line);
-    calls.push_back({line.handle, line.time, line.thread, line.text});
+    calls.push_back({line.handle, line.time, line.text});
   }
   return calls;
 }
@@ -84,9 +73,8 @@ std::vector<Traced> RecordedTrace::Calls() const {
 TestSupport::Lines RecordedTrace::Lines() const {
   TestSupport::Lines lines;
   for (const Traced& traced : Calls()) {
-    const std::string text = TestSupport::ToUtf8(traced.text);
-    const std::string head = Head(traced);
-    lines.push_back(text.compare(0, head.size(), head) == 0 ? text.substr(head.size()) : "(wrong head) " + text);
+    constexpr std::size_t kMoment = 24;  // characters; process and thread follow
+    lines.push_back(TestSupport::ToUtf8(traced.text.substr(traced.text.find(L' ', kMoment) + 1)));
   }
   return lines;
 }
@@ -101,11 +89,7 @@ Function RecordedTrace::Entry(const char* name) const {
 }
 
 TraceScope::TraceScope(const RecordedTrace& recorded, const std::wstring& component) {
-  OrCommon::DebugLog::Options options;
-  options.enabled = 1;
-  options.mask = 0xFFFFFFFF;
-  options.component = component;
-  if (!OrCommon::g_debugLog.Open(recorded.Library(), nullptr, options, nullptr)) {
+  if (!OrCommon::g_debugLog.Open(recorded.Library(), nullptr, Enabled(component), nullptr)) {
     throw std::runtime_error("the trace cannot be opened");
   }
 }

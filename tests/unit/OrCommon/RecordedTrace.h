@@ -18,7 +18,6 @@ namespace OrCommonTests {
 struct Traced {
   void* handle;
   SYSTEMTIME time;
-  DWORD thread;
   std::wstring text;
 };
 
@@ -39,8 +38,7 @@ class RecordedTrace {
   void Watch(std::function<void()> watcher);
 
   std::vector<Traced> Calls() const;
-  // The lines from the tag on: "!!! <component> text - file(1)\r\n". What stands before it is checked here: the time
-  // handed over with the line, this process and the calling thread.
+  // The lines from the tag on: "!!! <component> text - file(1)\r\n".
   TestSupport::Lines Lines() const;
 
  private:
@@ -51,6 +49,15 @@ class RecordedTrace {
   OrCommon::Module library_;
   std::function<void()> watcher_;
 };
+
+// A trace that is written.
+inline OrCommon::DebugLog::Options Enabled(const std::wstring& component = L"VELA", DWORD mask = 0xFFFFFFFF) {
+  OrCommon::DebugLog::Options options;
+  options.enabled = 1;
+  options.mask = mask;
+  options.component = component;
+  return options;
+}
 
 // The process's own trace, written to `recorded` with every level while this lives.
 class TraceScope {

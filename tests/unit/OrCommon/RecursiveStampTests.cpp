@@ -70,20 +70,6 @@ TEST_CASE("the folder, then everything in it, folders with their contents; each 
   CHECK(closed.Calls() == 5);
 }
 
-TEST_CASE("the read-only bit goes before the stamp, all other attributes stay") {
-  const ScratchFolder scratch(L"stamp");
-  constexpr DWORD kBefore[] = {0x27, 0x21, 0x22};
-  for (const DWORD attributes : kBefore) {
-    REQUIRE(::SetFileAttributesW(scratch.MakeFile(std::to_wstring(attributes), "text").c_str(), attributes));
-  }
-  CHECK_LINES(StampsOf(scratch),
-              {"stamp ", "attributes 32 \\33", "stamp \\33", "stamp \\34", "attributes 38 \\39", "stamp \\39"});
-  for (const DWORD attributes : kBefore) {
-    CHECK(::GetFileAttributesW(scratch.Path(std::to_wstring(attributes)).c_str()) == (attributes & 0x26));
-  }
-  CHECK(FileContent(scratch.Path(L"33")) == "text");
-}
-
 // Changes the attributes of one name in every listing: what this file system does not keep.
 struct ListedAttributes {
   std::wstring name;
@@ -97,13 +83,23 @@ struct ListedAttributes {
   AfterCall next{"FindNextFileW", &::FindNextFileW, [this](BOOL, HANDLE, WIN32_FIND_DATAW* entry) { Change(entry); }};
 };
 
-TEST_CASE("a read-only folder loses the bit too, and is entered; a link to a file is passed over") {
+TEST_CASE(
+    "the read-only bit goes before the stamp, also of a folder, all others stay; a link to a file is passed over") {
   const ScratchFolder scratch(L"stamp");
+  constexpr DWORD kBefore[] = {0x27, 0x21, 0x22};
+  for (const DWORD attributes : kBefore) {
+    REQUIRE(::SetFileAttributesW(scratch.MakeFile(std::to_wstring(attributes), "text").c_str(), attributes));
+  }
   scratch.MakeFile(L"a\\file", "text");
   scratch.MakeFile(L"b", "text");
-  const ListedAttributes readOnly{L"a", FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN};
+  const ListedAttributes folder{L"a", FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN};
   const ListedAttributes link{L"b", FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_READONLY};
-  CHECK_LINES(StampsOf(scratch), {"stamp ", "attributes 18 \\a", "stamp \\a", "stamp \\a\\file"});
+  CHECK_LINES(StampsOf(scratch), {"stamp ", "attributes 32 \\33", "stamp \\33", "stamp \\34", "attributes 38 \\39",
+                                  "stamp \\39", "attributes 18 \\a", "stamp \\a", "stamp \\a\\file"});
+  for (const DWORD attributes : kBefore) {
+    CHECK(::GetFileAttributesW(scratch.Path(std::to_wstring(attributes)).c_str()) == (attributes & 0x26));
+  }
+  CHECK(FileContent(scratch.Path(L"33")) == "text");
 }
 
 TEST_CASE("links are passed over at every level, and nothing of what they lead to is touched") {

@@ -103,7 +103,7 @@ TEST_CASE("only the read-only bit is taken off before an entry is removed") {
   CHECK_LINES(changes.events, {"attributes 38 \\a\\file", "delete \\a\\file", "attributes 18 \\a", "remove \\a"});
 }
 
-TEST_CASE("what cannot be removed is scheduled without a target, and the attribute is off all the same") {
+TEST_CASE("what cannot be removed is scheduled without a target and leaves no error, and the attribute is off") {
   const ScratchFolder scratch(L"removal");
   const PendingMoves moves;
   const std::wstring file = scratch.MakeFile(L"a\\file", "text");

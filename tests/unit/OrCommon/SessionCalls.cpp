@@ -81,17 +81,7 @@ RunningCopy::RunningCopy(const std::wstring& folder, const std::wstring& name) :
   TestSupport::CopyTestFile(TestSupport::FixturePath(L"Sleeper.exe"), program);
   // The sleeper makes the event once it runs: all its modules can be seen then.
   const std::wstring event = L"ready " + name + L" " + std::to_wstring(::GetTickCount());
-  std::wstring commandLine = L'"' + program + L"\" \"" + event + L'"';
-  STARTUPINFOW startup = {};
-  startup.cb = sizeof startup;
-  PROCESS_INFORMATION process = {};
-  if (!::CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                        &process)) {
-    throw std::runtime_error("a copy of the sleeper cannot be started, error " + std::to_string(::GetLastError()));
-  }
-  ::CloseHandle(process.hThread);
-  process_ = process.hProcess;
-  id_ = process.dwProcessId;
+  process_.emplace(program, std::vector<std::wstring>{event});
   for (int attempt = 0; attempt < 1000; ++attempt) {
     const HANDLE ready = ::OpenEventW(SYNCHRONIZE, FALSE, event.c_str());
     if (ready != nullptr) {
@@ -104,9 +94,7 @@ RunningCopy::RunningCopy(const std::wstring& folder, const std::wstring& name) :
 }
 
 RunningCopy::~RunningCopy() {
-  ::TerminateProcess(process_, 0);
-  ::WaitForSingleObject(process_, 10000);
-  ::CloseHandle(process_);
+  process_.reset();
   TestSupport::RemoveValue(AllowedPrograms(), allowed_);
 }
 

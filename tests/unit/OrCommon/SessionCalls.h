@@ -5,11 +5,13 @@
 
 #include <cstring>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 
 #include "tests/support/CallWatch.h"
 #include "tests/support/LibraryAnswers.h"
+#include "tests/support/TestProcess.h"
 #include "tests/support/TextLines.h"
 
 namespace OrCommonTests {
@@ -92,12 +94,10 @@ class RunningCopy {
   RunningCopy(const RunningCopy&) = delete;
   RunningCopy& operator=(const RunningCopy&) = delete;
   ~RunningCopy();
-  DWORD Id() const { return id_; }
 
  private:
   std::wstring allowed_;
-  HANDLE process_ = nullptr;
-  DWORD id_ = 0;
+  std::optional<TestSupport::TestProcess> process_;
 };
 
 }  // namespace OrCommonTests

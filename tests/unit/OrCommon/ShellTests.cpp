@@ -22,10 +22,10 @@ TEST_CASE("the functions of a library that cannot be loaded fail at each call, a
   wchar_t folder[MAX_PATH] = {};
   {
     const MissingLibrary shell32(L"shell32.dll", ERROR_NOT_ENOUGH_MEMORY);
-    CHECK(Shell::SHGetFolderPathW(nullptr, CSIDL_WINDOWS, nullptr, 0, folder) ==
-          HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_MEMORY));
-    CHECK(Shell::SHGetFolderPathW(nullptr, CSIDL_WINDOWS, nullptr, 0, folder) ==
-          HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_MEMORY));
+    for (int call = 0; call < 2; ++call) {
+      CHECK(Shell::SHGetFolderPathW(nullptr, CSIDL_WINDOWS, nullptr, 0, folder) ==
+            HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_MEMORY));
+    }
     ::SetLastError(0);
     CHECK_FALSE(Shell::SHGetSpecialFolderPathW(nullptr, folder, CSIDL_COMMON_APPDATA, FALSE));
     CHECK(::GetLastError() == ERROR_NOT_ENOUGH_MEMORY);
@@ -63,17 +63,17 @@ TEST_CASE("a function that its library has not fails at each call, and is bound 
     const MissingEntry fileName("PathFindFileNameA");
     const CountCalls loaded("LoadLibraryW");
     const CountCalls released("FreeLibrary");
-    using Call = BOOL (*)(wchar_t*);
-    const Call calls[] = {[](wchar_t* text) { return Shell::PathAppendW(text, L"drivers"); },
-                          [](wchar_t* text) { return Shell::PathFileExistsW(text); },
-                          [](wchar_t* text) { return Shell::PathRemoveFileSpecW(text); }};
-    for (const Call call : calls) {
-      ::SetLastError(0);
-      CHECK_FALSE(call(path));
+    const auto check = [](BOOL done) {
       CHECK(::GetLastError() == ERROR_PROC_NOT_FOUND);
+      CHECK_FALSE(done);
+      ::SetLastError(0);
+    };
+    check(Shell::PathAppendW(path, L"drivers"));
+    check(Shell::PathFileExistsW(path));
+    check(Shell::PathRemoveFileSpecW(path));
+    for (int call = 0; call < 2; ++call) {
+      CHECK(Shell::PathFindFileNameA(file) == file);
     }
-    CHECK(Shell::PathFindFileNameA(file) == file);
-    CHECK(Shell::PathFindFileNameA(file) == file);
     CHECK(append.Asked() + exists.Asked() + remove.Asked() + fileName.Asked() == 5);
     CHECK(loaded.Calls() == 5);
     CHECK(released.Calls() == 5);
@@ -91,8 +91,7 @@ TEST_CASE("a function that its library has not fails at each call, and is bound 
   CHECK(Shell::PathFileExistsW(L"C:\\windows"));
   CHECK_FALSE(Shell::PathFileExistsW(L"C:\\no such folder"));
   CHECK(::GetLastError() == ERROR_FILE_NOT_FOUND);
-  CHECK(load.Calls() == 0);
-  CHECK(released.Calls() == 0);
+  CHECK(load.Calls() + released.Calls() == 0);
 }
 
 }  // namespace

@@ -16,7 +16,6 @@
 #include "tests/support/CallFailures.h"
 #include "tests/support/HeapWatch.h"
 #include "tests/unit/OrCommon/ScratchKey.h"
-#include "tests/unit/OrCommon/ThrownFailure.h"
 
 using namespace OrCommon::Storage;
 using namespace OrCommonTests;

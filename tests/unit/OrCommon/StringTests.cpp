@@ -7,7 +7,6 @@
 #include <cstdarg>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "tests/support/CallFailures.h"
 #include "tests/support/HeapWatch.h"
@@ -71,17 +70,6 @@ TEST_CASE("255 characters fit the first buffer, each one that follows has room f
     CHECK(Format(text, L"%s|%d|%s", wanted.c_str(), 42, L"end"));  // each attempt starts with the first argument
     CHECK(text == wanted + L"|42|end");
   }
-}
-
-TEST_CASE("buffers are given back") {
-  const std::wstring wanted(1000, L'z');
-  std::wstring text;
-  text.reserve(2000);
-  const long long before = LiveBlocks();
-  Format(text, L"%s", wanted.c_str());
-  const long long after = LiveBlocks();
-  CHECK(after == before);
-  CHECK(text == wanted);
 }
 
 TEST_CASE("a single attempt that does not fit grows the capacity by 256 and leaves the text") {

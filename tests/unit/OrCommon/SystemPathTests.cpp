@@ -107,15 +107,13 @@ std::wstring TemporaryFolderWhere(const std::wstring& windowsFolder, std::size_t
   return folder;
 }
 
-TEST_CASE("the temporary folder is the Windows folder and \\Temp, whatever the user's own one is") {
+TEST_CASE(
+    "the temporary folder is \\Temp in the Windows folder; the fixed one where 261 characters are no room for it") {
   wchar_t before[MAX_PATH] = {};
   ::GetEnvironmentVariableW(L"TEMP", before, MAX_PATH);
-  ::SetEnvironmentVariableW(L"TEMP", L"C:\\elsewhere");
+  ::SetEnvironmentVariableW(L"TEMP", L"C:\\elsewhere");  // the user's own one
   CHECK(TemporaryFolderWhere(L"E:\\Win NT", 9) == L"E:\\Win NT\\Temp");
   ::SetEnvironmentVariableW(L"TEMP", before);
-}
-
-TEST_CASE("a Windows folder that cannot be had, or leaves no room for \\Temp in 261 characters, gives the fixed one") {
   for (const std::size_t length : {254U, 255U, 256U, 257U, 260U, 261U}) {
     CAPTURE(length);
     const std::wstring folder = L"D:\\" + std::wstring(length - 3, L'w');

@@ -19,40 +19,14 @@
 
 using namespace OrCommon;
 using OrCommon::Library::OrDbg;
-using OrCommonTests::RecordedTrace;
+using namespace OrCommonTests;
 using namespace TestSupport;
 
 namespace {
 
-DebugLog::Options Enabled() {
-  DebugLog::Options options;
-  options.enabled = 1;
-  options.mask = DebugLog::kProgress;
-  options.component = L"VELA";
-  return options;
-}
-
 bool TraceOneLine(DebugLog& log) {
   return log.Trace("a.cpp", 1, DebugLog::kProgress, L"line");
 }
-
-// What the product looks up in a library and how often it frees that: "find OrDbgTrace", "free".
-class LibraryCalls {
- public:
-  explicit LibraryCalls(HMODULE library) : library_(library) {}
-  Lines events;
-
- private:
-  void Note(HMODULE module, const std::string& event) {
-    if (module == library_) {
-      events.push_back(event);
-    }
-  }
-  HMODULE library_;
-  OnCall find_{"GetProcAddress", &::GetProcAddress,
-               [this](HMODULE module, LPCSTR name) { Note(module, std::string("find ") + name); }};
-  OnCall free_{"FreeLibrary", &::FreeLibrary, [this](HMODULE module) { Note(module, "free"); }};
-};
 
 // A binding that has taken the recording library.
 struct TakenLibrary {
@@ -69,9 +43,12 @@ struct TakenLibrary {
 TEST_CASE_FIXTURE(TakenLibrary, "the three entry points are looked up by name, in order") {
   CHECK_FALSE(binding.IsBound());
   {
-    const LibraryCalls calls(recorded.Handle());
+    Lines found;
+    const OnCall find{"GetProcAddress", &::GetProcAddress, [&](HMODULE module, LPCSTR name) {
+                        found.emplace_back(module == recorded.Handle() ? name : "elsewhere");
+                      }};
     CHECK(binding.Bind(&error));
-    CHECK_LINES(calls.events, {"find OrDbgInitialize", "find OrDbgUninitialize", "find OrDbgTrace"});
+    CHECK_LINES(found, {"OrDbgInitialize", "OrDbgUninitialize", "OrDbgTrace"});
   }
   CHECK(binding.IsBound());
   CHECK(error == 4711);
@@ -81,38 +58,39 @@ TEST_CASE_FIXTURE(TakenLibrary, "the three entry points are looked up by name, i
 }
 
 TEST_CASE_FIXTURE(TakenLibrary, "one missing entry point leaves the binding unbound, with the look-up's error") {
-  for (const char* name : {"OrDbgInitialize", "OrDbgUninitialize", "OrDbgTrace"}) {
+  for (const std::string name : {"OrDbgInitialize", "OrDbgUninitialize", "OrDbgTrace"}) {
     CAPTURE(name);
     error = 4711;
     {
-      const MissingEntry missing(name);
+      const MissingEntry missing(name.c_str());
       CHECK_FALSE(binding.Bind(&error));
       CHECK(missing.Asked() == 1);
     }
     CHECK(error == ERROR_PROC_NOT_FOUND);
     CHECK_FALSE(binding.IsBound());
     // Only the trace's own entry point decides whether a line can be written.
-    CHECK(binding.Trace(SYSTEMTIME(), L"line") == (std::string(name) != "OrDbgTrace"));
-    CHECK(recorded.Calls().size() == 2 - (std::string(name) == "OrDbgInitialize" ? 1 : 0));
+    CHECK(binding.Trace(SYSTEMTIME(), L"line") == (name != "OrDbgTrace"));
     CHECK(binding.Bind(&error));  // the entry is there again
     CHECK(binding.IsBound());
   }
+  CHECK(recorded.Calls().size() == 2);
 }
 
-TEST_CASE("a trace whose library is missing, or lacks the entry for traces, fails at each line") {
+TEST_CASE("a trace whose library is missing, or lacks the entry for traces, fails at each line; none is released") {
   const RecordedTrace recorded;
+  const CountCalls frees{"FreeLibrary"};
   for (const bool present : {false, true}) {
+    CHECK(frees.Calls() == 0);
     DebugLog log;
     DWORD error = 4711;
-    {
-      const MissingEntry missing("OrDbgTrace");
-      CHECK_FALSE(log.Open(present ? recorded.Library() : Module(), nullptr, Enabled(), &error));
-      CHECK_FALSE(log.Open(present ? recorded.Library() : Module(), nullptr, Enabled(), nullptr));
-    }
+    const MissingEntry missing("OrDbgTrace");
+    CHECK_FALSE(log.Open(present ? recorded.Library() : Module(), nullptr, Enabled(), nullptr));
+    CHECK_FALSE(log.Open(present ? recorded.Library() : Module(), nullptr, Enabled(), &error));
     CHECK(error == (present ? ERROR_PROC_NOT_FOUND : ERROR_INVALID_HANDLE));
     CHECK_FALSE(TraceOneLine(log));
     CHECK(recorded.Calls().empty());
   }
+  CHECK(frees.Calls() == 2);
 }
 
 TEST_CASE_FIXTURE(TakenLibrary, "of several errors the last one is given; a name that cannot be converted is one") {
@@ -161,9 +139,9 @@ TEST_CASE("opening once more releases the library of before, and the end that of
   auto log = std::make_unique<DebugLog>();
   REQUIRE(log->Open(recorded->Library(), nullptr, Enabled(), nullptr));
   {
-    const LibraryCalls calls(recorded->Handle());
+    const CountCalls frees{"FreeLibrary"};
     REQUIRE(log->Open(recorded->Library(), nullptr, Enabled(), nullptr));
-    CHECK(LinesWith(calls.events, "free").size() == 1);
+    CHECK(frees.Calls() == 1);
   }
   recorded.reset();
   CHECK(isLoaded());
@@ -173,53 +151,42 @@ TEST_CASE("opening once more releases the library of before, and the end that of
 }
 
 // Which critical sections this thread holds, and the end of each.
-class Locks {
- public:
+struct Locks {
   std::set<CRITICAL_SECTION*> held;
   std::set<CRITICAL_SECTION*> used;
   std::size_t mostHeld = 0;
   std::vector<CRITICAL_SECTION*> deleted;
 
- private:
-  ImportRedirection enter_{"EnterCriticalSection", [this](CRITICAL_SECTION* section) {
-                             enter_.Original<decltype(&::EnterCriticalSection)>()(section);
-                             held.insert(section);
-                             used.insert(section);
-                             mostHeld = std::max(mostHeld, held.size());
-                           }};
-  OnCall leave_{"LeaveCriticalSection", &::LeaveCriticalSection,
-                [this](CRITICAL_SECTION* section) { held.erase(section); }};
-  OnCall delete_{"DeleteCriticalSection", &::DeleteCriticalSection,
-                 [this](CRITICAL_SECTION* section) { deleted.push_back(section); }};
+  OnCall enter{"EnterCriticalSection", &::EnterCriticalSection, [this](CRITICAL_SECTION* section) {
+                 held.insert(section);
+                 used.insert(section);
+                 mostHeld = std::max(mostHeld, held.size());
+               }};
+  OnCall leave{"LeaveCriticalSection", &::LeaveCriticalSection,
+               [this](CRITICAL_SECTION* section) { held.erase(section); }};
+  OnCall erase{"DeleteCriticalSection", &::DeleteCriticalSection,
+               [this](CRITICAL_SECTION* section) { deleted.push_back(section); }};
 };
 
-TEST_CASE("a line is written under one lock, the state read under another, never both") {
+TEST_CASE("a line is written under one lock, the state read under another, never both; every way out leaves them") {
   RecordedTrace recorded;
+  DebugLog never;
   DebugLog log;
-  REQUIRE(log.Open(recorded.Library(), nullptr, Enabled(), nullptr));
+  DebugLog unbound;
+  REQUIRE(log.Open(recorded.Library(), nullptr, Enabled(L"VELA", DebugLog::kProgress), nullptr));
+  unbound.Open(Module(), nullptr, Enabled(), nullptr);
   const Locks locks;
   recorded.Watch([&] { CHECK(locks.held.size() == 1); });
   CHECK(TraceOneLine(log));
   CHECK(locks.used.size() == 2);
+  recorded.AnswerWith(1);
+  CHECK_FALSE(TraceOneLine(log));
+  log.Trace("a.cpp", 1, DebugLog::kError, L"masked out");
+  TraceOneLine(never);
+  TraceOneLine(unbound);
+  CHECK(locks.used.size() == 5);
   CHECK(locks.mostHeld == 1);
   CHECK(locks.held.empty());
-}
-
-TEST_CASE("every way out of a trace leaves the locks") {
-  const RecordedTrace recorded;
-  DebugLog never;
-  DebugLog log;
-  DebugLog unbound;
-  REQUIRE(log.Open(recorded.Library(), nullptr, Enabled(), nullptr));
-  unbound.Open(Module(), nullptr, Enabled(), nullptr);
-  recorded.AnswerWith(1);
-  const Locks locks;
-  TraceOneLine(never);
-  log.Trace("a.cpp", 1, DebugLog::kError, L"masked out");
-  TraceOneLine(log);
-  TraceOneLine(unbound);
-  CHECK(locks.held.empty());
-  CHECK(locks.used.size() == 5);
 }
 
 TEST_CASE("the end: the library's lock, the library, the lock of the state") {
@@ -249,16 +216,6 @@ TEST_CASE("the end: the library's lock, the library, the lock of the state") {
     CHECK(locks.used == std::set<CRITICAL_SECTION*>(locks.deleted.begin(), locks.deleted.end()));
     CHECK(deletedBeforeFree == std::vector<std::size_t>{1});
   }
-}
-
-TEST_CASE("a trace without a library ends without releasing one") {
-  const CountCalls frees{"FreeLibrary"};
-  { const DebugLog log; }
-  {
-    DebugLog log;
-    log.Open(Module(), nullptr, Enabled(), nullptr);
-  }
-  CHECK(frees.Calls() == 0);
 }
 
 }  // namespace
