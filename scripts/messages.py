@@ -3,7 +3,7 @@
 
 The messages of the run log and of the developers' trace.
 
-  list      every message of the sources: level, text (… stands for a value), file, function
+  list      every message of the sources: level, text (… stands for a value), file and line
   census    which of them a test run produced. VELA_TEST_MESSAGES named <folder> during the run. --report gets the
             counts as a Markdown table. Exits with 1 if a message was never produced (tests/texts/unreachable.txt lists
             exceptions), if a line of a log is no message of the sources, or if a command wrote a message that
@@ -25,37 +25,29 @@ TOLD = ROOT / "docs/messages"
 DOCUMENT = ROOT / "docs/messages.md"
 
 
-def show_faults(faults: list[str]) -> int:
-    for fault in faults:
-        print(fault)
-    return 1 if faults else 0
-
-
-def take_census(folder: Path, report: Path | None) -> int:
-    messages = source.read_product(ROOT)
+def take_census(folder: Path, report: Path | None) -> list[str]:
     unreachable = census.read_unreachable(UNREACHABLE.read_text(encoding="utf-8"))
-    taken = census.take(messages, folder)
+    taken = census.take(source.read_product(ROOT), folder)
     table = taken.table(unreachable)
     if report is not None:
         report.parent.mkdir(parents=True, exist_ok=True)
         report.write_text(table, encoding="utf-8")
     print(table, end="")
-    commands = document.commands_of(document.read_sections(TOLD))
-    return show_faults(taken.faults(unreachable) + taken.wrong_commands(commands))
+    return taken.faults(unreachable) + taken.wrong_commands(document.commands_of(document.read_sections(TOLD)))
 
 
-def write_document(check: bool) -> int:
+def write_document(check: bool) -> list[str]:
     text = document.write((TOLD / "head.md").read_text(encoding="utf-8"), document.read_sections(TOLD),
                           source.read_product(ROOT))
     if not check:
         DOCUMENT.write_text(text, encoding="utf-8")
-        return 0
-    there = DOCUMENT.read_text(encoding="utf-8") if DOCUMENT.exists() else ""
-    return show_faults([] if there == text else ["docs/messages.md is not what scripts/messages.py document writes"])
+    elif not DOCUMENT.exists() or DOCUMENT.read_text(encoding="utf-8") != text:
+        return ["docs/messages.md is not what scripts/messages.py document writes"]
+    return []
 
 
 def main() -> int:
-    parser = argparse.ArgumentParser(description="The messages of the product.")
+    parser = argparse.ArgumentParser(usage=__doc__)
     tasks = parser.add_subparsers(dest="task", required=True)
     tasks.add_parser("list")
     counting = tasks.add_parser("census")
@@ -63,18 +55,20 @@ def main() -> int:
     counting.add_argument("--report", type=Path)
     tasks.add_parser("document").add_argument("--check", action="store_true")
     asked = parser.parse_args()
+    faults = []
     try:
         if asked.task == "list":
             for message in source.read_product(ROOT):
                 text = message.text.replace("\n", "\\n")
-                print(f"{message.kind} | {message.level} | {text}  ({message.source}, {message.function})")
-            return 0
-        if asked.task == "census":
-            return take_census(asked.produced, asked.report)
-        return write_document(asked.check)
+                print(f"{message.kind} | {message.level} | {text}  ({message.place})")
+        elif asked.task == "census":
+            faults = take_census(asked.produced, asked.report)
+        else:
+            faults = write_document(asked.check)
     except (source.SourceError, document.DocumentError, ValueError) as error:
-        print(error)
-        return 1
+        faults = [str(error)]
+    print(*faults, sep="\n", end="\n" if faults else "")
+    return 1 if faults else 0
 
 
 if __name__ == "__main__":

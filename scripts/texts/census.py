@@ -4,8 +4,9 @@ By hand, since no tool knows the texts: they are in the entries, in tables and i
 """
 from __future__ import annotations
 
+import functools
 import re
-from collections.abc import Iterable, Iterator
+from collections.abc import Iterable
 from dataclasses import dataclass, field
 from pathlib import Path
 
@@ -22,13 +23,6 @@ def pattern_of(parts: Parts) -> str:
                    r"-?\d+" if part.is_number else r"[^\r\n]*" for part in parts)
 
 
-def cut_patterns(parts: Parts) -> Iterator[str]:
-    """An entry ends early at a character that the log cannot hold: with any of its values."""
-    for index, part in enumerate(parts):
-        if not isinstance(part, str) and index != 0:
-            yield pattern_of(parts[: index + 1])
-
-
 def weight(message: Message) -> tuple[int, int]:
     """How much of a message is fixed. A line that fits several belongs to the one with the most."""
     return (sum(len(part) for part in message.parts if isinstance(part, str)), -len(message.parts))
@@ -37,21 +31,20 @@ def weight(message: Message) -> tuple[int, int]:
 class Known:
     """The messages of one kind, as patterns."""
 
-    def __init__(self, messages: list[Message], head: str = "", behind_level: str = "",
-                 may_be_cut: bool = False) -> None:
+    def __init__(self, messages: list[Message], head: str = "", behind_level: str = "") -> None:
         self.messages = messages
-        self.exact = [(re.compile(head + re.escape(message.level) + behind_level + pattern_of(message.parts)), message)
+        self.whole = [(re.compile(head + re.escape(message.level) + behind_level + pattern_of(message.parts)), message)
                       for message in messages]
-        self.cut = [re.compile(head + re.escape(message.level) + pattern)
-                    for message in messages for pattern in cut_patterns(message.parts) if may_be_cut]
-        self.found: dict[str, list[Key]] = {}
+        # An entry ends early at a character that the log cannot hold: with any of its values.
+        self.cut = [re.compile(re.escape(message.level) + pattern_of(message.parts[: index + 1]))
+                    for message in messages for index, part in enumerate(message.parts)
+                    if index != 0 and not isinstance(part, str)]
+        self.find = functools.cache(self._find)
 
-    def find(self, line: str) -> list[Key]:
-        if line not in self.found:
-            fitting = [message for pattern, message in self.exact if pattern.fullmatch(line)]
-            heaviest = max((weight(message) for message in fitting), default=None)
-            self.found[line] = list({message.key: None for message in fitting if weight(message) == heaviest})
-        return self.found[line]
+    def _find(self, line: str) -> list[Key]:
+        fitting = [message for pattern, message in self.whole if pattern.fullmatch(line)]
+        heaviest = max(map(weight, fitting), default=None)
+        return list({message.key: None for message in fitting if weight(message) == heaviest})
 
     def is_cut(self, line: str) -> bool:
         # A program that is ended as it begins the next entry leaves a line break.
@@ -73,7 +66,7 @@ class Census:
     def faults(self, unreachable: dict[Key, str]) -> list[str]:
         """`unreachable`: messages that no input can produce."""
         known = {message.key: message for message in reversed(self.messages)}
-        faults = [f"never produced: {message.level}{message.text!r} ({message.source}, {message.function})"
+        faults = [f"never produced: {message.level}{message.text!r} ({message.place})"
                   for key, message in reversed(known.items()) if key not in self.produced and key not in unreachable]
         for key in unreachable:
             if key not in known or key in self.produced:
@@ -104,20 +97,14 @@ class Census:
         return "\n".join(rows) + "\n"
 
 
-def entries_of(log: str, levels: list[str]) -> list[str]:
-    """The entries of a log. Each begins with a line break and its level."""
-    start = re.compile(r"\r\n(?=" + "|".join(map(re.escape, levels)) + ")")
-    first, *entries = start.split(log)
-    return [first, *entries] if first else entries
-
-
 def take_log(census: Census, known: Known, path: Path) -> None:
-    levels = sorted({message.level for message in known.messages})
+    """Each entry begins with a line break and its level."""
+    levels = "|".join({re.escape(message.level) for message in known.messages})
     command = ""
     # One byte a character: the log holds no other ones.
-    for entry in entries_of(path.read_bytes().decode("latin-1"), levels):
+    for entry in re.split(rf"\r\n(?={levels})", path.read_bytes().decode("latin-1")):
         found = known.find(entry)
-        if not found and not known.is_cut(entry):
+        if entry and not found and not known.is_cut(entry):
             census.unknown.setdefault(entry, path.name)
         asked = COMMAND_LINE.match(entry)
         if asked or ENDS_RUN in entry:
@@ -146,7 +133,7 @@ def source_of(trace: str) -> str:
 def take(messages: list[Message], folder: Path) -> Census:
     """The folder has a *.log of each run, and a *.trace if the run recorded one."""
     census = Census(messages)
-    entries = Known([message for message in messages if message.kind == "log"], may_be_cut=True)
+    entries = Known([message for message in messages if message.kind == "log"])
     for path in sorted(folder.glob("*.log")):
         census.files += 1
         take_log(census, entries, path)
@@ -158,17 +145,8 @@ def take(messages: list[Message], folder: Path) -> Census:
 
 def read_unreachable(text: str) -> dict[Key, str]:
     """One exception a line (kind | level | text), and its reason indented below."""
-    found: dict[Key, str] = {}
-    key: Key | None = None
-    for line in text.splitlines():
-        if line.startswith("#") or not line.strip():
-            continue
-        if line.startswith("  ") and key is not None:
-            found[key] = (found[key] + " " + line.strip()).strip()
-        else:
-            kind, level, said = line.split(" | ", 2)
-            key = (kind, level, said)
-            found[key] = ""
+    entries = re.findall(r"^(\w+) \| (.*?) \| (.*)\n((?:  .*\n)*)", text, re.MULTILINE)
+    found = {(kind, level, said): " ".join(reason.split()) for kind, level, said, reason in entries}
     if missing := [exception for exception, reason in found.items() if not reason]:
         raise ValueError(f"exceptions without a reason: {missing}")
     return found

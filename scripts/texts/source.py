@@ -1,27 +1,28 @@
 """All messages of the product, read from its sources.
 
-A message of the run log is one entry: `RunLog::Error() << L"text" << value << ...;`. Its text is in the entry itself, in
-a table, or in a parameter of the function that writes it; the last two have the type RunLog::Text (cli/RunLog.h). A
-text of another type is a value, and an entry without any text is an error here, so that none is overlooked.
+A message of the run log is one entry: `RunLog::Error() << L"text" << value << ...;`. Its text is in the entry itself, or
+in a table, as a member of the type RunLog::Text (cli/RunLog.h). A text of another type is a value, and an entry without
+any text is an error here, so that none is overlooked.
 """
 from __future__ import annotations
 
 import re
-from collections.abc import Iterator
+from collections.abc import Iterable, Iterator
 from dataclasses import dataclass
 from itertools import product
 from pathlib import Path
 
-from cpp_tokens import SourceError, Token, closing
-
-from . import cpp
-from .cpp import Function, Source
+from cpp_tokens import PAIRS, SourceError, Token, closing, tokens_of
 
 FOLDERS = ("cli", "settings", "install", "plugins", "activation", "uninstall", "notify", "Common")
 VALUE = "\N{HORIZONTAL ELLIPSIS}"  # stands for a value in what people read
 RUN_LOG = ("cli/RunLog.h", "cli/RunLog.cpp")  # what writes entries, and says none
 TRACE_LEVELS = {"kProgress": ".w.", "kNotice": "@@@", "kError": "!!!"}
 FORMAT_SPECIFIER = re.compile(r"%(?:%|[-+ #0]*\d*(?:\.\d+)?(?:l|ll|h|I64)?[a-zA-Z])")
+ESCAPE = re.compile(r"\\(x[0-9A-Fa-f]+|u[0-9A-Fa-f]{4}|.)", re.DOTALL)
+PLAIN_ESCAPES = {"n": "\n", "r": "\r", "t": "\t", "0": "\0"}
+ACCESS = (".", "->", "::")
+NUMBERS = ("static_cast < DWORD >", "static_cast < int >", ":: GetLastError ( )")
 
 
 @dataclass(frozen=True)
@@ -32,6 +33,7 @@ class Value:
 
 
 Parts = tuple["str | Value", ...]
+Row = dict[str, "list[Token]"]  # a line of a table that an entry takes its texts from: member -> what it is given
 
 
 @dataclass(frozen=True)
@@ -39,8 +41,7 @@ class Message:
     kind: str  # "log", "trace"
     level: str  # what stands before the text: "LOG_ERROR: "; of a trace its tag
     parts: Parts
-    source: str  # the file of the function that writes it
-    function: str
+    place: str  # file and line
 
     @property
     def text(self) -> str:
@@ -51,183 +52,226 @@ class Message:
         return (self.kind, self.level, self.text)
 
 
-Row = dict[str, "list[Token]"]  # a line of a table that an entry takes its texts from: member -> what it is given
-
+# ---- as much of C++ as it takes
 
 def is_text(part: list[Token]) -> bool:
     return bool(part) and all(token.kind == "text" for token in part)
 
 
-@dataclass(frozen=True)
-class Place:
-    source: Source
-    function: Function
+def value_of(literals: Iterable[Token]) -> str:
+    """The text of adjacent string literals."""
+    def plain(match: re.Match[str]) -> str:
+        code = match.group(1)
+        return chr(int(code[1:], 16)) if code[0] in "xu" and len(code) > 1 else PLAIN_ESCAPES.get(code, code)
 
-    def error(self, told: str) -> SourceError:
-        return SourceError(f"{self.source.name}: {self.function.name}: {told}")
+    return ESCAPE.sub(plain, "".join(token.text[token.text.index('"') + 1 : -1] for token in literals))
 
-    def text_parameters(self) -> dict[str, int]:
-        return {parameter[-1].text: index for index, parameter in enumerate(self.function.parameters)
-                if "RunLog :: Text" in cpp.spelled(parameter)}
 
+def spelled(tokens: Iterable[Token]) -> str:
+    return " ".join(token.text for token in tokens)
+
+
+def split(tokens: list[Token], separator: str) -> list[list[Token]]:
+    """The parts between separators outside of brackets. A separator at the end is followed by no part."""
+    parts: list[list[Token]] = [[]]
+    index = 0
+    while index < len(tokens):
+        end = closing(tokens, index) if tokens[index].text in PAIRS else index
+        if tokens[index].text == separator:
+            parts.append([])
+        else:
+            parts[-1].extend(tokens[index : end + 1])
+        index = end + 1
+    return parts if parts[-1] else parts[:-1]
+
+
+def member_name(declared: list[Token]) -> str:
+    """"bool (*install)(...)" declares install."""
+    text = spelled(declared).partition(" =")[0]
+    pointer = re.search(r"\( \* (\w+)", text)
+    return pointer[1] if pointer else re.findall(r"[A-Za-z_]\w*", text)[-1]
+
+
+class Source:
+    """A file: its named texts, and the tables of its structures that have texts for the log."""
+
+    def __init__(self, name: str, text: str) -> None:
+        self.name = name
+        self.tokens = tokens_of(text)
+        self.constants: dict[str, str] = {}
+        self.structure_of: dict[str, str] = {}  # member of the type RunLog::Text -> its structure
+        self.members: dict[str, list[str]] = {}  # structure -> all its members
+        self.rows: dict[str, list[Row]] = {}
+        for index, token in enumerate(self.tokens):
+            if token.text == "struct" and self.is_at(index + 2, "{"):
+                self._read_structure(index + 1)
+            elif token.text in self.members:
+                self._read_table(index)
+            elif self.is_at(index, "[", "]", "="):
+                value = self.statement(index + 3)
+                if is_text(value):
+                    self.constants[self.tokens[index - 1].text] = value_of(value)
+
+    def is_at(self, index: int, *texts: str) -> bool:
+        return [token.text for token in self.tokens[index : index + len(texts)]] == list(texts)
+
+    def statement(self, start: int) -> list[Token]:
+        """From there to the semicolon."""
+        index = start
+        while index < len(self.tokens) and self.tokens[index].text != ";":
+            index = closing(self.tokens, index) + 1 if self.tokens[index].text in PAIRS else index + 1
+        if index >= len(self.tokens):
+            raise SourceError(f"line {self.tokens[start - 1].line}: a statement is never ended")
+        return self.tokens[start:index]
+
+    def bracket(self, opening: int) -> list[Token]:
+        return self.tokens[opening + 1 : closing(self.tokens, opening)]
+
+    def _read_structure(self, index: int) -> None:
+        structure = self.tokens[index].text
+        members = split(self.bracket(index + 1), ";")
+        texts = [member[-1].text for member in members if spelled(member).startswith("RunLog :: Text ")]
+        if shared := set(texts) & set(self.structure_of):
+            raise SourceError(f"two structures have a text {shared}; name one differently")
+        if texts:
+            self.structure_of.update(dict.fromkeys(texts, structure))
+            self.members[structure] = [member_name(member) for member in members]
+
+    def _read_table(self, index: int) -> None:
+        """`Type kOne = {...}` or `Type kRows[] = {{...}, ...}`."""
+        structure, place = self.tokens[index].text, index + 2
+        is_list = self.is_at(place, "[")
+        if is_list:
+            place = closing(self.tokens, place) + 1
+        if self.is_at(place, "=", "{"):
+            inside = self.bracket(place + 1)
+            rows = [row[1:-1] for row in split(inside, ",")] if is_list else [inside]
+            self.rows.setdefault(structure, []).extend(
+                dict(zip(self.members[structure], split(row, ","))) for row in rows)
+
+    def calls(self, name: str) -> Iterator[tuple[int, list[list[Token]]]]:
+        """Where `name` is followed by arguments, and these."""
+        for index, token in enumerate(self.tokens):
+            if token.text == name and self.is_at(index + 1, "("):
+                yield index, split(self.bracket(index + 1), ",")
+
+
+# ---- the messages
 
 class Product:
     def __init__(self, sources: list[Source]) -> None:
-        self.sources = sources
-        self.constants: dict[str, str] = {}
-        for source in sources:
-            if source.name.endswith(".h"):
-                self.constants.update(source.constants)
-        # RunLog::Info and its like, with what they write first.
-        self.levels = {function.name: cpp.value_of(arguments[0])
-                       for source in sources if source.name in RUN_LOG for function in source.functions
-                       for arguments in cpp.calls(function, "Entry") if arguments[0][0].kind == "text"}
+        self.sources = [source for source in sources if source.name not in RUN_LOG]
+        self.constants = {name: text for source in sources if source.name.endswith(".h")
+                          for name, text in source.constants.items()}
+        # RunLog::Info and its like, with what they write first: "Entry Info() { return Entry(L"LOG_INFO : "); }".
+        self.levels = {source.tokens[index - 5].text: value_of(arguments[0])
+                       for source in sources if source.name in RUN_LOG for index, arguments in source.calls("Entry")
+                       if source.is_at(index - 1, "return") and is_text(arguments[0])}
 
-    def text_members(self, source: Source) -> dict[str, str]:
-        """Members of type RunLog::Text, with their structure. A name means one structure within a file."""
-        found: dict[str, str] = {}
-        for structure, members in source.structures.items():
-            for declared, name in zip(members, cpp.member_names(members)):
-                if cpp.is_at(declared, 0, "RunLog", "::", "Text"):
-                    if name in found:
-                        raise SourceError(f"{source.name}: two structures have a text {name}; name one differently")
-                    found[name] = structure
-        return found
-
-    def rows(self, source: Source, structure: str) -> list[Row]:
-        names = cpp.member_names(source.structures[structure])
-        return [dict(zip(names, row)) for table in source.tables if table.type_name == structure for row in table.rows]
-
-    def member_of(self, source: Source, part: list[Token]) -> str:
-        """The member that `row.text` or `&Row::text` names; empty where the expression is another."""
-        is_member = len(part) > 2 and part[-2].text in (".", "->", "::") and part[-1].text in self.text_members(source)
-        return part[-1].text if is_member else ""
-
-    def handed_over(self, function: Function, parameter: int) -> list[str]:
-        """The texts that callers hand to a parameter."""
-        name = function.name.split("::")[-1]
-        texts: list[str] = []
-        for source in self.sources:
-            for caller in source.functions:
-                for arguments in cpp.calls(caller, name):
-                    if len(arguments) == len(function.parameters):
-                        place = Place(source, caller)
-                        for row in self.rows_for(place, [arguments[parameter]]):
-                            handed = self.texts_of(place, arguments[parameter], row)
-                            if handed is None:
-                                raise place.error(f"the text that it hands {name} cannot be found")
-                            texts.extend(handed)
-        if not texts:
-            raise SourceError(f"nobody hands {name} a text")
-        return texts
-
-    def texts_of(self, place: Place, part: list[Token], row: Row) -> list[str] | None:
+    def texts_of(self, source: Source, part: list[Token], row: Row) -> list[str] | None:
         """The texts that an expression may be; None where it is a value, none where the row has none."""
         if is_text(part):
-            return [cpp.value_of(part)]
+            return [value_of(part)]
         if part[0].text == "(" and closing(part, 0) == len(part) - 1:
-            return self.texts_of(place, part[1:-1], row)
+            return self.texts_of(source, part[1:-1], row)
         words = [token.text for token in part]
         if "?" in words:
             question = words.index("?")
-            sides = cpp.split(part[question + 1 :], ":")
-            decided = cpp.spelled(row.get(words[question - 1], []))
+            sides = split(part[question + 1 :], ":")
+            decided = spelled(row.get(words[question - 1], []))
             if decided in ("true", "false"):  # the condition is a member of the table
-                return self.texts_of(place, sides[0 if decided == "true" else 1], row)
-            either = [self.texts_of(place, side, row) for side in sides]
+                return self.texts_of(source, sides[0 if decided == "true" else 1], row)
+            either = [self.texts_of(source, side, row) for side in sides]
             return None if None in either else [text for texts in either for text in texts or []]
         if words == ["std", "::", "endl"]:
             return ["\n"]
-        parameters = place.text_parameters()
-        if words[-1] in parameters and (len(words) == 1 or words[-2] == ".*"):
-            return self.handed_over(place.function, parameters[words[-1]])
         if len(words) == 1:
-            constant = place.source.constants.get(words[0], self.constants.get(words[0]))
+            constant = source.constants.get(words[0], self.constants.get(words[0]))
             return None if constant is None else [constant]
-        member = self.member_of(place.source, part)
-        if not member:
+        if words[-2] == ".*":  # any text of the table
+            return [value_of(row[member]) for member in source.structure_of if is_text(row.get(member, []))]
+        if words[-2] not in ACCESS or words[-1] not in source.structure_of:
             return None
-        return [cpp.value_of(row[member])] if is_text(row.get(member, [])) else []
+        return [value_of(row[words[-1]])] if is_text(row.get(words[-1], [])) else []
 
-    def alternatives(self, place: Place, part: list[Token], row: Row) -> list[str | Value]:
-        texts = self.texts_of(place, part, row)
+    def alternatives(self, source: Source, part: list[Token], row: Row) -> list[str | Value]:
+        texts = self.texts_of(source, part, row)
         if texts is not None:
             return list(texts)
-        words = cpp.spelled(part)
-        if words.isdigit():
-            return [words]
-        return [Value(words.startswith(("static_cast < DWORD >", "static_cast < int >", ":: GetLastError ( )")))]
+        words = spelled(part)
+        return [words if words.isdigit() else Value(words.startswith(NUMBERS))]
 
-    def rows_for(self, place: Place, parts: list[list[Token]]) -> list[Row]:
+    def rows_for(self, source: Source, parts: list[list[Token]]) -> list[Row]:
         """The rows that the members in these expressions come from; one empty row where there are none."""
-        known = self.text_members(place.source)
-        used = {known[part[index].text] for part in parts for index in range(1, len(part))
-                if part[index].text in known and part[index - 1].text in (".", "->", "::")}
+        used = set()
+        for part in parts:
+            for before, token in zip(part, part[1:]):
+                if before.text in ACCESS and token.text in source.structure_of:
+                    used.add(source.structure_of[token.text])
+                elif before.text == ".*":
+                    # `const RunLog::Text Row::*failure`: a pointer to a text of the table
+                    used.update(source.tokens[index - 3].text for index in range(3, len(source.tokens))
+                                if source.is_at(index - 2, "::", "*", token.text))
         if len(used) > 1:
-            raise place.error("texts of two tables in one entry")
-        found = [row for structure in used for row in self.rows(place.source, structure)]
+            raise SourceError("texts of two tables in one entry")
+        found = [row for structure in used for row in source.rows.get(structure, [])]
         if used and not found:
-            raise place.error(f"no table of {used} is found")
+            raise SourceError(f"no table of {used} is found")
         return found or [{}]
 
-    def said(self, place: Place, parts: list[list[Token]]) -> list[Parts]:
+    def said(self, source: Source, parts: list[list[Token]]) -> list[Parts]:
         """Everything that an entry of these parts may say."""
         found: list[Parts] = []
-        for row in self.rows_for(place, parts):
-            found.extend(product(*[self.alternatives(place, part, row) for part in parts]))
+        for row in self.rows_for(source, parts):
+            found.extend(product(*[self.alternatives(source, part, row) for part in parts]))
         return list(dict.fromkeys(found))
 
-    def entries(self, place: Place) -> Iterator[tuple[str, list[Parts]]]:
-        """Each entry that the function writes: its level, and what it may say."""
-        body = place.function.body
-        for index in range(len(body)):
-            if not cpp.is_at(body, index, "RunLog", "::") or body[index + 2].text not in self.levels:
-                continue
-            level = self.levels[body[index + 2].text]
-            end = cpp.statement_end(body, index)
-            written = cpp.split(body[index + 5 : end], "<<")
-            if written:
-                yield level, self.said(place, written[1:])
-            else:
-                yield level, [self.named_entry(place, body[index - 2].text, end)]
-
-    def named_entry(self, place: Place, name: str, start: int) -> Parts:
+    def named_entry(self, source: Source, start: int) -> list[Parts]:
         """An entry with a name gets its parts from a loop over a table: what each row says, one after the other."""
-        body = place.function.body
-        statements = [index for index in range(start, len(body)) if cpp.is_at(body, index, name, "<<")]
-        if len(statements) != 1:
-            raise place.error(f"the entry {name} is understood only where one statement in a loop writes to it")
-        parts = cpp.split(body[statements[0] : cpp.statement_end(body, statements[0])], "<<")[1:]
-        return tuple(part for said in self.said(place, parts) for part in said)
+        name = source.tokens[start - 2].text
+        written = [index for index in range(start, len(source.tokens)) if source.is_at(index, name, "<<")]
+        if len(written) != 1:
+            raise SourceError(f"the entry {name} is understood only where one statement in a loop writes to it")
+        return [sum(self.said(source, split(source.statement(written[0]), "<<")[1:]), ())]
 
-    def log_messages(self) -> Iterator[Message]:
-        for source in self.sources:
-            if source.name in RUN_LOG:
+    def log_messages(self, source: Source) -> Iterator[Message]:
+        for start in range(len(source.tokens)):
+            if not source.is_at(start, "RunLog", "::") or source.tokens[start + 2].text not in self.levels:
                 continue
-            for function in source.functions:
-                place = Place(source, function)
-                for level, said in self.entries(place):
-                    if not said:
-                        raise place.error(f"nothing gives a {level} entry a text")
-                    for parts in said:
-                        if not any(isinstance(part, str) and part.strip() for part in parts):
-                            raise place.error(f"a {level} entry without a text; in a table its type is RunLog::Text")
-                        parts = tuple(part for part in parts if part != "")
-                        yield Message("log", level, parts, source.name, function.name)
+            level = self.levels[source.tokens[start + 2].text]
+            written = split(source.statement(start + 5), "<<")
+            said = self.said(source, written[1:]) if written else self.named_entry(source, start)
+            if not said or not all(any(isinstance(part, str) and part.strip() for part in parts) for parts in said):
+                raise SourceError(f"line {source.tokens[start].line}: an entry without a text; in a table its type is "
+                                  "RunLog::Text")
+            for parts in said:
+                yield Message("log", level, tuple(part for part in parts if part != ""),
+                              f"{source.name}:{source.tokens[start].line}")
 
-    def trace_messages(self) -> Iterator[Message]:
+    @staticmethod
+    def trace_messages(source: Source) -> Iterator[Message]:
         """Functions that hand a format on to the trace have a level of their own; their calls name line and format."""
-        for source in self.sources:
-            for tracer in source.functions:
-                for arguments in cpp.calls(tracer, "Trace"):
-                    level = arguments[2][-1].text if len(arguments) > 3 else ""
-                    if level not in TRACE_LEVELS:
-                        continue
-                    name = source.constants.get(arguments[0][-1].text, "").split("\\")[-1]
-                    for function in source.functions:
-                        for line, text, *_ in cpp.calls(function, tracer.name):
-                            parts = (*format_parts(cpp.value_of(text)), f" - {name}({cpp.spelled(line)})")
-                            yield Message("trace", TRACE_LEVELS[level], parts, source.name, function.name)
+        for index, handed in source.calls("Trace"):
+            level = TRACE_LEVELS.get(handed[2][-1].text if len(handed) > 3 else "")
+            if level is None:
+                continue
+            tracer = next(source.tokens[place + 1].text for place in range(index, 0, -1) if source.is_at(place, "void"))
+            file = source.constants.get(handed[0][-1].text, "").split("\\")[-1]
+            for place, (line, text, *_) in source.calls(tracer):
+                if is_text(text):
+                    parts = (*format_parts(value_of(text)), f" - {file}({spelled(line)})")
+                    yield Message("trace", level, parts, f"{source.name}:{source.tokens[place].line}")
+
+    def messages(self) -> list[Message]:
+        """Every message once for each place that writes it, in the order of the sources; traces at the end."""
+        found: list[Message] = []
+        for read in (self.log_messages, self.trace_messages):
+            for source in self.sources:
+                try:
+                    found.extend(read(source))
+                except SourceError as error:
+                    raise SourceError(f"{source.name}: {error}") from None
+        return list(dict.fromkeys(found))
 
 
 def format_parts(text: str) -> Parts:
@@ -237,11 +281,9 @@ def format_parts(text: str) -> Parts:
 
 
 def read_product(root: Path) -> list[Message]:
-    """Every message once for each function that writes it, in the order of the sources."""
-    found = Product([cpp.read(path.relative_to(root).as_posix(), path.read_text(encoding="utf-8"))
-                     for folder in FOLDERS for path in sorted((root / folder).rglob("*"))
-                     if path.suffix in (".h", ".cpp")])
-    messages = list(dict.fromkeys((*found.log_messages(), *found.trace_messages())))
+    messages = Product([Source(path.relative_to(root).as_posix(), path.read_text(encoding="utf-8"))
+                        for folder in FOLDERS for path in sorted((root / folder).rglob("*"))
+                        if path.suffix in (".h", ".cpp")]).messages()
     if not messages:
         raise SourceError(f"no messages in {root}")
     return messages

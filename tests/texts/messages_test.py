@@ -7,7 +7,7 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts"))
-from texts import census, cpp, document, source  # noqa: E402
+from texts import census, document, source  # noqa: E402
 
 RUN_LOG = """
 namespace RunLog {
@@ -19,10 +19,9 @@ Entry Error() { return Entry(L"LOG_ERROR: "); }
 
 def messages_of(**files):
     """The messages of sources given as cli_Main="..." for cli/Main.cpp."""
-    sources = [cpp.read("cli/RunLog.cpp", RUN_LOG)]
-    sources += [cpp.read(name.replace("_", "/") + ".cpp", text) for name, text in files.items()]
-    product = source.Product(sources)
-    return [*product.log_messages(), *product.trace_messages()]
+    sources = [source.Source("cli/RunLog.cpp", RUN_LOG)]
+    sources += [source.Source(name.replace("_", "/") + ".cpp", text) for name, text in files.items()]
+    return source.Product(sources).messages()
 
 
 def told(**files):
@@ -56,31 +55,24 @@ class Sources(unittest.TestCase):
               RunLog::Error() << module.failure << (module.namesPath ? path.c_str() : L"");
             }"""), ["LOG_ERROR: a failed !! \u2026", "LOG_ERROR: b failed !!"])
 
-    def test_single_rows_and_parameters(self):
+    def test_single_rows_and_choices(self):
         self.assertEqual(told(activation_Switch="""
             struct Client { RunLog::Text good; RunLog::Text bad; };
             constexpr Client kOne = {L"one good", L"one bad"};
             constexpr Client kTwo = {L"two good", L"two bad"};
-            bool Run(const std::wstring& path, RunLog::Text failure) { RunLog::Error() << failure << path; }
             void Client::Switch(const Client& client) {
-              Run(L"x", client.bad);
-              RunLog::Info() << client.good;
+              RunLog::Error() << client.bad << path;
+              RunLog::Info() << (IsFirst() ? client.good : L"another");
             }"""),
                          ["LOG_ERROR: one bad\u2026", "LOG_ERROR: two bad\u2026",
-                          "LOG_INFO : one good", "LOG_INFO : two good"])
+                          "LOG_INFO : one good", "LOG_INFO : another", "LOG_INFO : two good"])
 
     def test_pointer_to_member(self):
         self.assertEqual(told(plugins_Table="""
-            struct Module { RunLog::Text in; RunLog::Text out; };
-            constexpr Module kModules[] = {{L"a in", L"a out"}, {L"b in", L"b out"}};
-            bool All(const RunLog::Text Module::*failure) { for (;;) { RunLog::Error() << module.*failure; } }
-            bool Register() { return All(&Module::in); }"""), ["LOG_ERROR: a in", "LOG_ERROR: b in"])
-
-    def test_text_handed_over_from_another_file(self):
-        self.assertEqual(told(plugins_Addin="void Write(bool on, RunLog::Text failure) {\n"
-                              "  RunLog::Error() << (IsFirst(on) ? failure : L\"another\"); }",
-                              activation_User='void Go() { Write(true, L"cannot write"); }'),
-                         ["LOG_ERROR: cannot write", "LOG_ERROR: another"])
+            struct Module { const wchar_t* name; RunLog::Text in; RunLog::Text out; };
+            constexpr Module kModules[] = {{L"a", L"a in", L"a out"}, {L"b", L"b in", nullptr}};
+            bool All(const RunLog::Text Module::*failure) { for (;;) { RunLog::Error() << module.*failure; } }"""),
+                         ["LOG_ERROR: a in", "LOG_ERROR: a out", "LOG_ERROR: b in"])
 
     def test_entry_in_a_loop(self):
         self.assertEqual(told(activation_Flags="""
@@ -102,12 +94,10 @@ class Sources(unittest.TestCase):
 
     def test_what_is_not_understood_is_an_error(self):
         for text in ("void Run(const wchar_t* text) { RunLog::Info() << text << 1L; }",  # not a RunLog::Text
-                     "void Run(RunLog::Text text) { RunLog::Info() << text; }",  # from nobody
+                     "void Run(RunLog::Text text) { RunLog::Info() << text; }",  # not of a table
                      "struct A { RunLog::Text t; };\nvoid Run(A a) { RunLog::Info() << a.t; }",  # without a table
                      "struct A { RunLog::Text t; };\nstruct B { RunLog::Text t; };\n"
                      "void R(A a) { RunLog::Info() << a.t; }",  # of which of the two?
-                     "void Write(RunLog::Text text) { RunLog::Info() << text; }\n"
-                     "void A() { Write(L\"a\"); }\nvoid B(const wchar_t* text) { Write(text); }",  # the one of B?
                      "void Run() { RunLog::Info() << L\"a\""):
             with self.subTest(text), self.assertRaises(source.SourceError):
                 told(cli_Main=text)
