@@ -14,8 +14,6 @@ LOOK_UPS = 100
 TREES = {"ours": "Orvane Labs/VELA", "peer": "Orvane_Labs/VELA"}  # Wine 10's xcopy takes no path with a blank
 # As the program copies: with empty folders, hidden files and attributes, over read-only files, and without questions.
 XCOPY = rf"{counts.SYSTEM}\xcopy.exe {{}} /E /I /H /K /R /Y /Q"
-MODULES = ("Redemption.dll", "VELA_OLA.dll", "oeapiinitcom.dll", "oecom.dll", "oestore.dll", "VELA_OEWab.dll",
-           "WLMailApiInit.dll", "WLMailApiCom.dll", "WLMailApiStore.dll", "WLMailApiContacts.dll")
 
 
 class Workplace:
@@ -31,24 +29,19 @@ class Workplace:
         machine.require(counts.STATUS)  # the log's folder is there from now on
         self._write_batches(shapes)
 
-    def _write_batch(self, name: str, lines: list[str]) -> None:
-        self.machine.drive.joinpath("bench", name).write_text("\r\n".join(["@echo off", *lines, ""]), encoding="ascii",
-                                                              newline="")
-
     def _write_batches(self, shapes: list[trees.Shape]) -> None:
         r"""xcopy.<shape>.bat and xcopy_newer.<shape>.bat copy what the program stages to C:\peer.<shape>, a line for
         each folder and file. register.bat and unregister.bat have a line for each module."""
+        batches = {name: [rf'{counts.SYSTEM}\regsvr32.exe {switches} "C:\modules\{module}"' for module in trees.MODULES]
+                   for name, switches in (("register", "/s"), ("unregister", "/u /s"))}
+        pairs = [*trees.STAGED, *((f"Resource/common/{name}", target + "/") for name, target in trees.STAGED_INI_FILES)]
         for shape in shapes:
-            lines = []
-            for source, target in (*trees.STAGED, *((f"Resource/common/{name}", target + "/")
-                                                    for name, target in trees.STAGED_INI_FILES)):
-                paths = f"S:/{shape.name}/{source} C:/peer.{shape.name}/{TREES['peer']}/{target}"
-                lines.append(XCOPY.format(paths.replace("/", "\\")))
-            self._write_batch(f"xcopy.{shape.name}.bat", lines)
-            self._write_batch(f"xcopy_newer.{shape.name}.bat", [line + " /D" for line in lines])
-        for name, switches in (("register", "/s"), ("unregister", "/u /s")):
-            self._write_batch(f"{name}.bat", [
-                rf'{counts.SYSTEM}\regsvr32.exe {switches} "C:\modules\{module}"' for module in MODULES])
+            paths = [f"S:/{shape.name}/{source} C:/peer.{shape.name}/{TREES['peer']}/{target}" for source, target in pairs]
+            lines = [XCOPY.format(pair.replace("/", "\\")) for pair in paths]
+            batches |= {f"xcopy.{shape.name}": lines, f"xcopy_newer.{shape.name}": [line + " /D" for line in lines]}
+        for name, lines in batches.items():
+            self.machine.drive.joinpath(f"bench/{name}.bat").write_text(
+                "\r\n".join(["@echo off", *lines, ""]), encoding="ascii", newline="")
 
     # ---- staging
 
@@ -104,24 +97,20 @@ class Workplace:
 
     # ---- the log
 
-    def log_open(self, can: bool) -> None:
-        """The log is a new file; or it cannot be opened, since a folder has its name."""
-        if self.log.is_dir():
-            self.log.rmdir()
-        self.log.unlink(missing_ok=True)
-        if not can:
-            self.log.mkdir()
-
     def logged(self, shape: trees.Shape, can: bool) -> Arm:
+        """The log is a new file; or it cannot be opened, since a folder has its name."""
         def prepare() -> None:
-            self.log_open(can)
+            self.log.unlink(missing_ok=True)
+            if not can:
+                self.log.mkdir()
             self.outdate("ours", shape)
 
         def did_it() -> bool:
-            lines = 0 if self.log.is_dir() else self.log.read_bytes().count(b"successed.")
             staged = len(self.staged[shape.name]) - len(trees.STAGED_INI_FILES)  # those are copied without a line
-            self.log_open(True)
-            return lines == (staged if can else 0) and self.is_renewed("ours", shape)
+            logged = not can or self.log.read_bytes().count(b"successed.") == staged
+            if not can:
+                self.log.rmdir()
+            return logged and self.is_renewed("ours", shape)
         return Arm("log written" if can else "log that cannot be opened", self.upgrade(shape), prepare, did_it, (1,))
 
     # ---- deletion
@@ -141,13 +130,13 @@ class Workplace:
     def place_modules(self) -> None:
         folder = self.machine.drive / "modules"
         folder.mkdir()
-        for name in MODULES:
+        for name in trees.MODULES:
             shutil.copy2(self.machine.build / "tests/fixtures/ComModule.dll", folder / name)
         self.machine.require(batch(r"C:\bench\register.bat"))  # one that is not registered cannot be unregistered
 
     def unregister(self) -> None:
         self.machine.require(batch(r"C:\bench\unregister.bat"))
-        self.machine.require(Program(r"C:\bench\ClassProbe.exe"), len(MODULES))  # none can be created
+        self.machine.require(Program(r"C:\bench\ClassProbe.exe"), len(trees.MODULES))  # none can be created
 
     def registered(self) -> bool:
         return self.machine.run(Program(r"C:\bench\ClassProbe.exe")).exit_code == 0

@@ -6,11 +6,11 @@ import re
 import shutil
 import subprocess
 import threading
-import time
 
 # Wine's services are switched off, as in the tests: what is measured starts nothing besides itself.
 OVERRIDES = ("mscoree,mshtml=;winemenubuilder.exe,services.exe,plugplay.exe,winedevice.exe,explorer.exe,rpcss.exe,"
              "svchost.exe,winedbg.exe=d")
+PROGRAMS = ("VELAutil.exe", "bench/Bare.exe", "bench/Driver.exe", "bench/Steps.exe", "tests/fixtures/ClassProbe.exe")
 REQUEST = re.compile(rb"^([0-9a-f]{4}): ([a-z_0-9]+)\((?!\) =)")
 
 
@@ -45,14 +45,6 @@ def batch(path: str) -> Program:
     return Program(r"C:\windows\system32\cmd.exe", f"/d /c {path}")
 
 
-def end(process: subprocess.Popen | None, seconds: float) -> None:
-    if process is not None:
-        try:
-            process.wait(seconds)
-        except subprocess.TimeoutExpired:
-            process.kill()
-
-
 class Machine:
     """A context: the prefix, its server and the driver end with it."""
 
@@ -60,11 +52,10 @@ class Machine:
                  drives: dict[str, pathlib.Path] | None = None):
         """`traced`: the server records its requests, for run_counting(), and everything takes a few times longer.
         `drives`: letters in lower case, and the folders of the host that they show."""
-        self.driver = self.server = None
+        self.driver: subprocess.Popen | None = None
         self.build = build
         self.drives = drives or {}
         self.folder = folder
-        self.traced = traced
         self.wine_version = int(re.search(r"\d+", wine_text())[0])
         self.prefix = folder / "prefix"
         self.drive = self.prefix / "drive_c"
@@ -72,7 +63,8 @@ class Machine:
         self.environment = {
             name: value for name, value in os.environ.items()
             if name not in ("DISPLAY", "WAYLAND_DISPLAY", "LANG", "LANGUAGE", "LC_CTYPE")
-        } | {"WINEPREFIX": str(self.prefix), "WINEDEBUG": "-all", "LC_ALL": "C.UTF-8", "WINEDLLOVERRIDES": OVERRIDES}
+        } | {"WINEPREFIX": str(self.prefix), "WINEDEBUG": "-all,+server" if traced else "-all", "LC_ALL": "C.UTF-8",
+             "WINEDLLOVERRIDES": OVERRIDES}
         # With random addresses Wine sometimes fails to start a program.
         fixed = subprocess.run(["setarch", "-R", "true"], capture_output=True, check=False).returncode == 0
         self.start = ["setarch", "-R", "wine"] if fixed else ["wine"]
@@ -86,8 +78,9 @@ class Machine:
             subprocess.run(["cp", "-a", template, self.prefix], check=True)
             for letter, shown in self.drives.items():
                 (self.prefix / f"dosdevices/{letter}:").symlink_to(shown)
-            self._place_programs()
-            self._start_server()
+            (self.drive / "bench").mkdir()
+            for program in PROGRAMS:
+                shutil.copy2(self.build / program, self.drive / "bench")
             self._start_driver()
         except BaseException:
             self.__exit__()
@@ -95,53 +88,25 @@ class Machine:
         return self
 
     def __exit__(self, *_: object) -> None:
+        for option in ("-k", "-w"):  # ends the server with all programs, and waits for its end
+            subprocess.run(["wineserver", option], env=self.environment, capture_output=True, check=False)
         if self.driver is not None:
-            self.driver.stdin.close()
-        end(self.driver, 10)
-        subprocess.run(["wineserver", "-k"], env=self.environment, capture_output=True, check=False)
-        end(self.server, 20)
-        sockets = self._socket_folder()
-        if sockets is not None:  # the server leaves it behind
-            shutil.rmtree(sockets, ignore_errors=True)
-        shutil.rmtree(self.folder, ignore_errors=True)
-
-    def _place_programs(self) -> None:
-        (self.drive / "bench").mkdir()
-        for program in ("VELAutil.exe", "bench/Bare.exe", "bench/Driver.exe", "bench/Steps.exe",
-                        "tests/fixtures/ClassProbe.exe"):
-            shutil.copy2(self.build / program, self.drive / "bench")
-
-    def _start_server(self) -> None:
-        if not self.traced:
-            subprocess.run(["wineserver", "-p"], env=self.environment, check=True)
-            return
-        with open(self.trace, "wb") as trace:
-            # It runs until __exit__ ends it.
-            self.server = subprocess.Popen(
-                ["wineserver", "-f", "-d1", "-p"], env=self.environment, stdout=trace, stderr=trace)
-        # A program that comes too early starts a server of its own, which records nothing.
-        for _ in range(600):
-            if self._socket_exists():
-                return
-            time.sleep(0.1)
-        raise Fault("the server does not start")
-
-    def _socket_folder(self) -> pathlib.Path | None:
-        """Debian's wineserver notes which folder of /tmp its sockets lie in."""
+            self.driver.kill()
+            self.driver.communicate()
+        # Debian's wineserver notes which folder of /tmp its sockets lie in, and leaves that folder behind.
         noted = self.prefix / "wineserver"
         name = noted.read_text(encoding="ascii").strip() if noted.is_file() else ""
-        return pathlib.Path("/tmp", name) if re.fullmatch(r"wine-[A-Za-z0-9]+", name) else None
-
-    def _socket_exists(self) -> bool:
-        status = self.prefix.stat()
-        folder = self._socket_folder() or pathlib.Path(f"/tmp/.wine-{os.getuid()}")
-        return (folder / f"server-{status.st_dev:x}-{status.st_ino:x}/socket").exists()
+        if re.fullmatch(r"wine-[A-Za-z0-9]+", name):
+            shutil.rmtree(pathlib.Path("/tmp", name), ignore_errors=True)
+        shutil.rmtree(self.folder, ignore_errors=True)
 
     def _start_driver(self) -> None:
+        """It starts the server, too, which says on the driver's error output what the machine is told to record."""
         for _ in range(2):  # with random addresses Wine fails about once in 2,400 times
-            self.driver = subprocess.Popen(
-                [*self.start, r"C:\bench\Driver.exe"], env=self.environment, stdin=subprocess.PIPE,
-                stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, encoding="utf-8")
+            with open(self.trace, "wb") as trace:
+                self.driver = subprocess.Popen(
+                    [*self.start, r"C:\bench\Driver.exe"], env=self.environment, stdin=subprocess.PIPE,
+                    stdout=subprocess.PIPE, stderr=trace, text=True, encoding="utf-8")
             words = self._answer(60)
             if words[:1] == ["driver"]:
                 self.driver_thread = words[1].encode("ascii")

@@ -4,34 +4,17 @@ import json
 import pathlib
 import xml.sax.saxutils
 
-from counts import Count
-from rounds import QUIET, Outcome
+from counts import Measure
+from rounds import Outcome
 
 PAGE = pathlib.Path(__file__).resolve().parent.parent / "docs/performance.md"
 BEGINS, ENDS = "<!-- measured begins -->\n", "<!-- measured ends -->\n"  # what stands between them is written here
 WORDS = 3  # the first columns of a table are words, the others numbers
 
 
-@dataclasses.dataclass(frozen=True)
-class Measure:
-    """A number that is neither a count of requests nor a time."""
-    what: str
-    value: float
-    limit: float
-    note: str
-    can_fail: bool = False
-    noise: float = 1.0
-
-    @property
-    def verdict(self) -> str:
-        if not QUIET[0] <= self.noise <= QUIET[1]:
-            return "not judged"
-        return "met" if self.value <= self.limit else "NOT MET"
-
-
 @dataclasses.dataclass
 class Results:
-    counts: list[Count]
+    counts: list[Measure]
     outcomes: list[Outcome]
     measures: list[Measure]
     system: str  # "Debian 12"
@@ -43,8 +26,8 @@ class Results:
 
     @property
     def failed(self) -> bool:
-        return bool(self.broken) or any(not count.met for count in self.counts) or any(
-            measure.can_fail and measure.verdict == "NOT MET" for measure in self.measures)
+        return bool(self.broken) or any(
+            measure.can_fail and measure.verdict == "NOT MET" for measure in (*self.counts, *self.measures))
 
 
 def write(results: Results, folder: pathlib.Path) -> None:
@@ -62,7 +45,7 @@ def read(folder: pathlib.Path) -> list[Results]:
     kept = []
     for path in sorted(folder.glob("*.json")):
         fields = json.loads(path.read_text(encoding="utf-8"))
-        for field, kind in (("counts", Count), ("outcomes", Outcome), ("measures", Measure)):
+        for field, kind in (("counts", Measure), ("outcomes", Outcome), ("measures", Measure)):
             fields[field] = [kind(**row) for row in fields[field]]
         kept.append(Results(**fields))
     return kept
@@ -85,7 +68,7 @@ def _aligned(rows: list[list[str]]) -> list[str]:
     return [lines[0], f"|{rule}|", *lines[1:]]
 
 
-def _side_by_side(systems: list[Results], field: str) -> list[tuple[Results, Outcome | Count | Measure]]:
+def _side_by_side(systems: list[Results], field: str) -> list[tuple[Results, Outcome | Measure]]:
     """The rows of all systems, those of the same thing one below the other."""
     rows = [(results, row) for results in systems for row in getattr(results, field)]
     order = list(dict.fromkeys(row.what for _, row in rows))
@@ -115,7 +98,7 @@ def tables(systems: list[Results]) -> str:
     lines += [f"\n**No result** on {results.system} for {broken}" for results in systems for broken in results.broken]
     lines += [""] + _aligned([["Requests", "Of which", "System", "count", "limit", "verdict"]] + [
         [row.what, row.note or "slope between two sizes", results.system, f"{row.value:.3f}", f"{row.limit:.2f}",
-         "met" if row.met else "NOT MET"] for results, row in _side_by_side(systems, "counts")])
+         row.verdict] for results, row in _side_by_side(systems, "counts")])
     lines += [""] + _aligned([["Whole runs", "Of which", "System", "ours", "peer", "ratio"]] + [
         row for rows in zip(*map(_whole_runs, systems)) for row in rows])
     lines += [""] + _aligned([["Size", "Of which", "System", "value", "limit", "verdict"]] + [

@@ -5,15 +5,9 @@ A third arm runs the first program again. The difference between the two is nois
 import dataclasses
 import statistics
 from collections.abc import Callable
-from typing import Protocol
 
-from machine import Fault, Program, Run
-
-QUIET = (0.90, 1.10)
-
-
-class Runner(Protocol):
-    def run(self, program: Program) -> Run: ...
+from counts import verdict
+from machine import Fault, Machine, Program, Run
 
 
 class Stub(Fault):
@@ -60,9 +54,7 @@ class Outcome:
 
     @property
     def verdict(self) -> str:
-        if not QUIET[0] <= self.noise <= QUIET[1]:
-            return "not judged"
-        return "met" if self.ratio <= self.limit else "NOT MET"
+        return verdict(self.ratio, self.limit, self.noise)
 
 
 def rotated(arms: list[Arm], number: int) -> list[Arm]:
@@ -72,22 +64,22 @@ def rotated(arms: list[Arm], number: int) -> list[Arm]:
     return order[::-1] if number // len(arms) % 2 else order
 
 
-def run_arm(runner: Runner, arm: Arm) -> float:
+def run_arm(machine: Machine, arm: Arm) -> float:
     arm.prepare()
-    result = runner.run(arm.program)
+    result = machine.run(arm.program)
     arm.check(result)
     return result.seconds / arm.units
 
 
-def compare(runner: Runner, comparison: Comparison) -> Outcome:
+def compare(machine: Machine, comparison: Comparison) -> Outcome:
     again = dataclasses.replace(comparison.ours, name=comparison.ours.name + ", once more")
     arms = [comparison.ours, comparison.peer, again]
     for arm in arms:  # warm-up
-        run_arm(runner, arm)
+        run_arm(machine, arm)
     times: dict[str, list[float]] = {arm.name: [] for arm in arms}
     for number in range(comparison.rounds):
         for arm in rotated(arms, number):
-            times[arm.name].append(run_arm(runner, arm))
+            times[arm.name].append(run_arm(machine, arm))
     ours, peer, repeated = (times[arm.name] for arm in arms)
 
     def ratio(above: list[float], below: list[float]) -> float:

@@ -5,6 +5,7 @@ run.py --page <results folder> <page folder>                                    
 Keeps the results as <system>.json. Writes performance.md and performance.svg from the results of all systems. Prints
 the tables of this one. Exits with 1 if a limit is broken that is no time. scripts/bench.sh calls it.
 """
+import argparse
 import datetime
 import os
 import pathlib
@@ -13,7 +14,6 @@ import re
 import shutil
 import statistics
 import sys
-import time
 
 sys.dont_write_bytecode = True
 import comparisons  # noqa: E402
@@ -67,29 +67,28 @@ def folder_for_runs(build: pathlib.Path) -> tuple[pathlib.Path, str]:
     return build / "tests/prefix.runs" / name, "on the disk"
 
 
-def measure_memory(place: comparisons.Workplace, quick: bool) -> list[report.Measure]:
-    high = trees.TYPICAL if quick else trees.LARGE
-    runs = 3 if quick else 7
-    small = comparisons.peak_memory(place, trees.SMALL, runs)
-    larger = comparisons.peak_memory(place, high, runs)
-    again = comparisons.peak_memory(place, trees.SMALL, runs)
-    base = statistics.median(small)
-    return [report.Measure(f"peak memory, {high.name} / small tree", statistics.median(larger) / base, 1.05,
-                           f"{statistics.median(larger) / 1024:.1f} MiB / {base / 1024:.1f} MiB",
-                           noise=statistics.median(again) / base)]
+def measure_memory(place: comparisons.Workplace, quick: bool) -> counts.Measure:
+    high, runs = (trees.TYPICAL, 3) if quick else (trees.LARGE, 7)
+    small, larger, again = (statistics.median(comparisons.peak_memory(place, shape, runs))
+                            for shape in (trees.SMALL, high, trees.SMALL))
+    return counts.Measure(f"peak memory, {high.name} / small tree", larger / small, 1.05,
+                          f"{larger / 1024:.1f} MiB / {small / 1024:.1f} MiB", can_fail=False, noise=again / small)
 
 
 def main() -> int:
     # One processor for all: docs/performance.md says why.
     os.sched_setaffinity(0, {max(os.sched_getaffinity(0))})
-    arguments = sys.argv[1:]
-    quick = arguments[:1] == ["--quick"]
-    paths = [pathlib.Path(argument).resolve() for argument in arguments if not argument.startswith("--")]
-    if arguments[:1] == ["--page"]:
-        kept, target = paths
+    parser = argparse.ArgumentParser(usage=__doc__)
+    parser.add_argument("--quick", action="store_true")
+    parser.add_argument("--page", action="store_true")
+    parser.add_argument("folders", nargs="+", type=pathlib.Path)
+    arguments = parser.parse_args()
+    quick = arguments.quick
+    *made, kept, target = (folder.resolve() for folder in arguments.folders)
+    if arguments.page:
         report.write_page(report.read(kept), target)
         return 0
-    build, sources, kept, target = paths
+    build, sources = made
     shapes = [trees.SMALL, trees.TYPICAL] + ([] if quick else [trees.LARGE])
     for shape in shapes:
         say(f"source: {shape.name}")
@@ -103,21 +102,17 @@ def main() -> int:
         say("staging")
         place = comparisons.Workplace(machine, sources, shapes)
         for comparison in comparisons.comparisons(place, quick):
-            started = time.monotonic()
             try:
                 outcomes.append(compare(machine, comparison))
+                say(f"{comparison.what}: {outcomes[-1].ratio:.2f} ({outcomes[-1].verdict})")
             except Fault as fault:  # the others may tell something all the same
                 broken.append(f"{comparison.what}: {fault}")
                 say(broken[-1])
-                continue
-            finally:
-                place.clear_away()
-            say(f"{outcomes[-1].what}: {outcomes[-1].ratio:.2f} ({outcomes[-1].verdict}; "
-                f"{time.monotonic() - started:.0f} s)")
+            place.clear_away()
         say("memory")
-        measures = measure_memory(place, quick)
+        measures = [measure_memory(place, quick)]
     size = (build / "VELAutil.exe").stat().st_size
-    measures.append(report.Measure("the program, MiB", size / LARGEST_PROGRAM, 1.0, f"{size:,} bytes", can_fail=True))
+    measures.append(counts.Measure("the program, MiB", size / LARGEST_PROGRAM, 1.0, f"{size:,} bytes"))
     results = report.Results(counted, outcomes, measures, system(), f"{describe_machine(build)}, files {where}",
                              describe_sources(shapes), quick, requests, broken)
     report.write(results, kept)

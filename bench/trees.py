@@ -3,20 +3,33 @@ import dataclasses
 import os
 import pathlib
 import random
+import re
 import shutil
 
 STEADY_TIME = 1_577_880_000  # noon of 2020-01-01: last-write times count up from here
+
+# The mail clients as the tests know them (tests/support/Clients.h): name, whether it ended with Windows Vista, whether it
+# has 64-bit files, its modules.
+_CLIENTS = re.findall(r'\{L"([A-Z]+)",.*?(?:true|false),\s+(true|false),\s+(true|false),(.*?)\}\}',
+                      (pathlib.Path(__file__).resolve().parents[1] / "tests/support/Clients.h").read_text(encoding="utf-8"),
+                      re.DOTALL)
+MODULES = [name for *_, modules in _CLIENTS for name in re.findall(r"\w+\.dll", modules)]
+INI_FILES = [f"VELA_{client}.ini" for client, *_ in _CLIENTS]
 
 # Share of the files that each folder of a source holds. No name occurs in two folders that are staged into the same
 # place: the second copy would make the first one out of date.
 SHARES = {"OL": 22, "WLM": 20, "OE": 8, "OE64": 8, "Common/win32": 10, "Common/win64": 8, "rule": 12, "Resource/x64": 7,
           "Resource/x86": 5}
-INI_FILES = ("VELA_OL.ini", "VELA_OE.ini", "VELA_WLM.ini")
+for _client, _, _has_64_bit_files, _ in _CLIENTS:  # a new one
+    SHARES.setdefault(_client, 8)
+    if _has_64_bit_files == "true":
+        SHARES.setdefault(_client + "64", 8)
 ENDINGS = (".dll", ".ini", ".dat", ".rul", ".txt", ".html", ".gif", ".exe")
 # What a system from Windows 7 on is given, in the order of staging: source folder, folder below the product's.
-STAGED = (("Resource/x64", "Resource"), ("OL", "VELA_OL"), ("Common/win32", "VELA_OL"), ("rule", "VELA_OL/rule"),
-          ("WLM", "VELA_WLM"), ("Common/win32", "VELA_WLM"), ("rule", "VELA_WLM/rule"))
-STAGED_INI_FILES = (("VELA_OL.ini", "VELA_OL"), ("VELA_WLM.ini", "VELA_WLM"))
+_STAGED_CLIENTS = [client for client, ended_with_vista, *_ in _CLIENTS if ended_with_vista == "false"]
+STAGED = [("Resource/x64", "Resource")] + [pair for client in _STAGED_CLIENTS for pair in (
+    (client, f"VELA_{client}"), ("Common/win32", f"VELA_{client}"), ("rule", f"VELA_{client}/rule"))]
+STAGED_INI_FILES = [(f"VELA_{client}.ini", f"VELA_{client}") for client in _STAGED_CLIENTS]
 
 
 @dataclasses.dataclass(frozen=True)
@@ -33,7 +46,6 @@ MIB = 1 << 20
 SMALL = Shape("small", 60, 8 * MIB, 1, 12)
 TYPICAL = Shape("typical", 600, 80 * MIB, 2, 100, 20 * MIB)
 LARGE = Shape("large", 20_000, 1024 * MIB, 6, 250, 20 * MIB)
-SHAPES = {shape.name: shape for shape in (SMALL, TYPICAL, LARGE)}
 
 
 def _names(shape: Shape) -> list[str]:
@@ -95,20 +107,12 @@ def make(shape: Shape, folder: pathlib.Path) -> None:
 
 def files_below(folder: pathlib.Path) -> dict[str, int]:
     """Path below `folder` and size of each file."""
-    found = {}
-    for place, _, names in os.walk(folder):
-        for name in names:
-            path = os.path.join(place, name)
-            found[os.path.relpath(path, folder)] = os.stat(path).st_size
-    return found
+    return {path.relative_to(folder).as_posix(): path.stat().st_size for path in folder.rglob("*") if path.is_file()}
 
 
 def staged(source: pathlib.Path) -> dict[str, int]:
     """What has to lie below the product's folder afterwards, told as files_below() tells it."""
-    expected = {}
-    for folder, target in STAGED:
-        for name, size in files_below(source / folder).items():
-            expected[f"{target}/{name}"] = size
-    for name, target in STAGED_INI_FILES:
-        expected[f"{target}/{name}"] = (source / "Resource/common" / name).stat().st_size
-    return expected
+    expected = {f"{target}/{name}": size for folder, target in STAGED
+                for name, size in files_below(source / folder).items()}
+    return expected | {f"{target}/{name}": (source / "Resource/common" / name).stat().st_size
+                       for name, target in STAGED_INI_FILES}
