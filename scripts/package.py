@@ -39,10 +39,17 @@ class Component:
     """A Debian source package of which something went into the program."""
     name: str
     version: str
-    packages: set[str]
-    files: set[str]
+    packages: set[str] = dataclasses.field(default_factory=set)
+    files: set[str] = dataclasses.field(default_factory=set)
     linked: bool = False  # from a library; else only its headers were compiled in
-    text: str = ""
+
+    @property
+    def text(self) -> str:
+        """The licence."""
+        texts = [pathlib.Path("/usr/share/doc", package, "copyright").read_text(encoding="utf-8")
+                 for package in sorted(self.packages)]
+        return "\n".join(dict.fromkeys(
+            text if len(text) <= LONGEST_TEXT else about_files(text, self.files) for text in texts))
 
 
 def output_of(*command: str) -> str:
@@ -59,13 +66,9 @@ def version_of(build: pathlib.Path) -> str:
 
 def release_time() -> int:
     """Seconds since 1970."""
-    given = os.environ.get("SOURCE_DATE_EPOCH")
-    if given is None:
-        try:
-            given = output_of("git", "-C", str(ROOT), "log", "-1", "--format=%ct")
-        except (OSError, subprocess.CalledProcessError):
-            given = str(OLDEST_ZIP_TIME)  # sources without their history
-    return max(int(given), OLDEST_ZIP_TIME)
+    given = os.environ.get("SOURCE_DATE_EPOCH") or subprocess.run(
+        ["git", "-C", ROOT, "log", "-1", "--format=%ct"], capture_output=True, check=False, text=True).stdout
+    return max(int(given or 0), OLDEST_ZIP_TIME)  # sources without their history have the oldest
 
 
 def linked_files(linker_map: str) -> set[str]:
@@ -76,13 +79,8 @@ def linked_files(linker_map: str) -> set[str]:
 
 def compiled_headers(record: str) -> set[str]:
     """Headers from outside the sources in Ninja's record of dependencies, without those of tests."""
-    headers, counts = set(), False
-    for line in record.split("\n"):
-        if line and not line.startswith(" "):
-            counts = not line.startswith("tests/")
-        elif counts and line.strip().startswith("/usr/"):
-            headers.add(line.strip())
-    return headers
+    objects = [entry for entry in record.split("\n\n") if not entry.startswith("tests/")]
+    return set(re.findall(r"^ +(/usr/.*)$", "\n".join(objects), re.M))
 
 
 def components_of(build: pathlib.Path) -> list[Component]:
@@ -98,18 +96,12 @@ def components_of(build: pathlib.Path) -> list[Component]:
     facts = {package: (source, version) for package, source, version in map(str.split, told.splitlines())}
     components: dict[str, Component] = {}
     for file in sorted(linked | headers):
-        package = owners[file]
-        source, version = facts[package]
+        source, version = facts[owners[file]]
         name = re.sub(r"^(boost)[\d.]+$", r"\1", source)
-        component = components.setdefault(name, Component(name, version, set(), set()))
-        component.packages.add(package)
+        component = components.setdefault(name, Component(name, version))
+        component.packages.add(owners[file])
         component.files.add(file)
         component.linked |= file in linked
-    for component in components.values():
-        texts = [pathlib.Path("/usr/share/doc", package, "copyright").read_text(encoding="utf-8")
-                 for package in sorted(component.packages)]
-        component.text = "\n".join(dict.fromkeys(
-            text if len(text) <= LONGEST_TEXT else about_files(text, component.files) for text in texts))
     return [components[name] for name in sorted(components)]
 
 
@@ -119,19 +111,16 @@ def about_files(text: str, files: set[str]) -> str:
     kept, licences = [re.sub(r"^Files-Excluded:\n( .*\n?)*", "", paragraphs[0], flags=re.M).strip()], set()
     for paragraph in paragraphs[1:]:
         about = re.match(r"Files:(.*?)\n(?=\w)(.*)", paragraph, re.S)
-        used = [name for name in about[1].split() if name == "*" or is_of(name, files)] if about else []
+        # A header of the source package is one of the installed files.
+        used = [name for name in about[1].split() if name == "*" or (
+            "/include/" in name and any(file.endswith("/include/" + name.partition("/include/")[2]) for file in files)
+        )] if about else []
         if used:
             kept.append("Files:\n" + "".join(f" {name}\n" for name in used) + about[2])
             licences |= set(re.findall(r"^License: (.*)$", paragraph, re.M))
     kept += [paragraph for paragraph in paragraphs
-             if paragraph.startswith("License: ") and paragraph.split("\n")[0][len("License: "):] in licences]
+             if paragraph.partition("\n")[0] in {f"License: {licence}" for licence in licences}]
     return "\n\n".join(kept) + "\n"
-
-
-def is_of(name: str, files: set[str]) -> bool:
-    """Whether a header of the source package is one of the installed files."""
-    installed = name.partition("/include/")[2]
-    return installed != "" and any(file.endswith("/include/" + installed) for file in files)
 
 
 def readme() -> str:
@@ -221,7 +210,10 @@ def write_zip(path: pathlib.Path, folder: str, files: dict[str, bytes], time: in
             archive.writestr(entry, files[name])
 
 
-def make_package(build: pathlib.Path, program: pathlib.Path, output: pathlib.Path) -> pathlib.Path:
+def main() -> None:
+    if len(sys.argv) != 4:
+        sys.exit(__doc__)
+    build, program, output = (pathlib.Path(argument).resolve() for argument in sys.argv[1:])
     version, time = version_of(build), release_time()
     components = components_of(build)
     files = contents_of(build, program, components)
@@ -231,19 +223,10 @@ def make_package(build: pathlib.Path, program: pathlib.Path, output: pathlib.Pat
     output.mkdir(parents=True, exist_ok=True)
     path = output / f"VELAutil-{version}.zip"
     write_zip(path, f"VELAutil-{version}", files, time)
-    return path
-
-
-def main() -> int:
-    if len(sys.argv) != 4:
-        sys.exit(__doc__)
-    build, program, output = (pathlib.Path(argument).resolve() for argument in sys.argv[1:])
-    path = make_package(build, program, output)
     checksum = hashlib.sha256(path.read_bytes()).hexdigest()
     path.with_name(path.name + ".sha256").write_text(f"{checksum}  {path.name}\n", encoding="utf-8")
     print(f"{checksum}  {path.name}  {path.stat().st_size} bytes")
-    return 0
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    main()

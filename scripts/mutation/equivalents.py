@@ -1,27 +1,19 @@
 """Changes without effect: tests/mutants/equivalent.txt."""
+import re
+
 from mutation.bench import CannotRun
 
-FIELDS = ("file", "was", "now", "why")
+FIELDS = ["file", "was", "now", "why"]
 
 
 def read_entries(text):
     """Entries of four lines "field: value", five with "which", and an empty line between them. # begins a comment."""
-    entries, current = [], {}
-    for number, line in enumerate(text.split("\n") + [""], 1):
-        if line.startswith("#"):
-            continue
-        if not line.strip():
-            if current:
-                if tuple(field for field in current if field != "which") != FIELDS:
-                    raise CannotRun(f"equivalent.txt:{number}: the entry above has {', '.join(current)}, "
-                                    f"not {', '.join(FIELDS)}")
-                entries.append(current)
-                current = {}
-            continue
-        field, _, value = line.partition(":")
-        if field in current or not value.strip():
-            raise CannotRun(f"equivalent.txt:{number}: {line}")
-        current[field] = value.strip()
+    entries = []
+    for block in re.split(r"\n{2,}", re.sub(r"^#.*\n", "", text, flags=re.MULTILINE).strip()):
+        entry = dict(re.findall(r"^(\w+): *(.*\S)$", block, re.MULTILINE))
+        if [field for field in entry if field != "which"] != FIELDS or len(entry) != block.count("\n") + 1:
+            raise CannotRun(f"equivalent.txt: not {', '.join(FIELDS)}:\n{block}")
+        entries.append(entry)
     return entries
 
 

@@ -44,26 +44,23 @@ def read_sections(folder: Path) -> list[Section]:
     sections = []
     for path in sorted(folder.glob("*.toml")):
         try:
-            data = tomllib.loads(path.read_text(encoding="utf-8"))
-            for section in data["section"]:
-                rows = tuple(read_row(row) for row in section["message"])
-                sections.append(Section(section["title"], section.get("introduction", ""), rows))
+            for section in tomllib.loads(path.read_text(encoding="utf-8"))["section"]:
+                sections.append(Section(section["title"], section.get("introduction", ""),
+                                        tuple(map(read_row, section["message"]))))
         except (KeyError, TypeError, tomllib.TOMLDecodeError, DocumentError) as error:
             raise DocumentError(f"{path.name}: {error}") from None
     return sections
 
 
 def read_row(row: dict[str, str | list[str]]) -> Told:
-    texts = tuple(row["texts"])
-    commands = tuple(row["commands"])
+    texts, commands = tuple(row["texts"]), tuple(row["commands"])
     if unknown := set(row) - {"texts", "commands", "meaning", "advice"}:
         raise DocumentError(f"{texts}: {unknown}")
     if not texts or list(commands) != [switch for switch in SWITCHES if switch in commands]:
         raise DocumentError(f"{texts}: the commands are not some of {SWITCHES} in this order")
-    meaning, advice = str(row["meaning"]), str(row.get("advice", ""))
-    if not meaning.strip():
+    if not str(row["meaning"]).strip():
         raise DocumentError(f"{texts}: no meaning")
-    return Told(texts, commands, meaning, advice)
+    return Told(texts, commands, str(row["meaning"]), str(row.get("advice", "")))
 
 
 def commands_of(sections: list[Section]) -> dict[str, tuple[str, ...]]:
@@ -89,12 +86,9 @@ def paragraph(text: str) -> str:
 
 def lines_of(text: str, messages: list[Message]) -> list[str]:
     """The text as it stands in a log, once for each level that it is written at."""
-    written = []
-    for message in messages:
-        if message.text == text:
-            separator = "" if message.kind == "log" else " "
-            written.extend(f"{message.level}{separator}{text}".rstrip("\n").split("\n"))
-    return list(dict.fromkeys(written))
+    return list(dict.fromkeys(
+        line for message in messages if message.text == text
+        for line in f"{message.level}{'' if message.kind == 'log' else ' '}{text}".rstrip("\n").split("\n")))
 
 
 def write_row(row: Told, messages: list[Message]) -> str:
