@@ -1,13 +1,12 @@
 #!/usr/bin/env python3
-"""mutants.py [--count N] [--seed N] [--only FILE]... [--list] [--again] [--fast] [--jobs N]
+"""mutants.py [--count N] [--seed N] [--only FILE]... [--list] [--again] [--jobs N]
 
 Makes small changes in copies of the product's sources, one at a time, and runs the tests. At least 95 in 100 must make
 a test fail. Prints the survivors. tests/mutants/equivalent.txt lists changes without effect; they do not count.
 
   --count  how many changes (default 300)   --list   print the sample and end
   --seed   another sample                   --again  go on: earlier verdicts stay, survivors are tried anew
-  --only   only changes in this file        --fast   unit tests only, no runs of the whole program
-                                            --jobs   how many at a time (default: processors + 1)
+  --only   only changes in this file        --jobs   how many at a time (default: processors + 1)
 
 Writes build/prove/mutants.md and build/mutants/survivors.txt. Exits with 1 below 95 per cent, with 2 if it cannot run.
 
@@ -58,17 +57,15 @@ class Sample:
 
 
 class Trials:
-    def __init__(self, workplaces, sources, equivalents, jobs, whole_runs, known):
-        self.bench = workplaces
+    def __init__(self, tests, sources, equivalents, jobs, known):
+        self.tests = tests
         self.known = known  # verdicts of an earlier run
         self.sources = sources
         self.equivalents = equivalents
         self.jobs = jobs
-        self.whole_runs = whole_runs
         self.seconds = {}  # test -> what it takes without a change
         self.catches = collections.Counter()  # (file, test) -> changes caught
-        self.places = collections.deque(
-            bench.Workplace(workplaces, bench.FOLDER / f"trial{number}") for number in range(jobs))
+        self.places = collections.deque(bench.Workplace(bench.FOLDER / f"trial{number}") for number in range(jobs))
         self.refused = 0
         self.verdicts = []
         self.lock = threading.Lock()
@@ -79,7 +76,7 @@ class Trials:
         known = json.loads(record.read_text(encoding="utf-8")) if record.exists() else {}
 
         def one(name):
-            test = self.bench.tests[name]
+            test = self.tests[name]
             state = hashlib.sha256(repr((test.command, test.environment)).encode())
             for program in test.programs:
                 state.update((bench.BUILD / program).read_bytes())
@@ -97,16 +94,14 @@ class Trials:
     def test(self, change, place):
         """The verdict on a change, and the test that gave it. Raises DoesNotCompile."""
         place.begin(change.file, change.apply(self.sources[change.file]))
-        for group in fitting_tests(change.file, self.bench.tests, self.whole_runs):
+        for group in fitting_tests(change.file, self.tests):
             # First the test that caught most in this file, else the longest one.
             for name in sorted(group, key=lambda name: (-self.catches[change.file, name], -self.seconds[name])):
-                test = self.bench.tests[name]
-                replaced = {program: place.program(program) for program in test.programs}
-                replaced = {program: changed for program, changed in replaced.items() if changed}
+                replaced = place.changed_programs(self.tests[name].programs)
                 if not replaced:
                     continue
                 limit = round(15 + 6 * self.seconds[name])
-                verdict, _ = sandbox.run_test(test, replaced, limit, True)
+                verdict, _ = sandbox.run_test(self.tests[name], replaced, limit, True)
                 if verdict != sandbox.PASSED:
                     self.catches[change.file, name] += 1
                     return (CAUGHT if verdict == sandbox.FAILED else TIMED_OUT), name
@@ -183,7 +178,6 @@ def parse_arguments():
     parser.add_argument("--jobs", type=int, default=(os.cpu_count() or 1) + 1)
     parser.add_argument("--list", action="store_true")
     parser.add_argument("--again", action="store_true")
-    parser.add_argument("--fast", action="store_true")
     return parser.parse_args()
 
 
@@ -216,13 +210,9 @@ def main():
     if count == 0:
         raise bench.CannotRun("no changes to try")
     bench.build_all(arguments.jobs)
-    workplaces = bench.Bench(COMPANIONS)
-    workplaces.prepare_prefix()
-    workplaces.prepare_header()
-    trials = Trials(workplaces, sources, equivalents, arguments.jobs, not arguments.fast,
+    trials = Trials(bench.read_tests(COMPANIONS), sources, equivalents, arguments.jobs,
                     earlier_verdicts(arguments.again))
-    trials.see_tests_pass({name for change in chosen
-                           for group in fitting_tests(change.file, workplaces.tests, trials.whole_runs)
+    trials.see_tests_pass({name for change in chosen for group in fitting_tests(change.file, trials.tests)
                            for name in group})
     print(f"{len(changes)} changes can be made, {count} are tried; ready after {time.monotonic() - started:.0f} s",
           flush=True)

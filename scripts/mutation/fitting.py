@@ -35,15 +35,15 @@ FITTING = {
 }
 
 
-def fitting_tests(file, tests, whole_runs):
-    """Lists of names of tests; `whole_runs`: those of the whole program too. The last of three groups is not asked
-    about a header, for which most of it would have to be compiled anew."""
+def fitting_tests(file, tests):
+    """Lists of names of tests. The last of three groups is not asked about a header, for which most of it would have to
+    be compiled anew."""
     beginning = max((beginning for beginning in FITTING if file.startswith(beginning)), key=len)
     groups, taken = [], set()
     for pattern in FITTING[beginning]:
         fitting = {name for name in tests if re.fullmatch(pattern, name)}
         if not fitting:
             raise ValueError(f"no test fits {pattern}")
-        groups.append(sorted(name for name in fitting - taken if whole_runs or not name.startswith(("scenarios.", "matrix."))))
+        groups.append(sorted(fitting - taken))
         taken |= fitting
     return groups[:-1] if file.endswith(".h") and len(groups) > 2 else groups
