@@ -36,7 +36,8 @@ class Workplace:
                    for name, switches in (("register", "/s"), ("unregister", "/u /s"))}
         pairs = [*trees.STAGED, *((f"Resource/common/{name}", target + "/") for name, target in trees.STAGED_INI_FILES)]
         for shape in shapes:
-            paths = [f"S:/{shape.name}/{source} C:/peer.{shape.name}/{TREES['peer']}/{target}" for source, target in pairs]
+            place = f"C:/peer.{shape.name}/{TREES['peer']}"
+            paths = [f"S:/{shape.name}/{source} {place}/{target}" for source, target in pairs]
             lines = [XCOPY.format(pair.replace("/", "\\")) for pair in paths]
             batches |= {f"xcopy.{shape.name}": lines, f"xcopy_newer.{shape.name}": [line + " /D" for line in lines]}
         for name, lines in batches.items():

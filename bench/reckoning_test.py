@@ -40,8 +40,8 @@ def outcome(**changes) -> Outcome:
 
 def results(count=1.0, size=1.0, ratio=0.4, system="Debian 12", broken=()) -> report.Results:
     return report.Results([Measure("a file", count, 1.0)], [outcome(ratio=ratio), outcome(what="another", noise=2.0)],
-                          [Measure("size", size, 1.0, "bytes"), Measure("memory", 2.0, 1.0, can_fail=False)], system, "here", "small", True,
-                          REQUESTS, list(broken))
+                          [Measure("size", size, 1.0, "bytes"), Measure("memory", 2.0, 1.0, can_fail=False)],
+                          system, "here", "small", True, REQUESTS, list(broken))
 
 
 class Rounds(unittest.TestCase):

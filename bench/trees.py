@@ -8,11 +8,10 @@ import shutil
 
 STEADY_TIME = 1_577_880_000  # noon of 2020-01-01: last-write times count up from here
 
-# The mail clients as the tests know them (tests/support/Clients.h): name, whether it ended with Windows Vista, whether it
-# has 64-bit files, its modules.
+# The mail clients as the tests know them: name, whether it ended with Windows Vista, whether it has 64-bit files, modules.
+_CLIENTS_H = pathlib.Path(__file__).resolve().parents[1] / "tests/support/Clients.h"
 _CLIENTS = re.findall(r'\{L"([A-Z]+)",.*?(?:true|false),\s+(true|false),\s+(true|false),(.*?)\}\}',
-                      (pathlib.Path(__file__).resolve().parents[1] / "tests/support/Clients.h").read_text(encoding="utf-8"),
-                      re.DOTALL)
+                      _CLIENTS_H.read_text(encoding="utf-8"), re.DOTALL)
 MODULES = [name for *_, modules in _CLIENTS for name in re.findall(r"\w+\.dll", modules)]
 INI_FILES = [f"VELA_{client}.ini" for client, *_ in _CLIENTS]
 

@@ -50,20 +50,13 @@ function Enter-CompilerEnvironment {
         return
     }
     $where = Join-Path ${env:ProgramFiles(x86)} 'Microsoft Visual Studio\Installer\vswhere.exe'
-    if (-not (Test-Path -LiteralPath $where)) {
-        Stop-WithMessage 'there is no Visual Studio (vswhere.exe is missing)'
-    }
     $place = & $where -latest -products '*' -requires Microsoft.VisualStudio.Component.VC.ATL -property installationPath
     if (-not $place) {
         Stop-WithMessage 'no Visual Studio has the component "C++ ATL"'
     }
     $vcpkg = $env:VCPKG_ROOT  # Visual Studio's environment may name another one
-    foreach ($line in (cmd.exe /d /s /c "`"$place\VC\Auxiliary\Build\vcvars64.bat`" >nul && set")) {
-        $name, $value = $line -split '=', 2
-        if ($name) {
-            [Environment]::SetEnvironmentVariable($name, $value, 'Process')
-        }
-    }
+    Import-Module (Join-Path $place 'Common7\Tools\Microsoft.VisualStudio.DevShell.dll')
+    Enter-VsDevShell -VsInstallPath $place -SkipAutomaticLocation -DevCmdArguments '-arch=x64 -host_arch=x64' | Out-Null
     $env:VCPKG_ROOT = $vcpkg
 }
 

@@ -1,6 +1,6 @@
 """The built product and its tests, and how to build the tests with a change in it.
 
-build/mutants has a copy of the sources, a build of them, and for each trial under way a copy of that build, made of links.
+build/mutants has a copy of the sources, a build of them, and for each trial under way a copy of the build, of links.
 """
 import dataclasses
 import filecmp

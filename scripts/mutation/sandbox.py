@@ -4,52 +4,27 @@ A changed program may delete everything, and Wine shows it the whole machine as 
 two folders in memory, and everything that it starts ends with it. One of the two is /tmp; a repository below /tmp stays
 visible, read-only.
 """
-import collections
-import contextlib
-import functools
+import itertools
 import os
 import re
-import resource
 import subprocess
-import threading
 
 from mutation.bench import BUILD, ROOT, CannotRun
 
 RUNS = BUILD / "tests/prefix.runs"
-MEMORY = 4 << 30  # bytes that one process may allocate
 DISK = 1 << 30  # bytes in each of the two folders in memory
-FILE = 256 << 20  # bytes in one file
+LIMITS = [f"--data={4 << 30}", f"--fsize={256 << 20}", "--core=0"]  # bytes that a process may allocate, and in one file
 
 PASSED, FAILED, TIMED_OUT = "passed", "failed", "timed out"
 
-_runs = collections.Counter(dict.fromkeys(os.sched_getaffinity(0), 0))  # processor -> tests that run on it
-_runs_lock = threading.Lock()
-
-
-@contextlib.contextmanager
-def one_processor():
-    """The processor with the fewest tests. Each test has one (see tests/support/run_in_prefix.sh, which sees no other
-    runs from within a sandbox)."""
-    with _runs_lock:
-        processor = min(_runs, key=_runs.get)
-        _runs[processor] += 1
-    try:
-        yield processor
-    finally:
-        with _runs_lock:
-            _runs[processor] -= 1
-
-
-def limit_resources(processor):
-    os.sched_setaffinity(0, {processor})
-    resource.setrlimit(resource.RLIMIT_DATA, (MEMORY, MEMORY))
-    resource.setrlimit(resource.RLIMIT_FSIZE, (FILE, FILE))
-    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+# In turn. Each test has one (see tests/support/run_in_prefix.sh, which sees no other runs from within a sandbox).
+PROCESSORS = itertools.cycle(sorted(os.sched_getaffinity(0)))
 
 
 def sandbox_command(replaced):
     """`replaced`: program in the build folder -> the changed one that is to be seen in its place."""
-    command = ["bwrap", "--unshare-all", "--die-with-parent", "--new-session", "--ro-bind", "/", "/", "--dev", "/dev",
+    command = ["taskset", "-c", str(next(PROCESSORS)), "prlimit", *LIMITS,
+               "bwrap", "--unshare-all", "--die-with-parent", "--new-session", "--ro-bind", "/", "/", "--dev", "/dev",
                "--proc", "/proc", "--size", str(DISK), "--tmpfs", "/tmp", "--ro-bind", str(ROOT), str(ROOT),
                "--size", str(DISK), "--tmpfs", str(RUNS)]
     for program, changed in replaced.items():
@@ -59,17 +34,13 @@ def sandbox_command(replaced):
 
 def run_test(test, replaced, seconds, first_failure_only):
     """PASSED, FAILED or TIMED_OUT, and what the test said."""
-    command = sandbox_command(replaced) + list(test.command)
-    if first_failure_only:
-        command.append("--abort-after=1")
+    command = sandbox_command(replaced) + list(test.command) + (["--abort-after=1"] if first_failure_only else [])
     environment = dict(os.environ, **dict(item.split("=", 1) for item in test.environment))
     environment["VELA_TEST_SECONDS"] = str(seconds)
     for _ in range(3):
         try:
-            with one_processor() as processor:
-                result = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                        stderr=subprocess.STDOUT, env=environment, timeout=seconds + 60, check=False,
-                                        preexec_fn=functools.partial(limit_resources, processor))
+            result = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                    env=environment, timeout=seconds + 60, check=False)
         except subprocess.TimeoutExpired as expired:  # the runner has a limit of its own, so this is not the change
             raise CannotRun(f"{test.name}: the sandbox did not end") from expired
         output = result.stdout.decode("utf-8", "replace")

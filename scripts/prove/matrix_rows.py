@@ -10,57 +10,36 @@ import sys
 import xml.etree.ElementTree as ElementTree
 
 EXPECTED = pathlib.Path(__file__).resolve().parents[2] / "tests/matrix/expected"
-SYSTEMS = {
-    "windows_xp": "XP x64",
-    "windows_server_2003": "Server 2003 x64",
-    "windows_vista": "Vista",
-    "windows_7": "7",
-    "windows_8": "8",
-    "windows_8_1": "8.1",
-    "windows_10": "10",
-}
-COLUMNS = {
-    "1252.administrator": "1252, administrator",
-    "932.administrator": "932, administrator",
-    "1252.ordinary_user": "1252, ordinary user",
-    "932.ordinary_user": "932, ordinary user",
-}
+SYSTEMS = {"windows_xp": "XP x64", "windows_server_2003": "Server 2003 x64", "windows_vista": "Vista", "windows_7": "7",
+           "windows_8": "8", "windows_8_1": "8.1", "windows_10": "10"}
+COLUMNS = [f"{code_page}, {user}" for user in ("administrator", "ordinary user") for code_page in (1252, 932)]
 COMPARED = re.compile(r"^(\S+\.txt): (\d+) runs, (\d+) differ\r?$", re.MULTILINE)
 
 
-def compared_by(case: ElementTree.Element) -> tuple[int, int, set[str]]:
-    """Runs, runs that differ, and the texts that they were compared with."""
-    found = COMPARED.findall(case.findtext("system-out") or "")
-    return sum(int(row[1]) for row in found), sum(int(row[2]) for row in found), {row[0] for row in found}
-
-
 def main() -> int:
-    results, rows = sys.argv[1:]
+    results, rows = map(pathlib.Path, sys.argv[1:])
     cases = {case.get("name"): case for case in ElementTree.parse(results).getroot().iter("testcase")}
-    lines = ["| Windows | " + " | ".join(COLUMNS.values()) + " |", "|---" * (len(COLUMNS) + 1) + "|"]
-    total = differing = bad = 0
-    texts: set[str] = set()
+    lines = ["| Windows | " + " | ".join(COLUMNS) + " |", "|---" * (len(COLUMNS) + 1) + "|"]
+    compared = []
+    bad = False
     for system, name in SYSTEMS.items():
         cells = [name]
         for column in COLUMNS:
-            case = cases.get(f"matrix.{system}.{column}")
-            runs, differ, used = (0, 0, set()) if case is None else compared_by(case)
+            case = cases.get(f"matrix.{system}.{column.replace(', ', '.').replace(' ', '_')}")
+            found = [] if case is None else COMPARED.findall(case.findtext("system-out") or "")
             failed = case is None or case.get("status") != "run" or case.find("failure") is not None
-            bad += failed or runs == 0 or differ != 0
-            total += runs
-            differing += differ
-            texts |= used
+            runs, differ = (sum(int(row[place]) for row in found) for place in (1, 2))
+            bad |= failed or runs == 0 or differ != 0
+            compared += found
             cells.append(f"{runs} runs, {differ} differ" + (", **failed**" if failed else ""))
         lines.append("| " + " | ".join(cells) + " |")
+    texts = {row[0] for row in compared}
+    total, differing = (sum(int(row[place]) for row in compared) for place in (1, 2))
+    lines += ["", f"{total} runs compared whole with {len(texts)} reviewed texts: {differing} differ.", ""]
+    rows.write_text("\n".join(lines), encoding="utf-8")
     unread = sorted({path.name for path in EXPECTED.iterdir()} - texts)
-    bad += len(unread)
-    lines += ["", f"{total} runs compared whole with {len(texts)} reviewed texts: {differing} differ."]
-    with open(rows, "w", encoding="utf-8") as file:
-        file.write("\n".join(lines) + "\n")
-    print("\n".join(lines))
-    for name in unread:
-        print(f"matrix: nobody reads tests/matrix/expected/{name}")
-    return 1 if bad else 0
+    print("\n".join(lines) + "".join(f"matrix: nobody reads tests/matrix/expected/{name}\n" for name in unread), end="")
+    return 1 if bad or unread else 0
 
 
 if __name__ == "__main__":

@@ -1,8 +1,8 @@
 """All messages of the product, read from its sources.
 
-A message of the run log is one entry: `RunLog::Error() << L"text" << value << ...;`. Its text is in the entry itself, or
-in a table, as a member of the type RunLog::Text (cli/RunLog.h). A text of another type is a value, and an entry without
-any text is an error here, so that none is overlooked.
+A message of the run log is one entry: `RunLog::Error() << L"text" << value << ...;`. Its text is in the entry, or in a
+table, as a member of the type RunLog::Text (cli/RunLog.h). A text of another type is a value, and an entry without any
+text is an error here, so that none is overlooked.
 """
 from __future__ import annotations
 
