@@ -97,9 +97,9 @@ class Finder:
                 self._name(index)
             else:
                 self._sign(index)
-        for opening in self.source.bodies():
+        for opening in self.source.braces("body"):
             self._body(opening)
-        for opening in self.source.value_lists():
+        for opening in self.source.braces("values"):
             self._rows(opening)
         return self.changes
 

@@ -9,6 +9,8 @@ from cpp_tokens import PAIRS, closing, tokens_of
 
 CONTROL = {"if", "for", "while", "switch"}
 JUMPS = {"continue", "break"}
+BEFORE_BODY = {")", "else", "try", "do", "const", "noexcept", "override", ";", ":"}
+BEFORE_VALUES = {"=", "return", ",", "("}
 NO_EXPRESSION = {"const", "constexpr", "static", "using", "return", "typedef", "struct", "class", "enum", "case",
                  "default", "public", "private", "protected", "template", "static_assert", "namespace", "virtual",
                  "explicit", "friend", "extern", "goto", "inline"}
@@ -16,7 +18,7 @@ NO_EXPRESSION = {"const", "constexpr", "static", "using", "return", "typedef", "
 
 @dataclasses.dataclass(frozen=True)
 class Statement:
-    kind: str  # expression, jump, control, return or other
+    kind: str  # expression, jump, control or other
     first: int  # its tokens, both included
     last: int
 
@@ -27,6 +29,7 @@ class Source:
         self.tokens = tokens_of(text)
         self.partner = {index: closing(self.tokens, index)
                         for index, token in enumerate(self.tokens) if token.text in PAIRS}
+        self.kinds = self._kinds_of_braces()
 
     def word(self, index):
         return self.tokens[index].text if 0 <= index < len(self.tokens) else ""
@@ -51,33 +54,26 @@ class Source:
             index = self.partner.get(index, index) + 1
         return [(begin, end) for begin, end in ranges if begin <= end]
 
-    def is_body(self, opening):
-        """A brace around statements: not one around a type, a namespace or initial values."""
-        before = self.word(opening - 1)
-        if before in (")", "else", "try", "do", "const", "noexcept", "override", ";", ":"):
-            return True
-        if before == "]":  # a lambda's, or of an array's initial values
-            return self.word(opening - 2) != "[" and not self.word(opening - 2).isdigit()
-        return before in ("{", "}") and not self.is_values(opening) and self._inside_body(opening)
+    def _kinds_of_braces(self):
+        """Opening brace -> "body" (statements), "values" (initial ones) or "" (a type, a namespace)."""
+        kinds, outer = {}, [""]
+        for index, token in enumerate(self.tokens):
+            if token.text == "{":
+                before = self.word(index - 1)
+                if before in BEFORE_VALUES or (before == "{" and outer[-1] == "values"):
+                    kind = "values"
+                elif before == "]":  # a lambda's, or of an array's initial values
+                    kind = "body" if self.word(index - 2) != "[" and not self.word(index - 2).isdigit() else ""
+                else:
+                    kind = "body" if before in BEFORE_BODY or (before in ("{", "}") and outer[-1] == "body") else ""
+                kinds[index] = kind
+                outer.append(kind)
+            elif token.text == "}":
+                outer.pop()
+        return kinds
 
-    def _inside_body(self, index):
-        for opening in range(index - 1, -1, -1):
-            if self.word(opening) == "{" and self.partner[opening] > index:
-                return self.is_body(opening)
-        return False
-
-    def is_values(self, opening):
-        """A brace around initial values."""
-        before = self.word(opening - 1)
-        if before in ("=", "return", ",", "("):
-            return True
-        return before == "{" and self.is_values(opening - 1)
-
-    def bodies(self):
-        return [index for index in self.partner if self.word(index) == "{" and self.is_body(index)]
-
-    def value_lists(self):
-        return [index for index in self.partner if self.word(index) == "{" and self.is_values(index)]
+    def braces(self, kind):
+        return [index for index, found in self.kinds.items() if found == kind]
 
     def statements(self, opening):
         """The statements of one body, without those nested in them."""
@@ -115,21 +111,18 @@ class Source:
             return "control"
         if word in JUMPS:
             return "jump"
-        if word == "return":
-            return "return"
-        if word in NO_EXPRESSION or self.word(last) != ";" or first == last or self._declares(first, last):
-            return "other"
-        return "expression"
+        is_expression = word not in NO_EXPRESSION and self.word(last) == ";" and first != last
+        return "expression" if is_expression and not self._declares(first, last) else "other"
 
     def _declares(self, first, last):
         """A type and a name before the first bracket or equals sign: two names side by side, or one after * & >."""
         if self.word(first) in ("delete", "throw", "new"):
             return False
         for index in range(first, last):
-            word = self.word(index)
+            word, is_name = self.word(index), self.tokens[index].kind == "name"
             if word in ("(", "=", "[", "{", "<<"):
                 return False
-            follows_type = self.tokens[index].kind == "name" or word in (">", "*", "&", "&&")
-            if follows_type and index + 1 <= last and self.tokens[index + 1].kind == "name" and word != "operator":
-                return index > first or self.tokens[index].kind == "name"
+            if self.tokens[index + 1].kind == "name" and word != "operator" and (
+                    is_name or word in (">", "*", "&", "&&")):
+                return index > first or is_name
         return False
