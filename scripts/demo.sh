@@ -23,8 +23,7 @@ export WINEDLLOVERRIDES='mscoree,mshtml=;winemenubuilder.exe,services.exe,plugpl
 unset DISPLAY WAYLAND_DISPLAY
 
 title() {
-  printf '\n%s\n' "$1"
-  printf '%*s\n' "${#1}" '' | tr ' ' '='
+  printf '\n%s\n%s\n' "$1" "${1//?/=}"
 }
 
 say() {
@@ -62,9 +61,7 @@ must() {
 build_all() {
   mkdir -p "$demo"
   if ! {
-    { [[ -f $build/build.ninja ]] && grep -q '^BUILD_TESTING:[A-Z]*=ON' "$build/CMakeCache.txt" ||
-      cmake --preset release -DBUILD_TESTING=ON; } &&
-      cmake --build --preset release --target VELAutil fixtures
+    cmake --preset release -DBUILD_TESTING=ON && cmake --build --preset release --target VELAutil fixtures
   } >"$demo/build.log" 2>&1; then
     tail -n 40 "$demo/build.log" >&2
     echo "demo: the build failed; $demo/build.log has all messages." >&2
@@ -111,17 +108,12 @@ Windows Registry Editor Version 5.00
 END
   # The second user's registry lives only as long as the server.
   wineserver -p </dev/null >/dev/null 2>&1
-  must 'the import of the demo registry' run_wine reg import "$(windows_path "$demo/world.reg")"
-}
-
-windows_path() {
-  local path=Z:$1
-  echo "${path//\//\\}"
+  must 'the import of the demo registry' run_wine reg import "Z:$demo/world.reg"
 }
 
 # snapshot <name>: the registry and the files as they are now.
 snapshot() {
-  must 'the snapshot of the machine' run_wine "$fixtures/MachineState.exe" "$(windows_path "$demo/$1.txt")"
+  must 'the snapshot of the machine' run_wine "$fixtures/MachineState.exe" "Z:$demo/$1.txt"
 }
 
 # changes <name before> <name after>

@@ -64,7 +64,7 @@ is_there() {
 
 # Sets `missing`. (No <(...): a bare system may lack /dev/fd.)
 find_missing() {
-  local group package places version
+  local group package places
   missing=()
   while read -r group package places; do
     # shellcheck disable=SC2086  # several places, split on purpose
@@ -72,23 +72,11 @@ find_missing() {
       missing+=("$package")
     fi
   done <<<"$(needs)"
-  if ((${#missing[@]} == 0)) && [[ $wanted != newcomer ]]; then
-    # An older CMake refuses presets of version 6 without a reason.
-    version=$(cmake --version | sed -n '1s/.* //p')
-    if [[ $(printf '%s\n' 3.25 "$version" | sort -V | head -n 1) != 3.25 ]]; then
-      echo "setup: CMake $version is too old, 3.25 or later is needed (Debian 12 and 13 have it)." >&2
-      exit 1
-    fi
-  fi
 }
 
 give_up() {
-  {
-    echo "setup: $1"
-    echo "setup: still missing: ${missing[*]}"
-    echo "setup: on Debian 12 or 13, as root:"
-    echo "  apt-get update && apt-get install --no-install-recommends ${missing[*]}"
-  } >&2
+  printf '%s\n' "setup: $1" "setup: still missing: ${missing[*]}" "setup: on Debian 12 or 13, as root:" \
+    "  apt-get update && apt-get install --no-install-recommends ${missing[*]}" >&2
   exit 1
 }
 
