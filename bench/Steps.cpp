@@ -52,24 +52,21 @@ bool WalkSnapshot() {
   const HANDLE snapshot = ::CreateToolhelp32Snapshot(TH32CS_SNAPALL, 0);
   PROCESSENTRY32W entry = {};
   entry.dwSize = sizeof entry;
-  unsigned count = 0;
-  for (BOOL more = ::Process32FirstW(snapshot, &entry); more; more = ::Process32NextW(snapshot, &entry)) {
-    ++count;
+  const BOOL first = ::Process32FirstW(snapshot, &entry);
+  while (::Process32NextW(snapshot, &entry)) {
   }
   ::CloseHandle(snapshot);
-  return count > 0;
+  return first != FALSE;
 }
 
 template <bool (*once)()>
 int Repeat(const std::wstring& times) {
-  unsigned long left = std::wcstoul(times.c_str(), nullptr, 10);
-  if (left == 0) {
-    return 2;
+  for (unsigned long left = std::wcstoul(times.c_str(), nullptr, 10); left > 0; --left) {
+    if (!once()) {
+      return 1;
+    }
   }
-  while (left > 0 && once()) {
-    --left;
-  }
-  return left == 0 ? 0 : 1;
+  return 0;
 }
 
 struct Step {

@@ -197,7 +197,7 @@ def peak_memory(place: Workplace, shape: trees.Shape, runs: int) -> list[int]:
 def whole_runs(build: pathlib.Path, sources: pathlib.Path) -> dict[str, int]:
     """The requests of whole runs: they explain the ratios of deletion and registration."""
     shapes = [trees.SMALL, trees.TYPICAL]
-    with Machine(build, counts.folder_for(build), traced=True, drives={"s": sources}) as machine:
+    with Machine(build, build / "tests/prefix.runs", traced=True, sources=sources) as machine:
         place = Workplace(machine, sources, shapes)
 
         def count(arm: Arm) -> int:

@@ -144,13 +144,8 @@ class Counter:
         ]
 
 
-def folder_for(build: pathlib.Path) -> pathlib.Path:
-    """Beside the runs of the tests, and named as they are: whoever clears those away clears this away."""
-    return build / f"tests/prefix.runs/{os.getpid()}.counts"
-
-
 def measure(build: pathlib.Path) -> list[Measure]:
-    with Machine(build, folder_for(build), traced=True) as machine:
+    with Machine(build, build / "tests/prefix.runs", traced=True) as machine:
         return Counter(machine).measure()
 
 

@@ -48,14 +48,15 @@ def batch(path: str) -> Program:
 class Machine:
     """A context: the prefix, its server and the driver end with it."""
 
-    def __init__(self, build: pathlib.Path, folder: pathlib.Path, traced: bool = False,
-                 drives: dict[str, pathlib.Path] | None = None):
-        """`traced`: the server records its requests, for run_counting(), and everything takes a few times longer.
-        `drives`: letters in lower case, and the folders of the host that they show."""
+    def __init__(self, build: pathlib.Path, runs: pathlib.Path, traced: bool = False,
+                 sources: pathlib.Path | None = None):
+        """`runs`: the folder where the prefix is made, named as the tests name theirs: whoever clears those away clears
+        this away. `traced`: the server records its requests, for run_counting(), and everything takes a few times
+        longer. `sources`: what drive S: shows."""
         self.driver: subprocess.Popen | None = None
         self.build = build
-        self.drives = drives or {}
-        self.folder = folder
+        self.sources = sources
+        self.folder = folder = runs / f"{os.getpid()}.bench"
         self.wine_version = int(re.search(r"\d+", wine_text())[0])
         self.prefix = folder / "prefix"
         self.drive = self.prefix / "drive_c"
@@ -76,8 +77,8 @@ class Machine:
             raise Fault(f"no complete prefix at {template}: tests/support/make_prefix.sh makes it")
         try:
             subprocess.run(["cp", "-a", template, self.prefix], check=True)
-            for letter, shown in self.drives.items():
-                (self.prefix / f"dosdevices/{letter}:").symlink_to(shown)
+            if self.sources is not None:
+                (self.prefix / "dosdevices/s:").symlink_to(self.sources)
             (self.drive / "bench").mkdir()
             for program in PROGRAMS:
                 shutil.copy2(self.build / program, self.drive / "bench")
@@ -145,10 +146,8 @@ class Machine:
 
     def peak_memory(self, program: Program, exit_codes: tuple[int, ...] = (0,)) -> int:
         """The most memory that the program held at once, in KiB; started from the host, which tells it."""
-        with open(os.devnull, "r+b") as nul:
-            child = subprocess.Popen(
-                [*self.start, program.path, *program.arguments.split()], env=self.environment, stdin=nul, stdout=nul,
-                stderr=nul)
+        child = subprocess.Popen([*self.start, program.path, *program.arguments.split()], env=self.environment,
+                                 stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         _, status, usage = os.wait4(child.pid, 0)
         child.returncode = os.waitstatus_to_exitcode(status)
         if child.returncode not in exit_codes:

@@ -37,18 +37,12 @@ def system() -> str:
     return f"{about['NAME'].partition(' ')[0]} {about.get('VERSION_ID', '')}".strip()
 
 
-def compiler(build: pathlib.Path) -> str:
-    for told in build.glob("CMakeFiles/*/CMakeCXXCompiler.cmake"):
-        version = re.search(r'CMAKE_CXX_COMPILER_VERSION "(\d+)', told.read_text(encoding="utf-8"))
-        if version:
-            return f"GCC {version[1]}"
-    raise Fault(f"{build} is no configured build folder")
-
-
 def describe_machine(build: pathlib.Path) -> str:
     model = next((line.partition(":")[2].strip() for line in open("/proc/cpuinfo", encoding="utf-8")
                   if line.startswith("model name")), platform.machine())
-    return f"on {datetime.date.today()}, with {compiler(build)} and {wine_text()}, on {os.cpu_count()} x {model}"
+    compiler = next(build.glob("CMakeFiles/*/CMakeCXXCompiler.cmake")).read_text(encoding="utf-8")
+    version = re.search(r'CMAKE_CXX_COMPILER_VERSION "(\d+)', compiler)[1]
+    return f"on {datetime.date.today()}, with GCC {version} and {wine_text()}, on {os.cpu_count()} x {model}"
 
 
 def describe_sources(shapes: list[trees.Shape]) -> str:
@@ -59,12 +53,11 @@ def describe_sources(shapes: list[trees.Shape]) -> str:
 def folder_for_runs(build: pathlib.Path) -> tuple[pathlib.Path, str]:
     """Where the prefix is made, and in words. In memory, where there is room: what the disk still has to write of one
     run would slow down the next."""
-    name = f"{os.getpid()}.bench"
     available = next((int(line.split()[1]) << 10 for line in open("/proc/meminfo", encoding="ascii")
                       if line.startswith("MemAvailable:")), 0)
     if os.path.ismount(MEMORY.parent) and min(available, shutil.disk_usage(MEMORY.parent).free) >= MEMORY_NEEDED:
-        return MEMORY / name, "in memory"
-    return build / "tests/prefix.runs" / name, "on the disk"
+        return MEMORY, "in memory"
+    return build / "tests/prefix.runs", "on the disk"
 
 
 def measure_memory(place: comparisons.Workplace, quick: bool) -> counts.Measure:
@@ -98,7 +91,7 @@ def main() -> int:
     requests = comparisons.whole_runs(build, sources)
     outcomes, broken = [], []
     folder, where = folder_for_runs(build)
-    with Machine(build, folder, drives={"s": sources}) as machine:
+    with Machine(build, folder, sources=sources) as machine:
         say("staging")
         place = comparisons.Workplace(machine, sources, shapes)
         for comparison in comparisons.comparisons(place, quick):

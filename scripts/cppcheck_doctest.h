@@ -15,8 +15,4 @@
     void Run();                                 \
   };                                            \
   void VELA_TEST_FUNCTION::Run()
-#define TEST_SUITE(name) namespace VELA_JOIN(TestSuite, __LINE__)
-#define TEST_SUITE_BEGIN(name) static_assert(true)
-#define TEST_SUITE_END() static_assert(true)
 #define SUBCASE(name) if (name[0] != 0)
-#define TYPE_TO_STRING(type) static_assert(true)
