@@ -87,16 +87,9 @@ class Finder:
 
     def find(self):
         for index, token in enumerate(self.source.tokens):
-            if index in self.left_out:
-                continue
-            if token.kind == "number":
-                self._number(index)
-            elif token.kind in ("text", "char"):
-                self._text(index)
-            elif token.kind == "name":
-                self._name(index)
-            else:
-                self._sign(index)
+            if index not in self.left_out:
+                {"number": self._number, "text": self._text, "char": self._text, "name": self._name,
+                 "sign": self._sign}[token.kind](index)
         for opening in self.source.braces("body"):
             self._body(opening)
         for opening in self.source.braces("values"):
@@ -110,35 +103,28 @@ class Finder:
         head, tail = self.text[:start].rpartition("\n")[2], self.text[end:].partition("\n")[0]
         before = " ".join((head + self.text[start:end] + tail).split())
         after = " ".join((head + new + tail).split())
-        name = (kind, before, after)
-        self.seen[name] += 1
+        self.seen[kind, before, after] += 1
         self.changes.append(Change(self.file, kind, start, end, new, self.text.count("\n", 0, start) + 1, before, after,
-                                   str(self.seen[name])))
+                                   str(self.seen[kind, before, after])))
 
     def _number(self, index):
         match = NUMBER.fullmatch(self.source.word(index))
         if match is None or self.source.word(index - 1) == "return":
             return
-        value = int(match.group(1), 0) if match.group(1) != "0" * len(match.group(1)) else 0
-        more = f"0x{value + 1:X}" if match.group(1)[:2].lower() == "0x" else str(value + 1)
-        self._add("constant", index, index, more + match.group(2))
-        if value != 0:
-            self._add("constant", index, index, "0" + match.group(2))
+        digits, suffix = match.groups()
+        more = int(digits, 0) + 1
+        self._add("constant", index, index, (f"0x{more:X}" if "x" in digits.lower() else str(more)) + suffix)
+        if more != 1:
+            self._add("constant", index, index, "0" + suffix)
 
     def _text(self, index):
         word = self.source.word(index)
-        quote = word[-1]
-        opening = word.index(quote)
-        characters = CHARACTER.findall(word[opening + 1:-1])
-        plain = [place for place, character in enumerate(characters) if len(character) == 1]
-        if plain:
-            place = plain[int(hashlib.sha256(word.encode()).hexdigest(), 16) % len(plain)]
-            characters[place] = other_character(characters[place])
-        elif characters:
-            characters[0] = "x"
-        else:
-            characters = ["x"]
-        self._add("text", index, index, word[:opening + 1] + "".join(characters) + quote)
+        opening = word.index(word[-1])
+        characters = CHARACTER.findall(word[opening + 1:-1]) or [""]
+        plain = [place for place, character in enumerate(characters) if len(character) == 1] or [0]
+        place = plain[int(hashlib.sha256(word.encode()).hexdigest(), 16) % len(plain)]
+        characters[place] = other_character(characters[place])
+        self._add("text", index, index, word[:opening + 1] + "".join(characters) + word[-1])
 
     def _name(self, index):
         word = self.source.word(index)
@@ -162,8 +148,7 @@ class Finder:
         words = [self.source.word(index) for index in range(first, last + 1)]
         if ";" in words or (words[0] == "!" and not {"&&", "||"} & set(words)):  # the dropped "!" is the same
             return
-        start, end = self.source.span(first, last)
-        self._add("comparison", first, last, f"!({self.text[start:end]})")
+        self._add("comparison", first, last, f"!({self.source.spelled(first, last)})")
 
     def _return(self, index):
         first = last = index + 1
@@ -171,14 +156,11 @@ class Finder:
             last = self.source.partner.get(last, last) + 1
         last -= 1
         word = self.source.word(first)
-        if first == last and word in OPPOSITES:
-            self._add("return", first, last, OPPOSITES[word])
-        elif first == last and NUMBER.fullmatch(word):
-            self._add("return", first, last, str(int(word, 0) + 1))
+        if first == last and (word in OPPOSITES or NUMBER.fullmatch(word)):
+            self._add("return", first, last, OPPOSITES.get(word) or str(int(word, 0) + 1))
         elif first <= last and word != "{":
-            start, end = self.source.span(first, last)
             if word != "!":
-                self._add("return", first, last, f"!({self.text[start:end]})")
+                self._add("return", first, last, f"!({self.source.spelled(first, last)})")
             self._add("return", first, last, "{}")
 
     def _sign(self, index):
@@ -192,33 +174,28 @@ class Finder:
         statements = self.source.statements(opening)
         for statement in statements:
             if statement.kind in ("expression", "jump"):
-                start, end = self.source.span(statement.first, statement.last)
                 # The lines stay, so that the numbers of those below do.
-                self._add("skipped", statement.first, statement.last, ";" + "\n" * self.text.count("\n", start, end))
+                lines = self.source.spelled(statement.first, statement.last).count("\n")
+                self._add("skipped", statement.first, statement.last, ";" + "\n" * lines)
         for one, next_one in zip(statements, statements[1:]):
             if {one.kind, next_one.kind} <= {"expression", "control"}:
                 self._swap((one.first, one.last), (next_one.first, next_one.last))
 
     def _rows(self, opening):
         elements = self.source.elements(opening)
-        is_table = all(self.source.word(first) == "{" for first, _ in elements)
         is_array = self.source.word(opening - 1) == "=" and self.source.word(opening - 2) == "]"
-        if is_table or is_array:
+        if is_array or all(self.source.word(first) == "{" for first, _ in elements):
             for one, next_one in zip(elements, elements[1:]):
                 self._swap(one, next_one)
 
     def _swap(self, one, next_one):
-        one_start, one_end = self.source.span(*one)
-        next_start, next_end = self.source.span(*next_one)
-        self._add("order", one[0], next_one[1], self.text[next_start:next_end] + self.text[one_end:next_start] +
-                  self.text[one_start:one_end])
+        between = self.text[self.source.span(*one)[1]:self.source.span(*next_one)[0]]
+        self._add("order", one[0], next_one[1], self.source.spelled(*next_one) + between + self.source.spelled(*one))
 
 
 def other_character(character):
-    if character.isascii() and character.isalpha():
-        return {"z": "a", "Z": "A"}.get(character, chr(ord(character) + 1))
-    if character.isdigit():
-        return str((int(character) + 1) % 10)
+    if character.isascii() and character.isalnum():
+        return {"z": "a", "Z": "A", "9": "0"}.get(character, chr(ord(character) + 1))
     return "x"
 
 

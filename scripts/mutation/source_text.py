@@ -3,7 +3,7 @@
 Just what the small changes need, for sources laid out by clang-format with braces around every body. A mistake here
 costs a change that does not compile, and nothing more.
 """
-import dataclasses
+import typing
 
 from cpp_tokens import PAIRS, closing, tokens_of
 
@@ -16,8 +16,7 @@ NO_EXPRESSION = {"const", "constexpr", "static", "using", "return", "typedef", "
                  "explicit", "friend", "extern", "goto", "inline"}
 
 
-@dataclasses.dataclass(frozen=True)
-class Statement:
+class Statement(typing.NamedTuple):
     kind: str  # expression, jump, control or other
     first: int  # its tokens, both included
     last: int
@@ -37,6 +36,10 @@ class Source:
     def span(self, first, last):
         """Where the tokens `first` to `last` stand in the text."""
         return self.tokens[first].start, self.tokens[last].end
+
+    def spelled(self, first, last):
+        start, end = self.span(first, last)
+        return self.text[start:end]
 
     def spaced(self, index):
         """A sign between two operands; without blanks around it, < is a template's and && a reference's."""
