@@ -91,20 +91,26 @@ class Trials:
             list(pool.map(one, sorted(names)))
         record.write_text(json.dumps(known), encoding="utf-8")
 
-    def test(self, change, place):
-        """The verdict on a change, and the test that gave it. Raises DoesNotCompile."""
-        place.begin(change.file, change.apply(self.sources[change.file]))
-        for group in fitting_tests(change.file, self.tests):
-            # First the test that caught most in this file, else the longest one.
-            for name in sorted(group, key=lambda name: (-self.catches[change.file, name], -self.seconds[name])):
-                replaced = place.changed_programs(self.tests[name].programs)
-                if not replaced:
-                    continue
-                limit = round(15 + 6 * self.seconds[name])
-                verdict, _ = sandbox.run_test(self.tests[name], replaced, limit, True)
-                if verdict != sandbox.PASSED:
-                    self.catches[change.file, name] += 1
-                    return (CAUGHT if verdict == sandbox.FAILED else TIMED_OUT), name
+    def test(self, change):
+        """The verdict on a change, and the test that gave it."""
+        place = self.places.popleft()
+        try:
+            place.begin(change.file, change.apply(self.sources[change.file]))
+            for group in fitting_tests(change.file, self.tests):
+                # First the test that caught most in this file, else the longest one.
+                for name in sorted(group, key=lambda name: (-self.catches[change.file, name], -self.seconds[name])):
+                    replaced = place.changed_programs(self.tests[name].programs)
+                    if not replaced:
+                        continue
+                    limit = round(15 + 6 * self.seconds[name])
+                    verdict, _ = sandbox.run_test(self.tests[name], replaced, limit, True)
+                    if verdict != sandbox.PASSED:
+                        self.catches[change.file, name] += 1
+                        return (CAUGHT if verdict == sandbox.FAILED else TIMED_OUT), name
+        except bench.DoesNotCompile:
+            return REFUSED, ""
+        finally:
+            self.places.append(place)
         return SURVIVED, ""
 
     def judge(self, change, take):
@@ -115,13 +121,7 @@ class Trials:
             if change in self.equivalents:
                 verdict, name = WITHOUT_EFFECT, ""
             elif verdict in (SURVIVED, WITHOUT_EFFECT):
-                place = self.places.popleft()
-                try:
-                    verdict, name = self.test(change, place)
-                except bench.DoesNotCompile:
-                    verdict = REFUSED
-                finally:
-                    self.places.append(place)
+                verdict, name = self.test(change)
             with self.lock:
                 with VERDICTS.open("a", encoding="utf-8") as record:
                     record.write(json.dumps((name_of(change), verdict)) + "\n")
@@ -149,16 +149,12 @@ def name_of(change):
 def report(trials, seconds):
     counted = collections.Counter((change.kind, verdict) for change, verdict in trials.verdicts)
     rows = ["| kind | mutants | caught | without effect | survived |", "|---|---|---|---|---|"]
-    totals = [0, 0, 0]
-    for kind in KINDS:
-        numbers = [counted[kind, CAUGHT] + counted[kind, TIMED_OUT], counted[kind, WITHOUT_EFFECT],
-                   counted[kind, SURVIVED]]
-        totals = [sum(pair) for pair in zip(totals, numbers)]
-        rows.append(f"| {kind} | {sum(numbers)} | {' | '.join(map(str, numbers))} |")
-    rows.append(f"| all | {sum(totals)} | {' | '.join(map(str, totals))} |")
-    caught, without, survived = totals
+    for name, kinds in (*((kind, [kind]) for kind in KINDS), ("all", KINDS)):
+        caught, timed_out, without, survived = (sum(counted[kind, verdict] for kind in kinds) for verdict in (
+            CAUGHT, TIMED_OUT, WITHOUT_EFFECT, SURVIVED))
+        caught += timed_out
+        rows.append(f"| {name} | {caught + without + survived} | {caught} | {without} | {survived} |")
     share = 100.0 * caught / (caught + survived) if caught + survived else 0.0
-    timed_out = sum(number for (_, verdict), number in counted.items() if verdict == TIMED_OUT)
     summary = (f"{share:.1f} % caught: {caught} of {caught + survived} mutants, {timed_out} of them by the time limit; "
                f"{without} more are without effect, {trials.refused} did not compile and were replaced. "
                f"{seconds:.0f} s.")

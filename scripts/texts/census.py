@@ -65,17 +65,13 @@ class Census:
 
     def faults(self, unreachable: dict[Key, str]) -> list[str]:
         """`unreachable`: messages that no input can produce."""
-        known = {message.key: message for message in reversed(self.messages)}
-        faults = [f"never produced: {message.level}{message.text!r} ({message.place})"
-                  for key, message in reversed(known.items()) if key not in self.produced and key not in unreachable]
-        for key in unreachable:
-            if key not in known or key in self.produced:
-                what = "was produced" if key in known else "is no message"
-                faults.append(f"an exception that {what}: {key[1]}{key[2]!r}")
-        faults.extend(f"no message of the sources: {line!r} (in {file})" for line, file in self.unknown.items())
-        if self.files == 0:
-            faults.append("no run left a log")
-        return faults
+        known = {message.key: message for message in self.messages}
+        return [*(f"never produced: {message.level}{message.text!r} ({message.place})"
+                  for key, message in known.items() if key not in self.produced and key not in unreachable),
+                *(f"an exception that {'was produced' if key in known else 'is no message'}: {key[1]}{key[2]!r}"
+                  for key in unreachable if key not in known or key in self.produced),
+                *(f"no message of the sources: {line!r} (in {file})" for line, file in self.unknown.items()),
+                *(["no run left a log"] if self.files == 0 else [])]
 
     def wrong_commands(self, told: dict[str, tuple[str, ...]]) -> list[str]:
         """Texts that a command wrote although docs/messages does not say so."""
@@ -85,16 +81,14 @@ class Census:
 
     def table(self, unreachable: dict[Key, str]) -> str:
         """Rows for people, level by level."""
-        rows = ["| Level | Texts | Produced | Never, and cannot be |", "|---|---|---|---|"]
-        total = [0, 0, 0]
-        for level in dict.fromkeys(message.level for message in self.messages):
-            keys = {message.key for message in self.messages if message.level == level}
-            counts = [len(keys), len(keys & self.produced.keys()), len(keys & unreachable.keys())]
-            total = [sum(pair) for pair in zip(total, counts)]
-            name = level.strip(" :") if next(iter(keys))[0] == "log" else f"trace `{level}`"
-            rows.append("| " + " | ".join([name, *map(str, counts)]) + " |")
-        rows.append("| all | " + " | ".join(map(str, total)) + " |")
-        return "\n".join(rows) + "\n"
+        rows = "| Level | Texts | Produced | Never, and cannot be |\n|---|---|---|---|\n"
+        levels: dict[str, set[Key]] = {}
+        for message in self.messages:
+            name = message.level.strip(" :") if message.kind == "log" else f"trace `{message.level}`"
+            levels.setdefault(name, set()).add(message.key)
+        for name, keys in (*levels.items(), ("all", set().union(*levels.values()))):
+            rows += f"| {name} | {len(keys)} | {len(keys & self.produced.keys())} | {len(keys & unreachable.keys())} |\n"
+        return rows
 
 
 def take_log(census: Census, known: Known, path: Path) -> None:
