@@ -7,7 +7,7 @@ import subprocess
 import counts
 import trees
 from machine import Fault, Machine, Program, batch
-from rounds import Arm, Comparison, Stub, run_arm
+from rounds import Arm, Comparison, run_arm
 
 CMD = rf"{counts.SYSTEM}\cmd.exe"
 LOOK_UPS = 100
@@ -81,11 +81,7 @@ class Workplace:
 
     def stage(self, who: str, shape: trees.Shape) -> None:
         """The state that "unchanged" begins with."""
-        self.remove(who, shape)
-        program = self.upgrade(shape) if who == "ours" else batch(rf"C:\bench\xcopy.{shape.name}.bat")
-        self.machine.run(program)
-        if not self.is_staged(who, shape):
-            raise Stub(f"{program.command_line} is a stub: it has not staged {shape.name}")
+        run_arm(self.machine, self.copy(who, shape, True))
 
     def copy(self, who: str, shape: trees.Shape, first: bool, units: int = 1, name: str = "") -> Arm:
         if who == "ours":

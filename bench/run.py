@@ -1,9 +1,8 @@
 #!/usr/bin/env python3
-"""run.py [--quick] <build folder> <sources folder> <results folder> <page folder>   all measurements
-run.py --page <results folder> <page folder>                                      the page alone
+"""run.py [--quick | --page], for scripts/bench.sh, which says what these mean.
 
 Keeps the results as <system>.json. Writes performance.md and performance.svg from the results of all systems. Prints
-the tables of this one. Exits with 1 if a limit is broken that is no time. scripts/bench.sh calls it.
+the tables of this one. Exits with 1 if a limit is broken that is no time.
 """
 import argparse
 import datetime
@@ -23,6 +22,7 @@ import trees  # noqa: E402
 from machine import Fault, Machine, wine_text  # noqa: E402
 from rounds import compare  # noqa: E402
 
+ROOT = pathlib.Path(__file__).resolve().parents[1]
 LARGEST_PROGRAM = 1 << 20  # bytes
 MEMORY = pathlib.Path("/dev/shm/vela.bench")  # scripts/bench.sh clears it away, too
 MEMORY_NEEDED = 8 << 30  # bytes; what is staged, put aside and read again
@@ -74,14 +74,14 @@ def main() -> int:
     parser = argparse.ArgumentParser(usage=__doc__)
     parser.add_argument("--quick", action="store_true")
     parser.add_argument("--page", action="store_true")
-    parser.add_argument("folders", nargs="+", type=pathlib.Path)
     arguments = parser.parse_args()
     quick = arguments.quick
-    *made, kept, target = (folder.resolve() for folder in arguments.folders)
+    build, target = ROOT / "build/release", ROOT / ("build/bench" if quick else "docs")
+    sources, kept = ROOT / "build/bench/sources", ROOT / ("build/bench/results" if quick else "bench/results")
     if arguments.page:
         report.write_page(report.read(kept), target)
         return 0
-    build, sources = made
+    sources.mkdir(parents=True, exist_ok=True)
     shapes = [trees.SMALL, trees.TYPICAL] + ([] if quick else [trees.LARGE])
     for shape in shapes:
         say(f"source: {shape.name}")
@@ -110,7 +110,7 @@ def main() -> int:
                              describe_sources(shapes), quick, requests, broken)
     report.write(results, kept)
     report.write_page(report.read(kept), target)
-    print("\n" + report.tables([results]))
+    print(f"\n{report.tables([results])}\n{target}/performance.md")
     return 1 if results.failed else 0
 
 

@@ -8,26 +8,10 @@
 # Exits with 1 if a count of requests or the size of the program breaks its limit. Times have no such effect.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-root=$PWD
-build=$root/build/release
-sources=$root/build/bench/sources
-
-mode=()
-results=$root/bench/results
-page=$root/docs
-case ${1:-} in
-  '') ;;
-  --quick)
-    mode=(--quick)
-    results=$root/build/bench/results
-    page=$root/build/bench
-    ;;
-  --page) exec python3 bench/run.py --page "$results" "$page" ;;
-  *)
-    echo "usage: bench.sh [--quick | --page]" >&2
-    exit 2
-    ;;
-esac
+build=$PWD/build/release
+if [[ ${1:-} == --page ]]; then
+  exec python3 bench/run.py --page
+fi
 
 ./scripts/setup.sh
 # shellcheck source=scripts/stages.sh
@@ -44,11 +28,8 @@ unset DISPLAY WAYLAND_DISPLAY
 stage 'configure (preset release)' cmake --preset release -DBUILD_TESTING=ON || exit 1
 stage 'build (target bench)' cmake --build --preset release --target bench || exit 1
 stage 'Wine prefix' bash tests/support/make_prefix.sh "$build/tests/prefix" || exit 1
-mkdir -p "$build/tests/prefix.runs" "$sources"
-stage "measurements${mode[*]:+ (${mode[*]})}" python3 bench/run.py "${mode[@]}" "$build" "$sources" "$results" "$page" || true
-
+stage "measurements${*:+ ($*)}" python3 bench/run.py "$@" || true
 print_stages
-echo "  $page/performance.md"
 if stages_failed; then
   exit 1
 fi
