@@ -21,9 +21,10 @@ findings=$build/findings
 rows=$build/rows.txt
 
 ./scripts/setup.sh --lint
-trap 'kill $(jobs -p) 2>/dev/null || true' EXIT
-trap 'exit 130' INT
-trap 'exit 143' TERM HUP
+# shellcheck source=scripts/stages.sh
+source scripts/stages.sh
+# shellcheck disable=SC2016  # expanded then
+clean_up_at_exit 'kill $(jobs -p) 2>/dev/null || true'
 
 cmake -S tests/fuzz -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=clang++ >/dev/null
 cmake --build "$build" -j "$(nproc)" >"$build/build.log" || {
@@ -33,21 +34,13 @@ cmake --build "$build" -j "$(nproc)" >"$build/build.log" || {
 
 mapfile -t targets < <(basename -s Fuzz.cpp tests/fuzz/*Fuzz.cpp)
 
-# write_seeds <target> <folder>: a file for each line of the corpus.
-write_seeds() {
-  local line input
-  mkdir -p "$2"
-  while IFS= read -r line; do
-    input=${line#*:}
-    printf %b "${input# }" >"$2/${line%%:*}"
-  done <"tests/fuzz/corpus/$1.txt"
-}
-
 # run <target>: up to `limit`; a row "<target> <executions> <edges covered> <findings>".
 run() {
-  local target=$1 log=$build/$1.log code=0 grown=$build/corpus/$1 seeds=$build/seeds/$1 runs edges
-  mkdir -p "$grown" "$findings"
-  write_seeds "$target" "$seeds"
+  local target=$1 log=$build/$1.log code=0 grown=$build/corpus/$1 seeds=$build/seeds/$1 line runs edges
+  mkdir -p "$grown" "$findings" "$seeds"
+  while IFS= read -r line; do
+    printf %b "${line#*: }" >"$seeds/${line%%:*}"
+  done <"tests/fuzz/corpus/$1.txt"
   ASAN_OPTIONS=allocator_may_return_null=1 UBSAN_OPTIONS=print_stacktrace=1 \
     "$build/$target" -seed=1 -max_len=1024 -timeout=10 -rss_limit_mb=1024 "$limit" \
     -print_final_stats=1 -artifact_prefix="$findings/$target-" "$grown" "$seeds" >"$log" 2>&1 ||
@@ -77,13 +70,10 @@ for target in "${targets[@]}"; do
 done
 wait
 
-found=0
-printf '%-16s %12s %8s  %s\n' fuzzer executions edges verdict
-while read -r target runs edges finding; do
-  printf '%-16s %12s %8s  %s\n' "$target" "$runs" "$edges" "$( ((finding == 0)) && echo ok || echo FOUND)"
-  found=$((found + finding))
-done <<<"$(sort "$rows")"
-if (($(wc -l <"$rows") != ${#targets[@]} || found != 0)); then
-  echo "fuzz.sh: $found of ${#targets[@]} fuzzers found something (see build/fuzz/findings), or one did not run" >&2
+sort "$rows" | awk -v wanted=${#targets[@]} '
+  BEGIN { printf "%-16s %12s %8s  %s\n", "fuzzer", "executions", "edges", "verdict" }
+  { printf "%-16s %12d %8d  %s\n", $1, $2, $3, $4 ? "FOUND" : "ok"; found += $4 }
+  END { exit found > 0 || NR != wanted }' || {
+  echo "fuzz.sh: a fuzzer found something (see build/fuzz/findings), or one did not run" >&2
   exit 1
-fi
+}
