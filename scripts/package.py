@@ -137,17 +137,15 @@ def contents_of(build: pathlib.Path, program: pathlib.Path, components: list[Com
     for pattern in ("*.md", "*.svg"):  # the pages and their pictures
         for page in (ROOT / "docs").glob(pattern):
             files["docs/" + page.name] = page.read_bytes()
-    told = ["What is compiled into VELAutil.exe, beside VELAutil itself, and under which terms. The texts are those of",
-            "the Debian packages that the program was built with. This folder grants nothing for VELAutil itself.", ""]
-    referred: set[str] = set()
     for component in components:
         files[f"licences/{component.name}.txt"] = component.text.encode()
-        told.append(f"{component.name} {component.version}: licences/{component.name}.txt")
-        referred |= set(re.findall(str(COMMON_LICENSES) + r"/([\w.+-]*\w)", component.text))
-    for name in sorted(referred):
-        files[f"licences/common/{name}.txt"] = (COMMON_LICENSES / name).read_bytes()
-    told += ["", f"Where a text refers to {COMMON_LICENSES}, see licences/common.", ""]
-    files["licences/contents.txt"] = "\n".join(told).encode()
+        for name in re.findall(str(COMMON_LICENSES) + r"/([\w.+-]*\w)", component.text):
+            files[f"licences/common/{name}.txt"] = (COMMON_LICENSES / name).read_bytes()
+    files["licences/contents.txt"] = "\n".join([
+        "What is compiled into VELAutil.exe, beside VELAutil itself, and under which terms. The texts are those of",
+        "the Debian packages that the program was built with. This folder grants nothing for VELAutil itself.", "",
+        *(f"{component.name} {component.version}: licences/{component.name}.txt" for component in components), "",
+        f"Where a text refers to {COMMON_LICENSES}, see licences/common.", ""]).encode()
     return files
 
 
@@ -171,14 +169,13 @@ def list_of_contents(version: str, time: int, files: dict[str, bytes], component
     }]
     relationships = [("SPDXRef-DOCUMENT", "DESCRIBES", product)]
     for component in components:
-        part = spdx_id("Package-" + component.name)
         packages.append({
-            "SPDXID": part, "name": component.name, "versionInfo": component.version, "downloadLocation": "NOASSERTION",
+            "SPDXID": spdx_id("Package-" + component.name), "name": component.name, "versionInfo": component.version, "downloadLocation": "NOASSERTION",
             "filesAnalyzed": False, "licenseDeclared": DECLARED.get(component.name, "NOASSERTION"),
             "primaryPackagePurpose": "LIBRARY", **unknown,
             "comment": f"Debian's {', '.join(sorted(component.packages))}; terms: ./licences/{component.name}.txt",
         })
-        relationships.append((program, "STATIC_LINK" if component.linked else "DEPENDS_ON", part))
+        relationships.append((program, "STATIC_LINK" if component.linked else "DEPENDS_ON", packages[-1]["SPDXID"]))
     entries = [{
         "SPDXID": spdx_id("File-" + name), "fileName": "./" + name, "licenseInfoInFiles": ["NOASSERTION"], **unknown,
         "fileTypes": ["BINARY" if name == PROGRAM else "DOCUMENTATION" if name.endswith(".md") else "TEXT"],
