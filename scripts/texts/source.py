@@ -168,38 +168,30 @@ class Product:
                        for source in sources if source.name in RUN_LOG for index, arguments in source.calls("Entry")
                        if source.is_at(index - 1, "return") and is_text(arguments[0])}
 
-    def texts_of(self, source: Source, part: list[Token], row: Row) -> list[str] | None:
-        """The texts that an expression may be; None where it is a value, none where the row has none."""
+    def alternatives(self, source: Source, part: list[Token], row: Row) -> list[str | Value]:
+        """What an expression may be: texts, or a value; nothing where the row has no text."""
         if is_text(part):
             return [value_of(part)]
         if part[0].text == "(" and closing(part, 0) == len(part) - 1:
-            return self.texts_of(source, part[1:-1], row)
+            return self.alternatives(source, part[1:-1], row)
         words = [token.text for token in part]
         if "?" in words:
             question = words.index("?")
-            sides = split(part[question + 1 :], ":")
+            sides = [self.alternatives(source, side, row) for side in split(part[question + 1 :], ":")]
             decided = spelled(row.get(words[question - 1], []))
             if decided in ("true", "false"):  # the condition is a member of the table
-                return self.texts_of(source, sides[0 if decided == "true" else 1], row)
-            either = [self.texts_of(source, side, row) for side in sides]
-            return None if None in either else [text for texts in either for text in texts or []]
+                return sides[decided == "false"]
+            return [Value()] if any(isinstance(found, Value) for side in sides for found in side) else sum(sides, [])
         if words == ["std", "::", "endl"]:
             return ["\n"]
-        if len(words) == 1:
-            constant = source.constants.get(words[0], self.constants.get(words[0]))
-            return None if constant is None else [constant]
-        if words[-2] == ".*":  # any text of the table
-            return [value_of(row[member]) for member in source.structure_of if is_text(row.get(member, []))]
-        if words[-2] not in ACCESS or words[-1] not in source.structure_of:
-            return None
-        return [value_of(row[words[-1]])] if is_text(row.get(words[-1], [])) else []
-
-    def alternatives(self, source: Source, part: list[Token], row: Row) -> list[str | Value]:
-        texts = self.texts_of(source, part, row)
-        if texts is not None:
-            return list(texts)
-        words = spelled(part)
-        return [words if words.isdigit() else Value(words.startswith(NUMBERS))]
+        before, word = words[-2] if len(words) > 1 else "", words[-1]
+        if before == ".*" or (before in ACCESS and word in source.structure_of):
+            members = source.structure_of if before == ".*" else [word]  # a pointer may be to any text of the table
+            return [value_of(row[member]) for member in members if is_text(row.get(member, []))]
+        constants = {**self.constants, **source.constants}
+        if not before and (word.isdigit() or word in constants):
+            return [constants.get(word, word)]
+        return [Value(spelled(part).startswith(NUMBERS))]
 
     def rows_for(self, source: Source, parts: list[list[Token]]) -> list[Row]:
         """The rows that the members in these expressions come from; one empty row where there are none."""
