@@ -166,17 +166,6 @@ def report(trials, seconds):
     return share
 
 
-def parse_arguments():
-    parser = argparse.ArgumentParser(usage=__doc__)
-    parser.add_argument("--count", type=int, default=300)
-    parser.add_argument("--seed", type=int, default=1)
-    parser.add_argument("--only", action="append", default=[])
-    parser.add_argument("--jobs", type=int, default=(os.cpu_count() or 1) + 1)
-    parser.add_argument("--list", action="store_true")
-    parser.add_argument("--again", action="store_true")
-    return parser.parse_args()
-
-
 def earlier_verdicts(wanted):
     if wanted and VERDICTS.exists():
         lines = VERDICTS.read_text(encoding="utf-8").splitlines()
@@ -186,16 +175,20 @@ def earlier_verdicts(wanted):
 
 
 def main():
-    arguments = parse_arguments()
+    parser = argparse.ArgumentParser(usage=__doc__)
+    parser.add_argument("--count", type=int, default=300)
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--only", action="append", default=[])
+    parser.add_argument("--jobs", type=int, default=(os.cpu_count() or 1) + 1)
+    parser.add_argument("--list", action="store_true")
+    parser.add_argument("--again", action="store_true")
+    arguments = parser.parse_args()
     started = time.monotonic()
     bench.copy_sources()
     sources = product_sources(bench.SOURCE)
     changes = find_changes(sources)
     entries = read_entries((bench.SOURCE / "tests/mutants/equivalent.txt").read_text(encoding="utf-8"))
     equivalents = matching(entries, changes)
-    for file in arguments.only:
-        if file not in sources:
-            raise bench.CannotRun(f"{file} is no source of the product")
     chosen = [change for change in changes if not arguments.only or change.file in arguments.only]
     count = min(arguments.count, len(chosen))
     sample = Sample(chosen, arguments.seed, count)

@@ -8,22 +8,12 @@ COMPANIONS = {
     r"(scenarios|matrix)\..*": ("VELAutil.exe",),
 }
 
-ANY_COMMON = r"unit\.OrCommon.*"
-USERS_OF_COMMON = r"unit\.FrwkCommon.*|unit\.cli|unit\.plugins|unit\.activation"
-
 # The scenarios tell what they do otherwise than plain runs, which the matrix has.
 PLAIN = r"matrix\.windows_vista\.1252\.administrator"
 
-# Beginning of a name in the product -> groups of tests; a group is asked when nobody in the one before noticed. The
-# longest beginning counts.
+# Folder of the product -> groups of tests; a group is asked when nobody in the one before noticed.
 FITTING = {
-    "Common/OrCommon/OrComn_AccessControl": (r"unit\.OrCommon\.session", ANY_COMMON, USERS_OF_COMMON),
-    "Common/OrCommon/OrComn_AtlSecurity": (r"unit\.OrCommon\.security", ANY_COMMON, USERS_OF_COMMON),
-    "Common/OrCommon/OrComn_DebugLog": (r"unit\.OrCommon\.trace", ANY_COMMON, USERS_OF_COMMON),
-    "Common/OrCommon/OrComn_File": (r"unit\.OrCommon|unit\.OrCommon\.removal", ANY_COMMON, USERS_OF_COMMON),
-    "Common/OrCommon/OrComn_SecurityAttributes": (r"unit\.OrCommon\.security", ANY_COMMON, USERS_OF_COMMON),
-    "Common/OrCommon/OrComn_TerminalService": (r"unit\.OrCommon\.session", ANY_COMMON, USERS_OF_COMMON),
-    "Common/OrCommon": (r"unit\.OrCommon", ANY_COMMON, USERS_OF_COMMON),
+    "Common/OrCommon": (r"unit\.OrCommon.*", r"unit\.FrwkCommon.*|unit\.cli|unit\.plugins|unit\.activation"),
     "Common/FrwkCommon": (r"unit\.FrwkCommon.*", r"unit\.activation|unit\.settings"),
     "cli": (r"unit\.cli", r"scenarios\.command_line|scenarios\.code_page.*"),
     "settings": (r"unit\.settings.*", r"unit\.install|unit\.plugins|unit\.activation"),
@@ -36,14 +26,13 @@ FITTING = {
 
 
 def fitting_tests(file, tests):
-    """Lists of names of tests. The last of three groups is not asked about a header, for which most of it would have to
+    """Lists of names of tests. Who uses Common/OrCommon is not asked about its headers: nearly everything would have to
     be compiled anew."""
-    beginning = max((beginning for beginning in FITTING if file.startswith(beginning)), key=len)
-    groups, taken = [], set()
-    for pattern in FITTING[beginning]:
-        fitting = {name for name in tests if re.fullmatch(pattern, name)}
+    folder, _, name = file.rpartition("/")
+    groups = []
+    for pattern in FITTING[folder]:
+        fitting = sorted(name for name in tests if re.fullmatch(pattern, name))
         if not fitting:
             raise ValueError(f"no test fits {pattern}")
-        groups.append(sorted(fitting - taken))
-        taken |= fitting
-    return groups[:-1] if file.endswith(".h") and len(groups) > 2 else groups
+        groups.append(fitting)
+    return groups[:1] if folder == "Common/OrCommon" and name.endswith(".h") else groups
