@@ -3,10 +3,11 @@ import os
 import pathlib
 import shutil
 import subprocess
+from collections.abc import Callable
 
 import counts
 import trees
-from machine import Fault, Machine, Program, batch
+from machine import Machine, Program, batch
 from rounds import Arm, Comparison, run_arm
 
 CMD = rf"{counts.SYSTEM}\cmd.exe"
@@ -148,45 +149,42 @@ def comparisons(place: Workplace, quick: bool) -> list[Comparison]:
     small, typical, large = trees.SMALL, trees.TYPICAL, trees.LARGE
     # Many rounds if a run is short or near its limit, few if it writes or reads much.
     few, more, many = (5, 11, 41) if quick else (11, 41, 121)
+
+    def pair(what: str, limit: float, rounds: int, arm: Callable[..., Arm], *arguments: object) -> Comparison:
+        return Comparison(what, limit, arm("ours", *arguments), arm("peer", *arguments), rounds)
     for shape in (small, typical) if quick else (small, typical, large):
         place.stage("ours", shape)
         if shape is not large:
             place.stage("peer", shape)
     place.place_modules()
     rows = [
-        Comparison("status (`-s`)", 1.20, Arm("`-s`", counts.STATUS),
-                   Arm("a bare program", counts.BARE), many),
-        Comparison("upgrade (`-p`), typical, first copy", 0.70, place.copy("ours", typical, True),
-                   place.copy("peer", typical, True), few),
-        Comparison("upgrade (`-p`), small, unchanged", 0.22, place.copy("ours", small, False),
-                   place.copy("peer", small, False), more),
-        Comparison("upgrade (`-p`), typical, unchanged", 0.48, place.copy("ours", typical, False),
-                   place.copy("peer", typical, False), more),
-        Comparison("ten modules registered", 0.95, place.register("ours"), place.register("peer"), more),
-        Comparison("delete, small", 0.45, place.delete("ours", small), place.delete("peer", small), more),
-        Comparison("delete, typical", 0.25, place.delete("ours", typical), place.delete("peer", typical), more),
+        Comparison("status (`-s`)", 1.20, Arm("`-s`", counts.STATUS), Arm("a bare program", counts.BARE), many),
+        pair("upgrade (`-p`), typical, first copy", 0.70, few, place.copy, typical, True),
+        pair("upgrade (`-p`), small, unchanged", 0.22, more, place.copy, small, False),
+        pair("upgrade (`-p`), typical, unchanged", 0.48, more, place.copy, typical, False),
+        pair("ten modules registered", 0.95, more, place.register),
+        pair("delete, small", 0.45, more, place.delete, small),
+        pair("delete, typical", 0.25, more, place.delete, typical),
         Comparison("upgrade (`-p`), typical, unchanged, log written", 1.05, place.logged(typical, True),
                    place.logged(typical, False), many),
         Comparison("look-up of a process", 1.05, Arm("look-up", Program(counts.STEPS, f"lookup {LOOK_UPS}")),
                    Arm("a bare snapshot", Program(counts.STEPS, f"snapshot {LOOK_UPS}")), more),
     ]
-    if not quick:
-        rows += [
-            Comparison("delete, large", 0.15, place.delete("ours", large), place.delete("peer", large), few),
-            Comparison("time per file, unchanged, large", 1.10,
-                       place.copy("ours", large, False, len(place.staged["large"]), "`-p`, large"),
-                       place.copy("ours", typical, False, len(place.staged["typical"]), "typical"), few),
-        ]
-    return rows
+    return rows if quick else rows + [
+        pair("delete, large", 0.15, few, place.delete, large),
+        Comparison("time per file, unchanged, large", 1.10,
+                   place.copy("ours", large, False, len(place.staged["large"]), "`-p`, large"),
+                   place.copy("ours", typical, False, len(place.staged["typical"]), "typical"), few),
+    ]
 
 
 def peak_memory(place: Workplace, shape: trees.Shape, runs: int) -> list[int]:
-    peaks = []
+    arm, peaks = place.copy("ours", shape, False), []
     for _ in range(runs):
-        place.outdate("ours", shape)
-        peaks.append(place.machine.peak_memory(place.upgrade(shape), (1,)))
-        if not place.is_renewed("ours", shape):
-            raise Fault(f"{shape.name}: the run whose memory was measured did nothing")
+        arm.prepare()
+        result, peak = place.machine.peak_memory(arm.program)
+        arm.check(result)
+        peaks.append(peak)
     return peaks
 
 

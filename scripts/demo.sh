@@ -35,43 +35,29 @@ indent() {
   awk '{ sub(/\r$/, ""); print "    " $0 }'
 }
 
-# Ends every program of the machine that still runs.
-switch_off() {
-  if [[ -d $WINEPREFIX ]]; then
-    end_prefix "$WINEPREFIX"
-  fi
-}
-
 # Output goes through a file: a program that stays running would hold a pipe open.
 run_wine() {
-  local code=0
-  "${fixed_addresses[@]}" wine "$@" </dev/null >"$demo/output" 2>&1 || code=$?
-  return "$code"
+  "${fixed_addresses[@]}" wine "$@" </dev/null >"$demo/output" 2>&1
 }
 
 # must <what> <command...>
 must() {
   if ! "${@:2}"; then
     echo "demo: $1 failed:" >&2
-    cat "$demo/output" >&2
+    tail -n 40 "$demo/output" >&2
     exit 1
   fi
 }
 
-build_all() {
+build_program() {
   mkdir -p "$demo"
-  if ! {
-    cmake --preset release -DBUILD_TESTING=ON && cmake --build --preset release --target VELAutil fixtures
-  } >"$demo/build.log" 2>&1; then
-    tail -n 40 "$demo/build.log" >&2
-    echo "demo: the build failed; $demo/build.log has all messages." >&2
-    exit 1
-  fi
+  { cmake --preset release -DBUILD_TESTING=ON && cmake --build --preset release --target VELAutil fixtures; } \
+    >"$demo/output" 2>&1
 }
 
 # A machine with Outlook 2010, the user who is logged on, and a second user whose registry is loaded.
 make_machine() {
-  switch_off
+  end_prefix "$WINEPREFIX"
   rm -rf "$WINEPREFIX"
   bash tests/support/make_prefix.sh "$build/tests/prefix" >/dev/null
   cp -a "$build/tests/prefix" "$WINEPREFIX"
@@ -174,14 +160,14 @@ probe_classes() {
 ./scripts/setup.sh
 # shellcheck source=scripts/stages.sh
 source scripts/stages.sh
-clean_up_at_exit switch_off
+clean_up_at_exit "end_prefix '$WINEPREFIX'"
 fixed_addresses=(setarch -R)  # with random addresses Wine sometimes fails to start a program
 setarch -R true 2>/dev/null || fixed_addresses=()
 run_log=$WINEPREFIX/drive_c/windows/temp/QRTX_Debug/vela.log
 
 say "VELAutil manages the anti-spam plug-ins of three mail clients: Outlook, Outlook Express, Windows Live Mail." \
   "Building it, and a Windows machine to try it on (the first time takes a while) ..."
-build_all
+must 'the build' build_program
 make_machine
 
 title 'The machine'
