@@ -46,11 +46,8 @@ def results(count=1.0, size=1.0, ratio=0.4, system="Debian 12", broken=()) -> re
 
 class Rounds(unittest.TestCase):
     def test_every_arm_is_in_every_place_and_behind_every_other(self):
-        orders = ["".join(rotated(list("abc"), number)) for number in range(6)]
-        for place in range(3):
-            self.assertEqual(sorted(order[place] for order in orders), list("aabbcc"))
-        followers = {order[place:place + 2] for order in orders for place in range(2)}
-        self.assertEqual(followers, {"ab", "bc", "ca", "ba", "cb", "ac"})
+        self.assertEqual(["".join(rotated(list("abc"), number)) for number in range(6)],
+                         ["abc", "bca", "cab", "cba", "acb", "bac"])
 
     def test_the_ratio_is_the_median_of_the_rounds_and_leaves_the_warm_up_out(self):
         # Ours runs twice in each round: as itself and once more.

@@ -41,19 +41,12 @@ CAUGHT, TIMED_OUT, WITHOUT_EFFECT, SURVIVED = "caught", "caught by the time limi
 REFUSED = "does not compile"
 
 
-class Sample:
-    """So many changes of each kind. The larger kinds give what a kind does not have."""
-
-    def __init__(self, changes, seed, count):
-        ordered = in_order(changes, seed)
-        self.left = {kind: collections.deque(ordered[kind]) for kind in KINDS}
-        self.first = [self.take(KINDS[number % len(KINDS)]) for number in range(count)]
-
-    def take(self, kind):
-        """One more change; also in place of one that does not compile."""
-        if not self.left[kind]:
-            kind = max(KINDS, key=lambda other: len(self.left[other]))
-        return self.left[kind].popleft() if self.left[kind] else None
+def take(left, kind):
+    """One more change of a kind, also in place of one that does not compile. The larger kinds give what a kind does not
+    have."""
+    if not left[kind]:
+        kind = max(KINDS, key=lambda other: len(left[other]))
+    return left[kind].pop(0) if left[kind] else None
 
 
 class Trials:
@@ -113,8 +106,8 @@ class Trials:
             self.places.append(place)
         return SURVIVED, ""
 
-    def judge(self, change, take):
-        """Notes the verdict on this change, or on the next one if this does not compile."""
+    def judge(self, change, left):
+        """Notes the verdict on this change, or on the next one that is left if this does not compile."""
         while change:
             started = time.monotonic()
             verdict, name = self.known.get(name_of(change), SURVIVED), "an earlier run"
@@ -127,7 +120,7 @@ class Trials:
                     record.write(json.dumps((name_of(change), verdict)) + "\n")
                 if verdict == REFUSED:  # try another one
                     self.refused += 1
-                    change = take(change.kind)
+                    change = take(left, change.kind)
                     continue
                 self.verdicts.append((change, verdict))
                 print(f"{len(self.verdicts):4} {change.kind:10} {change.file}:{change.line} {verdict}"
@@ -191,9 +184,10 @@ def main():
     equivalents = matching(entries, changes)
     chosen = [change for change in changes if not arguments.only or change.file in arguments.only]
     count = min(arguments.count, len(chosen))
-    sample = Sample(chosen, arguments.seed, count)
+    left = in_order(chosen, arguments.seed)
+    sample = [take(left, KINDS[number % len(KINDS)]) for number in range(count)]
     if arguments.list:
-        for change in sample.first:
+        for change in sample:
             print(described(change), end="")
         return 0
     if count == 0:
@@ -206,8 +200,8 @@ def main():
     print(f"{len(changes)} changes can be made, {count} are tried; ready after {time.monotonic() - started:.0f} s",
           flush=True)
     with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
-        waiting = [pool.submit(trials.judge, change, sample.take) for change in
-                   sorted(sample.first, key=lambda change: change.file.endswith(".h"))]  # headers cost most
+        waiting = [pool.submit(trials.judge, change, left) for change in
+                   sorted(sample, key=lambda change: change.file.endswith(".h"))]  # headers cost most
         try:
             for one in waiting:
                 one.result()
