@@ -5,7 +5,6 @@ They are most of what a run costs under Wine. Unlike times they are the same on 
 costs is the difference between two sizes of the same run.
 """
 import dataclasses
-import os
 import pathlib
 import sys
 from collections.abc import Callable

@@ -11,6 +11,7 @@ import threading
 OVERRIDES = ("mscoree,mshtml=;winemenubuilder.exe,services.exe,plugplay.exe,winedevice.exe,explorer.exe,rpcss.exe,"
              "svchost.exe,winedbg.exe=d")
 PROGRAMS = ("VELAutil.exe", "bench/Bare.exe", "bench/Driver.exe", "bench/Steps.exe", "tests/fixtures/ClassProbe.exe")
+LIMIT = 600  # seconds for a program
 REQUEST = re.compile(rb"^([0-9a-f]{4}): ([a-z_0-9]+)\((?!\) =)")
 
 
@@ -23,7 +24,6 @@ class Program:
     """A program to start: its full path on the machine and what follows its name on the command line."""
     path: str
     arguments: str = ""
-    limit: int = 600  # seconds
 
     @property
     def command_line(self) -> str:
@@ -125,9 +125,9 @@ class Machine:
     def run(self, program: Program) -> Run:
         """Starts a program and waits for its end. Any exit code is an answer; a program that does not start or end is
         a fault."""
-        self.driver.stdin.write(f"{program.limit * 1000}|{program.path}|{program.command_line}\n")
+        self.driver.stdin.write(f"{LIMIT * 1000}|{program.path}|{program.command_line}\n")
         self.driver.stdin.flush()
-        words = self._answer(program.limit + 30)
+        words = self._answer(LIMIT + 30)
         if len(words) != 3 or not words[0].isdigit():
             raise Fault(f"{program.command_line}: {' '.join(words) or 'the driver ended'}")
         return Run(int(words[1]) / 1e6, int(words[0]))

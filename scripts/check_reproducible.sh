@@ -31,9 +31,5 @@ cmake --build --preset release --target VELAutil
 second=$copy/build/release/VELAutil.exe
 
 sha256sum "$first" "$second"
-if ! cmp "$first" "$second"; then
-  echo "check_reproducible: $(cmp -l "$first" "$second" | wc -l) bytes differ; the first ones (offset, one, other):" >&2
-  cmp -l "$first" "$second" | head -n 5 >&2 || true
-  exit 1
-fi
+cmp "$first" "$second"
 echo "identical: $(stat -c %s "$first") bytes"

@@ -16,11 +16,9 @@ run under Wine, and levels, log texts and the order of statements are among the 
 import argparse
 import collections
 import concurrent.futures
-import hashlib
 import json
 import os
 import pathlib
-import re
 import sys
 import threading
 import time
@@ -28,8 +26,8 @@ import time
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
 from mutation import bench, sandbox  # noqa: E402
-from mutation.changes import KINDS, find_changes, in_order, product_sources  # noqa: E402
-from mutation.equivalents import matching, read_entries  # noqa: E402
+from mutation.changes import (KINDS, find_changes, in_order, matching, product_sources,  # noqa: E402
+                              read_entries)
 from mutation.fitting import COMPANIONS, fitting_tests  # noqa: E402
 
 WANTED = 95.0
@@ -70,15 +68,13 @@ class Trials:
 
         def one(name):
             test = self.tests[name]
-            state = hashlib.sha256(repr((test.command, test.environment)).encode())
-            for program in test.programs:
-                state.update((bench.BUILD / program).read_bytes())
-            if known.get(name, ("", 0.0))[0] != state.hexdigest():
+            state = repr((test, [(bench.BUILD / program).stat().st_mtime_ns for program in test.programs]))
+            if known.get(name, ("", 0.0))[0] != state:
                 started = time.monotonic()
                 verdict, output = sandbox.run_test(test, {}, 400, False)
                 if verdict != sandbox.PASSED:
                     raise bench.CannotRun(f"{name} {verdict} without any change:\n{output[-3000:]}")
-                known[name] = (state.hexdigest(), time.monotonic() - started)
+                known[name] = (state, time.monotonic() - started)
             self.seconds[name] = known[name][1]
         with concurrent.futures.ThreadPoolExecutor(self.jobs) as pool:
             list(pool.map(one, sorted(names)))

@@ -8,8 +8,7 @@ sys.dont_write_bytecode = True
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 sys.path.insert(0, str(ROOT / "scripts"))
 from mutation.bench import CannotRun  # noqa: E402
-from mutation.changes import find_changes, in_order, product_sources  # noqa: E402
-from mutation.equivalents import matching, read_entries  # noqa: E402
+from mutation.changes import find_changes, in_order, matching, product_sources, read_entries  # noqa: E402
 
 
 class Changes(unittest.TestCase):
