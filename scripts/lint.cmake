@@ -8,21 +8,8 @@ separate_arguments(_warnings UNIX_COMMAND "-Wall -Wextra -Wpedantic -Wconversion
   -Wstring-conversion -Wunused-member-function -Wunused-template -Wheader-hygiene -Wundefined-reinterpret-cast
   -Wcast-qual -Wdeprecated-copy-dtor -Wnewline-eof -Wover-aligned -Wmissing-noreturn -Werror")
 add_compile_options(${_warnings})
-
 # A stand-in in a test is complete, whichever of its members the test calls.
-function(vela_lint_tests folder)
-  get_property(targets DIRECTORY "${folder}" PROPERTY BUILDSYSTEM_TARGETS)
-  foreach(target IN LISTS targets)
-    get_target_property(type ${target} TYPE)
-    if(NOT type MATCHES "UTILITY|INTERFACE")
-      target_compile_options(${target} PRIVATE -Wno-unused-member-function)
-    endif()
-  endforeach()
-  get_property(below DIRECTORY "${folder}" PROPERTY SUBDIRECTORIES)
-  foreach(one IN LISTS below)
-    vela_lint_tests("${one}")
-  endforeach()
-endfunction()
+add_compile_options("$<$<PATH:IS_PREFIX,${CMAKE_SOURCE_DIR}/tests,$<TARGET_PROPERTY:SOURCE_DIR>>:-Wno-unused-member-function>")
 
 # Each header as a source of its own: it must include what it needs. (CMake's VERIFY_INTERFACE_HEADER_SETS would want
 # every header in a file set of a library, and knows none of executables.)
@@ -40,5 +27,4 @@ function(vela_lint_headers)
   target_compile_options(headers PRIVATE -Wno-unused-template -Wno-unused-member-function -Wno-unused-function)
 endfunction()
 
-cmake_language(DEFER CALL vela_lint_tests "${CMAKE_SOURCE_DIR}/tests")
 cmake_language(DEFER CALL vela_lint_headers)

@@ -226,7 +226,8 @@ def read_entries(text):
     entries = []
     for block in re.split(r"\n{2,}", re.sub(r"^#.*\n", "", text, flags=re.MULTILINE).strip()):
         entry = dict(re.findall(r"^(\w+): *(.*\S)$", block, re.MULTILINE))
-        if [field for field in entry if field != "which"] != ["file", "was", "now", "why"] or len(entry) != block.count("\n") + 1:
+        fields = [field for field in entry if field != "which"]
+        if fields != ["file", "was", "now", "why"] or len(entry) != block.count("\n") + 1:
             raise CannotRun(f"equivalent.txt: not file, was, now, why:\n{block}")
         entries.append(entry)
     return entries
