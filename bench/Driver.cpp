@@ -1,16 +1,15 @@
 // Starts programs one after the other and measures them, inside Wine, so that no time includes the start of Wine. Each
 // line of standard input is an order; its answer is one line:
 //
-//   <milliseconds to wait>|<full path of the program>|<command line>
-//   <exit code or "late" or "refused"> <microseconds> <process id>
+//   <full path of the program>|<command line>
+//   <exit code or "refused"> <microseconds>
 //
-// A program that takes too long is ended ("late"). One that cannot be started is "refused", with the error in place of
-// the time. Programs get NUL for input and output. Everything is ASCII.
+// A program that cannot be started is "refused", with the error in place of the time. Programs get NUL for input and
+// output. Everything is ASCII.
 #include <windows.h>
 
 #include <cstdio>
 #include <iostream>
-#include <sstream>
 #include <string>
 
 namespace {
@@ -21,7 +20,7 @@ long long Microseconds(LARGE_INTEGER from, LARGE_INTEGER to) {
   return (to.QuadPart - from.QuadPart) * 1000000 / frequency.QuadPart;
 }
 
-void Run(const std::string& program, char* commandLine, DWORD limit, HANDLE nul) {
+void Run(const std::string& program, char* commandLine, HANDLE nul) {
   STARTUPINFOA startup = {};
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESTDHANDLES;
@@ -31,19 +30,14 @@ void Run(const std::string& program, char* commandLine, DWORD limit, HANDLE nul)
   LARGE_INTEGER ended = {};
   ::QueryPerformanceCounter(&started);
   if (!::CreateProcessA(program.c_str(), commandLine, nullptr, nullptr, TRUE, 0, nullptr, "C:\\", &startup, &child)) {
-    std::printf("refused %lu 0\n", ::GetLastError());
+    std::printf("refused %lu\n", ::GetLastError());
     return;
   }
-  const bool late = ::WaitForSingleObject(child.hProcess, limit) != WAIT_OBJECT_0;
+  ::WaitForSingleObject(child.hProcess, INFINITE);
   ::QueryPerformanceCounter(&ended);
-  if (late) {
-    ::TerminateProcess(child.hProcess, 1);
-    ::WaitForSingleObject(child.hProcess, 5000);
-  }
   DWORD exitCode = 0;
   ::GetExitCodeProcess(child.hProcess, &exitCode);
-  std::printf("%s %lld %lu\n", late ? "late" : std::to_string(exitCode).c_str(), Microseconds(started, ended),
-              child.dwProcessId);
+  std::printf("%lu %lld\n", exitCode, Microseconds(started, ended));
   ::CloseHandle(child.hThread);
   ::CloseHandle(child.hProcess);
 }
@@ -62,15 +56,10 @@ int wmain() {
   // A reader of the server's trace leaves this thread out.
   std::printf("driver %04lx\n", ::GetCurrentThreadId());
   std::fflush(stdout);
-  for (std::string line; std::getline(std::cin, line);) {
-    std::istringstream order(line);
-    DWORD limit = 0;
-    std::string program;
-    std::string commandLine;
-    if (!(order >> limit).ignore() || !std::getline(order, program, '|') || !std::getline(order, commandLine)) {
-      return 2;
-    }
-    Run(program, commandLine.data(), limit, nul);
+  std::string program;
+  std::string commandLine;
+  while (std::getline(std::cin, program, '|') && std::getline(std::cin, commandLine)) {
+    Run(program, commandLine.data(), nul);
     std::fflush(stdout);
   }
   return 0;

@@ -125,11 +125,11 @@ class Machine:
     def run(self, program: Program) -> Run:
         """Starts a program and waits for its end. Any exit code is an answer; a program that does not start or end is
         a fault."""
-        self.driver.stdin.write(f"{LIMIT * 1000}|{program.path}|{program.command_line}\n")
+        self.driver.stdin.write(f"{program.path}|{program.command_line}\n")
         self.driver.stdin.flush()
-        words = self._answer(LIMIT + 30)
-        if len(words) != 3 or not words[0].isdigit():
-            raise Fault(f"{program.command_line}: {' '.join(words) or 'the driver ended'}")
+        words = self._answer(LIMIT)
+        if len(words) != 2 or not words[0].isdigit():
+            raise Fault(f"{program.command_line}: {' '.join(words) or 'it took too long, or the driver ended'}")
         return Run(int(words[1]) / 1e6, int(words[0]))
 
     def run_counting(self, program: Program) -> tuple[Run, int]:
