@@ -7,8 +7,8 @@
 # takes a few milliseconds, so the other scripts call it every time.
 set -euo pipefail
 
-# Group, Debian package, and what shows that it is there (any one of these: a path, a command, or behind "clang:" a file
-# that clang finds). Files and not packages, so that other installations of the same tools count.
+# Group, Debian package, and what shows that it is there (any one of these: a path or a command). Files and not packages,
+# so that other installations of the same tools count.
 needs() {
   cat <<'END'
 build g++-mingw-w64-x86-64-win32 x86_64-w64-mingw32-g++-win32
@@ -29,7 +29,7 @@ lint shellcheck shellcheck
 lint yamllint yamllint
 fuzz g++ g++
 fuzz clang clang++
-fuzz libclang-rt-dev clang:libclang_rt.fuzzer-x86_64.a
+fuzz libclang-rt-dev /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a
 prove gcovr gcovr
 prove bubblewrap bwrap
 newcomer debootstrap debootstrap /usr/sbin/debootstrap
@@ -54,8 +54,6 @@ is_there() {
   for place; do
     case $place in
       /*) [[ -e $place ]] && return ;;
-      # It answers with the bare name where it has no such file.
-      clang:*) [[ $(clang++ --print-file-name="${place#clang:}" 2>/dev/null) == /* ]] && return ;;
       *) command -v "$place" >/dev/null && return ;;
     esac
   done
@@ -67,7 +65,7 @@ find_missing() {
   local group package places
   missing=()
   while read -r group package places; do
-    # shellcheck disable=SC2086  # several places, split on purpose
+    # shellcheck disable=SC2086  # several places, split and expanded on purpose
     if [[ " $wanted " == *" $group "* ]] && ! is_there $places; then
       missing+=("$package")
     fi
