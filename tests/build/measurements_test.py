@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What is reckoned from the measurements: ratios, verdicts, tables, chart; and the sources that are made for them."""
+"""What bench/ reckons from its measurements: ratios, verdicts, tables, chart; and the sources that are made for them."""
 import collections
 import pathlib
 import sys
@@ -7,7 +7,8 @@ import tempfile
 import unittest
 
 sys.dont_write_bytecode = True
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
+BENCH = pathlib.Path(__file__).resolve().parents[2] / "bench"
+sys.path.insert(0, str(BENCH))
 import report  # noqa: E402
 import trees  # noqa: E402
 from counts import Measure, limit_of  # noqa: E402
@@ -92,7 +93,7 @@ class Reports(unittest.TestCase):
         self.assertIn("**No result** on Debian 13 for delete: peer is a stub", page)
 
     def test_the_documentation_is_what_the_kept_results_make(self):
-        systems = report.read(pathlib.Path(__file__).resolve().parent / "results")
+        systems = report.read(BENCH / "results")
         self.assertEqual(report.PAGE.read_text(encoding="utf-8"), report.page(systems))
         self.assertEqual(report.PAGE.with_suffix(".svg").read_text(encoding="utf-8"), report.chart(systems))
 
