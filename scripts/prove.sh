@@ -61,7 +61,7 @@ for name; do
     *) unset VELA_TEST_MESSAGES ;;
   esac
   if stage "$name: ${headings[$name]}" scripts/prove/stage.sh "$name"; then
-    echo "$(date -u +%Y-%m-%d), ${stage_seconds[-1]} s" >"$rows/$name.proven"
+    echo "$(date -u +%Y-%m-%d), ${stage_seconds[-1]} s, of $(git describe --always --dirty)" >"$rows/$name.proven"
   fi
 done
 
@@ -93,7 +93,7 @@ if $write; then
   done
   {
     sed '/^<!-- proof begins -->$/q' docs/proof.md
-    printf '\nOn %s, with GCC %s and %s, on %s cores; each stage with the day of its run and the time that it took:\n' \
+    printf '\nOn %s, with GCC %s and %s, on %s cores; each stage with the day of its run, its time and the commit:\n' \
       "$(. /etc/os-release && echo "${NAME%% *} $VERSION_ID")" "$(x86_64-w64-mingw32-g++-win32 -dumpversion | sed 's/-.*//')" \
       "$(WINEDEBUG=-all wine --version)" "$(nproc)"
     print_table
