@@ -29,8 +29,8 @@ struct DelayedInstall {
   RunLog::Text clearFailure;
 };
 
-// In this order. By design, the first two clear each other's flag, so a client whose own flag is set is registered
-// again every time. The texts name the flag that is really cleared.
+// In this order. By design, the first two clear each other's flag: if only one of the two is set, it stays set, and
+// that client is registered again every time. The texts name the flag that is really cleared.
 constexpr DelayedInstall kDelayedInstalls[] = {
     {MailClient::kOutlookExpress, L"nDelayEnableOE = %d", false, MailClient::kOutlook,
      L"Fail to store REG_ZENTA_VELA_OL_DELAY_INSTALL_KEY value !!"},

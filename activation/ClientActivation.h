@@ -12,8 +12,8 @@ namespace VELAUtility {
 // `installPath`: the product's install folder. `userSid`: the console user's security identifier in its textual form.
 // `sessionId`: not used.
 
-// Prepare the user's folders. Make the client load the plug-in, or its monitor start at log-on. Always true: failures
-// are logged.
+// Prepare the user's folders. Make the client load the plug-in, or its monitor start at log-on. Always true. Failed
+// writes to the machine's keys are logged; failures at the user's folders and hives are not.
 bool VELA_ActivateOL(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
 bool VELA_ActivateOE(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
 bool VELA_ActivateWLM(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);

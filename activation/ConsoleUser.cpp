@@ -36,7 +36,7 @@ std::wstring GetThreadUserName(GetUserNameExFunction getUserNameEx) {
 
 std::wstring GetCurrentUserSid() {
   // Bound before impersonation: the user's drive letters must not decide which file is loaded. Bound by name, because
-  // only this function needs secur32.
+  // only this function calls secur32.
   const EntryPoint nameEntry(L"secur32.dll", L"GetUserNameExW");
   Frwk::WindowStation::ConsoleUserScope user;
   if (!user.Start()) {

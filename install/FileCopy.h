@@ -22,8 +22,8 @@ DWORD CopyFolderTree(const std::wstring& source, const std::wstring& destination
 // Copies one file with its times and attributes. A destination whose last-write time equals the source's is up to date
 // and not changed, regardless of its contents. A read-only, hidden or system file is replaced, too. A source that can
 // be opened but not read gives an empty file with another time, which the next run copies again. False, with the code
-// in `error` (may be null), if a step failed: the destination may then contain a part of the file. ERROR_DISK_FULL if a
-// write was incomplete. Not logged.
+// in `error` (may be null), if the source could not be opened, or the destination not be created or written: it may
+// then contain a part of the file. ERROR_DISK_FULL if a write was incomplete. Not logged.
 bool CopyFileKeepingTimes(const std::wstring& source, const std::wstring& destination, DWORD* error = nullptr);
 
 }  // namespace VELAUtility

@@ -19,7 +19,7 @@ enum OutlookRelease : DWORD {
   OL_LATER_THAN_2010 = 7,
 };
 
-// The release of a major version number: 9 to 12, 14, and 15 or more. No other releases exist.
+// The release of a major version number: 9 to 12, 14, and 15 or more. OL_NOT_INSTALLED for any other.
 OutlookRelease ReleaseOfVersion(unsigned long majorVersion) noexcept;
 
 // The release part of a registered program name, such as "14" of "Outlook.Application.14": the text after the last dot,

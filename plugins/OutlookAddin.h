@@ -32,8 +32,8 @@ bool WriteOutlookLoadBehaviorForMachine(LoadBehavior loadBehavior);
 // Writes the other three values, trying each. A failure is logged.
 void WriteOutlookAddinValuesForMachine();
 
-// Writes the add-in key into every hive that is loaded below HKEY_USERS, even those of service accounts. After a
-// failure in a hive, the next hive is tried. False if HKEY_USERS cannot be opened or queried. Not logged.
+// Writes the add-in key into every hive that is loaded below HKEY_USERS, even those of service accounts. A hive
+// is left at its first failure, and the next one is tried. False if HKEY_USERS cannot be opened or queried. Not logged.
 bool WriteOutlookAddinKeyForAllUsers(LoadBehavior loadBehavior);
 
 // Deletes "ADDINS\Redemption.ECF" below Outlook's folder, the registration of an extension that the add-in replaces.

@@ -15,7 +15,7 @@ inline constexpr wchar_t g_szWLM_OEM[] = L"WLM";
 
 struct MailClientFacts {
   MailClient client;
-  const wchar_t* shortName;               // part of all its names below
+  const wchar_t* shortName;               // part of the names that the functions below build
   const wchar_t* processName;             // base name of its program, without folder and extension
   const wchar_t* processNameOnWindows60;  // the same on Windows version 6.0, where Windows Mail is Outlook Express
   const wchar_t* runValue;                // of its monitor; null: no monitor, the client itself loads the plug-in
@@ -111,8 +111,9 @@ constexpr bool HasEveryMonitor(const Row (&table)[kRows]) noexcept {
   return true;
 }
 
-// True for a client that the running Windows no longer has: its files are not staged, it is not switched, and switching
-// off does not check whether it runs. A system that reports 10.0 counts as having it (see the version test).
+// True for a client that the running Windows no longer has: its files are not staged, it is not switched, its monitor
+// is not started, and switching off does not check whether it runs. A system that reports 10.0 counts as having it (see
+// the version test).
 inline bool IsLeftOut(MailClient client) noexcept {
   return FactsOf(client).endedWithVista && OrCommon::System::IsWindowsVersion(OrCommon::System::kNt6WithMinorVersion);
 }

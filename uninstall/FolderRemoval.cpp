@@ -36,9 +36,10 @@ DWORD RefusalOf(const std::wstring& folder, const ProductData& data) {
   return File::IsSameOrBelow(path, dataPath) && File::IsLink(data.folder) ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
 }
 
-// Removes the emptied folder, or schedules that for the next restart. Before that it is closed, with the folders
-// above it in the common data folder, but not if it is missing: its name is the product's own, so a deletion that is
-// diverted finds nothing of value under that name, and other products need the folders above as they are.
+// Removes the emptied folder, or schedules that for the next restart. A folder below "Orvane Labs" in the common data
+// folder is closed before it is scheduled, with the folders from there down to it; if that fails, it is not scheduled.
+// A missing one is not closed: its name is the product's own, so a deletion that is diverted finds nothing of value
+// under that name, and other products need the folders above as they are.
 void RemoveFolder(const std::wstring& folder, ProductData& data) {
   const std::wstring full = File::FullPath(folder);
   const std::wstring path = File::SystemPath(full);

@@ -22,7 +22,7 @@ class CoreAgentRegistry : private boost::noncopyable {
 
   DWORD Number() const noexcept { return number_; }
 
-  // Open the entry of `product`. False if it does not exist or access is denied.
+  // Open the entry of `product`. False if it cannot be opened, for instance because it does not exist.
   bool OpenForReading(const std::wstring& product);
   bool OpenForWriting(const std::wstring& product);
   void Close();

@@ -16,7 +16,7 @@ namespace {
 // The buffer size in characters of the last text; the next one starts with it.
 std::atomic<std::size_t> g_bufferSize = 256;
 
-// A text with more characters counts as one that cannot be formatted.
+// A text that does not fit, with its terminator, into this many characters counts as one that cannot be formatted.
 constexpr std::size_t kLargestBuffer = 0x100000;
 
 class Lock : private boost::noncopyable {

@@ -55,7 +55,7 @@ class EntryPoint : private boost::noncopyable {
 };
 
 // The entry point `name` of the loaded `module`, or null and its code in `error` (as above). Throws std::bad_alloc if
-// the heap is exhausted.
+// the heap cannot hold a name of 32 characters or more.
 FARPROC FindEntryPoint(HMODULE module, const wchar_t* name, DWORD& error);
 
 }  // namespace OrCommon::Library

@@ -9,8 +9,8 @@
 
 namespace OrCommon::AccessControl {
 
-// Lets the process bypass access control lists for its lifetime, as a program that backs up and restores files does. If
-// a privilege cannot be enabled, access control lists apply as usual.
+// While an object of this class lives, the process bypasses access control lists, as a program that backs up and
+// restores files does. If a privilege cannot be enabled, access control lists apply as usual.
 class BackupPrivileges : private boost::noncopyable {
  public:
   BackupPrivileges();

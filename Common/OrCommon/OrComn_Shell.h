@@ -2,8 +2,8 @@
 //
 // Each is bound by name at its first call, and its library stays loaded until the process ends: loading them at
 // start-up would double the start-up time of commands that do not need them. A function that cannot be bound fails as
-// documented, with the code of that failure; its next call tries again. Never call one while impersonating the console
-// user: the user's drive letters must not decide which library is loaded.
+// documented, with the code of that failure; its next call tries again. Never make the first call of one while
+// impersonating the console user: the user's drive letters must not decide which library is loaded.
 #pragma once
 
 #include <windows.h>
