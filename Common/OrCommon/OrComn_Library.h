@@ -15,7 +15,6 @@ namespace OrCommon::Library {
 // Casts the untyped pointer of GetProcAddress to the type Function. Nothing can check that type.
 template <class Function>
 Function FunctionCast(FARPROC address) noexcept {
-  static_assert(sizeof(Function) == sizeof(FARPROC));
   Function function = nullptr;
   std::memcpy(&function, &address, sizeof function);  // FARPROC is another function type: no cast is portable
   return function;
