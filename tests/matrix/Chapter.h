@@ -1,5 +1,5 @@
-// A chapter of the matrix: one machine, and the runs of the program on it one after the other. Each run is written down
-// whole; what is written down is text for a reader, and compared with the text that was reviewed.
+// A chapter of the matrix: one machine, and the runs of the program on it, one after the other. Each run is recorded
+// completely, as readable text, and compared with the reviewed text.
 #pragma once
 
 #include <string>
@@ -16,17 +16,17 @@ struct Told {
 };
 using Chapter = std::vector<Told>;
 
-// The names of the chapters. Each is a file with the expected texts, which may refer to the files before it.
+// The names of the chapters. Each is a file with the expected texts. It may refer to the files before it.
 inline constexpr const char* kChapters[] = {"life", "destinations", "outlook_2002", "ordinary_user"};
 
-// Runs the program with these arguments and adds what it did. A middle dot stands for a blank at the end of a line and
-// for an empty line of the run log.
+// Runs the program with these arguments and adds the results. A middle dot marks a blank at the end of a line, and an
+// empty line of the run log.
 void Tell(Chapter& chapter, TestSupport::World& world, const std::string& title,
           const std::vector<std::wstring>& arguments);
 
-// Compares a chapter with its expected text for one cell of the matrix ("windows_7.1252"), run by run. The files lie in
-// the folder VELA_EXPECTED_DIR; a missing one is a failure. Where VELA_REGENERATE names a folder, the chapter is
-// written there instead, whole: shorten_texts.py makes the files of these.
+// Compares a chapter with its expected text for one cell of the matrix ("windows_7.1252"), run by run. The files are in
+// the folder VELA_EXPECTED_DIR; a missing file is a failure. If VELA_REGENERATE names a folder, the whole chapter is
+// written there instead. shorten_texts.py makes the files from these.
 void CheckChapter(const Chapter& chapter, const std::string& name, const std::string& cell);
 
 }  // namespace Matrix

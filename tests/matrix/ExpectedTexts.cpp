@@ -16,7 +16,7 @@ constexpr const char* kSystems[] = {"windows_xp", "windows_server_2003", "window
 using Said = std::map<std::string, Lines>;
 using Place = Lines::const_iterator;
 
-// True where the line begins with `mark`; then `rest` is what follows.
+// True if the line begins with `mark`; then `rest` is the remaining text.
 bool Begins(const std::string& line, const std::string& mark, std::string& rest) {
   const bool begins = line.compare(0, mark.size(), mark) == 0;
   if (begins) {
@@ -79,7 +79,7 @@ Lines Changed(const Lines& text, Place line, Place end) {
   return changed;
 }
 
-// The cells of a list: a system without a code page stands for both.
+// The cells of a list: a system without a code page means both.
 Lines CellsOf(const std::string& list) {
   Lines cells;
   std::istringstream names(list);
@@ -100,8 +100,8 @@ Lines CellsOf(const std::string& list) {
   return cells;
 }
 
-// What one part of a run says, from `line` to `end`. `basis`: what it differs from where it does not say so itself;
-// null where it must be whole then.
+// The text of one part of a run, from `line` to `end`. `basis`: the text that it differs from, if it names no other;
+// null if the part must be a whole text.
 Lines Text(const Said& said, const Lines* basis, Place line, Place end) {
   std::string name;
   if (line != end && Begins(*line, "like ", name)) {
@@ -131,7 +131,7 @@ bool BeginsPart(const std::string& line) {
 
 Chapter ExpectedTexts::Read(const std::string& chapter, const Lines& text) {
   Chapter runs;
-  Said cells;  // of the run that is read
+  Said cells;  // of the run that is being read
   std::string place;
   try {
     for (Place line = text.begin(), end; line != text.end(); line = end) {

@@ -1,15 +1,15 @@
 // The expected texts of the matrix, as shorten_texts.py writes them. A chapter has one file for all cells (a cell is a
-// system and a code page, "windows_7.1252"). It says each run once, whole or by its difference from another one:
+// system and a code page, "windows_7.1252"). Each run is written once, as a whole text or as differences from another:
 //
-//   ##### -s, installed                      a run of the chapter: its text, in the cells that nothing else is said of
-//   like life: -s, not installed yet         the text of that run, which was said before, but for the lines below
-//   with C:\b for C:\a                       in that text
-//   @@ 9                                     from its line 9 on,
-//   -  LOG_INFO : REG Open Fail              this line is not there,
-//   -[20 more, to]  LOG_INFO : Enable OK     nor are the 20 after it; the last one is shown
-//   +  LOG_INFO : Status Get Success         and this one comes in their place
-//   ===== windows_7 windows_8.932            in these cells the text is the one above, but for ...
-//   like windows_vista.932                   ... or the one that was said of this cell, but for ...
+//   ##### -s, installed                      a run of the chapter: its text, in all cells that are not listed below
+//   like life: -s, not installed yet         the text of that run (written earlier), with the changes below
+//   with C:\b for C:\a                       a replacement in that text
+//   @@ 9                                     a change at its line 9:
+//   -  LOG_INFO : REG Open Fail              this line is missing,
+//   -[20 more, to]  LOG_INFO : Enable OK     the next 20 are missing too; the last one is shown,
+//   +  LOG_INFO : Status Get Success         and this one replaces them
+//   ===== windows_7 windows_8.932            in these cells the text is the one above, with the changes below ...
+//   like windows_vista.932                   ... or the text of this cell (written earlier), with the changes below
 #pragma once
 
 #include <map>
@@ -22,8 +22,8 @@ class ExpectedTexts {
  public:
   explicit ExpectedTexts(std::string cell) : cell_(std::move(cell)) {}
 
-  // The runs of this cell in the next chapter. Throws std::runtime_error, with chapter, run and line, where the text
-  // does not have this form or differs from the line that it takes away.
+  // The runs of this cell in the next chapter. Throws std::runtime_error, with chapter, run and line, if the text does
+  // not have this form or differs from the line that it removes.
   Chapter Read(const std::string& chapter, const TestSupport::Lines& text);
 
  private:

@@ -21,7 +21,7 @@ namespace {
 constexpr wchar_t kUser[] = L"S-1-5-21-0-0-0-1000";  // who is at the console
 constexpr wchar_t kOtherUser[] = L"S-1-5-21-1-2-3-1001";
 constexpr wchar_t kOffice[] = L"C:\\VelaTest\\Office14\\";
-// Where an installation to World::kDestination puts things: what the switch and the removal are given.
+// Where an installation to World::kDestination puts the product: an argument of the switch and the removal.
 constexpr wchar_t kInstalled[] = L"C:\\VelaTest\\dest\\Orvane Labs";
 constexpr wchar_t kProduct[] = L"C:\\VelaTest\\dest\\Orvane Labs\\VELA";
 constexpr wchar_t kAddin[] = L"Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent";
@@ -34,7 +34,7 @@ std::wstring CacheFile(const WindowsSystem& system) {
          L"\\Microsoft\\Outlook\\Extend.dat";
 }
 
-// An Outlook that has run, a user with an identity of Outlook Express, another user who is logged on, and the settings
+// An Outlook that was used, a user with an Outlook Express identity, another user who is logged on, and the settings
 // that the maker's products share.
 void Prepare(World& world, const WindowsSystem& system) {
   world.OnWindows(system.version).WithSampleSource().WithUserHive(kOtherUser).WatchingFolder(L"C:\\users");
@@ -49,7 +49,7 @@ void MakeSourceNewer(World& world) {
   world.WithFile(rules + L"base.rul", "newer rules").WithFile(rules + L"more.rul", "more rules");
 }
 
-// Told by the runs that come before it, and needed by those behind it.
+// Earlier runs have recorded this already. The later runs need it.
 void InstallAgain(World& world) {
   REQUIRE(world.Run(L"-I", World::kSource, World::kDestination).exitCode == 0);
   REQUIRE(world.Run(L"-e", World::kSource, kInstalled).exitCode == 0);
@@ -158,8 +158,8 @@ Chapter ForeignDestinations(const WindowsSystem& system) {
 
 namespace {
 
-// Nothing of the machine may be changed: the program's settings, the shared ones, the lists of the mail clients, what
-// starts at log-on, and what is put off until the restart.
+// This user may change nothing on the machine: the program's settings, the shared settings, the lists of the mail
+// clients, the programs that start at log-on, and the file moves for the restart.
 void LockRegistry(World& world) {
   for (const auto& place : {MachineKey32(World::kProductKey), MachineKey64(World::kCoreAgentKey), MachineKey64(kAddin),
                             MachineKey64(L"Software\\Nektra\\WLMailAPi\\Plugins"),
@@ -167,14 +167,14 @@ void LockRegistry(World& world) {
                             MachineKey64(L"System\\CurrentControlSet\\Control\\Session Manager")}) {
     world.WithAccess(place, kReadOnlyAccess);
   }
-  // Windows lets no ordinary user open the list of all hives for writing. Wine does; the keys in the hives refuse here.
+  // Windows does not let an ordinary user open the list of all hives for writing. Wine does; here the keys refuse it.
   for (const std::wstring& hive : TestSupport::SubkeyNames(UsersKey(L""))) {
     world.WithAccess(UsersKey(hive + L"\\" + kAddin), kNoAccess);
   }
-  // The system gives the user's token to services only, and no shell runs.
+  // The system returns the user's token only to services, and no shell runs.
   world.WithKey({HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\VELAutil.exe\\DllOverrides", KEY_WOW64_64KEY},
                 {{L"wtsapi32", L""}});
-  // What regsvr32.exe does in such hands is its own affair; it is started, which is all that the program asks.
+  // What regsvr32.exe does for this user does not matter: the program only has to start it.
   world.WithStandInRegsvr32();
 }
 
@@ -207,8 +207,8 @@ Chapter OrdinaryUser(const WindowsSystem& system) {
     EndProcesses(L"OUTLOOK.EXE");
     tell("-e", L"-e", kInstalled);
     tell("-d", L"-d", kInstalled);
-    // The keys in the hives are gone, which comes to the same for a user who may not list the hives; Wine would let the
-    // program open and delete keys that refuse to be read. The key of the machine stays: it has one below it.
+    // The keys in the hives are removed. For a user who may not list the hives, the result is the same. Wine would let
+    // the program open and delete keys that it may not read. The key of the machine stays, because it has a subkey.
     for (const std::wstring& hive : TestSupport::SubkeyNames(UsersKey(L""))) {
       TestSupport::RemoveKey(UsersKey(hive + L"\\" + kAddin));
     }

@@ -1,4 +1,4 @@
-// The machines of the matrix and what is done on them, a chapter each.
+// The machines of the matrix and the runs on them, one chapter each.
 #pragma once
 
 #include "tests/matrix/Chapter.h"
@@ -6,18 +6,18 @@
 
 namespace Matrix {
 
-// Every command in the life of the product, with clients running and without: by an administrator.
+// Every command in the life of the product, with and without running clients: by an administrator.
 Chapter Life(const Expected::WindowsSystem& system);
 
-// An Outlook that one edition of Windows is too old for.
+// An Outlook for which one edition of Windows is too old.
 Chapter Outlook2002(const Expected::WindowsSystem& system);
 
-// Destinations that the plug-ins could not handle, as far as the code page of this program tells.
+// Destinations that the plug-ins cannot handle, in the code page of this program.
 Chapter ForeignDestinations(const Expected::WindowsSystem& system);
 
-// What an administrator has installed and switched on, in the hands of a user who may write to none of it. Session and
-// shell tell this user nothing about the console. What another user has in his hive cannot be read. The run log is this
-// user's own. This program itself must run without root's rights over files.
+// An administrator has installed the product and switched it on. Now a user works with it who may not write to any of
+// it. Session and shell give this user no information about the console. Other users' hives cannot be read. The user
+// has his own run log. This program itself must run without root's rights over files.
 Chapter OrdinaryUser(const Expected::WindowsSystem& system);
 
 }  // namespace Matrix

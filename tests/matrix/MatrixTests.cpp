@@ -1,4 +1,4 @@
-// Every Windows, code page and kind of user, each with every command. One test case is one system; the code page and
+// Every Windows, code page and kind of user, each with every command. One test case is one system. The code page and
 // the rights are those of this program, which runs once with each (CMakeLists.txt).
 #include <doctest/doctest.h>
 

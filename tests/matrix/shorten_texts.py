@@ -12,8 +12,8 @@ import sys
 CHAPTERS = ("life", "destinations", "outlook_2002", "ordinary_user")
 SYSTEMS = ("windows_xp", "windows_server_2003", "windows_vista", "windows_7", "windows_8", "windows_8_1", "windows_10")
 CELLS = [f"{system}.{code_page}" for code_page in (1252, 932) for system in SYSTEMS]
-COMMON = "C:\\ProgramData\\Orvane Labs"  # where the product lies when its plug-ins could not handle the destination
-SHORT_ENOUGH = 0.75  # of the whole text; a longer difference is harder to read than the text
+COMMON = "C:\\ProgramData\\Orvane Labs"  # The product's place if the plug-ins cannot handle the destination.
+SHORT_ENOUGH = 0.75  # Of the whole text. A longer difference is harder to read than the text.
 
 
 def runs_in(path):
@@ -44,7 +44,7 @@ def destination(lines):
 
 
 def shortest(new, said):
-    """The shortest difference from one of the texts that were said (by name)."""
+    """The shortest difference from one of the earlier texts (by name)."""
     differences = []
     for name, old in said.items():
         before, after = destination(old), destination(new)
@@ -61,7 +61,7 @@ def cell_names(cells):
 
 
 def variants(texts):
-    """What the other cells have in the place of the first one's text."""
+    """The text of the other cells, where it differs from that of the first cell."""
     groups = {}
     for cell, text in texts.items():
         groups.setdefault("\n".join(text), []).append(cell)

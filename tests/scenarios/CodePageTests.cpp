@@ -1,6 +1,6 @@
-// Destinations whose names the plug-ins could not handle: whether one is depends on the code page of the machine, and
-// the removal has to look where the installation has put the files. The matrix has the installations. This program runs
-// once with each code page.
+// Destinations with names that the plug-ins cannot handle. The code page of the machine decides which names these are.
+// The removal must look in the folder that the installation used. The matrix contains the installations. This program
+// runs once with each code page.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -13,15 +13,15 @@ using TestSupport::Exists;
 
 namespace {
 
-// Wherever the product was moved to, its folder lies in this one.
+// If the product was moved to another place, its folder is in this one.
 constexpr wchar_t kMoved[] = L"C:\\ProgramData";
 
-// The finding in the log names the code page's own check.
+// A text for each code page: the log shows the result of that code page's check.
 std::string Titled(const std::string& title) {
   return title + ", code page " + std::to_string(::GetACP());
 }
 
-// What lies under the same name in the other place is not the product's.
+// A folder with the same name in the other place does not belong to the product.
 void CheckRemoval(const char* title, const std::wstring& destination, bool moved, const std::wstring& given) {
   const Lines& plain = PlainUninstall();
   World world;
@@ -34,7 +34,7 @@ void CheckRemoval(const char* title, const std::wstring& destination, bool moved
 
   const Outcome outcome = world.Run(L"-U", World::kSource, given);
 
-  // Of what was moved, the product's own folder alone: the data of all users lies there in the plain run, too.
+  // Of the moved folders, only the product's own one: the plain run has the data of all users there, too.
   const Lines told = moved ? TestSupport::RunText(outcome, {{kCommonBase + L"VELA_common", "[data]VELA_common"},
                                                             {kCommonBase + L"VELA", "[dest]\\Orvane Labs\\VELA"},
                                                             {L"[data]", TestSupport::ToUtf8(kCommonBase)},
@@ -46,11 +46,11 @@ void CheckRemoval(const char* title, const std::wstring& destination, bool moved
 }
 
 const bool kIsJapanese = ::GetACP() == 932;
-// The Japanese code page has no such letter and writes a plain one.
+// The Japanese code page does not have this letter and writes a plain one.
 constexpr wchar_t kAccented[] = L"C:\\VelaTest\\Caf\x00E9";
-// A code page without such characters makes question marks of them, which count as plain. The log ends there.
+// A code page without such characters writes question marks, which count as plain. The log ends there.
 constexpr wchar_t kJapanese[] = L"C:\\VelaTest\\\x65E5\x672C";
-// Two bytes in the Japanese code page and one in the Western, refused by both.
+// Two bytes in the Japanese code page and one in the Western one. Both refuse them.
 constexpr wchar_t kParagraph[] = L"C:\\VelaTest\\d\x00A7";
 
 TEST_CASE("a removal") {
@@ -72,7 +72,7 @@ TEST_CASE("a source with such a name is used") {
            Told(world.Run(L"-I", source, World::kDestination), World::kDestination, source));
 }
 
-// The common data folder named as one that does not exist, so that the system cannot tell it.
+// The path of the common data folder does not exist, so the system cannot return it.
 class NoCommonDataFolder {
  public:
   NoCommonDataFolder() { Name(L"C:\\no such folder"); }

@@ -1,4 +1,4 @@
-// Command lines that no command is named by, and those that name the installation in another way.
+// Command lines that name no command, and other ways to name the installation.
 #include <doctest/doctest.h>
 
 #include "tests/scenarios/PlainRuns.h"
@@ -7,7 +7,7 @@ using namespace Scenarios;
 
 namespace {
 
-// What a run that does nothing leaves: with a switch that is none the line that says so, else the closing line alone.
+// The log of a run that does nothing. For an unknown switch it has the line about it, otherwise only the closing line.
 Lines NothingDone(const std::wstring& arguments = L"") {
   Lines lines = {"exit code: 0", "log:"};
   if (!arguments.empty()) {

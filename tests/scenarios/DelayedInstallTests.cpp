@@ -1,4 +1,4 @@
-// Registrations that were put off while their client ran, done when filtering is switched on.
+// Registrations that were delayed because their client ran. They are done when filtering is switched on.
 #include <doctest/doctest.h>
 
 #include "tests/scenarios/PlainRuns.h"
@@ -10,7 +10,7 @@ using TestSupport::ToUtf8;
 
 namespace {
 
-// The bit of a client in a combination of registrations that were put off: its place in the table.
+// The bit of a client in a combination of delayed registrations: its index in the table.
 bool IsPutOff(unsigned combination, std::size_t client) {
   return (combination >> client & 1U) != 0;
 }
@@ -60,7 +60,7 @@ TEST_CASE("a running client is told before its registration, under its name on t
     }
     CheckRun("all put off, all clients run", plain, Told(Enable(world)));
   }
-  // Outlook Express under the name that it has on another Windows is not told.
+  // The name of Outlook Express on another Windows does not count.
   World world;
   const Outcome outcome = Enable(Delayed(world, kAll).WithStandInRegsvr32().WithRunning(L"msimn.exe"));
   CHECK_LINES(TestSupport::LinesWith(outcome.log, "is running during installing"), {});

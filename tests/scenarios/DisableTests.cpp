@@ -1,4 +1,4 @@
-// Filtering switched off, and the monitors told to end.
+// Filtering is switched off, and the monitors are asked to end.
 #include <doctest/doctest.h>
 
 #include "tests/scenarios/PlainRuns.h"
@@ -21,20 +21,20 @@ World& SwitchedOn(World& world, WindowsVersion version = WindowsVersion::kVista)
   return world;
 }
 
-// A program that waits for the monitors' shutdown, as they do. It has the event for as long as it runs.
+// A program that waits for the shutdown event of the monitors, as they do. It holds the event while it runs.
 class WaitingMonitor {
  public:
   WaitingMonitor() : process_(TestSupport::FixturePath(L"Sleeper.exe"), {kShutdownEvent, L"60"}) {
     for (int i = 0; event_ == nullptr && i < 500; ++i) {
       event_ = ::OpenEventW(SYNCHRONIZE, FALSE, kShutdownEvent);
-      ::Sleep(10);  // from making the event to waiting for it
+      ::Sleep(10);  // from creating the event to waiting for it
     }
   }
   WaitingMonitor(const WaitingMonitor&) = delete;
   WaitingMonitor& operator=(const WaitingMonitor&) = delete;
   ~WaitingMonitor() { ::CloseHandle(event_); }
 
-  // The event came.
+  // The event was signalled.
   bool WasTold() { return process_.Finish(1000).exitCode == 0; }
   bool StillWaits() const { return process_.IsRunning(); }
   bool EventIsSet() const { return ::WaitForSingleObject(event_, 0) == WAIT_OBJECT_0; }
@@ -71,7 +71,7 @@ TEST_CASE("the monitors are told without anybody waiting, and with an event that
 TEST_CASE("a client that runs keeps its monitor, where it has one and Windows has it") {
   for (const WindowsVersion version : {WindowsVersion::kXp64, WindowsVersion::kVista, WindowsVersion::kWindows7}) {
     const Lines& plain = PlainDisable(version);
-    // Outlook Express under the name that it has on another Windows does not count.
+    // The name of Outlook Express on another Windows does not count.
     std::vector<std::pair<std::wstring, bool>> programs = {
         {version == WindowsVersion::kVista ? L"msimn.exe" : L"winmail.exe", false}};
     for (const Client& client : Clients()) {

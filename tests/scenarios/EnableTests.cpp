@@ -1,4 +1,4 @@
-// Filtering switched on: for each kind of user, and with things missing or in the way.
+// Filtering is switched on: for each kind of user, and with missing or conflicting objects.
 #include <doctest/doctest.h>
 
 #include "tests/scenarios/PlainRuns.h"
@@ -56,7 +56,7 @@ TEST_CASE("switching on again changes nothing and says the same") {
 Outcome EnableWithIdentities(World& world, const std::vector<NamedValue>& values) {
   SetUp(world);
   RemoveKey(IdentitiesOf(kConsoleUser));
-  // Another user's is nobody's here.
+  // A monitor of another user does not count.
   const std::wstring other = L"S-1-5-21-1-2-3-1001";
   world.WithUserHive(other).WithKey(IdentitiesOf(other), {{L"Last User ID", L"{OTHER}"}});
   return Enable(world.WithKey(IdentitiesOf(kConsoleUser), values));
@@ -138,7 +138,7 @@ TEST_CASE("a monitor is started by its whole path, blanks included, and not by w
 }
 
 TEST_CASE("without a user at the console the clients are switched on for nobody in particular") {
-  // Nor does it help that the shell's process cannot be found, or that no environment can be made.
+  // It makes no difference if the shell's process cannot be found, or if no environment can be created.
   for (const std::vector<const wchar_t*>& libraries :
        std::vector<std::vector<const wchar_t*>>{{L"wtsapi32"}, {L"wtsapi32", L"psapi"}, {L"userenv"}}) {
     CheckEnable("nobody at the console", [&](World& world) { WithoutLibraries(world, libraries); });

@@ -1,4 +1,4 @@
-// Staging over what is there: unchanged, newer, in use, or on a full disk.
+// Staging over existing files: unchanged, newer, in use, or on a full disk.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -19,7 +19,7 @@ using TestSupport::RemoveTree;
 namespace {
 
 const std::wstring kSource = World::kSource;
-// The file that is in the way. Others follow it in its folder.
+// The file that blocks the copy. Others follow it in its folder.
 const std::wstring kFile = L"\\Orvane Labs\\VELA\\VELA_OL\\Redemption.dll";
 const std::wstring kStaged = World::kDestination + kFile;
 
@@ -47,7 +47,7 @@ TEST_CASE("files of the destination that the source does not have stay") {
   CHECK(FileContent(kProduct + L"\\VELA_OL\\own.txt") == "somebody's own");
 }
 
-// Writes last-write times of long ago into the files of a folder tree, so that they differ from all others.
+// Sets old last-write times on the files of a folder tree. Each is different from all others.
 void MakeOld(const std::wstring& folder) {
   for (const std::wstring& file : FilesBelow(folder)) {
     const std::wstring path = folder + file;
@@ -65,7 +65,7 @@ TEST_CASE("staged files are the source's to the byte, the second and the attribu
   WithSource(world);
   MakeOld(kSource);
   Install(world);
-  // Several trees share a client's folder: what else is there is new, and nothing of the tree is missing or another.
+  // Several trees share a client's folder, so other files there are new. No file of the tree may be missing or changed.
   for (const auto& [tree, staged] : {std::pair{L"\\Resource\\x64", L"\\Resource"},
                                      {L"\\rule", L"\\VELA_OE\\rule"},
                                      {L"\\OE64", L"\\VELA_OE"},
@@ -105,7 +105,7 @@ TEST_CASE("a file that can be neither copied nor scheduled, or not be read, ends
   });
 }
 
-// A destination that the world does not watch: what lies on a full disk can be read without end.
+// A destination that the world does not watch: reading a file on a full disk never ends.
 struct FullDisk {
   const std::wstring folder = L"C:\\VelaFullDisk";
   const std::wstring file = folder + kFile;

@@ -1,4 +1,4 @@
-// Installations on machines with an Outlook that the matrix does not have, and over another user's hive.
+// Installations on machines with an Outlook that the matrix does not have, and with another user's hive.
 #include <doctest/doctest.h>
 
 #include "tests/scenarios/PlainRuns.h"

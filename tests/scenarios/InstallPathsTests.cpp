@@ -1,4 +1,4 @@
-// Sources and destinations that are missing, odd, or in the way.
+// Sources and destinations that are missing, unusual, or blocked.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -48,7 +48,7 @@ TEST_CASE("a missing source leaves empty folders, and the clients are registered
   CHECK_LINES(Told(install(L"C:\\VelaTest\\file"), World::kDestination, L"C:\\VelaTest\\file"), (missing));
   const std::wstring tooLong = L"C:\\VelaTest\\" + std::wstring(5000, L's');
   CHECK_LINES(Told(install(tooLong), World::kDestination, tooLong), (missing));
-  // The root of the current drive, where nothing lies.
+  // The root of the current drive, which contains nothing.
   CheckRun("an empty source", missing, Told(install(L"")));
 }
 
@@ -65,7 +65,7 @@ TEST_CASE("a source folder that is a file is passed over in silence, one of the 
     RemoveTree(kSource + L"\\rule");
     world.WithFile(kSource + L"\\rule", "a file");
   });
-  // The folder counts as there; what is to be copied into it can be neither copied nor scheduled, which ends that tree.
+  // The folder counts as existing. Its first entry can neither be copied nor scheduled, and this ends that tree.
   CheckInstall("a folder of the destination is a file",
                [](World& world) { world.WithFile(kProduct + L"\\VELA_WLM\\rule", "a file"); });
 }
@@ -85,14 +85,14 @@ TEST_CASE("no folder can be made below a destination that is relative, empty, a 
   CheckRun("a destination that is a file", first, install(L"C:\\VelaTest\\file", L"C:\\VelaTest\\file\\Orvane Labs\\"));
 }
 
-// A destination of which a module's path below VELA_OL is `length` characters long with a name of `name` characters.
+// With this destination, a module below VELA_OL with a name of `name` characters has a path of `length` characters.
 std::wstring DestinationFor(std::size_t length, std::size_t name) {
   const std::size_t below = std::wstring(L"\\Orvane Labs\\VELA\\VELA_OL\\").size() + name;
   const std::wstring root = L"C:\\VelaTest\\";
   return root + std::wstring(length - below - root.size(), L'd');
 }
 
-// An installation of fewer files.
+// An installation with fewer files.
 Outcome InstallTo(const std::wstring& destination) {
   World world;
   OnVista(world).WithSampleSource();
@@ -102,13 +102,13 @@ Outcome InstallTo(const std::wstring& destination) {
 
 TEST_CASE("modules whose paths do not fit a command line are staged and not registered") {
   const Lines plain = Told(InstallTo(World::kDestination));
-  // The shortest of the command lines that come has 261 characters.
+  // The shortest of these command lines has 261 characters.
   const std::wstring destination = DestinationFor(261 - std::wstring(L"regsvr32.exe /s \"\"").size(), 14);
   const Lines notRegistered = Told(InstallTo(destination), destination);
   CheckRun("a long destination", plain, notRegistered);
 
-  // Nothing is staged to a destination longer than any path. Windows refuses to make such a folder, and Wine makes one
-  // of as many characters as it looks at.
+  // Nothing is staged to a destination that is longer than any valid path. Windows refuses to create such a folder.
+  // Wine creates one from as many characters as it reads.
   const std::wstring tooLong = L"C:\\VelaTest\\" + std::wstring(5000, L'd');
   Outcome outcome = InstallTo(tooLong);
   CHECK(TestSupport::LinesWith(outcome.fileDiff, "VELA").empty());

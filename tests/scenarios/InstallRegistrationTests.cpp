@@ -1,4 +1,4 @@
-// Installations with one regsvr32.exe or another.
+// Installations with different results of regsvr32.exe.
 #include <doctest/doctest.h>
 
 #include "tests/scenarios/PlainRuns.h"

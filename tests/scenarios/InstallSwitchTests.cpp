@@ -1,5 +1,5 @@
-// What an installation makes of the anti-spam switch: as it is stored, as it may be read and written, and with mail
-// clients running.
+// What an installation does with the anti-spam switch: depending on how it is stored, on its access rights, and on
+// running mail clients.
 #include <doctest/doctest.h>
 
 #include <map>
@@ -18,7 +18,7 @@ World& WithSwitch(World& world, const std::vector<NamedValue>& values,
   return world.OnWindows(version).WithSampleSource().WithProductKey(values);
 }
 
-// An installation where the switch is stored as 1 or 0, and no client runs.
+// An installation with the switch stored as 1 or 0, without running clients.
 const Lines& InstallWithSwitch(int stored, WindowsVersion version = WindowsVersion::kVista) {
   static std::map<std::pair<int, WindowsVersion>, Lines> known;
   Lines& text = known[{stored, version}];

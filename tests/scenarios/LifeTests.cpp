@@ -1,5 +1,5 @@
-// The whole life of the product on a machine, from its installation to the restart after its removal: what is on the
-// machine then that was not there before is told here, and nothing else is.
+// The whole life of the product on a machine, from its installation to the restart after its removal. This test lists
+// everything that is on the machine afterwards and was not there before.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -36,7 +36,7 @@ const wchar_t* CacheFileOf(const WindowsSystem& system) {
   return system.isVista ? kCacheFileOnVista : kCacheFile;
 }
 
-// Everything on the disk and in the registry. The view of 32-bit programs lies below "Software\Wow6432Node" in it.
+// Everything on the disk and in the registry. It includes the view of 32-bit programs, "Software\Wow6432Node".
 struct Machine {
   RegistrySnapshot registry;
   FileSnapshot files;
@@ -48,7 +48,7 @@ struct Machine {
   }
 };
 
-// A machine with an Outlook that has run, a user with an identity of Outlook Express, and another user.
+// A machine with an Outlook that was used, a user with an Outlook Express identity, and another user.
 void Prepare(World& world, const WindowsSystem& system) {
   world.OnWindows(system.version).WithSampleSource().WithUserHive(L"S-1-5-21-1-2-3-1001");
   world.WithOutlook(L"14", kOffice).WithFile(kOffice + std::wstring(L"ADDINS\\Redemption.ECF"), "stale");
@@ -57,10 +57,10 @@ void Prepare(World& world, const WindowsSystem& system) {
   TestSupport::CopyTree(World::kSource, kNewer);
   world.WithFile(kNewer + std::wstring(L"\\rule\\base.rul"), "newer rules");
   world.WithFile(kNewer + std::wstring(L"\\rule\\more.rul"), "more rules");
-  // The common client settings, of which this product has an entry.
+  // The common client settings, which contain an entry of this product.
   world.WithKey(TestSupport::MachineKey64(World::kCoreAgentKey));
-  // What a restart of the machine and the first run of a program change by themselves is behind it then. This one,
-  // which registers nothing, makes the system take notice of its display.
+  // Makes the changes that a restart and the first run of a program cause themselves, before the comparison begins.
+  // This run registers nothing, but the system configures its display.
   world.RunWithArguments({});
   CHECK(TestSupport::TestProcess(L"C:\\windows\\system32\\regsvr32.exe", {L"/s", L"C:\\none.dll"})
             .Finish(20000)
@@ -68,7 +68,7 @@ void Prepare(World& world, const WindowsSystem& system) {
   world.CarryOutPendingRenames();
 }
 
-// One command of the product's life. Its log must have no failure in it, and this line.
+// One command of the product. Its log must contain this line once, and no failure.
 void Live(World& world, const std::wstring& command, const std::wstring& source, const std::wstring& destination,
           DWORD exitCode, const std::string& line) {
   CAPTURE(ToUtf8(command));
@@ -90,7 +90,7 @@ void InstallAndUse(World& world) {
   Live(world, L"-e", World::kSource, kInstalledFolder, 0, "VELA Enable OK");
   Live(world, L"-s", World::kSource, kInstalledFolder, 0, "GetStatus!!!!! 1");
   world.EndMonitors(kProduct);
-  // What plug-ins and monitors keep for their user, and for all.
+  // The data that plug-ins and monitors keep for their user, and for all users.
   for (const std::wstring& folder : DataFolders()) {
     world.WithFile(kCommonBase + folder + L"\\Users\\{4711}\\log\\plugin.log", "log");
   }
@@ -100,8 +100,8 @@ void InstallAndUse(World& world) {
   Live(world, L"-p", kNewer, World::kDestination, 1, "VELAWrapper::NotifyReloadVELAEngine() RetrunCode : 1");
 }
 
-// What the life of the product has changed on the machine. Its settings stay for its next installation; keys that
-// others may use stay, empty; so do the two folders of the maker.
+// What the product has changed on the machine. Its settings stay for its next installation. Keys that others may use
+// stay, empty. The two folders of the maker stay as well.
 Lines Left(const Machine& before, const WindowsSystem& system) {
   const Machine after;
   Lines left = RegistrySnapshot::Changes(before.registry, after.registry);
@@ -137,7 +137,7 @@ TEST_CASE("taken away while it is switched on and its files are in use: the rest
 
   InstallAndUse(world);
   {
-    // A mail client that has a module of the product loaded, in a program that shares it for reading.
+    // A mail client that has loaded a module of the product, in a program that shares it for reading.
     const std::wstring module = kBase + L"VELA\\VELA_OL\\VELA_OLA.dll";
     const TestSupport::HeldFile loaded(module, FILE_SHARE_READ);
     Live(world, L"-U", World::kSource, kInstalledFolder, 0, "Success to delete folder");
@@ -145,7 +145,7 @@ TEST_CASE("taken away while it is switched on and its files are in use: the rest
   }
   world.CarryOutPendingRenames();
 
-  // The removal switches the clients off, and leaves the settings as they were.
+  // The removal switches the clients off, and keeps the settings.
   Lines left = Left(before, system);
   const std::string enabled =
       "+HKLM\\Software\\Wow6432Node\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA [64] \"VELAEnable\" REG_DWORD ";

@@ -19,7 +19,7 @@ std::wstring SourceFolder(const Client& client) {
   return World::kSource + std::wstring(L"\\") + client.shortName + (client.has64BitFiles ? L"64" : L"");
 }
 
-// Each caller's `Play` is a type of its own, and so has texts of its own.
+// Each caller's `Play` has its own type, and therefore its own texts.
 template <class Play>
 const Lines& Once(WindowsVersion version, const Play& play) {
   static std::map<WindowsVersion, Lines> known;

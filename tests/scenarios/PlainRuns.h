@@ -1,5 +1,5 @@
-// Plain runs of each command, on machines where nothing is in the way: what the matrix holds, and what the scenarios
-// tell their own runs by (tests/support/Approved.h).
+// Plain runs of each command, on machines without problems. The matrix contains them, and the scenarios compare their
+// own runs with them (tests/support/Approved.h).
 #pragma once
 
 #include <functional>
@@ -19,22 +19,22 @@ using TestSupport::Outcome;
 using TestSupport::WindowsVersion;
 using TestSupport::World;
 
-// Where an installation to World::kDestination puts the product, and what it is given to the other commands.
+// Where an installation to World::kDestination puts the product. The other commands get this path.
 const std::wstring kBase = L"C:\\VelaTest\\dest\\Orvane Labs\\";
 const std::wstring kInstalledFolder = L"C:\\VelaTest\\dest\\Orvane Labs";
 const std::wstring kProduct = L"C:\\VelaTest\\dest\\Orvane Labs\\VELA";
-// The data of all users; the product itself, where the plug-ins could not handle the name of the destination.
+// The data of all users. If the plug-ins cannot handle the name of the destination, the product is also here.
 const std::wstring kCommonBase = L"C:\\ProgramData\\Orvane Labs\\";
-// What lies there: a folder for each client, and one for all.
+// Its contents: a folder for each client, and one for all.
 std::vector<std::wstring> DataFolders();
 
-// The text of a run. The folders that it was given are told as "[source]" and "[dest]".
+// The text of a run. The folders in its arguments are written as "[source]" and "[dest]".
 Lines Told(const Outcome& outcome, const std::wstring& destination = World::kDestination,
            const std::wstring& source = World::kSource);
 
-// Plain runs. Each is played once for each Windows, in a world of its own: take it before there is another one.
+// Plain runs. Each is done once for each Windows, in its own world: get it before you create another world.
 const Lines& PlainInstall(WindowsVersion version = WindowsVersion::kVista);    // on a machine without Outlook
-const Lines& PlainUpgrade(WindowsVersion version = WindowsVersion::kVista);    // after it, from the same source
+const Lines& PlainUpgrade(WindowsVersion version = WindowsVersion::kVista);    // after a first one from the same source
 const Lines& PlainEnable(WindowsVersion version = WindowsVersion::kVista);     // on `SetUp`
 const Lines& PlainDisable(WindowsVersion version = WindowsVersion::kVista);    // after it
 const Lines& PlainUninstall(WindowsVersion version = WindowsVersion::kVista);  // after an installation, switched on
@@ -45,18 +45,18 @@ void CheckRun(const std::string& title, const Lines& plain, const Lines& run);
 
 // Windows Vista, and the sample source.
 World& WithSource(World& world);
-// Each command on a machine that `prepare` changes before, compared with a plain run of it.
+// Each command on a machine that `prepare` changes first, compared with a plain run of it.
 using Preparation = std::function<void(World&)>;
 void CheckInstall(const std::string& title, const Preparation& prepare);    // `WithSource`
 void CheckUpgrade(const std::string& title, const Preparation& prepare);    // installed
 void CheckEnable(const std::string& title, const Preparation& prepare);     // `SetUp`
 void CheckDisable(const std::string& title, const Preparation& prepare);    // and switched on
-void CheckUninstall(const std::string& title, const Preparation& prepare);  // installed and switched on
+void CheckUninstall(const std::string& title, const Preparation& prepare);  // installed, then switched on
 
-// The sample source, filtering off, no registration put off, a user with an identity, and all files of the product's
-// clients where the other commands look for them.
+// The sample source, filtering off, no delayed registration, a user with an identity. All files of the product's
+// clients are where the other commands look for them.
 World& SetUp(World& world, WindowsVersion version = WindowsVersion::kVista);
-// The switch takes the folder of the product; the monitors lie in a folder of its name there.
+// The switch gets the folder of the product; the monitors are in a folder of its name in it.
 Outcome Enable(World& world, const std::wstring& folder = kProduct);
 Outcome Disable(World& world);
 // The other commands, with the usual folders.
@@ -66,11 +66,11 @@ Outcome Uninstall(World& world);
 // Installed to World::kDestination and switched on; the monitors have started and ended.
 void InstallAndEnable(World& world);
 
-// Where `SetUp` has put the monitor of a client, below the folder that the command is given.
+// The path of a client's monitor after `SetUp`, below the folder that the command gets.
 std::wstring MonitorPath(const Client& client, const std::wstring& folder = kProduct);
 void PlaceMonitors(const std::wstring& folder = kProduct);
 
-// The files below a folder, as they are listed; paths with a leading backslash.
+// The files below a folder, as in a listing; paths with a leading backslash.
 std::vector<std::wstring> FilesBelow(const std::wstring& folder);
 
 inline constexpr wchar_t kConsoleUser[] = L"S-1-5-21-0-0-0-1000";  // everything runs for this user

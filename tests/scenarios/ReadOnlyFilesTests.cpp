@@ -1,5 +1,4 @@
-// A source whose files are all read-only, as on a disc: what was copied from it is read-only, and is replaced all the
-// same.
+// A source with only read-only files, such as a disc. The copies are read-only, and can still be replaced.
 #include <doctest/doctest.h>
 
 #include <windows.h>

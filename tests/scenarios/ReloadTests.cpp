@@ -1,4 +1,4 @@
-// Telling running plug-ins to load the engine and the pattern anew: real processes that wait for it.
+// Running plug-ins are told to load the engine and the pattern again. They are real processes that wait for this.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -31,7 +31,7 @@ bool EventExists(const std::wstring& name) {
   return event != nullptr;
 }
 
-// An event that its owner lets nobody open.
+// An event that its owner allows nobody to open.
 class RefusedEvent {
  public:
   explicit RefusedEvent(const std::wstring& name) {
@@ -51,7 +51,7 @@ class RefusedEvent {
   HANDLE event_ = nullptr;
 };
 
-// The log names the clients whatever Windows is.
+// The log names the same clients on every Windows.
 std::string Title(const Client& client) {
   return TestSupport::ToUtf8(client.shortName) + " runs";
 }

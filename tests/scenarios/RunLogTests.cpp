@@ -26,7 +26,7 @@ std::wstring LogFolder() {
   return TemporaryFolder() + L"\\QRTX_Debug";
 }
 
-// No log at the beginning and none at the end; the temporary folder is there at the end.
+// No log at the beginning and none at the end. The temporary folder exists at the end.
 struct NoLogYet {
   NoLogYet() { Remove(); }
   NoLogYet(const NoLogYet&) = delete;
@@ -94,7 +94,7 @@ TEST_CASE("a log on a full disk is lost, and the run goes on") {
   WithSource(world).WithFolder(LogFolder());
   const OrCommonTests::FullDiskFile log(LogFilePath());
 
-  // Started by hand: such a log can be read without end, and the world would read it.
+  // Started without the world: it would read the log, and reading such a log never ends.
   TestSupport::TestProcess program(World::kProgramFolder + std::wstring(L"\\VELAutil.exe"),
                                    {L"-I", World::kSource, World::kDestination});
 

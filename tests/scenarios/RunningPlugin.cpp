@@ -12,7 +12,7 @@ using TestSupport::Lines;
 namespace Scenarios {
 namespace {
 
-// Each has a folder of its own below the one in which all clients of the tests lie.
+// Each has its own folder below the one that contains all clients of the tests.
 std::wstring NewFolder() {
   static int count = 0;
   return L"C:\\VelaTest\\running\\plugin" + std::to_wstring(++count);

@@ -1,4 +1,4 @@
-// A mail client with the product's plug-in in it, which waits to be told to load the engine anew.
+// A mail client with the product's plug-in, which waits for the order to load the engine again.
 #pragma once
 
 #include <string>
@@ -8,14 +8,13 @@
 
 namespace Scenarios {
 
-// Make it behind the world that it runs in: it ends first.
+// Create it after the world that it runs in: it must end first.
 class RunningPlugin {
  public:
-  // `program`: the file's name ("OUTLOOK.EXE"). Returns when the plug-in waits, or has been refused its event.
+  // `program`: the file's name ("OUTLOOK.EXE"). Returns when the plug-in waits, or could not get its event.
   RunningPlugin(const std::wstring& program, const std::wstring& event);
 
-  // What it has reported, waiting until there are `count` lines: "waiting" or "refused <error>", then "reloaded" for
-  // each time.
+  // Its report. Waits until there are `count` lines: "waiting" or "refused <error>", then one "reloaded" for each time.
   TestSupport::Lines Report(std::size_t count) const;
   bool IsRunning() const { return process_.IsRunning(); }
 

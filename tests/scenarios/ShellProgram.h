@@ -1,4 +1,4 @@
-// "Explorer.exe", whose token stands in for that of a session that has none.
+// A substitute for "Explorer.exe". The product uses its token if the session has none.
 #pragma once
 
 #include <windows.h>
@@ -15,7 +15,7 @@ namespace TestSupport {
 
 class ShellProgram {
  public:
-  // Returns when the program waits. In the list of processes it stands earlier, with no module to tell its name yet.
+  // Returns when the program waits. The process list shows it earlier, when no module gives its name yet.
   ShellProgram() : process_(Installed(), {kEnd, L"60"}) {
     HANDLE waiting = nullptr;
     for (int i = 0; (waiting = ::OpenEventW(SYNCHRONIZE, FALSE, kEnd)) == nullptr && i < 3000; ++i) {
@@ -30,8 +30,8 @@ class ShellProgram {
  private:
   static constexpr wchar_t kEnd[] = L"VelaTestEndOfShell";
 
-  // The tests' prefixes start no program of this name (run_in_prefix.sh); "*" before it speaks of those that do not lie
-  // in the system folder.
+  // The tests' prefixes start no program of this name (run_in_prefix.sh). "*" before a name excludes those in the
+  // system folder.
   struct Allowed {
     Allowed() { MakeKey(Place(), {{L"*explorer.exe", L"native"}}); }
     Allowed(const Allowed&) = delete;

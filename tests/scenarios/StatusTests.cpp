@@ -1,4 +1,4 @@
-// The switch told: always in the log only, and never changed.
+// Shows the switch: always in the log only, and without changing it.
 #include <doctest/doctest.h>
 
 #include "tests/scenarios/PlainRuns.h"

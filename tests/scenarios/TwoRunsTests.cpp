@@ -1,6 +1,6 @@
-// An installation and an upgrade at the same moment, on two processors, from one source and from two: both come to
-// their end, every file is a source's from end to end, and what stood in the log before stays. (Lines that both append
-// at once may be mixed.)
+// An installation and an upgrade at the same time, on two processors, from one source or from two. Both must complete,
+// every file must be a whole file of one source, and earlier log lines must stay. (Lines that both runs append at the
+// same time may be mixed.)
 #include <doctest/doctest.h>
 
 #include <map>
@@ -24,14 +24,13 @@ namespace {
 constexpr int kRounds = 8;
 
 const std::wstring kSources[] = {World::kSource, L"C:\\VelaTest\\other"};
-const std::wstring kWaiting = L".tmp_";  // behind the name of a copy that waits for the restart
+const std::wstring kWaiting = L".tmp_";  // follows the name of a copy that waits for the restart
 
 bool EndsIn(const std::wstring& text, const std::wstring& end) {
   return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-// Every file of the sources is another one than in the round before, and than in the other source, and written
-// later.
+// Every file of the sources differs from the round before and from the other source, and is newer.
 void RenewSources(int round) {
   int second = 10 * round;
   for (const std::wstring& source : kSources) {
@@ -50,7 +49,7 @@ void RenewSources(int round) {
   }
 }
 
-// Where each file of the product comes from. Paths below the product folder.
+// The source of each file of the product. Paths are below the product folder.
 std::map<std::wstring, std::wstring> Origins(const std::wstring& source) {
   std::map<std::wstring, std::wstring> origins;
   const auto add = [&](const std::wstring& from, const std::wstring& to) {
@@ -69,8 +68,8 @@ std::map<std::wstring, std::wstring> Origins(const std::wstring& source) {
   return origins;
 }
 
-// What is wrong with the product's files: one that is missing, or that is not from end to end that of a source. A copy
-// that waits for the restart is a whole one, too.
+// Errors in the product's files: a missing file, or one that is not a whole file of one source. A copy that waits for
+// the restart must be whole, too.
 Lines FaultsOfBoth() {
   const auto installed = Origins(kSources[0]);
   const auto upgraded = Origins(kSources[1]);
@@ -95,7 +94,7 @@ Lines FaultsOfBoth() {
   return faults;
 }
 
-// The same after a run of its own from the first source: everything is that source's, its time included.
+// The same after a separate run from the first source: everything comes from that source, also the time.
 Lines FaultsOfOne() {
   Lines faults;
   for (const auto& [name, origin] : Origins(kSources[0])) {
@@ -116,7 +115,7 @@ TEST_CASE("an installation and an upgrade at once") {
   World world;
   world.OnWindows(TestSupport::WindowsVersion::kVista).WithSampleSource();
   TestSupport::CopyTree(kSources[0], kSources[1]);
-  Started(false, kSources[0]).Finish(60000);  // the log is there
+  Started(false, kSources[0]).Finish(60000);  // the log exists
   unsigned together = 0;
   for (int round = 1; round <= kRounds; ++round) {
     CAPTURE(round);
@@ -140,7 +139,7 @@ TEST_CASE("an installation and an upgrade at once") {
     world.CarryOutPendingRenames();
     CHECK_LINES(FaultsOfBoth(), {});
     for (const std::wstring& file : FilesBelow(kProduct)) {
-      if (EndsIn(file, kWaiting)) {  // which no restart takes
+      if (EndsIn(file, kWaiting)) {  // which no restart removes
         TestSupport::RemoveTree(kProduct + file);
       }
     }

@@ -1,4 +1,4 @@
-// Taking the product off while its files are in use. What else is hard to delete, tests/unit/OrCommon has.
+// The product is removed while its files are in use. tests/unit/OrCommon tests other files that are hard to delete.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -24,7 +24,7 @@ void MakeFolders(World& world) {
   }
 }
 
-// The log where everything could be deleted or scheduled, and all of the folders were there.
+// The log if all of the folders exist, and everything can be deleted or scheduled.
 void CheckFoldersLog(const Outcome& outcome) {
   CHECK(outcome.exitCode == 0);
   CHECK_LINES(LinesWith(outcome.log, "DeleteAllFiles"),

@@ -1,5 +1,5 @@
-// Taking the product off where any user has put links into its folders, which are open to all: what they lead to is not
-// the product's and stays. Wine cannot delete a link to a folder, so the links themselves are left to the restart here.
+// The product is removed after a user put links into its folders, which all users may write to. The targets of the
+// links do not belong to the product and must stay. Wine cannot delete a folder link, so the restart does it here.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -22,7 +22,7 @@ namespace {
 
 constexpr wchar_t kOutside[] = L"C:\\VelaTest\\outside";
 
-// Somebody's own folder, with the names in it that the product would look for.
+// A user's own folder, with the names that the product would look for.
 void MakeOutside(World& world) {
   for (const wchar_t* const file :
        {L"\\precious.txt", L"\\OL\\Users\\log\\precious.txt", L"\\OE\\precious.txt", L"\\WLM\\precious.txt",
@@ -39,7 +39,7 @@ void MakeProduct(World& world) {
   }
 }
 
-// Runs the removal; nothing outside may have changed or be scheduled.
+// Runs the removal. Nothing outside may be changed or scheduled.
 Outcome Remove(World& world, const std::wstring& destination = kInstalledFolder) {
   FileSnapshot before;
   before.Add(kOutside);
@@ -54,7 +54,7 @@ Outcome Remove(World& world, const std::wstring& destination = kInstalledFolder)
   return outcome;
 }
 
-// Makes a folder a link after it was one of the product's own.
+// Replaces one of the product's folders by a link.
 struct ReplacedByLink {
   ReplacedByLink(const std::wstring& folder, const std::wstring& target) : link((Remove(folder), folder), target) {}
   static void Remove(const std::wstring& folder) { TestSupport::RemoveTree(folder); }
@@ -84,7 +84,7 @@ TEST_CASE("a link at any level of the product's folder, and of the folders for t
 }
 
 TEST_CASE("the folder of the product for all users' data is a link: refused, and nothing is scheduled behind it") {
-  // The product lies elsewhere; there because of its destination; or there by any name of the destination.
+  // The product is in another place; here because of its destination; or here with any name of the destination.
   for (const wchar_t* const destination :
        {kInstalledFolder.c_str(), L"C:\\VelaTest\\Caf\x00E9", L"C:\\ProgramData\\Orvane Labs",
         L"C:\\ProgramData\\Orvane Labs\\", L"c:\\PROGRAMDATA\\orvane labs", L"C:/ProgramData/Orvane Labs",

@@ -1,4 +1,4 @@
-// Taking the product off, with each mail client running, a second time, and where it never was.
+// The product is removed: with each mail client running, a second time, and where it was never installed.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -19,8 +19,8 @@ World& Installed(World& world, WindowsVersion version = WindowsVersion::kVista) 
   return world;
 }
 
-// 100 folders of 200 files each below a folder of the product, as logs of a few years would be. Sorted, as differences
-// tell what is gone.
+// 100 folders with 200 files each below a folder of the product, like the logs of a few years. Sorted like the list of
+// removed files.
 Lines PlantManyFiles(const std::wstring& folder, const std::string& shown) {
   Lines gone = {"-" + shown};
   for (int i = 100; i < 200; ++i) {
@@ -49,7 +49,7 @@ TEST_CASE("20,000 files of the product go as one does") {
 
   Outcome outcome = Uninstall(world);
 
-  // They lie side by side in the sorted changes. Finding out where 20,000 lines differ would take minutes.
+  // They are next to each other in the sorted changes. A line comparison of 20,000 lines would take minutes.
   auto& changes = outcome.fileDiff;
   const auto first = std::find(changes.begin(), changes.end(), planted.front());
   REQUIRE(changes.end() - first >= static_cast<std::ptrdiff_t>(planted.size()));
@@ -70,7 +70,7 @@ TEST_CASE("installed, but never switched on") {
   const Lines& plain = PlainUninstall();
   World world;
   Install(world.OnWindows(WindowsVersion::kVista).WithSampleSource());
-  // The add-in is registered and can be switched off; the monitors were never told to start.
+  // The add-in is registered and can be switched off. The monitors were never started.
   CheckRun("never switched on", plain, Told(Uninstall(world)));
 }
 
@@ -83,7 +83,7 @@ TEST_CASE("the monitor of a client that this Windows has no more is no longer st
       world.WithKey(MachineKey64(kRunKey), {{client.shortName, L"monitor"}});
     }
   }
-  // Not by the switch, which leaves this client out here.
+  // The switch would not do it, because it skips this client here.
   CheckRun("a monitor of an older Windows", plain, Told(Uninstall(world)));
 }
 

@@ -1,4 +1,4 @@
-// Newer files in place of older ones, and the plug-ins told of them.
+// Newer files replace older ones, and the plug-ins are notified.
 #include <doctest/doctest.h>
 
 #include <algorithm>
@@ -68,7 +68,7 @@ TEST_CASE("a file in use waits for the restart, which brings it") {
   world.WithFile(kSource + L"\\OL\\VELA_OLA.dll", "newer add-in");
   Outcome outcome;
   {
-    const TestSupport::HeldFile held(kAddin, FILE_SHARE_READ);  // as an Outlook that has loaded it
+    const TestSupport::HeldFile held(kAddin, FILE_SHARE_READ);  // like an Outlook that has loaded it
     outcome = Upgrade(world);
     CHECK(FileContent(kAddin) == old);
   }

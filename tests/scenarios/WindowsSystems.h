@@ -1,4 +1,4 @@
-// The Windows systems that scenarios are played on.
+// The Windows systems of the scenarios.
 #pragma once
 
 #include "tests/support/World.h"
@@ -8,7 +8,7 @@ namespace Expected {
 struct WindowsSystem {
   const char* name;
   TestSupport::WindowsVersion version;
-  // Windows Vista alone: Outlook Express is called Windows Mail, and the cache of Outlook lies in "AppData\Local".
+  // Windows Vista only: Outlook Express is called Windows Mail, and Outlook's cache is in "AppData\Local".
   bool isVista = false;
 };
 

@@ -25,7 +25,7 @@ std::string Replaced(std::string text, const std::string& part, const std::strin
   return text;
 }
 
-// The run log has a byte for each character up to U+00FF.
+// The run log has one byte for each character up to U+00FF.
 std::string FromLog(const std::string& line) {
   std::wstring wide;
   for (const char character : line) {
@@ -34,7 +34,7 @@ std::string FromLog(const std::string& line) {
   return ToUtf8(wide);
 }
 
-// The file changes leave this folder out.
+// The file changes leave out this folder.
 std::string WithRoot(const std::string& change) {
   const std::string root = ToUtf8(World::kRoot) + "\\";
   return change.compare(1, 2, "C:") == 0 ? change : change.substr(0, 1) + root + change.substr(1);
@@ -58,13 +58,13 @@ void AddList(Lines& lines, const std::string& heading, const Lines& list, const 
   }
 }
 
-// Who runs the tests has a name that is not for the texts.
+// The name of the user who runs the tests must not get into the texts.
 std::string WithoutUserName(const std::string& line) {
   static const std::string own = ToUtf8(Variable(L"USERPROFILE")) + "\\";
   return Replaced(line, own, "C:\\users\\[user]\\");
 }
 
-// Profiles are met in the order of their names, one of which is that of the user who runs the tests.
+// Profiles come in the order of their names. One of the names is that of the user who runs the tests.
 void SortProfiles(Lines& log) {
   const auto isOfProfile = [](const std::string& line) { return line.find("C:\\users\\") != std::string::npos; };
   for (auto first = log.begin(); first != log.end();) {
@@ -75,7 +75,7 @@ void SortProfiles(Lines& log) {
   }
 }
 
-// The line and, where there are more of it up to here, its number.
+// The line. If the same line came before, its number follows.
 std::string Numbered(const Lines& lines) {
   const auto count = std::count(lines.begin(), lines.end(), lines.back());
   return lines.back() + (count == 1 ? "" : " [" + std::to_string(count) + "]");
@@ -90,7 +90,7 @@ std::wstring ApprovedPath() {
   return PathIn(L"VELA_EXPECTED_DIR", name.substr(0, name.rfind(L'.')) + L".txt");
 }
 
-// Where the section begins behind its title and where it ends; both the end of the text where there is none.
+// Begin of the section (after its title) and its end. Both are the end of the text if the section is missing.
 std::pair<std::size_t, std::size_t> SectionOf(const Lines& text, const std::string& title) {
   const auto begin = std::find(text.begin(), text.end(), kTitle + title);
   const auto first = begin == text.end() ? begin : begin + 1;
@@ -174,7 +174,7 @@ void CheckApproved(const std::string& title, const Lines& lines) {
   const std::wstring path = ApprovedPath();
   Lines text = Exists(path) ? Split(FileContent(path)) : Lines();
   auto [first, last] = SectionOf(text, title);
-  // Runs that are told alike have one text, which the first of them writes.
+  // Runs that have the same description share one text. The first of them writes it.
   static std::set<std::string> written;
   if (!Variable(L"VELA_REGENERATE").empty() && written.insert(title).second) {
     if (first == text.size() && (text.empty() || text.back() != kTitle + title)) {

@@ -1,5 +1,5 @@
-// Whole runs compared with texts that were reviewed. A text holds what a run does otherwise than a plain run of the
-// same command, which the test plays first and the matrix compares line by line.
+// Compares whole runs with reviewed texts. A text holds the differences between a run and a plain run of the same
+// command. The test plays the plain run first. The matrix compares the plain run line by line.
 //
 //   const Lines plain = RunText(world.Run(...), names);
 //   ...
@@ -14,25 +14,25 @@
 
 namespace TestSupport {
 
-// What stands in a text for a path: {L"C:\\VelaTest\\dest", "[dest]"}. Applied in order.
+// The text that replaces a path: {L"C:\\VelaTest\\dest", "[dest]"}. Applied in order.
 using Names = std::vector<std::pair<std::wstring, std::string>>;
 
-// An environment variable; empty where there is none.
+// An environment variable; empty if it does not exist.
 std::wstring Variable(const wchar_t* name);
-// A file in the folder that a variable names, which may be one of the host below Wine.
+// A file in the folder that a variable names. The folder may be one of the host below Wine.
 std::wstring PathIn(const wchar_t* variable, const std::wstring& fileName);
 
-// A run as lines: its exit code, then its log and its changes, a heading before each list. Characters of the log beyond
-// ASCII are written in UTF-8. A middle dot stands for a blank at the end of a line, and for an empty line.
+// A run as lines: its exit code, its log and its changes. Each list has a heading. Characters of the log outside ASCII
+// are written in UTF-8. A middle dot marks a blank at the end of a line, and an empty line.
 Lines RunText(const Outcome& outcome, const Names& names);
 
-// "- line" and, in its place, "+ line". What only comes stands behind the line that both runs have before it. A line
-// that the plain run has more than once has its number behind it. Of a long group that is missing, the first and the
-// last line and the number of those between them.
+// "- line", and "+ line" for the line that replaces it. A line that was only added follows the line before it that both
+// runs have. If the plain run has a line more than once, its number follows it. Of a long missing group, only the first
+// line, the last line and the number of lines between them are shown.
 Lines Changes(const Lines& plain, const Lines& run);
 
-// Compares with the section `title` of the approved text of this test program: <VELA_EXPECTED_DIR>/<program>.txt.
-// Where VELA_REGENERATE is set, the section is written first (scripts/regenerate_expected.sh).
+// Compares with the section `title` of the approved text of this test program: <VELA_EXPECTED_DIR>/<program>.txt. If
+// VELA_REGENERATE is set, the section is written first (scripts/regenerate_expected.sh).
 void CheckApproved(const std::string& title, const Lines& lines);
 
 }  // namespace TestSupport

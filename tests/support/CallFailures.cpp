@@ -10,7 +10,7 @@
 namespace TestSupport {
 namespace {
 
-// What the machine code below works on; its offsets are written there.
+// The data of the machine code below. The code contains the offsets.
 struct StubState {
   CallSequence* sequence;               // 0
   void* original;                       // 8
@@ -32,8 +32,8 @@ ULONG_PTR WINAPI FailNow(StubState* state) {
   return state->failure.value;
 }
 
-// Counts the call and goes on to the original, or to FailNow, with a jump: registers and stack of the arguments stay as
-// the caller left them, whatever the signature. Only rax, r10 and r11 are used, which carry nothing at a call.
+// Counts the call, then jumps to the original or to FailNow. Registers and stack of the arguments stay as the caller
+// left them, for every signature. Only rax, r10 and r11 are used: they hold no argument.
 constexpr unsigned char kStubCode[] = {
     0x49, 0xBB, 0,    0,  0, 0, 0, 0, 0, 0,  // mov r11, <StubState>
     0x49, 0xFF, 0x43, 24,                    // inc qword [r11+24]      its own calls
@@ -84,7 +84,7 @@ CountedFunction::CountedFunction(const char* function, const char* library, std:
                                  FailureReturn failure)
     : stub_(std::make_unique<Stub>(StubState{sequence.get(), nullptr, &FailNow, 0, failure, 0, function})) {
   stub_->sequence = std::move(sequence);
-  // The code needs to know the way on before the first call can come.
+  // The code needs its jump targets before the first call can come.
   stub_->state.original = OriginalImport(function, library);
   layer_ = std::make_unique<ImportLayer>(function, library, stub_->code);
   layer_->WhenNextChanges([state = &stub_->state](void* next) { state->original = next; });

@@ -1,12 +1,12 @@
-// Windows functions that are counted, and that fail at a chosen call.
+// Counts calls of Windows functions and makes chosen calls fail.
 //
 //   FailCall open{"CreateFileW", 2, ERROR_SHARING_VIOLATION};      // the second call and no other
 //   FailCall write{"WriteFile", Calls::From(1), ERROR_DISK_FULL};  // every one
 //   CountCalls closes{"RegCloseKey"};
 //
-// A failing call does not reach Windows; it returns what that function returns at a failure (FailureReturns.h) with the
-// last-error code set, its out parameters untouched. For several functions counted as one sequence, as a fault sweep
-// needs it, see FailNthOf.
+// A failing call does not reach Windows. It returns what that function returns at a failure (FailureReturns.h) and sets
+// the last-error code. Its out parameters are unchanged. To count several functions as one sequence, as a fault sweep
+// does, use FailNthOf.
 #pragma once
 
 #include <windows.h>
@@ -21,7 +21,7 @@
 
 namespace TestSupport {
 
-// Which calls fail. Calls are counted from 1.
+// Which calls fail. The first call is 1.
 struct Calls {
   std::int64_t first;
   std::int64_t last;
@@ -32,15 +32,15 @@ struct Calls {
   static Calls Between(unsigned first, unsigned last) { return {first, last}; }
 };
 
-// A count that several functions may share, and the calls in it that fail. Read by machine code: see CallFailures.cpp.
+// A count and the calls in it that fail. Several functions may share it. Machine code reads it: see CallFailures.cpp.
 struct CallSequence {
   std::int64_t calls = 0;
   std::int64_t failFirst = 1;
   std::int64_t failLast = 0;
-  std::vector<std::string> failed = {};  // names of the functions whose calls failed, in order
+  std::vector<std::string> failed = {};  // the names of the functions whose calls failed, in order
 };
 
-// One function that is counted in a sequence. Works for every signature: the arguments are never touched.
+// One function that is counted in a sequence. Works for every signature: it never touches the arguments.
 class CountedFunction {
  public:
   CountedFunction(const char* function, const char* library, std::shared_ptr<CallSequence> sequence,
@@ -69,11 +69,11 @@ class CountCalls {
 
 class FailCall {
  public:
-  // Throws std::logic_error where it is not known how the function reports a failure.
+  // Throws std::logic_error if it is unknown how the function reports a failure.
   FailCall(const char* function, unsigned call, DWORD error) : FailCall(function, Calls::Only(call), error) {}
   FailCall(const char* function, TestSupport::Calls calls, DWORD error)
       : FailCall(function, calls, FailureReturn::Of(function, error)) {}
-  // For a function, or a way to fail, that the table does not know.
+  // For a function, or a way to fail, that is not in the table.
   FailCall(const char* function, TestSupport::Calls calls, FailureReturn failure);
 
   unsigned Calls() const { return function_.Calls(); }
@@ -85,7 +85,7 @@ class FailCall {
 };
 
 // Counts the calls of all the functions as one sequence and fails the chosen ones. Names that the program does not
-// import are passed over here: the list of a sweep is longer than what one command uses. At least one must be.
+// import are ignored, because the list of a sweep is longer than what one command uses. At least one must be imported.
 class FailNthOf {
  public:
   FailNthOf(const std::vector<std::string>& functions, TestSupport::Calls calls, DWORD error);

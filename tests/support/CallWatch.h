@@ -1,11 +1,11 @@
-// Looks at each call of a Windows function, which runs as ever:
+// Observes each call of a Windows function. The function itself runs as usual:
 //
 //   OnCall free{"FreeLibrary", &::FreeLibrary, [&](HMODULE module) { events.push_back("free"); }};
 //   AfterCall load{"LoadLibraryW", &::LoadLibraryW, [&](HMODULE module, LPCWSTR name) { ... }};
 //   FailWhere set{"SetEvent", &::SetEvent, [&](HANDLE event) { return event == mine ? ERROR_BUSY : ERROR_SUCCESS; }};
 //
-// AfterCall gets the result first, and leaves the last-error code as it was. A call fails where the listener of
-// FailWhere gives an error, as that function fails (FailureReturns.h). A listener may leave all parameters out.
+// AfterCall gets the result as its first argument and keeps the last-error code. If the listener of FailWhere returns
+// an error, the call fails in the way of that function (FailureReturns.h). A listener may omit all parameters.
 #pragma once
 
 #include <windows.h>

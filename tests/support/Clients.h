@@ -1,5 +1,5 @@
-// The mail clients as the tests know them, written down once and independently of the product's own table. What a test
-// does for each client, or expects of each, comes from here: a new client is a row.
+// The mail clients as the tests know them, independent of the product's own table. Tests take from here what they do
+// for each client and what they expect of it. For a new client, add a row.
 #pragma once
 
 #include <string>
@@ -9,12 +9,12 @@ namespace TestSupport {
 
 struct Client {
   const wchar_t* shortName;
-  const wchar_t* process;               // as it runs
-  const wchar_t* processOnWindows60;    // as it runs on Windows version 6.0
-  bool hasMonitor;                      // and with it a Run value of the short name
-  bool endedWithVista;                  // passed over from Windows 7 on
+  const wchar_t* process;               // the name of its process
+  const wchar_t* processOnWindows60;    // the name of its process on Windows version 6.0
+  bool hasMonitor;                      // it has a monitor, and a Run value of the short name
+  bool endedWithVista;                  // ignored from Windows 7 on
   bool has64BitFiles;                   // in the installation source, in a folder of the short name and "64"
-  const char* registrationFailure;      // the log's last word on a registration that failed
+  const char* registrationFailure;      // the last word in the log about a registration that failed
   std::vector<const wchar_t*> modules;  // in the order in which they are registered
 
   std::wstring FolderName() const { return std::wstring(L"VELA_") + shortName; }  // below the product's folder
@@ -24,7 +24,7 @@ struct Client {
   std::wstring DelayFlag() const { return std::wstring(shortName) + L"_DELAY_INST"; }
 };
 
-// In the order in which the product takes them.
+// In the order in which the product handles them.
 inline const std::vector<Client>& Clients() {
   static const std::vector<Client> clients = {
       {L"OL",

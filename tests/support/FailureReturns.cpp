@@ -7,7 +7,7 @@
 namespace TestSupport {
 namespace {
 
-// How functions fail, and which, with blanks in between.
+// The ways to fail, each with its functions, separated by blanks.
 enum class Way { kValue, kErrorCode, kHresult };
 struct Row {
   Way way;
@@ -39,9 +39,9 @@ constexpr Row kRows[] = {
     {Way::kValue, ~ULONG_PTR{0}, true, "CreateFileW CreateToolhelp32Snapshot FindFirstFileW"},
     {Way::kValue, kAllOnes, true, "GetFileAttributesW WaitForSingleObject"},
     {Way::kValue, kAllOnes, false, "WTSGetActiveConsoleSessionId"},
-    // What was to be freed, so anything but null.
+    // The function returns what it could not free: anything but null.
     {Way::kValue, 1, true, "LocalFree"},
-    // The code itself, or an HRESULT made of it; the last-error code is left alone.
+    // The code itself, or an HRESULT made from it. The last-error code does not change.
     {Way::kErrorCode, 0, false,
      "RegCloseKey RegCreateKeyExW RegDeleteKeyW RegDeleteValueW RegEnumKeyExW RegEnumKeyW RegEnumValueW "
      "RegFlushKey RegOpenKeyExW RegOpenKeyW RegQueryInfoKeyW RegQueryValueExW RegSetValueExW "

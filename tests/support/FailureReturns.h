@@ -13,8 +13,8 @@ struct FailureReturn {
   DWORD error = 0;
   bool setsLastError = false;
 
-  // A failure of `function` with the Windows error `error`. Throws std::logic_error for a function that is not in the
-  // table: guessed, a test would check the product against something that never happens.
+  // A failure of `function` with the Windows error `error`. Throws std::logic_error if the function is not in the
+  // table. With a guess, a test would check the product against something that never happens.
   static FailureReturn Of(const char* function, DWORD error);
 };
 

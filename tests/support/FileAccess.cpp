@@ -25,7 +25,7 @@ void SetAccess(const std::wstring& path, const std::wstring& accessList) {
   }
 }
 
-// A folder is unlocked before what lies in it, and locked behind it.
+// A folder is unlocked before its contents, and locked after them.
 void SetTreeAccess(const std::wstring& folder, const std::wstring& accessList, bool folderFirst) {
   if (folderFirst) {
     SetAccess(folder, accessList);
@@ -75,8 +75,8 @@ std::wstring CurrentUser() {
 }  // namespace
 
 void LockTree(const std::wstring& folder) {
-  // Not to write, to append, to change attributes and extended ones, to delete, to delete what is in there. All else
-  // goes on: a file that nobody at all may write to would count as a read-only one under Wine.
+  // Denies: write, append, change attributes and extended attributes, delete, delete children. All else stays allowed:
+  // Wine would report a file that nobody at all may write to as read-only.
   SetTreeAccess(folder, L"D:(D;;0x10156;;;" + CurrentUser() + L")(A;;FA;;;WD)", false);
   const std::wstring probe = folder + L"\\probe";
   const HANDLE file = ::CreateFileW(probe.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);

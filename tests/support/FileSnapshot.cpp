@@ -78,7 +78,7 @@ void FileSnapshot::AddTree(const std::wstring& folder, const std::string& label)
       try {
         entry.contentHash = entry.size == 0 ? 0 : Hash(FileContent(folder + L"\\" + name));
       } catch (const std::runtime_error&) {
-        // Held open by somebody with exclusive access: size and time have to tell.
+        // Another program holds it open with exclusive access: only size and time can be compared.
       }
     }
     entries_[label + ToUtf8(name) + (isFolder ? "\\" : "")] = entry;

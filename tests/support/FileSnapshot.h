@@ -1,4 +1,4 @@
-// What lies in folder trees, and what changed there.
+// The contents of folder trees, and their changes.
 #pragma once
 
 #include <windows.h>
@@ -13,16 +13,16 @@
 
 namespace TestSupport {
 
-// Reading moves no last-write time; last-access times are not looked at. A reparse point (junction, directory link) is
-// an entry of its own and is not entered.
+// Reading changes no last-write time, and last-access times are ignored. A reparse point (junction, directory link) is
+// an entry itself. Its target is not read.
 class FileSnapshot {
  public:
-  // Adds a folder with everything below it, itself not included. A folder that does not exist adds nothing. `label`
-  // takes the folder's place in the lines; empty: the entries stand there with their path below the folder only.
+  // Adds everything below a folder, without the folder itself. A folder that does not exist adds nothing. `label`
+  // replaces the folder's path in the lines. If it is empty, a line has only the path below the folder.
   void Add(const std::wstring& folder, const std::string& label = {});
 
-  // One line per entry: "VELA\Resource\x.dll 12 bytes", a folder with a backslash behind its name. With attributes
-  // other than archive and directory: "... readonly hidden".
+  // One line per entry: "VELA\Resource\x.dll 12 bytes"; a folder's name ends in a backslash. Attributes other than
+  // archive and directory are added: "... readonly hidden".
   Lines AsLines() const;
 
   // "+VELA\Resource\x.dll", "-VELA\old\", "~VELA\x.dll content time attributes" (what of it changed), sorted.
@@ -31,7 +31,7 @@ class FileSnapshot {
  private:
   struct Entry {
     DWORD attributes = 0;
-    std::uint64_t lastWrite = 0;  // of files; a folder's moves with every entry that is made in it
+    std::uint64_t lastWrite = 0;  // of files only: a folder's time changes with every new entry
     std::uint64_t size = 0;
     std::uint64_t contentHash = 0;
   };
@@ -40,11 +40,11 @@ class FileSnapshot {
   std::map<std::string, Entry> entries_;  // by path, folders with a trailing backslash
 };
 
-// The bytes of a file. Throws std::runtime_error where it cannot be read, and std::length_error where it does not end
-// within this many bytes: some files of the host, such as its devices, have no end.
+// The bytes of a file. Throws std::runtime_error if it cannot be read. Throws std::length_error if it is longer than
+// this: some files of the host, such as its devices, have no end.
 inline constexpr std::size_t kLongestFile = std::size_t{32} << 20U;
 std::string FileContent(const std::wstring& path);
-// Of a file that is open already, from where it stands; `name` is for the message.
+// Reads a file that is already open, from its current position; `name` is for the message.
 std::string RestOfFile(FILE* file, const std::wstring& name);
 
 }  // namespace TestSupport

@@ -12,7 +12,7 @@ namespace {
 
 template <class Function>
 Function KernelEntry(const char* name) {
-  // By this call, and called directly: redirections work only in a program that imports it.
+  // Calls LoadLibraryA directly, so that the program imports it: redirections work only on imports.
   const HMODULE kernel = ::LoadLibraryA("kernel32.dll");
   const FARPROC address = ::GetProcAddress(kernel, name);
   Function function = nullptr;
@@ -50,7 +50,7 @@ std::wstring HostPath(const std::wstring& path) {
   return L'"' + wide + L'"';
 }
 
-// Starts a program of the host and waits until `path` is there, or gone: Wine gives no handle for such a program.
+// Starts a program of the host and waits until `path` exists, or is gone: Wine gives no handle for such a program.
 bool RunOnHost(std::wstring commandLine, const std::wstring& path, bool there) {
   const std::wstring program = L"Z:\\bin\\" + commandLine.substr(0, commandLine.find(L' '));
   STARTUPINFOW startup = {};
@@ -99,7 +99,7 @@ FullDiskFile::FullDiskFile(const std::wstring& path) : path_(path) {
 }
 
 FullDiskFile::~FullDiskFile() {
-  RunOnHost(L"rm -f " + HostPath(path_), path_, false);  // where it stays, the next world fails to clear its folders
+  RunOnHost(L"rm -f " + HostPath(path_), path_, false);  // if the link stays, the next world cannot clear its folders
 }
 
 }  // namespace OrCommonTests

@@ -1,19 +1,19 @@
 // Links of the file system. This Wine shows the host's symbolic links to folders as reparse points (attributes 0x410)
-// but cannot make or remove them, so the host's own programs do; on Windows it is Windows.
+// but cannot create or remove them. So programs of the host do it; on Windows, Windows does it.
 #pragma once
 
 #include <string>
 
 namespace OrCommonTests {
 
-// Makes `link` lead to the folder `target`. Throws std::runtime_error where there is no such link afterwards.
+// Creates the folder link `link` to `target`. Throws std::runtime_error if the link does not exist afterwards.
 void MakeFolderLink(const std::wstring& link, const std::wstring& target);
 
-// Removes the link itself, as RemoveDirectoryW does on Windows; false where it is still there. Meant for the place of
-// RemoveDirectoryW: calls nothing that a test may have redirected before.
+// Removes the link itself, as RemoveDirectoryW does on Windows; false if the link still exists. It can replace
+// RemoveDirectoryW in a test: it calls no function that a test may have redirected before.
 bool RemoveFolderLink(const std::wstring& link);
 
-// Made here, gone with it if it is still there.
+// A link that is created here. The destructor removes it if it still exists.
 class FolderLink {
  public:
   FolderLink(const std::wstring& link, const std::wstring& target) : link_(link) { MakeFolderLink(link, target); }
@@ -25,9 +25,9 @@ class FolderLink {
   std::wstring link_;
 };
 
-// A link to a device of Wine's host on which every write fails because the disk is full. Make it behind the world that
-// it lies in, so that it goes first: Windows programs can write to it but see no attributes of it, and cannot clear it
-// away.
+// A link to a device of Wine's host on which every write fails because the disk is full. Create it after the world that
+// contains it, so that it is removed first. Windows programs can write to it, but they see no attributes of it and
+// cannot delete it.
 class FullDiskFile {
  public:
   // The folder of `path` must exist, and the file must not.

@@ -17,7 +17,7 @@ void* Take(std::size_t size, std::size_t limit) noexcept {
     ++g_refused;
     return nullptr;
   }
-  // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): this is where operator new takes it from
+  // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): operator new gets its memory here
   void* const block = std::malloc(size != 0 ? size : 1);
   g_liveBlocks += block != nullptr ? 1 : 0;
   return block;

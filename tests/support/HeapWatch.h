@@ -1,16 +1,16 @@
-// The heap of this test program: what is taken and not given back, and attempts that fail.
+// The heap of this test program: counts blocks that were not freed, and makes allocations fail.
 #pragma once
 
 #include <cstddef>
 
 namespace OrCommonTests {
 
-// Blocks from operator new that nobody has given back so far. Compare two readings with no check between them: the test
-// framework keeps blocks of its own.
+// Blocks from operator new that were not freed so far. Do not put a check between two readings that you compare: the
+// test framework keeps blocks itself.
 long long LiveBlocks() noexcept;
 
-// While it lives, the heap has no block of `size` bytes or more, neither for those who ask with an exception at failure
-// nor for those who take a null pointer. Each may be left alone with kAnySize.
+// During its lifetime, every allocation of `size` bytes or more fails: by an exception or, for callers that ask for it,
+// by a null pointer. kAnySize makes one of the two kinds work as usual.
 class HeapLimit {
  public:
   static constexpr std::size_t kAnySize = static_cast<std::size_t>(-1);
@@ -21,7 +21,7 @@ class HeapLimit {
   HeapLimit& operator=(const HeapLimit&) = delete;
   ~HeapLimit();
 
-  unsigned Refused() const noexcept;  // attempts
+  unsigned Refused() const noexcept;  // allocations
 };
 
 }  // namespace OrCommonTests

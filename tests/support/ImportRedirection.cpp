@@ -11,10 +11,10 @@
 namespace TestSupport {
 namespace {
 
-// One slot with everything that is put upon it at the moment.
+// One slot with all redirections that it has at the moment.
 struct RedirectedSlot {
-  void* before;    // the slot's contents without redirections, put back at the end
-  void* function;  // what they lead to, once it had to be known
+  void* before;    // the slot's contents without redirections; restored at the end
+  void* function;  // where the contents lead to; filled when it is needed
   std::vector<ImportLayer*> layers;
 };
 
@@ -52,7 +52,7 @@ void Write(void** slot, void* value) {
   system.virtualProtect(slot, sizeof *slot, protection, &protection);
 }
 
-// A function that the product has not bound yet is looked up here.
+// The lookup of a function that the product has not bound yet comes here.
 void* FunctionBehind(const ImportSlot& slot, void* contents) {
   if (contents != nullptr) {
     return contents;
@@ -73,11 +73,11 @@ void* FunctionBehind(void** address, RedirectedSlot& redirected) {
   return redirected.function;
 }
 
-// What the program gets in the place of GetProcAddress, for good. A pointer that is bound before a redirection and kept
-// would go around it: a function of the list in ImportTables.cpp is answered with a jump through its slot.
+// Replaces GetProcAddress for the program, permanently. A pointer that the product bound before a redirection and kept
+// would bypass it. So for a function in the list of ImportTables.cpp the answer is a jump through its slot.
 FARPROC WINAPI AnswerBinding(HMODULE module, const char* name) {
   const FARPROC function = SystemCalls::Get().getProcAddress(module, name);
-  const bool byName = reinterpret_cast<ULONG_PTR>(name) > 0xFFFF;  // else by number, in place of the pointer
+  const bool byName = reinterpret_cast<ULONG_PTR>(name) > 0xFFFF;  // otherwise the argument is a number, not a pointer
   if (function == nullptr || !byName) {
     return function;
   }
@@ -96,7 +96,7 @@ FARPROC WINAPI AnswerBinding(HMODULE module, const char* name) {
   return function;
 }
 
-// Before the product binds anything: it does so in its commands, not while static objects are made.
+// Runs before the product binds anything: it binds in its commands, not during the construction of static objects.
 [[maybe_unused]] const bool g_answersBindings = [] {
   SystemCalls::Get();  // reads the slot as well
   for (const ImportSlot* slot : FindSlots("GetProcAddress", nullptr)) {
@@ -117,8 +117,8 @@ Function Imported(const char* function) {
 }  // namespace
 
 const SystemCalls& SystemCalls::Get() {
-  // Read from the slots, once, before the first redirection is put in one. `&::VirtualProtect` would not do: the
-  // compiler may take it for the address of a jump through the slot.
+  // Read from the slots once, before the first redirection. `&::VirtualProtect` would not work: the compiler may use
+  // the address of a jump through the slot.
   static const SystemCalls calls = {
       Imported<decltype(&::VirtualProtect)>("VirtualProtect"), Imported<decltype(&::LoadLibraryA)>("LoadLibraryA"),
       Imported<decltype(&::GetProcAddress)>("GetProcAddress"), Imported<decltype(&::SetLastError)>("SetLastError")};

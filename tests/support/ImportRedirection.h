@@ -1,7 +1,7 @@
-// Puts something else in the place of Windows functions, for as long as a scope lasts.
+// Replaces Windows functions for the duration of a scope.
 //
-// A program calls what it imports through a table in its own image (ImportTables.h). The product code is part of each
-// test program, so a changed entry there reaches every call that it makes, and nothing that Windows itself does:
+// A program calls its imported functions through a table in its own image (ImportTables.h). The product code is part of
+// each test program. So a changed entry affects every call of the product, and no call inside Windows itself:
 //
 //   int flushes = 0;
 //   ImportRedirection flush{"RegFlushKey", [&](HKEY key) {
@@ -10,14 +10,13 @@
 //   }};
 //   FailCall second{"RegSetValueExW", 2, ERROR_ACCESS_DENIED};
 //
-// Redirections of one function may be nested; the youngest is called, and its original is the one below it. They may
+// Redirections of one function may be nested. The newest one is called, and its original is the one below it. They may
 // end in any order. A name that the program does not import is a mistake in the test and throws.
 //
-// The test program's own calls are redirected as well: check results after the scope, and leave the last-error code of
-// the original in place where the product looks at it. File streams are safe, the C runtime opens files by itself.
-// The few functions that the product binds by name at their first call and keeps (ImportTables.cpp lists them) are
-// redirected in the same way, before they are bound and after. Others that it binds, anew at each use, are answered by
-// LibraryAnswers.h.
+// The test program's own calls are redirected as well. So check results after the scope, and keep the last-error code
+// of the original if the product reads it. File streams are safe, because the C runtime opens files itself. The product
+// binds a few functions by name at the first call and keeps them (list in ImportTables.cpp). They are redirected in the
+// same way, before and after they are bound. Functions that it binds again at each use are handled by LibraryAnswers.h.
 #pragma once
 
 #include <windows.h>
@@ -35,22 +34,22 @@
 
 namespace TestSupport {
 
-// Whether the program imports this function at all. `library` ("advapi32.dll", any case) may be null: any.
+// True if the program imports this function. `library` ("advapi32.dll", any case) may be null: any library.
 bool IsImported(const char* function, const char* library = nullptr);
 
-// The untyped half: one address in all slots of a function.
+// The untyped part: one address in all slots of a function.
 class ImportLayer {
  public:
-  // Throws std::logic_error where the function is not imported.
+  // Throws std::logic_error if the function is not imported.
   ImportLayer(const char* function, const char* library, void* replacement);
   ImportLayer(const ImportLayer&) = delete;
   ImportLayer& operator=(const ImportLayer&) = delete;
   ~ImportLayer();
 
   void* Replacement() const { return replacement_; }
-  // What is called where this layer is not: an older layer, or the function itself.
+  // What this layer calls as its original: an older layer, or the function itself.
   void* Next() const;
-  // A layer that keeps a copy of Next() is told here when layers below it have come or gone.
+  // Notifies a layer that keeps a copy of Next() when layers below it were added or removed.
   void WhenNextChanges(std::function<void(void*)> listener);
   void NextHasChanged() const;
 
@@ -67,7 +66,7 @@ class CallableAddress {
   virtual void* Address() const = 0;
 };
 
-// Plain functions of one signature that each call the callable standing in their place at the moment.
+// Plain functions of one signature. Each calls the callable that it has at the moment.
 template <class Signature>
 class CallablePool;
 
@@ -126,7 +125,7 @@ struct SignatureOfMember<Result (Class::*)(Arguments...)> {
 class ImportRedirection {
  public:
   // `replacement`: a lambda with the parameters and the result of the function, or a pointer to a function. `library`
-  // is needed only where two libraries export the name.
+  // is needed only if two libraries export the name.
   template <class Callable>
   ImportRedirection(const char* function, Callable replacement, const char* library = nullptr)
       : callable_(std::make_unique<CallablePool<typename SignatureOfMember<decltype(&Callable::operator())>::Type>>(
@@ -138,7 +137,7 @@ class ImportRedirection {
   ImportRedirection(const ImportRedirection&) = delete;
   ImportRedirection& operator=(const ImportRedirection&) = delete;
 
-  // What the replacement stands in front of: redirect.Original<decltype(&::RegCloseKey)>()(key).
+  // The function that was replaced: redirect.Original<decltype(&::RegCloseKey)>()(key).
   template <class Function>
   Function Original() const {
     return reinterpret_cast<Function>(layer_.Next());

@@ -12,7 +12,7 @@ extern "C" IMAGE_DOS_HEADER __ImageBase;
 namespace TestSupport {
 namespace {
 
-// A program in memory, as its own headers describe it.
+// A program in memory, as its headers describe it.
 class LoadedImage {
  public:
   explicit LoadedImage(HMODULE image)
@@ -24,10 +24,10 @@ class LoadedImage {
     return reinterpret_cast<const T*>(base_ + offset);
   }
 
-  // The slots are the one thing in an image that is meant to be written.
+  // The slots are the only part of an image that is meant to be written.
   void** SlotAt(DWORD offset) const { return reinterpret_cast<void**>(const_cast<char*>(base_ + offset)); }
 
-  // Null where the program has no such table.
+  // Null if the program has no such table.
   template <class T>
   const T* Directory(unsigned index) const {
     const DWORD offset = headers_->OptionalHeader.DataDirectory[index].VirtualAddress;
@@ -51,7 +51,7 @@ void AddSlots(const LoadedImage& image, const char* library, DWORD nameTable, DW
   }
 }
 
-// What the product binds by name at its first call and keeps (Common/OrCommon/OrComn_Shell.cpp).
+// What the product binds by name at the first call and keeps (Common/OrCommon/OrComn_Shell.cpp).
 struct LateFunction {
   const char* dll;
   const char* function;
@@ -63,7 +63,7 @@ constexpr LateFunction kLateFunctions[] = {
     {"shlwapi.dll", "PathRemoveFileSpecW"},
 };
 
-// A jump to what its slot holds.
+// A jump to the address in its slot.
 struct Jump {
   unsigned char code[8];
   void* slot;
@@ -76,7 +76,7 @@ void AddLateSlots(std::vector<ImportSlot>& slots) {
   if (memory == nullptr) {
     throw std::bad_alloc();
   }
-  auto* jump = static_cast<Jump*>(memory);  // for good: the product keeps the addresses
+  auto* jump = static_cast<Jump*>(memory);  // permanently: the product keeps the addresses
   for (const LateFunction& late : kLateFunctions) {
     std::memcpy(jump->code, kJumpCode, sizeof kJumpCode);
     FARPROC address = nullptr;
@@ -86,7 +86,7 @@ void AddLateSlots(std::vector<ImportSlot>& slots) {
   }
 }
 
-// Asked of the linker: GetModuleHandleW is an import as well, and may be redirected already.
+// The linker's symbol: GetModuleHandleW is an import as well, and may be redirected already.
 HMODULE Program() {
   return reinterpret_cast<HMODULE>(&__ImageBase);
 }

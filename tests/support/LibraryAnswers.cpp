@@ -10,7 +10,7 @@ namespace TestSupport {
 ProcAddressAnswer::ProcAddressAnswer(const char* function, FARPROC answer)
     : redirection_("GetProcAddress",
                    [this, name = std::string(function), answer](HMODULE module, LPCSTR wanted) -> FARPROC {
-                     // Functions are also asked for by number, in place of the pointer to the name.
+                     // Functions can also be requested by number, in place of the pointer to the name.
                      const bool byName = reinterpret_cast<ULONG_PTR>(wanted) > 0xFFFF;
                      if (!byName || name != wanted) {
                        return redirection_.Original<decltype(&::GetProcAddress)>()(module, wanted);

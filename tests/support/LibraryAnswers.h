@@ -1,4 +1,4 @@
-// What the product finds when it looks functions up by name at run time.
+// Decides what the product finds when it looks up functions by name at run time.
 //
 //   AnswerProcAddress answer{"GetNativeSystemInfo", &OldMachine};  // the product gets this function; or a lambda with
 //                                                                  // that function's parameters and result
@@ -22,7 +22,7 @@ namespace TestSupport {
 
 class ProcAddressAnswer {
  public:
-  // `answer`: null stands for a function that is not there.
+  // `answer`: null means that the function does not exist.
   ProcAddressAnswer(const char* function, FARPROC answer);
   virtual ~ProcAddressAnswer() = default;
   unsigned Asked() const { return asked_; }
@@ -64,7 +64,7 @@ class MissingEntry : public ProcAddressAnswer {
 
 class MissingLibrary {
  public:
-  // Compared with the file name of what is loaded, without its folder, in any case.
+  // Compared with the file name of the library, without its folder, in any case.
   explicit MissingLibrary(const wchar_t* library, DWORD error = ERROR_MOD_NOT_FOUND);
   unsigned Asked() const { return asked_; }
 
@@ -78,12 +78,12 @@ class MissingLibrary {
   std::optional<ImportRedirection> extended_;  // LoadLibraryExW
 };
 
-// What is loaded while this lives, as it was asked for.
+// What is loaded during its lifetime, with the name that was given.
 class LoadedNames {
  public:
   std::vector<std::wstring> names;
 
-  // Those that are asked for by a name without a folder.
+  // Only those that are given by a name without a folder.
   std::vector<std::wstring> WithoutFolder() const;
 
  private:

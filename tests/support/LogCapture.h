@@ -1,4 +1,4 @@
-// What the product code in this process wrote to the run log since the capture was made:
+// What the product code in this process has written to the run log since the capture was created:
 //
 //   LogCapture log;
 //   RegisterOEPlugin(folder, 0);

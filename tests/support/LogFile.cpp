@@ -50,7 +50,7 @@ std::vector<std::string> LogLinesFrom(long long start) {
     lines.push_back(text.substr(position, end - 1 - position));
     position = end + 1;
     if (position == text.size()) {
-      lines.emplace_back();  // an empty line at the end is one too
+      lines.emplace_back();  // an empty line at the end counts as a line
     }
   }
   return lines;

@@ -1,4 +1,4 @@
-// The list of file moves that Windows carries out when it restarts.
+// The list of file moves that Windows does when it restarts.
 #pragma once
 
 #include "tests/support/TestRegistry.h"
@@ -14,7 +14,7 @@ class PendingMoves {
   PendingMoves& operator=(const PendingMoves&) = delete;
   ~PendingMoves() { ClearPendingRenames(); }
 
-  // "from -> to"; "!" before the second tells that an existing file is replaced.
+  // "from -> to"; "!" before the target means that an existing file is replaced.
   TestSupport::Lines Lines() const {
     TestSupport::Lines lines;
     for (const auto& [from, to] : PendingRenames()) {

@@ -6,8 +6,8 @@ using TestSupport::Lines;
 
 namespace {
 
-// The last-error code that closing a handle leaves behind here: whoever prints the code of a failed start must not
-// print this one.
+// The last-error code that closing a handle leaves here. Code that prints the error of a failed start must not print
+// this one.
 constexpr DWORD kErrorOfClosing = 0xC105;
 
 bool IsZeroed(const PROCESS_INFORMATION& information) {
@@ -29,7 +29,7 @@ RegistrationChild::RegistrationChild()
                             LPSTARTUPINFOW startup, LPPROCESS_INFORMATION information) -> BOOL {
                        ChildStart start = {};
                        start.commandLine = commandLine;
-                       // Windows writes into the command line; a constant one would end the process here.
+                       // Windows writes into the command line; a constant string would crash the process here.
                        commandLine[0] = L'\0';
                        commandLine[0] = start.commandLine.empty() ? L'\0' : start.commandLine.front();
                        start.hasApplicationName = application != nullptr;

@@ -1,4 +1,4 @@
-// regsvr32.exe as the registrations see it: every start is recorded and answered as told, and no process is started.
+// A fake regsvr32.exe for the registrations: every start is recorded and gets a prepared answer. No process is started.
 //
 //   RegistrationChild child;
 //   child.FailStart(2, ERROR_FILE_NOT_FOUND);
@@ -15,7 +15,7 @@
 #include "tests/support/ImportRedirection.h"
 #include "tests/support/TextLines.h"
 
-// What CreateProcessW was asked for.
+// The arguments of CreateProcessW.
 struct ChildStart {
   std::wstring commandLine;
   bool hasApplicationName;
@@ -34,17 +34,17 @@ class RegistrationChild {
   RegistrationChild(const RegistrationChild&) = delete;
   RegistrationChild& operator=(const RegistrationChild&) = delete;
 
-  // Starts are counted from 1. A failing one leaves `error` as the last-error code.
+  // The first start is 1. A failing one sets the last-error code to `error`.
   void FailStart(unsigned start, DWORD error) { failures_[start] = error; }
   void FailEveryStart(DWORD error) { everyFailure_ = error; }
-  // What CreateProcessW returns for a start that succeeds, and the wait for the child. 1 and WAIT_OBJECT_0 otherwise.
+  // What CreateProcessW returns for a start that succeeds, and the result of the wait. Default: 1 and WAIT_OBJECT_0.
   void AnswerStartsWith(BOOL value) { success_ = value; }
   void AnswerWaitsWith(DWORD result) { waitResult_ = result; }
 
   const std::vector<ChildStart>& Starts() const { return starts_; }
   TestSupport::Lines CommandLines() const;
   const std::vector<DWORD>& WaitMilliseconds() const { return waits_; }
-  // Handles that the starts gave out and nobody closed.
+  // Handles that the starts returned and that nobody closed.
   std::size_t OpenHandles() const { return openHandles_.size(); }
 
  private:
@@ -67,5 +67,5 @@ class RegistrationChild {
 TestSupport::Lines RegisteringLines(const std::string& module, int result = 1);
 TestSupport::Lines UnregisteringLines(const std::string& module, int result = 1);
 
-// Several lists one behind the other.
+// Joins several lists.
 TestSupport::Lines Joined(const std::vector<TestSupport::Lines>& lists);

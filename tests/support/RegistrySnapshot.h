@@ -1,4 +1,4 @@
-// What stands in parts of the registry, and what changed there.
+// The contents of parts of the registry, and their changes.
 #pragma once
 
 #include <windows.h>
@@ -17,26 +17,26 @@ namespace TestSupport {
 //   HKLM\Software\X [32] "Path" REG_SZ "C:\Office\"
 //   HKLM\Software\X [64] "" REG_DWORD 3
 //
-// The number is the view through which it was read; "" is a key's default value. A string is shown as text where it is
-// stored the ordinary way, with one terminator; where it is not, its size in bytes follows: REG_SZ "abc" (6 bytes).
-// Other types and lone surrogates are shown in hexadecimal.
+// The number is the view that was read; "" is a key's default value. A string is shown as text. If it is not stored
+// with exactly one terminator, its size in bytes follows: REG_SZ "abc" (6 bytes). Other types and lone surrogates are
+// shown in hexadecimal.
 class RegistrySnapshot {
  public:
   // Adds a key with everything below it. A key that does not exist adds nothing. `view`: KEY_WOW64_32KEY or
-  // KEY_WOW64_64KEY. `except`: subkeys of the root, by their names, that are passed over.
+  // KEY_WOW64_64KEY. `except`: names of subkeys of the root that are skipped.
   void Add(HKEY hive, const std::wstring& key, REGSAM view, const std::vector<std::wstring>& except = {});
 
   Lines AsLines() const;
 
-  // What has to be done to `before` to get `after`: "+" a key or value that came, "-" one that went, "~" a value with
-  // other data, which shows the new data and then the old behind " <- ". Sorted by key.
+  // The changes from `before` to `after`: "+" for a new key or value, "-" for a removed one, "~" for a value with other
+  // data, which shows the new data, " <- " and the old data. Sorted by key.
   static Lines Changes(const RegistrySnapshot& before, const RegistrySnapshot& after);
 
  private:
   void AddTree(HKEY key, const std::string& name, const std::string& view, const std::vector<std::wstring>& except);
   void AddValues(HKEY key, const std::string& label);
 
-  std::map<std::string, std::string> entries_;  // a key, or a key and a value's name, with the value's type and data
+  std::map<std::string, std::string> entries_;  // a key, or a key and a value's name; then the value's type and data
 };
 
 }  // namespace TestSupport

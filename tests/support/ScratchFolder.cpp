@@ -40,7 +40,7 @@ ScratchFolder::ScratchFolder(const std::wstring& name) : path_(std::wstring(kRoo
 
 ScratchFolder::~ScratchFolder() {
   RemoveTree(path_);
-  ::RemoveDirectoryW(kRoot);  // only where it is empty
+  ::RemoveDirectoryW(kRoot);  // works only if it is empty
 }
 
 void ScratchFolder::MakeFolder(const std::wstring& below) const {

@@ -1,4 +1,4 @@
-// A folder of its own for one test, and what tests put there and look at.
+// A separate folder for one test, and helpers for the files in it.
 #pragma once
 
 #include <windows.h>
@@ -9,7 +9,7 @@
 
 namespace TestSupport {
 
-// "C:\VelaTest\<name>", empty at first and gone at the end, read-only files included.
+// "C:\VelaTest\<name>": empty at first, removed at the end with all read-only files.
 class ScratchFolder {
  public:
   explicit ScratchFolder(const std::wstring& name);
@@ -20,16 +20,16 @@ class ScratchFolder {
   const std::wstring& Path() const { return path_; }
   std::wstring Path(const std::wstring& below) const { return path_ + L"\\" + below; }
 
-  // Makes a folder below, with its parents.
+  // Creates a folder below it, with its parents.
   void MakeFolder(const std::wstring& below) const;
-  // Makes a file with its parents, last written at TimeOf(`seconds`). Gives its full path.
+  // Creates a file with its parents, last written at TimeOf(`seconds`). Returns its full path.
   std::wstring MakeFile(const std::wstring& below, const std::string& content, int seconds = 0) const;
 
  private:
   std::wstring path_;
 };
 
-// A fixed moment and so many seconds, with a fraction that no file system of whole seconds would keep.
+// A fixed time plus this many seconds. It has a fraction that a file system with whole seconds would lose.
 FILETIME TimeOf(int seconds);
 
 void SetTimes(const std::wstring& file, const FILETIME& accessed, const FILETIME& written);
@@ -37,8 +37,8 @@ FILETIME LastWriteOf(const std::wstring& file);
 FILETIME LastAccessOf(const std::wstring& file);
 bool SameTime(const FILETIME& left, const FILETIME& right);
 
-// Keeps a file open, as another program would. Others may open it as `sharing` says (FILE_SHARE_READ ...), or not at
-// all.
+// Keeps a file open, as another program would. `sharing` says how others may open it (FILE_SHARE_READ ...). With 0,
+// nobody can.
 class HeldFile {
  public:
   explicit HeldFile(const std::wstring& file, DWORD sharing = 0);

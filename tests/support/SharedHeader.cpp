@@ -1,1 +1,1 @@
-// A precompiled header needs a source to belong to; there is nothing in it.
+// A precompiled header needs a source file to belong to. This one is empty.

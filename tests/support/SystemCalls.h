@@ -1,4 +1,4 @@
-// Windows functions that the redirections themselves need, as they were before anything was redirected.
+// Windows functions that the redirections need themselves, not redirected.
 #pragma once
 
 #include <windows.h>

@@ -20,7 +20,7 @@ std::wstring FolderOf(const std::wstring& path) {
   return path.substr(0, path.find_last_of(L'\\'));
 }
 
-// Calls `visit` with the find data of everything in a folder but itself and its parent.
+// Calls `visit` with the find data of every entry of a folder except "." and "..".
 template <class Visitor>
 void ForEachIn(const std::wstring& folder, const Visitor& visit) {
   WIN32_FIND_DATAW found = {};
@@ -80,7 +80,7 @@ void WriteTestFile(const std::wstring& path, std::string_view content) {
   if (file == nullptr) {
     Fail("cannot write", path);
   }
-  // Nothing to write may come without a place where it lies.
+  // Only an empty content may have no address.
   const bool written = content.empty() || std::fwrite(content.data(), 1, content.size(), file) == content.size();
   if (std::fclose(file) != 0 || !written) {
     Fail("cannot write", path);

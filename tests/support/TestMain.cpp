@@ -1,7 +1,7 @@
 // The entry point of every test program.
 //
-// Besides doctest's own rules a program fails here when it ran no test case at all (a filter that matches nothing) and
-// when a test case ended without having checked anything.
+// In addition to doctest's own rules, a program fails here in two cases: it ran no test case at all (a filter that
+// matches nothing), or a test case ended without any check.
 #define DOCTEST_CONFIG_IMPLEMENT
 #include <doctest/doctest.h>
 
@@ -18,8 +18,8 @@ namespace {
 constexpr int kNotHere = 77;
 constexpr int kNothingTested = 78;
 
-// Tests write to the machine's registry and Windows folder, set Windows versions and end processes. Only a throw-away
-// machine may be used for that: a Wine prefix, or a Windows of which somebody says so.
+// Tests write to the machine's registry and Windows folder, set Windows versions and end processes. This is allowed
+// only on a disposable machine: a Wine prefix, or a Windows that was declared as one.
 bool MayRunHere() {
   const HMODULE ntdll = ::GetModuleHandleW(L"ntdll.dll");
   if (ntdll != nullptr && ::GetProcAddress(ntdll, "wine_get_version") != nullptr) {
@@ -90,7 +90,7 @@ int wmain(int argumentCount, wchar_t* arguments[]) {
   context.setOption("duration", false);
   context.applyCommandLine(argumentCount, pointers.data());
   const int result = context.run();
-  if (context.shouldExit()) {  // a question such as --list-test-cases
+  if (context.shouldExit()) {  // a query such as --list-test-cases
     return result;
   }
   if (testCasesRun == 0) {

@@ -1,11 +1,11 @@
-// Where the programs of this build lie.
+// The paths of the programs of this build.
 #pragma once
 
 #include <string>
 
 namespace TestSupport {
 
-// The build folder, found from the running test program (<build>\tests\<program>.exe), no trailing backslash.
+// The build folder, derived from the running test program (<build>\tests\<program>.exe), no trailing backslash.
 std::wstring BuildFolder();
 
 // A file or folder of <build>\tests\fixtures: FixturePath(L"Sleeper.exe"), FixturePath(L"source").

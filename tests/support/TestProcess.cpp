@@ -48,7 +48,7 @@ TestProcess::TestProcess(const std::wstring& program, const std::vector<std::wst
   process_ = Start(program, commandLine, folder);
   DWORD error = ::GetLastError();
   if (process_ == nullptr && error == ERROR_INTERNAL_ERROR) {
-    // Wine fails so now and then, whatever is started; it must not pass for a fault of the program, nor go unseen.
+    // Wine sometimes fails like this, for any program. The test must report it, but not as a fault of the program.
     std::fprintf(stderr, "Wine could not start a program (error 1359); trying once more\n");
     process_ = Start(program, commandLine, folder);
     error = ::GetLastError();
@@ -92,7 +92,7 @@ std::wstring CommandLine(const std::wstring& program, const std::vector<std::wst
     std::size_t backslashes = 0;
     for (const wchar_t character : argument) {
       if (character == L'"') {
-        line.append(backslashes + 1, L'\\');  // those before a quote count double, and the quote takes one
+        line.append(backslashes + 1, L'\\');  // backslashes before a quote are doubled, and the quote needs one more
       }
       backslashes = character == L'\\' ? backslashes + 1 : 0;
       line += character;

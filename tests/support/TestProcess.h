@@ -11,14 +11,14 @@ namespace TestSupport {
 struct ProcessOutcome {
   DWORD exitCode = 0;
   DWORD milliseconds = 0;
-  bool timedOut = false;  // it was ended because its time was used up
+  bool timedOut = false;  // it was ended because of the time limit
 };
 
-// A program that was started. The destructor ends it where it still runs.
+// A program that was started. The destructor ends it if it still runs.
 class TestProcess {
  public:
-  // `program`: full path. `folder`: current folder of the program, empty: this one's. Throws std::runtime_error where
-  // it cannot be started.
+  // `program`: full path. `folder`: current folder of the program; empty: the one of this process. Throws
+  // std::runtime_error if it cannot be started.
   TestProcess(const std::wstring& program, const std::vector<std::wstring>& arguments, const std::wstring& folder = {});
   TestProcess(TestProcess&& other) noexcept;
   TestProcess& operator=(TestProcess&&) = delete;
@@ -33,13 +33,13 @@ class TestProcess {
   DWORD startedAt_ = 0;
 };
 
-// The arguments as one command line that Windows programs take apart into the same arguments.
+// The arguments as one command line that Windows programs split into the same arguments.
 std::wstring CommandLine(const std::wstring& program, const std::vector<std::wstring>& arguments);
 
 // Running programs whose file has this name, in any case.
 unsigned CountProcesses(const std::wstring& name);
 
-// Ends them and waits until they are gone; itself not included.
+// Ends them, except this process, and waits until they are gone.
 void EndProcesses(const std::wstring& name);
 
 }  // namespace TestSupport

@@ -21,7 +21,7 @@ void Require(LSTATUS error, const char* what, const KeyPlace& place) {
   }
 }
 
-// A key open for the length of a scope.
+// A key that is open until the end of the scope.
 class OpenedKey {
  public:
   OpenedKey(const KeyPlace& place, REGSAM access)
@@ -106,7 +106,7 @@ void RemoveKey(const KeyPlace& place) {
 }
 
 void SetKeyAccess(const KeyPlace& place, const wchar_t* accessList) {
-  const OpenedKey key(place, WRITE_DAC);  // the owner always may
+  const OpenedKey key(place, WRITE_DAC);  // the owner always has this right
   Require(key.Error(), "cannot open", place);
   PSECURITY_DESCRIPTOR descriptor = nullptr;
   if (!::ConvertStringSecurityDescriptorToSecurityDescriptorW(accessList, SDDL_REVISION_1, &descriptor, nullptr)) {
@@ -127,7 +127,7 @@ std::vector<std::pair<std::wstring, std::wstring>> PendingRenames() {
   std::wstring text(size / sizeof(wchar_t), L'\0');
   Require(::RegQueryValueExW(key.Get(), kPendingValue, nullptr, nullptr, reinterpret_cast<BYTE*>(text.data()), &size),
           "cannot read the pending renames of", SessionManager());
-  // An ordinary list of strings would end at the first empty one; here an empty one means "delete".
+  // An ordinary list of strings would end at the first empty string; here an empty string means "delete".
   std::vector<std::pair<std::wstring, std::wstring>> pairs;
   for (std::size_t position = 0; position < text.size() && text[position] != L'\0';) {
     std::wstring parts[2];

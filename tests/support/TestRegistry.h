@@ -1,5 +1,5 @@
-// Preparing and clearing away registry keys. Whatever fails here throws std::runtime_error: a test in a world that is
-// not the one it describes would prove nothing.
+// Creates and removes registry keys for tests. Every failure throws std::runtime_error: a test on a wrongly prepared
+// machine would prove nothing.
 #pragma once
 
 #include <windows.h>
@@ -11,7 +11,7 @@
 
 namespace TestSupport {
 
-// Where a key lies. The view is always said.
+// The location of a key. The view must always be given.
 struct KeyPlace {
   HKEY hive;
   std::wstring path;
@@ -28,7 +28,7 @@ inline KeyPlace UsersKey(const std::wstring& path) {
   return {HKEY_USERS, path, KEY_WOW64_64KEY};
 }
 
-// A number becomes REG_DWORD, a text REG_SZ.
+// A number is stored as REG_DWORD, a text as REG_SZ.
 struct NamedValue {
   std::wstring name;
   std::variant<DWORD, std::wstring> data;
@@ -41,23 +41,23 @@ struct NamedValue {
 
 bool KeyExists(const KeyPlace& place);
 void MakeKey(const KeyPlace& place, const std::vector<NamedValue>& values = {});
-// For types that NamedValue has not.
+// For types that NamedValue does not support.
 void SetRawValue(const KeyPlace& place, const std::wstring& name, DWORD type, const void* data, DWORD size);
-// What is not there is fine.
+// It is no error if the value does not exist.
 void RemoveValue(const KeyPlace& place, const std::wstring& name);
-// With everything below it, whatever its access lists say. What is not there is fine.
+// With everything below it, also if its access control lists deny it. It is no error if the key does not exist.
 void RemoveKey(const KeyPlace& place);
 
 std::vector<std::wstring> SubkeyNames(const KeyPlace& place);
 
-// Access lists of a key, in the security descriptor language.
+// The access control list of a key, in the security descriptor definition language.
 inline constexpr wchar_t kFullAccess[] = L"D:(A;;KA;;;WD)";
 inline constexpr wchar_t kReadOnlyAccess[] = L"D:(A;;KR;;;WD)";
 inline constexpr wchar_t kNoAccess[] = L"D:(D;;KA;;;WD)";
 void SetKeyAccess(const KeyPlace& place, const wchar_t* accessList);
 
-// What is to be done at the next restart of the system, in order: a file and its new name, which is empty where it is
-// to be deleted. As stored: "\??\C:\a", "!\??\C:\b" ("!": replaces what is there).
+// The file moves for the next restart of the system, in order: a file and its new name. The new name is empty if the
+// file is to be deleted. As stored: "\??\C:\a", "!\??\C:\b" ("!": replaces an existing file).
 std::vector<std::pair<std::wstring, std::wstring>> PendingRenames();
 void ClearPendingRenames();
 

@@ -32,7 +32,7 @@ std::string Difference(const Lines& wanted, const Lines& actual) {
   if (wanted == actual) {
     return {};
   }
-  // Lengths of the longest common subsequences of the rests of both lists.
+  // Lengths of the longest common subsequences of the remaining parts of both lists.
   const std::size_t width = actual.size() + 1;
   std::vector<std::size_t> common((wanted.size() + 1) * width, 0);
   for (std::size_t i = wanted.size(); i-- > 0;) {

@@ -1,4 +1,4 @@
-// Lists of lines and how they differ.
+// Lists of lines and their differences.
 #pragma once
 
 #include <doctest/doctest.h>
@@ -13,11 +13,11 @@ using Lines = std::vector<std::string>;
 
 std::string ToUtf8(std::wstring_view text);
 
-// The lines of a text, whether they end in LF or CR LF.
+// The lines of a text; a line may end in LF or CR LF.
 Lines Split(const std::string& text);
 
-// A line per line of the two lists, in order: "  same", "- wanted, but missing", "+ there, but not wanted". Empty where
-// the lists are equal.
+// All lines of both lists, in order: "  same", "- expected, but missing", "+ present, but not expected". Empty if the
+// lists are equal.
 std::string Difference(const Lines& wanted, const Lines& actual);
 
 // The lines that contain `part`.
@@ -25,8 +25,8 @@ Lines LinesWith(const Lines& lines, std::string_view part);
 
 }  // namespace TestSupport
 
-// CHECK_LINES(outcome.log, {"first", "second"}): compares two lists of lines and shows where they differ. The braces
-// may hold commas, hence the dots.
+// CHECK_LINES(outcome.log, {"first", "second"}): compares two lists of lines and shows the differences. The macro is
+// variadic, because the braces may contain commas.
 #define CHECK_LINES(actual, ...)                                                                               \
   do {                                                                                                         \
     const std::string linesDifference = ::TestSupport::Difference(::TestSupport::Lines __VA_ARGS__, (actual)); \

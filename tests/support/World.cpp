@@ -324,7 +324,7 @@ Outcome World::RunWithArguments(const std::vector<std::wstring>& arguments) {
   for (std::size_t i = pendingStart; i < pending.size(); ++i) {
     outcome.pending.push_back(PendingLine(pending[i]));
   }
-  // What fixtures note is theirs, and some of it is written when the run is over.
+  // The log files of fixtures are not product files, and some are written after the run.
   for (std::string& change : FileSnapshot::Changes(files, WatchedFiles())) {
     if (change.compare(1, 12, "bin\\regsvr32") != 0 && change.find(".trace") == std::string::npos) {
       outcome.fileDiff.push_back(std::move(change));

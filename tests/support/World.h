@@ -1,5 +1,5 @@
-// A machine for one test: what is installed on it, what runs on it, what lies on it; and the program started there.
-//
+// A machine for one test: what is installed on it, the programs that run on it, and its files. The product is started
+// on it.
 //   World world;
 //   world.OnWindows(WindowsVersion::kVista)
 //       .WithProductKey({{L"VELAEnable", 1}})
@@ -9,8 +9,8 @@
 //   CHECK(outcome.exitCode == 0);
 //   CHECK_LINES(outcome.log, {...});
 //
-// The world is the prefix that the test program itself runs in (run_in_prefix.sh). Making one clears away what others
-// left, and the destructor removes everything again, so that tests run in any order.
+// The world is the prefix that the test program itself runs in (run_in_prefix.sh). The constructor removes what others
+// left, and the destructor removes everything again. So tests can run in any order.
 #pragma once
 
 #include <windows.h>
@@ -28,26 +28,26 @@
 
 namespace TestSupport {
 
-// What Windows reports to the program, which has no compatibility section: 5.2 workstation, 5.2 server, 6.0, 6.1
-// and 6.2 three times. Wine reports 6.1 with the product type of a server here.
+// The version that Windows reports to the program, which has no compatibility section: 5.2 workstation, 5.2 server,
+// 6.0, 6.1 and 6.2 three times. For 6.1, Wine reports the product type of a server here.
 enum class WindowsVersion { kXp64, kServer2003, kVista, kWindows7, kWindows8, kWindows81, kWindows10 };
 
-// What a run of the program did.
+// The results of a run of the program.
 struct Outcome {
   DWORD exitCode = 0;
   bool timedOut = false;
   DWORD milliseconds = 0;
-  // What this run wrote. The time in the closing line is "[time]" where it was a time within the run.
+  // What this run wrote. The time in the closing line is "[time]" if it lies within the run.
   Lines log;
-  // Changes in the watched keys, see RegistrySnapshot; modules that were registered are told apart from these.
+  // Changes in the watched keys, see RegistrySnapshot. Module registrations are listed separately, below.
   Lines registryDiff;
-  // "+oecom.dll C:\...\oecom.dll", "-oecom.dll ...": classes of the sample modules that came or went.
+  // "+oecom.dll C:\...\oecom.dll", "-oecom.dll ...": classes of the sample modules that were added or removed.
   Lines moduleDiff;
-  // Changes in the watched folders, see FileSnapshot. Below C:\VelaTest the path is told from there on:
+  // Changes in the watched folders, see FileSnapshot. Below C:\VelaTest, the path begins after that folder:
   // "+dest\Orvane Labs\VELA\".
   Lines fileDiff;
-  // What the run left to be done at the restart: "C:\a -> C:\b", "C:\a -> " for a deletion. "!" before the target:
-  // replaces what is there.
+  // What the run scheduled for the restart: "C:\a -> C:\b", "C:\a -> " for a deletion. "!" before the target means that
+  // an existing file is replaced.
   Lines pending;
 };
 
@@ -67,56 +67,56 @@ class World {
 
   // ---- the system
   World& OnWindows(WindowsVersion version);
-  // The product handles this client on that Windows.
+  // True if the product handles this client on that Windows.
   bool Handles(const Client& client) const;
-  // The name under which it runs there.
+  // The name of its process on that Windows.
   std::wstring ProcessOf(const Client& client) const;
-  // A hive of HKEY_USERS, in the place of another user who is logged on: L"S-1-5-21-1-2-3-1001".
+  // A hive of HKEY_USERS, as if another user were logged on: L"S-1-5-21-1-2-3-1001".
   World& WithUserHive(const std::wstring& sid);
-  // A program of this name is running (it only waits). Returns when the process list shows it.
+  // Starts a program of this name (it only waits). Returns when the process list shows it.
   World& WithRunning(const std::wstring& fileName);
 
   // ---- the registry
   World& WithKey(const KeyPlace& place, const std::vector<NamedValue>& values = {});
-  // Makes the product's key in the 32-bit view.
+  // Creates the product's key in the 32-bit view.
   World& WithProductKey(const std::vector<NamedValue>& values = {});
-  // An access list (kReadOnlyAccess, kNoAccess) on a key that exists, until the world ends.
+  // Sets an access control list (kReadOnlyAccess, kNoAccess) on an existing key, until the world ends.
   World& WithAccess(const KeyPlace& place, const wchar_t* accessList);
-  // Outlook as its own setup leaves it: release L"14" in `folder` (with a trailing backslash), and "outlook.exe" there.
-  // `view` is where its InstallRoot key stands; the release key itself always stands in the 32-bit view.
+  // Outlook as its setup leaves it: release L"14" in `folder` (with a trailing backslash), and "outlook.exe" there.
+  // `view` is the view of its InstallRoot key; the release key itself is always in the 32-bit view.
   World& WithOutlook(const std::wstring& release, const std::wstring& folder, REGSAM view = KEY_WOW64_32KEY);
 
   // ---- files
-  // The sample installation, in kSource. Its files may be changed then.
+  // The sample installation, in kSource. Afterwards, a test may change its files.
   World& WithSampleSource();
-  // Anywhere; what the world made outside of C:\VelaTest is removed at its end as well.
+  // Anywhere. At its end, the world also removes what it created outside of C:\VelaTest.
   World& WithFile(const std::wstring& path, std::string_view content = {});
   World& WithFolder(const std::wstring& path);
-  // A file that another program has open until the world ends (FILE_SHARE_READ ...).
+  // A file that another program holds open until the world ends (FILE_SHARE_READ ...).
   World& WithOpenFile(const std::wstring& path, DWORD sharing);
 
-  // This user may not write there any more, until the world ends. For programs that have no more rights than their user
+  // Denies this user to write there, until the world ends. For programs that run with only their user's rights
   // (FileAccess.h).
   World& WithLocked(const std::wstring& folder);
 
   // ---- named objects
-  // A manual-reset event that a program is waiting on.
+  // A manual-reset event that a program waits for.
   World& WithEvent(const std::wstring& name);
-  // The name belongs to something that is no event: creating one fails with error 6.
+  // An object that is not an event has this name: creating the event fails with error 6.
   World& WithTakenName(const std::wstring& name);
   bool EventIsSet(const std::wstring& name) const;
 
   // ---- regsvr32.exe
-  // Another one is found first: it only notes how it was called. `orders`: see tests/fixtures/StandInRegsvr32.cpp.
+  // Windows finds a substitute first, which only records its calls. `orders`: see tests/fixtures/StandInRegsvr32.cpp.
   World& WithStandInRegsvr32(const std::string& orders = {});
-  // It cannot be started: an empty file is found first, error 193.
+  // It cannot be started: Windows finds an empty file first, error 193.
   World& WithBrokenRegsvr32();
-  // It is missing from the machine: error 2.
+  // It does not exist on the machine: error 2.
   World& WithoutRegsvr32();
 
   // ---- what is looked at
-  // The product's keys, the add-in keys of Outlook in all hives, the plug-in list and the Run key are watched without
-  // being named; so are C:\VelaTest and the program-data folder of the product.
+  // Always watched: the product's keys, the add-in keys of Outlook in all hives, the plug-in list, the Run key,
+  // C:\VelaTest and the program-data folder of the product.
   World& WatchingFolder(const std::wstring& folder);
 
   // ---- the run
@@ -128,14 +128,14 @@ class World {
   Outcome RunWithArguments(const std::vector<std::wstring>& arguments);
 
   // ---- after it
-  // The command lines that the stand-in regsvr32 was started with, and its current folders.
+  // The command lines of the substitute for regsvr32, and its current folders.
   Lines RegistrationCalls() const;
   Lines RegistrationFolders() const;
-  // How a monitor of the sample source was started, waiting for it: user, full path, number of arguments, command line.
+  // How a monitor of the sample source was started: user, full path, number of arguments, command line. Waits for it.
   Lines MonitorStart(const std::wstring& monitor) const;
-  // Each monitor below this folder that was started comes up; then its user ends it.
+  // Waits until each monitor below this folder that was started runs. Then ends it, as its user would.
   void EndMonitors(const std::wstring& folder) const;
-  // The system restarts: what was put off is done. Programs that run go on.
+  // A restart of the system: the scheduled file moves are done. Running programs go on.
   void CarryOutPendingRenames();
   // The modules whose classes are registered at the moment: "oecom.dll C:\...\oecom.dll".
   Lines RegisteredModules() const;

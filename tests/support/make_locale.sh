@@ -1,8 +1,8 @@
 #!/bin/bash
 # make_locale.sh <folder> <language> <charset>, e.g. make_locale.sh build/locales ja_JP UTF-8
 #
-# Compiles a locale into a folder of the build. Wine takes the ANSI code page of a program from the locale, and the one
-# for code page 932 is installed on hardly any build machine. With LOCPATH=<folder> it need not be.
+# Compiles a locale into a folder of the build. Wine takes the ANSI code page of a program from the locale. Few build
+# machines have the locale for code page 932 installed. With LOCPATH=<folder> it does not have to be installed.
 set -euo pipefail
 
 folder=${1:?usage: make_locale.sh <folder> <language> <charset>}

@@ -1,9 +1,9 @@
 #!/bin/bash
 # make_prefix.sh <template-folder>
 #
-# Makes the Wine prefix that every test run is copied from (run_in_prefix.sh), unless it is there already. A full prefix
-# takes 15 seconds and 700 MB; nearly all of it are copies of Wine's own libraries, of which the headers are enough, so
-# that a copy of the template costs a few milliseconds. Several of these may run at once: one makes it, the others wait.
+# Makes the Wine prefix that every test run copies (run_in_prefix.sh), unless it exists already. A full prefix takes 15
+# seconds and 700 MB. Most of it are copies of Wine's own libraries. Only their headers are needed, so a copy of the
+# template takes a few milliseconds. Several of these may run at once: one makes it, the others wait.
 set -euo pipefail
 
 template=$(realpath -m "${1:?usage: make_prefix.sh <template-folder>}")
@@ -26,15 +26,15 @@ if [[ -f $stamp && $(<"$stamp") == "$wanted" ]]; then
   exit 0
 fi
 
-# It is built under another name and renamed when it is whole: a template that exists is complete. The programs started
-# here must not inherit the lock (9>&-), or a Wine service that lingers would hold it.
+# It is built under another name and renamed when it is complete, so an existing template is always complete. The
+# programs started here must not inherit the lock (9>&-), or a Wine service that still runs would hold it.
 export WINEPREFIX=$template.new
 trap 'wineserver -k 9>&- 2>/dev/null || true; rm -rf "$template.new"' EXIT
 trap 'exit 1' INT TERM
 rm -rf "$WINEPREFIX" "$template"
 wine wineboot -i </dev/null >/dev/null 2>&1 9>&-
 
-# The Windows version is said and not left to Wine's default, which changes from release to release.
+# The Windows version is set here, because Wine's default changes from release to release.
 wine winecfg -v win10 </dev/null >/dev/null 2>&1 9>&-
 wineserver -k 9>&-  # the registry reaches its files when the server ends
 
@@ -55,14 +55,14 @@ wine reg import 'C:\settings.reg' </dev/null >/dev/null 2>&1 9>&-
 rm -f "$settings"
 wineserver -k 9>&-
 
-# The user's folders are links into the home folder of whoever runs this; tests write and delete there.
+# The user's folders are links into the home folder of the host user; tests write and delete there.
 find "$WINEPREFIX/drive_c/users" -type l | while IFS= read -r link; do
   rm "$link"
   mkdir "$link"
 done
 
-# Wine loads its own libraries from where they are installed; in the prefix it only looks at the headers, to see that they
-# are its own. Links would do as well, but Wine follows them: a program that renames or deletes a file of system32 would
+# Wine loads its own libraries from its installation. In the prefix it only reads the headers, to see that the files are
+# its own. Links would work as well, but Wine follows them: a program that renames or deletes a file of system32 would
 # rename or delete it in the host's Wine.
 builtins=
 for folder in /usr/lib/x86_64-linux-gnu/wine/x86_64-windows /usr/lib64/wine/x86_64-windows \
@@ -87,7 +87,7 @@ if [[ -n $links ]]; then
   exit 1
 fi
 
-# Debian's wineserver notes here which folder of /tmp its sockets lie in; a copy makes its own.
+# Debian's wineserver records here which folder of /tmp holds its sockets; a copy makes its own.
 if [[ -f $WINEPREFIX/wineserver ]]; then
   sockets=$(<"$WINEPREFIX/wineserver")
   if [[ $sockets =~ ^wine-[A-Za-z0-9]+$ ]]; then

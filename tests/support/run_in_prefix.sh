@@ -1,17 +1,17 @@
 #!/bin/bash
 # run_in_prefix.sh <template-folder> <program.exe> [argument...]
 #
-# Runs one Windows program in a fresh copy of the template (make_prefix.sh), ends whatever it left running, removes the
-# copy and passes the exit code on. What one run does to registry, files and processes cannot reach another.
+# Runs one Windows program in a fresh copy of the template (make_prefix.sh), ends programs that it left running, removes
+# the copy and returns the exit code. So a run cannot change registry, files or processes of another run.
 #
-#   VELA_TEST_SECONDS  time limit (default 300); the run ends with 124 when it is used up
+#   VELA_TEST_SECONDS  time limit (default 300); after it, the run ends with exit code 124
 #   VELA_TEST_LOCALE   locale that decides the ANSI code page of the programs, e.g. ja_JP.UTF-8 for 932; LOCPATH names
-#                      the folder where it lies compiled (make_locale.sh)
-#   VELA_TEST_RIGHTS   "ordinary": where this is root, the programs run without root's right to pass over the modes of
-#                      files, so that they meet what an ordinary user meets
-#   VELA_TEST_PROCESSORS  how many processors the run has (default 1); fewer where the machine has fewer
-#   VELA_TEST_COUNTS   folder below which each run of a coverage build leaves its line counts, in a folder of its own
-#   VELA_TEST_KEEP     not empty: the copy is kept and its place printed
+#                      the folder of the compiled locale (make_locale.sh)
+#   VELA_TEST_RIGHTS   "ordinary": if the user is root, the programs run without root's right to ignore file modes, so
+#                      they see what an ordinary user sees
+#   VELA_TEST_PROCESSORS  how many processors the run has (default 1); fewer if the machine has fewer
+#   VELA_TEST_COUNTS   folder in which each run of a coverage build leaves its line counts, in a subfolder for each run
+#   VELA_TEST_KEEP     not empty: the copy is kept and its path is printed
 #   VELA_TEST_MESSAGES  not empty: folder that gets the run log and the traces of the run (see docs/testing.md)
 set -uo pipefail
 
@@ -35,9 +35,9 @@ fi
 runs=$template.runs
 mkdir -p "$runs"
 
-# end_run <folder>: ends all programs of a copy and removes it. The server takes its programs with it; it is asked twice,
-# since one that was just starting when the first request came answers nobody. Debian's wineserver makes one folder in
-# /tmp for the sockets of each copy and leaves it behind.
+# end_run <folder>: ends all programs of a copy and removes it. The server ends its programs. It is asked twice, because
+# a server that is just starting does not see the first request. Debian's wineserver makes one folder in /tmp for the
+# sockets of each copy and does not remove it.
 end_run() {
   local prefix=$1/prefix sockets=
   WINEPREFIX=$prefix wineserver -k 2>/dev/null
@@ -51,7 +51,7 @@ end_run() {
   fi
 }
 
-# A run that was killed outright could not clean up behind itself; its folder names its process.
+# A run that was killed could not clean up. The name of its folder contains its process id.
 for left in "$runs"/*; do
   owner=${left##*/}
   owner=${owner%%.*}
@@ -60,9 +60,9 @@ for left in "$runs"/*; do
   fi
 done
 
-# Each run has one processor, unless it asks for more. Wine hands every request to its server and back, and where the two
-# have a processor each, they spend most of the time waking one another. The folder's name tells which it is: the next run
-# takes another one.
+# By default, each run has one processor. Wine sends every request to its server and back. With a processor for each of
+# the two, most of the time is spent on waking one another. The folder's name decides which processor it is, so the next
+# run uses another one.
 mapfile -t processors < <(
   IFS=, read -ra ranges <<<"$(taskset -cp $$ 2>/dev/null | sed 's/.*: //')"
   for range in "${ranges[@]}"; do
@@ -78,8 +78,8 @@ fi
 export WINEPREFIX=$run/prefix
 pid=
 
-# keep_messages: one file for what the log said, in the order in which it was said, and one for the traces. Tests that
-# remove the log put it aside first (LogFile.h).
+# keep_messages: one file for the log, in the order of its lines, and one for the traces. Tests that remove the log save
+# it first (LogFile.h).
 keep_messages() {
   local name=${program##*/}
   local to=$VELA_TEST_MESSAGES/${name%.exe}.${run##*/}
@@ -114,21 +114,21 @@ trap 'exit 143' TERM
 cp -a "$template" "$WINEPREFIX" || exit 125
 rm -f "$WINEPREFIX/vela-template"
 
-# Wine's services are switched off: they cost half a second per copy and the programs need none of them. No explorer
-# runs then, which is also what tests of a machine without a desktop rely on.
+# Wine's services are switched off: they cost half a second per copy, and the programs need none of them. So no explorer
+# runs, and tests of a machine without a desktop rely on that.
 export WINEDEBUG=-all LC_ALL=${VELA_TEST_LOCALE:-C.UTF-8} WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-'mscoree,mshtml=;winemenubuilder.exe,services.exe,plugplay.exe,winedevice.exe,explorer.exe,rpcss.exe,svchost.exe,winedbg.exe=d'}
-# Line counts of a coverage build are written under the current drive otherwise, which is the prefix. Programs of one run
-# add theirs up one after the other; runs side by side would overwrite one another's.
+# Without this, a coverage build writes its line counts under the current drive, which is the prefix. Programs of one
+# run add up their counts one after the other. Runs at the same time would overwrite each other's counts.
 export GCOV_PREFIX=${GCOV_PREFIX:-Z:${VELA_TEST_COUNTS:+$VELA_TEST_COUNTS/${run##*/}}}
 unset DISPLAY WAYLAND_DISPLAY LANG LANGUAGE LC_CTYPE
 
-# A locale that is not there would be passed over in silence, and the test would run in another code page.
+# A missing locale would be ignored silently, and the test would run in another code page.
 if [[ -n ${VELA_TEST_LOCALE:-} && ! -f ${LOCPATH:-/usr/lib/locale}/$VELA_TEST_LOCALE/LC_CTYPE ]]; then
   say "locale $VELA_TEST_LOCALE is not there (LOCPATH=${LOCPATH:-}; make_locale.sh makes it)"
   exit 125
 fi
 
-# Wine fails to start a program about once in 2,400 times when the host randomises its addresses.
+# Wine fails to start a program about once in 2,400 times if the host randomises its addresses.
 fixed_addresses=(setarch -R)
 if ! setarch -R true 2>/dev/null; then
   say "setarch -R is not permitted here: starts with random addresses"
@@ -155,10 +155,10 @@ case ${VELA_TEST_RIGHTS:-} in
     ;;
 esac
 
-# The server outlives the programs, so that started programs find it, but not this script for long.
+# The server runs a little longer than the programs, so that started programs find it, but not long after this script.
 "${rights[@]}" wineserver "-p$((seconds + 30))" </dev/null >/dev/null 2>&1
 
-# Output goes through a file: a program left running would hold a pipe open, and the reader would wait for it.
+# Output goes through a file: a program left running would keep a pipe open, and the reader would wait for it.
 output=$run/output
 start() {
   "${rights[@]}" "${fixed_addresses[@]}" timeout -k 5 "$seconds" wine "$program" "$@" </dev/null >"$output" 2>&1 &

@@ -1,5 +1,5 @@
 #!/bin/bash
-# run_in_prefix_test.sh <template-folder> <fixtures-folder>: the runner passes on what a program did, and leaves nothing.
+# run_in_prefix_test.sh <template-folder> <fixtures-folder>: the runner returns what a program did, and leaves nothing.
 set -uo pipefail
 
 template=$(realpath -m "$1")
