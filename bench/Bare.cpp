@@ -1,4 +1,4 @@
-// A program that does nothing: what starting any program costs.
+// A program that does nothing: the cost of starting any program.
 int wmain();  // no header of the toolchain declares it
 
 int wmain() {

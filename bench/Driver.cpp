@@ -1,10 +1,10 @@
 // Starts programs one after the other and measures them, inside Wine, so that no time includes the start of Wine. Each
-// line of standard input is an order; its answer is one line:
+// line of standard input is an order. Its answer is one line:
 //
 //   <full path of the program>|<command line>
 //   <exit code or "refused"> <microseconds>
 //
-// A program that cannot be started is "refused", with the error in place of the time. Programs get NUL for input and
+// A program that cannot be started is "refused", with the error code instead of the time. Programs get NUL as input and
 // output. Everything is ASCII.
 #include <windows.h>
 
@@ -53,7 +53,7 @@ int wmain() {
   if (nul == INVALID_HANDLE_VALUE) {
     return 1;
   }
-  // A reader of the server's trace leaves this thread out.
+  // This lets the reader of the server's trace exclude this thread.
   std::printf("driver %04lx\n", ::GetCurrentThreadId());
   std::fflush(stdout);
   std::string program;

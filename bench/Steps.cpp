@@ -1,10 +1,10 @@
-// Single steps of the product as a program, to be compared with what does the same:
+// Single steps of the product as a program, for comparison with other programs that do the same:
 //
 //   Steps delete <folder>     deletes the folder with everything in it
-//   Steps stamp <folder>      stamps the access list for existing folders on it and everything below
+// Steps stamp <folder>      sets the access control list for existing folders on it and everything below
 //   Steps register <folder>   registers all COM modules of the three mail clients, which are in that folder
-//   Steps lookup <times>      looks for a process that does not run, <times> over
-//   Steps snapshot <times>    only takes the snapshot of a look-up and walks through it, <times> over
+//   Steps lookup <times>      looks for a process that does not run, <times> times
+//   Steps snapshot <times>    only takes the snapshot of a look-up and walks through it, <times> times
 //
 // Exits with 0 if the step succeeds.
 #include <windows.h>

@@ -1,4 +1,4 @@
-"""What is compared with what: the program and its steps with Windows' own tools."""
+"""The comparisons: the program and its steps with Windows' own tools."""
 import os
 import pathlib
 import shutil
@@ -13,12 +13,12 @@ from rounds import Arm, Comparison, run_arm
 CMD = rf"{counts.SYSTEM}\cmd.exe"
 LOOK_UPS = 100
 TREES = {"ours": "Orvane Labs/VELA", "peer": "Orvane_Labs/VELA"}  # Wine 10's xcopy takes no path with a blank
-# As the program copies: with empty folders, hidden files and attributes, over read-only files, and without questions.
+# Like the program's copy: with empty folders, hidden files and attributes, over read-only files, and without questions.
 XCOPY = rf"{counts.SYSTEM}\xcopy.exe {{}} /E /I /H /K /R /Y /Q"
 
 
 class Workplace:
-    r"""The machine with the sources on its drive S:, and what the comparisons do to its drive C:."""
+    """The machine with the sources on its drive S:, and the actions of the comparisons on its drive C:."""
 
     def __init__(self, machine: Machine, sources: pathlib.Path, shapes: list[trees.Shape]):
         self.machine = machine
@@ -27,7 +27,7 @@ class Workplace:
         self.log = machine.drive / "windows/temp/QRTX_Debug/vela.log"
         self.staged = {shape.name: trees.staged(sources / shape.name) for shape in shapes}
         machine.require(counts.SET_VALUE)
-        machine.require(counts.STATUS)  # the log's folder is there from now on
+        machine.require(counts.STATUS)  # from here on, the log's folder exists
         self._write_batches(shapes)
 
     def _write_batches(self, shapes: list[trees.Shape]) -> None:
@@ -81,7 +81,7 @@ class Workplace:
         return Program(counts.PROGRAM, rf"-p S:\{shape.name} C:\ours.{shape.name}")
 
     def stage(self, who: str, shape: trees.Shape) -> None:
-        """The state that "unchanged" begins with."""
+        """The initial state of "unchanged"."""
         run_arm(self.machine, self.copy(who, shape, True))
 
     def copy(self, who: str, shape: trees.Shape, first: bool, units: int = 1, name: str = "") -> Arm:
@@ -104,7 +104,7 @@ class Workplace:
             self.outdate("ours", shape)
 
         def did_it() -> bool:
-            staged = len(self.staged[shape.name]) - len(trees.STAGED_INI_FILES)  # those are copied without a line
+            staged = len(self.staged[shape.name]) - len(trees.STAGED_INI_FILES)  # those are copied without a log line
             logged = not can or self.log.read_bytes().count(b"successed.") == staged
             if not can:
                 self.log.rmdir()

@@ -23,16 +23,16 @@ SET_VALUE = Program(rf"{SYSTEM}\reg.exe", f"add {PRODUCT_KEY} /v VELAEnable /t R
 SIZES = (20, 60)
 WARM_UP = 3  # files; the first run on a machine makes keys and folders that stay
 
-# Requests for one file or entry, by the version of Wine. A version between two of these has the older one's limit.
-# Wine 10 asks for a file's name (get_handle_unix_name) when its times or attributes are set: a first copy sets both, a
-# deletion the attributes.
+# Requests for one file or entry, by the version of Wine. A version between two of these has the older one's limit. Wine
+# 10 asks for a file's name (get_handle_unix_name) when its times or attributes are set. A first copy sets both, a
+# deletion sets the attributes.
 REQUESTS = {
     "a file, first copy": {8: 12, 10: 14},
     "a file, unchanged": {8: 6},
     "a file, access list stamped": {8: 3},
     "an entry, deleted": {8: 5, 10: 6},
 }
-TOLERANCE = 0.1  # what is not of the files, divided by them
+TOLERANCE = 0.1  # what does not belong to the files, divided by their number
 
 
 @dataclasses.dataclass(frozen=True)
@@ -51,7 +51,7 @@ class Measure:
 
 
 def verdict(value: float, limit: float, noise: float) -> str:
-    """`noise`: what the ratio of the program to itself was measured to be."""
+    """`noise`: the measured ratio of the program to itself."""
     if not 0.90 <= noise <= 1.10:
         return "not judged"
     return "met" if value <= limit else "NOT MET"
@@ -91,10 +91,10 @@ class Counter:
         self.machine.require(program, exit_code)
         return self.machine.run_counting(program)[1]
 
-    # ---- one run for a number of files; each looks whether the work was done
+    # ---- one run for a number of files; each checks that the work was done
 
     def upgrade(self, files: int) -> int:
-        """A first copy, or, where there is one already, an unchanged tree."""
+        """A first copy, or, if there is one already, an unchanged tree."""
         first = self.machine.drive / f"dest{files}/Orvane Labs/VELA/VELA_OL/file000.dat"
         before = first.stat().st_ctime_ns if first.exists() else None
         return self._count(Program(PROGRAM, rf"-p C:\source{files} C:\dest{files}"), lambda: (

@@ -1,4 +1,4 @@
-"""A throw-away Windows to measure on: a copy of the tests' Wine prefix, and the driver that starts programs in it."""
+"""A disposable Windows to measure on: a copy of the tests' Wine prefix, and the driver that starts programs in it."""
 import dataclasses
 import os
 import pathlib
@@ -7,7 +7,7 @@ import shutil
 import subprocess
 import threading
 
-# Wine's services are switched off, as in the tests: what is measured starts nothing besides itself.
+# Wine's services are switched off, as in the tests: the measured programs start nothing else.
 OVERRIDES = ("mscoree,mshtml=;winemenubuilder.exe,services.exe,plugplay.exe,winedevice.exe,explorer.exe,rpcss.exe,"
              "svchost.exe,winedbg.exe=d")
 PROGRAMS = ("VELAutil.exe", "bench/Bare.exe", "bench/Driver.exe", "bench/Steps.exe", "tests/fixtures/ClassProbe.exe")
@@ -16,7 +16,7 @@ REQUEST = re.compile(rb"^([0-9a-f]{4}): ([a-z_0-9]+)\((?!\) =)")
 
 
 class Fault(Exception):
-    """Something did not do what it is there for; what was measured with it is worth nothing."""
+    """A step did not do its work, so its measurement is worthless."""
 
 
 @dataclasses.dataclass(frozen=True)
@@ -94,7 +94,7 @@ class Machine:
         if self.driver is not None:
             self.driver.kill()
             self.driver.communicate()
-        # Debian's wineserver notes which folder of /tmp its sockets lie in, and leaves that folder behind.
+        # Debian's wineserver records which folder of /tmp contains its sockets, and leaves that folder behind.
         noted = self.prefix / "wineserver"
         name = noted.read_text(encoding="ascii").strip() if noted.is_file() else ""
         if re.fullmatch(r"wine-[A-Za-z0-9]+", name):
@@ -131,7 +131,7 @@ class Machine:
         return Run(int(words[1]) / 1e6, int(words[0]))
 
     def run_counting(self, program: Program) -> tuple[Run, int]:
-        """run(), and the number of requests that the program, and what it started, made to the server."""
+        """run(), and the number of requests to the server by the program and its children."""
         start = self.trace.stat().st_size
         result = self.run(program)
         with open(self.trace, "rb") as trace:
@@ -151,7 +151,7 @@ class Machine:
         return Run(0.0, child.returncode), usage.ru_maxrss
 
     def require(self, program: Program, exit_code: int = 0) -> None:
-        """run(), for what only prepares: any other exit code is a fault."""
+        """run(), for preparations only: any other exit code is a fault."""
         result = self.run(program)
         if result.exit_code != exit_code:
             raise Fault(f"{program.command_line}: exit code {result.exit_code}")

@@ -8,7 +8,7 @@ from counts import Measure
 from rounds import Outcome
 
 PAGE = pathlib.Path(__file__).resolve().parent.parent / "docs/performance.md"
-BEGINS, ENDS = "<!-- measured begins -->\n", "<!-- measured ends -->\n"  # what stands between them is written here
+BEGINS, ENDS = "<!-- measured begins -->\n", "<!-- measured ends -->\n"  # the text between them is written here
 WORDS = 3  # the first columns of a table are words, the others numbers
 
 
@@ -69,7 +69,7 @@ def _aligned(rows: list[list[str]]) -> list[str]:
 
 
 def _side_by_side(systems: list[Results], field: str) -> list[tuple[Results, Outcome | Measure]]:
-    """The rows of all systems, those of the same thing one below the other."""
+    """The rows of all systems, grouped by what they measure."""
     rows = [(results, row) for results in systems for row in getattr(results, field)]
     order = list(dict.fromkeys(row.what for _, row in rows))
     return sorted(rows, key=lambda pair: order.index(pair[1].what))

@@ -12,11 +12,11 @@ from machine import Fault, Machine, Program, Run
 
 @dataclasses.dataclass(frozen=True)
 class Arm:
-    """One of the things compared. `prepare` and `did_it` are outside of the time."""
+    """One of the compared programs. `prepare` and `did_it` are outside of the time."""
     name: str
     program: Program
     prepare: Callable[[], None] = lambda: None
-    did_it: Callable[[], bool] | None = None  # whether the work is done, looked at after each run
+    did_it: Callable[[], bool] | None = None  # checks after each run that the work is done
     exit_codes: tuple[int, ...] = (0,)
     units: int = 1  # the time is divided by it
 
@@ -45,7 +45,7 @@ class Outcome:
     peer_seconds: float
     ratio: float  # median of the ratios of each round
     minima: float  # ratio of the shortest times
-    noise: float  # ours once more / ours, median of the rounds
+    noise: float  # ours the second time / ours, median of the rounds
     rounds: int
 
     @property

@@ -1,7 +1,7 @@
 # Boost: boost::noncopyable and nothing else.
 #
-# The cross build uses the host's headers, through a folder with one link to them: the host's include folder itself would
-# bring its C library headers into a Windows build.
+# The cross build uses the host's headers, through a folder with one link to them. With the host's include folder
+# itself, its C library headers would get into a Windows build.
 add_library(boost_headers INTERFACE)
 if(CMAKE_CROSSCOMPILING)
   find_path(VELA_BOOST_DIR boost/noncopyable.hpp PATHS /usr/include NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)

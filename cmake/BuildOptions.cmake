@@ -1,9 +1,9 @@
-# Options of the compiler and the linker. Every target gets them from `vela_options`.
+# Compiler and linker options. Every target gets them from `vela_options`.
 add_library(vela_options INTERFACE)
 target_compile_features(vela_options INTERFACE cxx_std_17)
 set(CMAKE_CXX_EXTENSIONS OFF)
 
-# Windows Server 2003 x64 and Windows XP x64 are the oldest supported systems. Functions of newer ones are looked up by
+# The oldest supported systems are Windows Server 2003 x64 and Windows XP x64. The program looks up newer functions by
 # name at run time.
 target_compile_definitions(vela_options INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX
   WINVER=0x0502 _WIN32_WINNT=0x0502 _WIN32_IE=0x0600)
@@ -15,10 +15,10 @@ if(MSVC)
   target_compile_options(vela_options INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus
     /GS /sdl /guard:cf /guard:ehcont /Qspectre
     /wd4996)  # deprecated, but Windows 5.2 has them: GetVersionExW and functions of the C runtime
-  # Symbols go beside the program. /OPT removes what nothing refers to, which /DEBUG alone would keep.
+  # Symbols are in a separate file. /OPT removes unreferenced code and data, which /DEBUG alone would keep.
   target_link_options(vela_options INTERFACE /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /TSAWARE /guard:cf /guard:ehcont
     /CETCOMPAT /DEBUG /OPT:REF /OPT:ICF /Brepro)
-  # /Zi. CMake must know of it, to pass the symbols of a shared header on (C2859).
+  # /Zi. CMake must know it, to pass on the symbols of a shared header (C2859).
   set(CMAKE_MSVC_DEBUG_INFORMATION_FORMAT ProgramDatabase)
   set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
 else()
@@ -32,7 +32,7 @@ else()
     # Two builds in different folders give the same bytes.
     "-ffile-prefix-map=${CMAKE_SOURCE_DIR}=."
     "-ffile-prefix-map=${CMAKE_BINARY_DIR}=build"
-    # Not -fdata-sections: with it, variables that start as zero take space in the file.
+    # Not -fdata-sections: with it, variables with the initial value zero take space in the file.
     $<$<CONFIG:Release>:-ffunction-sections>)
   target_compile_definitions(vela_options INTERFACE
     $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>
@@ -41,20 +41,20 @@ else()
     -Wl,--dynamicbase -Wl,--nxcompat -Wl,--high-entropy-va -Wl,--no-insert-timestamp
     # Without it, Windows gives the program a private Windows folder on a Remote Desktop session host.
     -Wl,--tsaware
-    # Whole pages in the file: they are mapped when they are used, and not read before.
+    # The file contains whole pages: they are mapped when they are used, and not read before.
     $<$<CONFIG:Release>:-Wl,--file-alignment,4096>
     $<$<CONFIG:Release>:-Wl,--gc-sections>
     $<$<CONFIG:Release>:-s>)
   target_link_libraries(vela_options INTERFACE ssp)
   set(CMAKE_CXX_FLAGS_RELEASE "-Os -DNDEBUG")
-  # Nobody debugs the builds that count or trap, and unoptimised code is counted as it is written.
+  # Nobody debugs the builds that count or trap, and the counts of unoptimised code match the source.
   if(VELA_COVERAGE OR VELA_TRAP_UNDEFINED)
     set(CMAKE_CXX_FLAGS_DEBUG "-O0")
   else()
     set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g")
   endif()
   if(VELA_COVERAGE)
-    # Only the product is counted, but in every object: its headers define inline functions.
+    # Only the product is counted, but in every object, because its headers define inline functions.
     set(_folders "Common/[^/]*|activation|cli|install|notify|plugins|settings|uninstall")
     target_compile_options(vela_options INTERFACE
       --coverage "-fprofile-filter-files=^${CMAKE_SOURCE_DIR}/(${_folders})/[^/]*")

@@ -1,6 +1,6 @@
 # cmake -D OBJDUMP=<objdump> -D PROGRAM=<program> -D LIST=<Windows52Functions.cpp> -P CheckImports.cmake
 #
-# Fails and removes the program if it imports a function that Windows 5.2 lacks (by the list in tests/build): such a
+# Fails and removes the program if it imports a function that Windows 5.2 lacks (see the list in tests/build). Such a
 # program does not start there.
 file(READ "${LIST}" _list)
 execute_process(COMMAND "${OBJDUMP}" -p "${PROGRAM}"

@@ -1,10 +1,10 @@
-# The product's libraries, from the ground up: its floors. docs/architecture.md draws them.
+# The product's libraries in layers, lowest first. docs/architecture.md draws them.
 #
 # vela_library(<name> FILES <header and source, without ending>... USES <library>...)
 #
-# A library uses what stands above it in this file, so there can be no circle. tests/build/check_floors.py holds the
-# includes to it: a file includes only files of its own library, and of those that its library uses, directly or through
-# another. Names are prefixed because "install" is one that CMake keeps for itself.
+# A library uses only libraries that come before it in this file, so there can be no circle. tests/build/check_floors.py
+# checks the includes: a file includes only files of its own library, and of those that its library uses, directly or
+# through another. Names have a prefix because CMake reserves "install".
 function(vela_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "FILES;USES")
   set(_sources "")
@@ -34,11 +34,11 @@ vela_library(OrCommonProcess
   USES boost_headers)
 target_link_libraries(OrCommonProcess PUBLIC advapi32)
 if(NOT MSVC)
-  # The C++ library has the functions of OrComn_Runtime.cpp as well: ours are to be found first, by its own calls too.
+  # The C++ library has the functions of OrComn_Runtime.cpp as well. Ours must be found first, also by its own calls.
   target_link_options(OrCommonProcess INTERFACE -Wl,-u,__cxa_guard_acquire)
 endif()
 
-# The system's vocabulary: texts, paths, files, registry, access lists, sessions.
+# System functions: texts, paths, files, registry, access control lists, sessions.
 vela_library(OrCommon
   FILES ${_common}_AccessControl ${_common}_AtlSecurity ${_common}_DebugLog ${_common}_Exception ${_common}_File
         ${_common}_FileBelow ${_common}_FolderCloser ${_common}_FolderWalk ${_common}_Path ${_common}_Privileges
@@ -48,13 +48,13 @@ vela_library(FrwkCommon
   FILES Common/FrwkCommon/Frwk_CoreAgentRegistry Common/FrwkCommon/Frwk_WindowStation
   USES OrCommon)
 
-# The product's vocabulary.
+# The product's own terms.
 vela_library(vela_log FILES cli/RunLog USES OrCommon)
 vela_library(vela_names
   FILES settings/CommandLineFolders settings/MailClients settings/ProductFolders
   USES OrCommon)
 
-# One job each.
+# One task each.
 vela_library(vela_settings FILES settings/ProductSettings USES FrwkCommon vela_log)
 vela_library(vela_files
   FILES install/DataFolder install/FileCopy install/FolderListing install/OutlookDetection

@@ -1,7 +1,7 @@
 # Cross build for 64-bit Windows with Debian's mingw-w64.
 #
-# With the win32 thread model: the posix one links winpthreads, which imports GetTickCount64, and a program that imports
-# that does not load on Windows 5.2.
+# With the win32 thread model. The posix one links winpthreads, which imports GetTickCount64. A program that imports
+# that function does not load on Windows 5.2.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 

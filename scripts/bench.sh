@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # bench.sh [--quick | --page]
 #
-# Measures the program against Wine's own tools, on a quiet machine. Prints the tables, keeps the results of this system
-# in bench/results, and writes docs/performance.md and its chart from the results of all systems.
-#   --quick  fewer rounds, no large tree, and everything below build/bench
+# Measures the program and Wine's own tools, on a quiet machine. Prints the tables, stores the results of this system in
+# bench/results, and writes docs/performance.md and its chart from the results of all systems.
+#   --quick  fewer rounds, no large tree, and all output below build/bench
 #   --page   measures nothing: only writes the page and the chart
-# Exits with 1 if a count of requests or the size of the program breaks its limit. Times have no such effect.
+# Exits with 1 if a count of requests or the size of the program exceeds its limit. Times never cause this.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 build=$PWD/build/release

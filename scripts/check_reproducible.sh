@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # check_reproducible.sh [<VELAutil.exe to compare with>]
 #
-# The same sources give the same bytes: builds the program from a copy of the sources in another folder, with other file
-# times, another time zone and another language, and compares it with the named program (default: that of build/release,
+# The same sources give the same bytes. Builds the program from a copy of the sources in another folder, with other file
+# times, another time zone and another language. Compares it with the named program (default: that of build/release,
 # which is built first).
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -21,7 +21,7 @@ copy=$work/elsewhere/with-a-longer-path/sources
 rm -rf "$work"
 trap 'rm -rf "$work"' EXIT
 mkdir -p "$copy"
-# Everything but what git leaves out, so that sources not yet committed are compared too.
+# Everything that git does not ignore, so that uncommitted sources are compared too.
 tar -c --exclude=./build --exclude='./build-*' --exclude=./.git . | tar -x -m -C "$copy"
 
 cd "$copy"

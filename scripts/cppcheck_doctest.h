@@ -1,4 +1,4 @@
-// What cppcheck is told of doctest (scripts/lint.sh), in place of the real header: enough to read a test case as a
+// A small substitute for the doctest header, for cppcheck (scripts/lint.sh): with it, cppcheck reads a test case as a
 // function and a check as a condition.
 #pragma once
 

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # demo.sh
 #
-# Shows VELAutil at work on a small Windows machine below build/demo: each command line, its exit code, its log, and what
-# it changed on the disk and in the registry. Needs no display, changes no other Wine prefix, leaves no process behind.
+# Shows VELAutil at work on a small Windows machine below build/demo: each command line, its exit code, its log, and its
+# changes on the disk and in the registry. Needs no display, changes no other Wine prefix, leaves no process behind.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root=$PWD
@@ -18,7 +18,7 @@ product_folder='C:\Bastion\Orvane Labs'  # for the other commands
 reload_event='Global\VELA_UPDATE_EVENT_OL'
 
 export WINEPREFIX=$demo/prefix WINEDEBUG=-all LC_ALL=C.UTF-8
-# Without Wine's services and desktop a machine starts in half the time.
+# Without Wine's services and desktop, a machine starts in half the time.
 export WINEDLLOVERRIDES='mscoree,mshtml=;winemenubuilder.exe,services.exe,plugplay.exe,winedevice.exe,explorer.exe,rpcss.exe,svchost.exe,winedbg.exe=d'
 unset DISPLAY WAYLAND_DISPLAY
 
@@ -30,12 +30,12 @@ say() {
   printf '%s\n' "$@" | fold -s -w 110
 }
 
-# Also ends the last line, which the run log does not.
+# Also ends the last line, because the run log does not.
 indent() {
   awk '{ sub(/\r$/, ""); print "    " $0 }'
 }
 
-# Output goes through a file: a program that stays running would hold a pipe open.
+# Output goes through a file: a program that keeps running would keep a pipe open.
 run_wine() {
   "${fixed_addresses[@]}" wine "$@" </dev/null >"$demo/output" 2>&1
 }
@@ -55,7 +55,7 @@ build_program() {
     >"$demo/output" 2>&1
 }
 
-# A machine with Outlook 2010, the user who is logged on, and a second user whose registry is loaded.
+# A machine with Outlook 2010, the logged-on user, and a second user whose registry is loaded.
 make_machine() {
   end_prefix "$WINEPREFIX"
   rm -rf "$WINEPREFIX"
@@ -92,7 +92,7 @@ Windows Registry Editor Version 5.00
 
 [HKEY_USERS\\$user\\Software\\Microsoft]
 END
-  # The second user's registry lives only as long as the server.
+  # The second user's registry exists only while the server runs.
   wineserver -p </dev/null >/dev/null 2>&1
   must 'the import of the demo registry' run_wine reg import "Z:$demo/world.reg"
 }
@@ -105,14 +105,14 @@ snapshot() {
 # changes <name before> <name after>
 changes() {
   printf '\nChanges of files and registry (- before, + after):\n'
-  # Wine itself notes its display.
+  # Wine itself registers its display.
   diff --unchanged-line-format= --old-line-format='- %L' --new-line-format='+ %L' "$demo/$1.txt" "$demo/$2.txt" |
     grep -v 'Wine.Temporary System Parameters' >"$demo/output" || true
   [[ -s $demo/output ]] || echo nothing >"$demo/output"
   indent <"$demo/output"
 }
 
-# step <switch> <destination folder> <title> <what it is about to do>: one run of the program, and all that it did.
+# step <switch> <destination folder> <title> <what it is about to do>: one run of the program, with all its results.
 step() {
   local switch=$1 destination=$2 code from
   title "$3"
@@ -134,7 +134,7 @@ step() {
   changes before after
 }
 
-# A stand-in for Outlook that ends at the event that makes the plug-ins load their patterns anew.
+# A fake Outlook, which ends at the event that makes the plug-ins load their patterns again.
 start_outlook() {
   local tries
   cp "$fixtures/Sleeper.exe" "$WINEPREFIX/drive_c/Office14/OUTLOOK.EXE"

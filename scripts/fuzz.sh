@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # fuzz.sh [seconds]
 #
-# Compiles the product's pure logic for this machine with clang's sanitizers of addresses and undefined behaviour, and runs
-# each fuzzer of tests/fuzz from its seeds (tests/fuzz/corpus): 5,000 inputs, the same on every machine, or for so many
-# seconds in all. Prints a row for each fuzzer. Findings stay in build/fuzz/findings. Exits with 1 at a finding.
+# Compiles the product's pure logic for this machine with clang's address and undefined behaviour sanitizers. Runs each
+# fuzzer of tests/fuzz from its seeds (tests/fuzz/corpus): 5,000 inputs, the same on every machine, or for this many
+# seconds in all. Prints a row for each. Findings are stored in build/fuzz/findings. Exits with 1 at a finding.
 #
-# A seed is a line of tests/fuzz/corpus/<fuzzer>.txt: its name, a colon, a blank, and the input as printf's %b reads it.
-# This makes such a line of a finding:
+# A seed is a line of tests/fuzz/corpus/<fuzzer>.txt: its name, a colon, a blank, and the input in the format of
+# printf's %b. This command makes such a line from a finding:
 #   python3 -c "print(open('<file>', 'rb').read().decode('latin-1').encode('unicode_escape').decode())"
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -34,7 +34,7 @@ cmake --build "$build" -j "$(nproc)" >"$build/build.log" || {
 
 mapfile -t targets < <(basename -s Fuzz.cpp tests/fuzz/*Fuzz.cpp)
 
-# run <target>: up to `limit`; a row "<target> <executions> <edges covered> <findings>".
+# run <target>: runs it up to `limit`; prints a row "<target> <executions> <edges covered> <findings>".
 run() {
   local target=$1 log=$build/$1.log code=0 grown=$build/corpus/$1 seeds=$build/seeds/$1 line runs edges
   mkdir -p "$grown" "$findings" "$seeds"
@@ -51,7 +51,7 @@ run() {
     grep -aE 'does not hold|runtime error|ERROR: |SUMMARY|Test unit written' "$log" | head -n 8
     tail -n 3 "$log"
   fi
-  # Nothing executed is no success.
+  # No executions count as a failure.
   echo "$target ${runs:-0} ${edges:-0} $((code != 0 || ${runs:-0} == 0))" >>"$rows"
 }
 

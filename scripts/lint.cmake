@@ -1,5 +1,5 @@
-# Included by CMake after project() of the product, for scripts/lint.sh: here clang only reads the sources, without a
-# shared header, which would hide what a source forgets to include.
+# CMake includes this after project() of the product, for scripts/lint.sh. Here clang only reads the sources. There is
+# no shared header, because it would hide a missing include.
 set(CMAKE_CXX_COMPILE_OBJECT
   "<CMAKE_CXX_COMPILER> <DEFINES> <INCLUDES> <FLAGS> -fsyntax-only <SOURCE>" "<CMAKE_COMMAND> -E touch <OBJECT>")
 set(CMAKE_DISABLE_PRECOMPILE_HEADERS ON)
@@ -8,11 +8,11 @@ separate_arguments(_warnings UNIX_COMMAND "-Wall -Wextra -Wpedantic -Wconversion
   -Wstring-conversion -Wunused-member-function -Wunused-template -Wheader-hygiene -Wundefined-reinterpret-cast
   -Wcast-qual -Wdeprecated-copy-dtor -Wnewline-eof -Wover-aligned -Wmissing-noreturn -Werror")
 add_compile_options(${_warnings})
-# A stand-in in a test is complete, whichever of its members the test calls.
+# A fake in a test has all members, even if the test calls only some of them.
 add_compile_options("$<$<PATH:IS_PREFIX,${CMAKE_SOURCE_DIR}/tests,$<TARGET_PROPERTY:SOURCE_DIR>>:-Wno-unused-member-function>")
 
-# Each header as a source of its own: it must include what it needs. (CMake's VERIFY_INTERFACE_HEADER_SETS would want
-# every header in a file set of a library, and knows none of executables.)
+# Each header as a separate source: it must include what it needs. (CMake's VERIFY_INTERFACE_HEADER_SETS needs every
+# header in a file set of a library, and does not support executables.)
 function(vela_lint_headers)
   file(GLOB_RECURSE headers RELATIVE "${CMAKE_SOURCE_DIR}" CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/*.h")
   list(FILTER headers EXCLUDE REGEX "^(build|scripts|tests/fuzz)")

@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # lint.sh [--fast | --all]
 #
-# Checks the sources without running them. Each of these must find nothing:
-#   clang-format         the layout, by .clang-format; version 14 only, others lay some lines out differently
-#   scripts and workflows  shellcheck and yamllint (which does not know what GitHub makes of a workflow)
+# Checks the sources without running them. None of these checks may find anything:
+#   clang-format         the layout, by .clang-format; version 14 only, others format some lines differently
+#   scripts and workflows  shellcheck and yamllint (which does not know GitHub's rules for a workflow)
 #   cppcheck
-#   clang                a second compiler with its own warnings; every header alone, too
+#   clang                a second compiler with its own warnings; also every header alone
 #   clang-tidy           by .clang-tidy: the product; with --all the tests too, with --fast nothing
 #
-# clang and clang-tidy run as builds of their own (lint.cmake) below build/lint: Ninja remembers what had no fault.
+# clang and clang-tidy run as separate builds (lint.cmake) below build/lint: Ninja remembers the files without a fault.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root=$PWD
@@ -37,8 +37,8 @@ sources() {
   find . \( -path './build*' -o -path ./.git \) -prune -o -type f \( "${names[@]:1}" \) -printf '%P\n' | LC_ALL=C sort
 }
 
-# No settings make 14 (Debian 12) and 19 (Debian 13) agree on blocks of one line, on functions of one line in macros, and on
-# pointers to members.
+# With no settings do 14 (Debian 12) and 19 (Debian 13) agree on blocks of one line, on functions of one line in macros,
+# and on pointers to members.
 format_version=14
 found_format=$(clang-format --version | sed 's/.*version \([0-9]*\).*/\1/')
 format_of_stage='clang-format'
@@ -50,7 +50,7 @@ check_format() {
   [[ $found_format != "$format_version" ]] || sources '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
 }
 
-# SC2317: shellcheck calls functions unreachable that only a trap calls.
+# SC2317: for shellcheck, functions that only a trap calls are unreachable.
 check_shell() {
   sources '*.sh' | xargs shellcheck -x -e SC2317 .ci/run
 }
@@ -65,13 +65,13 @@ check_workflows() {
 #   LocalAllocCalled             Windows returns security descriptors from LocalAlloc, so ours come from there too
 #   stlcstrAssignment            text = buffer.c_str() cuts a buffer at its NUL
 #   unusedStructMember           records that Windows fills, or that tests compare, are read as a whole
-#   useStlAlgorithm              a loop that calls Windows and stops at a failure is plainer than an algorithm
-#   normalCheckLevelMaxBranches  is no finding: newer versions say where they stop
-# and in tests, where style is not checked, since cppcheck takes scopes for unused variables:
+#   useStlAlgorithm              a loop that calls Windows and stops at a failure is easier to read than an algorithm
+#   normalCheckLevelMaxBranches  is not a finding: newer versions report where they stop
+# and in tests, where style is not checked, because cppcheck takes scopes for unused variables:
 #   leakReturnValNotUsed, resourceLeak   what a test leaves open ends with its program
-#   throwInNoexceptFunction              a test bed that cannot be taken down ends its program
+#   throwInNoexceptFunction              if a test cannot be cleaned up, the program ends
 #   deallocuse                           cppcheck counts a closing call within CHECK twice
-#   duplInheritedMember                  a mock redefines what a call means
+#   duplInheritedMember                  a mock redefines a call
 #   internalAstError                     cppcheck cannot parse lists of handles in braces
 check_cppcheck() {
   local common=(-q -j "$(nproc)" --platform=win64 --library=windows --std=c++17 --inline-suppr --error-exitcode=1
@@ -91,7 +91,7 @@ check_cppcheck() {
 
 target=x86_64-w64-mingw32
 
-# clang takes GCC's headers from a sysroot in which GCC's folder has a plain version as its name. Without a sysroot it
+# clang takes GCC's headers from a sysroot in which the name of GCC's folder is a plain version. Without a sysroot, it
 # would add the headers of this machine's own C library.
 make_sysroot() {
   local sysroot=$root/build/lint/sysroot gcc version
@@ -111,13 +111,13 @@ clang_build() {
     -DCMAKE_RC_COMPILER=$target-windres -DCMAKE_SYSROOT="$root/build/lint/sysroot" \
     -DCMAKE_TRY_COMPILE_TARGET_TYPE=STATIC_LIBRARY -DCMAKE_PROJECT_VELAutil_INCLUDE=scripts/lint.cmake "${@:3}" \
     >"$root/build/lint/$1.log" 2>&1 || { cat "$root/build/lint/$1.log" && return 1; }
-  # Objects only: nothing is linked, so nothing that wants a linked program may come before an object.
+  # Objects only: nothing is linked, so no object may depend on a linked program.
   sed -i 's/^\(build cmake_object_order_depends_target_[^:]*: phony\) .*/\1/' "$build/build.ninja"
   mapfile -t objects < <(ninja -C "$build" -t targets all | sed -n 's/: CXX_COMPILER__.*//p' | grep -Ev "$left_out")
   ninja -C "$build" -k 0 --quiet "${objects[@]}"
 }
 
-# tests/fuzz is compiled for this machine, with every warning, by scripts/fuzz.sh.
+# scripts/fuzz.sh compiles tests/fuzz for this machine, with every warning.
 check_clang() {
   local code=0 forgotten
   clang_build warnings '^$' || code=1
@@ -130,8 +130,8 @@ check_clang() {
   return "$code"
 }
 
-# Headers are checked through the sources that include them. Ninja does not know clang-tidy's version and configuration,
-# so a hash of them is part of the command.
+# Headers are checked through the sources that include them. Ninja does not see changes of clang-tidy's version and
+# configuration, so a hash of both is part of the command.
 check_tidy() {
   local headers='^CMakeFiles/headers[.]dir/' key
   key=$(cat .clang-tidy tests/.clang-tidy <(clang-tidy --version) | sha256sum | cut -c 1-16)

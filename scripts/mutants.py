@@ -33,15 +33,15 @@ from mutation.fitting import COMPANIONS, fitting_tests  # noqa: E402
 WANTED = 95.0
 REPORT = bench.ROOT / "build/prove/mutants.md"
 SURVIVORS = bench.FOLDER / "survivors.txt"
-VERDICTS = bench.FOLDER / "verdicts.jsonl"  # a line as soon as there is a verdict
+VERDICTS = bench.FOLDER / "verdicts.jsonl"  # a line for each verdict, written at once
 
 CAUGHT, TIMED_OUT, WITHOUT_EFFECT, SURVIVED = "caught", "caught by the time limit", "without effect", "survived"
 REFUSED = "does not compile"
 
 
 def take(left, kind):
-    """One more change of a kind, also in place of one that does not compile. The larger kinds give what a kind does not
-    have."""
+    """One more change of a kind, also to replace one that does not compile. A kind without more takes it from a
+    larger one."""
     if not left[kind]:
         kind = max(KINDS, key=lambda other: len(left[other]))
     return left[kind].pop(0) if left[kind] else None
@@ -54,7 +54,7 @@ class Trials:
         self.sources = sources
         self.equivalents = equivalents
         self.jobs = jobs
-        self.seconds = {}  # test -> what it takes without a change
+        self.seconds = {}  # test -> its time without a change
         self.catches = collections.Counter()  # (file, test) -> changes caught
         self.places = collections.deque(bench.Workplace(bench.FOLDER / f"trial{number}") for number in range(jobs))
         self.refused = 0
@@ -62,7 +62,7 @@ class Trials:
         self.lock = threading.Lock()
 
     def see_tests_pass(self, names):
-        """Without a change all tests must pass. Remembers which did."""
+        """Without a change all tests must pass. Stores which did."""
         record = bench.FOLDER / "baseline.json"
         known = json.loads(record.read_text(encoding="utf-8")) if record.exists() else {}
 
@@ -86,7 +86,7 @@ class Trials:
         try:
             place.begin(change.file, change.apply(self.sources[change.file]))
             for group in fitting_tests(change.file, self.tests):
-                # First the test that caught most in this file, else the longest one.
+                # The test that caught most in this file first, else the longest one.
                 for name in sorted(group, key=lambda name: (-self.catches[change.file, name], -self.seconds[name])):
                     replaced = place.changed_programs(self.tests[name].programs)
                     if not replaced:
@@ -103,7 +103,7 @@ class Trials:
         return SURVIVED, ""
 
     def judge(self, change, left):
-        """Notes the verdict on this change, or on the next one that is left if this does not compile."""
+        """Records the verdict on this change. If it does not compile, takes the next one that is left."""
         while change:
             started = time.monotonic()
             verdict, name = self.known.get(name_of(change), SURVIVED), "an earlier run"
@@ -127,7 +127,7 @@ class Trials:
 
 
 def described(change):
-    """As an entry of tests/mutants/equivalent.txt would begin."""
+    """In the format of the start of an entry of tests/mutants/equivalent.txt."""
     return f"# {change.kind}, line {change.line}\nfile: {change.file}\nwas: {change.before}\nnow: {change.after}\n\n"
 
 
@@ -197,7 +197,7 @@ def main():
           flush=True)
     with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
         waiting = [pool.submit(trials.judge, change, left) for change in
-                   sorted(sample, key=lambda change: change.file.endswith(".h"))]  # headers cost most
+                   sorted(sample, key=lambda change: change.file.endswith(".h"))]  # headers take the longest
         try:
             for one in waiting:
                 one.result()

@@ -2,12 +2,12 @@
 # newcomer.sh [bookworm | trixie]
 #
 # Makes a bare Debian of that release (default trixie; debootstrap's minbase), clones HEAD into it and runs the two
-# commands of the README there. Needs root, a mirror and 8 GiB; works within a chroot, too. What it makes lies below
-# build/newcomer and is removed at the end. Logs stay in build/newcomer/<release>.*.log, and the row for the long proof in
-# build/newcomer/<release>.row.
+# commands of the README there. Needs root, a mirror and 8 GiB; works within a chroot, too. All its files are below
+# build/newcomer and are removed at the end. Only the logs build/newcomer/<release>.*.log stay, and the row for the long
+# proof, build/newcomer/<release>.row.
 #
-# Exits with 0 if both commands succeed, with 1 if one fails, and with 77 if no such system can be made here: the last
-# line says why.
+# Exits with 0 if both commands succeed, with 1 if one fails, and with 77 if no such system can be made here. Then the
+# last line has the reason.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root=$(pwd -P)
@@ -28,12 +28,12 @@ cannot() {
 
 # ---- the system
 
-# Own namespaces for mounts and processes: both end with their first process, so nothing stays mounted in the system's
-# folder, and no Wine server keeps running in it.
+# Separate namespaces for mounts and processes: both end with their first process. So nothing stays mounted in the
+# system's folder, and no Wine server keeps running in it.
 apart=(unshare --mount --pid --fork --kill-child)
 
 try_mount() {
-  # Within a chroot the root folder is no mount point, so its propagation cannot be changed.
+  # In a chroot the root folder is not a mount point, so its propagation cannot be changed.
   unshare --mount true 2>/dev/null || apart+=(--propagation unchanged)
   mkdir -p "$work/probe"
   # shellcheck disable=SC2016  # expanded within
@@ -41,7 +41,7 @@ try_mount() {
     cannot "nothing can be mounted: $(tail -n 1 "$work/$release.making.log")"
 }
 
-# The first of this machine's own package archives that has the release. Without one, debootstrap uses its default.
+# The first package archive of this machine that has the release. If there is none, debootstrap uses its default.
 find_mirror() {
   local archive
   # shellcheck disable=SC2016  # apt-get's own words
@@ -60,7 +60,7 @@ quiet() {
 
 make_system() {
   local free mirror options=(debootstrap --variant=minbase)
-  # git refuses a repository of another user.
+  # git refuses a repository that belongs to another user.
   export GIT_CONFIG_GLOBAL=$work/$$.gitconfig
   printf '[safe]\n\tdirectory = *\n' >"$GIT_CONFIG_GLOBAL"
   free=$(($(stat -f -c '%a * %S' "$work") >> 30))
@@ -69,7 +69,7 @@ make_system() {
   try_mount
   ./scripts/setup.sh --newcomer || cannot "debootstrap is missing"
   PATH=$PATH:/usr/sbin:/sbin
-  # The proxy of apt-get, if it has one.
+  # The proxy of apt-get, if any.
   eval "$(apt-config shell http_proxy Acquire::http::Proxy https_proxy Acquire::https::Proxy)"
   export http_proxy https_proxy
   mirror=$(find_mirror)
@@ -89,9 +89,9 @@ make_system() {
 
 # ---- the commands
 
-# run_inside <command...>: in the clone, as root, with nothing of this machine's environment but the proxy.
+# run_inside <command...>: in the clone, as root, with nothing of this machine's environment except the proxy.
 run_inside() {
-  # Not the last command of the shell: as process 1 it cleans up after the commands.
+  # Not the last command of the shell: the shell is process 1 and must clean up after the commands.
   # shellcheck disable=SC2016  # expanded within
   timeout --foreground -k 30 "$command_limit" "${apart[@]}" bash -c '
     system=$1
@@ -130,13 +130,13 @@ write_row() {
 
 # ---- clean-up
 
-# mounts_below <folder>: deepest first. The table has blanks as octal numbers.
+# mounts_below <folder>: deepest first. The mount table writes blanks as octal numbers.
 mounts_below() {
   awk -v below="${1// /\\\\040}/" 'index($5, below) == 1 { print $5 }' /proc/self/mountinfo | sort -r
 }
 
-# Systems of this run and of runs that were killed: a folder's name begins with the number of the process that owns it.
-# Nothing is deleted through a mount, which would be this machine's own /proc.
+# Systems of this run and of killed runs: a folder's name begins with the id of the process that owns it. Nothing is
+# deleted through a mount, because that would be this machine's own /proc.
 clean_up() {
   local left owner place
   end_stage
@@ -170,7 +170,7 @@ main() {
   mkdir -p "$work"
   rm -f "$work/$release".*
   make_system
-  # The first block of code in the README, one command a line.
+  # The first code block of the README, one command per line.
   mapfile -t commands < <(awk '/^```/ { block++; next } block == 1 { sub(/ *#.*/, ""); print }' "$system/srv/velautil/README.md")
   if [[ ${commands[*]} != './scripts/demo.sh ./scripts/test.sh' ]]; then
     echo "newcomer: $release: FAILED: the first commands of the README are: ${commands[*]}"

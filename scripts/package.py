@@ -26,22 +26,22 @@ import zipfile
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 PROGRAM = "VELAutil.exe"
 COMMON_LICENSES = pathlib.Path("/usr/share/common-licenses")
-# A copyright file that is longer than this is cut down to what is said of the files that were used.
+# A copyright file that is longer than this is cut to the text about the used files.
 LONGEST_TEXT = 256 * 1024
 OLDEST_ZIP_TIME = 315532800  # 1980-01-01, where the time of zip files begins
 
-# What the copyright files say of the parts that are used, in SPDX's words; NOASSERTION for all others.
+# What the copyright files say about the used parts, as SPDX expressions; NOASSERTION for all others.
 DECLARED = {"boost": "BSL-1.0", "gcc-mingw-w64": "GPL-3.0-or-later WITH GCC-exception-3.1"}
 
 
 @dataclasses.dataclass
 class Component:
-    """A Debian source package of which something went into the program."""
+    """A Debian source package that is partly in the program."""
     name: str
     version: str
     packages: set[str] = dataclasses.field(default_factory=set)
     files: set[str] = dataclasses.field(default_factory=set)
-    linked: bool = False  # from a library; else only its headers were compiled in
+    linked: bool = False  # from a library; otherwise only its headers were compiled in
 
     @property
     def text(self) -> str:
@@ -68,11 +68,11 @@ def release_time() -> int:
     """Seconds since 1970."""
     given = os.environ.get("SOURCE_DATE_EPOCH") or subprocess.run(
         ["git", "-C", ROOT, "log", "-1", "--format=%ct"], capture_output=True, check=False, text=True).stdout
-    return max(int(given or 0), OLDEST_ZIP_TIME)  # sources without their history have the oldest
+    return max(int(given or 0), OLDEST_ZIP_TIME)  # sources without their history have the oldest time
 
 
 def linked_files(linker_map: str) -> set[str]:
-    """The libraries of which something was linked, and the objects that every program gets."""
+    """The libraries that were linked at least in part, and the objects that every program gets."""
     members = linker_map.partition("Archive member included")[2].partition("\n\n\n")[0]
     return set(re.findall(r"^(/\S+?)\(\S+\)$", members, re.M)) | set(re.findall(r"^LOAD (/\S+\.o)$", linker_map, re.M))
 
@@ -106,7 +106,7 @@ def components_of(build: pathlib.Path) -> list[Component]:
 
 
 def about_files(text: str, files: set[str]) -> str:
-    """A copyright file in Debian's format, cut down to its head, these files, all files, and their licences."""
+    """A copyright file in Debian's format, cut to its head, these files, all files, and their licences."""
     paragraphs = re.split(r"\n\n+", text.strip())
     kept, licences = [re.sub(r"^Files-Excluded:\n( .*\n?)*", "", paragraphs[0], flags=re.M).strip()], set()
     for paragraph in paragraphs[1:]:
@@ -124,7 +124,7 @@ def about_files(text: str, files: set[str]) -> str:
 
 
 def readme() -> str:
-    """The page of the sources without what only those who have the sources can do."""
+    """The page of the sources without the parts that only people with the sources can use."""
     text = (ROOT / "README.md").read_text(encoding="utf-8")
     kept = re.sub(r"<!-- of the sources -->.*?<!-- of all -->\n+", "", text, flags=re.S)
     if kept == text or "<!--" in kept or "scripts/" in kept:
@@ -186,7 +186,7 @@ def list_of_contents(version: str, time: int, files: dict[str, bytes], component
     document = {
         "spdxVersion": "SPDX-2.3", "dataLicense": "CC0-1.0", "SPDXID": "SPDXRef-DOCUMENT",
         "name": f"VELAutil-{version}",
-        # One name for one set of bytes, without asking anybody.
+        # The same bytes always get the same name, without a registry.
         "documentNamespace": f"urn:uuid:{uuid.uuid5(uuid.NAMESPACE_OID, f'VELAutil-{version}-{verification}-{time}')}",
         "creationInfo": {"created": f"{datetime.datetime.fromtimestamp(time, datetime.UTC):%Y-%m-%dT%H:%M:%SZ}",
                          "creators": [f"Tool: package.py-{version}"]},
@@ -202,7 +202,7 @@ def write_zip(path: pathlib.Path, folder: str, files: dict[str, bytes], time: in
     with zipfile.ZipFile(path, "w", zipfile.ZIP_STORED) as archive:
         for name in sorted(files):
             entry = zipfile.ZipInfo(f"{folder}/{name}", moment.timetuple()[:6])
-            entry.create_system = 3  # Unix, whatever this is, so that the mode means something
+            entry.create_system = 3  # Unix, on any system, so that the mode is used
             entry.external_attr = 0o100644 << 16
             archive.writestr(entry, files[name])
 

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # package.sh [<output folder>]
 #
-# Builds the program and makes the release: VELAutil-<version>.zip in the output folder (default: build/package), and its
-# checksum beside it. package.py says what is in the zip.
+# Builds the program and makes the release: VELAutil-<version>.zip in the output folder (default: build/package), with
+# its checksum in the same folder. package.py describes the contents of the zip.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 ./scripts/setup.sh

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # prove.sh [--write] [stage...]
 #
-# The long proof, for before a release; scripts/test.sh holds a short form of most of it. Without names all stages run, in
-# the order below. Prints the rows of each (build/prove/<stage>.md) and the times. Exits with 1 if a stage found something
-# or could not run. --write puts the rows into docs/proof.md, if every stage found nothing when it last ran.
+# The long proof, for before a release; scripts/test.sh contains a short form of most of it. Without names, all stages
+# run, in the order below. Prints the rows of each (build/prove/<stage>.md) and the times. Exits with 1 if a stage found
+# something or could not run. --write puts the rows into docs/proof.md, if the last run of every stage found nothing.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root=$PWD
@@ -21,7 +21,7 @@ declare -A headings=(
   [mutants]='Small changes to the product that the tests catch'
   [newcomer]='The two commands of the README in a clone on a bare Debian, nothing else done'
 )
-# Texts and undefined use the run of coverage.
+# The stages texts and undefined use the run of the stage coverage.
 all_stages=(matrix coverage texts undefined fuzz faults deaths mutants newcomer)
 
 write=false

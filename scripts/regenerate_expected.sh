@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # regenerate_expected.sh
 #
-# Writes the approved texts of the matrix and the scenarios (tests/matrix/expected, tests/scenarios/approved) from what the
-# program does now, after an intended change of the program or of these tests. Read the difference line by line before you
-# commit it. The tests never write these files, and nobody edits them. Needs a build: cmake --build --preset release.
+# Writes the approved texts (tests/matrix/expected, tests/scenarios/approved) from the current results, after an
+# intended change of the program or of these tests. Read the difference line by line before you commit it. The tests
+# never write these files, and nobody edits them. Needs a build: cmake --build --preset release.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 texts=(tests/matrix/expected tests/scenarios/approved)

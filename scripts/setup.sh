@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # setup.sh [--lint | --prove | --newcomer]
 #
-# Makes sure that this machine has what the repository needs: for building and running; with --lint also for the checks of
-# the sources; with --prove also for scripts/prove.sh; with --newcomer only for scripts/newcomer.sh. On Debian 12 and 13 it
-# installs missing packages with apt-get, through sudo if this is not root. If nothing is missing it says nothing and
-# takes a few milliseconds, so the other scripts call it every time.
+# Makes sure that this machine has what the repository needs to build and run. --lint adds the tools for the checks of
+# the sources, --prove those for scripts/prove.sh; --newcomer is only for scripts/newcomer.sh. On Debian 12 and 13,
+# missing packages are installed with apt-get, through sudo if the user is not root. If nothing is missing, it prints
+# nothing and takes a few milliseconds. So the other scripts call it every time.
 set -euo pipefail
 
-# Group, Debian package, and what shows that it is there (any one of these: a path or a command). Files and not packages,
-# so that other installations of the same tools count.
+# Group, Debian package, and the proof that it is installed (any one of these: a path or a command). Files are checked,
+# not packages, so that other installations of the same tools count.
 needs() {
   cat <<'END'
 build g++-mingw-w64-x86-64-win32 x86_64-w64-mingw32-g++-win32
@@ -78,7 +78,7 @@ give_up() {
   exit 1
 }
 
-# A new system entered with chroot may have no /proc, and Wine starts no program without it.
+# A new system in a chroot may have no /proc, and without it Wine starts no program.
 if [[ ! -e /proc/self/exe ]]; then
   echo "setup: Wine needs /proc. As root: mount -t proc proc /proc"
   mkdir -p /proc && mount -t proc proc /proc

@@ -1,5 +1,5 @@
-# Sourced by the other scripts: stages of work, which are named, timed, summed up and ended with the script; and the end
-# of Wine prefixes.
+# Sourced by the other scripts: named and timed stages of work, which end with the script, their summary, and the end of
+# Wine prefixes.
 # shellcheck shell=bash
 
 stage_names=()
@@ -7,7 +7,7 @@ stage_results=()
 stage_seconds=()
 stage_pid=
 
-# stage <name> <command...>: returns the command's exit code. The command has a process group of its own, so that an
+# stage <name> <command...>: returns the command's exit code. The command has its own process group, so that an
 # interrupted script can end all of it.
 stage() {
   local name=$1 started=$EPOCHREALTIME code=0
@@ -27,7 +27,7 @@ stage() {
   return "$code"
 }
 
-# Seconds with one decimal since a value of EPOCHREALTIME, whose decimal sign depends on the locale.
+# Seconds with one decimal since a value of EPOCHREALTIME. Its decimal sign depends on the locale.
 seconds_since() {
   local tenths=$(((${EPOCHREALTIME//[.,]/} - ${1//[.,]/} + 50000) / 100000))
   echo "$((tenths / 10)).$((tenths % 10))"
@@ -54,7 +54,7 @@ print_stages() {
   done
 }
 
-# clean_up_at_exit <command>: runs it when the script ends, also by a signal.
+# clean_up_at_exit <command>: runs it when the script ends, also if a signal ends it.
 clean_up_at_exit() {
   # shellcheck disable=SC2064  # expanded now
   trap "$1" EXIT
@@ -62,7 +62,7 @@ clean_up_at_exit() {
   trap 'exit 143' TERM HUP
 }
 
-# end_stage: ends the stage that is running and gives its processes ten seconds to clean up.
+# end_stage: ends the running stage and gives its processes ten seconds to clean up.
 end_stage() {
   local tries
   trap '' INT TERM HUP
@@ -80,7 +80,7 @@ end_stage() {
 }
 
 # end_left_prefixes <folder...>: ends the Wine prefixes that test runs left in these folders, with all their programs. A
-# prefix's name begins with the number of the process that owns it; while that lives, the prefix stays.
+# prefix's name begins with the id of the process that owns it. The prefix stays while that process lives.
 end_left_prefixes() {
   local folder left owner
   for folder; do
@@ -96,7 +96,7 @@ end_left_prefixes() {
   done
 }
 
-# end_prefix <prefix>: Debian's wineserver notes in the prefix which folder of /tmp has its sockets, and leaves that folder.
+# end_prefix <prefix>: Debian's wineserver records the /tmp folder of its sockets in the prefix, and does not remove it.
 end_prefix() {
   local sockets=
   WINEPREFIX=$1 WINEDEBUG=-all wineserver -k 2>/dev/null || true

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # test.sh
 #
-# All checks from a fresh clone on: build, tests under Wine, sources, and that a second build gives the same bytes. Goes on
-# after a failure if that makes sense. Exits with 1 if anything failed. Uses only the repository's build/ folder, no
-# display and no other Wine prefix. clang-tidy, the longest check, runs in scripts/lint.sh, and the tests with the label
-# "full" in scripts/prove.sh.
+# All checks from a fresh clone: build, tests under Wine, sources, and a second build that must give the same bytes.
+# Goes on after a failure if that makes sense. Exits with 1 if anything failed. Uses only the repository's build/
+# folder, no display and no other Wine prefix. clang-tidy, the longest check, runs in scripts/lint.sh. The tests with
+# the label "full" run in scripts/prove.sh.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root=$PWD
@@ -32,7 +32,7 @@ run_tests() {
     --output-junit "$results"
 }
 
-# Without a program there is nothing to test.
+# Without a program, there is nothing to test.
 stage 'configure (preset release)' cmake --preset release -DBUILD_TESTING=ON || exit 1
 stage 'build' cmake --build --preset release -j "$jobs" || exit 1
 stage "tests (ctest --preset release -j $test_jobs)" run_tests || true
@@ -44,7 +44,7 @@ stage 'same bytes in another folder (scripts/check_reproducible.sh)' \
   ./scripts/check_reproducible.sh "$build/VELAutil.exe" || true
 
 print_stages
-# One line of the file's head carries the counts: tests="…" failures="…" disabled="…" skipped="…".
+# One line at the start of the file has the counts: tests="…" failures="…" disabled="…" skipped="…".
 counts=$(sed -n 's/^[ \t]*\(tests\|failures\|disabled\|skipped\)="\([0-9]*\)".*/\2 \1/p' "$results" 2>/dev/null | tr '\n' ',' |
   sed 's/,$//; s/,/, /g') || true
 echo "  ctest: ${counts:-no results}; $(seconds_since "$started") s in all"

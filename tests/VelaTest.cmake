@@ -1,15 +1,15 @@
 # vela_test(<name> SOURCES <file>... [LIBRARIES <target>...] [LABELS <label>...] [CODEPAGE <1252|932>...]
 #           [SECONDS <limit>] [PROCESSORS <number>] [ENVIRONMENT <variable=value>...] [ARGUMENTS <argument>...])
 #
-# One doctest program, <build>/tests/<name>.exe, and one CTest test for each code page (1252 where none is given; the
-# test of another one is called <name>.cp<number>). The names say where the sources lie: unit.OrCommon,
+# One doctest program, <build>/tests/<name>.exe, and one CTest test for each code page (default: 1252; the test of
+# another code page is called <name>.cp<number>). The names show where the sources are: unit.OrCommon,
 # scenarios.install. The first part of the name is always a label of the test.
 #
-# A program has one processor (run_in_prefix.sh tells why). PROCESSORS is for what goes wrong only where two programs
-# really run at the same moment.
+# A program has one processor (run_in_prefix.sh has the reason). PROCESSORS is for errors that occur only if two
+# programs really run at the same time.
 #
-# Cross builds run each program under Wine in a prefix of its own, made from the template that the CTest fixture
-# `wine_prefix` keeps ready. A native build runs it as it is, and the program itself refuses (tests/support/TestMain.cpp).
+# Cross builds run each program under Wine in a separate prefix. It is a copy of the template that the CTest fixture
+# `wine_prefix` makes. In a native build, the program itself refuses to run tests (tests/support/TestMain.cpp).
 set(VELA_TEST_DIR "${CMAKE_BINARY_DIR}/tests")
 set(VELA_TEST_PREFIX "${VELA_TEST_DIR}/prefix")
 set(VELA_TEST_LOCALES "${VELA_TEST_DIR}/locales")
@@ -26,7 +26,7 @@ if(CMAKE_CROSSCOMPILING)
 endif()
 
 # vela_prefix_test(<name> <limit in seconds> <code page> <label;...> <variable=value;...> <program> [<argument>...])
-# registers a program that is built already; vela_test ends here, and so do tests of programs that use no doctest.
+# registers an existing program as a test. vela_test uses it, and so do tests of programs without doctest.
 function(vela_prefix_test name seconds codepage labels environment)
   set(_command ${ARGN})
   set(_fixtures "")
@@ -42,14 +42,13 @@ function(vela_prefix_test name seconds codepage labels environment)
     endif()
   endif()
   add_test(NAME ${name} COMMAND ${_command})
-  # The runner's own limit comes first: it still cleans up, which a killed runner cannot.
+  # The runner's own limit is shorter: the runner can still clean up then, but not if it is killed.
   math(EXPR _timeout "${seconds} + 30")
   set_tests_properties(${name} PROPERTIES
     TIMEOUT ${_timeout} LABELS "${labels}" ENVIRONMENT "${environment}" FIXTURES_REQUIRED "${_fixtures}")
 endfunction()
 
-# Most of the time that a build takes goes into the tests' own sources: they are not optimised, and share one compiled
-# header.
+# The tests' own sources take most of the build time. So they are not optimised, and they share one compiled header.
 function(vela_compile_quickly name)
   if(NOT MSVC)
     target_compile_options(${name} PRIVATE -O0 $<$<CONFIG:Release>:-U_FORTIFY_SOURCE>)

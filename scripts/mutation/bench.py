@@ -37,7 +37,7 @@ def run(command, folder, what, failure=CannotRun):
 
 
 def copy_sources():
-    """What git knows or is about to, in a copy whose files change only where their bytes do."""
+    """What git knows or would add, in a copy. In the copy, only files with other bytes change."""
     listed = run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"], ROOT, "git ls-files")
     names = {name for name in listed.split("\0") if name and (ROOT / name).is_file()}
     for path in [path for path in SOURCE.rglob("*") if path.is_file()]:
@@ -51,8 +51,8 @@ def copy_sources():
 
 
 def build_all(jobs):
-    """Without optimisation and warnings: only the tests shall catch a change. And the templates that every test is run
-    in a copy of."""
+    """Without optimisation and warnings: only the tests shall catch a change. Also makes the templates of the
+    prefixes."""
     run(["cmake", "--preset", "release", "-B", str(BUILD), "-DBUILD_TESTING=ON", "-DCMAKE_BUILD_TYPE=Trial",
          "-DCMAKE_CXX_FLAGS=-O0 -DNDEBUG -w"], SOURCE, "cmake")
     run(["ninja", "-j", str(jobs)], BUILD, "the build")
@@ -63,7 +63,7 @@ def build_all(jobs):
 @dataclasses.dataclass(frozen=True)
 class Test:
     name: str
-    command: tuple  # as CTest runs it
+    command: tuple  # in the way that CTest runs it
     environment: tuple
     programs: tuple  # in the build folder; the first one is the test itself
 
@@ -98,7 +98,7 @@ class Workplace:
             shutil.copy2(record, self.build)
         changed = self.folder / "changed"
         changed.write_text(text, encoding="utf-8")
-        # Both are seen in the place of the originals.
+        # Both are seen instead of the originals.
         self.ninja = ["bwrap", "--dev-bind", "/", "/", "--bind", str(self.build), str(BUILD), "--ro-bind", str(changed),
                       str(SOURCE / file), "ninja", "-C", str(BUILD), "-j", "1"]
 

@@ -28,7 +28,7 @@ class Change:
     line: int
     before: str  # the lines it touches, blanks put together
     after: str
-    key: str = ""  # the place among equal ones of its file, so that every change has a name of its own
+    key: str = ""  # its index among equal ones in its file, so that every change has a unique name
 
     def apply(self, text):
         return text[:self.start] + self.new + text[self.end:]
@@ -72,7 +72,7 @@ class Finder:
         self.left_out = self._left_out()
 
     def _left_out(self):
-        """Tokens that are not there at run time."""
+        """Tokens that do not exist at run time."""
         tokens = set()
         for index, token in enumerate(self.source.tokens):
             if token.text in ("static_assert", "assert") and self.source.word(index + 1) == "(":
@@ -175,7 +175,7 @@ class Finder:
         statements = self.source.statements(opening)
         for statement in statements:
             if statement.kind in ("expression", "jump"):
-                # The lines stay, so that the numbers of those below do.
+                # The lines stay, so that the line numbers below do not change.
                 lines = self.source.spelled(statement.first, statement.last).count("\n")
                 self._add("skipped", statement.first, statement.last, ";" + "\n" * lines)
         for one, next_one in zip(statements, statements[1:]):

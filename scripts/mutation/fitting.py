@@ -1,4 +1,4 @@
-"""Which tests are asked about a change: those of its folder first, then those of who uses it, then whole runs."""
+"""Which tests run for a change: those of its folder first, then those of its users, then whole runs."""
 import re
 
 # A test program -> the other programs that it starts and that contain product code.
@@ -8,10 +8,10 @@ COMPANIONS = {
     r"(scenarios|matrix)\..*": ("VELAutil.exe",),
 }
 
-# The scenarios tell what they do otherwise than plain runs, which the matrix has.
+# The scenarios show differences from plain runs, and the matrix contains those runs.
 PLAIN = r"matrix\.windows_vista\.1252\.administrator"
 
-# Folder of the product -> groups of tests; a group is asked when nobody in the one before noticed.
+# Folder of the product -> groups of tests. A group runs only if no test of the earlier groups failed.
 FITTING = {
     "Common/OrCommon": (r"unit\.OrCommon.*", r"unit\.FrwkCommon.*|unit\.cli|unit\.plugins|unit\.activation"),
     "Common/FrwkCommon": (r"unit\.FrwkCommon.*", r"unit\.activation|unit\.settings"),
@@ -26,8 +26,8 @@ FITTING = {
 
 
 def fitting_tests(file, tests):
-    """Lists of names of tests. Who uses Common/OrCommon is not asked about its headers: nearly everything would have to
-    be compiled anew."""
+    """Lists of names of tests. For headers of Common/OrCommon, the tests of users are skipped: nearly everything would
+    have to be compiled again."""
     folder, _, name = file.rpartition("/")
     groups = []
     for pattern in FITTING[folder]:

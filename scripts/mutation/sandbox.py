@@ -17,12 +17,12 @@ LIMITS = [f"--data={4 << 30}", f"--fsize={256 << 20}", "--core=0"]  # bytes that
 
 PASSED, FAILED, TIMED_OUT = "passed", "failed", "timed out"
 
-# In turn. Each test has one (see tests/support/run_in_prefix.sh, which sees no other runs from within a sandbox).
+# Used in turn. Each test has one (see tests/support/run_in_prefix.sh, which sees no other runs from inside a sandbox).
 PROCESSORS = itertools.cycle(sorted(os.sched_getaffinity(0)))
 
 
 def sandbox_command(replaced):
-    """`replaced`: program in the build folder -> the changed one that is to be seen in its place."""
+    """`replaced`: program in the build folder -> the changed one that replaces it in the sandbox."""
     command = ["taskset", "-c", str(next(PROCESSORS)), "prlimit", *LIMITS,
                "bwrap", "--unshare-all", "--die-with-parent", "--new-session", "--ro-bind", "/", "/", "--dev", "/dev",
                "--proc", "/proc", "--size", str(DISK), "--tmpfs", "/tmp", "--ro-bind", str(ROOT), str(ROOT),
@@ -33,7 +33,7 @@ def sandbox_command(replaced):
 
 
 def run_test(test, replaced, seconds, first_failure_only):
-    """PASSED, FAILED or TIMED_OUT, and what the test said."""
+    """PASSED, FAILED or TIMED_OUT, and the output of the test."""
     command = sandbox_command(replaced) + list(test.command) + (["--abort-after=1"] if first_failure_only else [])
     environment = dict(os.environ, **dict(item.split("=", 1) for item in test.environment))
     environment["VELA_TEST_SECONDS"] = str(seconds)
@@ -48,7 +48,7 @@ def run_test(test, replaced, seconds, first_failure_only):
             return PASSED, output
         if result.returncode == 124:
             return TIMED_OUT, output
-        # Wine fails to start a program once in a long while: that is no verdict.
+        # Wine rarely fails to start a program: that is no verdict.
         if not re.search(r"^wine: .*(1359|c00000e5)", output, re.M):
             break
     if result.returncode == 125 or output.startswith("bwrap:"):

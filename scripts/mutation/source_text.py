@@ -1,6 +1,6 @@
-"""C++ source text as the statements and table rows that it consists of.
+"""C++ source text as statements and table rows.
 
-Just what the small changes need, for sources laid out by clang-format with braces around every body. A mistake here
+Only what the small changes need, for sources laid out by clang-format with braces around every body. A mistake here
 costs a change that does not compile, and nothing more.
 """
 import typing
@@ -34,7 +34,7 @@ class Source:
         return self.tokens[index].text if 0 <= index < len(self.tokens) else ""
 
     def span(self, first, last):
-        """Where the tokens `first` to `last` stand in the text."""
+        """The position of the tokens `first` to `last` in the text."""
         return self.tokens[first].start, self.tokens[last].end
 
     def spelled(self, first, last):
@@ -42,7 +42,7 @@ class Source:
         return self.text[start:end]
 
     def spaced(self, index):
-        """A sign between two operands; without blanks around it, < is a template's and && a reference's."""
+        """An operator between two operands; without blanks around it, < is a template's and && a reference's."""
         token = self.tokens[index]
         return self.text[token.start - 1:token.start].isspace() and self.text[token.end:token.end + 1].isspace()
 

@@ -16,15 +16,15 @@ rm -f "$rows"  # rows of an earlier run must not pass for this one's
 ./scripts/setup.sh --prove
 unset DISPLAY WAYLAND_DISPLAY VELA_REGENERATE VELA_FAULTS_STRIDE VELA_DEATHS_STRIDE
 
-# Every command on every Windows that Wine can play, with both code pages, as an administrator and as an ordinary user.
+# Every command on every Windows that Wine can imitate, with both code pages, as an administrator and an ordinary user.
 matrix() {
   rm -f build/prove/matrix.xml
   ctest --preset release -L matrix -j "$jobs" --no-tests=error --output-junit "$root/build/prove/matrix.xml" || code=1
   python3 scripts/prove/matrix_rows.py build/prove/matrix.xml "$rows" || code=1
 }
 
-# Every message is produced by the tests, and no other one. The run of the whole suite in the folder VELA_TEST_MESSAGES
-# serves if there is one; else this makes one.
+# The tests produce every message, and no other one. If the folder VELA_TEST_MESSAGES contains a run of the whole suite,
+# that run is used. Otherwise a new run is made.
 texts() {
   local messages=${VELA_TEST_MESSAGES:-$root/build/prove/messages}
   if [[ -z ${VELA_TEST_MESSAGES:-} ]]; then
@@ -38,11 +38,11 @@ texts() {
   ./scripts/messages.py census --produced "$messages" --report "$rows" || code=1
 }
 
-# ---- the build that counts lines and ends at undefined behaviour
+# ---- the build that counts lines and traps undefined behaviour
 
 counted=build/coverage
 
-# must_end <what> <exit code>: a build that lets everything pass would pass every test.
+# must_end <what> <exit code>: a build without traps would pass every test, so this checks that a trap works.
 must_end() {
   local ended=0
   tests/support/run_in_prefix.sh "$counted/tests/prefix" "$counted/tests/fixtures/Misbehaving.exe" "$1" >/dev/null 2>&1 ||
@@ -53,8 +53,8 @@ must_end() {
   fi
 }
 
-# Runs all tests in it. Leaves there counts/ (a folder for each run: programs with different Wine servers do not see one
-# another's locks), tests.log, tests.xml, and tests.code, the exit code of ctest.
+# Runs all tests in it. Leaves counts/ (a folder for each run, because programs with different Wine servers do not see
+# each other's locks), tests.log, tests.xml, and tests.code, the exit code of ctest.
 run_counted() {
   local done_already=$counted/tests.code
   rm -rf "$done_already" "$counted/counts"
@@ -65,7 +65,7 @@ run_counted() {
   tests/support/make_prefix.sh "$counted/tests/prefix" >/dev/null
   must_end overflow 29  # the low byte of 0xC000001D, an illegal instruction
   must_end beyond 3     # abort()
-  # The sweeps (faults) know only the code that the compiler makes for a release.
+  # The sweeps (faults) need exactly the code that the compiler makes for a release.
   VELA_TEST_COUNTS=$root/$counted/counts ctest --preset coverage -j "$jobs" -LE '^(full|faults)$' --no-tests=error \
     --quiet -O "$root/$counted/tests.log" --output-junit "$root/$counted/tests.xml" || code=$?
   sed -n '/tests passed/,$p' "$counted/tests.log"
@@ -82,7 +82,7 @@ coverage() {
 
 count() { sed -n "s/^[ \t]*$1=\"\([0-9]*\)\".*/\1/p" "$counted/tests.xml" | head -n 1; }
 
-# A run of the last three hours serves, if no source is newer.
+# A run of the last three hours is used, if no source is newer.
 undefined() {
   local newer traps assertions
   newer=$(find . \( -path './build*' -o -path ./.git -o -path ./docs -o -name __pycache__ \) -prune -o \
@@ -91,7 +91,7 @@ undefined() {
     run_counted
   fi
   code=$(<"$counted/tests.code")
-  # Wine names the end of a test program; of one that a test started, the test names the exit code.
+  # Wine reports the crash of a test program. For a program that a test started, the test reports the exit code.
   traps=$(grep -aciE 'illegal instruction|c000001d|3221225501|1073741795' "$counted/tests.log") || true
   assertions=$(grep -ac 'Assertion .* failed' "$counted/tests.log") || true
   {
@@ -105,7 +105,7 @@ undefined() {
 
 # ---- sweeps: the full form, one test for each command
 
-# sweep <tests, by the start of their names> <heading of the table>: joins the rows that the tests leave.
+# sweep <tests, by the start of their names> <heading of the table>: joins the rows that the tests write.
 sweep() {
   local tests=$1 heading=$2 wanted found
   local left=build/release/tests/rows/${tests##*.}

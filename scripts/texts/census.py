@@ -1,6 +1,6 @@
-"""The census: which messages of the sources a test run produced, and which of its lines no source has.
+"""The census: which messages of the sources a test run produced, and which of its lines are not in the sources.
 
-By hand, since no tool knows the texts: they are in the entries, in tables and in parameters of the sources.
+Own code, because no tool knows the texts: they are in the entries, in tables and in parameters of the sources.
 """
 from __future__ import annotations
 
@@ -24,7 +24,7 @@ def pattern_of(parts: Parts) -> str:
 
 
 def weight(message: Message) -> tuple[int, int]:
-    """How much of a message is fixed. A line that fits several belongs to the one with the most."""
+    """How much of a message is fixed. A line that fits several messages belongs to the one with the most fixed text."""
     return (sum(len(part) for part in message.parts if isinstance(part, str)), -len(message.parts))
 
 
@@ -35,7 +35,7 @@ class Known:
         self.messages = messages
         self.whole = [(re.compile(head + re.escape(message.level) + behind_level + pattern_of(message.parts)), message)
                       for message in messages]
-        # An entry ends early at a character that the log cannot hold: with any of its values.
+        # An entry ends early at a character that the log cannot store. This can happen in any of its values.
         self.cut = [re.compile(re.escape(message.level) + pattern_of(message.parts[: index + 1]))
                     for message in messages for index, part in enumerate(message.parts)
                     if index != 0 and not isinstance(part, str)]
@@ -47,7 +47,7 @@ class Known:
         return list({message.key: None for message in fitting if weight(message) == heaviest})
 
     def is_cut(self, line: str) -> bool:
-        # A program that is ended as it begins the next entry leaves a line break.
+        # A program that ends when it begins the next entry leaves a line break.
         ended = line.removesuffix("\r\n")
         return bool(ended != line and self.find(ended)) or any(pattern.fullmatch(line) for pattern in self.cut)
 
@@ -55,8 +55,8 @@ class Known:
 @dataclass
 class Census:
     messages: list[Message]
-    produced: dict[Key, set[str]] = field(default_factory=dict)  # with the commands that wrote it, where one is known
-    unknown: dict[str, str] = field(default_factory=dict)  # a line that no source has, and the file it stands in
+    produced: dict[Key, set[str]] = field(default_factory=dict)  # with the commands that wrote it, if known
+    unknown: dict[str, str] = field(default_factory=dict)  # a line that is not in the sources, and its file
     files: int = 0
 
     def count(self, keys: Iterable[Key], command: str) -> None:
@@ -80,7 +80,7 @@ class Census:
                 if key[2] in told and command not in told[key[2]]]
 
     def table(self, unreachable: dict[Key, str]) -> str:
-        """Rows for people, level by level."""
+        """Rows for readers, level by level."""
         rows = "| Level | Texts | Produced | Never, and cannot be |\n|---|---|---|---|\n"
         levels: dict[str, set[Key]] = {}
         for message in self.messages:
@@ -95,7 +95,7 @@ def take_log(census: Census, known: Known, path: Path) -> None:
     """Each entry begins with a line break and its level."""
     levels = "|".join({re.escape(message.level) for message in known.messages})
     command = ""
-    # One byte a character: the log holds no other ones.
+    # One byte per character: the log contains no others.
     for entry in re.split(rf"\r\n(?={levels})", path.read_bytes().decode("latin-1")):
         found = known.find(entry)
         if entry and not found and not known.is_cut(entry):

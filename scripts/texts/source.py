@@ -15,7 +15,7 @@ from pathlib import Path
 from cpp_tokens import PAIRS, SourceError, Token, closing, tokens_of
 
 FOLDERS = ("cli", "settings", "install", "plugins", "activation", "uninstall", "notify", "Common")
-VALUE = "\N{HORIZONTAL ELLIPSIS}"  # stands for a value in what people read
+VALUE = "\N{HORIZONTAL ELLIPSIS}"  # replaces a value in the text for readers
 RUN_LOG = ("cli/RunLog.h", "cli/RunLog.cpp")  # what writes entries, and says none
 TRACE_LEVELS = {"kProgress": ".w.", "kNotice": "@@@", "kError": "!!!"}
 FORMAT_SPECIFIER = re.compile(r"%(?:%|[-+ #0]*\d*(?:\.\d+)?(?:l|ll|h|I64)?[a-zA-Z])")
@@ -33,13 +33,13 @@ class Value:
 
 
 Parts = tuple["str | Value", ...]
-Row = dict[str, "list[Token]"]  # a line of a table that an entry takes its texts from: member -> what it is given
+Row = dict[str, "list[Token]"]  # the row of a table that gives an entry its texts: member -> its value
 
 
 @dataclass(frozen=True)
 class Message:
     kind: str  # "log", "trace"
-    level: str  # what stands before the text: "LOG_ERROR: "; of a trace its tag
+    level: str  # what precedes the text: "LOG_ERROR: "; for a trace, its tag
     parts: Parts
     place: str  # file and line
 
@@ -52,7 +52,7 @@ class Message:
         return (self.kind, self.level, self.text)
 
 
-# ---- as much of C++ as it takes
+# ---- the parts of C++ that this needs
 
 def is_text(part: list[Token]) -> bool:
     return bool(part) and all(token.kind == "text" for token in part)
@@ -169,7 +169,7 @@ class Product:
                        if source.is_at(index - 1, "return") and is_text(arguments[0])}
 
     def alternatives(self, source: Source, part: list[Token], row: Row) -> list[str | Value]:
-        """What an expression may be: texts, or a value; nothing where the row has no text."""
+        """What an expression may be: texts, or a value; nothing if the row has no text."""
         if is_text(part):
             return [value_of(part)]
         if part[0].text == "(" and closing(part, 0) == len(part) - 1:

@@ -1,4 +1,4 @@
-// VELAutil.exe as a file: whom it runs for, what it needs to start, how it is hardened.
+// Checks VELAutil.exe as a file: its target systems, what it needs to start, and its hardening.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -18,7 +18,7 @@
 
 namespace {
 
-// The program mapped as it would run, without being started and without its libraries.
+// The program mapped as an image. It is not started, and its libraries are not loaded.
 class MappedProgram {
  public:
   MappedProgram()
@@ -114,9 +114,9 @@ TEST_CASE("everything that it imports is there on Windows 5.2") {
 }
 #endif
 
-// True for a function that its library hands on to another one that is not among the KnownDLLs of some Windows from 7
-// on: cryptbase, cryptsp, pcwum and sspicli. The loader looks for those in the program's own folder first, and before
-// any guard of the process is taken. (The export tables of advapi32.dll.)
+// True for a function that its library forwards to a library that is not among the KnownDLLs of some Windows since 7:
+// cryptbase, cryptsp, pcwum or sspicli. The loader searches those in the program's own folder first, before any guard
+// of the process is active. (From the export tables of advapi32.dll.)
 bool IsForwardedToPlantable(const std::string& function) {
   for (const char* const beginning : {"CheckSignatureInFile", "Crypt", "LogonUserExEx", "Perf", "SystemFunction"}) {
     if (function.rfind(beginning, 0) == 0) {
@@ -135,7 +135,7 @@ TEST_CASE("nothing that it imports comes from a library that could lie beside it
     }
   }
   CHECK_LINES(forwarded, {});
-  CHECK(IsForwardedToPlantable("SystemFunction036"));  // the generator of random numbers
+  CHECK(IsForwardedToPlantable("SystemFunction036"));  // the random number generator
   CHECK_FALSE(IsForwardedToPlantable("RegCloseKey"));
 }
 
@@ -143,7 +143,7 @@ TEST_CASE("it runs with the rights of its caller and claims no newer Windows") {
   const MappedProgram program;
   const std::string manifest = program.Resource(RT_MANIFEST);
   CHECK(manifest.find("level=\"asInvoker\"") != std::string::npos);
-  // With such a section GetVersionExW would report Windows 8.1 and newer as they are.
+  // With such a section, GetVersionExW would report the real version on Windows 8.1 and newer.
   CHECK(manifest.find("supportedOS") == std::string::npos);
 }
 

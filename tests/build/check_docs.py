@@ -14,7 +14,7 @@ sys.dont_write_bytecode = True
 import check_floors  # noqa: E402
 
 PAGES = ["README.md", "docs/*.md"]
-# A file that the pages make up, to show how to add one.
+# A file name that the pages invent, to show how to add a file.
 MADE_UP = "LetterboxPlugin"
 
 CODE_BLOCK = re.compile(r"^ *```.*?^ *```", re.M | re.S)
@@ -65,7 +65,7 @@ def spread(name):
 
 
 def name_faults(text, files):
-    """Files by their path from the root of the repository, or by their name alone where a path says nothing new."""
+    """Files by their path from the root, or by their name alone if it is enough."""
     faults = []
     names = {name for found in NAMED_FILE.findall(text) for name in spread(found)} | set(SCRIPT.findall(text))
     for name in sorted(names):
@@ -136,7 +136,7 @@ def place_faults(root):
                 continue
             for text in WIDE_TEXT.findall(read(source)):
                 place = text.replace("\\\\", "\\").rstrip("\\").lower()
-                if place.startswith("global\\vela"):  # one line tells of three: the name, then endings
+                if place.startswith("global\\vela"):  # one line describes three: the name, then endings
                     place = "_" + place.rpartition("_")[2]
                 elif not place.startswith(("software\\", "global\\")):
                     continue

@@ -12,7 +12,7 @@ import re
 import sys
 
 FOLDERS = ["Common", "activation", "cli", "install", "notify", "plugins", "settings", "uninstall"]
-PROGRAM = "VELAutil"  # what stands in no library: the program's own file
+PROGRAM = "VELAutil"  # the program's own file, which is in no library
 PROGRAM_FILES, PROGRAM_USES = ["cli/Main"], ["vela_cli"]
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 LIBRARY = re.compile(r"^vela_library\((\w+)\s+FILES\s+([^)]*?)\s+USES\s+([^)]*)\)", re.MULTILINE)
@@ -27,7 +27,7 @@ def without_ending(path):
 
 
 def libraries_of(root):
-    """Name -> its files, without ending, and the libraries it uses; from the ground up."""
+    """Name -> its files, without ending, and the libraries it uses; lowest layer first."""
     text = (pathlib.Path(root) / "cmake/Floors.cmake").read_text(encoding="utf-8")
     for name, value in VARIABLE.findall(text):
         text = text.replace("${%s}" % name, value)
@@ -58,7 +58,7 @@ def sources_of(root):
 
 
 def has_circle(graph):
-    """Whether files that include one another are left when those that nobody of the rest includes are taken away."""
+    """The files that are left when files that no remaining file includes are removed again and again."""
     graph = {file: set(targets) for file, targets in graph.items()}
     while True:
         top = set(graph) - {target for targets in graph.values() for target in targets}

@@ -5,11 +5,11 @@ import re
 import subprocess
 import sys
 
-# Put together here, so that this file does not find itself.
+# Concatenated here, so that this file does not find itself.
 NOTES = re.compile(r"\b(" + "|".join(["TO" + "DO", "FIX" + "ME", "X" + "XX", "HA" + "CK"]) + r")\b")
 BINARY = {".ico", ".png"}
 WINDOWS_LINES = {".bat", ".ps1"}
-SEEDS = ("tests", "fuzz", "corpus")  # what the fuzzers start from: any bytes
+SEEDS = ("tests", "fuzz", "corpus")  # the fuzzers' seeds may contain any bytes
 
 
 def files_of(root):

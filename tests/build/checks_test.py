@@ -29,7 +29,7 @@ class Options(unittest.TestCase):
 
 @unittest.skipUnless(shutil.which("cmake"), "CMake makes the build that these tests are part of")
 class Imports(unittest.TestCase):
-    """cmake/CheckImports.cmake, with a stand-in for objdump that prints what is asked for."""
+    """cmake/CheckImports.cmake, with a fake objdump that prints the given text."""
 
     def check(self, *imports):
         with tempfile.TemporaryDirectory() as folder:
@@ -84,7 +84,7 @@ class Folder(unittest.TestCase):
 
 
 class Tree(Folder):
-    """A made-up product: four libraries and the program."""
+    """An invented product: four libraries and the program."""
 
     def setUp(self):
         super().setUp()

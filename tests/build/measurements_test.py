@@ -17,7 +17,7 @@ from rounds import Arm, Comparison, Outcome, compare, rotated, run_arm  # noqa: 
 
 
 class Clock:
-    """Runs nothing: hands out the times that it was given for each program, one after the other."""
+    """Runs nothing: returns the given times of each program, one after the other."""
 
     def __init__(self, **times):
         self.times = {name: list(values) for name, values in times.items()}
@@ -28,7 +28,7 @@ class Clock:
         return Run(self.times[program.path].pop(0), 0)
 
 
-# Requests of whole runs: 4 for an entry here and 11 there.
+# Requests of whole runs: 4 for an entry at one place and 11 at the other.
 REQUESTS = {"bare": 600, "interpreter": 900, "entries_small": 50, "entries_typical": 550, "delete_small_ours": 800,
             "delete_small_peer": 1600, "delete_typical_ours": 2800, "delete_typical_peer": 7100, "register_ours": 1001,
             "register_peer": 1002}
@@ -51,7 +51,7 @@ class Rounds(unittest.TestCase):
                          ["abc", "bca", "cab", "cba", "acb", "bac"])
 
     def test_the_ratio_is_the_median_of_the_rounds_and_leaves_the_warm_up_out(self):
-        # Ours runs twice in each round: as itself and once more.
+        # The product runs twice in each round: the second time for the noise.
         clock = Clock(ours=[9, 9] + [1, 1, 3, 3, 2, 2], peer=[9] + [2, 4, 8])
         found = compare(clock, Comparison("w", 0.6, Arm("ours", Program("ours")), Arm("peer", Program("peer")), 3))
         self.assertEqual(clock.runs[:3], ["ours", "peer", "ours"])
@@ -116,7 +116,7 @@ class Sources(unittest.TestCase):
             trees.make(trees.SMALL, source)
             files = trees.files_below(source)
             self.assertEqual((len(files), sum(files.values())), (trees.SMALL.files, trees.SMALL.size))
-            # Everything staged has a place of its own, or a second run would find it out of date.
+            # Each staged file has its own target, or a second run would find it out of date.
             pieces = sum(len(trees.files_below(source / folder)) for folder, _ in trees.STAGED)
             self.assertEqual(len(trees.staged(source)), pieces + len(trees.STAGED_INI_FILES))
             first = {name: (source / name).read_bytes() for name in files}

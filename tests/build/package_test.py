@@ -22,7 +22,7 @@ import check_docs  # noqa: E402
 ROOT, BUILD = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
 SUMS = "SHA256SUMS"
 
-# What SPDX 2.3 asks of each part of a document.
+# What SPDX 2.3 requires of each part of a document.
 REQUIRED = {
     "document": ["spdxVersion", "dataLicense", "SPDXID", "name", "documentNamespace", "creationInfo"],
     "creationInfo": ["created", "creators"],
@@ -177,7 +177,7 @@ class Release(unittest.TestCase):
         words = {str(ROOT), str(BUILD), socket.gethostname()} - {"localhost"}
         for name, data in self.files.items():
             for word in words:
-                # A short word stands in any program by chance.
+                # A short word can be in any program by chance.
                 self.assertFalse(len(word) > 8 and word.encode() in data, "%s in %s" % (word, name))
 
 

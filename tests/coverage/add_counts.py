@@ -49,12 +49,12 @@ def read(data):
         length = struct.unpack_from("<i", data, place + 4)[0]
         place += 8
         if tag == FUNCTION:
-            # Without a length: counted in another object of that program.
+            # Without a length: this function was counted in another object of that program.
             function = struct.unpack_from("<3I", data, place) if length else None
         elif tag == ARCS:
             if function is None:
                 raise ValueError("arcs of no function")
-            # A negative length stands for so many zeros, which are not written out.
+            # A negative length means this number of zeros, which are not written.
             counts.functions[function] = ([0] * (-length // 8) if length < 0 else
                                           list(struct.unpack_from("<%dQ" % (length // 8), data, place)))
         elif tag == SUMMARY:

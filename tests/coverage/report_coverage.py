@@ -27,16 +27,15 @@ TOOLS = "x86_64-w64-mingw32-"
 
 
 def place_counts(counts, build):
-    """Puts the sums of all runs beside what the compiler noted about the sources, in the place of older ones. The
-    number of runs, and the folders: a search below the build folder would go through the Wine prefixes, and out of
-    them."""
+    """Adds up the runs and stores the sums where the compiler noted the sources, instead of older sums. Returns the
+    number of runs, and the folders: a search below the build folder would follow links of the Wine prefixes."""
     for old in build.rglob("*.gcda"):
         if counts not in old.parents:
             old.unlink()
     sums = {}
     runs = [path for path in counts.iterdir() if path.is_dir()]
     for run in runs:
-        root = run / str(build).lstrip("/")  # the runtime puts the whole path below the folder of the run
+        root = run / str(build).lstrip("/")  # the runtime adds the whole path below the folder of the run
         for file in root.rglob("*.gcda"):
             part = add_counts.read(file.read_bytes())
             name = file.relative_to(root)
@@ -62,7 +61,7 @@ def read_lines(build, objects, report):
 
 
 def read_list(text):
-    """(file, text of the line) -> reason. An entry is "file: text of the line"; its reason follows, indented."""
+    """(file, text of the line) -> reason. In the file: "file: text of the line", then the reason, indented."""
     entries, key = {}, None
     for number, line in enumerate(text.split("\n"), 1):
         if not line.strip() or line.startswith("#"):
@@ -81,7 +80,7 @@ def read_list(text):
 
 
 def compare(uncovered, entries):
-    """`uncovered`: (file, line number, text) of every line that no run took. It and what is listed must agree."""
+    """`uncovered`: (file, line number, text) of every line that no run took. The list must contain the same lines."""
     faults = []
     found = set()
     for file, number, text in uncovered:

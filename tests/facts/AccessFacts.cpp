@@ -1,4 +1,4 @@
-// Access lists of files and folders, and the privileges that pass over them.
+// Access control lists of files and folders, and the privileges that bypass them.
 #include <windows.h>
 
 #include <sddl.h>
@@ -15,10 +15,10 @@ namespace {
 using OrCommon::FileHandle;
 
 constexpr wchar_t kOpenToAll[] = L"D:P(A;OICI;FA;;;WD)";
-// Attributes and the list itself can be read, and the list be changed: so the clean-up gets in again.
+// Attributes and the list itself can be read, and the list can be changed. So the clean-up can restore access.
 constexpr wchar_t kClosed[] = L"D:P(A;;0x1600A0;;;WD)";
 
-// Enables a privilege as long as it lives.
+// Enables a privilege during its lifetime.
 class Privilege {
  public:
   explicit Privilege(const wchar_t* name) {
@@ -29,7 +29,7 @@ class Privilege {
     ::OpenProcessToken(::GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, token_.Receive());
     ::LookupPrivilegeValueW(nullptr, name, &wanted.Privileges[0].Luid);
     ::AdjustTokenPrivileges(token_.Get(), FALSE, &wanted, sizeof before_, &before_, &size);
-    error_ = ::GetLastError();  // set on success too: not all privileges may be held
+    error_ = ::GetLastError();  // set on success too, if some privileges are not held
   }
   Privilege(const Privilege&) = delete;
   Privilege& operator=(const Privilege&) = delete;
@@ -51,7 +51,7 @@ void SetAccess(const std::wstring& path, const std::wstring& text) {
   }
 }
 
-// The access list of a file or folder; throws where it cannot be read.
+// The access control list of a file or folder. Throws if it cannot be read.
 std::vector<BYTE> ReadList(const std::wstring& path) {
   DWORD size = 0;
   ::GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
@@ -98,14 +98,14 @@ std::wstring MakeChild(const std::wstring& parent, const wchar_t* list) {
   return child;
 }
 
-// A folder whose one entry is handed down, and a folder made in it with a list of two.
+// A folder with one inheritable entry, and a folder created in it with a list of two.
 std::wstring MakeBelow(const wchar_t* list) {
   const std::wstring parent = NewFolder();
   SetAccess(parent, kOpenToAll);
   return MakeChild(parent, list);
 }
 
-// Closes a file or folder as long as it lives. Through a handle that stays open, since a path may lead nowhere then.
+// Denies access to a file or folder during its lifetime. It keeps a handle open, because the path may stop working.
 class Closed {
  public:
   explicit Closed(const std::wstring& path, const wchar_t* list = kClosed)
@@ -130,7 +130,7 @@ std::string ListClosedFolder() {
   return List(folder);
 }
 
-// Closed itself, in a folder that does not let its entries be deleted either.
+// Denied itself, in a folder that does not allow the deletion of its entries either.
 std::string DeleteClosedFile() {
   const std::wstring folder = NewFolder();
   const std::wstring file = folder + L"\\file";
@@ -169,7 +169,7 @@ constexpr Fact kFacts[] = {
      "2 own, 0 inherited"},
     {"So it is in a folder whose own list is inherited.",
      [] {
-       // Below a folder whose list is what the temporary folder hands down: how many entries that are is not said.
+       // Below a folder that inherits its list from the temporary folder: the number of entries there is unknown.
        const Counts counts = CountEntries(MakeChild(NewFolder(), L"D:(A;;FA;;;BA)(A;;FA;;;AU)"));
        return std::to_string(counts.own) + " own, " + (counts.inherited == 0 ? "none" : "others") + " inherited";
      },
@@ -203,7 +203,7 @@ constexpr Fact kFacts[] = {
      "done", kReliedOn, "error 5", kElevation},
     {"With the backup privilege GetFileAttributesW answers where the lists of file and folder allow it nothing.",
      [] {
-       // Neither the file nor its folder tells its attributes.
+       // Neither the file nor its folder allows the reading of attributes.
        const Privilege backup(SE_BACKUP_NAME);
        const std::wstring folder = NewFolder();
        const std::wstring file = folder + L"\\file";

@@ -32,7 +32,7 @@ DWORD ErrorOfOpening(const std::wstring& path) {
   return ErrorOf(static_cast<bool>(file));
 }
 
-// Tries for a second: a program that has just ended may still be mapped, and scanners open what is new.
+// Tries for a second: a program that has just ended may still be mapped, and virus scanners open new files.
 template <class Remover>
 bool Removes(std::wstring& path, const Remover& remove) noexcept {
   for (int tries = 20; !path.empty(); --tries) {
@@ -157,7 +157,7 @@ DWORD DoChildTask(const std::wstring& task, const std::wstring& argument) {
   if (task == L"fast-fail") {
     FastFail();
   }
-  if (task == L"by-name") {  // as regsvr32.exe is started, with the folder of `argument` as the current one
+  if (task == L"by-name") {  // like regsvr32.exe, with the folder of `argument` as the current folder
     ::SetEnvironmentVariableW(L"NoDefaultCurrentDirectoryInExePath", L"1");
     const std::size_t end = argument.rfind(L'\\');
     ::SetCurrentDirectoryW(argument.substr(0, end).c_str());

@@ -1,3 +1,3 @@
-// The test bed's library, which the questions use, refers to doctest. No test case is registered or run here.
+// The questions use the test support library, which refers to doctest. No test case is registered or run here.
 #define DOCTEST_CONFIG_IMPLEMENT
 #include <doctest/doctest.h>

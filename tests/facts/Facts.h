@@ -1,8 +1,8 @@
-// What the program takes for granted of the system, asked of the system at hand.
+// Facts about Windows that the program relies on, checked on this system.
 //
-// A fact is a row: a sentence, a question, the answer that Windows is expected to give and whence that is known. Where
-// Wine answers otherwise, that answer is declared in the row as well, and a declaration that is no longer true is as
-// wrong as a wrong answer. So is a question that a Wine is not asked without a declaration of it.
+// A fact is a row: a sentence, a question, the expected answer of Windows, and the source of that answer. If Wine
+// answers otherwise, the row declares that answer, too. A declaration that is no longer true counts as wrong, like a
+// wrong answer. A question that this Wine cannot be asked needs a declaration as well.
 #pragma once
 
 #include <cstddef>
@@ -11,22 +11,22 @@
 
 namespace Facts {
 
-// The system at hand and what this process may do there.
+// This system, and what this process may do on it.
 struct System {
   std::string name;     // "Windows 10.0.22631, elevated", "Wine 8.0 as Windows 10.0.18362, ..."
-  unsigned long build;  // as the system itself knows it
+  unsigned long build;  // reported by the system itself
   unsigned wine;        // the major version; 0: a real Windows
   bool elevated;
   bool localSystem;
   bool otherThanLocalSystem;
   bool ordinary;  // neither of the first two
   bool sessionHost;
-  bool program;  // there is a VELAutil.exe
+  bool program;  // VELAutil.exe exists
 
   static System Ask();
 };
 
-// What must be so here, or the question makes no sense.
+// The question makes no sense without this.
 struct Need {
   std::string_view text;
   unsigned long build = 0;      // at least
@@ -45,7 +45,7 @@ inline constexpr Need kSessionHost = {"a session host", 0, &System::sessionHost}
 inline constexpr Need kProgram = {"VELAutil.exe beside this program", 0, &System::program};
 
 inline constexpr std::string_view kAsWindows;
-inline constexpr std::string_view kNotAsked = "not asked";  // a Wine that lacks what the fact needs
+inline constexpr std::string_view kNotAsked = "not asked";  // this Wine lacks what the fact needs
 inline constexpr std::string_view kAsWine8 = "as Wine 8";
 inline constexpr std::string_view kReliedOn = "no page says so; the program relies on it";
 
@@ -53,8 +53,8 @@ struct Fact {
   std::string_view sentence;
   std::string (*ask)();
   std::string_view expected;            // of Windows
-  std::string_view source;              // the title of the page that says so, or that none does
-  std::string_view wine8 = kAsWindows;  // or kNotAsked, or what is declared
+  std::string_view source;              // the title of the page that says so, or a note that no page does
+  std::string_view wine8 = kAsWindows;  // or kNotAsked, or the declared answer
   Need need = kNothing;
   Need second = kNothing;
   std::string_view wine10 = kAsWine8;
@@ -81,18 +81,18 @@ extern const Group kLibraryFacts;
 inline constexpr const Group* kGroups[] = {&kFileFacts,    &kLinkFacts,    &kAccessFacts, &kRegistryFacts,
                                            &kProcessFacts, &kSessionFacts, &kLibraryFacts};
 
-// VELAutil.exe beside this program, or one folder up, as the build has it; empty where there is none.
+// VELAutil.exe in the folder of this program, or one folder up, as in the build; empty if it does not exist.
 std::wstring ProgramPath();
 
-// docs/windows-facts.md, made from the table of facts and from what was recorded on a real Windows (a folder of files
-// that --record wrote). Writes or compares it; the result is an exit code.
+// docs/windows-facts.md, made from the table of facts and from the records of real Windows systems (a folder of files
+// that --record wrote). Writes or compares the page; the result is an exit code.
 int MakePage(const std::wstring& records, const std::wstring& page, bool compare);
 
-// Stands between an answer and its sentence in a record.
+// The text between an answer and its sentence in a record.
 inline constexpr std::string_view kSeparator = " | ";
 
-// True where each row is whole and declares nothing that needs no declaration. The probe is not looked at: GCC does not
-// compare functions at compile time in a build that ends at undefined behaviour.
+// True if each row is complete and has no unnecessary declaration. The question is not checked: in a build with the
+// undefined-behaviour traps, GCC does not compare functions at compile time.
 template <std::size_t count>
 constexpr bool AreSound(const Fact (&facts)[count]) {
   for (const Fact& fact : facts) {

@@ -1,4 +1,4 @@
-// Files, as staging, upgrade and uninstall handle them.
+// Files, in the ways that staging, upgrade and uninstall handle them.
 #include <windows.h>
 
 #include <shlobj.h>
@@ -27,7 +27,7 @@ FileHandle Open(const std::wstring& path, DWORD access, DWORD sharing, DWORD dis
   return FileHandle(::CreateFileW(path.c_str(), access, sharing, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
-// As the program replaces a file.
+// In the way that the program replaces a file.
 std::string Replace(const std::wstring& file) {
   return Got(Open(file, GENERIC_WRITE, 0, CREATE_ALWAYS));
 }
@@ -36,8 +36,8 @@ std::string AttributesAs(const std::wstring& path, DWORD attributes) {
   return Hex(::GetFileAttributesW(Marked(path, attributes).c_str()));
 }
 
-// Asks to list a folder whose path is longer than 260 characters. It is made and removed in the long form: the clean-up
-// of the run knows short paths only.
+// Asks to list a folder whose path is longer than 260 characters. It is created and removed in the long form, because
+// the clean-up of the run supports only short paths.
 std::string ListDeepFolder(const std::wstring& start) {
   std::wstring folder = NewFolder();
   while (folder.size() <= MAX_PATH) {
@@ -51,7 +51,7 @@ std::string ListDeepFolder(const std::wstring& start) {
   return answer;
 }
 
-// As two runs at the same moment write the run log.
+// In the way that two runs write the run log at the same time.
 std::string AppendByTwo() {
   const std::wstring path = NewFolder() + L"\\two.log";
   {
@@ -142,7 +142,7 @@ constexpr Fact kFacts[] = {
     {"What two streams append in turn stands in the file in turn.", AppendByTwo, "123", "fopen, _wfopen"},
     {"MOVEFILE_DELAY_UNTIL_REBOOT is refused to who is no administrator.",
      [] {
-       // Only for who may not make the entry. An entry that is made all the same names a file of this run's own.
+       // Only for users who may not make the entry. If it is made, it names only a file of this run.
        return Done(::MoveFileExW(NewFile().c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT));
      },
      "error 5", "MoveFileExW function", kNotAsked, kNoElevation},
@@ -152,7 +152,7 @@ constexpr Fact kFacts[] = {
      [] {
        wchar_t before[1024] = {};
        ::GetCurrentDirectoryW(1024, before);
-       ::SetCurrentDirectoryW(NewFolder().c_str());  // a system that accepts the path makes it there
+       ::SetCurrentDirectoryW(NewFolder().c_str());  // a system that accepts the path creates the folder there
        const std::string answer = MakeFolders(L"relative");
        ::SetCurrentDirectoryW(before);
        return answer;

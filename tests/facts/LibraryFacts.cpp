@@ -1,4 +1,4 @@
-// Libraries: where the functions come from that a program imports, and how texts become bytes.
+// Libraries: which library exports an imported function, and how texts become bytes.
 #include <windows.h>
 
 #include <iterator>
@@ -24,7 +24,7 @@ const T* At(HMODULE library, DWORD offset) {
   return reinterpret_cast<const T*>(reinterpret_cast<const char*>(library) + offset);
 }
 
-// Where a library hands one of its functions on to: "NTDLL.RtlAllocateHeap"; empty where it has the function itself.
+// The forward target of a library's function: "NTDLL.RtlAllocateHeap"; empty if the library contains the function.
 std::string Forwarder(HMODULE library, const std::string& function) {
   const auto* headers = At<IMAGE_NT_HEADERS64>(library, static_cast<DWORD>(At<IMAGE_DOS_HEADER>(library, 0)->e_lfanew));
   const IMAGE_DATA_DIRECTORY& place = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT];
@@ -40,19 +40,19 @@ std::string Forwarder(HMODULE library, const std::string& function) {
   return "";
 }
 
-// "kernel32" of "KERNEL32.dll" and of "KERNEL32.HeapAlloc".
+// "kernel32" from "KERNEL32.dll" and from "KERNEL32.HeapAlloc".
 std::string NameOf(const std::string& text) {
   return Lower(text.substr(0, text.find('.')));
 }
 
-// True for a library that is found nowhere but in the system: a known one, one that is in every process before anything
-// is looked for, and an API set, which is a name for a library that the system chooses.
+// True for a library that is always loaded from the system: a KnownDLL, a library that every process has before any
+// search, and an API set, which is a name for a library that the system chooses.
 bool IsSystems(const std::set<std::string>& known, const std::string& name) {
   return name == "ntdll" || name == "kernelbase" || name.rfind("api-ms-", 0) == 0 || name.rfind("ext-ms-", 0) == 0 ||
          known.count(name) != 0;
 }
 
-// The libraries that are always the system's own: "kernel32".
+// The KnownDLLs, which are always the system's own: "kernel32".
 std::set<std::string> KnownLibraries() {
   std::set<std::string> known;
   OrCommon::RegistryKey key;

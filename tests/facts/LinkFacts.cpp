@@ -1,4 +1,4 @@
-// Junctions, which any user can make, and what a handle tells of the way to its file.
+// Junctions, which any user can create, and what a handle reports about the path to its file.
 #include <windows.h>
 
 #include <winioctl.h>
@@ -20,12 +20,12 @@ using OrCommon::FindHandle;
 constexpr DWORD kSharedByAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr DWORD kAsLink = FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT;
 
-// REPARSE_DATA_BUFFER of a mount point; the header that has it is for drivers.
+// REPARSE_DATA_BUFFER of a mount point. Only a driver header defines it.
 struct MountPoint {
   DWORD tag;
   WORD dataLength;
   WORD reserved;
-  WORD substituteOffset;  // of the two names, in bytes from `names` on
+  WORD substituteOffset;  // of the two names, in bytes from the start of `names`
   WORD substituteLength;  // in bytes, without the terminator
   WORD printOffset;
   WORD printLength;
@@ -73,7 +73,7 @@ std::wstring WholePath(HANDLE handle) {
   return path;
 }
 
-// Where a handle leads to: the last two parts of its final path.
+// The target of a handle: the last two parts of its final path.
 std::string FinalPath(HANDLE handle) {
   const std::wstring text = WholePath(handle);
   const std::size_t last = text.rfind(L'\\');
@@ -154,7 +154,7 @@ constexpr Fact kFacts[] = {
      "done", "no page of Microsoft says so; reported of an installer", kNotAsked, kWindows10In22H2, kNoElevation},
     {"GetFinalPathNameByHandleW of a volume's root ends in a backslash.",
      [] {
-       // The only final path with a backslash at its end.
+       // The only final path that ends in a backslash.
        wchar_t path[MAX_PATH] = {};
        ::GetSystemWindowsDirectoryW(path, MAX_PATH);
        path[3] = L'\0';

@@ -1,13 +1,12 @@
 // facts.exe [--record <file>]
 // facts.exe --page <folder of records> <page> [--check]
 //
-// Asks the system at hand what the program takes for granted of it, and prints a table: the verdict, what is expected,
-// what was found, the fact. Exits with 0 where every fact that was asked is as expected, or as declared of this Wine,
-// and nothing is left behind.
-// `--record` writes the answers to a file as well. `--page` asks nothing: it writes docs/windows-facts.md from the
-// table and the records, or compares the two.
+// Checks the facts about this system that the program relies on, and prints a table: the verdict, what is expected,
+// what was found, the fact. Exits with 0 if every answer is as expected, or as declared for this Wine, and if nothing
+// is left behind. `--record` also writes the answers to a file. `--page` asks nothing: it writes docs/windows-facts.md
+// from the table and the records, or compares them.
 //
-// It changes nothing outside a folder and a registry key of its own and removes both, so it may run on any Windows.
+// It changes nothing outside its own folder and registry key and removes both. So it may run on any Windows.
 #include <windows.h>
 
 #include <cstdio>
@@ -39,13 +38,13 @@ void PrintRow(const std::string& verdict, std::string_view expected, const std::
               std::string(sentence).c_str());
 }
 
-// What was asked so far, by verdict, and the answers as they are recorded.
+// The number of answers by verdict, and the answers in record form.
 struct Tally {
   std::map<std::string, unsigned> verdicts;
   std::string record;
 };
 
-// Why the fact cannot be asked here; empty where it can.
+// The reason why the fact cannot be asked here; empty if it can.
 std::string Lacks(const System& system, const Fact& fact) {
   for (const Need& need : {fact.need, fact.second}) {
     if (system.build < need.build || (need.met != nullptr && !(system.*need.met))) {
@@ -62,7 +61,7 @@ void AskOne(const System& system, const Fact& fact, Tally& tally) {
   std::string verdict = declared == kNotAsked || !isDeclared ? "not asked" : "DROPPED";
   if (found.empty()) {
     found = Answer(fact);
-    // A declaration that no longer holds is wrong even where Wine has come to answer as Windows does.
+    // A declaration that no longer holds is wrong, also if Wine now answers as Windows does.
     verdict = declared.empty()         ? found == fact.expected ? "as expected" : "DIFFERS"
               : found == declared      ? "as declared"
               : found == fact.expected ? "STALE"
@@ -111,7 +110,7 @@ int wmain(int argumentCount, wchar_t* arguments[]) {
     if (first == L"--child" && argumentCount > 2) {
       return static_cast<int>(Facts::DoChildTask(arguments[2], argumentCount > 3 ? arguments[3] : L""));
     }
-    ::SetErrorMode(SEM_FAILCRITICALERRORS);  // after the child's part: children tell what they inherited
+    ::SetErrorMode(SEM_FAILCRITICALERRORS);  // after the child's part, because children report what they inherited
     if (argumentCount == 1 || (first == L"--record" && argumentCount == 3)) {
       return AskAll(argumentCount == 3 ? arguments[2] : nullptr);
     }

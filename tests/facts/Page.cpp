@@ -58,7 +58,7 @@ struct Record {
   std::map<std::string, std::string> answers;  // by sentence
 };
 
-// A record that tells of another sentence than one of the table stands in no row.
+// A sentence of a record that is not in the table appears in no row.
 Record ReadRecord(const std::wstring& path) {
   Record record;
   for (const std::string& line : TestSupport::Split(TestSupport::FileContent(path))) {
@@ -72,7 +72,7 @@ Record ReadRecord(const std::wstring& path) {
   return record;
 }
 
-using Records = std::map<std::wstring, Record>;  // by file name: the order of a listing is not said
+using Records = std::map<std::wstring, Record>;  // by file name, because a listing has no fixed order
 
 Records ReadRecords(const std::wstring& folder) {
   Records records;

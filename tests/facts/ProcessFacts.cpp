@@ -1,4 +1,4 @@
-// Processes: what the system tells this one, and what becomes of a child.
+// Processes: what the system reports to this one, and what happens to a child.
 #include <windows.h>
 
 #include <tlhelp32.h>
@@ -22,7 +22,7 @@ std::string InheritErrorMode() {
   return Hex(inherited);
 }
 
-// Under a debugger, so that no crash report is written: the first exception that is no breakpoint.
+// Under a debugger, so that no crash report is written. Returns the first exception that is not a breakpoint.
 std::string CatchException(const wchar_t* task) {
   const KernelHandle child = Start(nullptr, L"\"" + OwnPath() + L"\" --child " + task, DEBUG_ONLY_THIS_PROCESS);
   if (!child) {
@@ -50,14 +50,14 @@ std::string CatchException(const wchar_t* task) {
   return answer;
 }
 
-// A copy of this program in a folder of its own.
+// A copy of this program in a separate folder.
 std::wstring CopyProgram(const wchar_t* name) {
   std::wstring copy = NewFolder() + L"\\" + name;
   TestSupport::CopyTestFile(OwnPath(), copy);
   return copy;
 }
 
-// Any module will do: a copy of this program under a name that the system has not, beside the program that loads it.
+// Any module works: a copy of this program, with a name unknown to the system, next to the loading program.
 std::string LoadPlanted(const wchar_t* task) {
   const std::wstring loader = CopyProgram(L"loader.exe");
   TestSupport::CopyTestFile(OwnPath(), loader.substr(0, loader.rfind(L'\\')) + L"\\vela-fact.dll");
@@ -89,13 +89,13 @@ constexpr Fact kFacts[] = {
      "__fastfail", kAsWindows, kWindows8},
     {"With NoDefaultCurrentDirectoryInExePath a program is not looked for in the current folder.",
      [] {
-       // The child stands in the folder of a program that it starts by name.
+       // The child's current folder contains the program that it starts by name.
        return Code(RunChild({L"by-name", CopyProgram(L"vela-fact.exe")}));
      },
      "error 2", "NeedCurrentDirectoryForExePathW function", kAsWindows, kVista},
     {"With NoDefaultCurrentDirectoryInExePath a program is looked for in the folder of the one that starts it.",
      [] {
-       // As above, with the same name in the folder of the starting program itself.
+       // As above, but the folder of the starting program contains a program of this name, too.
        const std::wstring starter = CopyProgram(L"starter.exe");
        TestSupport::CopyTestFile(OwnPath(), starter.substr(0, starter.rfind(L'\\')) + L"\\vela-fact.exe");
        return Code(RunChild({L"by-name", NewFolder() + L"\\vela-fact.exe"}, 0, starter));

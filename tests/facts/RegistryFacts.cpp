@@ -21,7 +21,7 @@ KeyPlace Own(const std::wstring& key) {
   return {HKEY_CURRENT_USER, key, KEY_WOW64_64KEY};
 }
 
-// A key of this run whose list was changed, until it can be deleted again.
+// A key of this run with a changed access control list. At the end it can be deleted again.
 class Restricted {
  public:
   explicit Restricted(const wchar_t* list) { TestSupport::SetKeyAccess(Own(path_), list); }
@@ -34,7 +34,7 @@ class Restricted {
   const std::wstring path_ = NewKey();
 };
 
-// Read, and change the list.
+// Rights to read, and to change the list.
 constexpr wchar_t kReadOnly[] = L"D:P(A;;0x60019;;;WD)";
 
 std::string OpenHives() {
@@ -134,7 +134,7 @@ constexpr Fact kFacts[] = {
      "error 5", "Registry Key Security and Access Rights", kNotAsked, kNoElevation},
     {"A text that was stored without its terminator is read without it.",
      [] {
-       // No terminator follows what is stored: the system may count one that does.
+       // No terminator is stored: the system may count one that is stored.
        const KeyPlace place = Own(NewKey());
        TestSupport::SetRawValue(place, L"text", REG_SZ, L"abcdef", 6);
        RegistryKey opened;

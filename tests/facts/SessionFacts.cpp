@@ -1,4 +1,4 @@
-// Sessions, users and the objects that they share.
+// Sessions, users and shared objects.
 #include <windows.h>
 
 #include <shlobj.h>

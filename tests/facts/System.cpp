@@ -1,4 +1,4 @@
-// The system at hand.
+// Properties of this system.
 #include <windows.h>
 
 #include "tests/facts/Asking.h"
@@ -41,7 +41,7 @@ System System::Ask() {
   version.dwOSVersionInfoSize = sizeof version;
   Find<LONG(WINAPI*)(OSVERSIONINFOW*)>(L"ntdll.dll", "RtlGetVersion")(&version);
   system.build = version.dwBuildNumber;
-  // Membership counts only where it is enabled, which user account control does by elevation.
+  // The group counts only if it is enabled in the token. User account control enables it by elevation.
   system.elevated = IsMember(WinBuiltinAdministratorsSid);
   system.localSystem = IsMember(WinLocalSystemSid);
   system.otherThanLocalSystem = !system.localSystem;

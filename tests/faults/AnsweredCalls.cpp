@@ -9,14 +9,14 @@ namespace Faults {
 namespace {
 
 void HandOutEndedProcess(PROCESS_INFORMATION& information) {
-  // Signalled, as a process that has ended is.
+  // Signalled, like a process that has ended.
   information.hProcess = ::CreateEventW(nullptr, TRUE, TRUE, nullptr);
   information.hThread = ::CreateEventW(nullptr, TRUE, TRUE, nullptr);
   information.dwProcessId = information.dwThreadId = 0;
 }
 
-// "regsvr32.exe /s "path"" and "regsvr32.exe /u /s "path"": what the module's own entry points do. A module that is not
-// there changes nothing.
+// "regsvr32.exe /s "path"" and "regsvr32.exe /u /s "path"": does the work of the module's entry points. A module that
+// does not exist changes nothing.
 void RunRegistration(const std::wstring& commandLine) {
   const std::size_t first = commandLine.find(L'"');
   const std::size_t last = commandLine.rfind(L'"');

@@ -1,13 +1,13 @@
-// Calls that do not reach Windows, or not as they are, also where nothing fails.
+// Calls that are answered here instead of by Windows, also if no failure is ordered.
 #pragma once
 
 #include <windows.h>
 
 namespace Faults {
 
-// No child is started: a sweep of thousands of runs would spend its time on them. The product gets handles of a process
-// that has ended. Where the order says " register", regsvr32.exe's work is done here: the module is loaded and its
-// entry point called.
+// No child is started: a sweep has thousands of runs, and starting children would take too long. The product gets
+// handles of an ended process. If the order contains " register", the work of regsvr32.exe is done here: the module is
+// loaded and its entry point is called.
 BOOL WINAPI AnswerCreateProcess(LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES process,
                                 LPSECURITY_ATTRIBUTES thread, BOOL inherit, DWORD flags, LPVOID environment,
                                 LPCWSTR folder, LPSTARTUPINFOW startup, LPPROCESS_INFORMATION information);
@@ -16,7 +16,7 @@ BOOL WINAPI AnswerCreateProcessAsUser(HANDLE token, LPCWSTR application, LPWSTR 
                                       DWORD flags, LPVOID environment, LPCWSTR folder, LPSTARTUPINFOW startup,
                                       LPPROCESS_INFORMATION information);
 
-// Nobody waits for the tenth of a second that monitors are given.
+// Skips the tenth of a second that the product gives to monitors.
 void WINAPI AnswerSleep(DWORD milliseconds);
 
 }  // namespace Faults

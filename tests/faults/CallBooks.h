@@ -1,4 +1,4 @@
-// What is written down about a call: what it takes, what it gives back, which paths it changes.
+// What is recorded about a call: what it takes, what it gives back, and which paths it changes.
 #pragma once
 
 #include <windows.h>
@@ -35,7 +35,7 @@ decltype(auto) At(const Arguments&... arguments) {
   return std::get<kPlace>(std::tie(arguments...));
 }
 
-// What comes back is owned.
+// The result is owned.
 template <Owned kKind>
 struct ResultBook : NoBook {
   template <class Result, class... Arguments>
@@ -48,7 +48,7 @@ struct ResultBook : NoBook {
 
 enum class Success { kZero, kNotZero };
 
-// What is stored through an argument is owned.
+// The value that is stored through an argument is owned.
 template <Owned kKind, std::size_t kPlace, Success kSuccess>
 struct OutBook : NoBook {
   template <class Result, class... Arguments>
@@ -59,7 +59,7 @@ struct OutBook : NoBook {
   }
 };
 
-// An argument is given back, whether that succeeds or not.
+// An argument is given back, also if the call fails.
 template <Owned kKind, std::size_t kPlace = 0>
 struct GivingBook : NoBook {
   template <class... Arguments>
@@ -68,7 +68,7 @@ struct GivingBook : NoBook {
   }
 };
 
-// Something changes that is no path.
+// Changes something that is not a path.
 struct ChangeBook : NoBook {
   template <class... Arguments>
   static bool IsChange(const Arguments&...) {
@@ -76,7 +76,7 @@ struct ChangeBook : NoBook {
   }
 };
 
-// The path in an argument is changed.
+// Changes the path in an argument.
 template <std::size_t kPlace = 0>
 struct PathBook : ChangeBook {
   template <class... Arguments>
@@ -135,7 +135,7 @@ struct RevertBook : NoBook {
   static void Before(SubjectRun& run) { run.GaveBack(Owned::kImpersonation, 1); }
 };
 
-// A profile is known by the token that it was loaded with.
+// A profile is identified by the token that it was loaded with.
 struct LoadProfileBook : NoBook {
   static void After(SubjectRun& run, BOOL loaded, HANDLE token, const void*) {
     if (loaded) {
@@ -144,7 +144,7 @@ struct LoadProfileBook : NoBook {
   }
 };
 
-// It is called wherever there is a token, also where no profile was loaded: then without one, which does nothing.
+// The product calls it for every token. If no profile was loaded, the profile is null and the call does nothing.
 struct UnloadProfileBook : NoBook {
   static void Before(SubjectRun& run, HANDLE token, HANDLE profile) {
     if (profile != nullptr) {
@@ -153,7 +153,7 @@ struct UnloadProfileBook : NoBook {
   }
 };
 
-// A privilege is known by its number. Who asks for it is told what it was; who puts it back does not ask.
+// A privilege is identified by its number. Only a call that takes it asks for the previous state.
 struct PrivilegeBook : NoBook {
   static void Before(SubjectRun& run, HANDLE, BOOL, const TOKEN_PRIVILEGES* wanted, DWORD,
                      const TOKEN_PRIVILEGES* previous, const DWORD*) {
@@ -176,7 +176,7 @@ struct InitialiseSectionBook : NoBook {
 template <ProductCall kCall>
 struct Book;
 
-// The book of each call, from its row. Its parentheses keep the commas in it together.
+// The book of each call, from its row. The parentheses in the row keep the commas together.
 template <class Parenthesised, class... Types>
 struct InParentheses;
 template <class Inner, class... Types>

@@ -1,5 +1,5 @@
-// A jump through each slot of CallRedirections.cpp, for the functions that product code calls by their name alone.
-// Nothing but the jumps is in this file: they say which section they go into, and the compiler need not know.
+// A jump through each slot of CallRedirections.cpp, for functions that product code calls by their plain name. This
+// file contains nothing but the jumps: they name their section themselves, and the compiler does not have to know it.
 #include "tests/faults/ProductCalls.h"
 
 __asm__(".text\n");

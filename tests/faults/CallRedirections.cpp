@@ -1,8 +1,8 @@
-// The slots that the product's calls of Windows functions go through in the subject.
+// In the subject, the product's calls of Windows functions go through these slots.
 //
-// objcopy has renamed the import slots in copies of the product's object files (list_calls.py), so that the calls of
-// product code, and no others, come here: those of the C and C++ runtime and of the test bed keep the import table.
-// What the product binds by name comes here as well, because GetProcAddress answers with a function of this file.
+// objcopy has renamed the import slots in copies of the product's object files (list_calls.py). So only calls of
+// product code come here. Calls of the C and C++ runtime and of the test code still use the import table. Functions
+// that the product binds by name come here as well, because GetProcAddress returns a function of this file.
 #include <windows.h>
 
 #include <aclapi.h>
@@ -127,7 +127,7 @@ FARPROC AnswerBinding(SubjectRun& run, const char* name, FARPROC function) {
 }  // namespace
 }  // namespace Faults
 
-// The slots, filled before anything runs. CallJumps.cpp jumps through them.
+// The slots. They are filled before any code runs. CallJumps.cpp jumps through them.
 #define FAULTS_SLOT(name, errors, book)            \
   extern "C" decltype(&::name) faults_slot_##name; \
   decltype(&::name) faults_slot_##name = &Faults::Redirected<Faults::ProductCall::k##name>::Call;

@@ -1,5 +1,5 @@
-// The process ends at each change that a command makes; then the command runs once more, to its end. Files and registry
-// must be as after one undisturbed run.
+// The process ends at each change that a command makes. Then the command runs again, completely. Files and registry
+// must be the same as after one undisturbed run.
 //
 //   VELA_DEATHS_STRIDE    every n-th change only (default 1: all of them)
 //   VELA_DEATHS_SCENARIO  the command of this number (from 0) only
@@ -40,7 +40,7 @@ struct State {
   TestSupport::RegistrySnapshot registry = FaultWorld::Registry();
   Lines pending;
 
-  // An entry that is listed twice is done once: the second finds nothing to do.
+  // An entry that is in the list twice counts once: for the second one, nothing is left to do.
   State() {
     for (const auto& [from, to] : TestSupport::PendingRenames()) {
       const std::string line = TestSupport::ToUtf8(from) + " -> " + TestSupport::ToUtf8(to);
@@ -70,18 +70,18 @@ Lines Differences(const State& wanted, const State& actual) {
   return lines;
 }
 
-// What running the command again cannot make good, by what it has to do.
+// Differences that a second run cannot repair. They depend on the call at which the process ended.
 bool IsExplained(const NotedCall& diedAt, const std::string& difference) {
   const auto begins = [&](std::string_view start) { return difference.compare(0, start.size(), start) == 0; };
   const auto ends = [&](std::string_view end) {
     return difference.size() > end.size() && difference.compare(difference.size() - end.size(), end.size(), end) == 0;
   };
-  // A copied file gets its time first and its attributes last. Ended in between, it counts as up to date from then on,
-  // and keeps the attributes that it has.
+  // A copied file gets its time first and its attributes last. If the process ends in between, the file counts as up to
+  // date afterwards and keeps its attributes.
   if (diedAt.function == "SetFileAttributesW" && begins("~") && ends(" attributes")) {
     return true;
   }
-  // A folder that is gone already cannot be deleted, so it is listed for the restart, where nothing will be found.
+  // A folder that is already deleted cannot be deleted again. It is scheduled for the restart, which will find nothing.
   constexpr std::string_view kDeletion = "+at restart: \\??\\";
   constexpr std::string_view kNothing = " -> ";
   return begins(kDeletion) && ends(kNothing) &&
@@ -151,7 +151,7 @@ class DeathSweep {
   State after_;
   Findings findings_;
   int deaths_ = 0;
-  int explained_ = 0;  // that left a difference which is meant
+  int explained_ = 0;  // that left an expected difference
 };
 
 TEST_CASE("a command that was ended in its middle is made good by running it again") {

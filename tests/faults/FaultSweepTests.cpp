@@ -1,4 +1,4 @@
-// Each Windows call of each command fails: it alone, and it with every later one.
+// Each Windows call of each command fails: alone, and together with every later one.
 //
 //   VELA_FAULTS_STRIDE    every n-th call only (default 1: all of them)
 //   VELA_FAULTS_SCENARIO  the scenario of this number (from 0) only
@@ -48,7 +48,7 @@ class Sweep {
 
   const SubjectOutcome& Counted() const { return counted_; }
 
-  // Every n-th call, but never fewer than a few.
+  // Every n-th call, but in short runs more often, to test at least a few.
   int Stride(int stride) const { return std::max(1, std::min(stride, counted_.calls / 4)); }
 
   void FailEach(int stride) {
@@ -91,7 +91,7 @@ class Sweep {
     const SubjectOutcome outcome = RunSubject(scenario_.commandSwitch, WithSuffix(scenario_, order));
     untouched_ = outcome.changedNothing;
     Lines broken = BrokenPromises(scenario_, outcome);
-    // The calls before the failing one are those of the counting run, so the failing one must be what it was there.
+    // The calls before the failing one are the same as in the counting run. So the failing call must be the same, too.
     if (outcome.noted && (outcome.failed.empty() || outcome.failed.front().place != call.place)) {
       broken.push_back("another call stood in its place: the run is not the one that was counted");
     }
@@ -107,14 +107,14 @@ class Sweep {
   int lasting_ = 0;
 };
 
-// Functions that no undisturbed command calls here, though the product's libraries do.
+// Functions that no undisturbed command calls here, but the product's libraries do.
 constexpr const char* kReachedByNoCommand[] = {
-    "GetSystemDirectoryW",  // where the search for libraries cannot be limited
+    "GetSystemDirectoryW",  // only if the search for libraries cannot be limited
     "RegEnumValueW",        // of the registry classes
-    "MultiByteToWideChar"   // of the trace, which nothing in the program opens
+    "MultiByteToWideChar"   // of the trace, which nothing in the program switches on
 };
 
-// The scenarios are rich enough: together they make every call that can fail.
+// The scenarios cover enough: together they make every call that can fail.
 void CheckReached(const std::set<std::string>& reached) {
   for (int number = 0; number < kCallCount; ++number) {
     const std::string name = NameOf(static_cast<ProductCall>(number));

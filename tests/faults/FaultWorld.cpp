@@ -30,7 +30,7 @@ constexpr const wchar_t* kOtherUsers[] = {L"S-1-5-21-1-2-3-1001", L"S-1-5-21-1-2
 constexpr wchar_t kProductData[] = L"C:\\ProgramData\\Orvane Labs";
 constexpr wchar_t kEndOfClients[] = L"Global\\VelaFaultsEndOfClients";
 
-// What earlier runs may have left outside of the world's own folder.
+// What earlier runs may have left outside the world's own folder.
 std::vector<std::wstring> Places() {
   std::vector<std::wstring> places = ProductTrees();
   places.insert(places.end(), {kOfficeFolder, L"C:\\Orvane Labs"});
@@ -52,7 +52,7 @@ std::wstring SourceOf(const Client& client) {
   return client.shortName + std::wstring(client.has64BitFiles ? L"64\\" : L"\\");
 }
 
-// The folder of the client whose module this is.
+// The folder of the client that this module belongs to.
 std::wstring FolderOf(std::wstring_view module) {
   for (const Client& client : Clients()) {
     if (std::find(client.modules.begin(), client.modules.end(), module) != client.modules.end()) {
@@ -64,7 +64,7 @@ std::wstring FolderOf(std::wstring_view module) {
 
 enum class Age { kNew, kOld };
 
-// With a time that is the same whenever the file is written.
+// With a fixed time, independent of when the file is written.
 void Plant(const std::wstring& path, const std::string& content, Age age = Age::kNew) {
   TestSupport::WriteTestFile(path, content);
   const FILETIME written = {0x12340000, age == Age::kOld ? 0x01D50000U : 0x01D5C000U};
@@ -124,7 +124,7 @@ const std::vector<Scenario>& Scenarios() {
 FaultWorld::FaultWorld(const Scenario& scenario, Modules modules) : scenario_(scenario), modules_(modules) {
   MakeKey({HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\faults.subject.exe", KEY_WOW64_64KEY},
           {{L"Version", L"vista"}});
-  // Test prefixes have Wine's own explorer switched off; a program of that name of our own is not meant.
+  // Test prefixes switch off Wine's own explorer. This program of the same name is not affected.
   MakeKey({HKEY_CURRENT_USER, L"Software\\Wine\\DllOverrides", KEY_WOW64_64KEY}, {{L"*explorer.exe", L"native"}});
   Clear();
   TestSupport::RemoveTree(kWorldRoot);

@@ -1,4 +1,4 @@
-// The machine on which the subject runs, one for each scenario: every command with much to do.
+// The machine of the subject, one for each scenario: every command has much to do on it.
 #pragma once
 
 #include <windows.h>
@@ -15,18 +15,18 @@ namespace Faults {
 struct Scenario {
   const char* name;
   const wchar_t* commandSwitch;
-  std::vector<const wchar_t*> running;  // programs that run meanwhile
+  std::vector<const wchar_t*> running;  // programs that run at the same time
   bool pluginsListen;                   // the plug-ins' events exist
-  bool shellOnly;                       // no session has a token: the shell's owner is taken, who has no identity
+  bool shellOnly;                       // no session has a token: the shell's owner is used, who has no identity
 };
 
-// Those of the sweep, in order. Windows is version 6.0 in all of them, which has every client.
+// The scenarios of the sweep, in order. Windows is version 6.0 in all of them, which has every client.
 const std::vector<Scenario>& Scenarios();
 
-// What lies in the source and is installed.
+// The files in the source, which are installed.
 enum class Modules {
   kNone,
-  kAll  // every module that is registered, and those installed already are registered
+  kAll  // every module that is registered; installed ones are registered already
 };
 
 class FaultWorld {
@@ -36,7 +36,7 @@ class FaultWorld {
   FaultWorld& operator=(const FaultWorld&) = delete;
   ~FaultWorld();
 
-  // Everything as before the first run, the times of files included.
+  // Restores everything as before the first run, also the times of files.
   void Reset();
 
   static TestSupport::FileSnapshot Files();

@@ -1,4 +1,4 @@
-// What a sweep found, and the row of the table that it makes.
+// What a sweep found, and its row in the table.
 #pragma once
 
 #include <map>
@@ -10,7 +10,7 @@
 
 namespace Faults {
 
-// The findings of all runs, each told once with the number of runs that had it and the first of them.
+// The findings of all runs. Each is shown once, with the number of runs that had it and the first of them.
 class Findings {
  public:
   void Add(const std::string& run, const TestSupport::Lines& broken);
@@ -22,8 +22,8 @@ class Findings {
   std::map<std::string, std::pair<int, std::string>> lines_;
 };
 
-// Prints "| `-s` | 14 | 17 | 0 |": the name, the numbers, and the runs with findings; also to the file, below the build
-// folder, that the environment variable VELA_FAULTS_ROW names, if it does.
+// Prints "| `-s` | 14 | 17 | 0 |": the name, the numbers, and the runs with findings. If the environment variable
+// VELA_FAULTS_ROW names a file (below the build folder), it is written there as well.
 void ReportRow(const std::string& name, const std::vector<int>& numbers, const Findings& findings);
 
 }  // namespace Faults

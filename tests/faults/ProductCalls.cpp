@@ -17,7 +17,7 @@ const std::vector<DWORD>* ErrorsOf(const char* function) {
 #define FAULTS_LIST(...) \
   { __VA_ARGS__ }
 #define FAULTS_ROW(name, errors, ...) {#name, FAULTS_LIST errors},
-  // Here, because the first calls come before the static objects of this file are made.
+  // A local static: the first calls come before the static objects of this file are constructed.
   static const std::map<std::string_view, std::vector<DWORD>> rows = {FAULTS_IMPORTED_CALLS(FAULTS_ROW)
                                                                           FAULTS_BOUND_CALLS(FAULTS_ROW)};
 #undef FAULTS_LIST

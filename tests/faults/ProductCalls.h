@@ -1,4 +1,4 @@
-// The Windows functions that product code calls, by number, and how each is made to fail.
+// The Windows functions that product code calls, with their numbers, and the ways to make each fail.
 #pragma once
 
 #include <windows.h>
@@ -7,17 +7,16 @@
 
 namespace Faults {
 
-// Answers that are no failures of the call, and no success either: the time of WaitForSingleObject was up; WriteFile
-// wrote less than it was to write.
+// Results that are neither failure nor success: the timeout of WaitForSingleObject expired; WriteFile wrote fewer bytes
+// than requested.
 inline constexpr DWORD kTimeIsUp = WAIT_TIMEOUT;
 inline constexpr DWORD kWroteNothing = ERROR_HANDLE_DISK_FULL;
 
-// The function; the errors that it fails with, one run for each: more than one where the product, or the documentation,
-// tells them apart, and none where it cannot fail, or not so that its caller could tell (what
-// WTSGetActiveConsoleSessionId answers where no session is attached comes without a code); and what is written down
-// about a call (CallBooks.h).
+// A row: the function, its errors, and what is recorded about a call (CallBooks.h). There is one run for each error. A
+// row has several if the product or the documentation distinguishes them. It has none if the function cannot fail, or
+// if the caller cannot see a failure (if no session is attached, WTSGetActiveConsoleSessionId sets no error code).
 
-// Imported. Held against the product's object files by list_calls.py.
+// Imported. list_calls.py compares this list with the product's object files.
 #define FAULTS_IMPORTED_CALLS(CALL)                                                                  \
   CALL(AddAccessAllowedAceEx, (ERROR_ALLOTTED_SPACE_EXCEEDED), (NoBook))                             \
   CALL(AdjustTokenPrivileges, (ERROR_INVALID_HANDLE), (PrivilegeBook))                               \
@@ -108,8 +107,8 @@ inline constexpr DWORD kWroteNothing = ERROR_HANDLE_DISK_FULL;
   CALL(WideCharToMultiByte, (ERROR_NO_UNICODE_TRANSLATION), (NoBook))                                \
   CALL(WriteFile, (ERROR_DISK_FULL, kWroteNothing), (ChangeBook))
 
-// Bound by name, with their types behind. One that is missing here is reported by the subject when it is
-// bound, and fails the sweep.
+// Bound by name; the types follow. The subject reports a function that is missing here when it is bound. Then the sweep
+// fails.
 #define FAULTS_BOUND_CALLS(CALL)                                                                                      \
   CALL(CreateEnvironmentBlock, (ERROR_ACCESS_DENIED), (OutBook<Owned::kEnvironment, 0, Success::kNotZero>), BOOL,     \
        void**, HANDLE, BOOL)                                                                                          \
@@ -153,7 +152,7 @@ inline constexpr int kCallCount = static_cast<int>(ProductCall::kCount);
 
 const char* NameOf(ProductCall call);
 
-// The errors of its row, in this order; null where no row has this function.
+// The errors of its row, in this order; null if no row has this function.
 const std::vector<DWORD>* ErrorsOf(const char* function);
 
 }  // namespace Faults

@@ -23,12 +23,12 @@ bool EndsWith(std::wstring_view text, std::wstring_view end) {
 
 const std::vector<std::wstring>& ProductTrees() {
   static const std::vector<std::wstring> trees = [] {
-    // The Windows folder takes the place of the data folder of all users where that cannot be had.
+    // The Windows folder is used if the data folder of all users is not available.
     const std::wstring roots[] = {L"C:\\ProgramData\\", L"C:\\windows\\"};
     std::vector<std::wstring> places = {kDestinationFolder};
     for (const std::wstring& root : roots) {
       places.push_back(root + L"Orvane Labs");
-      // A level of the per-user tree that cannot be made sends the next ones below the root.
+      // If a level of the per-user tree cannot be created, the next levels are created below the root.
       for (const std::wstring level : {L"Users", L"log", kIdentity}) {
         places.push_back(root + level);
       }

@@ -1,4 +1,4 @@
-// The places of the fault world, and those among them that the product may change.
+// The paths of the fault world, and which of them the product may change.
 #pragma once
 
 #include <string>
@@ -14,11 +14,11 @@ inline constexpr wchar_t kOfficeFolder[] = L"C:\\VelaFaults\\Office14";
 
 inline constexpr wchar_t kIdentity[] = L"{0B3E2C77-1DE5-4A5E-9C35-000000000001}";
 
-// What the product may change, with everything below: the destination, and the data of all users.
+// The product may change these and everything below: the destination, and the data of all users.
 const std::vector<std::wstring>& ProductTrees();
 
-// In these trees, in the folder of the run log, or one of the files of Outlook that the product deletes. `path`: a full
-// one.
+// True for a path in these trees or in the folder of the run log, and for the files of Outlook that the product
+// deletes. `path`: a full path.
 bool LiesInProductTrees(std::wstring_view path);
 
 }  // namespace Faults

@@ -12,16 +12,16 @@ using TestSupport::Lines;
 
 constexpr DWORD kSwitchNotStored = 0xE0FF0001;
 
-// What stays taken, and why it may.
+// What may stay taken, and why.
 struct MeantToStay {
   std::string_view note;   // how the note begins
-  std::string_view place;  // the function that took it, as far as its name is given
-  bool afterFailureOnly;   // only where a function bound by name could not be had
+  std::string_view place;  // the function that took it (the beginning of its name is enough)
+  bool afterFailureOnly;   // allowed only if a function bound by name was not available
 };
 constexpr MeantToStay kMeantToStay[] = {
     // The shell's libraries stay until the process ends.
     {"left LoadLibraryW ", "OrCommon::Shell::", false},
-    // The functions that give these back could not be had.
+    // The functions that give these back were not available.
     {"left CreateEnvironmentBlock ", "OrCommon::TerminalService::StartImpersonateLoggedOnUser", true},
     {"left LoadUserProfileW ", "VELAUtility::LoadLoggedOnUserProfile", true},
 };
@@ -37,7 +37,7 @@ std::string Hexadecimal(DWORD number) {
   return text;
 }
 
-// The words of "left CloseHandle 1a2b handle", with the place's name in the place of its number.
+// The words of "left CloseHandle 1a2b handle". The number of the place is replaced by its name.
 std::string Named(const std::string& note, std::string& place) {
   const std::size_t function = note.find(' ') + 1;
   const std::size_t begin = note.find(' ', function) + 1;
@@ -65,7 +65,7 @@ bool IsMeant(const SubjectOutcome& outcome, const std::string& note, const std::
 
 void CheckLog(const SubjectOutcome& outcome, Lines& broken) {
   if (!outcome.logPossible) {
-    return;  // its folder could not be made: the run goes on without a log
+    return;  // its folder could not be created: the run goes on without a log
   }
   const std::string wanted = " VELA END!!! RetrunCode:" + std::to_string(static_cast<int>(outcome.exitCode));
   const std::string last = outcome.log.empty() ? std::string() : outcome.log.back();

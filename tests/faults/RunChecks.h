@@ -1,4 +1,4 @@
-// What must hold after a run in which something failed.
+// What must be true after a run with failures.
 #pragma once
 
 #include "tests/faults/FaultWorld.h"
@@ -7,7 +7,7 @@
 
 namespace Faults {
 
-// One line for each promise that the run broke; none where it kept them all.
+// One line for each promise that the run broke; empty if it kept all.
 TestSupport::Lines BrokenPromises(const Scenario& scenario, const SubjectOutcome& outcome);
 
 }  // namespace Faults

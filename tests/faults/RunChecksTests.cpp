@@ -1,4 +1,4 @@
-// The sweeps see what they are to see: each kind of broken promise, told by a run that breaks it.
+// The sweeps find what they must find: for each kind of broken promise, there is a run that breaks it.
 #include "tests/faults/RunChecks.h"
 
 #include <doctest/doctest.h>

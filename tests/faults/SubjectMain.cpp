@@ -1,4 +1,4 @@
-// The program, whose Windows calls fail when told to: see SubjectRun.h.
+// The program whose Windows calls can be made to fail: see SubjectRun.h.
 #include <windows.h>
 
 #include "cli/CommandDispatcher.h"

@@ -23,7 +23,7 @@ namespace {
 
 constexpr wchar_t kNotesFile[] = L"C:\\VelaFaultsNotes.txt";
 constexpr wchar_t kLogFolder[] = L"C:\\windows\\Temp\\QRTX_Debug";
-constexpr DWORD kLongestRun = 20000;  // milliseconds; an ordinary one takes some 30
+constexpr DWORD kLongestRun = 20000;  // milliseconds; a normal run takes about 30
 
 void ReadNote(const std::string& line, SubjectOutcome& outcome) {
   std::istringstream fields(line);
@@ -55,10 +55,10 @@ void ReadLog(SubjectOutcome& outcome) {
   }
 }
 
-// Where the functions of the subject begin, as its linker tells: two kinds of line,
+// Reads the start addresses of the subject's functions from the linker map. It has two kinds of lines:
 //    .text$_ZN11VELAUtility7InstallEv
 //                   0x0000000140001234      0x1ab libvela_install.a(InstallCommand.cpp.obj)
-// the first of which is joined with the second where the name is short.
+// If the name is short, both are in one line.
 std::map<unsigned long long, std::string> ReadMap() {
   std::map<unsigned long long, std::string> names;
   std::ifstream map((TestSupport::BuildFolder() + L"\\tests\\faults.subject.map").c_str());
@@ -97,7 +97,7 @@ std::string Demangled(const std::string& name) {
   if (status != 0 || text == nullptr) {
     return name;
   }
-  // Without its arguments: what is long is the strings in them.
+  // Without its parameter list, which is long because of the string types.
   const std::string full = text.get();
   const std::size_t begin = full.find("(anonymous namespace)::");
   const std::size_t from = begin == std::string::npos ? 0 : begin + 23;

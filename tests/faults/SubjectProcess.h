@@ -1,4 +1,4 @@
-// Running the subject from outside, and reading what it noted.
+// Runs the subject as a child process and reads its notes.
 #pragma once
 
 #include <windows.h>
@@ -10,32 +10,32 @@
 
 namespace Faults {
 
-// A call as the subject counted it.
+// A call as the subject noted it.
 struct NotedCall {
   int number = 0;
   int change = 0;  // its number among the changes; 0: it changes nothing
   std::string function;
-  std::string place;  // hexadecimal, as the linker's map has it
+  std::string place;  // hexadecimal, as in the linker map
 };
 
 struct SubjectOutcome {
   DWORD exitCode = 0;
   bool timedOut = false;
-  bool noted = false;  // it reached its end
+  bool noted = false;  // it ran to its end
   int calls = 0;
   int changes = 0;
   bool changedNothing = false;
   std::vector<NotedCall> list;    // of a counting run
-  std::vector<NotedCall> failed;  // the first call that was made to fail, if one was
+  std::vector<NotedCall> failed;  // the first call that was made to fail, if any
   TestSupport::Lines remarks;     // the notes "left", "stray", "outside", "relative" and "unknown"
-  bool logPossible = false;       // the log's folder is there
+  bool logPossible = false;       // the log's folder exists
   TestSupport::Lines log;
 };
 
-// `order`: see SubjectRun.h. Clears the log before.
+// `order`: see SubjectRun.h. Removes the log first.
 SubjectOutcome RunSubject(const std::wstring& commandSwitch, const std::string& order);
 
-// The function that holds the place, and how far in: "VELAUtility::CopyFileKeepingTimes+0x4a".
+// The function that contains the place, and the offset in it: "VELAUtility::CopyFileKeepingTimes+0x4a".
 std::string PlaceName(const std::string& place);
 
 }  // namespace Faults

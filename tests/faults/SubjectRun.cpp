@@ -35,7 +35,7 @@ std::wstring Variable(const wchar_t* name) {
   std::abort();
 }
 
-// The place in the program as the linker's map tells it, where the program begins at 0.
+// The place in the program as in the linker map, relative to the start of the program.
 std::string Offset(const void* address) {
   const auto offset = reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(&__ImageBase);
   char text[20] = {};
@@ -45,8 +45,8 @@ std::string Offset(const void* address) {
 
 }  // namespace
 
-// Made at the product's first call, which comes before its first static object is complete: so it is destroyed after
-// the last of them, when the product has given back what it ever will.
+// Created at the product's first call, before the product's first static object is complete. So it is destroyed after
+// the last of them, when the product has given back everything.
 SubjectRun& SubjectRun::Get() {
   static SubjectRun run;
   return run;
@@ -166,7 +166,7 @@ void SubjectRun::GaveBack(Owned kind, ULONG_PTR value) {
   if (forgets_) {
     return;
   }
-  if (kind == Owned::kImpersonation) {  // there is one thread and one identity; to revert once more does no harm
+  if (kind == Owned::kImpersonation) {  // there is one thread and one identity; a second revert does no harm
     owned_.erase({kind, value});
     return;
   }
@@ -195,11 +195,10 @@ void SubjectRun::BoundUnknown(const char* name) {
   Note(std::string("unknown ") + name);
 }
 
-// One line each: "call <number> <change> <function> <place>", "failed <number> <error> <function> <place>",
-// "left <function> <place> <kind>", "stray <function> <place> <kind>", "outside <function> <place> <path>",
-// "relative <function> <place> <path>", "unknown <function>",
-// "impersonating <function> <place> change" for what is changed as the user, but for the start of a monitor,
-// "session failed" where a function that is bound by name could not be had, and at the end
+// One line for each: "call <number> <change> <function> <place>", "failed <number> <error> <function> <place>", "left
+// <function> <place> <kind>", "stray <function> <place> <kind>", "outside <function> <place> <path>", "relative
+// <function> <place> <path>", "unknown <function>", "impersonating <function> <place> change" for a change as the user,
+// except the start of a monitor, "session failed" if a function that is bound by name was not available, and at the end
 // "calls <number> changes <number> made <number>".
 void SubjectRun::WriteNotes() {
   for (const auto& [what, call] : owned_) {

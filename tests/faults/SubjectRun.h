@@ -1,16 +1,16 @@
-// One run of the subject: its orders, the count of the product's calls, and the ledger of what it took and gave back.
+// One run of the subject: its orders, the count of the product's calls, and the list of what it took and gave back.
 //
-// Two environment variables steer it:
+// Two environment variables control it:
 //   VELA_FAULTS_ORDER  "count"             nothing fails, and every call is noted
-//                      "fail <k> <e>"      only call k fails, with the error that stands at place e (from 0) in its row
+//                      "fail <k> <e>"      only call k fails, with error number e (from 0) of its row
 //                      "lasting <k>"       call k and every later one fails, each with its first error
-//                      "die-before <c>"    the process ends instead of making its c-th change
-//                      "die-after <c>"     the process ends when it has made its c-th change
-//                      with " shell" behind it: no session has a token, so that the shell's owner is looked for;
-//                      with " register" behind it: modules are registered (see AnsweredCalls.h);
-//                      with " forget" behind it: nothing that is given back is written down
+//                      "die-before <c>"    the process ends instead of making change number c
+//                      "die-after <c>"     the process ends after change number c
+//                      followed by " shell": no session has a token, so the product looks for the shell's owner;
+//                      followed by " register": modules are registered (see AnsweredCalls.h);
+//                      followed by " forget": nothing that is given back is recorded
 //   VELA_FAULTS_NOTES  the file for the notes, see WriteNotes
-// Calls and changes are counted from 1. A call is counted where it can fail.
+// Calls and changes are counted from 1. Only calls that can fail are counted.
 #pragma once
 
 #include <windows.h>
@@ -48,16 +48,16 @@ class SubjectRun {
   SubjectRun& operator=(const SubjectRun&) = delete;
   ~SubjectRun();
 
-  // The next call. True where it is to fail, with what it answers in `failure`. Ends the process where that is ordered.
+  // The next call. True if it must fail; then `failure` is its result. Ends the process if that is ordered.
   bool Begins(ProductCall call, const void* returnAddress, bool changes, TestSupport::FailureReturn& failure);
-  // The same call is over. Ends the process where that is ordered.
+  // The end of the same call. Ends the process if that is ordered.
   void Ended();
 
   void Took(Owned kind, ULONG_PTR value);
   void GaveBack(Owned kind, ULONG_PTR value);
-  // A path that the call changes; noted where it lies outside the product's trees.
+  // A path that the call changes. It is noted if it is outside the product's trees.
   void Changes(const wchar_t* path);
-  // A function was bound by name that ProductCalls.h does not know.
+  // A function was bound by name that is not in ProductCalls.h.
   void BoundUnknown(const char* name);
 
   bool Registers() const { return registers_; }
@@ -85,7 +85,7 @@ class SubjectRun {
   bool forgets_ = false;
   int calls_ = 0;
   int changes_ = 0;  // asked for
-  int made_ = 0;     // of these, not made to fail
+  int made_ = 0;     // those of them that were not made to fail
   bool failed_ = false;
   bool sessionFailed_ = false;
   Call current_ = {};

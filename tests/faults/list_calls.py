@@ -18,7 +18,7 @@ import sys
 
 IMPORT = "__imp_"
 WINDOWS_NAME = re.compile(r"[A-Z][A-Za-z0-9]*$")
-# What the stack's guard is made of, before the program begins (tests/unit/OrCommon/StackGuardTests.cpp).
+# The parts of the stack guard that run before the program begins (tests/unit/OrCommon/StackGuardTests.cpp).
 NO_CALL_OF_THE_PRODUCT = {"GetSystemTimeAsFileTime", "QueryPerformanceCounter"}
 
 
@@ -28,7 +28,7 @@ def symbols(nm: str, option: str, files: list[str]) -> set[str]:
 
 
 def called(nm: str, files: list[str]) -> tuple[set[str], set[str]]:
-    """Names called through the import table, and names called as they are."""
+    """Names called through the import table, and names called directly."""
     wanted = symbols(nm, "--undefined-only", files) - symbols(nm, "--defined-only", files)
     imported = {name[len(IMPORT):] for name in wanted if name.startswith(IMPORT)}
     return ({name for name in imported if WINDOWS_NAME.match(name)} - NO_CALL_OF_THE_PRODUCT,

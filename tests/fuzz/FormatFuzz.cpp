@@ -1,5 +1,5 @@
-// Texts of any length in buffers: printf-style formatting (Common/OrCommon/OrComn_String.h) does not depend on the room
-// of its first attempt, and entry points are looked up by their whole name (Common/OrCommon/OrComn_Library.h).
+// Texts of any length in buffers: the result of printf-style formatting (Common/OrCommon/OrComn_String.h) does not
+// depend on the first buffer size, and entry points are found by their whole name (Common/OrCommon/OrComn_Library.h).
 #include "Common/OrCommon/OrComn_Library.h"
 #include "Common/OrCommon/OrComn_String.h"
 #include "tests/fuzz/Input.h"
@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::wstring text = input.Text();
   const std::uint32_t number = input.Number();
   std::size_t capacity = input.Number() % 2048;
-  // An input is shorter than what has to be grown for: repeated, it crosses the step, and meets it exactly.
+  // An input is shorter than the growth step of the buffer. Repeated, it can reach the step exactly, and exceed it.
   std::wstring longText;
   for (std::uint32_t times = input.Number() % 64; times != 0; --times) {
     longText += text;

@@ -1,4 +1,4 @@
-// The input of a fuzzer as lines, so that seeds are text files that one can read and write.
+// The input of a fuzzer as lines, so that seeds are readable text files.
 #pragma once
 
 #include <cstddef>
@@ -15,8 +15,8 @@ class Input {
 
   bool AtEnd() const { return next_ == end_; }
 
-  // The next line. A byte above 127 takes the next one along, and both are one character: any of UTF-16 may turn up,
-  // halves of surrogate pairs included. No character is U+0000.
+  // The next line. A byte above 127 and the byte after it are one character. So any UTF-16 unit can occur, also halves
+  // of surrogate pairs. No character is U+0000.
   std::wstring Text() {
     std::wstring text;
     while (next_ != end_ && *next_ != '\n') {
@@ -57,7 +57,7 @@ class Input {
   const std::uint8_t* end_;
 };
 
-// A property that must hold for every input; the fuzzer keeps the input for which it does not.
+// A property that must hold for every input. The fuzzer keeps an input for which it does not hold.
 inline void Require(bool holds, const char* property) {
   if (!holds) {
     std::fprintf(stderr, "does not hold: %s\n", property);

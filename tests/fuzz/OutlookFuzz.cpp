@@ -1,5 +1,5 @@
-// Finding Outlook (install/OutlookDetection.h) in a registry that says anything: values of any length, without
-// terminators, of odd sizes, and subkeys of any name.
+// Finding Outlook (install/OutlookDetection.h) in a registry with any contents: values of any length, without
+// terminators, of odd sizes, and subkeys with any name.
 #include <algorithm>
 
 #include "install/OutlookDetection.h"
@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t kLongestVersion = 4096;  // bytes
 constexpr std::size_t kLongestPath = 522;      // bytes
 
-// The number that the leading digits make, held at the largest by counting what is left instead of overflowing.
+// The number of the leading digits, limited to the largest value.
 unsigned long Leading(const std::wstring& text) {
   unsigned __int128 number = 0;
   for (std::size_t index = 0; index < text.size() && text[index] >= L'0' && text[index] <= L'9'; ++index) {
@@ -78,7 +78,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Require(LeadingNumberOf(release) == Leading(release), "the number of the leading digits");
   Require(ReleaseOfVersion(Leading(release)) == Release(Leading(release)), "the release of a number");
 
-  // Names that are longer than the key allows end the search, as an end of the list does.
+  // A name that is longer than the key allows ends the search, like the end of the list.
   bool named = false;
   for (const std::wstring& subkey : machine.subkeys) {
     if (subkey.size() >= 260) {

@@ -1,5 +1,5 @@
-// Values of the registry (Common/OrCommon/OrComn_Registry.h, settings/ProductSettings.h): whatever type and bytes are
-// stored, a query gives them back as its contract says or fails with a code, and reads no byte beyond.
+// Values of the registry (Common/OrCommon/OrComn_Registry.h, settings/ProductSettings.h). For any stored type and
+// bytes, a query returns them as documented or fails with a code, and reads no byte beyond them.
 #include <cstring>
 
 #include "Common/OrCommon/OrComn_Registry.h"
@@ -52,7 +52,7 @@ Number FromBytes(const std::vector<BYTE>& bytes) {
   return number;
 }
 
-// What a query answered, to be compared as a whole.
+// The result of a query, for a comparison as a whole.
 template <class Data>
 struct Answer {
   bool succeeded;
@@ -70,7 +70,7 @@ Answer<Data> Ask(Registry& registry, const Query& query, const Data& before) {
   return answer;
 }
 
-// `wanted`: the stored type is one that the query gives back. A value that grows meanwhile is told as one.
+// `wanted`: the query returns this stored type. A value that grows in the meantime is reported as such.
 template <class Data>
 Answer<Data> Expected(bool wanted, const Data& data, const Data& before, bool grows) {
   if (grows) {
@@ -86,7 +86,7 @@ void CheckQueries(DWORD type, const std::vector<BYTE>& bytes, std::size_t growth
     machine.values = {{kName, type, bytes}};
     machine.growth = grown;
   };
-  // One byte is always asked for, so that only a value that outgrows it is too long.
+  // At least one byte is always requested, so only a value that grows beyond it is too long.
   const bool grows = growth != 0 && bytes.size() + growth > 1;
 
   store(growth);
@@ -121,7 +121,7 @@ void CheckSettings(const std::vector<BYTE>& bytes) {
   machine.growth = 0;
   machine.values = {{kName, REG_SZ, bytes}, {VELAUtility::kEnableValue, REG_SZ, bytes}};
   std::wstring text = L"before";
-  std::vector<BYTE> whole = bytes;  // half a character at the end is read as one
+  std::vector<BYTE> whole = bytes;  // half a character at the end is read as a whole one
   whole.resize(bytes.size() + bytes.size() % 2);
   const bool readable = bytes.size() <= kLongestUserText;
   Require(VELAUtility::ReadUserStringValue(L"hive", kName, text) == readable, "a user's text of at most 2,048 bytes");
@@ -158,7 +158,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   HostWindows::Reset();
   const DWORD type = input.Number() % 13;
   const std::size_t growth = input.Number() % 8;
-  const std::size_t length = input.Number();  // of the value; the rest of the input is repeated until it is reached
+  const std::size_t length = input.Number();  // of the value; the rest of the input is repeated up to this length
   std::vector<std::wstring> names;
   std::vector<BYTE> bytes;
   while (!input.AtEnd()) {

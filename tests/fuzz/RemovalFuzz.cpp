@@ -1,5 +1,5 @@
-// Deleting a tree in which every user may write (Common/OrCommon/OrComn_File.h): everything goes, now or at the
-// restart, and nothing that a link leads to is touched.
+// Deleting a tree in which every user may write (Common/OrCommon/OrComn_File.h): everything is deleted now or at the
+// restart, and the targets of links are not touched.
 #include <algorithm>
 
 #include "Common/OrCommon/OrComn_File.h"
@@ -29,7 +29,7 @@ DWORD AttributesOf(std::uint32_t kind) {
   }
 }
 
-// Puts an entry below `folder`, with the folders above it; where one of those is a file, nothing.
+// Creates an entry below `folder`, with its parent folders. If one of those is a file, creates nothing.
 void Put(std::wstring folder, const std::wstring& path, std::uint32_t kind) {
   std::wstring name;
   std::vector<std::wstring> names;
@@ -78,7 +78,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   const auto before = machine.disk;
 
-  // What is held stays until the restart, and so does every folder above it. What lies behind a link is not ours.
+  // A file in use stays until the restart, and so does every folder above it. The target of a link is not ours.
   const auto isBehindLink = [&](const std::wstring& path) {
     return std::any_of(before.begin(), before.end(), [&](const auto& entry) {
       return (entry.second & FILE_ATTRIBUTE_REPARSE_POINT) != 0 && IsBelow(path, entry.first);

@@ -1,5 +1,5 @@
-// A text as it lies in the registry: who stored it may have left out the terminator, stored several, cut a character in
-// two, or stored more than anybody reads.
+// A text as stored in the registry. The terminator may be missing or repeated, a character may be cut in two, or the
+// text may be longer than any reader expects.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,7 @@ namespace Fuzz {
 
 class StoredText {
  public:
-  // Three lines of the input: the text, how often it is repeated, and what is wrong with its end.
+  // Three lines of the input: the text, the number of repetitions, and the error at its end.
   explicit StoredText(Input& input) {
     const std::wstring text = input.Text();
     for (std::uint32_t times = input.Number() % kMostRepetitions; times != 0; --times) {
@@ -27,17 +27,17 @@ class StoredText {
       return;  // no terminator
     }
     if (fault == 2) {
-      bytes_.push_back(0);  // half of one
+      bytes_.push_back(0);  // half a terminator
       return;
     }
     Add(L'\0');
     if (fault == 3) {
-      Add(L'x');  // more behind it
+      Add(L'x');  // more text after it
     }
   }
 
   const std::vector<BYTE>& Bytes() const { return bytes_; }
-  // The text up to where it ends.
+  // The text up to its end.
   const std::wstring& Read() const { return text_; }
 
  private:

@@ -1,5 +1,5 @@
-// The folders of one user (activation/UserDataTree.h), whose identity is any text that the user stored: whatever it is,
-// nothing is made or opened to everyone outside the common data folder, and nothing there that another program made.
+// The folders of one user (activation/UserDataTree.h). The user may have stored any text as identity. Nothing may be
+// created or opened to everyone outside the common data folder, and no folder of another program in it.
 #include <algorithm>
 #include <iterator>
 
@@ -17,8 +17,8 @@ constexpr wchar_t kRoot[] = L"C:\\ProgramData";
 constexpr wchar_t kForeign[] = L"C:\\ProgramData\\Other";  // another program's
 constexpr wchar_t kOwn[] = L"C:\\ProgramData\\Orvane Labs\\";
 
-// True for a path below the root that every call reads as the same place: no separator but single backslashes, no name
-// that Windows would shorten, no colon as a drive or a stream.
+// True for a path below the root that every function reads as the same place: only single backslashes as separators, no
+// name that Windows would shorten, no colon of a drive or a stream.
 bool StaysBelow(const std::wstring& given) {
   const std::wstring longForm = L"\\\\?\\";
   const std::wstring path = given.substr(given.compare(0, longForm.size(), longForm) == 0 ? longForm.size() : 0);

@@ -12,8 +12,8 @@ import sys
 CHAPTERS = ("life", "destinations", "outlook_2002", "ordinary_user")
 SYSTEMS = ("windows_xp", "windows_server_2003", "windows_vista", "windows_7", "windows_8", "windows_8_1", "windows_10")
 CELLS = [f"{system}.{code_page}" for code_page in (1252, 932) for system in SYSTEMS]
-COMMON = "C:\\ProgramData\\Orvane Labs"  # The product's place if the plug-ins cannot handle the destination.
-SHORT_ENOUGH = 0.75  # Of the whole text. A longer difference is harder to read than the text.
+COMMON = "C:\\ProgramData\\Orvane Labs"  # the product's place if the plug-ins cannot handle the destination
+SHORT_ENOUGH = 0.75  # of the whole text; a longer difference is harder to read than the text
 
 
 def runs_in(path):

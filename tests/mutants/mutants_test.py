@@ -27,7 +27,7 @@ class Changes(unittest.TestCase):
                 ("comparison", "bool a = b < c;\n", "bool a = b <= c;\n"),
                 ("comparison", "std::vector<int> a(T&& b);\n"),
                 ("comparison", "void F() {\n  if (a) {\n  }\n}\n", "void F() {\n  if (!(a)) {\n  }\n}\n"),
-                # The numbers of lines stay.
+                # The line numbers stay the same.
                 ("skipped", "void F() {\n  G(1,\n    2);\n  int a = 1;\n  const B b(a);\n}\n",
                  "void F() {\n  ;\n\n  int a = 1;\n  const B b(a);\n}\n"),
                 ("order", "void F() {\n  A();\n  B();\n}\n", "void F() {\n  B();\n  A();\n}\n"),

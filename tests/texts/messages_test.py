@@ -18,7 +18,7 @@ Entry Error() { return Entry(L"LOG_ERROR: "); }
 
 
 def messages_of(**files):
-    """The messages of sources given as cli_Main="..." for cli/Main.cpp."""
+    """The messages of sources that are given as cli_Main="..." for cli/Main.cpp."""
     sources = [source.Source("cli/RunLog.cpp", RUN_LOG)]
     sources += [source.Source(name.replace("_", "/") + ".cpp", text) for name, text in files.items()]
     return source.Product(sources).messages()
@@ -97,7 +97,7 @@ class Sources(unittest.TestCase):
                      "void Run(RunLog::Text text) { RunLog::Info() << text; }",  # not of a table
                      "struct A { RunLog::Text t; };\nvoid Run(A a) { RunLog::Info() << a.t; }",  # without a table
                      "struct A { RunLog::Text t; };\nstruct B { RunLog::Text t; };\n"
-                     "void R(A a) { RunLog::Info() << a.t; }",  # of which of the two?
+                     "void R(A a) { RunLog::Info() << a.t; }",  # of which one?
                      "void Run() { RunLog::Info() << L\"a\""):
             with self.subTest(text), self.assertRaises(source.SourceError):
                 told(cli_Main=text)
@@ -137,7 +137,7 @@ class Census(unittest.TestCase):
         self.assertEqual(self.faults(self.ALL), [])
 
     def test_missing(self):
-        # "Status FAIL" is a text of its own, and says nothing about "Status ...".
+        # "Status FAIL" is a separate text. It does not count for "Status ...".
         faults = self.faults(self.ALL.replace("\r\nLOG_INFO : Status 1", ""))
         self.assertEqual(len(faults), 1)
         self.assertIn("never produced: LOG_INFO : 'Status \u2026'", faults[0])
@@ -155,9 +155,9 @@ class Census(unittest.TestCase):
 
     def test_a_cut_entry_is_known_and_proves_nothing(self):
         self.assertEqual(self.faults(self.ALL + "\r\nLOG_INFO :  cmd:-x"), [])
-        self.assertEqual(self.faults(self.ALL + "\r\nLOG_ERROR: code 6\r\n"), [])  # ended as the next entry began
+        self.assertEqual(self.faults(self.ALL + "\r\nLOG_ERROR: code 6\r\n"), [])  # ended when the next entry began
         self.assertEqual(len(self.faults(self.ALL.replace("\r\n src:C:\\caf\xe9", ""))), 1)
-        # Traces of the tests are left alone.
+        # Traces of the tests are ignored.
         self.assertEqual(self.faults(self.ALL, trace=self.TRACE + "anything - a.cpp(1)\r\n"), [])
 
     def test_exceptions(self):
@@ -176,7 +176,7 @@ class Census(unittest.TestCase):
     def test_commands(self):
         taken = self.take(self.ALL + "\r\nLOG_INFO :  cmd:-I\r\n src:\r\nLOG_ERROR: code 6")
         self.assertEqual(len(taken.wrong_commands({"code \u2026": ("-e",)})), 1)
-        self.assertEqual(taken.wrong_commands({"code \u2026": ("-I",)}), [])  # -x is no command
+        self.assertEqual(taken.wrong_commands({"code \u2026": ("-I",)}), [])  # -x is not a command
 
     def test_table(self):
         rows = self.take(self.ALL, "").table({}).splitlines()

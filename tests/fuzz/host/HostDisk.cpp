@@ -1,4 +1,4 @@
-// The disk of HostWindows.h. A link is a folder with the attribute of one, and shows what it leads to below itself.
+// The disk of HostWindows.h. A link is a folder with a link's attribute. The contents of its target appear below it.
 #include <algorithm>
 #include <cwchar>
 
@@ -37,7 +37,7 @@ bool Exists(const std::wstring& path) {
   return machine.disk.count(path) != 0;
 }
 
-// The names right below a folder.
+// The names directly below a folder.
 std::vector<std::wstring> NamesBelow(const std::wstring& folder) {
   const std::wstring start = folder + L"\\";
   std::vector<std::wstring> names = {L".", L".."};
@@ -100,7 +100,7 @@ BOOL DeleteFileW(const wchar_t* given) {
   return TRUE;
 }
 
-// Of a link, only the link goes: what shows below it lies elsewhere.
+// Of a link, only the link is deleted: the entries below it belong to the target.
 BOOL RemoveDirectoryW(const wchar_t* given) {
   const std::wstring path = Plain(given);
   if (!Exists(path)) {

@@ -4,8 +4,8 @@
 
 #include "tests/fuzz/host/windows.h"
 
-// As Microsoft describes it: all characters and a terminator where there is room for both; all characters and no
-// terminator where they fill the buffer exactly; as many as fit, no terminator and a negative result otherwise.
+// As Microsoft documents it. If the characters fill the buffer exactly, no terminator is written. If they do not fit,
+// as many as fit are written, without a terminator, and the result is negative.
 int _vsnwprintf(wchar_t* buffer, std::size_t count, const wchar_t* format, std::va_list arguments) {
   std::wstring text;
   for (; *format != L'\0'; ++format) {

@@ -11,7 +11,7 @@ using HostWindows::StoredValue;
 
 constexpr unsigned char kScribble = 0xA5;
 
-// Windows says nothing about what is in a buffer that was too small.
+// The contents of a buffer that was too small are undefined.
 void Scribble(void* data, std::size_t size) {
   std::memset(data, kScribble, size);
 }
@@ -23,7 +23,7 @@ LSTATUS Open(HKEY* key) {
   return static_cast<LSTATUS>(ERROR_SUCCESS);
 }
 
-// `length`: in characters, with the terminator before the call and without it after.
+// `length`: in characters; with the terminator before the call, without it afterwards.
 LSTATUS CopyName(const std::wstring& from, wchar_t* name, DWORD& length) {
   if (from.size() + 1 > length) {
     Scribble(name, length * sizeof(wchar_t));

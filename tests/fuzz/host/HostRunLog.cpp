@@ -1,5 +1,5 @@
-// The run log of a fuzzed process, which nobody reads. The real one writes wide characters of two bytes through
-// streams, which this machine's cannot do.
+// The run log of a fuzzed process, which nobody reads. The real one writes two-byte wide characters to streams, and
+// this machine's streams do not support them.
 #include "cli/RunLog.h"
 
 namespace RunLog {

@@ -25,7 +25,7 @@ using HostWindows::machine;
 DWORD g_lastError = ERROR_SUCCESS;
 int g_anything = 0;  // what handles point to
 
-constexpr int kFirstDoubleByte = 0x80;  // from here on a character has two bytes in the code page of this machine
+constexpr int kFirstDoubleByte = 0x80;  // from here on, a character has two bytes in this machine's code page
 constexpr BYTE kLeadByte = 0x81;
 
 HANDLE OpenHandle() {
@@ -57,7 +57,7 @@ BOOL FreeLibrary(HMODULE) {
   return TRUE;
 }
 
-// Of use here for look-ups alone.
+// Needed only for look-ups here.
 HMODULE GetModuleHandleW(const wchar_t*) {
   return nullptr;
 }
@@ -74,7 +74,7 @@ FARPROC GetProcAddress(HMODULE, const char* name) {
   return nullptr;
 }
 
-// Only the length -1 (up to the terminator, which counts) is asked for.
+// Only the length -1 is used (up to the terminator, which is included).
 int WideCharToMultiByte(UINT, DWORD, const wchar_t* wide, int, char* narrow, int size, const char*, BOOL*) {
   std::string converted;
   for (const wchar_t* character = wide; *character != L'\0'; ++character) {
@@ -142,7 +142,7 @@ HRESULT SHGetFolderPathW(HWND, int, HANDLE, DWORD, wchar_t*) {
 
 }  // namespace OrCommon::Shell
 
-// The access lists themselves are no matter of the fuzzers: which folder they are put on is.
+// The fuzzers do not check the access control lists themselves, only the folder that they are set on.
 namespace OrCommon::AccessControl {
 
 SecurityAttributes::SecurityAttributes() = default;

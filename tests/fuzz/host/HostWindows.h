@@ -1,6 +1,6 @@
-// The machine that the fuzzed sources meet: it exists in memory, a fuzzer fills it with whatever its input says, and it
-// answers as hostile as Windows may. Buffers are used up to the size that the caller named, what is stored lacks its
-// terminator where the input says so, and a value may grow between the question for its size and the one for its data.
+// The machine of the fuzzed sources. It exists in memory, and a fuzzer fills it from its input. It answers in the worst
+// way that Windows may: it writes buffers up to the given size, a stored value may have no terminator, and a value may
+// grow between the query of its size and the query of its data.
 #pragma once
 
 #include <cstdint>
@@ -20,13 +20,13 @@ struct StoredValue {
 };
 
 struct Machine {
-  // Every key shows the same subkeys and values: what is fuzzed here is what comes back, not where it is looked for.
+  // Every key has the same subkeys and values: the fuzzers test the returned data, not the place of the search.
   std::vector<std::wstring> subkeys;
   std::vector<StoredValue> values;
-  std::size_t growth = 0;  // bytes by which a value has grown whenever it is asked for again
+  std::size_t growth = 0;  // bytes by which a value grows between two queries
 
-  std::wstring commonData;             // empty: Windows cannot tell
-  std::map<std::wstring, DWORD> disk;  // what exists, by its plain path, and its attributes
+  std::wstring commonData;             // empty: Windows does not know it
+  std::map<std::wstring, DWORD> disk;  // what exists: its plain path and its attributes
   std::set<std::wstring> held;         // what is in use and cannot be deleted
   std::vector<std::wstring> putOff;    // what is deleted at the next restart
   bool foldersCanBeMade = true;
@@ -38,10 +38,10 @@ struct Machine {
 
 extern Machine machine;
 
-// A machine with nothing on it.
+// An empty machine.
 void Reset();
 
-// A path as Windows takes it: repeated separators are one, and none counts at the end.
+// A path as Windows reads it: repeated separators count as one, and those at the end do not count.
 std::wstring Plain(const std::wstring& path);
 
 }  // namespace HostWindows

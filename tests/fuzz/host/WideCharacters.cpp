@@ -1,4 +1,4 @@
-// The functions of the C library that std::wstring calls. This machine's own take a wide character of four bytes.
+// The C library functions that std::wstring calls. Those of this machine use wide characters of four bytes.
 #include <cstddef>
 #include <cstring>
 

@@ -1,6 +1,6 @@
-// The little of Windows that the sources under the fuzzers name, for a build on the machine that builds: types of the
-// right widths, constants, and functions that HostWindows.cpp carries out on a machine that exists in memory only.
-// wchar_t has two bytes here as well (-fshort-wchar).
+// The part of Windows that the fuzzed sources use, for a build on this machine: types of the right widths, constants,
+// and functions. HostWindows.cpp implements the functions on a machine that exists in memory only. wchar_t has two
+// bytes here as well (-fshort-wchar).
 #pragma once
 
 #include <cstdarg>
@@ -161,7 +161,7 @@ DWORD GetFullPathNameW(const wchar_t* path, DWORD capacity, wchar_t* full, wchar
 UINT GetSystemDirectoryW(wchar_t* folder, UINT capacity);
 UINT GetWindowsDirectoryW(wchar_t* folder, UINT capacity);
 
-// ---- access lists: declared for the header that names them; the fuzzed sources only pass them on
+// ---- access control lists: declared for the header that names them; the fuzzed sources only pass them on
 struct SID_IDENTIFIER_AUTHORITY {
   BYTE Value[6];
 };

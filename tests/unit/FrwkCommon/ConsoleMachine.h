@@ -1,4 +1,4 @@
-// A machine whose console session is number 7, unless said.
+// A machine whose console session is number 7 by default.
 #pragma once
 
 #include <windows.h>
@@ -14,9 +14,9 @@ class ConsoleMachine {
   ConsoleMachine& operator=(const ConsoleMachine&) = delete;
 
   void SetSession(DWORD session) { session_ = session; }
-  // Sessions have no token from now on.
+  // From now on, sessions have no token.
   void FailTokens(DWORD error) { tokenError_ = error; }
-  // What sessions give as a token, in place of a real one.
+  // The fake token of all sessions.
   void SetToken(HANDLE token) {
     given_ = true;
     token_ = token;
@@ -24,7 +24,7 @@ class ConsoleMachine {
 
   unsigned SessionsAsked() const { return sessions_.Asked(); }
   unsigned TokensAsked() const { return tokens_.Asked(); }
-  DWORD AskedSession() const { return askedSession_; }  // the last one that was asked for its token
+  DWORD AskedSession() const { return askedSession_; }  // the last session whose token was requested
 
  private:
   BOOL Give(ULONG session, HANDLE* token) {

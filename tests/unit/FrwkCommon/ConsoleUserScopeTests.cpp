@@ -1,4 +1,4 @@
-// Acting as the console user for as long as a scope lasts.
+// Acting as the console user for the duration of a scope.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -17,7 +17,7 @@ using namespace TestSupport;
 
 namespace {
 
-// Loads and releases of the user environment library, and the ends of acting as the user, in order.
+// Loads and releases of the user environment library, and each end of acting as the user, in order.
 class Order {
  public:
   Lines events;
@@ -63,7 +63,7 @@ TEST_CASE("started and ended, once or twice or by the end of the scope: the toke
     }
     CHECK_FALSE(IsImpersonating());
     CHECK(TokenKind(token) == "invalid");
-    // The library bound while acting as the user is loaded before and stays until after.
+    // A library that is bound while acting as the user is loaded before that and stays loaded until after it.
     CHECK_LINES(order.events, {"load", "impersonate", "load", "free", "load", "free", "revert", "free"});
     CHECK_LINES(belongings.Left(), {});
   }
@@ -96,7 +96,7 @@ TEST_CASE("a start that fails ends what it has begun: the thread is itself at on
   struct Row {
     const char* name;
     DWORD tokenError;
-    bool library;  // of the environment; without it nothing is started, and it is not tried as the user
+    bool library;  // of the environment; without it nothing is started, and no load is tried as the user
     std::string token;
     Lines events;  // the last one is the end of the scope
   };

@@ -1,4 +1,4 @@
-// Acting as the user at the console: who that is, what is traced on the way, and what is left where a step fails.
+// Acting as the user at the console: who the user is, what is traced, and what is left if a step fails.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -22,7 +22,7 @@ using namespace TestSupport;
 
 namespace {
 
-// The lines that are traced, from the tag on. `error`: eight hexadecimal digits.
+// The traced lines, from the tag on. `error`: eight hexadecimal digits.
 const std::string kStart = "StartImpersonateLoggedOnCurrentUser()";
 const std::string kEnd = "EndImpersonateLoggedOnCurrentUser()";
 
@@ -32,7 +32,7 @@ std::string Progress(const std::string& text, int line) {
 std::string Error(const std::string& text, int line) {
   return "!!! <VELA> *** " + text + " - Frwk_WindowStation(" + std::to_string(line) + ")\r\n";
 }
-// A call that failed; `more` follows its code.
+// A call that failed; `more` comes after its code.
 std::string Failed(const std::string& function, const std::string& error, const std::string& more, int line) {
   return Error((line == 202 ? kEnd : kStart) + " - OrCommon::" + function + "() failed. [0x" + error + "]" + more,
                line);
@@ -60,7 +60,7 @@ std::string NotEnded(const std::string& error) {
   return Failed("TerminalService::EndImpersonateLoggedOnUser", error, "", 202);
 }
 
-// One start, with the trace open, and what it left. The token is closed and the thread itself again afterwards.
+// One start with an open trace, and its results. Afterwards the token is closed and the thread acts as itself again.
 struct Start {
   bool succeeded = false;
   DWORD error = 4711;
@@ -75,7 +75,7 @@ struct Start {
     const Belongings belongings;
     KernelHandle user;
     succeeded = StartImpersonateLoggedOnCurrentUser(user, &block, error);
-    // NOLINTNEXTLINE(cppcoreguidelines-prefer-member-initializer): asked between two steps
+    // NOLINTNEXTLINE(cppcoreguidelines-prefer-member-initializer): must run between two steps
     impersonating = IsImpersonating();
     trace = recorded.Lines();
     token = user ? TokenKind(user.Get()) : "none";
@@ -84,11 +84,11 @@ struct Start {
     }
     StopImpersonating();
     user.Reset();
-    CHECK_LINES(belongings.Left(), {});  // libraries and handles, the user's token not counted
+    CHECK_LINES(belongings.Left(), {});  // libraries and handles, without the user's token
   }
 };
 
-// `lines`: behind the one for the entry.
+// `lines`: those after the entry line.
 void CheckFails(const Start& start, DWORD error, const std::string& token, bool impersonating, Lines lines) {
   CHECK_FALSE(start.succeeded);
   CHECK(start.error == error);
@@ -112,7 +112,7 @@ TEST_CASE("the user of this machine's console: the thread acts as that user unti
   CHECK(IsImpersonating());
   CHECK(EndImpersonateLoggedOnCurrentUser(token.Get(), block));
   CHECK_FALSE(IsImpersonating());
-  CHECK(TokenKind(token.Get()) == "primary");  // stays with the caller
+  CHECK(TokenKind(token.Get()) == "primary");  // stays open: the caller owns it
   CHECK_LINES(recorded.Lines(), {kStartEnter, kStartLeave, kEndEnter, kEndLeave});
 }
 
@@ -143,7 +143,7 @@ TEST_CASE("a session without a token: the user who runs the shell stands in") {
   const RunningCopy shell(scratch.Path(), L"explorer.exe");
   ConsoleMachine machine;
   machine.FailTokens(ERROR_NO_TOKEN);
-  for (const DWORD session : {7UL, 0xFFFFFFFFUL}) {  // the number for no session is passed on as it is
+  for (const DWORD session : {7UL, 0xFFFFFFFFUL}) {  // the number for "no session" is passed on unchanged
     machine.SetSession(session);
     const Start start;
     CHECK(start.succeeded);
@@ -156,10 +156,10 @@ TEST_CASE("a session without a token: the user who runs the shell stands in") {
   }
 }
 
-// What a start meets, and what it reports then.
+// The conditions of a start, and what it reports.
 struct Obstacle {
   enum class Way { kNone, kLibrary, kEntry, kCall } way;
-  std::string name;  // of what is missing, or fails
+  std::string name;  // of a call that is missing or fails
   DWORD tokenError;  // of the session's token
   DWORD error;
   const char* token;
@@ -169,8 +169,8 @@ struct Obstacle {
 
 TEST_CASE("a start that fails: the code, what is left, and the lines") {
   using Way = Obstacle::Way;
-  // Without the terminal services the shell is asked, too; its code is given. The token stays with the caller, and
-  // without an environment the thread goes on acting as the user.
+  // Without the terminal services, the product asks the shell, too, and returns its code. The caller keeps the token.
+  // Without an environment, the thread still acts as the user.
   const Obstacle rows[] = {
       {Way::kLibrary, "kernel32.dll", 0, 126, "none", false, {NoSession("0000007e")}},
       {Way::kEntry, "WTSGetActiveConsoleSessionId", 0, 127, "none", false, {NoSession("0000007f")}},

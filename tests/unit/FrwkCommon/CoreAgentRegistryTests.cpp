@@ -22,7 +22,7 @@ namespace {
 constexpr wchar_t kEntry[] = L"Software\\OrvaneLabs\\CoreAgent\\VELA";
 constexpr wchar_t kEntry32[] = L"Software\\Wow6432Node\\OrvaneLabs\\CoreAgent\\VELA";
 
-// The settings area, empty, with the program's entry made by somebody else.
+// The settings key, empty, and the program's entry, created by another program.
 struct Fixture {
   ScratchKey area{L"OrvaneLabs"};
   CoreAgentRegistry registry{1700};

@@ -1,4 +1,4 @@
-// The token of who runs the shell, on machines made up from answers, and the identifier of an account by its name.
+// The token of the shell's user, on simulated machines, and the identifier of an account by its name.
 #include "Common/OrCommon/OrComn_AccessControl.h"
 
 #include <doctest/doctest.h>
@@ -38,13 +38,13 @@ std::string AskFor(const std::wstring& moduleName) {
 constexpr char kFound[] = "found, primary";
 constexpr char kNobody[] = "6, none";
 
-// A machine with these processes, the first with the id 100. Handles of them are real ones, of this process.
+// A machine with these processes; the first id is 100. Their handles are real ones, of this process.
 struct Processes {
   explicit Processes(std::vector<std::wstring> executables) : names(std::move(executables)) {}
 
   Lines opened;                          // "<id> <access> <inherit>"
-  std::vector<DWORD> sizes;              // of the lists that were asked for, in bytes
-  std::map<DWORD, std::string> failing;  // what cannot be had of a process: "look", "modules" or "name"
+  std::vector<DWORD> sizes;              // of the requested lists, in bytes
+  std::map<DWORD, std::string> failing;  // what fails for a process: "look", "modules" or "name"
 
  private:
   static HMODULE ModuleOf(DWORD id) { return reinterpret_cast<HMODULE>(ULONG_PTR{id} << 16); }
@@ -99,7 +99,7 @@ TEST_CASE("the first process of the name is opened with all access, the others a
   CHECK(AskFor(kShell) == kFound);
   CHECK_LINES(machine.opened, {std::string("100") + kLook, std::string("101") + kLook, std::string("101") + kFull});
   CHECK_LINES(belongings.Left(), {});
-  CHECK(belongings.Strange() == 1);  // the token, which was not opened but duplicated
+  CHECK(belongings.Strange() == 1);  // the token, which was duplicated, not opened
 }
 
 TEST_CASE("processes that cannot be looked at are passed over") {
@@ -205,14 +205,14 @@ TEST_CASE("the token is opened to be duplicated and duplicated as a primary one 
   CHECK(token.Get() == given);
   CHECK_LINES(belongings.Left(), {"duplicate"});
   token.Reset();
-  for (const HANDLE none : {HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {  // a duplicate that is no handle
+  for (const HANDLE none : {HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {  // a duplicate that is not a handle
     given = none;
     CHECK(AskFor(kShell) == kNobody);
   }
   result = FALSE;
   CHECK(AskFor(kShell) == std::to_string(ERROR_BAD_IMPERSONATION_LEVEL) + ", none");
   CHECK_LINES(belongings.Left(), {});
-  CHECK(belongings.Strange() == 0);  // no attempt to close what is no handle
+  CHECK(belongings.Strange() == 0);  // no attempt to close a value that is not a handle
 }
 
 TEST_CASE("a token held before is closed, found or not") {
@@ -253,7 +253,7 @@ TEST_CASE("an account that nobody has has no identifier, and is not looked up ag
   CHECK(lookUps.Calls() == 1);
 }
 
-// Answers the look-up of accounts: sizes first, then the identifier.
+// Answers account look-ups: first the sizes, then the identifier.
 struct Accounts {
   DWORD domainLength = 9;
   std::vector<std::wstring> asked = {};
@@ -275,7 +275,7 @@ struct Accounts {
                              ::InitializeSid(sid, &nt, 2);
                              *::GetSidSubAuthority(sid, 0) = 21;
                              *::GetSidSubAuthority(sid, 1) = 4000000000U;
-                             std::fill_n(domain, domainLength, L'd');  // to the last character that was asked for
+                             std::fill_n(domain, domainLength, L'd');  // up to the last character that was requested
                              *use = SidTypeUser;
                              return TRUE;
                            }};

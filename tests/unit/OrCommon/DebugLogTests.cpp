@@ -1,4 +1,4 @@
-// The lines of the trace, to the last blank, and when none is written.
+// The lines of the trace, exact to the last blank, and when none is written.
 #include "Common/OrCommon/OrComn_DebugLog.h"
 
 #include <doctest/doctest.h>
@@ -24,7 +24,7 @@ namespace {
 
 constexpr char kSource[] = "..\\..\\Common\\Area\\Source_File";
 
-// A trace object of its own, opened with the recording library.
+// A separate trace object, opened with the recording library.
 struct OpenLog {
   explicit OpenLog(const DebugLog::Options& options = Enabled()) {
     opened = log.Open(recorded.Library(), &handle, options, &error);
@@ -41,7 +41,7 @@ TEST_CASE("a trace line, whole") {
   const SYSTEMTIME moment = {2009, 2, 2, 3, 4, 5, 6, 7};
   OpenLog open;
   CHECK(open.opened);
-  CHECK(open.error == 4711);  // nothing failed, nothing is reported
+  CHECK(open.error == 4711);  // nothing failed, so nothing is reported
   {
     const ImportRedirection time{"GetLocalTime", [&](SYSTEMTIME* now) { *now = moment; }};
     const ImportRedirection process{"GetCurrentProcessId", []() -> DWORD { return 0x1A; }};
@@ -93,7 +93,7 @@ TEST_CASE("a trace that was never opened, or is not enabled, is dropped and repo
   CHECK(log.Trace(kSource, 1, DebugLog::kError, L"nobody reads this"));
   CHECK(OrCommon::g_debugLog.Trace(kSource, 1, DebugLog::kError, L"nor this"));
   for (const BYTE enabled : {BYTE{0}, BYTE{2}, BYTE{255}}) {
-    for (const DWORD mask : {0xFFFFFFFFUL, 0UL}) {  // dropped before the level is looked at
+    for (const DWORD mask : {0xFFFFFFFFUL, 0UL}) {  // dropped before the level is checked
       DebugLog::Options options = Enabled(L"VELA", mask);
       options.enabled = enabled;
       OpenLog open(options);
@@ -115,7 +115,7 @@ TEST_CASE("a level that shares no bit with the mask is not written and reports f
   CHECK(open.recorded.Calls().size() == 3);
 }
 
-// The sizes in characters, without the terminator, in which the messages "msg ..." were tried.
+// The buffer sizes (in characters, without the terminator) that were tried for the messages "msg ...".
 struct Attempts {
   std::vector<std::size_t> sizes;
   ImportRedirection format{"_vsnwprintf",

@@ -1,4 +1,4 @@
-// Emptying a folder, as one text.
+// Empties a folder and returns the result as one text.
 #pragma once
 
 #include <windows.h>

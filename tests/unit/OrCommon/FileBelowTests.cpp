@@ -1,4 +1,4 @@
-// Deleting a file through folders of a user, who may have put links into the way.
+// Deleting a file through folders of a user, who may have put links into the path.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -25,7 +25,7 @@ constexpr wchar_t kFile[] = L"anna\\Data\\Mail\\cache.dat";
 constexpr wchar_t kAlias[] = L"anna\\Roaming\\Mail\\cache.dat";
 
 struct Profiles {
-  // With the file, where one is named.
+  // With the file, if one is named.
   explicit Profiles(const wchar_t* file = nullptr) {
     scratch.MakeFolder(L"profiles");
     if (file != nullptr) {
@@ -39,7 +39,7 @@ struct Profiles {
   ScratchFolder scratch{L"file below"};
 };
 
-// A link in the place of each folder on the way, behind which there is a file of the name: nothing is deleted.
+// Each folder of the path is replaced by a link. The target contains a file of this name. Nothing may be deleted.
 void CheckLinksOnTheWay() {
   for (const std::wstring folder : {L"anna", L"anna\\Data", L"anna\\Data\\Mail"}) {
     CAPTURE(ToUtf8(folder));
@@ -58,7 +58,7 @@ void CheckLinksOnTheWay() {
 
 TEST_CASE("a plain file goes, and nothing beside it; a folder of the name stays") {
   const Profiles profiles;
-  CHECK_FALSE(profiles.Delete());  // nothing is there
+  CHECK_FALSE(profiles.Delete());  // nothing exists there
   profiles.Make(kFile);
   profiles.Make(L"anna\\Data\\Mail\\letters");
   CHECK(profiles.Delete());
@@ -125,7 +125,7 @@ TEST_CASE("what was opened proves to be a link or a folder: it stays") {
   }
 }
 
-// With the system telling where the opened files lie.
+// The system reports the location of the opened files.
 bool DeletedWhere(const wchar_t* file, const wchar_t* root) {
   const Profiles profiles(kFile);
   unsigned asked = 0;
@@ -176,7 +176,7 @@ TEST_CASE("Windows before Vista: a plain file goes; a link on the way is looked 
     {
       const Profiles profiles(kFile);
       const FolderLink link(profiles.scratch.Path(L"moved"), profiles.scratch.Path(L"profiles"));
-      CHECK(profiles.Delete(L"moved"));  // the way to the root may be one
+      CHECK(profiles.Delete(L"moved"));  // the path to the root may contain one
       CHECK_FALSE(Exists(profiles.Path(kFile)));
     }
     const Profiles profiles(kAlias);

@@ -1,4 +1,4 @@
-// Closing the way to a folder: which folders, in which order, with which owner and list.
+// Protecting the path to a folder: which folders, in which order, with which owner and access control list.
 #include "Common/OrCommon/OrComn_FolderCloser.h"
 
 #include <doctest/doctest.h>
@@ -101,7 +101,7 @@ TEST_CASE("a link in the entry's own place is what will be deleted: the way to i
 TEST_CASE("what proves another folder, a link or a file, before it is closed or then: nothing below it may wait") {
   using Facts = BY_HANDLE_FILE_INFORMATION;
   struct Change {
-    unsigned answer;  // to which question
+    unsigned answer;  // which query fails
     DWORD Facts::*fact;
     DWORD value;
   };
@@ -124,13 +124,13 @@ TEST_CASE("what proves another folder, a link or a file, before it is closed or 
     const Closings closings(scratch);
     FolderCloser closer(scratch.Path(L"maker"));
     CHECK_FALSE(closer.Close(scratch.Path(L"maker\\a\\b\\file")));
-    CHECK_FALSE(closer.Close(scratch.Path(change.answer == 4 ? L"maker\\a\\b" : L"maker")));  // known by now
+    CHECK_FALSE(closer.Close(scratch.Path(change.answer == 4 ? L"maker\\a\\b" : L"maker")));  // known by then
     CHECK_LINES(closings.closed, {"\\maker"});
     CHECK(asked == change.answer);
   }
 }
 
-// A disk on which each folder is there and can be closed.
+// A disk on which each folder exists and can be protected.
 class AnyFolder {
  public:
   unsigned Closed() const { return closed_; }

@@ -1,4 +1,4 @@
-// What counts as a link and what as a folder.
+// What counts as a link, and what counts as a folder.
 #include <doctest/doctest.h>
 
 #include <windows.h>

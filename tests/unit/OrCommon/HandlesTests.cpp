@@ -17,7 +17,7 @@ namespace {
 
 constexpr DWORD kErrorBefore = 1234;
 
-// Said again here and not taken from the product: the closing call and the value for nothing.
+// Written again here, independent of the product: the closing call and the value for "no handle".
 template <class Owner>
 void CheckOwner(const char* closer, typename Owner::Type none) {
   using Type = typename Owner::Type;

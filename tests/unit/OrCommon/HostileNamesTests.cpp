@@ -1,4 +1,4 @@
-// Emptying folders in which users have made what ordinary programs cannot name.
+// Emptying folders that contain names which ordinary programs cannot handle.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -68,7 +68,7 @@ TEST_CASE("names that Windows reads as others go, files and folders") {
   CheckAllGoes(scratch);
 }
 
-// Empties the folder while no file can be deleted. `asked`: the entries that `mayWait` was asked for.
+// Empties the folder while no file can be deleted. `asked`: the entries that `mayWait` was called with.
 struct Held {
   template <class MayWait>
   Held(const ScratchFolder& scratch, const MayWait& mayWait) {
@@ -114,7 +114,7 @@ TEST_CASE("what is too long for a plain path is not left to the restart, nor ask
   CheckAllGoes(scratch);
 }
 
-// A disk on which folders lie in one another so deep that no stack holds a call for each. Made of answers alone.
+// A simulated disk with folders nested so deeply that one call for each would overflow the stack.
 struct DeepDisk {
   static constexpr std::ptrdiff_t kDepth = 3500;
   std::ptrdiff_t deepest = 0;

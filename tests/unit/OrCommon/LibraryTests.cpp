@@ -56,7 +56,7 @@ TEST_CASE("a library stays for as long as its entry point, loaded and released o
     CHECK_FALSE(IsBound(entry));
     CHECK(entry.Error() == ERROR_BAD_EXE_FORMAT);
   }
-  CHECK(lookups.Calls() == 1);  // whether the search can be limited
+  CHECK(lookups.Calls() == 1);  // true if the search can be limited
   CHECK(frees.Calls() == 2);
   const FailCall fails{"GetProcAddress", 1, ERROR_INVALID_ORDINAL};
   DWORD error = 4711;

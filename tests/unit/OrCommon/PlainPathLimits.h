@@ -1,5 +1,5 @@
-// What ordinary programs cannot name, and a Windows that takes no plain path of it: none of more than 259 characters,
-// and none with a name that it reads as another. Wine takes them all.
+// Names that ordinary programs cannot handle, and a Windows that refuses plain paths with them: paths of more than 259
+// characters, and names that it reads as another name. Wine accepts them all.
 #pragma once
 
 #include <doctest/doctest.h>
@@ -25,7 +25,7 @@ inline void MakeHostileFile(const std::wstring& path, DWORD attributes = FILE_AT
   ::CloseHandle(file);
 }
 
-// Folders in one another until the path has this length at least; the path of the last.
+// Nested folders, until the path has at least this length. Returns the path of the last one.
 inline std::wstring MakeDeepFolder(std::wstring path, std::size_t length) {
   while (path.size() < length) {
     path += L"\\" + std::wstring(40, L'd');
@@ -34,7 +34,7 @@ inline std::wstring MakeDeepFolder(std::wstring path, std::size_t length) {
   return path;
 }
 
-// Written apart from the product's SystemPath: "nul.txt" and the like stand here by name.
+// Independent of the product's SystemPath: "nul.txt" and similar names are listed here.
 inline bool NeedsLongForm(const std::wstring& path) {
   if (path.compare(0, 4, L"\\\\?\\") == 0) {
     return false;

@@ -1,4 +1,4 @@
-// Passing over access lists, for as long as a scope lasts.
+// Bypassing access control lists for the duration of a scope.
 #include "Common/OrCommon/OrComn_Privileges.h"
 
 #include <doctest/doctest.h>
@@ -13,7 +13,7 @@ using namespace TestSupport;
 
 namespace {
 
-// A privilege of this process. As a process begins it is held and not enabled.
+// A privilege of this process. When a process starts, it has the privilege, but it is not enabled.
 class Privilege {
  public:
   explicit Privilege(const wchar_t* name) {

@@ -1,5 +1,5 @@
-// The probe: the common library in a process of its own (ProbeProgram.cpp), for what a process asks Windows only once
-// and for what changes a process for good.
+// The probe: the common library in a separate process (ProbeProgram.cpp). It is for answers of Windows that a process
+// keeps, and for permanent changes to a process.
 #pragma once
 
 #include <windows.h>
@@ -17,15 +17,15 @@
 
 namespace OrCommonTests {
 
-// Names the file that the probe writes its answers to.
+// The file that the probe writes its answers to.
 inline constexpr wchar_t kAnswersVariable[] = L"VELA_PROBE_ANSWERS";
 
-// Its place, beside this program.
+// Its path, in the folder of this program.
 inline std::wstring ProbeFile() {
   return TestSupport::BuildFolder() + L"\\tests\\unit.OrCommon.probe.exe";
 }
 
-// Copies it into a folder; the copy's path.
+// Copies it into a folder; returns the copy's path.
 inline std::wstring CopyProbe(const TestSupport::ScratchFolder& folder, const std::wstring& name) {
   TestSupport::CopyTestFile(ProbeFile(), folder.Path(name));
   return folder.Path(name);
@@ -33,10 +33,10 @@ inline std::wstring CopyProbe(const TestSupport::ScratchFolder& folder, const st
 
 struct ProbeAnswers {
   DWORD exitCode = 0;
-  std::map<std::string, std::string> answers;  // what it printed, "name: answer" a line
+  std::map<std::string, std::string> answers;  // what it printed, one line "name: answer" each
 };
 
-// Runs the probe, or a copy of it, in `folder` (empty: the current one) and waits. Throws std::runtime_error where it
+// Runs the probe, or a copy of it, in `folder` (empty: the current one) and waits. Throws std::runtime_error if it
 // cannot be started or does not end.
 inline ProbeAnswers RunProbe(const std::vector<std::wstring>& arguments, const std::wstring& program = ProbeFile(),
                              const std::wstring& folder = {}) {

@@ -1,16 +1,15 @@
-// The common library in a process of its own. Its arguments say what it is asked; what it found it prints
-// (see Probe.h).
+// The common library in a separate process. Its arguments are the question, and it prints the result (see Probe.h).
 //
 //   windows <version> <processor>   the version tests and the processor queries on a machine that answers
 //     <version>                     fail:<error> | <major>.<minor>,<platform>,<service pack>,<product type>
 //     <processor>                   <PROCESSOR_ARCHITECTURE_...> | noentry | nolibrary
-//   start guarded|unguarded         starts regsvr32.exe by its name
-//   load guarded|unguarded          loads libraries by their names
-//   guard                           tells the value that guards its stack
-//   overrun <bytes>                 writes that many bytes into a place of eight on its stack
+// start guarded|unguarded         starts regsvr32.exe by name
+// load guarded|unguarded          loads libraries by name
+// guard                           prints the value that guards its stack
+// overrun <bytes>                 writes this many bytes into a buffer of eight on its stack
 //   uncaught                        throws an exception that nobody catches
 //
-// Under the name of regsvr32.exe it exits with 77 and does nothing.
+// With the name regsvr32.exe, it does nothing and exits with 77.
 #include <windows.h>
 
 #include <cstdint>
@@ -88,7 +87,7 @@ int ReportWindows(const std::wstring& version, const std::wstring& processor) {
   std::printf("loads: %u\n", loads.Calls());
   std::printf("frees: %u\n", frees.Calls());
 
-  answer = L"4.10,1,0,0";  // Windows would say something else now. Nobody asks it again.
+  answer = L"4.10,1,0,0";  // Windows would answer otherwise now, but nobody asks it again.
   std::printf("later codes: %s\n", TrueCodes().c_str());
   return 0;
 }
@@ -121,7 +120,7 @@ int LoadByName() {
 }
 
 #if defined(__MINGW32__)
-// Returns by way of the check of the guard. The place is volatile, or the compiler would see the overrun.
+// Returns through the check of the guard. The place is volatile, because the compiler would see the overrun otherwise.
 __attribute__((noinline)) int Overrun(int bytes) {
   volatile char place[8] = {};
   volatile char* next = place;

@@ -26,10 +26,10 @@ namespace {
 const char* const kDllDirectories = "SetDefaultDllDirectories 2048";
 const char* const kHeapInformation = "HeapSetInformation null 1 null 0";
 const char* const kMitigationPolicy = "SetProcessMitigationPolicy 16 1 4";
-const char* const kErrorMode = "SetErrorMode 32771, 32775";  // 0x8003, and with it what the caller had set: 0x0004
+const char* const kErrorMode = "SetErrorMode 32771, 32775";  // 0x8003, together with the caller's own flag: 0x0004
 const char* const kEnvironment = "SetEnvironmentVariableW NoDefaultCurrentDirectoryInExePath 1";
 
-// Takes the guards with recorders in their places: this test process stays unguarded.
+// Sets the guards, with recorders instead of the system's functions: this test process stays unguarded.
 class Guards {
  public:
   explicit Guards(BOOL answer = TRUE) : answer_(answer) {}
@@ -143,8 +143,8 @@ TEST_CASE("what lies beside the program or in the current folder is not started 
     CHECK(answers.at("velacurrent.dll") == loaded);
     CHECK(answers.at("psapi.dll") == "loaded");
   };
-  check(L"unguarded", "77", "loaded");  // what the planted program exits with; or the guarded one shows nothing
-  check(L"guarded", "3", std::to_string(ERROR_MOD_NOT_FOUND));  // the system's one: no such module
+  check(L"unguarded", "77", "loaded");  // the planted program's exit code; otherwise the guarded run proves nothing
+  check(L"guarded", "3", std::to_string(ERROR_MOD_NOT_FOUND));  // the system's program: no such module
 }
 
 }  // namespace

@@ -19,14 +19,14 @@ using namespace TestSupport;
 
 namespace {
 
-// A machine on which exactly these processes run, with the ids 8, 16, 24, ... Watches the snapshot from its making to
+// A machine on which only these processes run, with the ids 8, 16, 24, ... Watches the snapshot from its creation to
 // its end.
 class Processes {
  public:
   explicit Processes(std::vector<const wchar_t*> executables) : executables_(std::move(executables)) {}
 
   Lines events;         // "take <kinds> <process>", "close"
-  unsigned looked = 0;  // entries that were looked at
+  unsigned looked = 0;  // entries that were read
 
  private:
   BOOL Answer(PROCESSENTRY32W* entry, std::size_t index) {

@@ -1,4 +1,4 @@
-// Which entries of a tree are stamped, in which order, and what is passed over.
+// Which entries of a tree get the access control list, in which order, and what is skipped.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -70,7 +70,7 @@ TEST_CASE("the folder, then everything in it, folders with their contents; each 
   CHECK(closed.Calls() == 5);
 }
 
-// Changes the attributes of one name in every listing: what this file system does not keep.
+// Changes the attributes of one name in every listing, because this file system cannot store them.
 struct ListedAttributes {
   std::wstring name;
   DWORD attributes;
@@ -184,7 +184,7 @@ TEST_CASE("what plain paths cannot name is stamped too") {
   CHECK_LINES((Lines(events.end() - 6, events.end())),
               {"attributes 32 " + place + "\\a.", "stamp " + place + "\\a.", "attributes 32 " + place + "\\file",
                "stamp " + place + "\\file", "attributes 32 " + place + "\\nul.txt", "stamp " + place + "\\nul.txt"});
-  int restartNeeded = 0;  // what the test has made is hard to delete
+  int restartNeeded = 0;  // what the test has created is hard to delete
   CHECK(OrCommon::Storage::File::DeleteAllFiles(scratch.Path(), restartNeeded, nullptr));
 }
 

@@ -1,4 +1,4 @@
-// What the registry classes throw, and that nothing of it stays on the heap.
+// What the registry classes throw, and that a throw leaves nothing on the heap.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -24,7 +24,7 @@ namespace {
 
 std::wstring g_name;
 
-// An operation on a key and on a place that holds one, and which call of Windows behind it fails.
+// An operation on a key and on a place that holds a key, and the call of Windows that fails in it.
 struct Operation {
   const char* function;
   unsigned failingCall;
@@ -60,7 +60,7 @@ const Operation kOperations[] = {
     OPERATION("RegEnumValueW", 1, EnumerateValue(0, g_name)),
 };
 
-// A key with something for every operation to work on.
+// A key with data for every operation.
 struct Fixture {
   ScratchKey scratch{L"VelaRegistryFailureTests"};
   std::wstring path = scratch.Path();
@@ -109,7 +109,7 @@ TEST_CASE_FIXTURE(Fixture, "a failing call of Windows is thrown with what it ret
     place.OpenForEnumerating();
     check(operation.function, operation.failingCall, [&] { operation.onPlace(place); });
   }
-  // Both kinds of numbers are read in one place, and so are texts and data.
+  // One function reads both kinds of numbers, and one reads texts and data.
   CHECK(lines.size() == std::size(kOperations) - 2);
   Key key;
   check("RegOpenKeyExW", 1, [&] { key.OpenForReading(HKEY_LOCAL_MACHINE, path, View::k64Bit); });
@@ -131,7 +131,7 @@ TEST_CASE_FIXTURE(Fixture, "every exception is given back to the heap by its cat
   DWORD number32 = 0;
   DWORD error = 0;
   long long before = 0;
-  for (int round = 0; round < 2; ++round) {  // the first throw may take something that is kept
+  for (int round = 0; round < 2; ++round) {  // the first throw may allocate something that is kept
     before = LiveBlocks();
     FailureOf([&] { place.QueryString(L"Number"); });
     FailureOf([&] { place.QueryNumber32(L"No such value"); });
@@ -147,7 +147,7 @@ TEST_CASE_FIXTURE(Fixture, "every exception is given back to the heap by its cat
 }
 
 TEST_CASE("the exceptions are a family, with their fields in order; all classes have their names at run time") {
-  CHECK(std::is_convertible_v<Exception*, OrCommon::Exception::Base*>);  // so it is caught as that
+  CHECK(std::is_convertible_v<Exception*, OrCommon::Exception::Base*>);  // so it is caught as this type
   CHECK(std::is_convertible_v<RegException*, Exception*>);
   CHECK_FALSE(std::is_copy_constructible_v<OrCommon::Exception::Base>);
 #ifndef _MSC_VER

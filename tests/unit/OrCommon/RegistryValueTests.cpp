@@ -1,4 +1,4 @@
-// Values and subkeys: what is stored, and what is made of what others stored.
+// Values and subkeys: what is stored, and how values of other programs are read.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -24,7 +24,7 @@ namespace {
 
 using Bytes = std::vector<BYTE>;
 
-// A key with values of other programs' making, open in the way a test wants it.
+// A key with values of other programs, opened as the test needs it.
 struct Fixture {
   ScratchKey scratch{L"VelaRegistryValueTests"};
   std::wstring path = scratch.Path();
@@ -47,7 +47,7 @@ struct Fixture {
     key.OpenForReading(HKEY_LOCAL_MACHINE, path, View::kProcessDefault);
     return key.QueryData(name, type);
   }
-  // What a query of a text gives for these bytes.
+  // The result of a text query for these bytes.
   std::wstring TextOf(DWORD type, const Bytes& data) const {
     Plant(L"Text", type, data);
     return place.QueryString(L"Text");
@@ -77,7 +77,7 @@ TEST_CASE_FIXTURE(Fixture, "numbers are stored lowest byte first, texts with the
   }
 }
 
-// What each query makes of a value: 'v' its data, 't' invalid data: another type, or too few bytes, 'm' too many.
+// The result of each query for a value: 'v' its data, 't' invalid data (another type, or too few bytes), 'm' too many.
 struct Stored {
   DWORD type;
   Bytes data;
@@ -185,7 +185,7 @@ TEST_CASE_FIXTURE(Fixture, "a value that changes between its size and its data")
   change(REG_BINARY, {1, 2});  // of another type: invalid data
   CHECK_FAILS(place.QueryString(L"Text"), "storage 13");
   change(REG_BINARY, {1, 2, 3});
-  Plant(L"Text", REG_BINARY, {});  // from nothing to something: never a text of zeros
+  Plant(L"Text", REG_BINARY, {});  // from nothing to something: the result never consists of zeros
   DWORD type = REG_NONE;
   Bytes data;
   const auto failure = FailureOf([&] { data = QueryData(L"Text", type); });
@@ -224,7 +224,7 @@ TEST_CASE_FIXTURE(Fixture, "subkeys and values are enumerated by index, to the l
   for (DWORD index = 0; place.EnumerateSubkey(index, name); ++index) {
     subkeys.push_back(name);
   }
-  CHECK(name == wantedKeys.back());  // the end leaves it
+  CHECK(name == wantedKeys.back());  // the end of the list does not change it
   for (DWORD index = 0; place.EnumerateValue(index, name); ++index) {
     values.push_back(name);
   }

@@ -1,4 +1,4 @@
-// What emptying a folder reports where something fails.
+// What emptying a folder reports if something fails.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -39,7 +39,7 @@ TEST_CASE("an empty path is a bad argument; what is not there, or is a file, giv
   const std::wstring file = scratch.MakeFile(L"file", "text");
   wchar_t before[MAX_PATH] = {};
   ::GetCurrentDirectoryW(MAX_PATH, before);
-  REQUIRE(::SetCurrentDirectoryW(scratch.Path().c_str()));  // where an empty path would lead
+  REQUIRE(::SetCurrentDirectoryW(scratch.Path().c_str()));  // an empty path would mean this folder
   const UnlistableFolders folders{{}};
   CHECK(Empty(L"") == "failed, error 160, restart 0");
   ::SetCurrentDirectoryW(before);
@@ -88,7 +88,7 @@ TEST_CASE("a file whose attributes cannot be read or changed is removed all the 
   const ScratchFolder scratch(L"removal errors");
   for (const bool reading : {true, false}) {
     scratch.MakeFile(L"file", "text");
-    // The folder's own attributes are asked for first.
+    // The attributes of the folder itself are read first.
     const FailCall attributes{reading ? "GetFileAttributesW" : "SetFileAttributesW", Calls::Only(reading ? 2 : 1), 5};
     const CountCalls writes{"SetFileAttributesW"};
     CHECK(Empty(scratch.Path()) == kAllDone);
@@ -98,7 +98,7 @@ TEST_CASE("a file whose attributes cannot be read or changed is removed all the 
   }
 }
 
-// The attributes of one path, and the error where there are none.
+// The attributes of one path, and the error if there are none.
 struct AttributesOfPath {
   std::wstring path;
   DWORD attributes;
@@ -127,7 +127,7 @@ TEST_CASE("a folder that could be a link, since Windows does not tell, is left a
 TEST_CASE("a folder below that became a link after it was listed, or could have, is not entered") {
   const ScratchFolder scratch(L"removal errors");
   scratch.MakeFile(L"a\\file", "text");
-  const FailCall move{"MoveFileExW", Calls::From(1), ERROR_ACCESS_DENIED};  // keeps the list clean
+  const FailCall move{"MoveFileExW", Calls::From(1), ERROR_ACCESS_DENIED};  // keeps the list unchanged
   for (const DWORD told : {DWORD{FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT}, INVALID_FILE_ATTRIBUTES}) {
     {
       const AttributesOfPath replaced{scratch.Path(L"a"), told, ERROR_ACCESS_DENIED};

@@ -1,4 +1,4 @@
-// Emptying a folder: what goes at once, what is left to the next restart, and what links lead to.
+// Emptying a folder: what is deleted at once, what is left for the next restart, and the targets of links.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -92,7 +92,7 @@ struct Changes {
 TEST_CASE("only the read-only bit is taken off before an entry is removed") {
   const ScratchFolder scratch(L"removal");
   REQUIRE(::SetFileAttributesW(scratch.MakeFile(L"a\\file", "text").c_str(), 0x27));
-  // A folder that is read-only, which this file system does not keep.
+  // A read-only folder. This file system cannot store that attribute.
   const std::wstring folder = scratch.Path(L"a");
   const ImportRedirection attributes{
       "GetFileAttributesW", [&](LPCWSTR path) -> DWORD {
@@ -107,7 +107,7 @@ TEST_CASE("what cannot be removed is scheduled without a target and leaves no er
   const ScratchFolder scratch(L"removal");
   const PendingMoves moves;
   const std::wstring file = scratch.MakeFile(L"a\\file", "text");
-  for (const bool scheduled : {true, false}) {  // the flag is set also where the restart cannot be arranged
+  for (const bool scheduled : {true, false}) {  // the flag is set also if the restart cannot be arranged
     REQUIRE(::SetFileAttributesW(file.c_str(), 0x27));
     const FailCall erase{"DeleteFileW", 1, ERROR_ACCESS_DENIED};
     const FailCall move{"MoveFileExW", scheduled ? Calls::None() : Calls::From(1), ERROR_ACCESS_DENIED};
@@ -119,7 +119,7 @@ TEST_CASE("what cannot be removed is scheduled without a target and leaves no er
   }
 }
 
-// Links below and in the place of the folder lead to "target"; RemoveDirectoryW removes a link as Windows does.
+// Links below the folder, or instead of it, lead to "target". RemoveDirectoryW removes a link as on Windows.
 struct LinkedFolder {
   LinkedFolder() {
     scratch.MakeFile(L"target\\file", "kept");

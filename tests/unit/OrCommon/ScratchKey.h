@@ -1,4 +1,4 @@
-// A place in the registry that a test may fill, empty before and gone after it, and the plain calls to look at it.
+// A registry key for one test, empty before it and removed after it, and plain calls to read it.
 #pragma once
 
 #include <windows.h>
@@ -20,7 +20,7 @@ class ScratchKey {
   ~ScratchKey() { Clear(); }
 
   std::wstring Path() const { return L"Software\\" + name_; }
-  // Where the 32-bit view keeps it. Asked for by this path, no view is involved.
+  // Its path in the 32-bit view. This path works without a view flag.
   std::wstring Path32() const { return L"Software\\Wow6432Node\\" + name_; }
 
  private:
@@ -32,7 +32,7 @@ class ScratchKey {
   std::wstring name_;
 };
 
-// The raw contents of a value; type REG_NONE and no data where there is none.
+// The raw contents of a value; type REG_NONE and no data if it does not exist.
 struct StoredValue {
   LSTATUS status = ERROR_SUCCESS;
   DWORD type = REG_NONE;
@@ -68,7 +68,7 @@ inline bool KeyExists(const std::wstring& path) {
   return TestSupport::KeyExists(TestSupport::MachineKey64(path));
 }
 
-// The bytes of a text as they would be stored; terminators only where they stand in `text`.
+// The bytes of a text as they would be stored. Terminators are stored only if `text` contains them.
 inline std::vector<BYTE> BytesOf(const std::wstring& text) {
   std::vector<BYTE> bytes;
   for (const wchar_t character : text) {

@@ -1,5 +1,5 @@
-// The access list of folders that this program makes, and the one that existing folders are given: how they are
-// built, and that everything for them is given back.
+// The access control lists for new and for existing folders: how they are built, and that everything for them is
+// released.
 #include "Common/OrCommon/OrComn_SecurityAttributes.h"
 
 #include <doctest/doctest.h>
@@ -75,7 +75,7 @@ TEST_CASE("a descriptor keeps a list of its own, as it was added, with no byte t
 }
 #endif
 
-// What the access list takes from Windows and gives back. A call that FailCall fails later does not get here.
+// What building the list takes from Windows and gives back. A call that FailCall fails later does not get here.
 struct Belongings {
   CountCalls sids{"AllocateAndInitializeSid"};
   CountCalls freedSids{"FreeSid"};
@@ -89,7 +89,7 @@ struct Belongings {
   }
 };
 
-// Applies the rules and gives what is printed to the standard output meanwhile.
+// Applies the rules and returns what is printed to the standard output during that.
 std::string PrintedBy(const std::wstring& folder, const ScratchFolder& scratch) {
   const std::wstring file = scratch.Path(L"printed");
   std::fflush(stdout);
@@ -151,7 +151,7 @@ TEST_CASE("a call that fails ends the work: nothing stamped, nothing kept, and o
   struct Case {
     const char* failing;
     unsigned call;
-    unsigned lists;  // attempts to build one
+    unsigned lists;  // attempts to build a list
     const char* printed;
   };
   for (const Case& one :

@@ -10,8 +10,8 @@
 
 namespace OrCommonTests {
 
-// The control word of a descriptor, and its owner, group and lists in the security descriptor language:
-// "0004 D:(A;;FA;;;WD)". "invalid" where Windows takes it for none.
+// The control word of a descriptor, and its owner, group and lists in the security descriptor definition language:
+// "0004 D:(A;;FA;;;WD)". "invalid" if Windows does not accept it.
 inline std::string TextOf(const void* descriptor) {
   constexpr SECURITY_INFORMATION kAll =
       OWNER_SECURITY_INFORMATION | GROUP_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION | SACL_SECURITY_INFORMATION;

@@ -67,8 +67,8 @@ std::string TokenKind(HANDLE token) {
 
 namespace {
 
-// The tests' prefixes start no program that is called as Wine's shell is (run_in_prefix.sh), unless it is allowed here;
-// "*" before a name speaks of programs that do not lie in the system folder.
+// The tests' prefixes start no program with the name of Wine's shell (run_in_prefix.sh), unless it is allowed here. "*"
+// before a name excludes programs in the system folder.
 TestSupport::KeyPlace AllowedPrograms() {
   return {HKEY_CURRENT_USER, L"Software\\Wine\\DllOverrides", KEY_WOW64_64KEY};
 }
@@ -79,7 +79,7 @@ RunningCopy::RunningCopy(const std::wstring& folder, const std::wstring& name) :
   TestSupport::MakeKey(AllowedPrograms(), {{allowed_, L"native"}});
   const std::wstring program = folder + L"\\" + name;
   TestSupport::CopyTestFile(TestSupport::FixturePath(L"Sleeper.exe"), program);
-  // The sleeper makes the event once it runs: all its modules can be seen then.
+  // The program creates the event once it runs. Then all its modules are visible.
   const std::wstring event = L"ready " + name + L" " + std::to_wstring(::GetTickCount());
   process_.emplace(program, std::vector<std::wstring>{event});
   for (int attempt = 0; attempt < 1000; ++attempt) {

@@ -1,4 +1,4 @@
-// Watching and answering the Windows calls that find the user at the console and act as that user.
+// Watches and answers the Windows calls that find the user at the console and act as that user.
 #pragma once
 
 #include <windows.h>
@@ -18,11 +18,11 @@ namespace OrCommonTests {
 
 using AnswerEntry = TestSupport::AnswerProcAddress;
 
-// The function itself, for a lambda that stands before it. Its library stays loaded.
+// The function itself, for a lambda that replaces it. Its library stays loaded.
 template <class Function>
 Function RealEntry(const char* library, const char* function) {
-  // Loaded by this call, which the product does not make, and called directly: redirections work only in a program that
-  // imports it.
+  // Calls LoadLibraryA, which the product does not use, directly, so that the program imports it: redirections work
+  // only on imports.
   const HMODULE module = ::LoadLibraryA(library);
   const FARPROC address = TestSupport::OriginalImport<decltype(&::GetProcAddress)>("GetProcAddress")(module, function);
   Function result = nullptr;
@@ -31,16 +31,16 @@ Function RealEntry(const char* library, const char* function) {
   return result;
 }
 
-// Libraries and handles that the product takes, and those that it has not given back.
+// Libraries and handles that the product has taken, and those that it has not given back.
 class Belongings {
  public:
-  // What is still out: "library userenv.dll", "process", "process token", and what was added.
+  // What is not given back yet: "library userenv.dll", "process", "process token", and what was added.
   TestSupport::Lines Left() const;
-  // A handle that an answer hands out.
+  // A handle that an answer returns.
   HANDLE Add(HANDLE handle, const std::string& name);
   unsigned LibrariesLoaded() const { return librariesLoaded_; }
   unsigned HandlesTaken() const { return handlesTaken_; }
-  unsigned Strange() const { return strange_; }  // handles closed that were not, or no longer, open
+  unsigned Strange() const { return strange_; }  // closed handles that were not open, or not any more
 
  private:
   std::multimap<HMODULE, std::string> libraries_;
@@ -77,17 +77,17 @@ class Belongings {
                              [this](HANDLE handle) { strange_ += handles_.erase(handle) == 0 ? 1U : 0U; }};
 };
 
-// A token that CloseHandle takes: this process's own, duplicated as a primary one.
+// A token for CloseHandle: this process's own, duplicated as a primary one.
 HANDLE MakePrimaryToken();
 
-// Whether the calling thread acts as somebody. Ends that, too, where asked.
+// True if the calling thread acts as another user. On request, also ends that.
 bool IsImpersonating();
 void StopImpersonating();
 
-// "primary" or "impersonation"; "invalid" for what is no token.
+// "primary" or "impersonation"; "invalid" for a value that is not a token.
 std::string TokenKind(HANDLE token);
 
-// A program that runs under this name, ready to be found, until this goes.
+// Runs a program with this name, ready to be found, during its lifetime.
 class RunningCopy {
  public:
   RunningCopy(const std::wstring& folder, const std::wstring& name);

@@ -1,5 +1,5 @@
-// The functions of the shell's libraries, bound and not. What was bound stays so: each test case that needs a function
-// unbound has one of its own.
+// The functions of the shell's libraries, bound and unbound. A bound function stays bound. So each test case that needs
+// an unbound function has its own.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -46,10 +46,10 @@ TEST_CASE("the functions of a library that cannot be loaded fail at each call, a
 
 TEST_CASE("a function that its library has not fails at each call, and is bound once it is there") {
   {
-    // Where the search cannot be limited to the system folder, the library is loaded by its full path.
+    // If the search cannot be limited to the system folder, the library is loaded by its full path.
     const LoadedNames loaded;
     const MissingEntry limit("SetDefaultDllDirectories");
-    const MissingEntry exists("PathFileExistsW");  // or the call would be kept, and tell nothing of a later one
+    const MissingEntry exists("PathFileExistsW");  // otherwise the call would be kept, and would not show a later one
     CHECK_FALSE(Shell::PathFileExistsW(L"C:\\windows"));
     CHECK(loaded.names.size() == 1);
     CHECK(loaded.WithoutFolder().empty());
@@ -85,7 +85,7 @@ TEST_CASE("a function that its library has not fails at each call, and is bound 
   CHECK(Shell::PathAppendW(path, L"system32"));
   CHECK(std::wstring(path) == L"C:\\windows\\system32");
   CHECK(std::string(Shell::PathFindFileNameA(file)) == "notepad.exe");
-  // What is bound is kept: nothing is loaded or released for it again.
+  // A bound function is kept: nothing is loaded or released for it again.
   const FailCall load("LoadLibraryW", Calls::From(1), ERROR_NOT_ENOUGH_MEMORY);
   const CountCalls released("FreeLibrary");
   CHECK(Shell::PathFileExistsW(L"C:\\windows"));

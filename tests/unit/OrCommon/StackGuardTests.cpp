@@ -1,4 +1,4 @@
-// What the program brings itself in the place of parts of the C and C++ libraries.
+// The program's own versions of parts of the C and C++ libraries.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -16,7 +16,7 @@ using TestSupport::ImportRedirection;
 
 namespace {
 
-// What the value is made of, as this machine answers it now.
+// The inputs of the value, from this machine, now.
 struct Ingredients {
   ULONGLONG time = 0x01DC5B0012345678;
   DWORD process = 0x1234;
@@ -52,7 +52,7 @@ TEST_CASE("each ingredient has its place in the guard, whose lowest byte is 0") 
 TEST_CASE("where the ingredients cancel out the guard is the fixed one, never 0") {
   Ingredients ingredients;
   std::uintptr_t last = 0;
-  // The first round finds the time that cancels everything else out; the second one draws with it, at the same address.
+  // The first round finds the time that makes the value zero. The second one draws with it, at the same address.
   for (int round = 0; round < 2; ++round) {
     last = DrawStackGuard();
     ingredients.time ^= last;
@@ -73,13 +73,13 @@ TEST_CASE("each process draws a guard of its own before it starts") {
 
 TEST_CASE("a function that overruns its stack does not return") {
   CHECK(RunProbe({L"overrun", L"8"}).exitCode == 0);
-  CHECK(RunProbe({L"overrun", L"24"}).exitCode == STATUS_STACK_BUFFER_OVERRUN);  // what fast fail ends a process with
+  CHECK(RunProbe({L"overrun", L"24"}).exitCode == STATUS_STACK_BUFFER_OVERRUN);  // the exit code of a fast fail
 }
 
 TEST_CASE("an exception that nobody catches ends the process as abort does, and is not told") {
   const auto outcome = RunProbe({L"uncaught"});
   CHECK(outcome.exitCode == 3);
-  CHECK(outcome.answers.empty());  // "what(): ..." else
+  CHECK(outcome.answers.empty());  // otherwise "what(): ..."
 }
 #endif
 

@@ -1,4 +1,4 @@
-// The table of virtual operations: programs that were built against it find an operation by its place.
+// The virtual table: programs that were built with it find an operation by its index.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -23,9 +23,9 @@ using namespace OrCommonTests;
 namespace {
 
 #ifndef _MSC_VER
-// The place of a virtual operation, the destructor being place 1. In this compiler's ABI a pointer to a virtual member
-// holds 1 and the offset of its entry in the table. A destructor takes the first two entries, so that the operation of
-// place n has entry n.
+// The index of a virtual operation; the destructor has index 1. In this compiler's ABI, a pointer to a virtual member
+// contains 1 plus the offset of its entry in the table. A destructor takes the first two entries. So the operation with
+// index n has entry n.
 template <class Member>
 std::size_t PlaceOf(Member member) {
   std::ptrdiff_t words[2] = {};
@@ -52,7 +52,7 @@ void CheckPlaces() {
                  &C::EnumerateValue) == wanted);
 }
 
-// One operation more than Class has: it follows the last one.
+// One operation more than Class has: it comes after the last one.
 template <class Class>
 struct OneMore : Class {
   virtual void Next();
@@ -92,7 +92,7 @@ TEST_CASE("the first entry of the table is the destructor, the second gives the 
 }
 #endif
 
-// Answers the throwing queries itself. The others of Registry find these through the table.
+// Answers the throwing queries itself. Registry's other queries find these through the table.
 class Answering : public Registry {
  public:
   Answering() : Registry(nullptr, L"nowhere", View::kProcessDefault) {}
@@ -115,7 +115,7 @@ class Answering : public Registry {
   }
 };
 
-// The outcomes of a query that does not throw, by way of its throwing partner.
+// The results of a query that does not throw, through its throwing counterpart.
 template <class Data>
 void CheckQuietQuery(bool (Base::*query)(const std::wstring&, Data&, DWORD&), const Data& answer, const Data& before) {
   Answering answering;

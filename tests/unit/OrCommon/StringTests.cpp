@@ -54,7 +54,7 @@ TEST_CASE("255 characters fit the first buffer, each one that follows has room f
     CAPTURE(length);
     const std::wstring wanted(length, L'x');
     std::wstring text = L"content of before";
-    std::size_t room = 255;  // offered to the runtime's formatter, its own terminator not counted
+    std::size_t room = 255;  // the size given to the runtime's formatter, without its own terminator
     {
       const ImportRedirection attempt{"_vsnwprintf",
                                       [&](wchar_t* buffer, std::size_t offered, const wchar_t* format, char* list) {
@@ -113,7 +113,7 @@ TEST_CASE("an exhausted heap is thrown, at a buffer or at the text itself, and n
     const long long after = LiveBlocks();
     CHECK(after == before);
     CHECK(refused == 1);
-    CHECK(formatted.Calls() == (quiet == kSmallestBuffer ? 0 : 2));  // never without a buffer
+    CHECK(formatted.Calls() == (quiet == kSmallestBuffer ? 0 : 2));  // never called without a buffer
     CHECK(thrown == kByFormat);
     CHECK(text.empty());
     CHECK(thrownOnce == kByFormatV);

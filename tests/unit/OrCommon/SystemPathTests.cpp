@@ -1,4 +1,4 @@
-// Paths as Windows functions want them, and the folder for temporary files.
+// Paths in the form that Windows functions need, and the folder for temporary files.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -93,7 +93,7 @@ TEST_CASE("a folder, what lies below it, and what only begins like it") {
 
 constexpr wchar_t kFallback[] = L"C:\\WINDOWS\\Temp";
 
-// The temporary folder of a machine whose Windows folder is `windowsFolder`, and where asking for it gives `result`.
+// The temporary folder of a machine whose Windows folder is `windowsFolder`, or whose query for it returns `result`.
 std::wstring TemporaryFolderWhere(const std::wstring& windowsFolder, std::size_t result) {
   std::wstring folder = L"content of before";
   const ImportRedirection redirect{"GetWindowsDirectoryW", [&](LPWSTR buffer, UINT capacity) -> UINT {
@@ -120,7 +120,7 @@ TEST_CASE(
     CHECK(TemporaryFolderWhere(folder, length) == (length < 256 ? folder + L"\\Temp" : kFallback));
   }
   CHECK(TemporaryFolderWhere(L"", 0) == kFallback);
-  for (const std::size_t result : {262U, 0xFFFFFFFFU, 0xFFFFFFFAU}) {  // the last is too long for a sum of 32 bits
+  for (const std::size_t result : {262U, 0xFFFFFFFFU, 0xFFFFFFFAU}) {  // the last one is too long for a sum of 32 bits
     CHECK(TemporaryFolderWhere(std::wstring(400, L'w'), result) == kFallback);
   }
 }

@@ -70,7 +70,7 @@ TEST_CASE("the session is asked for its token; the last error is given, also wit
     CHECK(QuerySessionUserToken(token, session, error));
     CHECK(asked == session);
     CHECK(error == ERROR_MORE_DATA);
-    CHECK_LINES(belongings.Left(), {"token"});  // the caller's, the library is given back
+    CHECK_LINES(belongings.Left(), {"token"});  // the token belongs to the caller, and the library is given back
   }
   CHECK(TokenKind(token.Get()) == "primary");
   token.Reset();
@@ -119,7 +119,7 @@ TEST_CASE("the thread acts as the user until the end, with the user's environmen
   CHECK(EndImpersonateLoggedOnUser(block, error));
   CHECK(error == 0);
   CHECK_FALSE(IsImpersonating());
-  CHECK(TokenKind(token.Get()) == "primary");  // still the caller's
+  CHECK(TokenKind(token.Get()) == "primary");  // still belongs to the caller
   CHECK_LINES(belongings.Left(), {});
   ::SetEnvironmentVariableW(L"VELA_OF_THIS_PROGRAM", nullptr);
 }
@@ -199,7 +199,7 @@ TEST_CASE("the thread is itself again also where the environment cannot be given
     CHECK(reverts.Calls() == 1);
     CHECK_LINES(belongings.Left(), {});
     CHECK(error == wanted);
-    CHECK(IsImpersonating() == (wanted == ERROR_ACCESS_DENIED));  // what RevertToSelf fails with below
+    CHECK(IsImpersonating() == (wanted == ERROR_ACCESS_DENIED));  // the error of RevertToSelf below
     StopImpersonating();
   };
   {

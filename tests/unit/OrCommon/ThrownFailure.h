@@ -19,8 +19,8 @@ struct ThrownFailure {
   DWORD line = 0;
 };
 
-// Runs `operation` and gives back what it threw, as callers do: caught as a pointer to the root of the exceptions,
-// read, and deleted through it.
+// Runs `operation` and returns what it threw. Like a caller, it catches a pointer to the exceptions' base class, reads
+// it and deletes the exception through it.
 template <class Operation>
 ThrownFailure FailureOf(const Operation& operation) {
   try {

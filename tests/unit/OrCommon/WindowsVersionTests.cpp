@@ -1,5 +1,5 @@
-// The version tests as a function of the version record, on both sides of every boundary; and what a process asks
-// Windows once and keeps: each answer in a process of its own, the probe.
+// The version tests depend only on the version record; both sides of every boundary are tested. A process keeps some
+// answers of Windows: each of these is tested in a separate process, the probe.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -22,7 +22,7 @@ struct Machine {
   WORD servicePack;
   BYTE productType;  // 1: workstation, 3: server
   bool is64Bit;
-  const char* codes;  // of the tests that are true
+  const char* codes;  // the tests that return true
 };
 
 const Machine kMachines[] = {

@@ -11,7 +11,7 @@ using namespace TestSupport;
 
 namespace {
 
-constexpr char kUser[] = "S-1-5-21-0-0-0-1000";  // whom Wine runs everything for
+constexpr char kUser[] = "S-1-5-21-0-0-0-1000";  // the user of all processes in Wine
 constexpr char kNoFlags[] = "nDelayEnableOE = %d0 nDelayEnableOL = %d0 nDelayEnableWLM = %d0";
 
 const Lines kSessionFound = Info(SessionLine(kUser));
@@ -89,15 +89,15 @@ TEST_CASE("without an environment block the program switches as itself, and the 
   }
 }
 
-// ---- registrations that were put off
+// ---- delayed registrations
 
 struct Delayed {
   const wchar_t* client;
-  const wchar_t* cleared;  // whose flag is cleared after it
+  const wchar_t* cleared;  // the client whose flag is cleared after it
   const char* shown;
 };
 
-// In the order in which they are done.
+// In the order of execution.
 constexpr Delayed kDelayed[] = {
     {L"OE", L"OL", "nDelayEnableOE = %d2 nDelayEnableOL = %d0 nDelayEnableWLM = %d0"},
     {L"OL", L"OE", "nDelayEnableOE = %d0 nDelayEnableOL = %d2 nDelayEnableWLM = %d0"},
@@ -163,7 +163,7 @@ TEST_CASE("switching off looks at no flags, deactivates the clients and tells th
   SwitchWorld world;
   SwitchOnBefore(world);
   const LogCapture capture;
-  Lines beforeEvent;  // the monitors are told behind the line that says so
+  Lines beforeEvent;  // the monitors are told after the line about it
   const OnCall set("SetEvent", &::SetEvent, [&] { beforeEvent = capture.Lines(); });
   const Lines log = world.Switch(false);
   CHECK(world.result);

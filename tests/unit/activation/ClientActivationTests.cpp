@@ -1,4 +1,4 @@
-// Each client switched on and off: what is written where, and what is said when it cannot be.
+// Each client is switched on and off: what is written where, and what is logged if that fails.
 #include "activation/ClientActivation.h"
 
 #include <doctest/doctest.h>
@@ -147,7 +147,7 @@ TEST_CASE("a monitored client's monitor is started at every log-on while it is o
     CHECK_LINES(off.log, {});
     CHECK(off.registry.size() == 1);
     CHECK(SwitchedMachine::RunValue(client.name).empty());
-    const Switched again = Run(machine, client.deactivate);  // what is not there is told and counts
+    const Switched again = Run(machine, client.deactivate);  // a missing value is a failure
     CHECK_FALSE(again.result);
     CHECK_LINES(again.log, {client.deleteFailure});
   }
@@ -185,7 +185,7 @@ TEST_CASE("a command that there is no memory for counts as one that cannot be wr
   using OrCommonTests::HeapLimit;
   for (const MonitoredClient& client : kMonitoredClients) {
     const SwitchedMachine machine;
-    client.activate(kInstallPath, 7, SwitchedMachine::kUser);  // what is kept for good is taken now
+    client.activate(kInstallPath, 7, SwitchedMachine::kUser);  // what stays allocated is allocated now
     client.deactivate(kInstallPath, 7, SwitchedMachine::kUser);
     const LogCapture log;
     bool result = false;

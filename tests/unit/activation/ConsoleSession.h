@@ -1,5 +1,5 @@
-// The console session as the product sees it: the calls with which it reaches the user are noted in order, answered as
-// told, and passed on to Windows otherwise, so that tokens, libraries and the thread's identity are real ones.
+// The console session as the product sees it. The calls that reach the user are noted in order. Some get a prepared
+// answer. The others go to Windows, so that tokens, libraries and the thread's identity are real.
 //
 //   ConsoleSession session;
 //   session.createBlockError = ERROR_ACCESS_DENIED;
@@ -27,10 +27,10 @@ class ConsoleSession {
   ConsoleSession() = default;
   ConsoleSession(const ConsoleSession&) = delete;
   ConsoleSession& operator=(const ConsoleSession&) = delete;
-  // The thread acts as itself again, whatever the product left behind.
+  // Afterwards the thread acts as itself again, whatever the product did.
   ~ConsoleSession() { ::SetThreadToken(nullptr, nullptr); }
 
-  // ---- answers. An error code other than 0: the call fails with it and does nothing.
+  // ---- answers. With an error code other than 0, the call fails with it and does nothing.
   DWORD sessionId = 7;
   DWORD tokenError = ERROR_SUCCESS;        // WTSQueryUserToken
   DWORD impersonateError = ERROR_SUCCESS;  // ImpersonateLoggedOnUser
@@ -40,23 +40,23 @@ class ConsoleSession {
   DWORD nameExError = ERROR_SUCCESS;  // GetUserNameExW
   DWORD nameError = ERROR_SUCCESS;    // GetUserNameW
   DWORD loadProfileError = ERROR_SUCCESS;
-  std::set<std::string> missingEntries;     // functions that no library has
+  std::set<std::string> missingEntries;     // functions that no library contains
   std::set<std::wstring> missingLibraries;  // as the product writes their names
 
   // ---- what happened
   const Lines& Calls() const { return calls_; }
-  // Tokens, processes, environment blocks, profiles and libraries that are still held.
+  // Tokens, processes, environment blocks, profiles and libraries that are not given back yet.
   Lines NotGivenBack() const;
-  // Libraries that the product first loaded, or looked for in vain, while the thread acted as the user.
+  // Libraries that the product first loaded, or did not find, while the thread acted as the user.
   const Lines& LoadedAsUser() const { return loadedAsUser_; }
   static bool ThreadActsAsUser();
-  // "token", or "" for no handle that was given out.
+  // "token", or "" for a handle that was not given out.
   std::string NameOf(HANDLE handle) const;
   // A handle that the product has to close.
   HANDLE GiveOut(HANDLE handle, const std::string& name);
 
  private:
-  // FALSE with this last-error code, or what the function itself does.
+  // FALSE with this last-error code, or the result of the function itself.
   template <class Function, class... Arguments>
   static BOOL Answer(DWORD error, const char* library, const char* function, Arguments... arguments) {
     if (error != ERROR_SUCCESS) {
@@ -155,7 +155,7 @@ class ConsoleSession {
              (format == kNameSamCompatible ? "domain and user" : std::to_string(format)) + " " +
              std::to_string(*length) + Identity());
         if (nameExError != ERROR_SUCCESS) {
-          *length = 300;  // a buffer that is too small is told the size; nobody may take it for that of the next try
+          *length = 300;  // a buffer that is too small gets the size, which must not be used for the next try
         }
         return static_cast<BOOLEAN>(Answer<BOOLEAN(WINAPI*)(int, wchar_t*, ULONG*)>(
             nameExError, "secur32.dll", "GetUserNameExW", format, name, length));
@@ -178,9 +178,9 @@ class ConsoleSession {
                                               --profiles_;
                                               return TRUE;
                                             }};
-  // Before all answers.
+  // The newest redirection, so it is called before all answers.
   FailWhere missEntry_{"GetProcAddress", &::GetProcAddress, [this](HMODULE, LPCSTR name) -> DWORD {
-                         // Functions are also asked for by number, in place of the pointer to the name.
+                         // Functions can also be requested by number, in place of the pointer to the name.
                          const bool byName = reinterpret_cast<ULONG_PTR>(name) > 0xFFFF;
                          return byName && missingEntries.count(name) != 0 ? ERROR_PROC_NOT_FOUND : ERROR_SUCCESS;
                        }};

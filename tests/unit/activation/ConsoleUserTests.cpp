@@ -1,4 +1,4 @@
-// Who the console user is; with everything given back and the thread being itself afterwards.
+// Who the console user is. Afterwards everything is given back and the thread acts as itself.
 #include "activation/ConsoleUser.h"
 
 #include <doctest/doctest.h>
@@ -78,7 +78,7 @@ TEST_CASE("an account whose identifier cannot be read or written out has none") 
   }
 }
 
-// Every way: tests/unit/FrwkCommon/ConsoleUserScopeTests.cpp.
+// All cases: tests/unit/FrwkCommon/ConsoleUserScopeTests.cpp.
 TEST_CASE("where the thread cannot act as the user there is no identifier") {
   for (const bool found : {false, true}) {
     ConsoleSession session;

@@ -1,5 +1,5 @@
-// The switch when clients cannot be switched. Activating one never fails as things are, so this program brings clients
-// of its own: they stand in the place of ClientActivation.cpp, which the linker then leaves out.
+// The switch when clients cannot be switched. The real activation never fails at present. So this program has fake
+// clients instead of ClientActivation.cpp, which the linker then leaves out.
 #include <doctest/doctest.h>
 
 #include <string>
@@ -96,7 +96,7 @@ TEST_CASE("every client is switched, whichever fails, and any failure fails the 
         wanted = Joined({wanted, Error("!!! SetAntiSpamEnable() - failed on VELA_ActivateAll()")});
       }
       REQUIRE(log.size() > wanted.size());
-      const auto first = log.begin() + (enable ? 1 : 0);  // behind the line about the flags
+      const auto first = log.begin() + (enable ? 1 : 0);  // after the line about the flags
       CHECK_LINES(Lines(first, first + static_cast<std::ptrdiff_t>(wanted.size())), (wanted));
       CHECK_LINES(steps, (wantedSteps));
       CHECK_LINES(vista.world.monitors.Starts(), (enable ? monitors : Lines{}));

@@ -1,4 +1,4 @@
-// The start of the monitors on a Windows that has no Outlook Express; WindowsVersionTests.cpp has the others.
+// The start of the monitors on a Windows without Outlook Express. WindowsVersionTests.cpp tests the others.
 #include "activation/MonitorLaunch.h"
 
 #include <doctest/doctest.h>
@@ -42,7 +42,7 @@ TEST_CASE("the monitor is started with the error mode of who started this proces
         (SEM_NOALIGNMENTFAULTEXCEPT | SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX));
 }
 
-// Every way: tests/unit/FrwkCommon/ConsoleUserScopeTests.cpp.
+// All cases: tests/unit/FrwkCommon/ConsoleUserScopeTests.cpp.
 TEST_CASE("without a user to start a monitor for nothing is started, nothing is said and nothing is wrong") {
   for (const bool found : {false, true}) {
     ConsoleSession session;

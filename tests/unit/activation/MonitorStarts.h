@@ -1,5 +1,5 @@
-// The starts of the monitors: what CreateProcessAsUserW is asked for. No process is started; the handles given out are
-// real ones that the session looks after.
+// The starts of the monitors: the arguments of CreateProcessAsUserW. No process is started. The returned handles are
+// real, and the session checks them.
 #pragma once
 
 #include <windows.h>
@@ -21,7 +21,7 @@ class MonitorStarts {
   const std::vector<UINT>& ErrorModes() const { return errorModes_; }
 
  private:
-  // All but its size.
+  // Everything but its size.
   static bool IsZeroed(const STARTUPINFOW& startup) {
     const auto* const bytes = reinterpret_cast<const char*>(&startup);
     return startup.cb == sizeof startup &&

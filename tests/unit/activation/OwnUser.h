@@ -1,4 +1,4 @@
-// The user whom the test itself runs for, found without the product.
+// The user of the test process, found without the product.
 #pragma once
 
 #include <windows.h>
@@ -9,7 +9,7 @@
 
 namespace TestSupport {
 
-// The name of the user whom this process runs for: "domain\user", or the user alone.
+// The name of the user of this process: "domain\user", or the user alone.
 inline std::wstring OwnName(bool withDomain) {
   wchar_t user[257] = {};
   DWORD length = 257;
@@ -23,7 +23,7 @@ inline std::wstring OwnName(bool withDomain) {
   return std::wstring(computer) + L"\\" + user;
 }
 
-// That user's identifier, out of the process's own token.
+// That user's identifier, from the process's own token.
 inline std::wstring OwnSid() {
   HANDLE token = nullptr;
   BYTE user[256] = {};

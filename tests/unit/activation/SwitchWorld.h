@@ -1,4 +1,4 @@
-// Everything around the switch: the machine, its console session, the running clients, and what it would start.
+// The environment of the switch: the machine, its console session, the running clients, and what it would start.
 #pragma once
 
 #include "activation/AntiSpamSwitch.h"
@@ -11,7 +11,7 @@
 
 namespace TestSupport {
 
-// The monitors' shutdown event and the pause while it is set: every call, in order, as a line.
+// The monitors' shutdown event and the pause while it is set: every call, in order, one line each.
 class ShutdownCalls {
  public:
   const Lines& Calls() const { return calls_; }
@@ -51,7 +51,7 @@ struct SwitchWorld {
   RegistrationChild regsvr32;
   ShutdownCalls shutdown;
 
-  // What the switch wrote to the log; its result goes to `result`.
+  // What the switch wrote to the log; its return value is stored in `result`.
   Lines Switch(bool enable) {
     const LogCapture log;
     result = CProviderAntiSpam().SetAntiSpamEnable(enable, L"C:\\VELA", 0);
@@ -69,12 +69,12 @@ inline Lines Error(const std::string& text) {
   return {"LOG_ERROR: " + text};
 }
 
-// The process's own user as the session line tells it.
+// The user of this process, as the session line names it.
 inline std::string SessionLine(const std::string& sid, const std::string& sessionId = "7") {
   return "CProviderAntiSpam::SetAntiSpamEnable() - dwSessionId:" + sessionId + ", szSID: " + sid;
 }
 
-// A shutdown that was signalled, as calls.
+// The calls for a shutdown that was signalled.
 inline Lines SignalledCalls() {
   return {"CreateEventW Global\\{DD2A6866-95FD-47a8-A48D-CDB025648C09} manual", "SetEvent", "Sleep 100", "ResetEvent",
           "CloseHandle"};

@@ -15,7 +15,7 @@ constexpr wchar_t kRoot[] = L"C:\\VelaTest\\Switch";
 constexpr wchar_t kTestUsers[] = L"S-1-5-21-1-2-3-";
 constexpr wchar_t kOfficeKey[] = L"Software\\Microsoft\\Office";
 
-// Of the lines of a key that hold `part`, what stands from it on, or behind it.
+// From the lines of a key that contain `part`: the text from it on, or after it.
 Lines LinesFrom(HKEY root, const std::wstring& key, const std::string& part, bool behind) {
   RegistrySnapshot snapshot;
   snapshot.Add(root, key, KEY_WOW64_64KEY);

@@ -1,5 +1,5 @@
-// A machine on which filtering is switched: its registry without any of the product's marks, before and after a test,
-// and a common data folder of the test's own.
+// A machine on which filtering is switched. Before and after a test, its registry contains nothing of the product. The
+// test has a separate common data folder.
 #pragma once
 
 #include <windows.h>
@@ -20,7 +20,7 @@ class SwitchedMachine {
   static constexpr wchar_t kCoreAgentKey[] = L"Software\\OrvaneLabs\\CoreAgent\\VELA";
   static constexpr wchar_t kAddinKey[] = L"Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent";
   static constexpr wchar_t kRunKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Run";
-  // A user who is logged on; not the one whom the test runs for.
+  // A user who is logged on, but not the user of the test.
   static constexpr wchar_t kUser[] = L"S-1-5-21-1-2-3-1001";
 
   SwitchedMachine();
@@ -33,11 +33,11 @@ class SwitchedMachine {
   // The registry where the switch writes: the add-in keys of the machine and of all hives, the Run key, the shared
   // settings.
   RegistrySnapshot Registry() const;
-  // "LoadBehavior" of a hive's add-in key; -1 where there is none. No hive: the machine's.
+  // "LoadBehavior" of a hive's add-in key; -1 if it does not exist. No hive: the machine's key.
   int LoadBehavior(const std::wstring& hive = {}) const;
   static std::wstring RunValue(const wchar_t* name);
 
-  // The machine's flags of registrations that were put off.
+  // The machine's flags of delayed registrations.
   void SetFlags(DWORD outlookExpress, DWORD outlook, DWORD windowsLiveMail) const;
   Lines Flags() const;
 

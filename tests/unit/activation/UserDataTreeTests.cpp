@@ -1,6 +1,5 @@
-// The folders of one user's data, and whose identity names them. An identity is text of the user's choosing, and the
-// folders that it names are opened to everyone with machine rights: nothing that it can say leads out of the user's
-// tree.
+// The folders of one user's data, and whose identity names them. The user chooses the text of the identity, and a
+// process with machine rights opens these folders to everyone. No identity may lead out of the user's tree.
 #include "activation/UserDataTree.h"
 
 #include <doctest/doctest.h>
@@ -35,11 +34,11 @@ void StoreIdentity(const std::wstring& identity) {
   MakeKey(UsersKey(SwitchedMachine::kUser + std::wstring(L"\\Identities")), {{L"Last User ID", identity}});
 }
 
-// What becomes of each level: the folders that are made, with the number of entries in the access list that they are
-// given, and the folders and files whose access list is renewed. Paths below the common data folder.
+// What happens to each level: the folders that are created, with the number of entries in their access control list,
+// and the folders and files that get a new list. Paths below the common data folder.
 class FolderCalls {
  public:
-  // Making the folders with the numbers in `refused`, counted from 1, fails.
+  // Creating the folders with the numbers in `refused`, counted from 1, fails.
   explicit FolderCalls(std::vector<int> refused = {}) : refused_(std::move(refused)) {}
 
   const Lines& Calls() const { return calls_; }
@@ -76,7 +75,7 @@ class FolderCalls {
                 [this](LPCWSTR path, SECURITY_INFORMATION, const void*) { calls_.push_back("renew " + Shown(path)); }};
 };
 
-// Builds the tree; what was done for it. The identity goes to `userId`.
+// Builds the tree and returns what was done. The identity is stored in `userId`.
 Lines Build(MailClient client, std::wstring& userId, std::vector<int> refused = {}) {
   const FolderCalls calls(std::move(refused));
   BuildUserDataTree(client, SwitchedMachine::kUser, userId);
@@ -178,7 +177,7 @@ TEST_CASE("below a level that cannot be made the tree goes on from the root, whi
           path.clear();
         }
         if (!hasIdentity && level == 2 && refused.front() > 3) {
-          wanted.push_back("renew " + path);  // in the place of the identity's level, where the way leads from the top
+          wanted.push_back("renew " + path);  // at the level of the identity, so the path is built from the root
         }
       }
       CHECK_LINES(BuildForOutlook(refused), (wanted));
@@ -196,7 +195,7 @@ TEST_CASE("a root that is missing is not made: it would be open to everyone") {
 TEST_CASE("a link in a folder's place is not followed: what it leads to is neither opened nor filled") {
   struct Case {
     std::string place;
-    std::string next;  // what is made behind it
+    std::string next;  // what is created after it
   };
   for (const Case& linked :
        {Case{"Orvane Labs", "OL"}, Case{"Orvane Labs\\OL", "Users"}, Case{"Orvane Labs\\OL\\Users", "{ID}"},
@@ -254,9 +253,9 @@ TEST_CASE("an identity that is no plain name names no folder, and the log goes b
 
 TEST_CASE("below the root nothing that exists already is opened, whose ever it is") {
   struct Case {
-    const wchar_t* blocked;  // the level that a file has the place of; empty: the identity is refused
+    const wchar_t* blocked;  // the level whose name a file has; empty: the identity is refused
     const wchar_t* identity;
-    std::wstring others;  // a folder below the root that the tree then meets
+    std::wstring others;  // an existing folder below the root that the tree would use
   };
   for (const Case& planted :
        {Case{L"", L"..", L"log"}, Case{L"Orvane Labs\\OL\\Users\\{ID}", L"{ID}", L"log"},

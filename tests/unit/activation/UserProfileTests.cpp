@@ -1,4 +1,4 @@
-// The console user's profile loaded and given back, with the thread being itself afterwards.
+// The console user's profile is loaded and given back. Afterwards the thread acts as itself.
 #include <doctest/doctest.h>
 
 #include <algorithm>
@@ -45,7 +45,7 @@ TEST_CASE("a profile is loaded for the user's name by the program itself, and th
   CHECK_LINES(log.Lines(), {});
   CHECK_LINES(session.NotGivenBack(), {});
   CHECK_LINES(session.LoadedAsUser(), {});
-  // What Windows loads to name the user is loaded before the thread acts as the user.
+  // The libraries that Windows needs to name the user are loaded before the thread acts as the user.
   const auto end = loaded.names.begin() + static_cast<std::ptrdiff_t>(loadedBefore);
   for (const wchar_t* const library : {L"secur32.dll", L"userenv.dll"}) {
     CHECK(std::find(loaded.names.begin(), end, library) != end);

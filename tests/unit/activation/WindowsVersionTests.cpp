@@ -1,5 +1,5 @@
-// The switch on each Windows that answers its version tests in another way. What Windows says is asked once per
-// process: each run of this program has one answer, named by the environment. tests/matrix shows the versions between.
+// The switch on each Windows with different results of the version tests. The product asks Windows once per process:
+// each run of this program has one answer, named by the environment. tests/matrix has the versions between.
 #include <doctest/doctest.h>
 
 #include <string>
@@ -16,7 +16,7 @@ namespace {
 
 constexpr char kNoSession[] = "*** CProviderAntiSpam::SetAntiSpamEnable() - failed to get active session id. error=0";
 
-constexpr std::size_t kFormatBuffer = 256 * sizeof(wchar_t);  // bytes; the smallest that a path is formatted into
+constexpr std::size_t kFormatBuffer = 256 * sizeof(wchar_t);  // bytes; the smallest buffer for a path
 
 struct ReportedWorld {
   WindowsOfThisRun windows;
@@ -30,7 +30,7 @@ struct ReportedWorld {
   }
 };
 
-// As the parts of the log name a client: "activated", "deactivated".
+// The name of a client in the log: "activated", "deactivated".
 Lines Switched(const ReportedWorld& reported, const std::string& how) {
   Lines lines;
   for (const Client& client : Clients()) {

@@ -1,4 +1,4 @@
-// From the command line to the exit code. What the commands themselves do is tested with them.
+// From the command line to the exit code. The commands themselves have their own tests.
 #include "cli/CommandDispatcher.h"
 
 #include <doctest/doctest.h>
@@ -15,7 +15,7 @@ using namespace TestSupport;
 
 namespace {
 
-// A command line, as the runtime hands it to the program.
+// A command line, as the runtime passes it to the program.
 class CommandLineRun {
  public:
   explicit CommandLineRun(std::vector<std::wstring> arguments) : texts_(std::move(arguments)) {
@@ -32,8 +32,8 @@ class CommandLineRun {
   std::vector<wchar_t*> pointers_;
 };
 
-// A machine on which every command ends soon, at one moment: no console session, nothing runs, regsvr32.exe cannot be
-// started.
+// A machine with a fixed time on which every command ends soon: no console session, no running processes, and
+// regsvr32.exe cannot be started.
 struct Dispatch {
   InstallWorld world;
   CommandLineGiven before{L"C:\\source before", L"C:\\destination before"};
@@ -79,7 +79,7 @@ struct Command {
   const wchar_t* name;
   const char* banner;
   int result;
-  const char* own;  // part of a line that this command alone writes
+  const char* own;  // part of a line that only this command writes
 };
 
 // On this machine every command ends soon.

@@ -11,7 +11,7 @@
 
 namespace TestSupport {
 
-// A variable of the environment that started programs see; gone at the end.
+// A variable in the environment of started programs; removed at the end.
 class EnvironmentVariable {
  public:
   EnvironmentVariable(const wchar_t* name, const std::wstring& value) : name_(name) {
@@ -25,7 +25,7 @@ class EnvironmentVariable {
   const wchar_t* name_;
 };
 
-// Its exit code; 0xFFFFFFFF where it did not end.
+// Its exit code; 0xFFFFFFFF if it did not end.
 inline DWORD RunProbe(const std::vector<std::wstring>& arguments) {
   TestProcess probe(BuildFolder() + L"\\tests\\unit.cli.probe.exe", arguments);
   const ProcessOutcome outcome = probe.Finish(20000);

@@ -1,12 +1,12 @@
-// The run log in a process of its own: it is opened before wmain starts, and an unwritable character ends it for good.
+// The run log in a separate process: it is opened before wmain starts, and an invalid character ends it permanently.
 //
 //   probe entries <text>...    writes each text as an entry; exit code 42
-//   probe command <argument>...  runs the command line that the arguments make; its exit code
+// probe command <argument>...  runs the command line that the arguments form; its exit code
 //
 // Environment:
-//   VELA_PROBE_WINDOWS  what Windows names as its folder: a path, "none" (it cannot), "needs <n>" (that many characters
-//                       are wanted), "long <n>" (a path of that many)
-//   VELA_PROBE_REPORT   file that gets the calls made before wmain, a line each
+// VELA_PROBE_WINDOWS  the Windows folder that Windows reports: a path, "none" (it fails), "needs <n>" (it needs a
+//                       buffer of n characters), "long <n>" (a path of n characters)
+//   VELA_PROBE_REPORT   file that gets the calls made before wmain, one line each
 //   VELA_PROBE_FULL     number of the write to the log at which the disk is full, once
 #include <windows.h>
 
@@ -44,7 +44,7 @@ unsigned NumberBehind(const std::wstring& text) {
   return static_cast<unsigned>(std::wcstoul(text.c_str() + text.find(L' '), nullptr, 10));
 }
 
-// Stands before every other object of the program (see below), so that it sees how the log is opened.
+// Constructed before every other object of the program (see below), so that it sees how the log is opened.
 class Machine {
  public:
   Machine()
@@ -110,7 +110,7 @@ class Machine {
 };
 
 #if defined(_MSC_VER)
-#pragma warning(disable : 4073)  // "initializers put in library initialization area": that is the point
+#pragma warning(disable : 4073)  // "initializers put in library initialization area": this is intended
 #pragma init_seg(lib)
 Machine g_machine;
 #else

@@ -1,5 +1,5 @@
-// Where the run log lies and how it is opened. What a run does without it, and how it goes on in one that exists:
-// tests/scenarios/RunLogTests.cpp.
+// The path of the run log, and how it is opened. tests/scenarios/RunLogTests.cpp tests a run without it, and a run that
+// continues an existing log.
 #include <doctest/doctest.h>
 
 #include "tests/support/FileSnapshot.h"
@@ -12,7 +12,7 @@ using namespace TestSupport;
 
 namespace {
 
-// A Windows folder of its own, with its \Temp.
+// A separate Windows folder, with its \Temp.
 struct ProbeWindows {
   ScratchFolder folder{L"Windows"};
   EnvironmentVariable windows{L"VELA_PROBE_WINDOWS", folder.Path()};
@@ -23,7 +23,7 @@ struct ProbeWindows {
   std::string Report() const { return FileContent(folder.Path(L"report.txt")); }
 };
 
-// The folder in which the log was looked for.
+// The folder in which the product looked for the log.
 std::string AskedFor(const std::wstring& answer) {
   const ProbeWindows windows;
   const EnvironmentVariable other(L"VELA_PROBE_WINDOWS", answer);
@@ -71,7 +71,7 @@ TEST_CASE("a write that fails once loses the entries behind it, and nothing else
   const ProbeWindows windows;
   const EnvironmentVariable full(L"VELA_PROBE_FULL", L"2");
   CHECK(RunProbe({L"entries", L"one", L"two", L"three", L"four"}) == 42);
-  // The second write is the one that the second entry begins with. What it held is written when the program ends.
+  // The second write begins with the second entry. The rest is written when the program ends.
   CHECK(FileContent(windows.log) == "\r\nLOG_INFO : one\r\n");
 }
 

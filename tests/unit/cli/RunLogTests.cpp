@@ -1,4 +1,4 @@
-// How an entry of the run log is made.
+// The format of an entry of the run log.
 #include "cli/RunLog.h"
 
 #include <doctest/doctest.h>
@@ -39,7 +39,7 @@ TEST_CASE("levels, texts and numbers, one behind the other without separators; t
   RunLog::Warn() << static_cast<DWORD>(0xFFFFFFFFU) << L" " << 4294967295U << L" " << static_cast<DWORD>(2147680509);
   RunLog::Event() << true << false;
   RunLog::Info() << L"\u00A0Caf\u00E9\u00FF";
-  // A line break of its own leaves an empty line, one in the middle has no prefix behind it.
+  // A separate line break makes an empty line. After one in the middle there is no prefix.
   RunLog::Info() << L"banner\n";
   RunLog::Info() << L" cmd:-I" << std::endl << L" src:a" << std::endl << L"dest:b";
   CHECK_LINES(log.Lines(), {"LOG_ERROR: atextviewbuffernarrow", "LOG_INFO : 0 -520159231 1234567",
@@ -51,7 +51,7 @@ TEST_CASE("levels, texts and numbers, one behind the other without separators; t
 
 TEST_CASE("no part touches the last error, so that each may print it") {
   const LogCapture log;
-  // As a write to a slow or a full disk may leave it behind.
+  // A write to a slow or full disk may leave this.
   ImportRedirection write("_write", [&](int file, const void* text, unsigned size) -> int {
     const int written = write.Original<int(WINAPI*)(int, const void*, unsigned)>()(file, text, size);
     ::SetLastError(ERROR_DISK_FULL);
@@ -60,7 +60,7 @@ TEST_CASE("no part touches the last error, so that each may print it") {
   ::SetLastError(4711);
   RunLog::Error() << L"failed: " << 1 << " " << 1U << 1UL << true << std::endl << L"code " << ::GetLastError();
   CHECK(::GetLastError() == 4711);
-  RunLog::Warn() << std::wstring(100000, L'x') << ::GetLastError();  // far more than the stream holds back
+  RunLog::Warn() << std::wstring(100000, L'x') << ::GetLastError();  // far more than the stream buffers
   CHECK(::GetLastError() == 4711);
   RunLog::Event() << L"";
   CHECK(::GetLastError() == 4711);

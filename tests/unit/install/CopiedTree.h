@@ -15,7 +15,7 @@ namespace TestSupport {
 
 inline constexpr int kCopyNow = 0;
 
-// Made in the order in which the file system lists them, files and folders mixed.
+// Created in the order in which the file system lists them, files and folders mixed.
 struct CopiedTree {
   PendingMoves pending;
   ScratchFolder folder{L"Tree"};
@@ -32,7 +32,7 @@ struct CopiedTree {
   void MakeDestination(const std::wstring& name, const std::string& content = "old") const {
     folder.MakeFile(L"dst\\" + name, content, 1);
   }
-  // The result, whether a restart is needed, and the lines of the log.
+  // The result, the flag for a restart, and the lines of the log.
   Lines Copy(int moveAtRestart = kCopyNow) const {
     const LogCapture log;
     const CountCalls searches("FindFirstFileW");

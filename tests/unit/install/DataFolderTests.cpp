@@ -1,5 +1,4 @@
-// Where the files go, with the ANSI code page 1252. What another code page makes of it:
-// tests/scenarios/CodePageTests.cpp.
+// The target folder of the files, with the ANSI code page 1252. Other code pages: tests/scenarios/CodePageTests.cpp.
 #include "install/DataFolder.h"
 
 #include <doctest/doctest.h>
@@ -42,7 +41,8 @@ TEST_CASE("a byte above 127 in the destination's name counts as part of a double
                          Row{L"C:\\a~\x7F", -1, L"C:\\a~\x7F\\Orvane Labs\\"},
                          Row{L"C:\\Caf\u00E9\\\u00FC", 6, L"C:\\ProgramData\\Orvane Labs\\"},
                          Row{L"\u20ACuro", 0, L"C:\\ProgramData\\Orvane Labs\\"},
-                         // What the code page lacks becomes question marks, which nobody sees.
+                         // Characters that the code page lacks become question marks, and the check does not notice
+                         // them.
                          Row{L"C:\\\u65E5\u672C", -1, L"C:\\\u65E5\u672C\\Orvane Labs\\"}}) {
     CAPTURE(ToUtf8(row.destination));
     const CommandLineGiven given(L"C:\\\u00E9", row.destination);

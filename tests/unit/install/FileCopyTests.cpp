@@ -116,7 +116,7 @@ TEST_CASE("a source or a destination that cannot be opened fails the copy with t
       CopiedFile file("new", 2);
       file.folder.MakeFile(L"destination.txt", "kept", 1);
       {
-        // The source, the destination for its time, and the destination anew, where access denied has a second try.
+        // The source, the destination for its time, and the destination again: access denied has a second try.
         const FailCall open("CreateFileW", sourceFails ? Calls::Only(1) : Calls::From(3), wanted);
         file.Copy();
       }
@@ -170,10 +170,10 @@ TEST_CASE("a write that fails, or writes less than was read, fails the copy") {
       file.Copy();
     }
     CHECK_FALSE(file.copied);
-    CHECK(file.error == ERROR_DISK_FULL);  // a short write has no code of its own
+    CHECK(file.error == ERROR_DISK_FULL);  // a short write has no separate code
     CHECK(file.closed);
     CHECK(FileContent(file.destination) == std::string(isShort ? 16382 : 16383, 'a'));
-    // Neither times nor attributes: equal times would make the torn file count as up to date ever after.
+    // Neither times nor attributes: with equal times, the incomplete file would always count as up to date.
     CHECK_LINES(LinesWith(file.calls, "SetFile"), {});
   }
 }
@@ -208,7 +208,7 @@ TEST_CASE("every handle is given back, whichever call fails") {
     }
     CHECK(file.closed);
   }
-  CHECK(failing == 14);  // thirteen calls, and one copy in which none was left to fail
+  CHECK(failing == 14);  // thirteen calls, and one copy after the last call that can fail
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// A folder tree, copied into a folder that exists. What goes wrong: FolderTreeFailureTests.cpp.
+// A folder tree is copied into an existing folder. Failures: FolderTreeFailureTests.cpp.
 #include <doctest/doctest.h>
 
 #include "tests/support/CallWatch.h"

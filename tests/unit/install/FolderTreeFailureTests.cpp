@@ -1,4 +1,4 @@
-// A folder tree of which something cannot be copied.
+// A folder tree with entries that cannot be copied.
 #include <doctest/doctest.h>
 
 #include "tests/support/CallWatch.h"

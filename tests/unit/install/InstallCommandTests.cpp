@@ -1,4 +1,4 @@
-// What a run of install or upgrade does not show from outside: its calls, and single calls that fail. Whole runs:
+// Parts of install and upgrade that are not visible from outside: the calls, and single calls that fail. Whole runs:
 // tests/scenarios and tests/matrix.
 #include "install/InstallCommand.h"
 
@@ -82,10 +82,10 @@ TEST_CASE("a settings key that cannot be made, or a path that cannot be written,
 
 struct Switch {
   const char* name;
-  int stored;  // -1: not at all
+  int stored;  // -1: no call
   const wchar_t* running;
   Calls listsFailing;
-  unsigned lists;  // of processes that are taken
+  unsigned lists;  // of process snapshots
   const char* line;
   int left;
   DWORD loadBehavior;
@@ -95,7 +95,7 @@ TEST_CASE("a switch that is on asks for each client until one runs, and is then 
   const char* const missing = "LOG_INFO : QueryStringValue Fail, keyName:VELAEnable, nError:2";
   const char* const nobody = "LOG_INFO : There is no any Mail Client Running.";
   const char* const some = "LOG_INFO : There is a Mail Client Running.";
-  const auto all = static_cast<unsigned>(Clients().size());  // each registration takes one list, too
+  const auto all = static_cast<unsigned>(Clients().size());  // each registration takes one snapshot, too
   for (const Switch& row : {
            Switch{"missing", -1, L"x.exe", Calls::None(), all, missing, 0, kDoNotLoad},
            {"off", 0, L"outlook.exe", Calls::None(), all, "", 0, kDoNotLoad},

@@ -26,7 +26,7 @@ struct System {
   DWORD minor;
   BYTE type;
   WORD processor;
-  bool afterVista;  // reported as 6.x: Outlook Express and Windows Mail are gone
+  bool afterVista;  // reported as 6.x, without Outlook Express and Windows Mail
   bool outlook2002;
 };
 
@@ -34,7 +34,7 @@ constexpr WORD kAmd64 = PROCESSOR_ARCHITECTURE_AMD64;
 constexpr System kSystems[] = {
     {"xp_x64", 5, 2, VER_NT_WORKSTATION, kAmd64, false, false},
     {"server_2003", 5, 2, VER_NT_SERVER, kAmd64, false, true},
-    {"server_2008_itanium", 6, 0, VER_NT_SERVER, PROCESSOR_ARCHITECTURE_IA64, false, true},  // runs no AMD64 files
+    {"server_2008_itanium", 6, 0, VER_NT_SERVER, PROCESSOR_ARCHITECTURE_IA64, false, true},  // cannot run AMD64 files
     {"vista", 6, 0, VER_NT_WORKSTATION, kAmd64, false, true},
     {"windows_7", 6, 1, VER_NT_WORKSTATION, kAmd64, true, true},
     {"windows_10", 10, 0, VER_NT_WORKSTATION, kAmd64, false, true},

@@ -30,7 +30,7 @@ DWORD InstallWorld::LoadBehavior() const {
   return lines.empty() ? 0 : std::stoul(lines.front().substr(lines.front().rfind(' ')));
 }
 
-// The machine's own goes with the keys of Office.
+// The machine's add-in key is removed with the keys of Office.
 void InstallWorld::ForgetAddins() {
   for (const std::wstring& hive : SubkeyNames(UsersKey(L""))) {
     RemoveKey(UsersKey(hive + L"\\Software\\Microsoft\\Office"));

@@ -1,5 +1,5 @@
-// A machine on which install and upgrade run within the test: an installation source, a destination, no mail client and
-// nothing registered; regsvr32.exe is stood in for.
+// A machine for install and upgrade inside the test process: an installation source, a destination, no mail client,
+// nothing registered, and a fake regsvr32.exe.
 #pragma once
 
 #include <windows.h>
@@ -33,7 +33,7 @@ class InstallWorld {
   void StoreSwitch(DWORD value) const { productKey.Set({}, {L"VELAEnable", value}); }
   // "VELAEnable" and "VELAInstallPath" as they are stored.
   Lines Settings() const;
-  // How Outlook is told to load the add-in: 3 at its start, 2 not; 0 where the add-in is not registered.
+  // How Outlook loads the add-in: 3 at its start, 2 never; 0 if the add-in is not registered.
   DWORD LoadBehavior() const;
 
  private:

@@ -1,4 +1,4 @@
-// An installation source with one telling file in every folder of it.
+// An installation source with one distinct file in every folder.
 #pragma once
 
 #include "tests/support/Clients.h"

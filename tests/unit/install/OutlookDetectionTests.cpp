@@ -1,4 +1,4 @@
-// Is Outlook installed, which release is it, and where.
+// Whether Outlook is installed, which release, and where.
 #include "install/OutlookDetection.h"
 
 #include <doctest/doctest.h>
@@ -110,7 +110,7 @@ TEST_CASE("the folder in the program's own view goes first, the other is not loo
   std::wstring folder;
   CHECK(GetOutlookInstallPath(folder));
   CHECK(folder == L"C:\\VelaTest\\Office\\");
-  // The release itself is looked up in the 32-bit view alone.
+  // The release itself is looked up only in the 32-bit view.
   outlook.office32.Delete();
   CHECK(GetOutlookVersion() == OL_NOT_INSTALLED);
   // A key without the value counts, too.
@@ -137,13 +137,13 @@ TEST_CASE("of several subkeys the first that contains the release wins, even wit
   }
 }
 
-// What the registry holds, and how far the lookup comes with it.
+// The contents of the registry, and how far the lookup gets with them.
 struct Lookup {
   const wchar_t* program;  // null: no default value
   const wchar_t* release;
   const wchar_t* folder;
   OutlookRelease found;
-  Lines lines;  // behind the first
+  Lines lines;  // after the first
 };
 
 TEST_CASE("what is registered in another way") {
@@ -218,7 +218,7 @@ TEST_CASE("every failing call ends the lookup, and every key is closed") {
     const OutlookRelease release = GetOutlookVersion();
     CHECK(trace.AllClosed());
     failed = !fault.Failed().empty();
-    // The fifth is the open that fails anyway and is followed by the one in the 32-bit view.
+    // The fifth call is the open that fails anyway. It is followed by the open in the 32-bit view.
     CHECK(release == (failed && failing != 5 ? OL_NOT_INSTALLED : OL_2010));
   }
   CHECK(failing == 9);

@@ -1,4 +1,4 @@
-// A machine on which Outlook is registered, or nearly.
+// A machine on which Outlook is registered completely or in part.
 #pragma once
 
 #include <windows.h>
@@ -10,7 +10,7 @@
 
 namespace TestSupport {
 
-// At first nothing is registered, and Outlook's folder holds an outlook.exe.
+// At first nothing is registered, and Outlook's folder contains an outlook.exe.
 struct OutlookRegistered {
   ScratchKey program{HKEY_LOCAL_MACHINE, L"Software\\Classes\\Outlook.Application", KEY_WOW64_64KEY};
   ScratchKey office64{HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Office", KEY_WOW64_64KEY};

@@ -1,4 +1,4 @@
-// A destination that is read-only, hidden or system: Windows refuses to make such a file anew, Wine does not.
+// A destination that is read-only, hidden or system: Windows refuses to create such a file again, Wine does not.
 #include <doctest/doctest.h>
 
 #include "tests/support/CallFailures.h"
@@ -12,8 +12,8 @@ namespace {
 constexpr DWORD kProtecting[] = {FILE_ATTRIBUTE_READONLY, FILE_ATTRIBUTE_HIDDEN, FILE_ATTRIBUTE_SYSTEM};
 constexpr DWORD kAllProtecting = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
 
-// A copy over an older file. The destination's attributes are those that the product gives it, kept here since Wine
-// keeps not all; CREATE_ALWAYS over one that is protected is refused as Windows refuses it.
+// A copy over an older file. The destination's attributes are stored here, because Wine does not keep all.
+// CREATE_ALWAYS over a protected file is refused, as on Windows.
 class ProtectedCopy {
  public:
   explicit ProtectedCopy(DWORD attributes) : attributes_(attributes) {
@@ -44,7 +44,7 @@ class ProtectedCopy {
       attributes_ = attributesCanBeSet ? attributes : attributes_;
       return attributesCanBeSet ? TRUE : FALSE;
     });
-    // Opened: the source, the destination for its time, the destination anew, and once more.
+    // Opened: the source, the destination for its time, the destination again, and once more.
     const FailCall open("CreateFileW", failing, failure);
     file.Copy();
   }

@@ -21,7 +21,7 @@ using namespace VELAUtility;
 
 namespace {
 
-// In the order of Clients(): a client without a step here fails the first test.
+// In the order of Clients(): for a client without a step here, the first test fails.
 using Step = int (*)(const std::wstring& source, const std::wstring& base, bool is64Bit);
 constexpr Step kSteps[] = {
     [](const std::wstring& source, const std::wstring& base, bool) { return PreInstallVELA_OL(source, base); },
@@ -79,7 +79,7 @@ TEST_CASE("each client gets its own files, the common ones over them, the rules 
 TEST_CASE("the resources are of the machine's own kind; the base folder needs no backslash") {
   for (const bool is64Bit : {false, true}) {
     const Staging staging;
-    staging.folder.MakeFolder(L"Orvane Labs\\VELA\\Resource");  // that it exists is no failure
+    staging.folder.MakeFolder(L"Orvane Labs\\VELA\\Resource");  // an existing one is no failure
     const LogCapture log;
     CHECK(PreInstallVELA_MUI(staging.source, staging.folder.Path(L"Orvane Labs"), is64Bit) == 1);
     const std::string kind = is64Bit ? "x64" : "x86";

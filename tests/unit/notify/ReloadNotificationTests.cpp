@@ -1,5 +1,5 @@
-// The running plug-ins are notified to load the engine and the pattern anew: calls, their order, and their failures.
-// Which client runs under which name on which Windows: tests/unit/settings/MailClientsTests.cpp and tests/matrix.
+// The running plug-ins are told to load the engine and the pattern again: calls, their order, and their failures. The
+// names of the clients on each Windows: tests/unit/settings/MailClientsTests.cpp and tests/matrix.
 #include "notify/ReloadNotification.h"
 
 #include <doctest/doctest.h>

@@ -16,7 +16,7 @@ struct CleanMachine : MachineWithoutOutlook {
   OwnKey nektra{MachineKey64(L"Software\\Nektra")};
 };
 
-// What is said of each client, in the order of Clients().
+// What is logged about each client, in the order of Clients().
 struct Texts {
   const char* runningAtInstall;
   const char* runningAtRemoval;
@@ -56,7 +56,7 @@ TEST_CASE("each client is (un)registered by its own modules; where it runs, and 
       }
       const RegistrationChild child;
       VELAUtility::UnregisterClient(kMailClients[index].client, L"C:\\Folder");
-      // All but Outlook keep their modules.
+      // All except Outlook keep their modules.
       CHECK(child.Starts().size() == (runs && kTexts[index].keptWhileRunning ? 0 : client.modules.size()));
       CHECK_LINES(LinesWith(log.Lines(), "still running"), (runs ? Lines{kTexts[index].runningAtRemoval} : Lines{}));
       CHECK_LINES(LinesWith(log.Lines(), "LOG_ERROR"), {});

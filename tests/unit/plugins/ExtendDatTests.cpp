@@ -1,5 +1,5 @@
-// Which cache file is deleted depends on the Windows version, which the program asks for once: every run of this
-// program is one version, named by the environment.
+// The Windows version decides which cache file is deleted. The program asks for it once: every run of this program is
+// one version, named by the environment.
 #include <windows.h>
 
 #include <shlobj.h>
@@ -27,7 +27,7 @@ namespace {
 constexpr wchar_t kOlder[] = L"Application Data\\Microsoft\\Outlook\\Extend.dat";
 constexpr wchar_t kNewer[] = L"AppData\\Local\\Microsoft\\Outlook\\Extend.dat";
 
-// A machine of this run's version, whose profiles lie in a folder of the test's own.
+// A machine of this run's version, with its profiles in a separate folder of the test.
 class Machine {
  public:
   const ScratchFolder& Profiles() const { return profiles_; }
@@ -109,7 +109,7 @@ TEST_CASE("the system's own junction is followed to the folder of the same profi
   const FolderLink foreign(profiles + L"carl", profiles + L"bert");
   const FolderLink planted(profiles + L"bert\\Application Data", profiles + roaming[0]);
   VELAUtility::DeleteOutlookExtendDat();
-  // Version 6.0 looks into the folder itself.
+  // Version 6.0 looks in the folder itself.
   const bool stays = machine.IsVersion60();
   CHECK(Exists(profiles + roaming[0] + L"\\Microsoft\\Outlook\\Extend.dat") == stays);
   CHECK(Exists(profiles + roaming[1] + L"\\Microsoft\\Outlook\\Extend.dat"));

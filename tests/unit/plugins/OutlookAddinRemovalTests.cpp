@@ -19,7 +19,7 @@ constexpr char kNoMachineKey[] = "LOG_INFO :  IsRegistryExisted(HKEY_LOCAL_MACHI
 constexpr char kMachineKeyDeleted[] = "LOG_INFO : Delete VELA_OLA.OLAgent registry Success! ";
 constexpr char kBeginRegistry[] = "LOG_INFO : Begin to delete OL relative registry ... ";
 
-// A machine whose users have no profile folders: their caches are tested by themselves.
+// A machine whose users have no profile folders: their caches have separate tests.
 struct RegisteredMachine : MachineWithoutOutlook {
   FailCall profiles{"SHGetFolderPathW", Calls::From(1), ERROR_PATH_NOT_FOUND};
 
@@ -88,7 +88,7 @@ TEST_CASE("a module that cannot be unregistered changes the result and stops not
   }
 }
 
-// How the key of the machine fares; the users' keys are deleted in any case, and each delete is told as done.
+// The result for the machine's key. The users' keys are deleted in any case, and each deletion is logged as done.
 struct MachineKey {
   const char* name;
   bool there;
@@ -115,7 +115,7 @@ TEST_CASE("whatever becomes of the machine's key, the users' keys are deleted") 
       CHECK(VELAUtility::UnregisterOutlookAddin(L"C:\\VELA_OL"));
     }
     const Lines lines = log.Lines();
-    CHECK_LINES((Lines{lines.begin() + 6, lines.end()}),  // behind three lines for each module
+    CHECK_LINES((Lines{lines.begin() + 6, lines.end()}),  // after three lines for each module
                 (Joined({{kBeginRegistry, row.line}, DeletedHives({UserHivesWorld::kUser})})));
     CHECK(machine.addin.Contents().empty() == !row.there);
     CHECK_FALSE(machine.hives.HasAddinKey(UserHivesWorld::kUser));
@@ -126,7 +126,7 @@ TEST_CASE("a parent key of a user that cannot be opened is an error, and the nex
   const RegisteredMachine machine;
   machine.hives.MakeAddinKey(UserHivesWorld::kUser);
   machine.hives.MakeAddinKey(UserHivesWorld::kUserClasses);
-  // One call for every hive asks for its key, and one more opens the parent of the first that has it.
+  // One call for each hive asks for its key, and one more opens the parent of the first hive that has it.
   unsigned before = 0;
   while (machine.hives.Names()[before] != UserHivesWorld::kUser) {
     ++before;

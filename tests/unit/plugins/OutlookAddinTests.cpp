@@ -22,7 +22,7 @@ constexpr char kEcfWithoutOutlook[] =
 
 using CleanMachine = MachineWithoutOutlook;
 
-// But for the value `without`.
+// Except for the value `without`.
 Lines AddinContents(const std::string& without = "none") {
   Lines contents = {kAddin};
   for (const char* const value :
@@ -92,7 +92,7 @@ TEST_CASE("the key is made to be written only, and each value is written through
                                 open + "4", "RegSetValueExW 4 \"FriendlyName\" REG_SZ 56 bytes", "RegCloseKey 4",
                                 open + "5", "RegSetValueExW 5 \"Description\" REG_SZ 80 bytes", "RegCloseKey 5"});
   }
-  // A key that refuses the load behaviour is no switched-off add-in.
+  // A key that refuses the load behaviour does not count as a switched-off add-in.
   const FailCall write{"RegSetValueExW", 1, ERROR_ACCESS_DENIED};
   CHECK_FALSE(VELAUtility::WriteOutlookLoadBehaviorForMachine(LoadBehavior::kDoNotLoad));
   CHECK_LINES(machine.addin.Contents(), (AddinContents()));
@@ -101,7 +101,7 @@ TEST_CASE("the key is made to be written only, and each value is written through
 TEST_CASE("a key that cannot be made, or a value that cannot be written, is told; the rest and the users' is written") {
   struct Row {
     const char* call;
-    unsigned number;  // Outlook's folder is looked for first: one key is opened before
+    unsigned number;  // Outlook's folder is looked up first: one key is opened before
     const char* value;
     const char* line;
   };

@@ -12,7 +12,7 @@ using VELAUtility::LoadBehavior;
 
 namespace {
 
-// What a hive holds of the add-in key after `count` of its values were written; the snapshot shows them by name.
+// The add-in key of a hive after `count` of its values were written; the snapshot sorts them by name.
 Lines HiveContents(const std::wstring& hive, unsigned count, int loadBehavior) {
   const std::string outlook = "HKU\\" + ToUtf8(hive) + "\\Software\\Microsoft\\Office\\Outlook";
   const std::string addin = outlook + "\\Addins\\VELA_OLA.OLAgent [64]";

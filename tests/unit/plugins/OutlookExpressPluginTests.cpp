@@ -34,7 +34,7 @@ constexpr Module kModules[] = {
 };
 constexpr unsigned kModuleCount = 4;
 
-// One of the modules may fail. `count`: of the first ones.
+// One of the modules may fail. `count`: only the first ones.
 Lines ModuleLines(bool registers, unsigned count, unsigned failing = kModuleCount) {
   Lines lines;
   for (unsigned module = 0; module < count; ++module) {

@@ -1,4 +1,4 @@
-// Places of the registry that the tests of the plug-ins write to.
+// Registry keys that the tests of the plug-ins write to.
 #pragma once
 
 #include <windows.h>
@@ -16,7 +16,7 @@ namespace TestSupport {
 inline constexpr wchar_t kOutlookKey[] = L"Software\\Microsoft\\Office\\Outlook";
 inline constexpr wchar_t kAddinKey[] = L"Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent";
 
-// A key of the test's own: gone with everything below it before and after the test.
+// A key for the test, removed with everything below it before and after the test.
 class OwnKey {
  public:
   explicit OwnKey(KeyPlace place) : place_(std::move(place)) { RemoveKey(place_); }
@@ -24,7 +24,7 @@ class OwnKey {
   OwnKey& operator=(const OwnKey&) = delete;
   ~OwnKey() { RemoveKey(place_); }
 
-  // The key and everything below it, line by line as in RegistrySnapshot.h.
+  // The key and everything below it, one line each, as in RegistrySnapshot.h.
   Lines Contents() const {
     RegistrySnapshot snapshot;
     snapshot.Add(place_.hive, place_.path, place_.view);
@@ -35,7 +35,7 @@ class OwnKey {
   KeyPlace place_;
 };
 
-// The start-up values of both monitors in the machine's Run key, which exists anyway; gone before and after the test.
+// Both monitors' start-up values in the machine's Run key, which exists anyway. Removed before and after the test.
 class OwnRunValues {
  public:
   OwnRunValues() { Clear(); }
@@ -44,7 +44,7 @@ class OwnRunValues {
   ~OwnRunValues() { Clear(); }
 
   void Set() const { MakeKey(place_, {{L"OE", L"C:\\monitor.exe"}, {L"WLM", L"C:\\monitor.exe"}}); }
-  // Those that are there.
+  // Those that exist.
   Lines Names() const {
     RegistrySnapshot snapshot;
     snapshot.Add(place_.hive, place_.path, place_.view);
@@ -64,8 +64,8 @@ class OwnRunValues {
   const KeyPlace place_ = MachineKey64(L"Software\\Microsoft\\Windows\\CurrentVersion\\Run");
 };
 
-// The hives below HKEY_USERS, with two of the test's own among them; none of them has a key of Outlook's before and
-// after the test.
+// The hives below HKEY_USERS, with two of the test among them. Before and after the test, none of them has a key of
+// Outlook.
 class UserHivesWorld {
  public:
   UserHivesWorld() {
@@ -103,7 +103,7 @@ class UserHivesWorld {
   std::vector<std::wstring> names_;
 };
 
-// A machine without Outlook, on which nothing of its add-in was ever registered.
+// A machine without Outlook, on which its add-in was never registered.
 struct MachineWithoutOutlook {
   OwnKey outlook{MachineKey64(kOutlookKey)};
   OwnKey registeredProgram{MachineKey64(L"Software\\Classes\\Outlook.Application")};

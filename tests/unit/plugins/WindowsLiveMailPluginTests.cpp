@@ -28,7 +28,7 @@ constexpr wchar_t kEntry[] = L"WLMAilApiCppDllClient";
 const char* const kModules[] = {"WLMailApiInit.dll", "WLMailApiCom.dll", "WLMailApiStore.dll", "WLMailApiContacts.dll"};
 constexpr unsigned kNone = 4;
 
-// Nothing of the plug-in is registered, in neither view.
+// Nothing of the plug-in is registered, in either view.
 struct CleanMachine {
   OwnKey nektra{MachineKey64(L"Software\\Nektra")};
   OwnKey nektraOf32BitPrograms{MachineKey32(L"Software\\Nektra")};
@@ -54,7 +54,7 @@ struct RegisteredMachine : CleanMachine {
 
 const std::string kListed = "\"WLMAilApiCppDllClient\" REG_SZ \"VELA_WLMA.dll\"";
 
-// The lines of all modules, one of which may fail.
+// The lines of all modules. One of them may fail.
 Lines ModuleLines(bool registers, unsigned failing = kNone) {
   Lines lines;
   for (unsigned module = 0; module < 4; ++module) {
@@ -82,7 +82,7 @@ TEST_CASE("the modules are registered and the plug-in is listed for 64-bit progr
       const RegistryCallTrace trace;
       CHECK(RegisterWLMPlugin(L"C:\\VELA_WLM", enable));
       CHECK(LinesWith(trace.Calls(), "RegCreateKeyExW HKLM Software\\Nektra\\WLMailAPi\\Plugins ").size() == 1);
-      CHECK(LinesWith(trace.Calls(), " options 0").size() == 1);  // a lasting key
+      CHECK(LinesWith(trace.Calls(), " options 0").size() == 1);  // a permanent key
       CHECK_LINES(LinesWith(trace.Calls(), "RegSetValueExW"),
                   {"RegSetValueExW 1 \"WLMAilApiCppDllClient\" REG_SZ 28 bytes"});
       CHECK(trace.AllClosed());
@@ -113,7 +113,7 @@ TEST_CASE("all modules are tried, one that failed is a failure; the plug-in is l
   }
 }
 
-// What the writer of list entries answers where a call of the registry fails or throws.
+// The result of the writer of list entries if a registry call fails or throws.
 TEST_CASE("an entry that cannot be written is told with the registry's code, or with that of an unknown failure") {
   struct Row {
     const char* call;

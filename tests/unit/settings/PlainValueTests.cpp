@@ -19,7 +19,7 @@ struct UserHive : ScratchKey {
   UserHive() : ScratchKey(HKEY_USERS, kUser, KEY_WOW64_64KEY) {}
 };
 
-// The start-up commands of the machine belong to Windows: only what a test adds is taken away again.
+// The start-up commands of the machine belong to Windows: only the values of a test are removed.
 struct RunKey {
   ~RunKey() {
     DeleteRunValue(L"OE");
@@ -51,7 +51,7 @@ TEST_CASE("a user's text of up to 2,048 bytes is read to its first terminator, w
        {Row{"a text", REG_SZ, {L"{A-1}", 6}, 12, true, L"{A-1}"}, Row{"an empty one", REG_SZ, {L"", 1}, 2, true, L""},
         Row{"a list", REG_MULTI_SZ, {L"one\0two\0", 9}, 18, true, L"one"},
         Row{"a number", REG_DWORD, {L"Z\0", 2}, 4, true, L"Z"},
-        // One character more than is stored: a terminator behind the data would be stored with them.
+        // One character more than is stored: a terminator after the data would be stored with them.
         Row{"no terminator", REG_SZ, std::wstring(1025, L'x'), 2048, true, std::wstring(1024, L'x')},
         Row{"too long", REG_SZ, std::wstring(1026, L'x'), 2050, false, L""}}) {
     CAPTURE(row.name);

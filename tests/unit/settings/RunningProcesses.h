@@ -1,4 +1,4 @@
-// What the product sees when it asks which processes run.
+// The processes that the product finds.
 #pragma once
 
 #include <windows.h>
@@ -14,7 +14,7 @@
 
 namespace TestSupport {
 
-// In the place of the real list. The snapshot itself is a real one, so that its handle is worth counting.
+// Replaces the real list. The snapshot itself is real, so its handle is worth counting.
 class RunningProcesses {
  public:
   explicit RunningProcesses(std::vector<std::wstring> names = {})

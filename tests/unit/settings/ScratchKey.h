@@ -1,4 +1,4 @@
-// A registry key of its own for one test.
+// A separate registry key for one test.
 #pragma once
 
 #include <windows.h>
@@ -10,7 +10,7 @@
 
 namespace TestSupport {
 
-// Exists, empty at first, and is gone at the end with everything below it.
+// Exists and is empty at first. At the end it is removed with everything below it.
 class ScratchKey {
  public:
   ScratchKey(HKEY root, std::wstring path, REGSAM view) : place_{root, std::move(path), view} {
@@ -21,7 +21,7 @@ class ScratchKey {
   ScratchKey& operator=(const ScratchKey&) = delete;
   ~ScratchKey() { Delete(); }
 
-  // `below`: a subkey, made where it is missing, or empty for the key itself. `name`: empty for the default value.
+  // `below`: a subkey (created if missing), or empty for the key itself. `name`: empty for the default value.
   void Set(const std::wstring& below, const NamedValue& value) const { MakeKey(Place(below), {value}); }
   void SetData(const std::wstring& below, const std::wstring& name, DWORD type, const void* data, DWORD size) const {
     MakeKey(Place(below));
@@ -29,7 +29,7 @@ class ScratchKey {
   }
   void MakeSubkey(const std::wstring& below) const { MakeKey(Place(below)); }
 
-  // Takes the key away before its time.
+  // Removes the key earlier.
   void Delete() const { RemoveKey(place_); }
 
  private:

@@ -1,4 +1,4 @@
-// The status, and the switch as it is recorded once the clients are switched: calls, access masks and failures.
+// The status, and how the switch is recorded after the clients are switched: calls, access masks and failures.
 #include "settings/StatusCommands.h"
 
 #include <doctest/doctest.h>
@@ -37,7 +37,7 @@ constexpr Command kCommands[] = {
     {"enable", Enable, "LOG_INFO : Enable OK", "LOG_INFO : VELA Enable OK", "LOG_INFO : VELA Enable Fail 5", 1},
     {"disable", Disable, "LOG_INFO : Disable OK", "LOG_INFO : VELA Disable OK", "LOG_INFO : VELA Disable Fail", 0}};
 
-// A machine on which both directions succeed, with a text for a switch.
+// A machine on which both directions succeed, with a switch stored as text.
 struct CommandWorld {
   SwitchWorld around;
   ProductKey key;
@@ -87,7 +87,7 @@ TEST_CASE("a status that cannot be read is told, and the key is closed") {
   struct Row {
     const char* name;
     bool keyIsThere;
-    DWORD type;  // of the value; REG_NONE: there is none
+    DWORD type;  // of the value; REG_NONE: it does not exist
     bool queryFails;
     const char* line;
   };
@@ -131,7 +131,7 @@ TEST_CASE("a switch that succeeded is set, flushed and closed; one that failed n
         value = {};
       } else {
         world.around.session.missingEntries = {"WTSGetActiveConsoleSessionId"};
-        // Names the enable handler both ways.
+        // Names the enable handler in both directions.
         wanted = {"LOG_ERROR: *** CProviderAntiSpam::SetAntiSpamEnable() - failed to get active session id. error=127",
                   "LOG_ERROR: HandleVELADefaultEnable(), Fail to Default Set Anti-Spam Enable !! strVELAInstallPath = "
                   "C:\\VELA"};
@@ -161,7 +161,7 @@ TEST_CASE("a switch that succeeded is set, flushed and closed; one that failed n
         CHECK(LinesWith(calls, "BastionNTCorp").size() == (course == Course::kNotSwitched ? 0 : 1));
       }
       REQUIRE(flushed.size() == (course == Course::kNotSwitched ? 0 : 1));
-      CHECK((flushed.empty() || (flushed.front() == nullptr) == (course == Course::kNoKey)));  // a null key, too
+      CHECK((flushed.empty() || (flushed.front() == nullptr) == (course == Course::kNoKey)));  // also a null key
       CHECK_LINES(Stored(), (value));
     }
   }

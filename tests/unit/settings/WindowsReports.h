@@ -1,5 +1,5 @@
-// What Windows tells the product about itself. The product asks once per process: every test of a program that answers
-// in this way gives the same answer, from its first question on.
+// What Windows tells the product about itself. The product asks once per process. So every test of a program that uses
+// this gives the same answer, from the first question on.
 #pragma once
 
 #include <windows.h>
@@ -32,7 +32,7 @@ class WindowsReports {
   ImportRedirection redirection_;
 };
 
-// The version that the environment names for this run: "6.0" in VELA_TEST_WINDOWS.
+// The version that the environment sets for this run: "6.0" in VELA_TEST_WINDOWS.
 struct WindowsOfThisRun {
   DWORD major = 0;
   DWORD minor = 0;
@@ -49,7 +49,7 @@ struct WindowsOfThisRun {
     }
   }
   bool Is60() const { return major == 6 && minor == 0; }
-  // Reported as 6.x: Outlook Express and Windows Mail are gone.
+  // Reported as 6.x, without Outlook Express and Windows Mail.
   bool IsAfterVista() const { return major == 6 && minor > 0; }
 };
 

@@ -40,7 +40,7 @@ TEST_CASE("redirections end in any order") {
     first.reset();
     CHECK(::GetTickCount() == 3);
     third.reset();
-    CHECK(::GetTickCount() > 11);  // the system's own, plus ten
+    CHECK(::GetTickCount() > 11);  // the result of the system's function, plus ten
   }
   SUBCASE("the middle one first") {
     second.reset();
@@ -62,7 +62,7 @@ TEST_CASE("a function that is not imported is refused, and nothing stays changed
   CHECK(::GetTickCount() != 7);
   CHECK(IsImported("GetTickCount", "Kernel32.DLL"));
   CHECK_FALSE(IsImported("gettickcount"));
-  // Each refusal gives its place in the pool back; there are fewer places than attempts here.
+  // Each refusal frees its slot in the pool; there are fewer slots than attempts here.
   for (int i = 0; i < 40; ++i) {
     CHECK_THROWS_AS(ImportRedirection("NoSuchFunctionW", []() -> DWORD { return 0; }), std::logic_error);
   }

@@ -1,5 +1,5 @@
-// Functions that a program binds by name at the first call and keeps, as the product does: each test case has one of
-// its own, since what is bound stays so.
+// Functions that a program binds by name at the first call and keeps, as the product does. Each test case has its own
+// function, because a bound function stays bound.
 #include <doctest/doctest.h>
 
 #include <windows.h>

@@ -23,7 +23,7 @@ TEST_CASE("a registry snapshot shows keys, values, types and data of one view, a
     return taken;
   };
   MakeKey(place, {{L"number", 3}, {L"", L"text"}});
-  SetRawValue(place, L"unterminated", REG_SZ, L"abc", 4);  // a NUL behind the data would be taken in as well
+  SetRawValue(place, L"unterminated", REG_SZ, L"abc", 4);  // a NUL after the data would be read as well
   SetRawValue(place, L"list", REG_MULTI_SZ, L"a\0b\0", sizeof L"a\0b\0");
   SetRawValue(place, L"raw", REG_BINARY, "\x01\xff", 2);
   MakeKey({place.hive, place.path + L"\\Sub", place.view});
@@ -63,7 +63,7 @@ TEST_CASE("changes in a folder tree") {
               {"content 3 bytes", "hidden 1 bytes", "same 4 bytes readonly", "sub\\", "sub\\removed 0 bytes"});
   const FileSnapshot before = snapshot();
   CHECK(FileSnapshot::Changes(before, snapshot()).empty());
-  scratch.MakeFile(L"content", "two");  // with the time of before
+  scratch.MakeFile(L"content", "two");  // with the earlier time
   ::SetFileAttributesW(hidden.c_str(), FILE_ATTRIBUTE_HIDDEN);
   ::DeleteFileW(removed.c_str());
   scratch.MakeFolder(L"sub\\new");

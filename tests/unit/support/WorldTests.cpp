@@ -1,4 +1,4 @@
-// The scenario host itself: what it prepares is there, what it reports is true, what it leaves is nothing.
+// The scenario host itself: what it prepares exists, what it reports is true, and it leaves nothing behind.
 #include "tests/support/World.h"
 
 #include <doctest/doctest.h>
@@ -42,7 +42,7 @@ TEST_CASE("a folder is locked, or the world says that this program writes everyw
       }
     }
     CHECK((::GetFileAttributesW(file.c_str()) & FILE_ATTRIBUTE_READONLY) == 0);
-    ::DeleteFileW(file.c_str());  // Wine answers that it has, where it cannot
+    ::DeleteFileW(file.c_str());  // Wine reports success, also if it cannot do this
     CHECK(Exists(file) == locked);
   }
   wchar_t rights[16] = {};

@@ -1,4 +1,4 @@
-// The removal of one folder, as lines: what it gives back, and what it writes to the run log.
+// The removal of one folder, as lines: its result, and what it writes to the run log.
 #pragma once
 
 #include <windows.h>
@@ -14,7 +14,7 @@ namespace TestSupport {
 
 inline constexpr wchar_t kProgramData[] = L"C:\\ProgramData\\Orvane Labs";
 
-// No data of all users before and after a test.
+// No data of all users exists before and after a test.
 struct ClearedData {
   ClearedData() { RemoveTree(kProgramData); }
   ClearedData(const ClearedData&) = delete;
@@ -41,7 +41,7 @@ inline Lines FolderNotEmptied(int error) {
   return {"LOG_ERROR: OrCommon::Storage::File::DeleteAllFiles failed, dwRtnValue:" + std::to_string(error)};
 }
 
-// What Remove gives.
+// The result of Remove.
 inline Lines Removed(int restart = 0) {
   return {"succeeded, restart " + std::to_string(restart) + ", error 0", FolderEmptied().front()};
 }

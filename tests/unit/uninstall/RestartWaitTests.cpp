@@ -1,4 +1,4 @@
-// What waits for the restart in the data of all users: until then every user could make a folder on the way a link.
+// What waits for the restart in the data of all users: until then, every user could replace a folder by a link.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -18,7 +18,7 @@ namespace {
 class Waiting {
  public:
   const Lines& Events() const { return events_; }
-  unsigned refusals = 0;  // so many of the first closings fail
+  unsigned refusals = 0;  // this many of the first calls to protect a folder fail
 
  private:
   Lines events_;
@@ -49,7 +49,7 @@ TEST_CASE("the way to what is left to the restart is closed before, from the top
   const HeldFile first(data + L"\\OL\\a\\held.txt");
   const HeldFile second(data + L"\\OL\\held.txt");
   const std::string base = ToUtf8(data);
-  for (const bool refused : {true, false}) {  // where the first cannot be closed nothing waits
+  for (const bool refused : {true, false}) {  // if the first folder cannot be protected, nothing waits
     Waiting waiting;
     waiting.refusals = refused ? 1 : 0;
     CHECK_LINES(Remove(data + L"\\OL"), (Removed(1)));

@@ -1,4 +1,4 @@
-// What a run of the uninstall command does not show from outside: which user it acts as, what it gives back, and when
+// Parts of the uninstall command that are not visible from outside: which user it acts as, what it gives back, and when
 // it holds its privileges. Whole runs: tests/scenarios and tests/matrix.
 #include "uninstall/UninstallCommand.h"
 

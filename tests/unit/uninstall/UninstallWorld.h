@@ -1,4 +1,4 @@
-// A machine from which the product is taken off within the test.
+// A machine for the removal of the product inside the test process.
 #pragma once
 
 #include <windows.h>
@@ -17,7 +17,7 @@ namespace TestSupport {
 
 class UninstallWorld {
  public:
-  // The destination; "C:\VelaTest\Removal\product" where none is given. A trace of each client lies below it.
+  // The destination; by default "C:\VelaTest\Removal\product". A trace of each client is below it.
   explicit UninstallWorld(const std::wstring& destination = {});
   UninstallWorld(const UninstallWorld&) = delete;
   UninstallWorld& operator=(const UninstallWorld&) = delete;
