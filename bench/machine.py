@@ -50,9 +50,9 @@ class Machine:
 
     def __init__(self, build: pathlib.Path, runs: pathlib.Path, traced: bool = False,
                  sources: pathlib.Path | None = None):
-        """`runs`: the folder where the prefix is made, named as the tests name theirs: whoever clears those away clears
-        this away. `traced`: the server records its requests, for run_counting(), and everything takes a few times
-        longer. `sources`: what drive S: shows."""
+        """`runs`: the folder of the prefix, with a name as in the tests, so that their clean-up removes it, too.
+        `traced`: the server records its requests, for run_counting(), and everything takes a few times longer.
+        `sources`: the target of drive S:."""
         self.driver: subprocess.Popen | None = None
         self.build = build
         self.sources = sources
@@ -102,7 +102,7 @@ class Machine:
         shutil.rmtree(self.folder, ignore_errors=True)
 
     def _start_driver(self) -> None:
-        """It starts the server, too, which says on the driver's error output what the machine is told to record."""
+        """Starts the server, too. On the driver's error output, the server writes what it records."""
         with open(self.trace, "wb") as trace:
             self.driver = subprocess.Popen(
                 [*self.start, r"C:\bench\Driver.exe"], env=self.environment, stdin=subprocess.PIPE,

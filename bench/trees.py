@@ -1,4 +1,4 @@
-"""Installation sources of several sizes, the same bytes whenever they are made."""
+"""Installation sources of several sizes. They have the same bytes each time they are made."""
 import dataclasses
 import os
 import pathlib
@@ -15,8 +15,8 @@ _CLIENTS = re.findall(r'\{L"([A-Z]+)",.*?(?:true|false),\s+(true|false),\s+(true
 MODULES = [name for *_, modules in _CLIENTS for name in re.findall(r"\w+\.dll", modules)]
 INI_FILES = [f"VELA_{client}.ini" for client, *_ in _CLIENTS]
 
-# Share of the files that each folder of a source holds. No name occurs in two folders that are staged into the same
-# place: the second copy would make the first one out of date.
+# Share of the files that each folder of a source has. No name is in two folders that are staged into the same place:
+# the second copy would make the first one out of date.
 SHARES = {"OL": 22, "WLM": 20, "OE": 8, "OE64": 8, "Common/win32": 10, "Common/win64": 8, "rule": 12, "Resource/x64": 7,
           "Resource/x86": 5}
 for _client, _, _has_64_bit_files, _ in _CLIENTS:  # a new one
@@ -24,7 +24,7 @@ for _client, _, _has_64_bit_files, _ in _CLIENTS:  # a new one
     if _has_64_bit_files == "true":
         SHARES.setdefault(_client + "64", 8)
 ENDINGS = (".dll", ".ini", ".dat", ".rul", ".txt", ".html", ".gif", ".exe")
-# What a system from Windows 7 on is given, in the order of staging: source folder, folder below the product's.
+# What is staged from Windows 7 on, in this order: source folder, folder below the product's.
 _STAGED_CLIENTS = [client for client, ended_with_vista, *_ in _CLIENTS if ended_with_vista == "false"]
 STAGED = [("Resource/x64", "Resource")] + [pair for client in _STAGED_CLIENTS for pair in (
     (client, f"VELA_{client}"), ("Common/win32", f"VELA_{client}"), ("rule", f"VELA_{client}/rule"))]
@@ -68,7 +68,7 @@ def _names(shape: Shape) -> list[str]:
 
 
 def _sizes(shape: Shape, count: int, chance: random.Random) -> list[int]:
-    """Many small files and a few big ones, as installations are; `count` sizes that sum up to what is left for them."""
+    """Many small files and a few big ones, like a real installation; `count` sizes with the sum that is left."""
     total = shape.size - shape.pattern - len(INI_FILES) * 200
     weights = [chance.lognormvariate(0, 1.2) for _ in range(count)]
     sizes = [int(total * weight / sum(weights)) for weight in weights]
@@ -77,7 +77,7 @@ def _sizes(shape: Shape, count: int, chance: random.Random) -> list[int]:
 
 
 def make(shape: Shape, folder: pathlib.Path) -> None:
-    """Makes the source in `folder`, unless it is there already."""
+    """Makes the source in `folder`, unless it exists already."""
     stamp = folder.with_suffix(".made")
     wanted = f"{shape} {STEADY_TIME} {SHARES}\n"
     if stamp.is_file() and stamp.read_text(encoding="utf-8") == wanted:
@@ -110,7 +110,7 @@ def files_below(folder: pathlib.Path) -> dict[str, int]:
 
 
 def staged(source: pathlib.Path) -> dict[str, int]:
-    """What has to lie below the product's folder afterwards, told as files_below() tells it."""
+    """What must be below the product's folder afterwards, in the form of files_below()."""
     expected = {f"{target}/{name}": size for folder, target in STAGED
                 for name, size in files_below(source / folder).items()}
     return expected | {f"{target}/{name}": (source / "Resource/common" / name).stat().st_size

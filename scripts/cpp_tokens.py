@@ -1,7 +1,7 @@
 """The tokens of C++ text: for the list of messages (texts/) and for the mutants (mutation/).
 
-No compiler and no library: these need the tokens with their places, comments and macros untouched, and nothing else of
-the language. clang's syntax tree has the texts behind macros expanded, and would want every header of Windows.
+No compiler and no library: these need the tokens with their places, comments and macros unchanged, and nothing else of
+the language. In clang's syntax tree, macros are expanded, and clang would need every header of Windows.
 """
 from __future__ import annotations
 

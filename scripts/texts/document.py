@@ -85,7 +85,7 @@ def paragraph(text: str) -> str:
 
 
 def lines_of(text: str, messages: list[Message]) -> list[str]:
-    """The text as it stands in a log, once for each level that it is written at."""
+    """The text as it is in a log, once for each level that it is written at."""
     return list(dict.fromkeys(
         line for message in messages if message.text == text
         for line in f"{message.level}{'' if message.kind == 'log' else ' '}{text}".rstrip("\n").split("\n")))

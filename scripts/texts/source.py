@@ -1,8 +1,8 @@
 """All messages of the product, read from its sources.
 
 A message of the run log is one entry: `RunLog::Error() << L"text" << value << ...;`. Its text is in the entry, or in a
-table, as a member of the type RunLog::Text (cli/RunLog.h). A text of another type is a value, and an entry without any
-text is an error here, so that none is overlooked.
+table, as a member of the type RunLog::Text (cli/RunLog.h). A text of another type is a value. An entry without any text
+is an error here, so that none is missed.
 """
 from __future__ import annotations
 
@@ -150,7 +150,7 @@ class Source:
                 dict(zip(self.members[structure], split(row, ","))) for row in rows)
 
     def calls(self, name: str) -> Iterator[tuple[int, list[list[Token]]]]:
-        """Where `name` is followed by arguments, and these."""
+        """The positions of `name` with arguments after it, and these arguments."""
         for index, token in enumerate(self.tokens):
             if token.text == name and self.is_at(index + 1, "("):
                 yield index, split(self.bracket(index + 1), ",")
@@ -194,7 +194,7 @@ class Product:
         return [Value(spelled(part).startswith(NUMBERS))]
 
     def rows_for(self, source: Source, parts: list[list[Token]]) -> list[Row]:
-        """The rows that the members in these expressions come from; one empty row where there are none."""
+        """The rows that the members in these expressions come from; one empty row if there are none."""
         used = set()
         for part in parts:
             for before, token in zip(part, part[1:]):
@@ -242,7 +242,7 @@ class Product:
 
     @staticmethod
     def trace_messages(source: Source) -> Iterator[Message]:
-        """Functions that hand a format on to the trace have a level of their own; their calls name line and format."""
+        """Functions that pass a format on to the trace have their own level; their calls contain line and format."""
         for index, handed in source.calls("Trace"):
             level = TRACE_LEVELS.get(handed[2][-1].text if len(handed) > 3 else "")
             if level is None:

@@ -1,8 +1,8 @@
 """Adds up line counts that programs of a coverage build left behind (files *.gcda, as GCC 12 and 14 write them).
 
-By hand: gcov-tool refuses two programs if one got an inline function of a header from another object than the other did,
-since each object then counts other functions. gcovr can add up reports, but would run gcov for each object of each run,
-thousands of times. Here the counts of a function are added up wherever it was counted.
+Own code: gcov-tool refuses two programs if they got an inline function of a header from different objects, because each
+object then counts other functions. gcovr can add up reports, but would run gcov thousands of times, for each object of
+each run. Here the counts of a function are added up from all objects.
 """
 import struct
 

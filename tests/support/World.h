@@ -147,7 +147,7 @@ class World {
   void NotePlaced(const std::wstring& path);
   World& WithHandle(HANDLE handle, const std::wstring& name);
 
-  WindowsVersion version_ = WindowsVersion::kWindows7;  // what Wine reports comes to
+  WindowsVersion version_ = WindowsVersion::kWindows7;  // what Wine's own version counts as
   std::vector<TestProcess> processes_;
   std::vector<HANDLE> handles_;
   std::vector<std::wstring> placedElsewhere_;

@@ -101,7 +101,7 @@ TEST_CASE("a link in the entry's own place is what will be deleted: the way to i
 TEST_CASE("what proves another folder, a link or a file, before it is closed or then: nothing below it may wait") {
   using Facts = BY_HANDLE_FILE_INFORMATION;
   struct Change {
-    unsigned answer;  // which query fails
+    unsigned answer;  // the number of the query whose answer is changed
     DWORD Facts::*fact;
     DWORD value;
   };

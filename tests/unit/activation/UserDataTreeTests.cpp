@@ -177,7 +177,7 @@ TEST_CASE("below a level that cannot be made the tree goes on from the root, whi
           path.clear();
         }
         if (!hasIdentity && level == 2 && refused.front() > 3) {
-          wanted.push_back("renew " + path);  // at the level of the identity, so the path is built from the root
+          wanted.push_back("renew " + path);  // instead of the identity's level, if all above were created
         }
       }
       CHECK_LINES(BuildForOutlook(refused), (wanted));
@@ -253,7 +253,7 @@ TEST_CASE("an identity that is no plain name names no folder, and the log goes b
 
 TEST_CASE("below the root nothing that exists already is opened, whose ever it is") {
   struct Case {
-    const wchar_t* blocked;  // the level whose name a file has; empty: the identity is refused
+    const wchar_t* blocked;  // the level that is a file; empty: the identity is refused
     const wchar_t* identity;
     std::wstring others;  // an existing folder below the root that the tree would use
   };

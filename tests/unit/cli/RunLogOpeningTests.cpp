@@ -71,7 +71,7 @@ TEST_CASE("a write that fails once loses the entries behind it, and nothing else
   const ProbeWindows windows;
   const EnvironmentVariable full(L"VELA_PROBE_FULL", L"2");
   CHECK(RunProbe({L"entries", L"one", L"two", L"three", L"four"}) == 42);
-  // The second write begins with the second entry. The rest is written when the program ends.
+  // The second write is the start of the second entry. What it contained is written when the program ends.
   CHECK(FileContent(windows.log) == "\r\nLOG_INFO : one\r\n");
 }
 

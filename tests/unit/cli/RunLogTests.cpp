@@ -51,7 +51,7 @@ TEST_CASE("levels, texts and numbers, one behind the other without separators; t
 
 TEST_CASE("no part touches the last error, so that each may print it") {
   const LogCapture log;
-  // A write to a slow or full disk may leave this.
+  // A write to a slow or full disk may leave this error code.
   ImportRedirection write("_write", [&](int file, const void* text, unsigned size) -> int {
     const int written = write.Original<int(WINAPI*)(int, const void*, unsigned)>()(file, text, size);
     ::SetLastError(ERROR_DISK_FULL);

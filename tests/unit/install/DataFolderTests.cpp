@@ -41,8 +41,7 @@ TEST_CASE("a byte above 127 in the destination's name counts as part of a double
                          Row{L"C:\\a~\x7F", -1, L"C:\\a~\x7F\\Orvane Labs\\"},
                          Row{L"C:\\Caf\u00E9\\\u00FC", 6, L"C:\\ProgramData\\Orvane Labs\\"},
                          Row{L"\u20ACuro", 0, L"C:\\ProgramData\\Orvane Labs\\"},
-                         // Characters that the code page lacks become question marks, and the check does not notice
-                         // them.
+                         // Characters that the code page lacks become question marks, which the check ignores.
                          Row{L"C:\\\u65E5\u672C", -1, L"C:\\\u65E5\u672C\\Orvane Labs\\"}}) {
     CAPTURE(ToUtf8(row.destination));
     const CommandLineGiven given(L"C:\\\u00E9", row.destination);

@@ -30,7 +30,7 @@ DWORD InstallWorld::LoadBehavior() const {
   return lines.empty() ? 0 : std::stoul(lines.front().substr(lines.front().rfind(' ')));
 }
 
-// The machine's add-in key is removed with the keys of Office.
+// Only the users' keys. The machine's key is removed together with the keys of Office.
 void InstallWorld::ForgetAddins() {
   for (const std::wstring& hive : SubkeyNames(UsersKey(L""))) {
     RemoveKey(UsersKey(hive + L"\\Software\\Microsoft\\Office"));

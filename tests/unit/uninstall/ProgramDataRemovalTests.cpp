@@ -54,7 +54,7 @@ Lines Failed(const std::wstring& folder, int error, const std::string& base = To
 }
 
 TEST_CASE("the clients' folders and the common one are deleted, others of the maker stay; one missing stops nothing") {
-  for (std::size_t missing = 0; missing <= Folders().size(); ++missing) {  // with this many folders, and with none
+  for (std::size_t missing = 0; missing <= Folders().size(); ++missing) {  // index of the missing folder; then none
     const ProgramData data;
     data.MakeFile(L"Other product\\settings.txt");
     data.MakeFile(L"OL2\\settings.txt");
