@@ -36,7 +36,7 @@ Lines Told(const Outcome& outcome, const std::wstring& destination = World::kDes
 const Lines& PlainInstall(WindowsVersion version = WindowsVersion::kVista);    // on a machine without Outlook
 const Lines& PlainUpgrade(WindowsVersion version = WindowsVersion::kVista);    // after a first one from the same source
 const Lines& PlainEnable(WindowsVersion version = WindowsVersion::kVista);     // on `SetUp`
-const Lines& PlainDisable(WindowsVersion version = WindowsVersion::kVista);    // after it
+const Lines& PlainDisable(WindowsVersion version = WindowsVersion::kVista);    // after PlainEnable
 const Lines& PlainUninstall(WindowsVersion version = WindowsVersion::kVista);  // after an installation, switched on
 const Lines& PlainReload(WindowsVersion version = WindowsVersion::kVista);
 
@@ -50,7 +50,7 @@ using Preparation = std::function<void(World&)>;
 void CheckInstall(const std::string& title, const Preparation& prepare);    // `WithSource`
 void CheckUpgrade(const std::string& title, const Preparation& prepare);    // installed
 void CheckEnable(const std::string& title, const Preparation& prepare);     // `SetUp`
-void CheckDisable(const std::string& title, const Preparation& prepare);    // and switched on
+void CheckDisable(const std::string& title, const Preparation& prepare);    // `SetUp`, switched on
 void CheckUninstall(const std::string& title, const Preparation& prepare);  // installed, then switched on
 
 // The sample source, filtering off, no delayed registration, a user with an identity. All files of the product's
