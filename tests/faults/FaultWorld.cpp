@@ -124,7 +124,7 @@ const std::vector<Scenario>& Scenarios() {
 FaultWorld::FaultWorld(const Scenario& scenario, Modules modules) : scenario_(scenario), modules_(modules) {
   MakeKey({HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\faults.subject.exe", KEY_WOW64_64KEY},
           {{L"Version", L"vista"}});
-  // Test prefixes switch off Wine's own explorer. This program of the same name is not affected.
+  // Test prefixes switch off Wine's own explorer. This setting allows another program of this name.
   MakeKey({HKEY_CURRENT_USER, L"Software\\Wine\\DllOverrides", KEY_WOW64_64KEY}, {{L"*explorer.exe", L"native"}});
   Clear();
   TestSupport::RemoveTree(kWorldRoot);

@@ -46,7 +46,7 @@ std::string Offset(const void* address) {
 }  // namespace
 
 // Created at the product's first call, before the product's first static object is complete. So it is destroyed after
-// the last of them, when the product has given back everything.
+// the last of them, when the product gives nothing back any more.
 SubjectRun& SubjectRun::Get() {
   static SubjectRun run;
   return run;

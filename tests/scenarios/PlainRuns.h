@@ -34,7 +34,7 @@ Lines Told(const Outcome& outcome, const std::wstring& destination = World::kDes
 
 // Plain runs. Each is done once for each Windows, in its own world: get it before you create another world.
 const Lines& PlainInstall(WindowsVersion version = WindowsVersion::kVista);    // on a machine without Outlook
-const Lines& PlainUpgrade(WindowsVersion version = WindowsVersion::kVista);    // after a first one from the same source
+const Lines& PlainUpgrade(WindowsVersion version = WindowsVersion::kVista);    // after an install from the same source
 const Lines& PlainEnable(WindowsVersion version = WindowsVersion::kVista);     // on `SetUp`
 const Lines& PlainDisable(WindowsVersion version = WindowsVersion::kVista);    // after PlainEnable
 const Lines& PlainUninstall(WindowsVersion version = WindowsVersion::kVista);  // after an installation, switched on

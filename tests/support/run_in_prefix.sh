@@ -61,8 +61,8 @@ for left in "$runs"/*; do
 done
 
 # By default, each run has one processor. Wine sends every request to its server and back. With a processor for each of
-# the two, most of the time is spent on waking one another. The folder's name decides which processor it is, so the next
-# run uses another one.
+# the two, most of the time is spent on waking one another. The folder's name contains the processor's number, so the
+# next run uses another one.
 mapfile -t processors < <(
   IFS=, read -ra ranges <<<"$(taskset -cp $$ 2>/dev/null | sed 's/.*: //')"
   for range in "${ranges[@]}"; do
