@@ -96,7 +96,7 @@ TEST_CASE("a start that fails ends what it has begun: the thread is itself at on
   struct Row {
     const char* name;
     DWORD tokenError;
-    bool library;  // of the environment; without it nothing is started, and no load is tried as the user
+    bool hasLibrary;  // of the environment; without it nothing is started, and no load is tried as the user
     std::string token;
     Lines events;  // the last one is the end of the scope
   };
@@ -111,7 +111,7 @@ TEST_CASE("a start that fails ends what it has begun: the thread is itself at on
     const AnswerEntry create{"CreateEnvironmentBlock", [](void**, HANDLE, BOOL) -> BOOL { return FALSE; }};
     const Order order;
     {
-      const FailCall load{"LoadLibraryW", row.library ? Calls::None() : Calls::Only(1), ERROR_NOT_ENOUGH_MEMORY};
+      const FailCall load{"LoadLibraryW", row.hasLibrary ? Calls::None() : Calls::Only(1), ERROR_NOT_ENOUGH_MEMORY};
       ConsoleUserScope user;
       CHECK_FALSE(user.Start());
       CHECK_FALSE(IsImpersonating());
@@ -120,7 +120,7 @@ TEST_CASE("a start that fails ends what it has begun: the thread is itself at on
     }
     StopImpersonating();
     CHECK_LINES(order.events, (row.events));
-    CHECK(machine.SessionsAsked() == (row.library ? 1 : 0));
+    CHECK(machine.SessionsAsked() == (row.hasLibrary ? 1 : 0));
     CHECK_LINES(belongings.Left(), {});
   }
 }
