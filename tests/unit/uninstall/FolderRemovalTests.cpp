@@ -68,18 +68,21 @@ TEST_CASE("the error code may be left out, and a flag that is set stays set") {
 
 // ---- links
 
-TEST_CASE("a folder behind a link in the place of the product's data folder is refused") {
+TEST_CASE("a folder behind a link in the place of the product's data folder is refused, however it is written") {
   const ClearedData cleared;
   const PendingMoves pending;
   const ScratchFolder scratch(L"Removal");
   scratch.MakeFile(L"outside\\OL\\precious.txt", "precious");
   scratch.MakeFile(L"outside\\VELA\\precious.txt", "precious");
   const FolderLink link(kProgramData, scratch.Path(L"outside"));
-  for (const wchar_t* const below : {L"\\OL", L"\\VELA", L"\\OL\\"}) {
-    CAPTURE(ToUtf8(below));
+  for (const wchar_t* const folder :
+       {L"C:\\ProgramData\\Orvane Labs\\OL", L"C:\\ProgramData\\Orvane Labs\\VELA",
+        L"C:\\ProgramData\\Orvane Labs\\OL\\", L"c:\\PROGRAMDATA\\orvane labs\\OL", L"C:/ProgramData/Orvane Labs/OL",
+        L"C:\\ProgramData\\.\\Orvane Labs\\OL", L"C:\\Windows\\..\\ProgramData\\Orvane Labs\\OL"}) {
+    CAPTURE(ToUtf8(folder));
     const CountCalls remove("RemoveDirectoryW");
     const CountCalls erase("DeleteFileW");
-    CHECK_LINES(Remove(kProgramData + std::wstring(below)), (NotRemoved(ERROR_ACCESS_DENIED)));
+    CHECK_LINES(Remove(folder), (NotRemoved(ERROR_ACCESS_DENIED)));
     CHECK(remove.Calls() + erase.Calls() == 0);
   }
   CHECK(Exists(scratch.Path(L"outside\\OL\\precious.txt")));
