@@ -4,9 +4,9 @@
 Makes small changes in copies of the product's sources, one at a time, and runs the tests. At least 95 in 100 must make
 a test fail. Prints the survivors. tests/mutants/equivalent.txt lists changes without effect; they do not count.
 
-  --count  how many changes (default 300)   --list   print the sample and end
-  --seed   another sample                   --again  go on: earlier verdicts stay, survivors are tried anew
-  --only   only changes in this file        --jobs   how many at a time (default: processors + 1)
+  --count  how many changes (default 200)     --list   print the sample and end
+  --seed   another sample (default: the day)  --again  go on: earlier verdicts stay, survivors are tried anew
+  --only   only changes in this file          --jobs   how many at a time (default: processors + 1)
 
 Writes build/prove/mutants.md and build/mutants/survivors.txt. Exits with 1 below 95 per cent, with 2 if it cannot run.
 
@@ -135,7 +135,7 @@ def name_of(change):
     return change.file, change.kind, change.before, change.after, change.key
 
 
-def report(trials, seconds):
+def report(trials, seed, seconds):
     counted = collections.Counter((change.kind, verdict) for change, verdict in trials.verdicts)
     rows = ["| kind | mutants | caught | without effect | survived |", "|---|---|---|---|---|"]
     for name, kinds in (*((kind, [kind]) for kind in KINDS), ("all", KINDS)):
@@ -144,8 +144,8 @@ def report(trials, seconds):
         caught += timed_out
         rows.append(f"| {name} | {caught + without + survived} | {caught} | {without} | {survived} |")
     share = 100.0 * caught / (caught + survived) if caught + survived else 0.0
-    summary = (f"{share:.1f} % caught: {caught} of {caught + survived} mutants, {timed_out} of them by the time limit; "
-               f"{without} more are without effect, {trials.refused} did not compile and were replaced. "
+    summary = (f"Seed {seed}: {share:.1f} % caught: {caught} of {caught + survived} mutants, {timed_out} of them by the "
+               f"time limit; {without} more are without effect, {trials.refused} did not compile and were replaced. "
                f"{seconds:.0f} s.")
     REPORT.parent.mkdir(parents=True, exist_ok=True)
     REPORT.write_text("\n".join([summary, "", *rows, ""]), encoding="utf-8")
@@ -165,8 +165,8 @@ def earlier_verdicts(wanted):
 
 def main():
     parser = argparse.ArgumentParser(usage=__doc__)
-    parser.add_argument("--count", type=int, default=300)
-    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--count", type=int, default=200)
+    parser.add_argument("--seed", type=int, default=int(time.strftime("%Y%m%d")))
     parser.add_argument("--only", action="append", default=[])
     parser.add_argument("--jobs", type=int, default=(os.cpu_count() or 1) + 1)
     parser.add_argument("--list", action="store_true")
@@ -204,7 +204,7 @@ def main():
         except BaseException:
             pool.shutdown(cancel_futures=True)
             raise
-    share = report(trials, time.monotonic() - started)
+    share = report(trials, arguments.seed, time.monotonic() - started)
     return 0 if share >= WANTED else 1
 
 
