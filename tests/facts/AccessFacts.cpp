@@ -47,7 +47,7 @@ class Privilege {
 
 void SetAccess(const std::wstring& path, const std::wstring& text) {
   if (!::SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, Descriptor(text).Get())) {
-    throw std::runtime_error("no access list, " + Done(false));
+    throw std::runtime_error("cannot set the access control list, " + Done(false));
   }
 }
 
@@ -57,7 +57,7 @@ std::vector<BYTE> ReadList(const std::wstring& path) {
   ::GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
   std::vector<BYTE> descriptor(size);
   if (!::GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, descriptor.data(), size, &size)) {
-    throw std::runtime_error("no list, " + Done(false));
+    throw std::runtime_error("cannot read the access control list, " + Done(false));
   }
   return descriptor;
 }
@@ -73,7 +73,7 @@ Counts CountEntries(const std::wstring& path) {
   BOOL present = FALSE;
   BOOL defaulted = FALSE;
   if (!::GetSecurityDescriptorDacl(descriptor.data(), &present, &list, &defaulted) || list == nullptr) {
-    throw std::runtime_error("no list");
+    throw std::runtime_error("no access control list");
   }
   Counts counts;
   for (DWORD index = 0; index < list->AceCount; ++index) {
@@ -113,7 +113,7 @@ class Closed {
                               FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
                               FILE_FLAG_BACKUP_SEMANTICS, nullptr)) {
     if (!::SetKernelObjectSecurity(handle_.Get(), DACL_SECURITY_INFORMATION, Descriptor(list).Get())) {
-      throw std::runtime_error("cannot be closed: " + Done(false));
+      throw std::runtime_error("cannot deny access, " + Done(false));
     }
   }
   Closed(const Closed&) = delete;
@@ -164,26 +164,26 @@ std::string EnableRestore() {
 }
 
 constexpr Fact kFacts[] = {
-    {"A new folder's list is the given one, merged with what it inherits.",
+    {"A new folder has the entries of the given access control list, and those that it inherits.",
      [] { return Entries(MakeBelow(L"D:(A;;FA;;;BA)(A;;FA;;;AU)")); }, "2 own, 1 inherited", "DACL for a New Object",
      "2 own, 0 inherited"},
-    {"So it is in a folder whose own list is inherited.",
+    {"A new folder also inherits the entries that its parent folder has inherited.",
      [] {
        // Below a folder that inherits its list from the temporary folder: the number of entries there is unknown.
        const Counts counts = CountEntries(MakeChild(NewFolder(), L"D:(A;;FA;;;BA)(A;;FA;;;AU)"));
        return std::to_string(counts.own) + " own, " + (counts.inherited == 0 ? "none" : "others") + " inherited";
      },
      "2 own, others inherited", "DACL for a New Object", "2 own, none inherited"},
-    {"A protected list of a new folder is merged with nothing.",
+    {"A new folder with a protected access control list inherits no entries.",
      [] { return Entries(MakeBelow(L"D:P(A;;FA;;;BA)(A;;FA;;;AU)")); }, "2 own, 0 inherited", "DACL for a New Object"},
-    {"SetFileSecurityW with two entries leaves these two alone.",
+    {"After SetFileSecurityW with two entries, a folder has only these two.",
      [] {
        const std::wstring child = MakeBelow(L"D:(A;;FA;;;BA)(A;;FA;;;AU)");
        SetAccess(child, L"D:(A;;FA;;;WD)(A;;FA;;;BU)");
        return Entries(child);
      },
      "2 own, 0 inherited", "Automatic Propagation of Inheritable ACEs", "3 own, 0 inherited"},
-    {"SetFileSecurityW of a folder changes nothing below it.",
+    {"SetFileSecurityW on a folder changes nothing below the folder.",
      [] {
        const std::wstring child = MakeBelow(L"D:(A;;FA;;;BA)(A;;FA;;;AU)");
        const std::vector<BYTE> before = ReadList(child);
@@ -191,17 +191,17 @@ constexpr Fact kFacts[] = {
        return ReadList(child) == before ? "unchanged" : Entries(child);
      },
      "unchanged", "Automatic Propagation of Inheritable ACEs"},
-    {"A folder whose list does not let it be listed refuses FindFirstFileW.", ListClosedFolder, "error 5",
+    {"FindFirstFileW fails for a folder whose access control list does not allow listing.", ListClosedFolder, "error 5",
      "File Access Rights Constants"},
-    {"A file is not deleted where neither its list nor its folder's allows it.", DeleteClosedFile, "error 5",
-     "DeleteFileW function"},
-    {"With the backup privilege FindFirstFileW lists a folder whose list does not let it be listed.",
+    {"DeleteFileW fails if the access control lists of the file and its folder do not allow it.", DeleteClosedFile,
+     "error 5", "DeleteFileW function"},
+    {"With the backup privilege, FindFirstFileW lists a folder whose access control list does not allow listing.",
      [] {
        const Privilege backup(SE_BACKUP_NAME);
        return ListClosedFolder();
      },
      "done", kReliedOn, "error 5", kElevation},
-    {"With the backup privilege GetFileAttributesW answers where the lists of file and folder allow it nothing.",
+    {"With the backup privilege, GetFileAttributesW succeeds although no access control list allows it.",
      [] {
        // Neither the file nor its folder allows the reading of attributes.
        const Privilege backup(SE_BACKUP_NAME);
@@ -214,13 +214,13 @@ constexpr Fact kFacts[] = {
        return Done(::GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES);
      },
      "done", kReliedOn, "error 5", kElevation},
-    {"With the restore privilege DeleteFileW deletes a file that neither list allows to be deleted.",
+    {"With the restore privilege, DeleteFileW deletes a file although no access control list allows it.",
      [] {
        const Privilege restore(SE_RESTORE_NAME);
        return DeleteClosedFile();
      },
      "done", kReliedOn, "error 5", kElevation},
-    {"With the restore privilege RemoveDirectoryW removes a folder that neither list allows to be removed.",
+    {"With the restore privilege, RemoveDirectoryW removes a folder although no access control list allows it.",
      [] {
        const Privilege restore(SE_RESTORE_NAME);
        const std::wstring folder = NewFolder();
@@ -231,7 +231,7 @@ constexpr Fact kFacts[] = {
        return Done(::RemoveDirectoryW(child.c_str()));
      },
      "done", kReliedOn, "error 5", kElevation},
-    {"SetKernelObjectSecurity with a protected list leaves the folder protected.",
+    {"After SetKernelObjectSecurity with a protected access control list, the folder's list is protected.",
      []() -> std::string {
        const std::wstring folder = NewFolder();
        const Closed closed(folder, L"D:P(A;;FA;;;WD)");
@@ -242,23 +242,23 @@ constexpr Fact kFacts[] = {
        return (control & SE_DACL_PROTECTED) != 0 ? "protected" : "not protected";
      },
      "protected", kReliedOn, "not protected"},
-    {"A handle keeps the rights that it was opened with when the list is closed later.", WriteAfterClosing,
+    {"An open handle keeps its access rights when the access control list of the file changes.", WriteAfterClosing,
      "early: done, late: error 5", "IRP_MJ_CREATE dispatch routine"},
-    {"An administrator may give a folder to the administrators without any privilege.", GiveToAdministrators, "done",
-     "SID Attributes in an Access Token", kAsWindows, kElevation},
-    {"An ordinary user may not give a folder to the administrators.", GiveToAdministrators, "error 1307",
+    {"An administrator can make the group Administrators the owner of a folder without any privilege.",
+     GiveToAdministrators, "done", "SID Attributes in an Access Token", kAsWindows, kElevation},
+    {"An ordinary user cannot make the group Administrators the owner of a folder.", GiveToAdministrators, "error 1307",
      "SID Attributes in an Access Token", kNotAsked, kNoElevation},
     {"An administrator can enable the backup privilege.", [] { return Code(Privilege(SE_BACKUP_NAME).Error()); },
      "done", "Privilege Constants", kAsWindows, kElevation},
     {"An administrator can enable the restore privilege.", EnableRestore, "done", "Privilege Constants", kAsWindows,
      kElevation},
-    {"To an ordinary user AdjustTokenPrivileges answers that not all was assigned.", EnableRestore, "error 1300",
-     "AdjustTokenPrivileges function", kNotAsked, kNoElevation},
+    {"AdjustTokenPrivileges sets ERROR_NOT_ALL_ASSIGNED if an ordinary user enables the restore privilege.",
+     EnableRestore, "error 1300", "AdjustTokenPrivileges function", kNotAsked, kNoElevation},
 };
 static_assert(AreSound(kFacts));
 
 }  // namespace
 
-const Group kAccessFacts = {"Access lists", kFacts, std::size(kFacts)};
+const Group kAccessFacts = {"Access control lists", kFacts, std::size(kFacts)};
 
 }  // namespace Facts

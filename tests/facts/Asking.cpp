@@ -41,7 +41,7 @@ bool Removes(std::wstring& path, const Remover& remove) noexcept {
       path.clear();
     } catch (const std::exception& failure) {
       if (tries == 0) {
-        std::fprintf(stderr, "facts: left behind: %ls: %s\n", path.c_str(), failure.what());
+        std::fprintf(stderr, "facts: not removed: %ls: %s\n", path.c_str(), failure.what());
         return false;
       }
       ::Sleep(50);
@@ -138,12 +138,12 @@ DWORD RunChild(const std::vector<std::wstring>& task, DWORD flags, const std::ws
   const std::wstring line = TestSupport::CommandLine(program, arguments);
   const KernelHandle child = Start(program.c_str(), line, flags);
   if (!child) {
-    Fail("no child");
+    Fail("cannot start a child process");
   }
   constexpr DWORD kLongEnough = 30000;  // milliseconds
   if (::WaitForSingleObject(child.Get(), kLongEnough) != WAIT_OBJECT_0) {
     ::TerminateProcess(child.Get(), 1);
-    throw std::runtime_error("the child does not end");
+    throw std::runtime_error("the child process does not end");
   }
   DWORD code = 0;
   ::GetExitCodeProcess(child.Get(), &code);
@@ -189,7 +189,7 @@ DWORD DoChildTask(const std::wstring& task, const std::wstring& argument) {
 Descriptor::Descriptor(const std::wstring& text) {
   if (!::ConvertStringSecurityDescriptorToSecurityDescriptorW(text.c_str(), SDDL_REVISION_1, memory_.Receive(),
                                                               nullptr)) {
-    Fail("no descriptor");
+    Fail("invalid security descriptor");
   }
 }
 

@@ -40,7 +40,7 @@ inline constexpr Need kWindows81 = {"Windows 8.1", 9600};
 inline constexpr Need kWindows10In22H2 = {"Windows 10 22H2", 19045};
 inline constexpr Need kElevation = {"elevation", 0, &System::elevated};
 inline constexpr Need kNoElevation = {"a process that is not elevated", 0, &System::ordinary};
-inline constexpr Need kNotLocalSystem = {"another account than the local system", 0, &System::otherThanLocalSystem};
+inline constexpr Need kNotLocalSystem = {"an account other than the local system", 0, &System::otherThanLocalSystem};
 inline constexpr Need kSessionHost = {"a session host", 0, &System::sessionHost};
 inline constexpr Need kProgram = {"VELAutil.exe beside this program", 0, &System::program};
 

@@ -74,22 +74,22 @@ std::string MakeFolders(const std::wstring& path) {
 }
 
 constexpr Fact kFacts[] = {
-    {"A read-only file refuses CREATE_ALWAYS.", [] { return Replace(Marked(NewFile(), FILE_ATTRIBUTE_READONLY)); },
+    {"CREATE_ALWAYS fails for a read-only file.", [] { return Replace(Marked(NewFile(), FILE_ATTRIBUTE_READONLY)); },
      "error 5", "[MS-FSA] Open of an Existing File"},
-    {"A hidden file refuses CREATE_ALWAYS with FILE_ATTRIBUTE_NORMAL.",
+    {"CREATE_ALWAYS with FILE_ATTRIBUTE_NORMAL fails for a hidden file.",
      [] { return Replace(Marked(NewFile(), FILE_ATTRIBUTE_HIDDEN)); }, "error 5", "CreateFileW function", "done"},
-    {"A system file refuses CREATE_ALWAYS with FILE_ATTRIBUTE_NORMAL.",
+    {"CREATE_ALWAYS with FILE_ATTRIBUTE_NORMAL fails for a system file.",
      [] { return Replace(Marked(NewFile(), FILE_ATTRIBUTE_SYSTEM)); }, "error 5", "CreateFileW function", "done"},
-    {"A file that another handle reads refuses CREATE_ALWAYS without sharing.",
+    {"CREATE_ALWAYS without sharing fails for a file that another handle has open for reading.",
      [] {
        const std::wstring file = NewFile();
        const FileHandle reader = Open(file, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
        return Replace(file);
      },
      "error 32", "CreateFileW function"},
-    {"A file that had FILE_ATTRIBUTE_NORMAL set has no other attribute.",
+    {"SetFileAttributesW with FILE_ATTRIBUTE_NORMAL removes all other attributes of a file.",
      [] { return AttributesAs(NewFile(), FILE_ATTRIBUTE_NORMAL); }, "0x80", "SetFileAttributesW function", "0x20"},
-    {"Hidden, system, temporary and not indexed are attributes that a file keeps.",
+    {"A file keeps the attributes hidden, system, temporary and not content indexed.",
      [] {
        return AttributesAs(NewFile(), FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_TEMPORARY |
                                           FILE_ATTRIBUTE_NOT_CONTENT_INDEXED);
@@ -97,10 +97,10 @@ constexpr Fact kFacts[] = {
      "0x2106", "SetFileAttributesW function", "0x26"},
     {"A folder keeps the attribute read-only.", [] { return AttributesAs(NewFolder(), FILE_ATTRIBUTE_READONLY); },
      "0x11", "SetFileAttributesW function", "0x10"},
-    {"A read-only folder refuses RemoveDirectoryW.",
+    {"RemoveDirectoryW fails for a read-only folder.",
      [] { return Done(::RemoveDirectoryW(Marked(NewFolder(), FILE_ATTRIBUTE_READONLY).c_str())); }, "error 5",
      "[MS-FSA] FileDispositionInformation", "done"},
-    {"A read-only file refuses DeleteFileW.",
+    {"DeleteFileW fails for a read-only file.",
      [] { return Done(::DeleteFileW(Marked(NewFile(), FILE_ATTRIBUTE_READONLY).c_str())); }, "error 5",
      "DeleteFileW function"},
     {"A file keeps the creation time that SetFileTime gives it.",
@@ -114,7 +114,7 @@ constexpr Fact kFacts[] = {
        return ::CompareFileTime(&found, &created) == 0 ? "kept" : "lost";
      },
      "kept", "SetFileTime function", "lost"},
-    {"A range that another handle has locked cannot be read, though the file can be opened.",
+    {"A range that another handle has locked cannot be read, although the file can be opened.",
      [] {
        const std::wstring file = NewFile();
        const DWORD all = FILE_SHARE_READ | FILE_SHARE_WRITE;
@@ -139,16 +139,16 @@ constexpr Fact kFacts[] = {
        return answer;
      },
      "error 2", "Naming Files, Paths, and Namespaces"},
-    {"What two streams append in turn stands in the file in turn.", AppendByTwo, "123", "fopen, _wfopen"},
-    {"MOVEFILE_DELAY_UNTIL_REBOOT is refused to who is no administrator.",
+    {"If two streams append in turn, the file has their texts in that order.", AppendByTwo, "123", "fopen, _wfopen"},
+    {"MoveFileExW with MOVEFILE_DELAY_UNTIL_REBOOT fails for an ordinary user.",
      [] {
        // Only for users who may not make the entry. If it is made, it names only a file of this run.
        return Done(::MoveFileExW(NewFile().c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT));
      },
      "error 5", "MoveFileExW function", kNotAsked, kNoElevation},
-    {"SHCreateDirectoryExW answers ERROR_ALREADY_EXISTS where the folder exists.",
-     [] { return MakeFolders(NewFolder()); }, "error 183", "SHCreateDirectoryExW function"},
-    {"SHCreateDirectoryExW answers ERROR_BAD_PATHNAME to a relative path.",
+    {"SHCreateDirectoryExW returns ERROR_ALREADY_EXISTS if the folder exists.", [] { return MakeFolders(NewFolder()); },
+     "error 183", "SHCreateDirectoryExW function"},
+    {"SHCreateDirectoryExW returns ERROR_BAD_PATHNAME for a relative path.",
      [] {
        wchar_t before[1024] = {};
        ::GetCurrentDirectoryW(1024, before);
@@ -158,7 +158,7 @@ constexpr Fact kFacts[] = {
        return answer;
      },
      "error 161", "SHCreateDirectoryExW function"},
-    {"SHCreateDirectoryExW answers ERROR_FILENAME_EXCED_RANGE to a path of more than 248 characters.",
+    {"SHCreateDirectoryExW returns ERROR_FILENAME_EXCED_RANGE for a path of more than 248 characters.",
      [] { return MakeFolders(NewFolder() + L"\\" + std::wstring(120, L'a') + L"\\" + std::wstring(130, L'b')); },
      "error 206", "SHCreateDirectoryExW function", "done"},
 };

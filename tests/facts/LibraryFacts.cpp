@@ -101,16 +101,16 @@ std::string Convert(const wchar_t* text) {
 constexpr Fact kFacts[] = {
     {"Every function that VELAutil.exe imports comes from a library that is always the system's own.", CheckImports,
      "all known", "Dynamic-link library search order", "no KnownDLLs", kProgram},
-    {"SystemFunction036 of advapi32 is handed on to cryptbase, which is looked for in the program's folder first.",
+    {"advapi32 forwards SystemFunction036 to cryptbase, which is searched in the folder of the program first.",
      [] {
        const std::string forwarder = Forwarder(::LoadLibraryW(L"advapi32.dll"), "SystemFunction036");
        return forwarder.empty() ? "its own" : NameOf(forwarder);
      },
      "cryptbase", "no page says so; the program imports no such function for that reason", "its own", kWindows7},
-    {"In code page 932 an accented letter becomes the plain one.", [] { return Convert<932>(L"\u00E9"); }, "0x65",
+    {"In code page 932, an accented letter becomes the plain letter.", [] { return Convert<932>(L"\u00E9"); }, "0x65",
      "WideCharToMultiByte function"},
-    {"In code page 1252 a Japanese character becomes a question mark.", [] { return Convert<1252>(L"\u65E5"); }, "0x3F",
-     "WideCharToMultiByte function"},
+    {"In code page 1252, a Japanese character becomes a question mark.", [] { return Convert<1252>(L"\u65E5"); },
+     "0x3F", "WideCharToMultiByte function"},
 };
 static_assert(AreSound(kFacts));
 

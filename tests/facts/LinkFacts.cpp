@@ -102,14 +102,14 @@ std::wstring OldApplicationData() {
 }
 
 constexpr Fact kFacts[] = {
-    {"RemoveDirectoryW of a junction removes the junction and nothing behind it.",
+    {"RemoveDirectoryW on a junction removes the junction, and nothing in its target.",
      [] {
        const Linked place;
        const std::string answer = Done(::RemoveDirectoryW(place.link.c_str()));
        return answer + (TestSupport::Exists(place.target + L"\\file") ? ", file kept" : ", file gone");
      },
      "done, file kept", "RemoveDirectoryW function", "no junction, error 50"},
-    {"A listing tells that an entry is a junction.",
+    {"FindFirstFileW reports that an entry is a junction.",
      [] {
        const Linked place;
        WIN32_FIND_DATAW found = {};
@@ -118,14 +118,14 @@ constexpr Fact kFacts[] = {
                                                                            : "no link";
      },
      "link, 0xA0000003", "WIN32_FIND_DATAW structure", "no junction, error 50"},
-    {"GetFileAttributesW of a junction tells of the junction.",
+    {"GetFileAttributesW on a junction returns the junction's attributes, not those of its target.",
      [] {
        const Linked place;
        const DWORD attributes = ::GetFileAttributesW(place.link.c_str());
        return attributes == INVALID_FILE_ATTRIBUTES ? Done(false) : Hex(attributes & FILE_ATTRIBUTE_REPARSE_POINT);
      },
      "0x400", "Determining Whether a Directory Is a Mounted Folder", "no junction, error 50"},
-    {"GetFinalPathNameByHandleW of a file reached through a junction names the file's own folder.",
+    {"For a file opened through a junction, GetFinalPathNameByHandleW returns the path in the target folder.",
      [] {
        const Linked place;
        return FinalPath(Open(place.link + L"\\file", GENERIC_READ, 0).Get());
@@ -138,21 +138,21 @@ constexpr Fact kFacts[] = {
        return FinalPath(Open(place.link, 0, kAsLink).Get()) == parent + "\\link" ? "link" : "something else";
      },
      "link", "CreateFileW function", "no junction, error 50", kVista},
-    {"FileDispositionInfo deletes the file that was opened.", DeleteByHandle, "done, file gone",
+    {"SetFileInformationByHandle with FileDispositionInfo deletes the opened file.", DeleteByHandle, "done, file gone",
      "SetFileInformationByHandle function", kAsWindows, kVista},
-    {"With the redirection guard a process does not follow a junction that an ordinary user made.",
+    {"With the redirection guard, a process does not follow a junction that an ordinary user created.",
      [] {
        const Linked place;
        return Code(RunChild({L"open-guarded", place.link + L"\\file"}));
      },
      "error 448", "PROCESS_MITIGATION_REDIRECTION_TRUST_POLICY structure", kNotAsked, kWindows10In22H2, kNoElevation},
-    {"A child does not inherit the redirection guard.",
+    {"A child process does not inherit the redirection guard.",
      [] {
        const Linked place;
        return Code(RunChild({L"open-below-guarded", place.link + L"\\file"}));
      },
      "done", "no page of Microsoft says so; reported of an installer", kNotAsked, kWindows10In22H2, kNoElevation},
-    {"GetFinalPathNameByHandleW of a volume's root ends in a backslash.",
+    {"GetFinalPathNameByHandleW returns a path with a backslash at the end for the root of a volume.",
      [] {
        // The only final path that ends in a backslash.
        wchar_t path[MAX_PATH] = {};

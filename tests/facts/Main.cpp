@@ -94,7 +94,7 @@ int AskAll(const wchar_t* recordFile) {
     std::printf("%u %s\n", count, verdict.c_str());
   }
   if (recordFile != nullptr && !(std::ofstream(recordFile, std::ios_base::binary) << tally.record)) {
-    std::fprintf(stderr, "facts: cannot write the record\n");
+    std::fprintf(stderr, "facts: cannot write the file of --record\n");
     return 1;
   }
   const bool asked = tally.verdicts["as expected"] != 0;

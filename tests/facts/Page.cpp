@@ -15,42 +15,42 @@ namespace {
 
 constexpr std::string_view kHead = R"(# Windows facts
 
-What the program takes for granted of Windows, one fact a row, with the answer that is expected and whence it is known: the
-title of a page of Microsoft's documentation, or that none says so and the program relies on it. The column "Windows" tells
-what a real Windows answered: **%WINDOWS%**. The columns of Wine (8 on Debian 12, 10 on Debian 13) are empty
-where it answers as Windows is expected to; elsewhere they tell how Wine differs, or that it lacks what the question needs, and
-so what the tests cannot show.
+What the program assumes about Windows, one fact per row, with the expected answer. The column "Source" has the title of
+a page of Microsoft's documentation, or says that no page states the fact. The column "Windows" has the answers of a
+real Windows: **%WINDOWS%**. The columns of Wine (8 on Debian 12, 10 on Debian 13) are empty if Wine
+answers as expected of Windows. Otherwise they show Wine's answer, or "not asked" if Wine lacks what the fact needs. The
+tests cannot show such a fact.
 
-This page is made by `facts.exe` from the table in `tests/facts` and the records beside it; the test `facts.page` holds that
-it is current, and the test `facts` that each declared answer of Wine is still given, and each other question still asked.
+`facts.exe` writes this page from the table in `tests/facts` and the records beside it. The test `facts.page` checks
+that the page is current. The test `facts` checks that Wine still gives each declared answer, and that each other fact
+can still be checked.
 
-## Asking a Windows
+## Checking a Windows
 
-`facts.exe` is one file, made with the other tests in `build/<preset>/tests`; a cross build's will do. Lay `VELAutil.exe`
-beside it and run it twice, in an ordinary prompt and in an elevated one:
+`facts.exe` is one file. It is built with the other tests in `build/<preset>/tests`, and a cross build's runs on
+Windows, too. Copy `VELAutil.exe` into its folder and run it twice, in an ordinary prompt and in an elevated one:
 
 ```
 facts.exe --record windows-11-24h2-ordinary.txt
 facts.exe --record windows-11-24h2-elevated.txt
 ```
 
-It needs neither an installation nor the variable that the other tests ask for: it changes nothing outside a folder of its
-own below the temporary folder (which must lie on NTFS) and a registry key of its own below `HKEY_CURRENT_USER\Software`, and
-removes both. A question that needs more than it has (elevation, an ordinary process, a session host) is told as "not asked",
-never passed over. It ends with 0 if every answer is as expected and nothing is left behind, else with 1.
+It needs no installation and no `VELA_TEST_ON_WINDOWS`. It changes only a folder of its own in the temporary folder
+(which must be on NTFS) and a registry key of its own below `HKEY_CURRENT_USER\Software`, and removes both. If a fact
+needs more than the process has (elevation, no elevation, a session host), its verdict is "not asked". The exit code is
+0 if every answer is as expected and everything was removed, otherwise 1.
 
-To fill in the column, put the records into `tests/facts/records`, write this page anew and commit both:
+To fill in the column "Windows", put the records into `tests/facts/records`, write this page again and commit both:
 
 ```
 tests/support/run_in_prefix.sh build/release/tests/prefix build/release/tests/facts.exe --page tests/facts/records docs/windows-facts.md
 ```
 
-On Windows: `facts.exe --page tests\facts\records docs\windows-facts.md`. An answer that is not as expected is a finding: mend
-the program if it relied on the fact, then the row.
+On Windows: `facts.exe --page tests\facts\records docs\windows-facts.md`. An answer that is not as expected is a
+finding. Correct the program if it relied on the fact, then correct the row.
 
-Not asked, because it could not be taken back without writing to the machine's part of the registry: what
-`MOVEFILE_DELAY_UNTIL_REBOOT` answers to a missing path; a moved common data folder
-(`SHGetSpecialFolderPathW`).
+Two facts are not checked, because undoing the check would need write access to the machine's part of the registry: what
+`MOVEFILE_DELAY_UNTIL_REBOOT` does with a missing path, and a moved common data folder (`SHGetSpecialFolderPathW`).
 )";
 
 struct Record {
@@ -117,12 +117,13 @@ std::string PageText(const std::wstring& folder) {
   const Records records = ReadRecords(folder);
   constexpr std::string_view kMark = "%WINDOWS%";
   std::string page(kHead);
-  page.replace(page.find(kMark), kMark.size(),
-               records.empty() ? "none has been asked yet" : "answers of " + std::to_string(records.size()) + " runs");
+  page.replace(
+      page.find(kMark), kMark.size(),
+      records.empty() ? "none has been checked yet" : "answers of " + std::to_string(records.size()) + " runs");
   for (const Group* const group : kGroups) {
     page += "\n## " + std::string(group->subject) + "\n\n";
     page +=
-        "| Fact | Expected on Windows | Whence | Needs | Wine 8 | Wine 10 | Windows |\n|---|---|---|---|---|---|---|\n";
+        "| Fact | Expected on Windows | Source | Needs | Wine 8 | Wine 10 | Windows |\n|---|---|---|---|---|---|---|\n";
     for (const Fact& fact : *group) {
       page += Row(fact, records);
     }
@@ -141,7 +142,7 @@ int MakePage(const std::wstring& records, const std::wstring& page, bool compare
   const TestSupport::Lines wanted = TestSupport::Split(text);
   const std::string difference = TestSupport::Difference(wanted, TestSupport::Split(TestSupport::FileContent(page)));
   if (!difference.empty()) {
-    std::puts("docs/windows-facts.md is not what facts.exe --page writes (- wanted, + there):");
+    std::puts("docs/windows-facts.md differs from what facts.exe --page writes (- expected, + in the file):");
     for (const std::string& line : TestSupport::Split(difference)) {
       if (line.rfind("  ", 0) != 0) {
         std::puts(line.c_str());

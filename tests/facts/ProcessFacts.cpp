@@ -65,7 +65,7 @@ std::string LoadPlanted(const wchar_t* task) {
 }
 
 constexpr Fact kFacts[] = {
-    {"A program without a compatibility section is told 6.2 from Windows 8.1 on.",
+    {"From Windows 8.1 on, GetVersionExW reports 6.2 if the manifest has no compatibility section.",
      []() -> std::string {
        OSVERSIONINFOEXW version = {};
        version.dwOSVersionInfoSize = sizeof version;
@@ -75,25 +75,25 @@ constexpr Fact kFacts[] = {
        return std::to_string(version.dwMajorVersion) + "." + std::to_string(version.dwMinorVersion);
      },
      "6.2", "GetVersionExW function", kAsWindows, kWindows81},
-    {"A 64-bit Intel program is told AMD64, on ARM64 too.",
+    {"GetNativeSystemInfo reports AMD64 to an AMD64 program, also on ARM64.",
      [] {
        SYSTEM_INFO info = {};
        ::GetNativeSystemInfo(&info);
        return std::to_string(info.wProcessorArchitecture);
      },
      "9", "GetNativeSystemInfo function"},
-    {"A child inherits the error mode.", InheritErrorMode<0>, "0x8001", "SetErrorMode function", "0x0"},
-    {"With CREATE_DEFAULT_ERROR_MODE a child does not inherit the error mode.",
+    {"A child process inherits the error mode.", InheritErrorMode<0>, "0x8001", "SetErrorMode function", "0x0"},
+    {"With CREATE_DEFAULT_ERROR_MODE, a child process does not inherit the error mode.",
      InheritErrorMode<CREATE_DEFAULT_ERROR_MODE>, "0x0", "Process Creation Flags"},
-    {"A fast fail raises STATUS_STACK_BUFFER_OVERRUN.", [] { return CatchException(L"fast-fail"); }, "0xC0000409",
-     "__fastfail", kAsWindows, kWindows8},
-    {"With NoDefaultCurrentDirectoryInExePath a program is not looked for in the current folder.",
+    {"A fast fail raises the exception STATUS_STACK_BUFFER_OVERRUN.", [] { return CatchException(L"fast-fail"); },
+     "0xC0000409", "__fastfail", kAsWindows, kWindows8},
+    {"With NoDefaultCurrentDirectoryInExePath, CreateProcessW does not search the current folder.",
      [] {
        // The child's current folder contains the program that it starts by name.
        return Code(RunChild({L"by-name", CopyProgram(L"vela-fact.exe")}));
      },
      "error 2", "NeedCurrentDirectoryForExePathW function", kAsWindows, kVista},
-    {"With NoDefaultCurrentDirectoryInExePath a program is looked for in the folder of the one that starts it.",
+    {"With NoDefaultCurrentDirectoryInExePath, CreateProcessW still searches the folder of the calling program.",
      [] {
        // As above, but the folder of the starting program contains a program of this name, too.
        const std::wstring starter = CopyProgram(L"starter.exe");
@@ -101,14 +101,14 @@ constexpr Fact kFacts[] = {
        return Code(RunChild({L"by-name", NewFolder() + L"\\vela-fact.exe"}, 0, starter));
      },
      "done", "CreateProcessW function"},
-    {"A library is found by its name in the folder of the program.", [] { return LoadPlanted(L"load"); }, "done",
-     "Dynamic-link library search order"},
-    {"After SetDefaultDllDirectories for System32 alone no library is found in the folder of the program.",
+    {"LoadLibraryW finds a library by its name in the folder of the program.", [] { return LoadPlanted(L"load"); },
+     "done", "Dynamic-link library search order"},
+    {"After SetDefaultDllDirectories with only System32, LoadLibraryW does not search the folder of the program.",
      [] { return LoadPlanted(L"load-guarded"); }, "error 126", "SetDefaultDllDirectories function", kAsWindows,
      kWindows8},
-    {"The idle process answers OpenProcess with ERROR_INVALID_PARAMETER.",
+    {"OpenProcess fails with ERROR_INVALID_PARAMETER for the idle process.",
      [] { return Got(KernelHandle(::OpenProcess(PROCESS_ALL_ACCESS, FALSE, 0))); }, "error 87", "OpenProcess function"},
-    {"The process System cannot be opened with all rights.",
+    {"OpenProcess with all rights fails for the process System.",
      []() -> std::string {
        const OrCommon::FileHandle list(::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
        PROCESSENTRY32W entry = {};
@@ -121,7 +121,7 @@ constexpr Fact kFacts[] = {
        return "none";
      },
      "error 5", "OpenProcess function", "none"},
-    {"A text named .exe is no program: ERROR_EXE_MACHINE_TYPE_MISMATCH.",
+    {"CreateProcessW fails with ERROR_EXE_MACHINE_TYPE_MISMATCH for a text file named .exe.",
      [] {
        const std::wstring file = NewFolder() + L"\\text.exe";
        TestSupport::WriteTestFile(file, "no program\n");

@@ -65,9 +65,9 @@ std::string DeleteReadOnlyKey() {
 }
 
 constexpr Fact kFacts[] = {
-    {"RegOpenKeyExW of HKEY_USERS without a subkey gives HKEY_USERS itself, whatever rights are asked for.", OpenHives,
-     "HKEY_USERS itself", "RegOpenKeyExW function"},
-    {"RegOpenKeyW opens a read-only key, and only writing to it fails.",
+    {"RegOpenKeyExW on HKEY_USERS without a subkey returns HKEY_USERS itself, whatever rights are requested.",
+     OpenHives, "HKEY_USERS itself", "RegOpenKeyExW function"},
+    {"RegOpenKeyW opens a read-only key; only writing to the key fails.",
      [] {
        const Restricted key(kReadOnly);
        RegistryKey opened;
@@ -78,7 +78,7 @@ constexpr Fact kFacts[] = {
        return "open: " + Status(open) + ", set: " + Status(set);
      },
      "open: done, set: error 5", kReliedOn},
-    {"No key is made below a key whose list does not allow it, nor by its path.",
+    {"RegCreateKeyExW with a path fails below a key whose access control list does not allow subkeys.",
      [] {
        const Restricted key(kReadOnly);
        RegistryKey made;
@@ -86,9 +86,9 @@ constexpr Fact kFacts[] = {
                                        nullptr, made.Receive(), nullptr));
      },
      "error 5", "RegCreateKeyExW function", "done"},
-    {"RegDeleteKeyW is refused by the list of the key, whoever owns its parent.", DeleteReadOnlyKey, "error 5",
-     "Registry Key Security and Access Rights", "done"},
-    {"RegDeleteKeyW refuses a key that has subkeys.",
+    {"RegDeleteKeyW fails if the key's access control list does not allow it, even with all rights to its parent.",
+     DeleteReadOnlyKey, "error 5", "Registry Key Security and Access Rights", "done"},
+    {"RegDeleteKeyW fails for a key that has subkeys.",
      [] {
        const std::wstring parent = NewKey();
        TestSupport::MakeKey(Own(parent + L"\\child\\grandchild"));
@@ -97,13 +97,13 @@ constexpr Fact kFacts[] = {
        return Status(::RegDeleteKeyW(opened.Get(), L"child"));
      },
      "error 5", "RegDeleteKeyW function"},
-    {"A backslash at the end of a key's path does no harm.",
+    {"RegOpenKeyW accepts a backslash at the end of a key's path.",
      [] {
        RegistryKey opened;
        return Status(::RegOpenKeyW(HKEY_CURRENT_USER, (NewKey() + L"\\").c_str(), opened.Receive()));
      },
      "done", kReliedOn},
-    {"Below HKEY_CURRENT_USER\\Software both views are one.",
+    {"Below HKEY_CURRENT_USER\\Software, the 32-bit view and the 64-bit view are the same.",
      [] {
        const std::wstring path = NewKey();
        TestSupport::MakeKey({HKEY_CURRENT_USER, path, KEY_WOW64_32KEY}, {{L"value", 7}});
@@ -112,14 +112,14 @@ constexpr Fact kFacts[] = {
        return Status(::RegQueryValueExW(opened.Get(), L"value", nullptr, nullptr, nullptr, nullptr));
      },
      "done", "Registry Keys Affected by WOW64"},
-    {"A program identifier below HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes is seen in the 32-bit view.",
+    {"A program identifier below HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes is visible in the 32-bit view.",
      [] {
        RegistryKey opened;
        return Status(::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Classes\\exefile", 0, KEY_READ | KEY_WOW64_32KEY,
                                      opened.Receive()));
      },
      "done", "Registry Keys Affected by WOW64", "error 2", kWindows7, kNothing, kAsWindows},
-    {"RegOpenKeyW of a 64-bit program takes the 64-bit view.",
+    {"RegOpenKeyW uses the 64-bit view in a 64-bit program.",
      [] {
        RegistryKey opened;
        return Status(::RegOpenKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Wow6432Node", opened.Receive()));
@@ -132,7 +132,7 @@ constexpr Fact kFacts[] = {
        return Status(::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE", 0, KEY_ALL_ACCESS, opened.Receive()));
      },
      "error 5", "Registry Key Security and Access Rights", kNotAsked, kNoElevation},
-    {"A text that was stored without its terminator is read without it.",
+    {"RegQueryValueExW reports the stored size of a string that has no terminator.",
      [] {
        // No terminator is stored: the system may count one that is stored.
        const KeyPlace place = Own(NewKey());

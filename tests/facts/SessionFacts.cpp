@@ -23,7 +23,7 @@ DWORD ConsoleSession() {
 KernelHandle OwnToken(DWORD access) {
   KernelHandle token;
   if (!::OpenProcessToken(::GetCurrentProcess(), access, token.Receive())) {
-    throw std::runtime_error("no token");
+    throw std::runtime_error("cannot open the process token");
   }
   return token;
 }
@@ -80,19 +80,20 @@ std::wstring EventName(const wchar_t* part) {
 }
 
 constexpr Fact kFacts[] = {
-    {"The console's session is one that the system lists.", FindConsoleSession, "listed",
+    {"WTSEnumerateSessionsW lists the console session.", FindConsoleSession, "listed",
      "WTSGetActiveConsoleSessionId function", "not listed", kNothing, kNothing, kAsWindows},
-    {"WTSQueryUserToken is refused to who is not the local system.", [] { return AskUserToken(ConsoleSession()); },
-     "error 1314", "WTSQueryUserToken function", "done", kNotLocalSystem},
-    {"LoadUserProfileW is refused to who is no administrator.", LoadOwnProfile, "error 1314",
+    {"WTSQueryUserToken fails for every account except the local system.",
+     [] { return AskUserToken(ConsoleSession()); }, "error 1314", "WTSQueryUserToken function", "done",
+     kNotLocalSystem},
+    {"LoadUserProfileW fails for an ordinary user.", LoadOwnProfile, "error 1314",
      "LoadUserProfileW function, which names no code", kNotAsked, kNoElevation},
-    {"RevertToSelf of a thread that acts as nobody else succeeds.",
+    {"RevertToSelf succeeds in a thread that does not impersonate a user.",
      [] {
        ::RevertToSelf();
        return Done(::RevertToSelf());
      },
      "done", kReliedOn},
-    {"GetWindowsDirectoryW of a terminal server aware program is the system's folder.",
+    {"GetWindowsDirectoryW returns the system's folder in a terminal server aware program.",
      []() -> std::string {
        wchar_t own[MAX_PATH] = {};
        wchar_t shared[MAX_PATH] = {};
@@ -101,10 +102,10 @@ constexpr Fact kFacts[] = {
        return ::lstrcmpiW(own, shared) == 0 ? "the system's" : "a private one";
      },
      "the system's", "GetWindowsDirectoryW function", kNotAsked, kSessionHost},
-    {"An ordinary user may make an event in the global name space.",
+    {"An ordinary user can create an event in the global namespace.",
      [] { return Got(KernelHandle(::CreateEventW(nullptr, TRUE, FALSE, EventName(L"-new").c_str()))); }, "done",
      "Kernel object namespaces", kNotAsked, kNoElevation},
-    {"CreateEventW of an event whose list does not allow it is refused.",
+    {"CreateEventW fails for an existing event whose access control list does not allow access.",
      [] {
        const std::wstring name = EventName(L"-closed");
        const Descriptor descriptor(L"D:(A;;0x20000;;;WD)");
@@ -113,14 +114,14 @@ constexpr Fact kFacts[] = {
        return Got(KernelHandle(::CreateEventW(nullptr, TRUE, FALSE, name.c_str())));
      },
      "error 5", "CreateEventW function"},
-    {"CreateEventW of a name that a mutex has is refused.",
+    {"CreateEventW fails if a mutex has the same name.",
      [] {
        const std::wstring name = EventName(L"-taken");
        const KernelHandle owner(::CreateMutexW(nullptr, FALSE, name.c_str()));
        return Got(KernelHandle(::CreateEventW(nullptr, TRUE, FALSE, name.c_str())));
      },
      "error 6", "CreateEventW function"},
-    {"CSIDL_COMMON_APPDATA is the folder that the variable ProgramData names.",
+    {"CSIDL_COMMON_APPDATA is the folder in the environment variable ProgramData.",
      []() -> std::string {
        wchar_t folder[MAX_PATH + 1] = {};
        wchar_t variable[MAX_PATH + 1] = {};
