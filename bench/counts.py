@@ -83,7 +83,7 @@ class Counter:
     def _count(self, program: Program, holds: Callable[[], bool]) -> int:
         requests = self.machine.run_counting(program)[1]
         if not holds():
-            raise Fault(f"{program.command_line}: it did not do what was counted")
+            raise Fault(f"{program.command_line}: it did not do its work, so the count is void")
         return requests
 
     def start(self, program: Program, exit_code: int = 0) -> int:
@@ -123,7 +123,7 @@ class Counter:
         status, read = self.start(STATUS), self.start(READ_VALUE)
         log = self.machine.drive / "windows/temp/QRTX_Debug/vela.log"
         if log.read_bytes().count(b"GetStatus!!!!! 1") != 2:
-            raise Fault("the status command did not do what was counted")
+            raise Fault("the command -s did not write the status, so the count is void")
         look_up = self.slope(lambda times: self.start(Program(STEPS, f"lookup {times}")))
         snapshot = self.slope(lambda times: self.start(Program(STEPS, f"snapshot {times}")))
         bare = self.start(BARE)

@@ -74,7 +74,7 @@ class Machine:
         self.folder.mkdir(parents=True, exist_ok=True)
         template = self.build / "tests/prefix"
         if not (template / "vela-template").is_file():
-            raise Fault(f"no complete prefix at {template}: tests/support/make_prefix.sh makes it")
+            raise Fault(f"no complete prefix at {template}: tests/support/make_prefix.sh creates it")
         try:
             subprocess.run(["cp", "-a", template, self.prefix], check=True)
             if self.sources is not None:
@@ -109,7 +109,7 @@ class Machine:
                 stdout=subprocess.PIPE, stderr=trace, text=True, encoding="utf-8")
         words = self._answer(60)
         if words[:1] != ["driver"]:
-            raise Fault("the driver does not start")
+            raise Fault("Driver.exe does not start")
         self.driver_thread = words[1].encode("ascii")
 
     def _answer(self, limit: float) -> list[str]:
@@ -127,7 +127,7 @@ class Machine:
         self.driver.stdin.flush()
         words = self._answer(LIMIT)
         if len(words) != 2 or not words[0].isdigit():
-            raise Fault(f"{program.command_line}: {' '.join(words) or 'it took too long, or the driver ended'}")
+            raise Fault(f"{program.command_line}: {' '.join(words) or 'it took too long, or Driver.exe ended'}")
         return Run(int(words[1]) / 1e6, int(words[0]))
 
     def run_counting(self, program: Program) -> tuple[Run, int]:
@@ -139,7 +139,7 @@ class Machine:
             requests = [match for match in map(REQUEST.match, trace) if match]
         counted = sum(1 for match in requests if match[1] != self.driver_thread)
         if counted == 0:
-            raise Fault(f"{program.command_line}: the server wrote down no request of it")
+            raise Fault(f"{program.command_line}: wineserver recorded no request of this program")
         return result, counted
 
     def peak_memory(self, program: Program) -> tuple[Run, int]:
@@ -154,4 +154,4 @@ class Machine:
         """run(), for preparations only: any other exit code is a fault."""
         result = self.run(program)
         if result.exit_code != exit_code:
-            raise Fault(f"{program.command_line}: exit code {result.exit_code}")
+            raise Fault(f"{program.command_line}: exit code {result.exit_code}, not {exit_code}")

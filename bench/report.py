@@ -96,12 +96,12 @@ def tables(systems: list[Results]) -> str:
          f"{row.minima:.2f}", f"{row.limit:.2f}", f"{row.noise:.2f}", str(row.rounds), row.verdict]
         for results, row in _side_by_side(systems, "outcomes")])
     lines += [f"\n**No result** on {results.system} for {broken}" for results in systems for broken in results.broken]
-    lines += [""] + _aligned([["Requests", "Of which", "System", "count", "limit", "verdict"]] + [
+    lines += [""] + _aligned([["Requests", "Measured", "System", "count", "limit", "verdict"]] + [
         [row.what, row.note or "slope between two sizes", results.system, f"{row.value:.3f}", f"{row.limit:.2f}",
          row.verdict] for results, row in _side_by_side(systems, "counts")])
-    lines += [""] + _aligned([["Whole runs", "Of which", "System", "ours", "peer", "ratio"]] + [
+    lines += [""] + _aligned([["Whole runs", "Measured", "System", "ours", "peer", "ratio"]] + [
         row for rows in zip(*map(_whole_runs, systems)) for row in rows])
-    lines += [""] + _aligned([["Size", "Of which", "System", "value", "limit", "verdict"]] + [
+    lines += [""] + _aligned([["Size", "Measured", "System", "value", "limit", "verdict"]] + [
         [row.what, row.note, results.system, f"{row.value:.2f}", f"{row.limit:.2f}", row.verdict]
         for results, row in _side_by_side(systems, "measures")])
     return "\n".join(lines) + "\n"

@@ -24,7 +24,7 @@ class Arm:
         if result.exit_code not in self.exit_codes:
             raise Fault(f"{self.name}: exit code {result.exit_code}")
         if self.did_it is not None and not self.did_it():
-            raise Fault(f"{self.name} is a stub: it ended with {result.exit_code} and its work is not done")
+            raise Fault(f"{self.name} did not do its work, although its exit code is {result.exit_code}")
 
 
 @dataclasses.dataclass(frozen=True)

@@ -84,15 +84,15 @@ def main() -> int:
     sources.mkdir(parents=True, exist_ok=True)
     shapes = [trees.SMALL, trees.TYPICAL] + ([] if quick else [trees.LARGE])
     for shape in shapes:
-        say(f"source: {shape.name}")
+        say(f"installation source: {shape.name}")
         trees.make(shape, sources / shape.name)
-    say("requests")
+    say("counting requests")
     counted = counts.measure(build)
     requests = comparisons.whole_runs(build, sources)
     outcomes, broken = [], []
     folder, where = folder_for_runs(build)
     with Machine(build, folder, sources=sources) as machine:
-        say("staging")
+        say("staging files")
         place = comparisons.Workplace(machine, sources, shapes)
         for comparison in comparisons.comparisons(place, quick):
             try:
@@ -102,7 +102,7 @@ def main() -> int:
                 broken.append(f"{comparison.what}: {fault}")
                 say(broken[-1])
             place.clear_away()
-        say("memory")
+        say("measuring memory")
         measures = [measure_memory(place, quick)]
     size = (build / "VELAutil.exe").stat().st_size
     measures.append(counts.Measure("the program, MiB", size / LARGEST_PROGRAM, 1.0, f"{size:,} bytes"))

@@ -166,46 +166,46 @@ setarch -R true 2>/dev/null || fixed_addresses=()
 run_log=$WINEPREFIX/drive_c/windows/temp/QRTX_Debug/vela.log
 
 say "VELAutil manages the anti-spam plug-ins of three mail clients: Outlook, Outlook Express, Windows Live Mail." \
-  "Building it, and a Windows machine to try it on (the first time takes a while) ..."
+  "Building it, and creating a Windows machine to try it on (the first time takes a while) ..."
 must 'the build' build_program
 make_machine
 
 title 'The machine'
-say "Windows XP Professional x64 as Wine plays it, with Outlook 2010 in C:\\Office14, an installation source in $source_folder, and the registries of two users: the one who is logged on and $user. The mail clients and the plug-in modules are stand-ins that the tests build; the modules are real COM servers."
+say "Wine, set to Windows XP Professional x64, with Outlook 2010 in C:\\Office14, an installation source in $source_folder, and the registries of two users: the user who is logged on, and $user. The mail clients and the plug-in modules are stand-ins that the tests build; the modules are real COM servers."
 probe_classes 'before the installation'
 snapshot first
 
 step -I "$install_root" 'Install' \
-  "Copies the plug-in files of all three clients below $install_root, notes where they are, and registers the plug-ins. The anti-spam switch has never been set, so it becomes off."
+  "Copies the plug-in files of all three clients below $install_root, stores where they are, and registers the plug-ins. The anti-spam switch has never been set, so it is set to off."
 probe_classes 'after the installation'
 
 step -e "$product_folder" 'Enable' \
-  "Switches filtering on for the user at the console: folders for that user, Outlook's add-in for everybody, start-up values for the monitors of the other two clients, and the monitors themselves, which write a trace file."
-printf '\nAccess rights of the users'"'"' folders (Wine keeps of an access list only what Unix modes can express, and only if the folder existed before):\n'
+  "Enables filtering for the user at the console: creates the user's folders, Outlook's add-in for all users and the start-up values for the monitors of the other two clients, and starts the monitors. These stand-ins write a trace file."
+printf '\nAccess rights of the users'"'"' folders (Wine stores of an access control list only what Unix modes can express, and only if the folder existed before):\n'
 find "$WINEPREFIX/drive_c/ProgramData/Orvane Labs" -type d -printf '%M  ProgramData/Orvane Labs/%P\n' | indent
 
-step -s "$product_folder" 'Status' "Writes the switch to the run log."
+step -s "$product_folder" 'Status' "Writes the state of the anti-spam switch to the run log."
 
-title 'A new pattern arrives, while Outlook runs'
+title 'A new pattern arrives while Outlook runs'
 start_outlook
 printf 'a newer pattern\n' >"$WINEPREFIX/drive_c/Setup/Common/win32/vela.ptn"
-say "Setup\\Common\\win32\\vela.ptn is another one now. OUTLOOK.EXE runs."
+say "Setup\\Common\\win32\\vela.ptn has new contents. OUTLOOK.EXE is running."
 
 step -p "$install_root" 'Upgrade' \
-  "Replaces the files with another time of change, and tells the plug-ins in running mail clients to load engine and pattern anew."
+  "Replaces the files whose last-write time differs, and signals the plug-ins in running mail clients to reload engine and pattern."
 code=0
 wait "$outlook" || code=$?
 printf '\nDid Outlook get the event? %s\n' "$( ((code == 0)) && echo yes || echo NO)"
 
 step -r "$install_root" 'Reload' \
-  "Tells the plug-ins in running mail clients to load engine and pattern anew. No client runs now."
+  "Signals the plug-ins in running mail clients to reload engine and pattern. No client runs now."
 
-step -d "$product_folder" 'Disable' "Switches filtering off, and tells the monitors to end."
+step -d "$product_folder" 'Disable' "Disables filtering, and signals the monitors to exit."
 
-step -s "$product_folder" 'Status once more' "Writes the switch to the run log."
+step -s "$product_folder" 'Status once more' "Writes the state of the anti-spam switch to the run log."
 
 step -U "$product_folder" 'Uninstall' \
-  "Switches off, removes the plug-ins from the clients, and deletes files and the users' data. Filtering is off already, so the log reports values that are not there."
+  "Disables filtering, removes the plug-ins from the clients, and deletes files and the users' data. Filtering is already disabled, so the log reports missing values."
 probe_classes 'after the uninstallation'
 
 title 'The machine before and after'

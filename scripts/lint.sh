@@ -43,7 +43,7 @@ format_version=14
 found_format=$(clang-format --version | sed 's/.*version \([0-9]*\).*/\1/')
 format_of_stage='clang-format'
 if [[ $found_format != "$format_version" ]]; then
-  format_of_stage="NOT CHECKED: this is clang-format $found_format, the layout is that of $format_version"
+  format_of_stage="NOT CHECKED: needs clang-format $format_version, found $found_format"
 fi
 
 check_format() {
@@ -124,7 +124,7 @@ check_clang() {
   forgotten=$(comm -23 <(sources '*.cpp' | grep -v '^tests/fuzz/') \
     <(sed -n "s|.*\"file\": \"$root/\(.*\)\".*|\1|p" build/lint/warnings/compile_commands.json | LC_ALL=C sort -u))
   if [[ -n $forgotten ]]; then
-    echo "no target compiles $forgotten"
+    echo "no CMake target compiles: $forgotten"
     code=1
   fi
   return "$code"
@@ -139,7 +139,7 @@ check_tidy() {
     '-DCMAKE_CXX_CLANG_TIDY=clang-tidy;--quiet'
 }
 
-stage "layout of the text ($format_of_stage)" check_format || true
+stage "source layout ($format_of_stage)" check_format || true
 stage 'shell scripts (shellcheck)' check_shell || true
 stage 'workflows (yamllint)' check_workflows || true
 stage 'cppcheck' check_cppcheck || true

@@ -42,7 +42,7 @@ def write_document(check: bool) -> list[str]:
     if not check:
         DOCUMENT.write_text(text, encoding="utf-8")
     elif not DOCUMENT.exists() or DOCUMENT.read_text(encoding="utf-8") != text:
-        return ["docs/messages.md is not what scripts/messages.py document writes"]
+        return ["docs/messages.md is out of date: run scripts/messages.py document"]
     return []
 
 

@@ -73,7 +73,7 @@ class Trials:
                 started = time.monotonic()
                 verdict, output = sandbox.run_test(test, {}, 400, False)
                 if verdict != sandbox.PASSED:
-                    raise bench.CannotRun(f"{name} {verdict} without any change:\n{output[-3000:]}")
+                    raise bench.CannotRun(f"the test {name} {verdict} without any change:\n{output[-3000:]}")
                 known[name] = (state, time.monotonic() - started)
             self.seconds[name] = known[name][1]
         with concurrent.futures.ThreadPoolExecutor(self.jobs) as pool:
@@ -193,7 +193,7 @@ def main():
                     earlier_verdicts(arguments.again))
     trials.see_tests_pass({name for change in chosen for group in fitting_tests(change.file, trials.tests)
                            for name in group})
-    print(f"{len(changes)} changes can be made, {count} are tried; ready after {time.monotonic() - started:.0f} s",
+    print(f"{len(changes)} possible changes, trying {count}; prepared in {time.monotonic() - started:.0f} s",
           flush=True)
     with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
         waiting = [pool.submit(trials.judge, change, left) for change in

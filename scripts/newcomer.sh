@@ -22,7 +22,7 @@ making_limit=600    # seconds
 command_limit=1500  # seconds, for each command
 
 cannot() {
-  echo "newcomer: $release: NOT RUN, no such system can be made here: $1"
+  echo "newcomer: $release: NOT RUN, cannot create a bare Debian here: $1"
   exit 77
 }
 
@@ -38,7 +38,7 @@ try_mount() {
   mkdir -p "$work/probe"
   # shellcheck disable=SC2016  # expanded within
   "${apart[@]}" bash -c 'mount -t proc proc "$1" && umount "$1"' bash "$work/probe" 2>"$work/$release.making.log" ||
-    cannot "nothing can be mounted: $(tail -n 1 "$work/$release.making.log")"
+    cannot "cannot mount /proc: $(tail -n 1 "$work/$release.making.log")"
 }
 
 # The first package archive of this machine that has the release. If there is none, debootstrap uses its default.
@@ -65,7 +65,7 @@ make_system() {
   printf '[safe]\n\tdirectory = *\n' >"$GIT_CONFIG_GLOBAL"
   free=$(($(stat -f -c '%a * %S' "$work") >> 30))
   ((free >= free_space)) || cannot "only $free GiB are free below $work, $free_space are needed"
-  git rev-parse -q --verify HEAD >/dev/null || cannot "$root is no clone that could be cloned"
+  git rev-parse -q --verify HEAD >/dev/null || cannot "$root is not a git clone with a commit"
   try_mount
   ./scripts/setup.sh --newcomer || cannot "debootstrap is missing"
   PATH=$PATH:/usr/sbin:/sbin
@@ -77,12 +77,12 @@ make_system() {
     options+=(--include=ca-certificates)
   fi
   mkdir "$system"
-  stage "a bare $release${mirror:+ from $mirror}" \
+  stage "create a bare $release${mirror:+ from $mirror}" \
     quiet timeout --foreground -k 10 "$making_limit" "${apart[@]}" "${options[@]}" "$release" "$system" ${mirror:+"$mirror"} ||
     cannot "debootstrap: $(tail -n 1 "$work/$release.making.log")"
   [[ -e $system/etc/resolv.conf ]] || cp /etc/resolv.conf "$system/etc/"
   if [[ -n $(git status --porcelain) ]]; then
-    echo "newcomer: the clone lacks what is not committed"
+    echo "newcomer: uncommitted changes are not in the clone"
   fi
   git clone -q "file://$root" "$system/srv/velautil"
 }
@@ -150,7 +150,7 @@ clean_up() {
       umount -l "$(printf '%b' "$place")" || true
     done < <(mounts_below "$left")
     if [[ -n $(mounts_below "$left") ]]; then
-      echo "newcomer: $left stays: something is still mounted in it" >&2
+      echo "newcomer: $left is not deleted: something is still mounted in it" >&2
     else
       rm -rf --one-file-system "$left"
     fi
@@ -165,7 +165,7 @@ main() {
     echo "usage: newcomer.sh [bookworm | trixie]" >&2
     exit 2
   fi
-  ((EUID == 0)) || cannot "this is not root"
+  ((EUID == 0)) || cannot "only root can do that"
   clean_up_at_exit clean_up
   mkdir -p "$work"
   rm -f "$work/$release".*
@@ -173,7 +173,7 @@ main() {
   # The first code block of the README, one command per line.
   mapfile -t commands < <(awk '/^```/ { block++; next } block == 1 { sub(/ *#.*/, ""); print }' "$system/srv/velautil/README.md")
   if [[ ${commands[*]} != './scripts/demo.sh ./scripts/test.sh' ]]; then
-    echo "newcomer: $release: FAILED: the first commands of the README are: ${commands[*]}"
+    echo "newcomer: $release: FAILED: the first code block of the README has other commands: ${commands[*]}"
     exit 1
   fi
   for command in "${commands[@]}"; do

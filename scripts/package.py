@@ -60,7 +60,7 @@ def version_of(build: pathlib.Path) -> str:
     cache = (build / "CMakeCache.txt").read_text(encoding="utf-8")
     match = re.search(r"^CMAKE_PROJECT_VERSION:STATIC=(\S+)$", cache, re.M)
     if match is None:
-        sys.exit(f"package: {build} is no configured build folder")
+        sys.exit(f"package: {build} is not a configured build folder")
     return match[1]
 
 
@@ -87,7 +87,7 @@ def components_of(build: pathlib.Path) -> list[Component]:
     linked = {os.path.realpath(file) for file in linked_files((build / "VELAutil.map").read_text(encoding="utf-8"))}
     headers = {os.path.realpath(file) for file in compiled_headers(output_of("ninja", "-C", str(build), "-t", "deps"))}
     if not linked or not headers:
-        sys.exit("package: the build folder does not tell what went into the program; build it there first")
+        sys.exit("package: the build folder has no record of the parts of the program; build it there first")
     owners = {}
     for line in output_of("dpkg", "-S", *sorted(linked | headers)).splitlines():
         names, _, path = line.partition(": ")
@@ -128,7 +128,7 @@ def readme() -> str:
     text = (ROOT / "README.md").read_text(encoding="utf-8")
     kept = re.sub(r"<!-- of the sources -->.*?<!-- of all -->\n+", "", text, flags=re.S)
     if kept == text or "<!--" in kept or "scripts/" in kept:
-        sys.exit("package: README.md: what is of the sources alone does not stand between its two marks")
+        sys.exit("package: README.md: the parts for people with the sources are not between their marks")
     return kept
 
 
@@ -142,8 +142,8 @@ def contents_of(build: pathlib.Path, program: pathlib.Path, components: list[Com
         for name in re.findall(str(COMMON_LICENSES) + r"/([\w.+-]*\w)", component.text):
             files[f"licences/common/{name}.txt"] = (COMMON_LICENSES / name).read_bytes()
     files["licences/contents.txt"] = "\n".join([
-        "What is compiled into VELAutil.exe, beside VELAutil itself, and under which terms. The texts are those of",
-        "the Debian packages that the program was built with. This folder grants nothing for VELAutil itself.", "",
+        "What is compiled into VELAutil.exe, besides VELAutil itself, and under which licence. The texts are those of",
+        "the Debian packages that the program was built with. This folder has no licence for VELAutil itself.", "",
         *(f"{component.name} {component.version}: licences/{component.name}.txt" for component in components), "",
         f"Where a text refers to {COMMON_LICENSES}, see licences/common.", ""]).encode()
     return files

@@ -34,7 +34,7 @@ if (($# == 0)); then
 fi
 for name; do
   if [[ -z ${headings[$name]:-} ]]; then
-    echo "prove.sh: no stage '$name'; there are: ${all_stages[*]}" >&2
+    echo "prove.sh: unknown stage '$name'; the stages are: ${all_stages[*]}" >&2
     exit 2
   fi
 done
@@ -76,7 +76,7 @@ print_table() {
   done
 }
 
-printf '\n==== what was proven\n'
+printf '\n==== results of the last runs\n'
 print_table
 print_stages
 echo "  $(seconds_since "$started") s in all"
@@ -87,7 +87,7 @@ fi
 if $write; then
   for name in "${all_stages[@]}"; do
     if [[ ! -f $rows/$name.proven ]]; then
-      echo "prove.sh: docs/proof.md is left alone: $name is not proven" >&2
+      echo "prove.sh: docs/proof.md is unchanged: the stage $name has not passed" >&2
       exit 1
     fi
   done

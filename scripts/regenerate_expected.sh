@@ -23,4 +23,4 @@ VELA_REGENERATE=$whole ctest --preset release -j "$(nproc)" -L 'matrix|scenarios
 ./tests/matrix/shorten_texts.py "$whole" tests/matrix/expected
 git --no-pager diff --stat -- "${texts[@]}"
 git ls-files --others --exclude-standard -- "${texts[@]}"
-echo "Read the differences before they are committed. Then compare: scripts/prove.sh matrix"
+echo "Review the differences before you commit them. Then run: scripts/prove.sh matrix"

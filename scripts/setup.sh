@@ -80,7 +80,7 @@ give_up() {
 
 # A new system in a chroot may have no /proc, and without it Wine starts no program.
 if [[ ! -e /proc/self/exe ]]; then
-  echo "setup: Wine needs /proc. As root: mount -t proc proc /proc"
+  echo "setup: Wine needs /proc: mounting it (as root: mount -t proc proc /proc)"
   mkdir -p /proc && mount -t proc proc /proc
 fi
 find_missing
@@ -89,7 +89,7 @@ if ((${#missing[@]} == 0)); then
 fi
 
 echo "setup: missing on this machine: ${missing[*]}"
-command -v apt-get >/dev/null || give_up "there is no apt-get here to install it with."
+command -v apt-get >/dev/null || give_up "there is no apt-get here to install them."
 
 as_root=()
 if ((EUID != 0)); then

@@ -61,7 +61,7 @@ function Enter-CompilerEnvironment {
 }
 
 if (-not $SpoilThisMachine) {
-    Stop-WithMessage 'the tests change this machine: start it again in a virtual machine with -SpoilThisMachine'
+    Stop-WithMessage 'the tests change this machine: use a virtual machine, and start this script with -SpoilThisMachine'
 }
 $identity = New-Object Security.Principal.WindowsPrincipal([Security.Principal.WindowsIdentity]::GetCurrent())
 if (-not $identity.IsInRole([Security.Principal.WindowsBuiltInRole]::Administrator)) {

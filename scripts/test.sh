@@ -36,11 +36,11 @@ run_tests() {
 stage 'configure (preset release)' cmake --preset release -DBUILD_TESTING=ON || exit 1
 stage 'build' cmake --build --preset release -j "$jobs" || exit 1
 stage "tests (ctest --preset release -j $test_jobs)" run_tests || true
-stage 'every text of the log produced (scripts/messages.py census)' \
+stage 'every log message produced by a test (scripts/messages.py census)' \
   ./scripts/messages.py census --produced "$messages" || true
-stage 'sanitizers and a short fuzzing (scripts/fuzz.sh)' ./scripts/fuzz.sh || true
-stage 'sources (scripts/lint.sh --fast)' ./scripts/lint.sh --fast || true
-stage 'same bytes in another folder (scripts/check_reproducible.sh)' \
+stage 'short fuzzing with sanitizers (scripts/fuzz.sh)' ./scripts/fuzz.sh || true
+stage 'source checks (scripts/lint.sh --fast)' ./scripts/lint.sh --fast || true
+stage 'reproducible build (scripts/check_reproducible.sh)' \
   ./scripts/check_reproducible.sh "$build/VELAutil.exe" || true
 
 print_stages

@@ -30,7 +30,7 @@ def run(command, folder, what, failure=CannotRun):
         result = subprocess.run(command, cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, timeout=3600,
                                 stderr=subprocess.STDOUT, text=True, errors="replace", check=False)
     except subprocess.TimeoutExpired as expired:
-        raise CannotRun(f"{what} does not end") from expired
+        raise CannotRun(f"{what} did not end within an hour") from expired
     if result.returncode != 0:
         raise failure(f"{what} failed:\n{result.stdout[-3000:]}")
     return result.stdout

@@ -228,7 +228,7 @@ def read_entries(text):
         entry = dict(re.findall(r"^(\w+): *(.*\S)$", block, re.MULTILINE))
         fields = [field for field in entry if field != "which"]
         if fields != ["file", "was", "now", "why"] or len(entry) != block.count("\n") + 1:
-            raise CannotRun(f"equivalent.txt: not file, was, now, why:\n{block}")
+            raise CannotRun(f"equivalent.txt: an entry has file, was, now, why:\n{block}")
         entries.append(entry)
     return entries
 
@@ -242,7 +242,7 @@ def matching(entries, changes):
         which = entry.get("which", "all" if len(fitting) == 1 else "")
         chosen = [change for change in fitting if which in ("all", change.key)]
         if not chosen:
-            raise CannotRun(f"tests/mutants/equivalent.txt: {len(fitting)} changes are as told here, which: {which}\n" +
+            raise CannotRun(f"tests/mutants/equivalent.txt: {len(fitting)} changes fit this entry, which: {which}\n" +
                             "".join(f"  {field}: {value}\n" for field, value in entry.items()))
         found.update(chosen)
     return found

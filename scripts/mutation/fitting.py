@@ -33,6 +33,6 @@ def fitting_tests(file, tests):
     for pattern in FITTING[folder]:
         fitting = sorted(name for name in tests if re.fullmatch(pattern, name))
         if not fitting:
-            raise ValueError(f"no test fits {pattern}")
+            raise ValueError(f"no name of a test matches {pattern}")
         groups.append(fitting)
     return groups[:1] if folder == "Common/OrCommon" and name.endswith(".h") else groups

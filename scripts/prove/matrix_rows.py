@@ -38,7 +38,7 @@ def main() -> int:
     lines += ["", f"{total} runs compared whole with {len(texts)} reviewed texts: {differing} differ.", ""]
     rows.write_text("\n".join(lines), encoding="utf-8")
     unread = sorted({path.name for path in EXPECTED.iterdir()} - texts)
-    print("\n".join(lines) + "".join(f"matrix: nobody reads tests/matrix/expected/{name}\n" for name in unread), end="")
+    print("\n".join(lines) + "".join(f"matrix: not used: tests/matrix/expected/{name}\n" for name in unread), end="")
     return 1 if bad or unread else 0
 
 

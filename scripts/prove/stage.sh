@@ -48,7 +48,7 @@ must_end() {
   tests/support/run_in_prefix.sh "$counted/tests/prefix" "$counted/tests/fixtures/Misbehaving.exe" "$1" >/dev/null 2>&1 ||
     ended=$?
   if ((ended != $2)); then
-    echo "this build does not end at '$1' (exit code $ended, not $2)"
+    echo "the build does not trap the error '$1' (exit code $ended, not $2)"
     exit 1
   fi
 }
@@ -71,7 +71,7 @@ run_counted() {
   sed -n '/tests passed/,$p' "$counted/tests.log"
   echo "$code" >"$done_already"
   if ((code != 0)); then
-    echo "$stage: tests fail in this build; $counted/tests.log has the messages"
+    echo "$stage: tests failed; $counted/tests.log has the messages"
   fi
 }
 
@@ -114,7 +114,7 @@ sweep() {
   ctest --test-dir build/release -L full -R "^${tests//./[.]}" -j "$jobs" --no-tests=error --output-on-failure || code=1
   found=$(find build/release/tests/rows -name "${tests##*.}*.md" -size +0 | wc -l)
   if ((found != wanted || wanted == 0)); then
-    echo "$stage: $wanted tests left $found rows" >&2
+    echo "$stage: $wanted tests ran, $found of them wrote a result row" >&2
     code=1
   fi
   {

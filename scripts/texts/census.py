@@ -66,16 +66,16 @@ class Census:
     def faults(self, unreachable: dict[Key, str]) -> list[str]:
         """`unreachable`: messages that no input can produce."""
         known = {message.key: message for message in self.messages}
-        return [*(f"never produced: {message.level}{message.text!r} ({message.place})"
+        return [*(f"no test produced: {message.level}{message.text!r} ({message.place})"
                   for key, message in known.items() if key not in self.produced and key not in unreachable),
-                *(f"an exception that {'was produced' if key in known else 'is no message'}: {key[1]}{key[2]!r}"
+                *(f"unreachable.txt: {'a test produced' if key in known else 'no such message'}: {key[1]}{key[2]!r}"
                   for key in unreachable if key not in known or key in self.produced),
-                *(f"no message of the sources: {line!r} (in {file})" for line, file in self.unknown.items()),
-                *(["no run left a log"] if self.files == 0 else [])]
+                *(f"unknown log line: {line!r} (in {file})" for line, file in self.unknown.items()),
+                *(["no log found: was VELA_TEST_MESSAGES set in the test run?"] if self.files == 0 else [])]
 
     def wrong_commands(self, told: dict[str, tuple[str, ...]]) -> list[str]:
         """Texts that a command wrote although docs/messages does not say so."""
-        return [f"{command} writes it, docs/messages says only {' '.join(told[key[2]])}: {key[2]!r}"
+        return [f"{command} wrote this, docs/messages lists only {' '.join(told[key[2]])}: {key[2]!r}"
                 for key, commands in self.produced.items() for command in sorted(commands)
                 if key[2] in told and command not in told[key[2]]]
 
@@ -142,5 +142,5 @@ def read_unreachable(text: str) -> dict[Key, str]:
     entries = re.findall(r"^(\w+) \| (.*?) \| (.*)\n((?:  .*\n)*)", text, re.MULTILINE)
     found = {(kind, level, said): " ".join(reason.split()) for kind, level, said, reason in entries}
     if missing := [exception for exception, reason in found.items() if not reason]:
-        raise ValueError(f"exceptions without a reason: {missing}")
+        raise ValueError(f"unreachable.txt: no reason for {missing}")
     return found

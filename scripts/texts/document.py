@@ -55,11 +55,11 @@ def read_sections(folder: Path) -> list[Section]:
 def read_row(row: dict[str, str | list[str]]) -> Told:
     texts, commands = tuple(row["texts"]), tuple(row["commands"])
     if unknown := set(row) - {"texts", "commands", "meaning", "advice"}:
-        raise DocumentError(f"{texts}: {unknown}")
+        raise DocumentError(f"{texts}: unknown keys {unknown}")
     if not texts or list(commands) != [switch for switch in SWITCHES if switch in commands]:
-        raise DocumentError(f"{texts}: the commands are not some of {SWITCHES} in this order")
+        raise DocumentError(f"{texts}: the commands must be from {SWITCHES}, in this order")
     if not str(row["meaning"]).strip():
-        raise DocumentError(f"{texts}: no meaning")
+        raise DocumentError(f"{texts}: the meaning is missing")
     return Told(texts, commands, str(row["meaning"]), str(row.get("advice", "")))
 
 
@@ -73,8 +73,8 @@ def faults(sections: list[Section], messages: list[Message]) -> list[str]:
     told = [text for section in sections for row in section.rows for text in row.texts]
     known = {message.text for message in messages}
     return [*(f"explained twice: {text!r}" for text in sorted(set(told)) if told.count(text) > 1),
-            *(f"explained, but no message of the sources: {text!r}" for text in sorted(set(told) - known)),
-            *(f"not explained: {text!r}" for text in sorted(known - set(told)))]
+            *(f"explained, but not in the sources: {text!r}" for text in sorted(set(told) - known)),
+            *(f"not explained in docs/messages: {text!r}" for text in sorted(known - set(told)))]
 
 
 def paragraph(text: str) -> str:
@@ -106,7 +106,7 @@ def strangers(head: str, messages: list[Message]) -> list[str]:
     begins = [message.text.split(VALUE)[0] for message in messages]
     section = FENCED.sub("", head.partition(NAMED_BY_HAND)[2].partition("\n## ")[0])
     sentences = " ".join(line for line in section.split("\n") if not line.startswith("|"))
-    return [f"head.md names {name!r}, which no message begins with" for name in CODE.findall(sentences)
+    return [f"head.md names {name!r}, but no message begins with it" for name in CODE.findall(sentences)
             if not name.startswith(("-", "LOG_")) and
             not any(begin and (begin.startswith(name) or name.startswith(begin)) for begin in begins)]
 

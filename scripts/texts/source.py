@@ -121,7 +121,7 @@ class Source:
         while index < len(self.tokens) and self.tokens[index].text != ";":
             index = closing(self.tokens, index) + 1 if self.tokens[index].text in PAIRS else index + 1
         if index >= len(self.tokens):
-            raise SourceError(f"line {self.tokens[start - 1].line}: a statement is never ended")
+            raise SourceError(f"line {self.tokens[start - 1].line}: the statement has no semicolon")
         return self.tokens[start:index]
 
     def bracket(self, opening: int) -> list[Token]:
@@ -132,7 +132,7 @@ class Source:
         members = split(self.bracket(index + 1), ";")
         texts = [member[-1].text for member in members if spelled(member).startswith("RunLog :: Text ")]
         if shared := set(texts) & set(self.structure_of):
-            raise SourceError(f"two structures have a text {shared}; name one differently")
+            raise SourceError(f"two structures have a RunLog::Text {shared}: rename one")
         if texts:
             self.structure_of.update(dict.fromkeys(texts, structure))
             self.members[structure] = [member_name(member) for member in members]
@@ -205,10 +205,10 @@ class Product:
                     used.update(source.tokens[index - 3].text for index in range(3, len(source.tokens))
                                 if source.is_at(index - 2, "::", "*", token.text))
         if len(used) > 1:
-            raise SourceError("texts of two tables in one entry")
+            raise SourceError("one log entry has texts of two tables")
         found = [row for structure in used for row in source.rows.get(structure, [])]
         if used and not found:
-            raise SourceError(f"no table of {used} is found")
+            raise SourceError(f"there is no table of the structure {used}")
         return found or [{}]
 
     def said(self, source: Source, parts: list[list[Token]]) -> list[Parts]:
@@ -223,7 +223,7 @@ class Product:
         name = source.tokens[start - 2].text
         written = [index for index in range(start, len(source.tokens)) if source.is_at(index, name, "<<")]
         if len(written) != 1:
-            raise SourceError(f"the entry {name} is understood only where one statement in a loop writes to it")
+            raise SourceError(f"the log entry {name}: one statement, in a loop, must write to it")
         return [sum(self.said(source, split(source.statement(written[0]), "<<")[1:]), ())]
 
     def log_messages(self, source: Source) -> Iterator[Message]:
@@ -234,8 +234,8 @@ class Product:
             written = split(source.statement(start + 5), "<<")
             said = self.said(source, written[1:]) if written else self.named_entry(source, start)
             if not said or not all(any(isinstance(part, str) and part.strip() for part in parts) for parts in said):
-                raise SourceError(f"line {source.tokens[start].line}: an entry without a text; in a table its type is "
-                                  "RunLog::Text")
+                raise SourceError(f"line {source.tokens[start].line}: a log entry without a text (in a table, its "
+                                  "type must be RunLog::Text)")
             for parts in said:
                 yield Message("log", level, tuple(part for part in parts if part != ""),
                               f"{source.name}:{source.tokens[start].line}")
@@ -277,5 +277,5 @@ def read_product(root: Path) -> list[Message]:
                         for folder in FOLDERS for path in sorted((root / folder).rglob("*"))
                         if path.suffix in (".h", ".cpp")]).messages()
     if not messages:
-        raise SourceError(f"no messages in {root}")
+        raise SourceError(f"no log messages found in {root}")
     return messages

@@ -60,7 +60,7 @@ class Rounds(unittest.TestCase):
 
     def test_one_arm(self):
         self.assertEqual(run_arm(Clock(p=[6.0]), Arm("a", Program("p"), units=3)), 2.0)
-        with self.assertRaisesRegex(Fault, "peer is a stub"):
+        with self.assertRaisesRegex(Fault, "peer did not do its work"):
             run_arm(Clock(p=[1.0]), Arm("peer", Program("p"), did_it=lambda: False))
         with self.assertRaisesRegex(Fault, "exit code 0"):
             run_arm(Clock(p=[1.0]), Arm("peer", Program("p"), exit_codes=(1,)))
@@ -74,13 +74,13 @@ class Rounds(unittest.TestCase):
 class Reports(unittest.TestCase):
     def test_counts_and_the_size_can_fail_and_times_cannot(self):
         self.assertEqual([results(**changes).failed for changes in (
-            {}, {"ratio": 9.0}, {"count": 1.001}, {"size": 1.001}, {"broken": ["delete: peer is a stub"]})],
+            {}, {"ratio": 9.0}, {"count": 1.001}, {"size": 1.001}, {"broken": ["delete: no work done"]})],
             [False, False, True, True, True])
 
     def test_the_page_has_the_verdicts_of_every_system_that_is_kept(self):
         with tempfile.TemporaryDirectory() as folder:
             place = pathlib.Path(folder)
-            kept = [results(), results(ratio=9.0, count=2.0, system="Debian 13", broken=["delete: peer is a stub"])]
+            kept = [results(), results(ratio=9.0, count=2.0, system="Debian 13", broken=["delete: no work done"])]
             for one in kept:
                 report.write(one, place)
             self.assertEqual(report.read(place), kept)
@@ -90,7 +90,7 @@ class Reports(unittest.TestCase):
                          [["Debian 12", "1.000", "1.00", "met"], ["Debian 13", "2.000", "1.00", "NOT MET"]])
         self.assertEqual(page.count("NOT MET"), 4)
         self.assertEqual(page.count("| not judged |"), 2)
-        self.assertIn("**No result** on Debian 13 for delete: peer is a stub", page)
+        self.assertIn("**No result** on Debian 13 for delete: no work done", page)
 
     def test_the_documentation_is_what_the_kept_results_make(self):
         systems = report.read(BENCH / "results")

@@ -140,16 +140,16 @@ class Census(unittest.TestCase):
         # "Status FAIL" is a separate text. It does not count for "Status ...".
         faults = self.faults(self.ALL.replace("\r\nLOG_INFO : Status 1", ""))
         self.assertEqual(len(faults), 1)
-        self.assertIn("never produced: LOG_INFO : 'Status \u2026'", faults[0])
+        self.assertIn("no test produced: LOG_INFO : 'Status \u2026'", faults[0])
 
     def test_another_level_or_another_kind_of_value_is_another_message(self):
         faults = self.faults(self.ALL.replace("LOG_ERROR: code", "LOG_INFO : code"))
-        self.assertEqual([fault.split(":")[0] for fault in faults], ["never produced", "no message of the sources"])
+        self.assertEqual([fault.split(":")[0] for fault in faults], ["no test produced", "unknown log line"])
         self.assertEqual(len(self.faults(self.ALL.replace("code 5", "code x"))), 2)
 
     def test_unknown_lines(self):
         self.assertEqual(self.faults(self.ALL + "\r\nLOG_INFO : who wrote this?"),
-                         ["no message of the sources: 'LOG_INFO : who wrote this?' (in run.log)"])
+                         ["unknown log line: 'LOG_INFO : who wrote this?' (in run.log)"])
         self.assertEqual(len(self.faults("not ours" + self.ALL)), 1)
         self.assertEqual(len(self.faults(self.ALL, trace=self.TRACE + self.TRACE.replace("failed", "done"))), 1)
 
