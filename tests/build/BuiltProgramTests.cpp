@@ -66,7 +66,7 @@ std::vector<std::string> Libraries() {
 }
 
 #if defined(__MINGW32__)  // Visual C++ makes programs for Windows 7 and later
-TEST_CASE("a console program for 64-bit Windows from 5.2 on") {
+TEST_CASE("the program is a console program for 64-bit Windows 5.2 and later") {
   const MappedProgram program;
   const IMAGE_NT_HEADERS64& headers = program.Headers();
   CHECK(headers.FileHeader.Machine == IMAGE_FILE_MACHINE_AMD64);
@@ -78,7 +78,7 @@ TEST_CASE("a console program for 64-bit Windows from 5.2 on") {
 }
 #endif
 
-TEST_CASE("it may be loaded anywhere, its data is not executed, and a session host gives it the machine's folders") {
+TEST_CASE("the program's header has the flags for ASLR, DEP and terminal server awareness") {
   const MappedProgram program;
   const IMAGE_NT_HEADERS64& headers = program.Headers();
   constexpr WORD kHighEntropy = 0x0020;  // IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA
@@ -95,12 +95,12 @@ TEST_CASE("it may be loaded anywhere, its data is not executed, and a session ho
 }
 
 #if defined(__MINGW32__)
-TEST_CASE("the file does not tell when it was built, and starts with three libraries") {
+TEST_CASE("the file has no build time and imports from three libraries") {
   CHECK(MappedProgram().Headers().FileHeader.TimeDateStamp == 0);
   CHECK_LINES(Libraries(), {"advapi32.dll", "kernel32.dll", "msvcrt.dll"});
 }
 
-TEST_CASE("everything that it imports is there on Windows 5.2") {
+TEST_CASE("every imported function exists on Windows 5.2") {
   const MappedProgram program;
   std::vector<std::string> unknown;
   for (const auto& import : TestSupport::ReadImports(program.Module())) {
@@ -126,7 +126,7 @@ bool IsForwardedToPlantable(const std::string& function) {
   return false;
 }
 
-TEST_CASE("nothing that it imports comes from a library that could lie beside it") {
+TEST_CASE("no imported function comes from a library that somebody could plant in the program's folder") {
   const MappedProgram program;
   std::vector<std::string> forwarded;
   for (const auto& import : TestSupport::ReadImports(program.Module())) {
@@ -139,7 +139,7 @@ TEST_CASE("nothing that it imports comes from a library that could lie beside it
   CHECK_FALSE(IsForwardedToPlantable("RegCloseKey"));
 }
 
-TEST_CASE("it runs with the rights of its caller and claims no newer Windows") {
+TEST_CASE("the manifest requests the rights of the caller and names no newer Windows") {
   const MappedProgram program;
   const std::string manifest = program.Resource(RT_MANIFEST);
   CHECK(manifest.find("level=\"asInvoker\"") != std::string::npos);
@@ -147,7 +147,7 @@ TEST_CASE("it runs with the rights of its caller and claims no newer Windows") {
   CHECK(manifest.find("supportedOS") == std::string::npos);
 }
 
-TEST_CASE("it carries its version") {
+TEST_CASE("the file has a version resource") {
   const MappedProgram program;
   const std::string resource = program.Resource(RT_VERSION);
   const std::wstring wide(reinterpret_cast<const wchar_t*>(resource.data()), resource.size() / sizeof(wchar_t));

@@ -52,9 +52,9 @@ def link_faults(page, text):
         path, _, anchor = target.partition("#")
         file = page if not path else page.parent / path
         if not file.exists():
-            faults.append("the link %s leads nowhere" % target)
+            faults.append("the target of the link %s does not exist" % target)
         elif anchor and anchor not in anchors_in(read(file)):
-            faults.append("%s has no such heading" % target)
+            faults.append("the heading of the link %s does not exist" % target)
     return faults
 
 
@@ -78,7 +78,7 @@ def name_faults(text, files):
     for name in sorted(set(SOURCE.findall(text))):
         if MADE_UP not in name and name not in folders and not any(
                 name + end in files for end in (".h", ".cpp", ".txt", ".rc.in")):
-            faults.append("there is no source %s" % name)
+            faults.append("there is no source file %s" % name)
     return faults
 
 
@@ -98,23 +98,23 @@ def command_faults(root):
     commands = commands_of(root)
     for command in sorted(commands):
         if row_of(readme, command) is None:
-            faults.append("README.md: no row for %s" % command)
+            faults.append("README.md: the table of switches has no row for %s" % command)
         if not re.search(r"^\*\*`%s` \w+\*\*" % re.escape(command), operations, re.M):
-            faults.append("docs/operations.md: no word on what %s does" % command)
+            faults.append("docs/operations.md: %s is not described" % command)
     for command in sorted(set(re.findall(r"^\| `(-\w)` \|", readme, re.M)) - commands):
-        faults.append("README.md: %s is no command" % command)
+        faults.append("README.md: %s is not a command" % command)
     code = re.search(r"kSwitchNotStored = static_cast<int>\((0x\w+)U\)", read(root / "install/InstallCommand.h"))[1]
     signed = str(int(code, 16) - (1 << 32))
     for name, text in (("README.md", readme), ("docs/operations.md", operations)):
         for form in (code, signed):
             if form not in text:
-                faults.append("%s: the exit code %s is not told" % (name, form))
+                faults.append("%s: the exit code %s is missing" % (name, form))
     told = row_of(readme, "-I") or ""
     if code not in told:
         faults.append("README.md: the row of -I lacks its exit code")
     for command in ("-p", "-r"):
         if " 1 where" not in (row_of(readme, command) or ""):
-            faults.append("README.md: the row of %s lacks that 1 is success" % command)
+            faults.append("README.md: the row of %s does not say when it returns 1" % command)
     return faults
 
 
@@ -123,7 +123,7 @@ def preset_faults(root):
              for name in re.findall(r"`([a-z][a-z0-9-]*)`", cell)}
     presets = json.loads(read(root / "CMakePresets.json"))["configurePresets"]
     real = {preset["name"] for preset in presets if not preset.get("hidden")}
-    return ["README.md: preset %s stands in one place only" % name for name in sorted(table ^ real)]
+    return ["preset %s is not in both README.md and CMakePresets.json" % name for name in sorted(table ^ real)]
 
 
 def place_faults(root):
@@ -142,7 +142,7 @@ def place_faults(root):
                     continue
                 if place not in told:
                     name = source.relative_to(root).as_posix()
-                    faults.append("docs/operations.md: %s of %s is not told" % (text, name))
+                    faults.append("docs/operations.md: %s, used in %s, is missing" % (text, name))
     return faults
 
 
@@ -151,18 +151,18 @@ def picture_faults(root):
     page = read(root / "docs/architecture.md")
     picture = re.search(r"```mermaid\nflowchart(.*?)```", page, re.S)
     if picture is None:
-        return ["docs/architecture.md: no picture"]
+        return ["docs/architecture.md: no flowchart"]
     libraries = check_floors.libraries_of(root)
     boxes = dict(BOX.findall(picture[1]))
     faults = []
     for name, library in libraries.items():
-        faults += ["the picture's box %s lacks %s" % (name, file) for file in library.files
+        faults += ["docs/architecture.md: the box %s lacks %s" % (name, file) for file in library.files
                    if not re.search(r"\b%s\b" % file.rpartition("/")[2].rpartition("_")[2], boxes.get(name, ""))]
     drawn = {(start, end) for start, ends in ARROW.findall(picture[1]) for end in ends.split(" & ")}
     real = {(name, used) for name, library in libraries.items() for used in library.uses}
     return (faults +
-            ["the picture's arrow %s --> %s is not in cmake/Floors.cmake" % arrow for arrow in sorted(drawn - real)] +
-            ["the picture lacks the arrow %s --> %s" % arrow for arrow in sorted(real - drawn)])
+            ["docs/architecture.md: cmake/Floors.cmake lacks %s --> %s" % arrow for arrow in sorted(drawn - real)] +
+            ["docs/architecture.md: the flowchart lacks %s --> %s" % arrow for arrow in sorted(real - drawn)])
 
 
 def version_faults(root):

@@ -73,8 +73,8 @@ def faults_in(root):
     libraries, included = libraries_of(root), sources_of(root)
     home = {file: name for name, library in libraries.items() for file in library.files}
     reach = reach_of(libraries)
-    faults = ["%s belongs to no library" % file for file in included if file not in home]
-    faults += ["%s of %s is not there" % (file, home[file]) for file in home if file not in included]
+    faults = ["%s is in no library of cmake/Floors.cmake" % file for file in included if file not in home]
+    faults += ["%s of the library %s does not exist" % (file, home[file]) for file in home if file not in included]
     used, inner = collections.defaultdict(set), collections.defaultdict(set)
     for file, names in included.items():
         own = home.get(file)
@@ -82,19 +82,19 @@ def faults_in(root):
             target = without_ending(name)
             theirs = home.get(target)
             if not (root / name).is_file():
-                faults.append("%s includes %s, which is not there from the root of the repository" % (file, name))
+                faults.append("%s includes %s, which is not a path from the root of the repository" % (file, name))
             elif own == theirs and file != target:
                 inner[file].add(target)
             elif own != theirs and own and theirs:
                 used[own].add(theirs)
                 if theirs not in reach[own]:
-                    faults.append("%s includes %s: %s does not use %s" % (file, name, own, theirs))
+                    faults.append("%s includes %s, but %s does not use %s" % (file, name, own, theirs))
     for name, library in libraries.items():
-        faults += ["%s uses %s and includes nothing of it" % (name, other) for other in library.uses
+        faults += ["%s uses %s, but includes nothing of it" % (name, other) for other in library.uses
                    if other not in used[name]]
     circle = has_circle({file: inner[file] for file in home})
     if circle:
-        faults.append("a circle among %s" % ", ".join(circle))
+        faults.append("circular includes: %s" % ", ".join(circle))
     return faults
 
 

@@ -31,7 +31,7 @@ def options_in(text):
 
 def faults_in(text):
     found = options_in(text)
-    return ["%s: %s is missing" % (tool, option)
+    return ["cmake/BuildOptions.cmake: %s: %s is missing" % (tool, option)
             for tool, options in REQUIRED.items() for option in options if option not in found[tool]]
 
 

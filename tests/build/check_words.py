@@ -26,15 +26,15 @@ def faults_in_text(name, text):
     faults = []
     for number, line in enumerate(text.split("\n"), 1):
         if NOTES.search(line):
-            faults.append("%s:%d: a note to oneself" % (name, number))
+            faults.append("%s:%d: a reminder of unfinished work" % (name, number))
         if "\t" in line:
             faults.append("%s:%d: a tab" % (name, number))
         if line.rstrip("\r") != line.rstrip("\r").rstrip(" ") and not name.endswith(".md"):
-            faults.append("%s:%d: blanks at the end" % (name, number))
+            faults.append("%s:%d: trailing blanks" % (name, number))
         if line.endswith("\r") and pathlib.PurePath(name).suffix not in WINDOWS_LINES:
-            faults.append("%s:%d: a Windows line end" % (name, number))
+            faults.append("%s:%d: a line end CR LF" % (name, number))
     if text and not text.endswith("\n"):
-        faults.append("%s: the last line is not ended" % name)
+        faults.append("%s: no line feed at the end of the file" % name)
     return faults
 
 

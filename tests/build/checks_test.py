@@ -20,14 +20,14 @@ import report_coverage  # noqa: E402
 
 
 class Options(unittest.TestCase):
-    def test_each_option_is_missed(self):
+    def test_each_missing_option_is_reported(self):
         text = (ROOT / "cmake" / "BuildOptions.cmake").read_text(encoding="utf-8")
         self.assertEqual(check_options.faults_in(text), [])
         for option in ("/Qspectre", "/CETCOMPAT", "/guard:ehcont", "-Wl,--tsaware", "ProgramDatabase"):
             self.assertNotEqual(check_options.faults_in(text.replace(option, "")), [], option)
 
 
-@unittest.skipUnless(shutil.which("cmake"), "CMake makes the build that these tests are part of")
+@unittest.skipUnless(shutil.which("cmake"), "needs cmake")
 class Imports(unittest.TestCase):
     """cmake/CheckImports.cmake, with a fake objdump that prints the given text."""
 
@@ -109,26 +109,27 @@ class Floors(Tree):
         self.check()
         for file, included, fault in (
                 ("install/FolderListing.h", "plugins/ComModuleRunner.h",
-                 "install/FolderListing includes plugins/ComModuleRunner.h: vela_files does not use vela_modules"),
+                 "install/FolderListing includes plugins/ComModuleRunner.h, but vela_files does not use vela_modules"),
                 ("Common/OrCommon/OrComn_Path.h", "cli/CommandDispatcher.h",
-                 "Common/OrCommon/OrComn_Path includes cli/CommandDispatcher.h: OrCommon does not use vela_cli"),
+                 "Common/OrCommon/OrComn_Path includes cli/CommandDispatcher.h, but OrCommon does not use vela_cli"),
                 ("install/FolderListing.h", "install/FileCopy.h",
-                 "a circle among install/FileCopy, install/FolderListing"),
+                 "circular includes: install/FileCopy, install/FolderListing"),
                 ("install/FolderListing.h", "FileCopy.h",
-                 "install/FolderListing includes FileCopy.h, which is not there from the root of the repository")):
+                 "install/FolderListing includes FileCopy.h, which is not a path from the root of the repository")):
             self.include(file, included)
             self.check(fault)
             self.write(file, "")
 
-    def test_library_that_is_not_needed(self):
+    def test_used_library_that_is_not_needed(self):
         self.include("cli/CommandDispatcher.h", "plugins/ComModuleRunner.h")
-        self.check("vela_cli uses vela_files and includes nothing of it")
+        self.check("vela_cli uses vela_files, but includes nothing of it")
 
     def test_files_without_library_and_libraries_without_file(self):
         self.write("install/Newcomer.cpp", "")
         (self.root / "Common/OrCommon/OrComn_Path.h").unlink()
         self.include("cli/CommandDispatcher.h", "plugins/ComModuleRunner.h", "install/FileCopy.h")
-        self.check("install/Newcomer belongs to no library", "Common/OrCommon/OrComn_Path of OrCommon is not there")
+        self.check("install/Newcomer is in no library of cmake/Floors.cmake",
+                   "Common/OrCommon/OrComn_Path of the library OrCommon does not exist")
 
 
 class Picture(Tree):
@@ -150,9 +151,9 @@ class Picture(Tree):
             self.write("docs/architecture.md", page % picture)
             return check_docs.picture_faults(self.root)
         self.assertEqual(faults(boxes + arrow), [])
-        self.assertEqual(faults(boxes), ["the picture lacks the arrow vela_modules --> OrCommon"])
+        self.assertEqual(faults(boxes), ["docs/architecture.md: the flowchart lacks vela_modules --> OrCommon"])
         self.assertEqual(faults(boxes.replace(", Path", "") + arrow),
-                         ["the picture's box OrCommon lacks Common/OrCommon/OrComn_Path"])
+                         ["docs/architecture.md: the box OrCommon lacks Common/OrCommon/OrComn_Path"])
         self.assertEqual(len(faults(boxes + arrow + "  vela_files --> vela_modules\n")), 1)
 
 
@@ -167,7 +168,7 @@ class Docs(Folder):
         for bad in ("none.md", "page.md#two", "#none"):
             self.assertEqual(len(faults(bad)), 1)
 
-    def test_headings_in_code_are_none(self):
+    def test_headings_in_code_blocks_do_not_count(self):
         self.assertEqual(check_docs.anchors_in("# One\n```\n# two\n```\n## [Three](x.md)\n"), {"one", "three"})
 
     def test_names(self):
@@ -200,14 +201,14 @@ class Docs(Folder):
 
 class Words(unittest.TestCase):
     def test_faults(self):
-        for text, fault in {"// TO" + "DO: later\n": "a note to oneself", "int\tx;\n": "a tab",
-                            "int x; \n": "blanks at the end", "int x;\r\n": "a Windows line end",
-                            "int x;": "the last line is not ended"}.items():
+        for text, fault in {"// TO" + "DO: later\n": "a reminder of unfinished work", "int\tx;\n": "a tab",
+                            "int x; \n": "trailing blanks", "int x;\r\n": "a line end CR LF",
+                            "int x;": "no line feed at the end of the file"}.items():
             self.assertEqual([told.partition(": ")[2] for told in check_words.faults_in_text("a.cpp", text)], [fault])
         for name, text in (("a.cpp", "int x;\n"), ("a.cpp", ""), ("a.bat", "echo off\r\n")):
             self.assertEqual(check_words.faults_in_text(name, text), [])
 
-    def test_what_is_no_text_is_left_out(self):
+    def test_files_that_are_not_text_are_left_out(self):
         names = {"tests/fuzz/corpus/Format/0f4c": True, "docs/a.png": True, "tests/fuzz/Format.cpp": False, "a.cpp": False}
         for name, expected in names.items():
             self.assertEqual(check_words.is_left_out(pathlib.PurePath(name)), expected, name)
@@ -224,9 +225,9 @@ class Coverage(unittest.TestCase):
         for uncovered, listed, faults in (
                 (self.UNCOVERED, entries, []),
                 (self.UNCOVERED + [("cli/Main.cpp", 9, "log();")], entries,
-                 ["cli/Main.cpp:9: no test runs it, and no reason is listed: log();"]),
-                (self.UNCOVERED[:2], entries, ["cli/Main.cpp: listed, but a test runs it or it is gone: throw;"]),
-                (self.UNCOVERED[2:], without_reason, ["cli/Main.cpp: listed without a reason: throw;"])):
+                 ["cli/Main.cpp:9: no test runs this line, and uncovered.txt has no reason: log();"]),
+                (self.UNCOVERED[:2], entries, ["cli/Main.cpp: in uncovered.txt, but run by a test or gone: throw;"]),
+                (self.UNCOVERED[2:], without_reason, ["cli/Main.cpp: no reason in uncovered.txt: throw;"])):
             self.assertEqual(report_coverage.compare(uncovered, listed), faults)
 
     def test_list_that_cannot_be_read(self):
@@ -261,13 +262,13 @@ class Counts(unittest.TestCase):
         self.assertEqual(whole.functions, {(1, 2, 3): [6, 1], (4, 5, 6): [7], (7, 8, 9): [2]})
         self.assertEqual(whole.runs, 2)
 
-    def test_zeros_and_functions_of_other_objects(self):
+    def test_counts_of_zeros_and_of_functions_in_other_objects(self):
         data = add_counts.write(self.counts({}))[:-4]
         data += struct.pack("<Ii", add_counts.FUNCTION, 0)
         data += struct.pack("<Ii3I", add_counts.FUNCTION, 12, 1, 2, 3) + struct.pack("<Ii", add_counts.ARCS, -16)
         self.assertEqual(add_counts.read(data).functions, {(1, 2, 3): [0, 0]})
 
-    def test_what_cannot_be_added(self):
+    def test_counts_that_cannot_be_added(self):
         for other in (self.counts({}, (0, 1, 2)), self.counts({(1, 2, 3): [1]})):
             self.assertRaises(ValueError, self.counts({(1, 2, 3): [5, 0]}).add, other)
         for data in (b"", b"abc", b"0123456789abcdef", add_counts.write(self.counts({}))[:-4] + b"\1\0\0\0\0\0\0\0"):

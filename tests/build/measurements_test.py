@@ -46,11 +46,11 @@ def results(count=1.0, size=1.0, ratio=0.4, system="Debian 12", broken=()) -> re
 
 
 class Rounds(unittest.TestCase):
-    def test_every_arm_is_in_every_place_and_behind_every_other(self):
+    def test_each_arm_runs_in_each_position_and_after_each_other_arm(self):
         self.assertEqual(["".join(rotated(list("abc"), number)) for number in range(6)],
                          ["abc", "bca", "cab", "cba", "acb", "bac"])
 
-    def test_the_ratio_is_the_median_of_the_rounds_and_leaves_the_warm_up_out(self):
+    def test_the_ratio_is_the_median_of_the_rounds_without_the_warm_up(self):
         # The product runs twice in each round: the second time for the noise.
         clock = Clock(ours=[9, 9] + [1, 1, 3, 3, 2, 2], peer=[9] + [2, 4, 8])
         found = compare(clock, Comparison("w", 0.6, Arm("ours", Program("ours")), Arm("peer", Program("peer")), 3))
@@ -58,7 +58,7 @@ class Rounds(unittest.TestCase):
         self.assertEqual(len(clock.runs), 12)
         self.assertEqual((found.ratio, found.minima, found.noise, found.verdict), (0.5, 0.5, 1.0, "met"))
 
-    def test_one_arm(self):
+    def test_a_run_without_work_or_with_another_exit_code_fails(self):
         self.assertEqual(run_arm(Clock(p=[6.0]), Arm("a", Program("p"), units=3)), 2.0)
         with self.assertRaisesRegex(Fault, "peer did not do its work"):
             run_arm(Clock(p=[1.0]), Arm("peer", Program("p"), did_it=lambda: False))
@@ -72,12 +72,12 @@ class Rounds(unittest.TestCase):
 
 
 class Reports(unittest.TestCase):
-    def test_counts_and_the_size_can_fail_and_times_cannot(self):
+    def test_counts_and_sizes_can_fail_but_times_cannot(self):
         self.assertEqual([results(**changes).failed for changes in (
             {}, {"ratio": 9.0}, {"count": 1.001}, {"size": 1.001}, {"broken": ["delete: no work done"]})],
             [False, False, True, True, True])
 
-    def test_the_page_has_the_verdicts_of_every_system_that_is_kept(self):
+    def test_the_page_has_the_verdicts_of_all_stored_systems(self):
         with tempfile.TemporaryDirectory() as folder:
             place = pathlib.Path(folder)
             kept = [results(), results(ratio=9.0, count=2.0, system="Debian 13", broken=["delete: no work done"])]
@@ -92,14 +92,14 @@ class Reports(unittest.TestCase):
         self.assertEqual(page.count("| not judged |"), 2)
         self.assertIn("**No result** on Debian 13 for delete: no work done", page)
 
-    def test_the_documentation_is_what_the_kept_results_make(self):
+    def test_the_page_and_the_chart_match_the_stored_results(self):
         systems = report.read(BENCH / "results")
         self.assertEqual(report.PAGE.read_text(encoding="utf-8"), report.page(systems))
         self.assertEqual(report.PAGE.with_suffix(".svg").read_text(encoding="utf-8"), report.chart(systems))
 
 
 class Counts(unittest.TestCase):
-    def test_each_wine_is_held_to_its_own_count(self):
+    def test_each_wine_version_has_its_own_limit(self):
         for what, wanted in (("a file, first copy", [12, 12, 12, 14, 14]), ("a file, unchanged", [6] * 5)):
             self.assertEqual([int(limit_of(what, wine)) for wine in (7, 8, 9, 10, 11)], wanted)
 

@@ -41,36 +41,36 @@ def spdx_faults(document, files):
     """`files`: name without "./" -> content, of everything that the document has to list."""
     faults = missing("document", document) + missing("creationInfo", document.get("creationInfo", {}))
     if document.get("spdxVersion") != "SPDX-2.3" or document.get("dataLicense") != "CC0-1.0":
-        faults.append("version or licence of the document")
+        faults.append("wrong version or licence of the document")
     if not re.fullmatch(r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ", document.get("creationInfo", {}).get("created", "")):
-        faults.append("time of creation")
+        faults.append("wrong time of creation")
     if not re.fullmatch(r"[a-z]+:[^#\s]+", document.get("documentNamespace", "")):
-        faults.append("namespace")
+        faults.append("wrong namespace")
     packages, entries = document.get("packages", []), document.get("files", [])
     faults += [fault for part in packages for fault in missing("package", part)]
     faults += [fault for part in entries for fault in missing("file", part)]
 
     names = [part.get("SPDXID", "") for part in [document, *packages, *entries]]
-    faults += ["identifier %s" % name for name in names if not re.fullmatch(r"SPDXRef-[A-Za-z0-9.-]+", name)]
+    faults += ["invalid identifier %s" % name for name in names if not re.fullmatch(r"SPDXRef-[A-Za-z0-9.-]+", name)]
     if len(set(names)) != len(names):
-        faults.append("an identifier stands twice")
+        faults.append("duplicate identifier")
     for relation in document.get("relationships", []):
         faults += missing("relationship", relation)
         if relation.get("relationshipType") not in RELATIONSHIPS or not {
                 relation.get("spdxElementId"), relation.get("relatedSpdxElement")} <= set(names):
-            faults.append("relationship %s" % relation)
+            faults.append("invalid relationship %s" % relation)
 
     listed = {entry.get("fileName", "")[2:]: entry for entry in entries}
-    faults += ["%s stands in one place only" % name for name in sorted(set(listed) ^ set(files))]
+    faults += ["%s is not in both list and package" % name for name in sorted(set(listed) ^ set(files))]
     for name in sorted(set(listed) & set(files)):
         told = {checksum["algorithm"]: checksum["checksumValue"] for checksum in listed[name].get("checksums", [])}
         if told != {"SHA1": hashlib.sha1(files[name]).hexdigest(), "SHA256": hashlib.sha256(files[name]).hexdigest()}:
-            faults.append("checksums of %s" % name)
+            faults.append("wrong checksums of %s" % name)
     for package in packages:
         if package.get("filesAnalyzed"):
             code = hashlib.sha1("".join(sorted(hashlib.sha1(data).hexdigest() for data in files.values())).encode())
             if package.get("packageVerificationCode", {}).get("packageVerificationCodeValue") != code.hexdigest():
-                faults.append("verification code of %s" % package.get("name"))
+                faults.append("wrong verification code of %s" % package.get("name"))
     return faults
 
 
@@ -100,7 +100,7 @@ class Release(unittest.TestCase):
     def tearDownClass(cls):
         cls.folder.cleanup()
 
-    def test_same_bytes_from_a_copy_elsewhere(self):
+    def test_same_bytes_from_a_copy_in_another_folder(self):
         copied = self.place / "elsewhere/deeper/sources"
         copied.mkdir(parents=True)
         shutil.copy(ROOT / "README.md", copied)
@@ -138,7 +138,7 @@ class Release(unittest.TestCase):
     def test_list_of_contents(self):
         self.assertEqual(spdx_faults(self.document, self.listed), [])
 
-    def test_the_check_of_the_list_sees_faults(self):
+    def test_faults_in_the_list_of_contents_are_reported(self):
         def faults(change):
             document = copy.deepcopy(self.document)
             change(document)
@@ -169,11 +169,11 @@ class Release(unittest.TestCase):
                 for common in re.findall(rb"/usr/share/common-licenses/([\w.+-]*\w)", data):
                     self.assertIn("licences/common/%s.txt" % common.decode(), self.files)
 
-    def test_links_lead_somewhere_in_the_package(self):
+    def test_targets_of_links_are_in_the_package(self):
         for page in check_docs.pages_of(self.unpacked):
             self.assertEqual(check_docs.link_faults(page, page.read_text(encoding="utf-8")), [], page.name)
 
-    def test_nothing_tells_of_this_machine(self):
+    def test_no_file_names_this_machine(self):
         words = {str(ROOT), str(BUILD), socket.gethostname()} - {"localhost"}
         for name, data in self.files.items():
             for word in words:

@@ -28,7 +28,7 @@ class Counts:
             if function in self.functions:
                 own = self.functions[function]
                 if len(own) != len(arcs):
-                    raise ValueError("a function with two numbers of arcs")
+                    raise ValueError("a function with different numbers of arcs")
                 arcs = [one + another for one, another in zip(own, arcs)]
             self.functions[function] = arcs
 
@@ -36,10 +36,10 @@ class Counts:
 def read(data):
     """Counts of a file's bytes."""
     if len(data) % 4 or len(data) < 16:
-        raise ValueError("not whole")
+        raise ValueError("the file is incomplete")
     magic, *head = struct.unpack_from("<4I", data)
     if magic != MAGIC:
-        raise ValueError("no counts")
+        raise ValueError("not a file of line counts")
     counts = Counts(tuple(head))
     place, function = 16, None
     while place < len(data):
@@ -53,7 +53,7 @@ def read(data):
             function = struct.unpack_from("<3I", data, place) if length else None
         elif tag == ARCS:
             if function is None:
-                raise ValueError("arcs of no function")
+                raise ValueError("arcs without a function")
             # A negative length means this number of zeros, which are not written.
             counts.functions[function] = ([0] * (-length // 8) if length < 0 else
                                           list(struct.unpack_from("<%dQ" % (length // 8), data, place)))

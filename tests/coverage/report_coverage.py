@@ -2,8 +2,8 @@
 """report_coverage.py <build folder> <counts folder> <table>
 
 Adds up what the runs of a coverage build left in the counts folder, one folder for each run. gcovr turns the sums into
-lines and branches; branches by which a call throws do not count. Then holds the product to its limits: so many lines and
-branches taken, and every other line listed with its reason in tests/coverage/uncovered.txt. Writes and prints the table
+lines and branches; branches by which a call throws do not count. Then checks the limits of the product for covered
+lines and branches, and that tests/coverage/uncovered.txt has a reason for every other line. Writes and prints the table
 of the folders. Prints every fault, and exits with 1 if there is one.
 """
 import json
@@ -68,13 +68,13 @@ def read_list(text):
             continue
         if line.startswith(" "):
             if key is None:
-                raise ValueError("line %d: a reason without a line of the product" % number)
+                raise ValueError("uncovered.txt, line %d: a reason without a line of the product" % number)
             entries[key] = (entries[key] + " " + line.strip()).strip()
             continue
         file, separator, code = line.partition(": ")
         key = (file, code.strip())
         if not separator or key in entries:
-            raise ValueError("line %d: not \"file: text of the line\", or twice" % number)
+            raise ValueError("uncovered.txt, line %d: not \"file: text of the line\", or twice" % number)
         entries[key] = ""
     return entries
 
@@ -87,12 +87,12 @@ def compare(uncovered, entries):
         if (file, text) in entries:
             found.add((file, text))
         else:
-            faults.append("%s:%d: no test runs it, and no reason is listed: %s" % (file, number, text))
+            faults.append("%s:%d: no test runs this line, and uncovered.txt has no reason: %s" % (file, number, text))
     for key, reason in entries.items():
         if key not in found:
-            faults.append("%s: listed, but a test runs it or it is gone: %s" % key)
+            faults.append("%s: in uncovered.txt, but run by a test or gone: %s" % key)
         if not reason:
-            faults.append("%s: listed without a reason: %s" % key)
+            faults.append("%s: no reason in uncovered.txt: %s" % key)
     return faults
 
 
@@ -163,7 +163,7 @@ def main():
     faults = compare(uncovered, read_list(UNCOVERED.read_text(encoding="utf-8")))
     for count, limit, kind in ((total[0], LINES_AT_LEAST, "lines"), (total[1], BRANCHES_AT_LEAST, "branches")):
         if not count.of or count.percent < limit:
-            faults.append("%.1f %% of the %s, and at least %.0f %% are asked for" % (count.percent, kind, limit))
+            faults.append("%.1f %% of the %s are covered, at least %.0f %% are required" % (count.percent, kind, limit))
     written = write_table(folders, total, runs, len(uncovered))
     table.write_text(written, encoding="utf-8")
     (build / "branches.txt").write_text("\n".join(untaken_branches(files)) + "\n", encoding="utf-8")

@@ -47,7 +47,7 @@ class Changes(unittest.TestCase):
         self.assertEqual(self.of("constant", "Open(KEY_READ);\n", b="Open(REG_SZ);\n"), [])
         self.assertEqual(self.of("constant", "V a = View::k1;\n", b="V b = View::k2;\n"), ["V a = View::k2;\n"])
 
-    def test_what_declares_is_not_skipped(self):
+    def test_declarations_are_not_skipped(self):
         for line in ("std::vector<int> a(2);", "A::B c = d;", "Key& a = b;", "wchar_t a[4] = {};", "return a;"):
             self.assertEqual(self.of("skipped", "void F() {\n  " + line + "\n}\n"), [], line)
 
@@ -95,7 +95,7 @@ class Equivalents(unittest.TestCase):
             with self.assertRaises(CannotRun):
                 matching(read_entries(entry), find_changes({"a.cpp": "int a = 7;\n"}))
 
-    def test_the_list_as_it_stands(self):
+    def test_the_list_matches_the_sources(self):
         path = ROOT / "tests/mutants/equivalent.txt"
         matching(read_entries(path.read_text(encoding="utf-8")), find_changes(product_sources(ROOT)))
 

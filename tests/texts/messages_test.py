@@ -92,7 +92,7 @@ class Sources(unittest.TestCase):
             bool Start() { TraceError(164, L"*** failed. [0x%08x], %s at 100%%", error, name); }"""),
                          ["!!!*** failed. [0x\u2026], \u2026 at 100% - Station(164)"])
 
-    def test_what_is_not_understood_is_an_error(self):
+    def test_an_entry_that_cannot_be_parsed_is_an_error(self):
         for text in ("void Run(const wchar_t* text) { RunLog::Info() << text << 1L; }",  # not a RunLog::Text
                      "void Run(RunLog::Text text) { RunLog::Info() << text; }",  # not of a table
                      "struct A { RunLog::Text t; };\nvoid Run(A a) { RunLog::Info() << a.t; }",  # without a table
@@ -132,7 +132,7 @@ class Census(unittest.TestCase):
     def faults(self, log, unreachable=None, trace=TRACE):
         return self.take(log, trace).faults(unreachable or {})
 
-    def test_all_or_nothing_produced(self):
+    def test_all_messages_produced_or_none(self):
         self.assertEqual(len(census.take(self.messages, self.folder).faults({})), len(self.messages) + 1)
         self.assertEqual(self.faults(self.ALL), [])
 
@@ -153,7 +153,7 @@ class Census(unittest.TestCase):
         self.assertEqual(len(self.faults("not ours" + self.ALL)), 1)
         self.assertEqual(len(self.faults(self.ALL, trace=self.TRACE + self.TRACE.replace("failed", "done"))), 1)
 
-    def test_a_cut_entry_is_known_and_proves_nothing(self):
+    def test_a_cut_entry_is_accepted_but_does_not_count(self):
         self.assertEqual(self.faults(self.ALL + "\r\nLOG_INFO :  cmd:-x"), [])
         self.assertEqual(self.faults(self.ALL + "\r\nLOG_ERROR: code 6\r\n"), [])  # ended when the next entry began
         self.assertEqual(len(self.faults(self.ALL.replace("\r\n src:C:\\caf\xe9", ""))), 1)
@@ -167,7 +167,7 @@ class Census(unittest.TestCase):
         self.assertEqual(len(self.faults(self.ALL, {error: "none"})), 1)
         self.assertEqual(len(self.faults(self.ALL, {("log", "LOG_INFO : ", "code \u2026"): "none"})), 1)
 
-    def test_exceptions_want_a_reason(self):
+    def test_exceptions_need_a_reason(self):
         self.assertEqual(census.read_unreachable("# head\n\nlog | LOG_ERROR:  | a | b\n  because\n  of it\n"),
                          {("log", "LOG_ERROR: ", "a | b"): "because of it"})
         with self.assertRaises(ValueError):
@@ -202,7 +202,7 @@ class Document(unittest.TestCase):
         word = "x" * (document.WIDTH - 4)
         self.assertEqual(document.paragraph(f"{word} `a - b`\n c-d"), f"{word}\n`a - b` c-d\n")
 
-    def test_every_text_once_and_no_other(self):
+    def test_each_text_is_explained_once_and_no_other_text(self):
         for rows in ([self.A], [self.A, self.C, self.C],
                      [self.A, self.C, document.Told(("d",), (), "Three.", "")]):
             with self.assertRaises(document.DocumentError):
@@ -213,7 +213,7 @@ class Document(unittest.TestCase):
         self.assertEqual(document.strangers(head, self.MESSAGES), [])
         self.assertEqual(len(document.strangers(head.replace("`c`", "`d`"), self.MESSAGES)), 1)
 
-    def test_what_is_told_is_complete(self):
+    def test_an_incomplete_explanation_is_an_error(self):
         row = {"texts": ["a"], "commands": ["-I"], "meaning": "m", "advice": "d"}
         self.assertEqual(document.read_row(row), document.Told(("a",), ("-I",), "m", "d"))
         for change in ({"meaning": " "}, {"commands": ["-e", "-I"]}, {"commands": ["-x"]}, {"texts": []},
