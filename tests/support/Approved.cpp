@@ -110,7 +110,7 @@ std::wstring Variable(const wchar_t* name) {
 std::wstring PathIn(const wchar_t* variable, const std::wstring& fileName) {
   const std::wstring folder = Variable(variable);
   if (folder.empty()) {
-    throw std::runtime_error(ToUtf8(variable) + " does not say where the texts lie");
+    throw std::runtime_error(ToUtf8(variable) + " does not name the folder of the texts");
   }
   std::wstring path = (folder.front() == L'/' ? L"Z:" : L"") + folder + L"\\" + fileName;
   std::replace(path.begin(), path.end(), L'/', L'\\');

@@ -114,7 +114,7 @@ FailNthOf::FailNthOf(const std::vector<std::string>& functions, TestSupport::Cal
     }
   }
   if (functions_.empty()) {
-    throw std::logic_error("this program imports none of the functions that were to fail");
+    throw std::logic_error("this program imports none of the functions that should fail");
   }
 }
 

@@ -15,13 +15,14 @@ void SetAccess(const std::wstring& path, const std::wstring& accessList) {
   PSECURITY_DESCRIPTOR descriptor = nullptr;
   if (!::ConvertStringSecurityDescriptorToSecurityDescriptorW(accessList.c_str(), SDDL_REVISION_1, &descriptor,
                                                               nullptr)) {
-    throw std::logic_error("not an access list");
+    throw std::logic_error("invalid access control list");
   }
   const BOOL set = ::SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, descriptor);
   const DWORD error = ::GetLastError();
   ::LocalFree(descriptor);
   if (!set) {
-    throw std::runtime_error("cannot set the access list of " + ToUtf8(path) + ": error " + std::to_string(error));
+    throw std::runtime_error("cannot set the access control list of " + ToUtf8(path) + ": error " +
+                             std::to_string(error));
   }
 }
 
@@ -65,7 +66,7 @@ std::wstring CurrentUser() {
     ::CloseHandle(token);
   }
   if (!known) {
-    throw std::runtime_error("cannot tell who this user is");
+    throw std::runtime_error("cannot read the SID of the current user");
   }
   const std::wstring text = sid;
   ::LocalFree(sid);
@@ -84,10 +85,10 @@ void LockTree(const std::wstring& folder) {
   if (file != INVALID_HANDLE_VALUE) {
     ::CloseHandle(file);
     ::DeleteFileW(probe.c_str());
-    throw std::runtime_error("this program may write everywhere: it cannot show what an ordinary user meets");
+    throw std::runtime_error("this process can write to a locked folder: it cannot test an ordinary user");
   }
   if (error != ERROR_ACCESS_DENIED) {
-    throw std::runtime_error("a locked folder refuses with error " + std::to_string(error));
+    throw std::runtime_error("access to a locked folder fails with error " + std::to_string(error) + ", not 5");
   }
 }
 

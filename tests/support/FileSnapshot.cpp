@@ -47,7 +47,7 @@ std::string RestOfFile(FILE* file, const std::wstring& name) {
   for (std::size_t read; (read = std::fread(block, 1, sizeof block, file)) != 0;) {
     content.append(block, read);
     if (content.size() > kLongestFile) {
-      throw std::length_error(ToUtf8(name) + " has no end, or is too long for a test");
+      throw std::length_error(ToUtf8(name) + " is endless, or too long for a test");
     }
   }
   return content;

@@ -79,7 +79,7 @@ void MakeFolderLink(const std::wstring& link, const std::wstring& target) {
     made = create != nullptr && create(link.c_str(), target.c_str(), kFolder) != FALSE;
   }
   if (!made || (AttributesOf(link) & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
-    throw std::runtime_error("no link at " + TestSupport::ToUtf8(link));
+    throw std::runtime_error("cannot create a link at " + TestSupport::ToUtf8(link));
   }
 }
 
@@ -94,7 +94,7 @@ bool RemoveFolderLink(const std::wstring& link) {
 
 FullDiskFile::FullDiskFile(const std::wstring& path) : path_(path) {
   if (!RunOnHost(L"ln -s /dev/full " + HostPath(path), path, true)) {
-    throw std::runtime_error("no full disk at " + TestSupport::ToUtf8(path));
+    throw std::runtime_error("cannot create a link to /dev/full at " + TestSupport::ToUtf8(path));
   }
 }
 

@@ -46,7 +46,7 @@ void Write(void** slot, void* value) {
   const SystemCalls& system = SystemCalls::Get();
   DWORD protection = 0;
   if (!system.virtualProtect(slot, sizeof *slot, PAGE_READWRITE, &protection)) {
-    throw std::runtime_error("the import table cannot be made writable");
+    throw std::runtime_error("cannot make the import table writable");
   }
   *slot = value;
   system.virtualProtect(slot, sizeof *slot, protection, &protection);

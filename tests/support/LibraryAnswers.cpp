@@ -34,7 +34,7 @@ MissingLibrary::MissingLibrary(const wchar_t* library, DWORD error) : library_(l
     });
   }
   if (!plain_ && !extended_) {
-    throw std::logic_error("this program loads no library by name");
+    throw std::logic_error("this program imports neither LoadLibraryW nor LoadLibraryExW");
   }
 }
 

@@ -66,7 +66,7 @@ void KeepLog() {
   FILE* const kept = ::_wfopen((std::wstring(kKeptMessages) + L"\\vela.log").c_str(), L"ab");
   if (kept == nullptr || std::fwrite(text.data() + start, 1, text.size() - start, kept) != text.size() - start ||
       std::fclose(kept) != 0) {
-    throw std::runtime_error("the run log cannot be put aside");
+    throw std::runtime_error("cannot save the run log for the census");
   }
 }
 

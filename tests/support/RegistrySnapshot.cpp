@@ -21,7 +21,7 @@ std::string HiveName(HKEY hive) {
   if (hive == HKEY_CLASSES_ROOT) {
     return "HKCR";
   }
-  throw std::logic_error("a snapshot of this hive has no name yet");
+  throw std::logic_error("RegistrySnapshot.cpp has no short name for this hive");
 }
 
 std::string TypeName(DWORD type) {

@@ -82,7 +82,7 @@ bool SameTime(const FILETIME& left, const FILETIME& right) {
 HeldFile::HeldFile(const std::wstring& file, DWORD sharing)
     : handle_(::CreateFileW(file.c_str(), GENERIC_READ, sharing, nullptr, OPEN_EXISTING, 0, nullptr)) {
   if (handle_ == INVALID_HANDLE_VALUE) {
-    throw std::runtime_error("cannot hold " + ToUtf8(file));
+    throw std::runtime_error("cannot keep open " + ToUtf8(file));
   }
 }
 

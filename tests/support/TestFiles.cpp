@@ -61,14 +61,14 @@ void WaitForFile(const std::wstring& path) {
     }
     ::Sleep(20);
   }
-  throw std::runtime_error("nothing was written to " + ToUtf8(path));
+  throw std::runtime_error("no line was written within 10 seconds to " + ToUtf8(path));
 }
 
 void MakeFolder(const std::wstring& path) {
   if (path.size() > 3 && !Exists(path)) {
     MakeFolder(FolderOf(path));
     if (!::CreateDirectoryW(path.c_str(), nullptr)) {
-      Fail("cannot make", path);
+      Fail("cannot create", path);
     }
   }
 }

@@ -44,7 +44,7 @@ struct EmptyTestWatch : doctest::IReporter {
     ++testCasesRun;
     if (stats.numAssertsCurrentTest == 0) {
       ++testCasesWithoutChecks;
-      *options_.cout << "test case \"" << name_ << "\" checked nothing\n";
+      *options_.cout << "test case \"" << name_ << "\" has no checks\n";
     }
   }
   void test_case_exception(const doctest::TestCaseException&) override {}
@@ -68,8 +68,8 @@ int wmain(int argumentCount, wchar_t* arguments[]);  // no header of the toolcha
 int wmain(int argumentCount, wchar_t* arguments[]) {
   if (!MayRunHere()) {
     std::fputs(
-        "This program changes the registry, files and processes of the machine it runs on. It runs under Wine; on a\n"
-        "Windows machine that may be thrown away afterwards set VELA_TEST_ON_WINDOWS=1.\n",
+        "This program changes the registry, files and processes of the machine it runs on. It runs under Wine. To run\n"
+        "it on a Windows machine that you can throw away afterwards, set VELA_TEST_ON_WINDOWS=1.\n",
         stderr);
     return kNotHere;
   }

@@ -51,7 +51,7 @@ void MakeKey(const KeyPlace& place, const std::vector<NamedValue>& values) {
   HKEY key = nullptr;
   Require(
       ::RegCreateKeyExW(place.hive, place.path.c_str(), 0, nullptr, 0, KEY_READ | place.view, nullptr, &key, nullptr),
-      "cannot make", place);
+      "cannot create", place);
   ::RegCloseKey(key);
   for (const NamedValue& value : values) {
     if (const auto* number = std::get_if<DWORD>(&value.data)) {
@@ -66,8 +66,8 @@ void MakeKey(const KeyPlace& place, const std::vector<NamedValue>& values) {
 void SetRawValue(const KeyPlace& place, const std::wstring& name, DWORD type, const void* data, DWORD size) {
   const OpenedKey key(place, KEY_SET_VALUE);
   Require(key.Error(), "cannot open", place);
-  Require(::RegSetValueExW(key.Get(), name.c_str(), 0, type, static_cast<const BYTE*>(data), size), "cannot set in",
-          place);
+  Require(::RegSetValueExW(key.Get(), name.c_str(), 0, type, static_cast<const BYTE*>(data), size),
+          "cannot set a value of", place);
 }
 
 void RemoveValue(const KeyPlace& place, const std::wstring& name) {
@@ -110,11 +110,11 @@ void SetKeyAccess(const KeyPlace& place, const wchar_t* accessList) {
   Require(key.Error(), "cannot open", place);
   PSECURITY_DESCRIPTOR descriptor = nullptr;
   if (!::ConvertStringSecurityDescriptorToSecurityDescriptorW(accessList, SDDL_REVISION_1, &descriptor, nullptr)) {
-    throw std::logic_error("no access list: " + ToUtf8(accessList));
+    throw std::logic_error("invalid access control list: " + ToUtf8(accessList));
   }
   const LSTATUS error = ::RegSetKeySecurity(key.Get(), DACL_SECURITY_INFORMATION, descriptor);
   ::LocalFree(descriptor);
-  Require(error, "cannot set the access list of", place);
+  Require(error, "cannot set the access control list of", place);
 }
 
 std::vector<std::pair<std::wstring, std::wstring>> PendingRenames() {

@@ -67,7 +67,7 @@ World::~World() {
     CleanUp();
   } catch (const std::exception& failure) {
     // The next world tries again, and throws.
-    std::fprintf(stderr, "World: %s\n", failure.what());
+    std::fprintf(stderr, "World: cannot clean up: %s\n", failure.what());
   }
 }
 
@@ -147,7 +147,7 @@ std::wstring World::ProcessOf(const Client& client) const {
 
 World& World::WithUserHive(const std::wstring& sid) {
   if (!IsTestUser(sid)) {
-    throw std::logic_error("hives of tests begin with S-1-5-21-1-2-3-, so that they are found and removed again");
+    throw std::logic_error("a test's hive must begin with S-1-5-21-1-2-3-, so that it is found and removed again");
   }
   return WithKey(UsersKey(sid + L"\\Software"));
 }
@@ -158,7 +158,7 @@ World& World::WithRunning(const std::wstring& fileName) {
   processes_.emplace_back(program, std::vector<std::wstring>{kEndOfClients});
   for (int i = 0; CountProcesses(fileName) == 0; ++i) {
     if (i == 500) {
-      throw std::runtime_error(ToUtf8(fileName) + " does not appear among the processes");
+      throw std::runtime_error(ToUtf8(fileName) + " is not in the list of processes");
     }
     ::Sleep(10);
   }
@@ -259,7 +259,7 @@ World& World::WithHandle(HANDLE handle, const std::wstring& name) {
     handles_.push_back(handle);
   }
   if (handle == nullptr || error == ERROR_ALREADY_EXISTS) {
-    throw std::runtime_error(ToUtf8(name) + " is taken");
+    throw std::runtime_error("cannot create " + ToUtf8(name) + ", or it exists already");
   }
   return *this;
 }
@@ -267,7 +267,7 @@ World& World::WithHandle(HANDLE handle, const std::wstring& name) {
 bool World::EventIsSet(const std::wstring& name) const {
   const HANDLE event = ::OpenEventW(SYNCHRONIZE, FALSE, name.c_str());
   if (event == nullptr) {
-    throw std::logic_error("no event " + ToUtf8(name));
+    throw std::logic_error("there is no event " + ToUtf8(name));
   }
   const bool set = ::WaitForSingleObject(event, 0) == WAIT_OBJECT_0;
   ::CloseHandle(event);

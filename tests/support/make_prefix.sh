@@ -82,7 +82,7 @@ if [[ -n $builtins ]]; then
 fi
 links=$(find "$WINEPREFIX/drive_c" -type l)
 if [[ -n $links ]]; then
-  echo "make_prefix.sh: links lead out of the prefix, which no test may follow:" >&2
+  echo "make_prefix.sh: the prefix has links, through which tests could leave it:" >&2
   printf '%s\n' "$links" | head -5 >&2
   exit 1
 fi

@@ -23,12 +23,12 @@ seconds=${VELA_TEST_SECONDS:-300}
 say() { echo "run_in_prefix.sh: $*" >&2; }
 
 if [[ ! -f $template/vela-template ]]; then
-  say "no complete prefix at $template (make_prefix.sh makes it)"
+  say "no complete prefix at $template (make_prefix.sh creates it)"
   exit 125
 fi
 
 if [[ -L $template/drive_c/windows/system32/regsvr32.exe ]]; then
-  say "$template holds links to the host's Wine, which programs could change: make it again"
+  say "$template has links to the host's Wine, which programs could change: delete it and run make_prefix.sh"
   exit 125
 fi
 
@@ -124,14 +124,14 @@ unset DISPLAY WAYLAND_DISPLAY LANG LANGUAGE LC_CTYPE
 
 # A missing locale would be ignored silently, and the test would run in another code page.
 if [[ -n ${VELA_TEST_LOCALE:-} && ! -f ${LOCPATH:-/usr/lib/locale}/$VELA_TEST_LOCALE/LC_CTYPE ]]; then
-  say "locale $VELA_TEST_LOCALE is not there (LOCPATH=${LOCPATH:-}; make_locale.sh makes it)"
+  say "the locale $VELA_TEST_LOCALE is missing (LOCPATH=${LOCPATH:-}; make_locale.sh creates it)"
   exit 125
 fi
 
 # Wine fails to start a program about once in 2,400 times if the host randomises its addresses.
 fixed_addresses=(setarch -R)
 if ! setarch -R true 2>/dev/null; then
-  say "setarch -R is not permitted here: starts with random addresses"
+  say "setarch -R is not permitted here: the programs run with random addresses"
   fixed_addresses=()
 fi
 
@@ -144,13 +144,13 @@ case ${VELA_TEST_RIGHTS:-} in
       # An empty file that nobody may read must be refused.
       : >"$run/locked" && chmod 000 "$run/locked"
       if ! "${rights[@]}" true || "${rights[@]}" cat "$run/locked" 2>/dev/null; then
-        say "root's rights over files cannot be put off here (setpriv): there is no ordinary user"
+        say "setpriv cannot drop root's right to ignore file modes here: no test as an ordinary user"
         exit 125
       fi
     fi
     ;;
   *)
-    say "VELA_TEST_RIGHTS=$VELA_TEST_RIGHTS is not known (ordinary, or nothing)"
+    say "unknown VELA_TEST_RIGHTS=$VELA_TEST_RIGHTS (known: ordinary)"
     exit 125
     ;;
 esac
@@ -174,7 +174,7 @@ if ((code != 0)) && grep -aqE '^wine: .*(1359|c00000e5)' "$output"; then
 fi
 cat "$output"
 if ((code == 124 || code == 137)); then
-  say "ended after $seconds seconds"
+  say "time limit reached: the program was ended after $seconds seconds"
   code=124
 fi
 exit "$code"
