@@ -2,7 +2,7 @@
 """run.py [--quick | --page], for scripts/bench.sh, which says what these mean.
 
 Keeps the results as <system>.json. Writes performance.md and performance.svg from the results of all systems. Prints
-the tables of this one. Exits with 1 if a limit is broken that is no time.
+the tables of this one. Exits with 1 if a limit other than a time is exceeded.
 """
 import argparse
 import datetime

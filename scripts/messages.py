@@ -6,7 +6,7 @@ The messages of the run log and of the developers' trace.
   list      every message of the sources: level, text (… stands for a value), file and line
   census    which of them a test run produced. VELA_TEST_MESSAGES named <folder> during the run. --report gets the
             counts as a Markdown table. Exits with 1 if a message was never produced (tests/texts/unreachable.txt lists
-            exceptions), if a line of a log is no message of the sources, or if a command wrote a message that
+            exceptions), if a line of a log is not in the sources, or if a command wrote a message that
             docs/messages/ does not have for it
   document  writes docs/messages.md from the sources and docs/messages/; --check only compares
 """

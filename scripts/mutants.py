@@ -5,12 +5,12 @@ Makes small changes in copies of the product's sources, one at a time, and runs 
 a test fail. Prints the survivors. tests/mutants/equivalent.txt lists changes without effect; they do not count.
 
   --count  how many changes (default 200)     --list   print the sample and end
-  --seed   another sample (default: the day)  --again  go on: earlier verdicts stay, survivors are tried anew
+  --seed   another sample (default: the day)  --again  go on: keep earlier verdicts, try survivors again
   --only   only changes in this file          --jobs   how many at a time (default: processors + 1)
 
 Writes build/prove/mutants.md and build/mutants/survivors.txt. Exits with 1 below 95 per cent, with 2 if it cannot run.
 
-By hand: the mutation tools for C++ work on clang's code of a program for this machine. Here GCC's programs for Windows
+Own code: the mutation tools for C++ work on clang's code of a program for this machine. Here GCC's programs for Windows
 run under Wine, and levels, log texts and the order of statements are among the changes.
 """
 import argparse
