@@ -40,7 +40,7 @@ class Order {
   OnCall revert_{"RevertToSelf", &::RevertToSelf, [this] { events.push_back("revert"); }};
 };
 
-TEST_CASE("started and ended, once or twice or by the end of the scope: the token stays until the scope goes") {
+TEST_CASE("the token stays open until the scope ends, whether End is called never, once or twice") {
   for (const int ends : {0, 1, 2}) {
     CAPTURE(ends);
     const Belongings belongings;
@@ -69,7 +69,7 @@ TEST_CASE("started and ended, once or twice or by the end of the scope: the toke
   }
 }
 
-TEST_CASE("where the search cannot be limited to the system folder, nothing is loaded without its path") {
+TEST_CASE("if the library search cannot be limited to the system folder, every library is loaded by its full path") {
   const ConsoleMachine machine;
   const MissingEntry limit("SetDefaultDllDirectories");
   const LoadedNames loaded;
@@ -80,7 +80,7 @@ TEST_CASE("where the search cannot be limited to the system folder, nothing is l
   CHECK(loaded.WithoutFolder().empty());
 }
 
-TEST_CASE("an end that fails tells so once; the thread is itself again where only the environment stays") {
+TEST_CASE("a failed end is reported once; if only the environment stays, the thread acts as itself again") {
   const ConsoleMachine machine;
   ConsoleUserScope user;
   REQUIRE(user.Start());
@@ -92,7 +92,7 @@ TEST_CASE("an end that fails tells so once; the thread is itself again where onl
   CHECK(user.End());
 }
 
-TEST_CASE("a start that fails ends what it has begun: the thread is itself at once, and there is nothing to end") {
+TEST_CASE("a failed start is undone at once: the thread acts as itself, and there is nothing left to end") {
   struct Row {
     const char* name;
     DWORD tokenError;
@@ -125,7 +125,7 @@ TEST_CASE("a start that fails ends what it has begun: the thread is itself at on
   }
 }
 
-TEST_CASE("starting once more ends the first, and gives its block and token back") {
+TEST_CASE("a second start ends the first one, and releases its environment block and token") {
   const Belongings belongings;
   const ConsoleMachine machine;
   const CountCalls reverts{"RevertToSelf"};

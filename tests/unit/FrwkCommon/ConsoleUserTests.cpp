@@ -99,7 +99,7 @@ void CheckFails(const Start& start, DWORD error, const std::string& token, bool 
   CHECK_LINES(start.trace, (lines));
 }
 
-TEST_CASE("the user of this machine's console: the thread acts as that user until the end") {
+TEST_CASE("from start to end, the thread acts as the user at this machine's console") {
   const RecordedTrace recorded;
   const TraceScope traced(recorded, L"VELA");
   KernelHandle token;
@@ -116,8 +116,7 @@ TEST_CASE("the user of this machine's console: the thread acts as that user unti
   CHECK_LINES(recorded.Lines(), {kStartEnter, kStartLeave, kEndEnter, kEndLeave});
 }
 
-TEST_CASE(
-    "no place for the environment: an invalid parameter, nothing is asked; the levels of the lines are 1 and 256") {
+TEST_CASE("without a pointer for the environment: error 87, no query, and trace lines of the levels 1 and 256") {
   const RecordedTrace recorded;
   const ConsoleMachine machine;
   OrCommon::DebugLog::Options options;
@@ -138,7 +137,7 @@ TEST_CASE(
   CHECK_LINES(recorded.Lines(), {kStartEnter, kNoPlace});
 }
 
-TEST_CASE("a session without a token: the user who runs the shell stands in") {
+TEST_CASE("if the session has no token, the token of the user who runs the shell is used") {
   const ScratchFolder scratch(L"console user");
   const RunningCopy shell(scratch.Path(), L"explorer.exe");
   ConsoleMachine machine;
@@ -167,7 +166,7 @@ struct Obstacle {
   Lines lines;
 };
 
-TEST_CASE("a start that fails: the code, what is left, and the lines") {
+TEST_CASE("a failed start: its error code, the token and impersonation that are left, and the trace lines") {
   using Way = Obstacle::Way;
   // Without the terminal services, the product asks the shell, too, and returns its code. The caller keeps the token.
   // Without an environment, the thread still acts as the user.
@@ -206,7 +205,7 @@ TEST_CASE("a start that fails: the code, what is left, and the lines") {
   CheckFails(Start(), ERROR_PRIVILEGE_NOT_HELD, "primary", true, {NotStarted("00000522")});
 }
 
-TEST_CASE("a token that is none is an invalid handle") {
+TEST_CASE("a null or invalid token is reported as an invalid handle") {
   for (const HANDLE token : {HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {
     ConsoleMachine machine;
     machine.SetToken(token);
@@ -217,7 +216,7 @@ TEST_CASE("a token that is none is an invalid handle") {
   }
 }
 
-TEST_CASE("a token that the caller held before is closed") {
+TEST_CASE("a token that the caller already held is closed") {
   Belongings belongings;
   ConsoleMachine machine;
   machine.FailTokens(ERROR_NO_TOKEN);
@@ -230,7 +229,7 @@ TEST_CASE("a token that the caller held before is closed") {
   CHECK(belongings.Strange() == 0);
 }
 
-TEST_CASE("an end that fails: the environment, with the thread itself again, or the return of the thread") {
+TEST_CASE("a failed end: the environment stays and the thread acts as itself, or the thread still acts as the user") {
   for (const bool reverts : {true, false}) {
     const RecordedTrace recorded;
     const TraceScope traced(recorded, L"VELA");

@@ -33,7 +33,7 @@ struct Fixture {
   }
 };
 
-TEST_CASE_FIXTURE(Fixture, "an entry is opened by its path for one purpose; a number lies in the 64-bit view") {
+TEST_CASE_FIXTURE(Fixture, "a key is opened for either reading or writing; numbers are in the 64-bit view") {
   MakeEntry();
   const CountCalls creations{"RegCreateKeyExW"};
   std::vector<REGSAM> accesses;
@@ -55,7 +55,7 @@ TEST_CASE_FIXTURE(Fixture, "an entry is opened by its path for one purpose; a nu
   CHECK_FALSE(KeyExists(kEntry32));
 }
 
-TEST_CASE_FIXTURE(Fixture, "an entry that is not there, or in the 32-bit view only, is none and is not made") {
+TEST_CASE_FIXTURE(Fixture, "a key that is missing, or only in the 32-bit view, is not opened and not created") {
   REQUIRE(Store(kEntry32, L"OE_DELAY_INST", REG_DWORD, {1, 0, 0, 0}) == ERROR_SUCCESS);
   CHECK_FALSE(registry.OpenForReading(L"VELA"));
   CHECK_FALSE(registry.OpenForWriting(L"VELA"));
@@ -64,7 +64,7 @@ TEST_CASE_FIXTURE(Fixture, "an entry that is not there, or in the 32-bit view on
   CHECK_FALSE(KeyExists(L"Software\\OrvaneLabs"));
 }
 
-TEST_CASE_FIXTURE(Fixture, "a number that is missing, or is none, reads as the fallback") {
+TEST_CASE_FIXTURE(Fixture, "a value that is missing, or not a 32-bit number, reads as the fallback") {
   Plant(L"Number", REG_DWORD, {0, 0, 0, 0});
   Plant(L"Text", REG_SZ, {'1', 0, 0, 0});
   Plant(L"Broad", REG_DWORD, {1, 0, 0, 0, 0});
@@ -75,7 +75,7 @@ TEST_CASE_FIXTURE(Fixture, "a number that is missing, or is none, reads as the f
   }
 }
 
-TEST_CASE_FIXTURE(Fixture, "failing calls of Windows are false, or the fallback") {
+TEST_CASE_FIXTURE(Fixture, "if a Windows call fails, the result is false or the fallback") {
   Plant(L"Number", REG_DWORD, {3, 0, 0, 0});
   {
     const FailCall open{"RegOpenKeyExW", Calls::From(1), ERROR_ACCESS_DENIED};
@@ -96,7 +96,7 @@ TEST_CASE_FIXTURE(Fixture, "failing calls of Windows are false, or the fallback"
   CHECK(registry.StoreNumber(L"Number", 5));
 }
 
-TEST_CASE_FIXTURE(Fixture, "each key that is opened is closed once; a close that fails stays here") {
+TEST_CASE_FIXTURE(Fixture, "each opened key is closed once; a failed close does not throw") {
   MakeEntry();
   const CountCalls opens{"RegOpenKeyExW"};
   const CountCalls closes{"RegCloseKey"};
@@ -119,7 +119,7 @@ TEST_CASE_FIXTURE(Fixture, "each key that is opened is closed once; a close that
   CHECK_NOTHROW(registry.Close());
 }
 
-TEST_CASE_FIXTURE(Fixture, "what is thrown beneath is given back to the heap") {
+TEST_CASE_FIXTURE(Fixture, "exceptions that the registry classes throw are freed") {
   MakeEntry();
   registry.OpenForReading(L"No such product");
   const long long before = LiveBlocks();
@@ -134,7 +134,7 @@ TEST_CASE_FIXTURE(Fixture, "what is thrown beneath is given back to the heap") {
   CHECK(after == before);
 }
 
-TEST_CASE("the class: not to be copied, destroyed through its root, with its number") {
+TEST_CASE("the class cannot be copied, has a virtual destructor, and returns its number") {
   CHECK(std::is_base_of_v<boost::noncopyable, CoreAgentRegistry>);
   CHECK(std::has_virtual_destructor_v<CoreAgentRegistry>);
   CHECK(CoreAgentRegistry(1700).Number() == 1700);

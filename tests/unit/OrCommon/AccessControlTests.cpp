@@ -92,7 +92,7 @@ struct Processes {
 constexpr char kLook[] = " 1040 0";     // 0x410: query information, read memory
 constexpr char kFull[] = " 2035711 0";  // 0x1F0FFF
 
-TEST_CASE("the first process of the name is opened with all access, the others are only looked at") {
+TEST_CASE("the first process with the name is opened with all access, those before it for queries only") {
   const Belongings belongings;
   const Processes machine({L"smss.exe", L"eXPLORER.EXE", L"Explorer.exe"});
   CHECK(std::wstring(kShell) == L"Explorer.exe");
@@ -102,7 +102,7 @@ TEST_CASE("the first process of the name is opened with all access, the others a
   CHECK(belongings.Strange() == 1);  // the token, which was duplicated, not opened
 }
 
-TEST_CASE("processes that cannot be looked at are passed over") {
+TEST_CASE("processes that cannot be queried are skipped") {
   const Belongings belongings;
   Processes machine({L"Explorer.exe", L"Explorer.exe", L"Explorer.exe", L"Explorer.exe"});
   machine.failing = {{100, "look"}, {101, "modules"}, {102, "name"}};
@@ -113,7 +113,7 @@ TEST_CASE("processes that cannot be looked at are passed over") {
   CHECK_LINES(belongings.Left(), {});
 }
 
-TEST_CASE("a name is compared whole, and only the letters A to Z have two cases") {
+TEST_CASE("names are compared as a whole, and only the letters A to Z match in either case") {
   const Processes machine({L"Explorer.ex", L"Explorer.exe ", L"\x00C9xplorer.exe", L"Explorer.exe.exe", L""});
   for (const wchar_t* const name : {kShell, L"\x00E9xplorer.exe", L"Explorer", L"xplorer.exe"}) {
     CHECK(AskFor(name) == kNobody);
@@ -121,7 +121,7 @@ TEST_CASE("a name is compared whole, and only the letters A to Z have two cases"
   CHECK(AskFor(L"\x00C9XPLORER.EXE") == kFound);
 }
 
-TEST_CASE("a list of processes that is full is asked for again with more room") {
+TEST_CASE("if the list of processes is full, it is requested again with a larger buffer") {
   for (const std::size_t count : {1023U, 1024U, 1025U, 2048U, 3000U}) {
     CAPTURE(count);
     std::vector<std::wstring> names(count, L"svchost.exe");
@@ -137,7 +137,7 @@ TEST_CASE("a list of processes that is full is asked for again with more room") 
   }
 }
 
-TEST_CASE("each step that fails gives its code and ends the search; what was opened is closed") {
+TEST_CASE("a failing step ends the search with its error code, and everything that was opened is closed") {
   const Belongings belongings;
   Processes machine({L"Explorer.exe", L"Explorer.exe"});
   const auto check = [&](DWORD error, unsigned opened) {
@@ -177,7 +177,7 @@ TEST_CASE("each step that fails gives its code and ends the search; what was ope
   }
 }
 
-TEST_CASE("the token is opened to be duplicated and duplicated as a primary one with all access") {
+TEST_CASE("the token is opened for duplication, and duplicated as a primary token with all access") {
   Belongings belongings;
   const Processes machine({L"Explorer.exe"});
   BOOL result = TRUE;
@@ -215,7 +215,7 @@ TEST_CASE("the token is opened to be duplicated and duplicated as a primary one 
   CHECK(belongings.Strange() == 0);  // no attempt to close a value that is not a handle
 }
 
-TEST_CASE("a token held before is closed, found or not") {
+TEST_CASE("a token that the caller already held is closed, whether or not a new one is found") {
   Belongings belongings;
   const Processes machine({L"Explorer.exe"});
   for (const wchar_t* name : {kShell, L"other.exe"}) {
@@ -226,7 +226,7 @@ TEST_CASE("a token held before is closed, found or not") {
   }
 }
 
-TEST_CASE("the account of this program's user, with and without its domain") {
+TEST_CASE("the account of this program's user is found with and without its domain") {
   wchar_t account[257] = {};
   wchar_t computer[MAX_COMPUTERNAME_LENGTH + 1] = {};
   DWORD length = 257;
@@ -247,7 +247,7 @@ TEST_CASE("the account of this program's user, with and without its domain") {
   }
 }
 
-TEST_CASE("an account that nobody has has no identifier, and is not looked up again") {
+TEST_CASE("an account that does not exist has no identifier, and is looked up only once") {
   const CountCalls lookUps{"LookupAccountNameW"};
   CHECK(GetAccountSid(L"NOSUCHDOMAIN\\nobody of this name").empty());
   CHECK(lookUps.Calls() == 1);
@@ -281,13 +281,13 @@ struct Accounts {
                            }};
 };
 
-TEST_CASE("a name beyond the code page is looked up on this machine, with the room that was asked for") {
+TEST_CASE("a name outside the code page is looked up on this machine, with buffers of the requested sizes") {
   const Accounts accounts;
   CHECK(GetAccountSid(L"DOM\\\x65E5\x672C") == L"S-1-5-21-4000000000");
   CHECK(accounts.asked == std::vector<std::wstring>(2, L"DOM\\\x65E5\x672C"));
 }
 
-TEST_CASE("a system that counts no domain still gives the identifier; a second look-up that fails gives nothing") {
+TEST_CASE("a domain length of 0 still gives the identifier; if the second look-up fails, there is none") {
   const Accounts accounts{0};
   CHECK(GetAccountSid(L"somebody") == L"S-1-5-21-4000000000");
   const FailCall second{"LookupAccountNameW", 2, ERROR_NONE_MAPPED};
@@ -295,7 +295,7 @@ TEST_CASE("a system that counts no domain still gives the identifier; a second l
   CHECK(second.Failed() == 1);
 }
 
-TEST_CASE("an identifier that has no text gives nothing; a text is given back") {
+TEST_CASE("an identifier without a text form gives an empty text; the text from Windows is freed") {
   std::set<HLOCAL> texts;
   const Accounts accounts;
   const OnCall free{"LocalFree", &::LocalFree, [&](HLOCAL memory) { texts.erase(memory); }};

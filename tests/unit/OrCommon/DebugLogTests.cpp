@@ -37,7 +37,7 @@ struct OpenLog {
   DWORD error = 4711;
 };
 
-TEST_CASE("a trace line, whole") {
+TEST_CASE("the complete text of a trace line") {
   const SYSTEMTIME moment = {2009, 2, 2, 3, 4, 5, 6, 7};
   OpenLog open;
   CHECK(open.opened);
@@ -75,7 +75,7 @@ TEST_CASE("the parts of a line: the level's tag, the component, the last part of
   }
 }
 
-TEST_CASE("a source name is converted from the ANSI code page, and left empty where it cannot be") {
+TEST_CASE("a source name is converted from the ANSI code page, and left empty if that fails") {
   OpenLog open;
   REQUIRE(::GetACP() == 1252);
   CHECK(open.log.Trace("C:\\x\\caf\xE9.cpp", 3, DebugLog::kProgress, L"m"));
@@ -88,7 +88,7 @@ TEST_CASE("a source name is converted from the ANSI code page, and left empty wh
               {".w. <VELA> m - caf\xC3\xA9.cpp(3)\r\n", ".w. <VELA> m - (5)\r\n", ".w. <VELA> m - (5)\r\n"});
 }
 
-TEST_CASE("a trace that was never opened, or is not enabled, is dropped and reports success: only 1 enables") {
+TEST_CASE("a trace that is not open, or not enabled by exactly 1, writes nothing and reports success") {
   DebugLog log;
   CHECK(log.Trace(kSource, 1, DebugLog::kError, L"nobody reads this"));
   CHECK(OrCommon::g_debugLog.Trace(kSource, 1, DebugLog::kError, L"nor this"));
@@ -138,7 +138,7 @@ std::vector<std::size_t> SizesFor(std::size_t length) {
   return attempts.sizes;
 }
 
-TEST_CASE("a message of any length is written whole; the next trace starts with the size that sufficed last") {
+TEST_CASE("a message of any length is written completely; the next trace starts with the last buffer size") {
   for (const std::size_t length : {251U, 252U, 255U, 256U, 257U, 100000U}) {
     SizesFor(length);
   }
@@ -161,7 +161,7 @@ TEST_CASE("in a process of its own: the first trace starts with 256 characters")
   CHECK(child.Finish(60000).exitCode == 0);
 }
 
-TEST_CASE("a line that the library refuses, finds no memory or cannot be formatted is a failure, and only that line") {
+TEST_CASE("a line fails if the library refuses it, memory is short or it cannot be formatted; the next one succeeds") {
   OpenLog open;
   const auto trace = [&](const wchar_t* text) {
     return open.log.Trace("a.cpp", 1, DebugLog::kProgress, L"msg %s", text);

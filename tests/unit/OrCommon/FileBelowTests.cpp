@@ -56,7 +56,7 @@ void CheckLinksOnTheWay() {
   }
 }
 
-TEST_CASE("a plain file goes, and nothing beside it; a folder of the name stays") {
+TEST_CASE("an ordinary file is deleted, and nothing else; a folder with its name stays") {
   const Profiles profiles;
   CHECK_FALSE(profiles.Delete());  // nothing exists there
   profiles.Make(kFile);
@@ -69,11 +69,11 @@ TEST_CASE("a plain file goes, and nothing beside it; a folder of the name stays"
   CHECK(Exists(profiles.Path(kFile)));
 }
 
-TEST_CASE("a link anywhere on the way: nothing is deleted") {
+TEST_CASE("if any folder of the path is a link, nothing is deleted") {
   CheckLinksOnTheWay();
 }
 
-TEST_CASE("a link to the alias, as the system has one, and to the same place of another user") {
+TEST_CASE("a link to the same user's alias folder is followed, a link to another user's folder is not") {
   const Profiles profiles(kAlias);
   profiles.Make(L"bert\\Roaming\\Mail\\cache.dat");
   MakeFolder(profiles.Path(L"anna"));
@@ -87,14 +87,14 @@ TEST_CASE("a link to the alias, as the system has one, and to the same place of 
   CHECK_FALSE(Exists(profiles.Path(kAlias)));
 }
 
-TEST_CASE("the way to the root may lead through a link, and its case is as it is") {
+TEST_CASE("the path to the root may contain a link, and the file is found whatever the case of its path") {
   const Profiles profiles(L"Anna\\DATA\\Mail\\Cache.dat");
   const FolderLink link(profiles.scratch.Path(L"moved"), profiles.scratch.Path(L"profiles"));
   CHECK(profiles.Delete(L"moved"));
   CHECK_FALSE(Exists(profiles.Path(kFile)));
 }
 
-TEST_CASE("the file is opened to be deleted, shared, and no link in its place is followed") {
+TEST_CASE("the file is opened for deletion, with full sharing, and without following a link") {
   const Profiles profiles(kFile);
   unsigned opened = 0;
   const OnCall open{
@@ -115,7 +115,7 @@ TEST_CASE("the file is opened to be deleted, shared, and no link in its place is
   CHECK(closes.Calls() == 2);
 }
 
-TEST_CASE("what was opened proves to be a link or a folder: it stays") {
+TEST_CASE("if the opened entry turns out to be a link or a folder, it stays") {
   const Profiles profiles(kFile);
   for (const DWORD attributes : {DWORD{FILE_ATTRIBUTE_REPARSE_POINT}, DWORD{FILE_ATTRIBUTE_DIRECTORY}}) {
     const AfterCall ask{"GetFileInformationByHandle", &::GetFileInformationByHandle,
@@ -143,7 +143,7 @@ bool DeletedWhere(const wchar_t* file, const wchar_t* root) {
   return deleted;
 }
 
-TEST_CASE("the place decides by its whole path") {
+TEST_CASE("a file is deleted only if its whole final path is the expected one below the root") {
   CHECK(DeletedWhere(L"\\\\?\\D:\\p\\anna\\Data\\Mail\\cache.dat", L"\\\\?\\D:\\p"));
   CHECK(DeletedWhere(L"\\\\?\\D:\\p\\ANNA\\roaming\\mail\\CACHE.DAT", L"\\\\?\\D:\\p"));
   CHECK(DeletedWhere(L"\\\\?\\D:\\anna\\Data\\Mail\\cache.dat", L"\\\\?\\D:\\"));
@@ -154,7 +154,7 @@ TEST_CASE("the place decides by its whole path") {
   CHECK_FALSE(DeletedWhere(L"", L"\\\\?\\D:\\p"));
 }
 
-TEST_CASE("calls that fail leave the file") {
+TEST_CASE("if a call fails, the file stays") {
   const Profiles profiles(kFile);
   const auto check = [&](const char* failing, unsigned call) {
     CAPTURE(failing);
@@ -168,7 +168,7 @@ TEST_CASE("calls that fail leave the file") {
   check("GetFileInformationByHandle", 1);
 }
 
-TEST_CASE("Windows before Vista: a plain file goes; a link on the way is looked for first, also an alias") {
+TEST_CASE("before Windows Vista, a file is deleted unless a folder of its path is a link, even one to its alias") {
   for (const char* const function : {"GetFinalPathNameByHandleW", "SetFileInformationByHandle"}) {
     CAPTURE(function);
     const MissingEntry missing{function};

@@ -46,7 +46,7 @@ struct Closings {
                      }};
 };
 
-TEST_CASE("from the top down, the folder itself last, and each once") {
+TEST_CASE("folders are protected from the top down, the innermost last, and each only once") {
   const ScratchFolder scratch(L"closing");
   scratch.MakeFile(L"maker\\a\\b\\file", "text");
   scratch.MakeFile(L"maker\\a\\c\\file", "text");
@@ -61,7 +61,7 @@ TEST_CASE("from the top down, the folder itself last, and each once") {
   CHECK_LINES(closings.closed, {"\\maker", "\\maker\\a", "\\maker\\a\\b", "\\maker\\a\\c"});
 }
 
-TEST_CASE("the administrators own it, a protected list names them and the system, and the entry is not followed") {
+TEST_CASE("only administrators (the owners) and the system have access to a protected folder; no link is followed") {
   const ScratchFolder scratch(L"closing");
   scratch.MakeFolder(L"maker");
   const Closings closings(scratch);
@@ -76,7 +76,7 @@ TEST_CASE("the administrators own it, a protected list names them and the system
               {opened(READ_CONTROL | WRITE_DAC | WRITE_OWNER | FILE_READ_ATTRIBUTES), opened(FILE_READ_ATTRIBUTES)});
 }
 
-TEST_CASE("what lies elsewhere, or has no root, may be deleted as it is; a missing folder cannot be closed") {
+TEST_CASE("a path outside the root, or without a root, needs no protection; a missing folder cannot be protected") {
   const ScratchFolder scratch(L"closing");
   scratch.MakeFile(L"maker2\\file", "text");
   const CountCalls opened{"CreateFileW"};
@@ -88,7 +88,7 @@ TEST_CASE("what lies elsewhere, or has no root, may be deleted as it is; a missi
   CHECK(closed.Calls() == 0);
 }
 
-TEST_CASE("a link in the entry's own place is what will be deleted: the way to it is closed") {
+TEST_CASE("if the entry itself is a link, it is the link that will be deleted: the path to it is protected") {
   const ScratchFolder scratch(L"closing");
   scratch.MakeFolder(L"maker");
   scratch.MakeFolder(L"target");
@@ -98,7 +98,7 @@ TEST_CASE("a link in the entry's own place is what will be deleted: the way to i
   CHECK_LINES(closings.closed, {"\\maker"});
 }
 
-TEST_CASE("what proves another folder, a link or a file, before it is closed or then: nothing below it may wait") {
+TEST_CASE("if a folder of the path becomes a link, a file or another folder, nothing below it may be scheduled") {
   using Facts = BY_HANDLE_FILE_INFORMATION;
   struct Change {
     unsigned answer;  // the number of the query whose answer is changed
@@ -152,7 +152,7 @@ class AnyFolder {
   ImportRedirection close_{"CloseHandle", [](HANDLE) -> BOOL { return TRUE; }};
 };
 
-TEST_CASE("thousands of folders in one another are closed once each, and only the last way is kept") {
+TEST_CASE("thousands of nested folders are protected once each, and only the last path is kept in memory") {
   constexpr std::size_t kDepth = 2000;
   const std::wstring root = L"C:\\maker";
   long long kept = 0;
@@ -179,7 +179,7 @@ TEST_CASE("thousands of folders in one another are closed once each, and only th
   CHECK(kept <= 1);
 }
 
-TEST_CASE("each call that fails leaves the entry unmade, and no handle open") {
+TEST_CASE("if a call fails, the folder does not count as protected, and no handle stays open") {
   struct Failure {
     const char* call;
     unsigned number;

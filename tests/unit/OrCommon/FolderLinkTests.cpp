@@ -16,7 +16,7 @@ using namespace TestSupport;
 
 namespace {
 
-TEST_CASE("a link to a folder is a link and no folder; a folder, a file and what is missing are no links") {
+TEST_CASE("a link to a folder is not a folder; folders, files and missing entries are not links") {
   const ScratchFolder scratch(L"links");
   const std::wstring file = scratch.MakeFile(L"target\\file", "text");
   const OrCommonTests::FolderLink link(scratch.Path(L"link"), scratch.Path(L"target"));
@@ -29,7 +29,7 @@ TEST_CASE("a link to a folder is a link and no folder; a folder, a file and what
   CHECK_FALSE((IsLink(L"") || IsFolder(L"")));
 }
 
-TEST_CASE("the attributes decide: every reparse point is a link, and so is what Windows does not tell of") {
+TEST_CASE("reparse points count as links, and so do existing entries whose attributes cannot be read") {
   struct Case {
     DWORD attributes;
     DWORD error;
@@ -56,7 +56,7 @@ TEST_CASE("the attributes decide: every reparse point is a link, and so is what 
   }
 }
 
-TEST_CASE("separators behind a name are taken off, that of a drive is not; only the two dot entries are dot entries") {
+TEST_CASE("trailing separators are removed, except that of a drive; only one dot or two dots are dot entries") {
   std::vector<std::wstring> asked;
   const ImportRedirection attributes{"GetFileAttributesW", [&](LPCWSTR path) -> DWORD {
                                        asked.emplace_back(path);

@@ -45,7 +45,7 @@ void CheckOwner(const char* closer, typename Owner::Type none) {
   CHECK(sizeof(Owner) == sizeof(Type));
 }
 
-TEST_CASE("each kind of owner closes by its call, and not what stands for nothing; it can be moved and not copied") {
+TEST_CASE("each owner closes by its own call, but never its empty value; it can be moved but not copied") {
   CheckOwner<KernelHandle>("CloseHandle", nullptr);
   CheckOwner<FileHandle>("CloseHandle", INVALID_HANDLE_VALUE);
   CheckOwner<FindHandle>("FindClose", INVALID_HANDLE_VALUE);

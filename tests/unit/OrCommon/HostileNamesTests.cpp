@@ -36,7 +36,7 @@ void CheckAllGoes(const ScratchFolder& scratch) {
   CHECK_LINES(moves.Lines(), {});
 }
 
-TEST_CASE("paths of more than 259 characters go, at the limit character by character") {
+TEST_CASE("entries whose paths have more than 259 characters, or nearly that many, are deleted") {
   for (std::size_t length = 256; length <= 264; ++length) {
     CAPTURE(length);
     const ScratchFolder scratch(L"removal names");
@@ -53,7 +53,7 @@ TEST_CASE("paths of more than 259 characters go, at the limit character by chara
   }
 }
 
-TEST_CASE("names that Windows reads as others go, files and folders") {
+TEST_CASE("files and folders whose names Windows would read differently, such as nul.txt, are deleted") {
   const ScratchFolder scratch(L"removal names");
   for (const wchar_t* const name : {L"nul.txt", L"CON", L"com1", L"a.", L"a ", L"a", L"lpt\x00B2"}) {
     MakeHostileFile(scratch.Path(name));
@@ -87,7 +87,7 @@ struct Held {
   Lines pending;
 };
 
-TEST_CASE("what is held is left to the restart by its plain name, if the caller lets it wait; the restart is needed") {
+TEST_CASE("an entry in use is scheduled by its plain path if the caller allows it, and a restart is needed") {
   const ScratchFolder scratch(L"removal names");
   const std::wstring deep = MakeDeepFolder(scratch.Path(), 200);
   MakeHostileFile(deep + L"\\held.");
@@ -100,7 +100,7 @@ TEST_CASE("what is held is left to the restart by its plain name, if the caller 
   CheckAllGoes(scratch);
 }
 
-TEST_CASE("what is too long for a plain path is not left to the restart, nor asked for") {
+TEST_CASE("a path too long for the plain form is not scheduled for the restart, and the caller is not asked") {
   const ScratchFolder scratch(L"removal names");
   const std::wstring folder = MakeDeepFolder(scratch.Path(), 200);
   const std::wstring longest = folder + L"\\" + std::wstring(MAX_PATH - 1 - folder.size() - 1, L'n');
@@ -137,7 +137,7 @@ struct DeepDisk {
                            }};
 };
 
-TEST_CASE("thousands of folders in one another do not exhaust the stack") {
+TEST_CASE("thousands of nested folders do not exhaust the stack") {
   const DeepDisk disk;
   CHECK(Empty(L"C:\\deep") == kAllDone);
   CHECK(disk.deepest == DeepDisk::kDepth);

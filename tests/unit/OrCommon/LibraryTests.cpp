@@ -28,7 +28,7 @@ bool IsBound(const EntryPoint& entry) {
   return entry.As<FARPROC>() != nullptr;
 }
 
-TEST_CASE("a library stays for as long as its entry point, loaded and released once; what is missing gives its code") {
+TEST_CASE("a library is loaded and released once, together with its entry point; a missing one gives the error code") {
   CHECK(EntryPoint(L"kernel32.dll", L"GetCurrentProcessId").As<DWORD(WINAPI*)()>()() == ::GetCurrentProcessId());
   REQUIRE(::GetModuleHandleW(L"userenv.dll") == nullptr);
   const CountCalls loads{"LoadLibraryW"};
@@ -64,7 +64,7 @@ TEST_CASE("a library stays for as long as its entry point, loaded and released o
   CHECK(error == ERROR_INVALID_ORDINAL);
 }
 
-TEST_CASE("where the search cannot be limited to the system folder, a library is loaded from there by its full path") {
+TEST_CASE("if the search cannot be limited to the system folder, a library is loaded by its full path there") {
   wchar_t folder[MAX_PATH] = {};
   REQUIRE(::GetSystemDirectoryW(folder, MAX_PATH) > 0);
   const LoadedNames loaded;
@@ -86,7 +86,7 @@ TEST_CASE("where the search cannot be limited to the system folder, a library is
   CHECK(std::wstring(SystemLibrary((longest + L"n").c_str()).Path()) == L"?");
 }
 
-TEST_CASE("a name that cannot be converted, or none, is a bad argument and is not looked up") {
+TEST_CASE("a null name, or one that cannot be converted, is a bad argument and is not looked up") {
   const CountCalls lookups{"GetProcAddress"};  // one: whether the search can be limited
   const FailCall conversion{"WideCharToMultiByte", Calls::From(1), ERROR_NO_UNICODE_TRANSLATION};
   DWORD error = 4711;
@@ -101,7 +101,7 @@ TEST_CASE("a name that cannot be converted, or none, is a bad argument and is no
   CHECK(lookups.Calls() == 1);
 }
 
-TEST_CASE("names of every length are looked up whole, the long ones by way of the heap, to which it is given back") {
+TEST_CASE("names of every length are looked up completely, and heap memory for long ones is freed") {
   for (const std::size_t length : {0U, 1U, 30U, 31U, 32U, 33U, 127U, 128U, 129U, 1000U}) {
     CAPTURE(length);
     std::string asked;
@@ -123,8 +123,7 @@ TEST_CASE("names of every length are looked up whole, the long ones by way of th
   }
 }
 
-TEST_CASE(
-    "a long name that the heap cannot hold raises the platform's out-of-memory error; a short one needs no heap") {
+TEST_CASE("a long name throws std::bad_alloc if memory is short; a short name needs no heap memory") {
   const std::wstring name(200, L'n');
   DWORD error = 4711;
   {

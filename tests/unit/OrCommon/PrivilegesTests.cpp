@@ -48,7 +48,7 @@ struct Process {
   const Privilege restore{L"SeRestorePrivilege"};
 };
 
-TEST_CASE_FIXTURE(Process, "both are enabled within the scope, a call each; after it each is as before") {
+TEST_CASE_FIXTURE(Process, "both privileges are enabled in the scope, with one call each, and then restored") {
   const OnCall open{"OpenProcessToken", &::OpenProcessToken,
                     [](HANDLE, DWORD access, HANDLE*) { CHECK(access == (TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY)); }};
   const OnCall adjust{"AdjustTokenPrivileges", &::AdjustTokenPrivileges,
@@ -67,7 +67,7 @@ TEST_CASE_FIXTURE(Process, "both are enabled within the scope, a call each; afte
   }
 }
 
-TEST_CASE_FIXTURE(Process, "where one cannot be had the other is, and the end leaves the last error alone") {
+TEST_CASE_FIXTURE(Process, "if one privilege fails, the other is enabled; the scope's end keeps the last error") {
   for (const char* const failing : {"LookupPrivilegeValueW", "AdjustTokenPrivileges"}) {
     CAPTURE(failing);
     {
@@ -82,7 +82,7 @@ TEST_CASE_FIXTURE(Process, "where one cannot be had the other is, and the end le
   }
 }
 
-TEST_CASE("without a token nothing is changed and nothing closed") {
+TEST_CASE("without the process token, no privilege is changed and no handle closed") {
   const CountCalls adjusted{"AdjustTokenPrivileges"};
   const CountCalls closed{"CloseHandle"};
   {

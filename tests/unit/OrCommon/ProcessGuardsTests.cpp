@@ -76,7 +76,7 @@ class Guards {
                                  }};
 };
 
-TEST_CASE("every guard is taken once, with its exact arguments, also where Windows refuses; none is loaded for it") {
+TEST_CASE("every guard is set once, with its exact arguments, even if Windows refuses it; no library is loaded") {
   const HMODULE kernel = ::GetModuleHandleW(L"kernel32.dll");
   for (const BOOL answer : {TRUE, FALSE}) {
     Lines asked;
@@ -93,7 +93,7 @@ TEST_CASE("every guard is taken once, with its exact arguments, also where Windo
   }
 }
 
-TEST_CASE("a guard that this Windows does not have is left out") {
+TEST_CASE("a guard that this Windows does not have is skipped, and the others are set") {
   const std::pair<const char*, const char*> late[] = {{"SetDefaultDllDirectories", kDllDirectories},
                                                       {"HeapSetInformation", kHeapInformation},
                                                       {"SetProcessMitigationPolicy", kMitigationPolicy}};
@@ -113,7 +113,7 @@ TEST_CASE("a guard that this Windows does not have is left out") {
   CHECK(noModule.Failed() == 1);
 }
 
-TEST_CASE("an error raises no box, and the caller's mode comes back for as long as it is asked for") {
+TEST_CASE("errors show no message box, and the caller's error mode is back within its own scope only") {
   constexpr UINT kNoBoxes = SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX;
   const Guards guards;
   guards.Take();
@@ -127,7 +127,7 @@ TEST_CASE("an error raises no box, and the caller's mode comes back for as long 
   CHECK(guards.ErrorMode() == (Guards::kCallersMode | kNoBoxes));
 }
 
-TEST_CASE("what lies beside the program or in the current folder is not started or loaded in the system's place") {
+TEST_CASE("programs and libraries beside the program or in the current folder do not replace the system's") {
   const ScratchFolder program(L"guarded program");
   const ScratchFolder current(L"anybody's folder");
   const std::wstring probe = CopyProbe(program, L"guarded.exe");

@@ -65,7 +65,7 @@ Found Find(const wchar_t* name) {
   return found;
 }
 
-TEST_CASE("a process is found by its whole base name; only the letters A to Z have two cases") {
+TEST_CASE("a process is found by its whole base name, and only the letters A to Z match in either case") {
   const Processes machine({L"services.exe", L"OUTLOOK.EXE", L"outlook2.exe", L"xwlmail.exe", L"helper.a.exe",
                            L"exe.other", L"C:\\outlook\\WinMail.Exe", L"msimn", L"outlook.com", L"\u00C9mail.exe",
                            L"\u212Aim.exe", L"[x].exe", L"@.exe"});
@@ -85,7 +85,7 @@ TEST_CASE("a process is found by its whole base name; only the letters A to Z ha
   }
 }
 
-TEST_CASE("the snapshot is one of everything, its first match is taken, and it is closed once") {
+TEST_CASE("one full snapshot is taken, its first match is returned, and it is closed once") {
   const std::string take = "take " + std::to_string(TH32CS_SNAPALL) + " 0";
   Processes machine({L"a.exe", L"outlook.exe", L"outlook.exe"});
   CHECK(Find(L"outlook") == Found(1, 16));
@@ -95,7 +95,7 @@ TEST_CASE("the snapshot is one of everything, its first match is taken, and it i
   CHECK(Find(L"outlook") == Found(0, 0));
 }
 
-TEST_CASE("a snapshot that cannot be taken gives -1, which is not running, and closes nothing") {
+TEST_CASE("a failed snapshot gives -1, which counts as not running, and closes nothing") {
   const FailCall fails{"CreateToolhelp32Snapshot", Calls::From(1), ERROR_BAD_LENGTH};
   const CountCalls closes{"CloseHandle"};
   const CountCalls firsts{"Process32FirstW"};

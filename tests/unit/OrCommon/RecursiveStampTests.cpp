@@ -51,7 +51,7 @@ Lines StampsOf(const ScratchFolder& scratch, const std::wstring& below = {}) {
 }
 
 // Entries are listed in alphabetical order.
-TEST_CASE("the folder, then everything in it, folders with their contents; each listing is closed") {
+TEST_CASE("a folder gets the access control list first, then everything below it; each search is closed") {
   const ScratchFolder scratch(L"stamp");
   scratch.MakeFile(L"tree\\b file", "text");
   scratch.MakeFile(L"tree\\a\\file", "text");
@@ -83,8 +83,7 @@ struct ListedAttributes {
   AfterCall next{"FindNextFileW", &::FindNextFileW, [this](BOOL, HANDLE, WIN32_FIND_DATAW* entry) { Change(entry); }};
 };
 
-TEST_CASE(
-    "the read-only bit goes before the stamp, also of a folder, all others stay; a link to a file is passed over") {
+TEST_CASE("only the read-only attribute is cleared before an entry gets the list; a link to a file is skipped") {
   const ScratchFolder scratch(L"stamp");
   constexpr DWORD kBefore[] = {0x27, 0x21, 0x22};
   for (const DWORD attributes : kBefore) {
@@ -102,7 +101,7 @@ TEST_CASE(
   CHECK(FileContent(scratch.Path(L"33")) == "text");
 }
 
-TEST_CASE("links are passed over at every level, and nothing of what they lead to is touched") {
+TEST_CASE("links are skipped at every level, and their targets are not touched") {
   const ScratchFolder scratch(L"stamp");
   const std::wstring readOnly = scratch.MakeFile(L"target\\file", "text");
   REQUIRE(::SetFileAttributesW(readOnly.c_str(), 0x21));
@@ -127,7 +126,7 @@ TEST_CASE("links are passed over at every level, and nothing of what they lead t
   CHECK(::GetFileAttributesW(readOnly.c_str()) == 0x21);
 }
 
-TEST_CASE("what fails is passed over, whatever the error; no search is closed that was not opened") {
+TEST_CASE("entries that fail are skipped, whatever the error; a search that was not opened is not closed") {
   const ScratchFolder scratch(L"stamp");
   scratch.MakeFile(L"a\\file", "text");
   REQUIRE(::SetFileAttributesW(scratch.MakeFile(L"b", "text").c_str(), 0x21));
@@ -146,7 +145,7 @@ TEST_CASE("what fails is passed over, whatever the error; no search is closed th
   CHECK_LINES(StampsOf(scratch), {"stamp ", "stamp \\a", "stamp \\b"});
 }
 
-TEST_CASE("the list is put into the descriptor again at every folder; where that fails the folder alone is left out") {
+TEST_CASE("the list is put into the descriptor again for each folder; if that fails, only this folder is skipped") {
   const ScratchFolder scratch(L"stamp");
   scratch.MakeFile(L"a\\file", "text");
   const SID_IDENTIFIER_AUTHORITY world = {SECURITY_WORLD_SID_AUTHORITY};
@@ -167,7 +166,7 @@ TEST_CASE("the list is put into the descriptor again at every folder; where that
   CHECK_LINES(apply(), {"stamp \\a", "stamp \\a\\file"});
 }
 
-TEST_CASE("what plain paths cannot name is stamped too") {
+TEST_CASE("entries that plain paths cannot name get the access control list, too") {
   const ScratchFolder scratch(L"stamp");
   const std::wstring deep = MakeDeepFolder(scratch.Path(), 300);
   for (const wchar_t* const name : {L"\\file", L"\\a.", L"\\nul.txt"}) {

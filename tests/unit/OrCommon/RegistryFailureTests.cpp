@@ -72,7 +72,7 @@ struct Fixture {
   }
 };
 
-TEST_CASE_FIXTURE(Fixture, "an operation on a key that is not open, or was closed, asks nothing of Windows") {
+TEST_CASE_FIXTURE(Fixture, "an operation on a key that is not open throws without calling Windows") {
   Key closed;
   closed.OpenForReading(HKEY_LOCAL_MACHINE, path, View::kProcessDefault);
   closed.Close();
@@ -91,7 +91,7 @@ TEST_CASE_FIXTURE(Fixture, "an operation on a key that is not open, or was close
   }
 }
 
-TEST_CASE_FIXTURE(Fixture, "a failing call of Windows is thrown with what it returned, from its own line") {
+TEST_CASE_FIXTURE(Fixture, "a failing Windows call throws the returned code, each from its own source line") {
   std::set<DWORD> lines;
   const auto check = [&](const char* function, unsigned call, const auto& operation) {
     const FailCall fails{function, call, ERROR_NOT_ENOUGH_QUOTA};
@@ -122,7 +122,7 @@ TEST_CASE_FIXTURE(Fixture, "a failing call of Windows is thrown with what it ret
   }
 }
 
-TEST_CASE_FIXTURE(Fixture, "every exception is given back to the heap by its catcher") {
+TEST_CASE_FIXTURE(Fixture, "every exception is freed by the code that catches it") {
   Registry place(HKEY_LOCAL_MACHINE, path, View::kProcessDefault);
   place.OpenForReading();
   std::wstring text;
@@ -146,7 +146,7 @@ TEST_CASE_FIXTURE(Fixture, "every exception is given back to the heap by its cat
   CHECK(error == ERROR_FILE_NOT_FOUND);
 }
 
-TEST_CASE("the exceptions are a family, with their fields in order; all classes have their names at run time") {
+TEST_CASE("the exceptions share a base class and have their fields in order; the classes keep their type names") {
   CHECK(std::is_convertible_v<Exception*, OrCommon::Exception::Base*>);  // so it is caught as this type
   CHECK(std::is_convertible_v<RegException*, Exception*>);
   CHECK_FALSE(std::is_copy_constructible_v<OrCommon::Exception::Base>);

@@ -84,7 +84,7 @@ struct Stored {
   const char* queries;  // as 32-bit number, 64-bit number, text, bytes
 };
 
-TEST_CASE_FIXTURE(Fixture, "a value of another type or size than asked for is invalid data, or more data") {
+TEST_CASE_FIXTURE(Fixture, "a value of another type, or too short, is invalid data; one too long is more data") {
   const Bytes one = {1, 0, 0, 0};
   const Bytes longOne = {1, 0, 0, 0, 0, 0, 0, 0};
   for (const Stored& stored :
@@ -115,7 +115,7 @@ TEST_CASE_FIXTURE(Fixture, "a value of another type or size than asked for is in
   }
 }
 
-TEST_CASE_FIXTURE(Fixture, "a text ends at its terminator or with its data; of several only the last ones go") {
+TEST_CASE_FIXTURE(Fixture, "a text ends at its terminator or data; a list loses only the terminators at its end") {
   const auto check = [&](DWORD type, const std::wstring& stored, const std::wstring& wanted) {
     CAPTURE(ToUtf8(stored));
     CHECK(TextOf(type, BytesOf(stored)) == wanted);
@@ -138,7 +138,7 @@ TEST_CASE_FIXTURE(Fixture, "a text ends at its terminator or with its data; of s
   CHECK(TextOf(REG_SZ, {L'a', 0, L'b', 0, L'c'}) == L"ab");  // two and a half
 }
 
-TEST_CASE_FIXTURE(Fixture, "data of any type and size come as they are") {
+TEST_CASE_FIXTURE(Fixture, "data of any type and size are returned unchanged") {
   for (const auto& [type, data] : std::vector<std::pair<DWORD, Bytes>>{
            {REG_NONE, {}}, {REG_SZ, {1, 2, 3}}, {REG_BINARY, Bytes(60000, 0xA5)}, {REG_DWORD, {1, 2}}, {4711, {9}}}) {
     Plant(L"Any", type, data);
@@ -148,7 +148,7 @@ TEST_CASE_FIXTURE(Fixture, "data of any type and size come as they are") {
   }
 }
 
-TEST_CASE_FIXTURE(Fixture, "text and data are asked for their size first, numbers once, all with the exact room") {
+TEST_CASE_FIXTURE(Fixture, "the size of a text is queried first, that of a number is not; all buffers fit exactly") {
   Plant(L"Text", REG_SZ, BytesOf(L"abc\0"s));
   Plant(L"Four", REG_DWORD, {1, 0, 0, 0});
   Plant(L"Eight", REG_QWORD, {1, 0, 0, 0, 0, 0, 0, 0});
@@ -163,7 +163,7 @@ TEST_CASE_FIXTURE(Fixture, "text and data are asked for their size first, number
   CHECK(rooms == std::vector<int>{-1, 8, 4, 8});
 }
 
-TEST_CASE_FIXTURE(Fixture, "a value that changes between its size and its data") {
+TEST_CASE_FIXTURE(Fixture, "a value that changes between two queries gives the new data or an error, never zeros") {
   DWORD newType = REG_SZ;
   Bytes newData;
   unsigned asked = 0;

@@ -34,7 +34,7 @@ struct UnlistableFolders {
   OnCall close{"FindClose", &::FindClose, [this] { --open; }};
 };
 
-TEST_CASE("an empty path is a bad argument; what is not there, or is a file, gives the error of the listing") {
+TEST_CASE("an empty path is a bad argument; a missing folder, or a file, gives the error of the listing") {
   const ScratchFolder scratch(L"removal errors");
   const std::wstring file = scratch.MakeFile(L"file", "text");
   wchar_t before[MAX_PATH] = {};
@@ -50,7 +50,7 @@ TEST_CASE("an empty path is a bad argument; what is not there, or is a file, giv
 }
 
 // Entries are listed in alphabetical order.
-TEST_CASE("a folder that cannot be listed is a failure with its code, all else goes, every search is closed") {
+TEST_CASE("a folder that cannot be listed fails with its code; all else is deleted, and every search is closed") {
   struct Case {
     const char* what;
     std::vector<const wchar_t*> files;
@@ -112,7 +112,7 @@ struct AttributesOfPath {
                         }};
 };
 
-TEST_CASE("a folder that could be a link, since Windows does not tell, is left alone: that code") {
+TEST_CASE("a folder whose attributes cannot be read may be a link: it is left alone, with that error code") {
   const ScratchFolder scratch(L"removal errors");
   scratch.MakeFile(L"file", "text");
   {
@@ -124,7 +124,7 @@ TEST_CASE("a folder that could be a link, since Windows does not tell, is left a
   CHECK_LINES(ListOf(scratch.Path()), {"file 4 bytes"});
 }
 
-TEST_CASE("a folder below that became a link after it was listed, or could have, is not entered") {
+TEST_CASE("a subfolder that became a link after it was listed, or may have, is not entered") {
   const ScratchFolder scratch(L"removal errors");
   scratch.MakeFile(L"a\\file", "text");
   const FailCall move{"MoveFileExW", Calls::From(1), ERROR_ACCESS_DENIED};  // keeps the list unchanged

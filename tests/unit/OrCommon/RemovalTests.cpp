@@ -18,7 +18,7 @@ using namespace TestSupport;
 
 namespace {
 
-TEST_CASE("files and folders of every kind go, the folder stays") {
+TEST_CASE("files and folders of every kind are deleted, the folder itself stays") {
   const ScratchFolder scratch(L"removal");
   const PendingMoves moves;
   CHECK(Empty(scratch.Path()) == kAllDone);  // empty already
@@ -42,7 +42,7 @@ TEST_CASE("files and folders of every kind go, the folder stays") {
   CHECK_LINES(moves.Lines(), {});
 }
 
-TEST_CASE("the error code may be left out, and a flag that is set stays set") {
+TEST_CASE("the error code may be omitted, and a restart flag that is already set stays set") {
   const ScratchFolder scratch(L"removal");
   scratch.MakeFile(L"below\\file", "text");
   int restartNeeded = 1;
@@ -53,7 +53,7 @@ TEST_CASE("the error code may be left out, and a flag that is set stays set") {
   }
 }
 
-TEST_CASE("a held file and the folders that hold it are left to the next restart, all others go") {
+TEST_CASE("a file in use and its folders are scheduled for the restart, all others are deleted") {
   const ScratchFolder scratch(L"removal");
   const PendingMoves moves;
   scratch.MakeFile(L"a\\before", "text");
@@ -89,7 +89,7 @@ struct Changes {
               }};
 };
 
-TEST_CASE("only the read-only bit is taken off before an entry is removed") {
+TEST_CASE("only the read-only attribute is cleared before an entry is deleted") {
   const ScratchFolder scratch(L"removal");
   REQUIRE(::SetFileAttributesW(scratch.MakeFile(L"a\\file", "text").c_str(), 0x27));
   // A read-only folder. This file system cannot store that attribute.
@@ -103,7 +103,7 @@ TEST_CASE("only the read-only bit is taken off before an entry is removed") {
   CHECK_LINES(changes.events, {"attributes 38 \\a\\file", "delete \\a\\file", "attributes 18 \\a", "remove \\a"});
 }
 
-TEST_CASE("what cannot be removed is scheduled without a target and leaves no error, and the attribute is off") {
+TEST_CASE("what cannot be deleted is scheduled for deletion without an error, and is no longer read-only") {
   const ScratchFolder scratch(L"removal");
   const PendingMoves moves;
   const std::wstring file = scratch.MakeFile(L"a\\file", "text");
@@ -143,7 +143,7 @@ struct LinkedFolder {
                            }};
 };
 
-TEST_CASE_FIXTURE(LinkedFolder, "links are deleted at every level, and what they lead to stays") {
+TEST_CASE_FIXTURE(LinkedFolder, "links are deleted at every level, and their targets stay") {
   const FolderLink first(scratch.Path(L"folder\\link"), scratch.Path(L"target"));
   const FolderLink second(scratch.Path(L"folder\\a\\link"), scratch.Path(L"target"));
   const FolderLink upwards(scratch.Path(L"folder\\a\\up"), scratch.Path(L"folder"));
@@ -152,7 +152,7 @@ TEST_CASE_FIXTURE(LinkedFolder, "links are deleted at every level, and what they
   CheckTarget();
 }
 
-TEST_CASE_FIXTURE(LinkedFolder, "a link that cannot be deleted is scheduled, not entered") {
+TEST_CASE_FIXTURE(LinkedFolder, "a link that cannot be deleted is scheduled for the restart, not entered") {
   const PendingMoves moves;
   const std::wstring path = scratch.Path(L"folder\\link");
   const FolderLink link(path, scratch.Path(L"target"));
@@ -167,7 +167,7 @@ TEST_CASE_FIXTURE(LinkedFolder, "a link that cannot be deleted is scheduled, not
   CHECK_LINES(moves.Lines(), {"\\??\\" + ToUtf8(path) + " -> "});
 }
 
-TEST_CASE_FIXTURE(LinkedFolder, "a link in the place of the folder, by any name, counts as empty and stays") {
+TEST_CASE_FIXTURE(LinkedFolder, "a link in place of the folder, however it is written, counts as empty and stays") {
   const FolderLink link(scratch.Path(L"link"), scratch.Path(L"target"));
   for (const wchar_t* const name : {L"link", L"link\\", L"link.", L"link ", L"none\\..\\link"}) {
     CAPTURE(ToUtf8(name));

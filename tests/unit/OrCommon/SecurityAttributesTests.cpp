@@ -30,7 +30,7 @@ using namespace TestSupport;
 
 namespace {
 
-TEST_CASE("seven entries in order, none inherited; the record lets nobody inherit a handle and owns its descriptor") {
+TEST_CASE("seven entries in order, none inherited; handles are not inheritable; each record has its own descriptor") {
   auto first = std::make_unique<SecurityAttributes>();
   const auto second = std::make_unique<SecurityAttributes>();
   CHECK(first->Get()->lpSecurityDescriptor != second->Get()->lpSecurityDescriptor);
@@ -44,7 +44,7 @@ TEST_CASE("seven entries in order, none inherited; the record lets nobody inheri
   CHECK_FALSE(std::is_copy_constructible_v<SecurityAttributes>);
 }
 
-TEST_CASE("Windows makes a folder with it; the descriptor is released with the record") {
+TEST_CASE("Windows creates a folder with the record; the descriptor is released with the record") {
   const ScratchFolder scratch(L"security");
   const std::wstring folder = scratch.Path(L"made");
   const long long before = LiveBlocks();
@@ -55,7 +55,7 @@ TEST_CASE("Windows makes a folder with it; the descriptor is released with the r
 }
 
 #if !defined(__has_include) || !__has_include(<atlsecurity.h>)
-TEST_CASE("a descriptor keeps a list of its own, as it was added, with no byte too many") {
+TEST_CASE("a descriptor has its own copy of the list, in order; the list has no unused bytes") {
   const SID_IDENTIFIER_AUTHORITY nt = {SECURITY_NT_AUTHORITY};
   const SID_IDENTIFIER_AUTHORITY world = {SECURITY_WORLD_SID_AUTHORITY};
   ATL::CSecurityDesc descriptor;
@@ -119,7 +119,7 @@ std::string Describe(const EXPLICIT_ACCESS_W& entry) {
   return text;
 }
 
-TEST_CASE("three entries are prepared, two are passed; every stamp names everyone and the users, with full access") {
+TEST_CASE("three entries are prepared and two used: everyone and the users get full access to each file and folder") {
   const ScratchFolder scratch(L"rules");
   scratch.MakeFile(L"folder\\file", "text");
   Lines entries;
@@ -147,7 +147,7 @@ TEST_CASE("three entries are prepared, two are passed; every stamp names everyon
   CHECK_LINES(allocations, {"64 40"});  // LPTR: zero-filled; the smallest descriptor
 }
 
-TEST_CASE("a call that fails ends the work: nothing stamped, nothing kept, and only a failed list is told") {
+TEST_CASE("if a call fails, no list is set and all is released; only a failed SetEntriesInAcl is printed") {
   struct Case {
     const char* failing;
     unsigned call;
@@ -177,7 +177,7 @@ TEST_CASE("a call that fails ends the work: nothing stamped, nothing kept, and o
   }
 }
 
-TEST_CASE("a path that does not exist: quiet, and 1 all the same") {
+TEST_CASE("a path that does not exist prints nothing, and the result is still 1") {
   const ScratchFolder scratch(L"rules");
   const Belongings belongings;
   CHECK(PrintedBy(scratch.Path(L"missing\\below"), scratch).empty());

@@ -18,7 +18,7 @@ using namespace TestSupport;
 namespace OrCommon {
 namespace {
 
-TEST_CASE("the functions of a library that cannot be loaded fail at each call, and are bound once it can be") {
+TEST_CASE("the functions of a library that cannot be loaded fail at each call, and work once it can be loaded") {
   wchar_t folder[MAX_PATH] = {};
   {
     const MissingLibrary shell32(L"shell32.dll", ERROR_NOT_ENOUGH_MEMORY);
@@ -44,7 +44,7 @@ TEST_CASE("the functions of a library that cannot be loaded fail at each call, a
   CHECK(released.Calls() == 0);
 }
 
-TEST_CASE("a function that its library has not fails at each call, and is bound once it is there") {
+TEST_CASE("a function that its library lacks fails at each call, and works once the library has it") {
   {
     // If the search cannot be limited to the system folder, the library is loaded by its full path.
     const LoadedNames loaded;

@@ -34,7 +34,7 @@ struct Ingredients {
                                }};
 };
 
-TEST_CASE("each ingredient has its place in the guard, whose lowest byte is 0") {
+TEST_CASE("each input changes its own bits of the stack guard, whose lowest byte is 0") {
   Ingredients ingredients;
   const auto check = [&](auto& ingredient, auto change, std::uintptr_t difference) {
     const std::uintptr_t first = DrawStackGuard();
@@ -49,7 +49,7 @@ TEST_CASE("each ingredient has its place in the guard, whose lowest byte is 0") 
   check(ingredients.counter, 0x100LL, 0x0000000100000100);
 }
 
-TEST_CASE("where the ingredients cancel out the guard is the fixed one, never 0") {
+TEST_CASE("if the inputs cancel each other out, the stack guard is the fixed value, never 0") {
   Ingredients ingredients;
   std::uintptr_t last = 0;
   // The first round finds the time that makes the value zero. The second one draws with it, at the same address.
@@ -61,7 +61,7 @@ TEST_CASE("where the ingredients cancel out the guard is the fixed one, never 0"
 }
 
 #if defined(__MINGW32__)
-TEST_CASE("each process draws a guard of its own before it starts") {
+TEST_CASE("each process has its own stack guard") {
   const auto first = RunProbe({L"guard"}).answers.at("guard");
   const auto second = RunProbe({L"guard"}).answers.at("guard");
   CHECK(first != second);
@@ -71,12 +71,12 @@ TEST_CASE("each process draws a guard of its own before it starts") {
   }
 }
 
-TEST_CASE("a function that overruns its stack does not return") {
+TEST_CASE("a function that overruns its stack buffer ends the process") {
   CHECK(RunProbe({L"overrun", L"8"}).exitCode == 0);
   CHECK(RunProbe({L"overrun", L"24"}).exitCode == STATUS_STACK_BUFFER_OVERRUN);  // the exit code of a fast fail
 }
 
-TEST_CASE("an exception that nobody catches ends the process as abort does, and is not told") {
+TEST_CASE("an uncaught exception ends the process with exit code 3, as abort does, and is not printed") {
   const auto outcome = RunProbe({L"uncaught"});
   CHECK(outcome.exitCode == 3);
   CHECK(outcome.answers.empty());  // otherwise "what(): ..."
@@ -88,7 +88,7 @@ int NumberOfTheOne(int& count) {
   return number;
 }
 
-TEST_CASE("a local static object is made once, and again where its making failed") {
+TEST_CASE("a local static object is created once; if that throws, the next call tries again") {
   int count = 0;
   CHECK_THROWS_AS(NumberOfTheOne(count), std::runtime_error);
   CHECK(NumberOfTheOne(count) == 2);

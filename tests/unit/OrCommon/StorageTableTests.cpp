@@ -58,7 +58,7 @@ struct OneMore : Class {
   virtual void Next();
 };
 
-TEST_CASE("24 operations of a storage place in their order, the destructor alone of keys and exceptions; no others") {
+TEST_CASE("the virtual tables: of storage places 24 operations in order, of keys and exceptions the destructor only") {
   CheckPlaces<Base>();
   CheckPlaces<Registry>();
   CHECK(PlaceOf(&OneMore<Base>::Next) == 25);
@@ -68,7 +68,7 @@ TEST_CASE("24 operations of a storage place in their order, the destructor alone
                  &OneMore<OrCommon::String::Exception>::Next) == std::vector<std::size_t>(5, 2));
 }
 
-TEST_CASE("the first entry of the table is the destructor, the second gives the memory back too") {
+TEST_CASE("the first entry of the table destroys the object, the second also frees its memory") {
   const ScratchKey scratch(L"VelaStorageTableTests");
   using Destructor = void (*)(Base*);
   const auto entryOf = [](Base* place, std::size_t entry) {
@@ -132,14 +132,14 @@ void CheckQuietQuery(bool (Base::*query)(const std::wstring&, Data&, DWORD&), co
   CHECK(error == ERROR_SUCCESS);
 }
 
-TEST_CASE("queries that do not throw call their throwing partners through the table") {
+TEST_CASE("queries that do not throw call their throwing counterparts through the virtual table") {
   CheckQuietQuery<std::vector<BYTE>>(&Base::TryQueryBinary, {1, 2}, {9});
   CheckQuietQuery<std::wstring>(&Base::TryQueryString, L"text", L"before");
   CheckQuietQuery<std::uint64_t>(&Base::TryQueryNumber64, 64, 9);
   CheckQuietQuery<DWORD>(&Base::TryQueryNumber32, 32, 9);
 }
 
-TEST_CASE("a place has a subkey when that can be opened for reading in the same view; what is open stays open") {
+TEST_CASE("a subkey exists if it can be opened for reading in the same view; the open key stays open") {
   const ScratchKey scratch(L"VelaStorageTableTests");
   REQUIRE(Store(scratch.Path() + L"\\In 64", L"x", REG_SZ, {}) == ERROR_SUCCESS);
   REQUIRE(Store(scratch.Path32() + L"\\In 32", L"x", REG_SZ, {}) == ERROR_SUCCESS);

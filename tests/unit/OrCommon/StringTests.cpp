@@ -49,7 +49,7 @@ TEST_CASE("texts, characters and numbers are formatted as Microsoft's runtime do
   CHECK(text == L"D\u00E9j\u00E0 \u65E5\u672C\\\u00FC--5-2147680509-0x00000057-%");
 }
 
-TEST_CASE("255 characters fit the first buffer, each one that follows has room for 256 more") {
+TEST_CASE("255 characters fit into the first buffer, and each further buffer has room for 256 more") {
   for (const std::size_t length : {0U, 254U, 255U, 256U, 511U, 512U, 1000U, 100000U}) {
     CAPTURE(length);
     const std::wstring wanted(length, L'x');
@@ -72,7 +72,7 @@ TEST_CASE("255 characters fit the first buffer, each one that follows has room f
   }
 }
 
-TEST_CASE("a single attempt that does not fit grows the capacity by 256 and leaves the text") {
+TEST_CASE("a single attempt that does not fit adds 256 to the capacity and leaves the text unchanged") {
   struct Row {
     std::size_t capacity;
     const wchar_t* text;
@@ -91,7 +91,7 @@ TEST_CASE("a single attempt that does not fit grows the capacity by 256 and leav
 
 constexpr std::size_t kSmallestBuffer = 200;  // bytes; what is thrown takes less
 
-TEST_CASE("an exhausted heap is thrown, at a buffer or at the text itself, and nothing of it stays there") {
+TEST_CASE("if memory for the buffer or the text is short, an exception is thrown, and nothing stays allocated") {
   const std::wstring wanted(200, L'x');
   for (const std::size_t quiet : {kSmallestBuffer, HeapLimit::kAnySize}) {  // the buffers ask without an exception
     std::wstring text = L"content of before";
@@ -121,7 +121,7 @@ TEST_CASE("an exhausted heap is thrown, at a buffer or at the text itself, and n
   }
 }
 
-TEST_CASE("room that no machine has, and room that cannot even be counted in bytes") {
+TEST_CASE("a capacity that no machine has, or that is too large to be counted in bytes, throws") {
   for (const std::size_t characters : {std::size_t{1} << 60, std::size_t{1} << 62, static_cast<std::size_t>(-1)}) {
     CAPTURE(characters);
     std::wstring text = L"content of before";

@@ -25,7 +25,7 @@ std::wstring PathOf(std::size_t length) {
   return path + L"\\" + std::wstring(length - path.size() - 1, L'n');
 }
 
-TEST_CASE("the plain form holds 247 characters, as many as the path of a new folder may have; also on a share") {
+TEST_CASE("paths of up to 247 characters, the limit for new folders, keep the plain form, also on a share") {
   REQUIRE(PathOf(247).size() == 247);
   CHECK(SystemPath(PathOf(247)) == PathOf(247));
   CHECK(SystemPath(PathOf(248)) == L"\\\\?\\" + PathOf(248));
@@ -45,7 +45,7 @@ TEST_CASE("ordinary names are left as they are") {
   }
 }
 
-TEST_CASE("names that Windows reads as others, anywhere in the path") {
+TEST_CASE("a path that contains a name which Windows would read differently gets the long form") {
   std::vector<std::wstring> names = {L"a ",       L"a.",        L"a. .",        L"...",      L" ",
                                      L"CON",      L"con",       L"Prn",         L"aux",      L"NUL",
                                      L"nul.txt",  L"nul .txt",  L"NUL:a",       L"conin$",   L"CONOUT$",
@@ -62,7 +62,7 @@ TEST_CASE("names that Windows reads as others, anywhere in the path") {
   }
 }
 
-TEST_CASE("what is no full path, or in the long form already, is not changed") {
+TEST_CASE("a path that is not a full path, or already has the long form, is not changed") {
   const std::wstring tail = PathOf(300).substr(2) + L"\\a.";
   for (const wchar_t* const start :
        {L"", L"a", L"C:a", L"\\\\?\\C:", L"\\\\.\\C:", L"\\??\\C:", L"C:\\a\\", L"C:\\.", L"C:\\a\\..", L"C:\\a/b"}) {
@@ -74,7 +74,7 @@ TEST_CASE("what is no full path, or in the long form already, is not changed") {
   }
 }
 
-TEST_CASE("a full path is whole, with single backslashes and none at its end") {
+TEST_CASE("a full path has its dots resolved, single backslashes, and none at its end") {
   CHECK(FullPath(L"C:\\a//b\\.\\c\\..\\d\\") == L"C:\\a\\b\\d");
   CHECK(FullPath(L"C:\\a\\\\") == L"C:\\a");
   CHECK(FullPath(L"C:\\") == L"C:\\");
@@ -83,7 +83,7 @@ TEST_CASE("a full path is whole, with single backslashes and none at its end") {
   CHECK(FullPath(L"C:\\a\\..\\b\\") == L"C:\\a\\..\\b\\");
 }
 
-TEST_CASE("a folder, what lies below it, and what only begins like it") {
+TEST_CASE("a path is the folder or below it if all its names match in any case, not if it only begins like it") {
   CHECK(IsSameOrBelow(L"C:\\data\\Maker", L"C:\\Data\\maker"));
   CHECK(IsSameOrBelow(L"C:\\data\\Maker\\a\\b", L"C:\\data\\Maker"));
   CHECK_FALSE(IsSameOrBelow(L"C:\\data\\Maker2", L"C:\\data\\Maker"));
@@ -107,8 +107,7 @@ std::wstring TemporaryFolderWhere(const std::wstring& windowsFolder, std::size_t
   return folder;
 }
 
-TEST_CASE(
-    "the temporary folder is \\Temp in the Windows folder; the fixed one where 261 characters are no room for it") {
+TEST_CASE("the temporary folder is \\Temp in the Windows folder, or the fixed one if that is too long or unknown") {
   wchar_t before[MAX_PATH] = {};
   ::GetEnvironmentVariableW(L"TEMP", before, MAX_PATH);
   ::SetEnvironmentVariableW(L"TEMP", L"C:\\elsewhere");  // the user's own one

@@ -26,7 +26,7 @@ std::string AskForSession() {
   return (found ? std::to_string(session) : "none") + ", error " + std::to_string(error);
 }
 
-TEST_CASE("the session is passed on as it is, also the number for none, and no stale error with it") {
+TEST_CASE("the session number is returned unchanged, even 0xFFFFFFFF for no session, and with error 0") {
   const auto ask = RealEntry<DWORD(WINAPI*)()>("kernel32.dll", "WTSGetActiveConsoleSessionId");
   CHECK(AskForSession() == std::to_string(ask()) + ", error 0");  // this machine's
   for (const DWORD id : {0UL, 7UL, 0xFFFFFFFFUL}) {
@@ -42,7 +42,7 @@ TEST_CASE("the session is passed on as it is, also the number for none, and no s
   }
 }
 
-TEST_CASE("a system without the entry point, or without its library, has no session: the code tells why") {
+TEST_CASE("a system without the entry point, or without its library, has no session; the error code says why") {
   const Belongings belongings;
   {
     const MissingEntry missing("WTSGetActiveConsoleSessionId");
@@ -55,7 +55,7 @@ TEST_CASE("a system without the entry point, or without its library, has no sess
   CHECK_LINES(belongings.Left(), {});
 }
 
-TEST_CASE("the session is asked for its token; the last error is given, also with a success") {
+TEST_CASE("the token of the given session is queried; the last error is returned even on success") {
   ULONG asked = 0;
   Belongings belongings;
   const AnswerEntry answer{"WTSQueryUserToken", [&](ULONG session, HANDLE* token) -> BOOL {
@@ -79,7 +79,7 @@ TEST_CASE("the session is asked for its token; the last error is given, also wit
   CHECK(belongings.Strange() == 0);
 }
 
-TEST_CASE("a session without a user: the code of the query, whatever releasing the library leaves behind") {
+TEST_CASE("a session without a user gives the error of the query, not that of releasing the library") {
   Belongings belongings;
   const AnswerEntry answer{"WTSQueryUserToken", [](ULONG, HANDLE*) -> BOOL {
                              ::SetLastError(ERROR_NO_TOKEN);
@@ -124,7 +124,7 @@ TEST_CASE("the thread acts as the user until the end, with the user's environmen
   ::SetEnvironmentVariableW(L"VELA_OF_THIS_PROGRAM", nullptr);
 }
 
-TEST_CASE("the arguments and the order of the calls") {
+TEST_CASE("start and end make their calls in order, with the right arguments") {
   const KernelHandle token(MakePrimaryToken());
   int environment = 0;
   void* block = nullptr;
@@ -159,7 +159,7 @@ TEST_CASE("the arguments and the order of the calls") {
               {"impersonate", "load userenv.dll", "create", "free", "load userenv.dll", "destroy", "free", "revert"});
 }
 
-TEST_CASE("who cannot be impersonated gets no environment") {
+TEST_CASE("if the user cannot be impersonated, no environment is created") {
   const CountCalls loads{"LoadLibraryW"};
   int stale = 0;
   void* block = &stale;
@@ -171,7 +171,7 @@ TEST_CASE("who cannot be impersonated gets no environment") {
   CHECK_FALSE(IsImpersonating());
 }
 
-TEST_CASE("an environment that cannot be had leaves the thread acting as the user, and no half-made block") {
+TEST_CASE("if the environment cannot be created, the thread still acts as the user, and the block is null") {
   int half = 0;
   void* block = &half;
   DWORD error = 4711;
@@ -188,7 +188,7 @@ TEST_CASE("an environment that cannot be had leaves the thread acting as the use
   CHECK(block == nullptr);
 }
 
-TEST_CASE("the thread is itself again also where the environment cannot be given back; a failed return wins") {
+TEST_CASE("the thread reverts even if the environment cannot be freed; a failed revert determines the error code") {
   const auto check = [](DWORD wanted) {
     const KernelHandle token(MakePrimaryToken());
     REQUIRE(::ImpersonateLoggedOnUser(token.Get()));

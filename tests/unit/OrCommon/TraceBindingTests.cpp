@@ -76,7 +76,7 @@ TEST_CASE_FIXTURE(TakenLibrary, "one missing entry point leaves the binding unbo
   CHECK(recorded.Calls().size() == 2);
 }
 
-TEST_CASE("a trace whose library is missing, or lacks the entry for traces, fails at each line; none is released") {
+TEST_CASE("without its library or OrDbgTrace, a trace fails at each line; a missing library is not released") {
   const RecordedTrace recorded;
   const CountCalls frees{"FreeLibrary"};
   for (const bool present : {false, true}) {
@@ -93,7 +93,7 @@ TEST_CASE("a trace whose library is missing, or lacks the entry for traces, fail
   CHECK(frees.Calls() == 2);
 }
 
-TEST_CASE_FIXTURE(TakenLibrary, "of several errors the last one is given; a name that cannot be converted is one") {
+TEST_CASE_FIXTURE(TakenLibrary, "the last of several errors is returned; an unconvertible name is an error") {
   const DWORD codes[] = {ERROR_INVALID_ORDINAL, ERROR_ACCESS_DENIED, ERROR_NOACCESS};
   for (unsigned failing = 1; failing <= 3; ++failing) {
     unsigned call = 0;
@@ -132,7 +132,7 @@ TEST_CASE_FIXTURE(TakenLibrary, "a library that cannot be released stays bound; 
   CHECK(recorded.Calls().size() == 1);
 }
 
-TEST_CASE("opening once more releases the library of before, and the end that of now") {
+TEST_CASE("opening again releases the previous library, and the destructor releases the current one") {
   const auto isLoaded = [] { return ::GetModuleHandleW(Fixtures::kTraceLibrary) != nullptr; };
   REQUIRE_FALSE(isLoaded());
   auto recorded = std::make_unique<RecordedTrace>();
@@ -168,7 +168,7 @@ struct Locks {
                [this](CRITICAL_SECTION* section) { deleted.push_back(section); }};
 };
 
-TEST_CASE("a line is written under one lock, the state read under another, never both; every way out leaves them") {
+TEST_CASE("a line is written under one lock, the state read under another, never both; all are released afterwards") {
   RecordedTrace recorded;
   DebugLog never;
   DebugLog log;
@@ -189,7 +189,7 @@ TEST_CASE("a line is written under one lock, the state read under another, never
   CHECK(locks.held.empty());
 }
 
-TEST_CASE("the end: the library's lock, the library, the lock of the state") {
+TEST_CASE("the destructor deletes the library's lock, releases the library, and deletes the lock of the state") {
   for (const bool freeFails : {false, true}) {
     RecordedTrace recorded;
     auto log = std::make_unique<DebugLog>();

@@ -55,7 +55,7 @@ const Machine kMachines[] = {
     {3, 6, 1, 1, 3, true, ""},
 };
 
-TEST_CASE("the tests that are true on machines around the boundaries, and the names that the program has for some") {
+TEST_CASE("which version tests are true on both sides of every boundary, and the codes of the named tests") {
   for (const Machine& machine : kMachines) {
     WindowsFacts facts;
     facts.platform = machine.platform;
@@ -85,7 +85,7 @@ std::map<std::string, std::string> Ask(const wchar_t* version, const wchar_t* pr
   return probe.answers;
 }
 
-TEST_CASE("the version record reaches the tests field by field; one that cannot be had: all are false, with its code") {
+TEST_CASE("the version tests use every field of the record; if there is none, all are false, with its error code") {
   CHECK(Ask(L"4.90,1,0,0", L"9")["codes"] == "1 2");
   CHECK(Ask(L"5.1,2,3,1", L"9")["codes"] == "5 7 101 102 103 104 105");
   CHECK(Ask(L"5.2,2,2,3", L"9")["codes"] == "4 101 102 103 104 105 112");
@@ -95,7 +95,7 @@ TEST_CASE("the version record reaches the tests field by field; one that cannot 
   CHECK(answers["64-bit"] == "1");
 }
 
-TEST_CASE("any 64-bit processor decides the view and the version tests, AMD64 alone decides the files") {
+TEST_CASE("any 64-bit processor gets the 64-bit view and version tests, only AMD64 the 64-bit files") {
   struct Row {
     const wchar_t* processor;
     const char* architecture;

@@ -39,7 +39,7 @@ TEST_CASE("switching on activates the clients and starts the monitor") {
   CHECK_FALSE(ConsoleSession::ThreadActsAsUser());
 }
 
-TEST_CASE("without a session at the console nothing is switched, in either direction") {
+TEST_CASE("without a session at the console, nothing is switched on or off") {
   for (const bool enable : {true, false}) {
     for (const bool known : {true, false}) {
       CAPTURE(enable);
@@ -67,7 +67,7 @@ TEST_CASE("without a session at the console nothing is switched, in either direc
   }
 }
 
-TEST_CASE("without an environment block the program switches as itself, and the thread is itself in the end") {
+TEST_CASE("without an environment block, the program switches as itself, and the thread acts as itself afterwards") {
   for (const bool enable : {true, false}) {
     SwitchWorld world;
     world.machine.SetFlags(0, 0, 0);
@@ -104,7 +104,7 @@ constexpr Delayed kDelayed[] = {
     {L"WLM", L"WLM", "nDelayEnableOE = %d0 nDelayEnableOL = %d0 nDelayEnableWLM = %d2"},
 };
 
-TEST_CASE("a flag has its client registered, and clears a flag; one that refuses its new value is told") {
+TEST_CASE("a delay flag gets its client registered, and one flag is cleared; if that fails, it is logged") {
   REQUIRE(std::size(kDelayed) == Clients().size());
   for (const Delayed& delayed : kDelayed) {
     for (const DWORD error : {DWORD{ERROR_SUCCESS}, DWORD{ERROR_ACCESS_DENIED}}) {
@@ -140,7 +140,7 @@ TEST_CASE("a flag has its client registered, and clears a flag; one that refuses
   }
 }
 
-TEST_CASE("a running Outlook keeps its add-in from being loaded until the activation behind") {
+TEST_CASE("a delayed registration while Outlook runs sets the add-in not to load") {
   for (const bool running : {false, true}) {
     SwitchWorld world;
     world.machine.SetFlags(0, 1, 0);
@@ -159,7 +159,7 @@ void SwitchOnBefore(SwitchWorld& world) {
   MakeKey(MachineKey64(SwitchedMachine::kRunKey), {{L"WLM", L"x"}, {L"OE", L"y"}});
 }
 
-TEST_CASE("switching off looks at no flags, deactivates the clients and tells the monitors for 100 milliseconds") {
+TEST_CASE("switching off ignores the delay flags, deactivates the clients and signals the monitors for 100 ms") {
   SwitchWorld world;
   SwitchOnBefore(world);
   const LogCapture capture;
@@ -182,7 +182,7 @@ TEST_CASE("switching off looks at no flags, deactivates the clients and tells th
   CHECK_LINES(world.session.NotGivenBack(), {});
 }
 
-TEST_CASE("an event that cannot be had is told with the error and does not count") {
+TEST_CASE("an event that cannot be created is logged with its error, and the switch still succeeds") {
   const FailCall noEvent("CreateEventW", Calls::From(1), ERROR_INVALID_HANDLE);
   SwitchWorld world;
   SwitchOnBefore(world);

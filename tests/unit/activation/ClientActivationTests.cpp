@@ -74,7 +74,7 @@ TEST_CASE("Outlook is switched on and off for the machine and for every user") {
   CHECK_LINES(machine.Data(), (data));
 }
 
-TEST_CASE("a key of the machine that cannot be made or written is told, and the users get theirs") {
+TEST_CASE("a machine key that cannot be created or written is logged, and the users' keys are still written") {
   struct Row {
     const char* function;
     Calls calls;
@@ -100,7 +100,7 @@ TEST_CASE("a key of the machine that cannot be made or written is told, and the 
   }
 }
 
-TEST_CASE("without the machine's key Outlook is not switched off, and every hive stays as it is") {
+TEST_CASE("without the machine's key, switching Outlook off fails, and every hive stays unchanged") {
   const SwitchedMachine machine;
   MakeKey(UsersKey(std::wstring(SwitchedMachine::kUser) + L"\\" + SwitchedMachine::kAddinKey), {{L"LoadBehavior", 3}});
   const Switched switched = Run(machine, VELA_DeActivateOL);
@@ -129,7 +129,7 @@ constexpr MonitoredClient kMonitoredClients[] = {
      "LOG_ERROR: Fail to DeleteRegStringValue() of g_szWLM_OEM !"},
 };
 
-TEST_CASE("a monitored client's monitor is started at every log-on while it is on; the user's folders stay") {
+TEST_CASE("a client that is on has a start-up value for its monitor; switching it off keeps the user's folders") {
   const SwitchedMachine machine;
   GiveIdentity();
   for (const MonitoredClient& client : kMonitoredClients) {
@@ -154,7 +154,7 @@ TEST_CASE("a monitored client's monitor is started at every log-on while it is o
   CHECK_LINES(machine.Data(), (data));
 }
 
-TEST_CASE("the install path keeps the backslash that it ends in, and gets none where it is a drive") {
+TEST_CASE("an install path that ends in a backslash, such as a drive, gets no second one") {
   const SwitchedMachine machine;
   VELA_ActivateOE(L"D:\\VELA\\", 7, SwitchedMachine::kUser);
   CHECK(SwitchedMachine::RunValue(L"OE") == L"\"D:\\VELA\\VELA_OE\\VELA_OEMon.exe\"");
@@ -162,7 +162,7 @@ TEST_CASE("the install path keeps the backslash that it ends in, and gets none w
   CHECK(SwitchedMachine::RunValue(L"WLM") == L"\"D:\\VELA_WLM\\VELA_WLMMon.exe\"");
 }
 
-TEST_CASE("a command that cannot be written is told and does not count; one that cannot be taken away counts") {
+TEST_CASE("a start-up value that cannot be written is only logged; one that cannot be deleted is a failure") {
   for (const MonitoredClient& client : kMonitoredClients) {
     for (const bool opens : {true, false}) {
       const SwitchedMachine machine;
@@ -181,7 +181,7 @@ TEST_CASE("a command that cannot be written is told and does not count; one that
   }
 }
 
-TEST_CASE("a command that there is no memory for counts as one that cannot be written, and what was thrown is gone") {
+TEST_CASE("if memory for a start-up value is short, it counts as not written, and the exception is freed") {
   using OrCommonTests::HeapLimit;
   for (const MonitoredClient& client : kMonitoredClients) {
     const SwitchedMachine machine;

@@ -16,7 +16,7 @@ namespace {
 constexpr char kStartFailed[] = "LOG_ERROR: Fail on Frwk::WindowStation::StartImpersonateLoggedOnCurrentUser()";
 constexpr char kEndFailed[] = "LOG_WARN : Fail on Frwk::WindowStation::EndImpersonateLoggedOnCurrentUser()";
 
-TEST_CASE("the identifier of the console user is that of the account named in the user's own identity") {
+TEST_CASE("the console user's identifier is looked up by the account name, queried while acting as the user") {
   const std::string name = ToUtf8(OwnName(true));
   const std::wstring sid = OwnSid();
   ConsoleSession session;
@@ -34,7 +34,7 @@ TEST_CASE("the identifier of the console user is that of the account named in th
   CHECK_FALSE(ConsoleSession::ThreadActsAsUser());
 }
 
-TEST_CASE("where the long form of the name cannot be had, the bare name is looked up; without it there is nobody") {
+TEST_CASE("without the name with its domain, the bare name is looked up; without that, there is no identifier") {
   const std::string name = ToUtf8(OwnName(false));
   const std::wstring sid = OwnSid();
   struct Case {
@@ -64,7 +64,7 @@ TEST_CASE("where the long form of the name cannot be had, the bare name is looke
   }
 }
 
-TEST_CASE("an account whose identifier cannot be read or written out has none") {
+TEST_CASE("an account whose identifier cannot be read or converted to text has none") {
   for (const auto& [function, call] : {std::pair{"LookupAccountNameW", 2U}, {"ConvertSidToStringSidW", 1U}}) {
     ConsoleSession session;
     const FailCall failing(function, call, ERROR_NONE_MAPPED);
@@ -79,7 +79,7 @@ TEST_CASE("an account whose identifier cannot be read or written out has none") 
 }
 
 // All cases: tests/unit/FrwkCommon/ConsoleUserScopeTests.cpp.
-TEST_CASE("where the thread cannot act as the user there is no identifier") {
+TEST_CASE("if the thread cannot act as the user, there is no identifier") {
   for (const bool found : {false, true}) {
     ConsoleSession session;
     (found ? session.createBlockError : session.tokenError) = ERROR_NO_TOKEN;
@@ -94,7 +94,7 @@ TEST_CASE("where the thread cannot act as the user there is no identifier") {
   }
 }
 
-TEST_CASE("an identity that cannot be left again is told, and the identifier is given all the same") {
+TEST_CASE("if the thread cannot stop acting as the user, that is logged, and the identifier is still returned") {
   const std::wstring sid = OwnSid();
   struct Row {
     DWORD destroyBlockError;

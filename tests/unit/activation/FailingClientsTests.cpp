@@ -60,7 +60,7 @@ struct VistaWorld {
   SwitchWorld world;
 };
 
-TEST_CASE("every client is switched, whichever fails, and any failure fails the switch; the monitors are told anyway") {
+TEST_CASE("every client is switched, any failure fails the switch, and monitors are started or signalled anyway") {
   std::vector<std::wstring> rows = {L""};
   for (const Client& client : Clients()) {
     rows.emplace_back(client.shortName);
@@ -106,7 +106,7 @@ TEST_CASE("every client is switched, whichever fails, and any failure fails the 
   }
 }
 
-TEST_CASE("a failed activation and a failed monitor are each told, and every monitor is tried") {
+TEST_CASE("a failed activation and a failed monitor are each logged, and every monitor is tried") {
   VistaWorld vista;
   vista.world.machine.SetFlags(0, 0, 0);
   vista.world.monitors.Fail(ERROR_ACCESS_DENIED);

@@ -13,7 +13,7 @@ using VELAUtility::VELA_LaunchMonProcess;
 
 namespace {
 
-TEST_CASE("the monitor is started with the user's token, in the user's identity, by its full path alone") {
+TEST_CASE("the monitor is started with the user's token, while acting as the user, by its full path alone") {
   ConsoleSession session;
   const MonitorStarts starts(session);
   const LogCapture log;
@@ -29,7 +29,7 @@ TEST_CASE("the monitor is started with the user's token, in the user's identity,
   CHECK_FALSE(ConsoleSession::ThreadActsAsUser());
 }
 
-TEST_CASE("the monitor is started with the error mode of who started this process") {
+TEST_CASE("the monitor is started with the error mode that this process was started with") {
   const UINT before = ::SetErrorMode(SEM_NOALIGNMENTFAULTEXCEPT);
   OrCommon::GuardProcess();
   ConsoleSession session;
@@ -43,7 +43,7 @@ TEST_CASE("the monitor is started with the error mode of who started this proces
 }
 
 // All cases: tests/unit/FrwkCommon/ConsoleUserScopeTests.cpp.
-TEST_CASE("without a user to start a monitor for nothing is started, nothing is said and nothing is wrong") {
+TEST_CASE("without a user at the console, no monitor is started, nothing is logged, and the launch succeeds") {
   for (const bool found : {false, true}) {
     ConsoleSession session;
     (found ? session.createBlockError : session.tokenError) = ERROR_NO_TOKEN;
@@ -57,7 +57,7 @@ TEST_CASE("without a user to start a monitor for nothing is started, nothing is 
   }
 }
 
-TEST_CASE("an identity that cannot be left again does not count") {
+TEST_CASE("if the thread cannot stop acting as the user, the launch still succeeds") {
   ConsoleSession session;
   session.revertError = ERROR_NOT_ENOUGH_MEMORY;
   session.destroyBlockError = ERROR_INVALID_PARAMETER;

@@ -95,7 +95,7 @@ Lines FilesBelow(const std::wstring& folder) {
 
 // ---- the identity
 
-TEST_CASE("the identity is the one used last, or the default one where that cannot be read") {
+TEST_CASE("the identity is the one used last, or the default one if that cannot be read") {
   struct Row {
     const char* name;
     std::vector<NamedValue> values;
@@ -123,7 +123,7 @@ TEST_CASE("the identity is the one used last, or the default one where that cann
 
 // ---- the folders
 
-TEST_CASE("a tree is made level by level, each open to everyone") {
+TEST_CASE("the folders are created level by level, each with access for everyone") {
   for (const MailClientFacts& facts : kMailClients) {
     const std::string name = ToUtf8(Clients()[static_cast<std::size_t>(facts.client)].shortName);
     const SwitchedMachine machine;
@@ -141,7 +141,7 @@ TEST_CASE("a tree is made level by level, each open to everyone") {
   }
 }
 
-TEST_CASE("a tree that is there is opened again with everything below each level") {
+TEST_CASE("each existing level, with everything below it, gets access for everyone again") {
   const SwitchedMachine machine;
   StoreIdentity(L"{ID}");
   BuildForOutlook();
@@ -154,7 +154,7 @@ TEST_CASE("a tree that is there is opened again with everything below each level
   CHECK(calls.front() == "renew Orvane Labs");
 }
 
-TEST_CASE("below a level that cannot be made the tree goes on from the root, which itself is never opened") {
+TEST_CASE("if a level cannot be created, the next ones are created in the root, whose access never changes") {
   const std::vector<std::vector<int>> rows = {{1}, {2}, {3}, {4}, {5}, {1, 2, 3, 4, 5}};
   for (const bool hasIdentity : {true, false}) {
     std::vector<std::string> levels = {"Orvane Labs", "OL", "Users", "{ID}", "log"};
@@ -185,14 +185,14 @@ TEST_CASE("below a level that cannot be made the tree goes on from the root, whi
   }
 }
 
-TEST_CASE("a root that is missing is not made: it would be open to everyone") {
+TEST_CASE("a missing root is not created: everyone would have access to it") {
   const SwitchedMachine machine;
   RemoveTree(kData);
   CHECK_LINES(BuildForOutlook(), {"make Orvane Labs 7", "make OL 7", "make Users 7", "make log 7"});
   CHECK_FALSE(Exists(kData));
 }
 
-TEST_CASE("a link in a folder's place is not followed: what it leads to is neither opened nor filled") {
+TEST_CASE("a link in place of a folder is not followed: its target gets neither access rights nor folders") {
   struct Case {
     std::string place;
     std::string next;  // what is created after it
@@ -220,7 +220,7 @@ TEST_CASE("a link in a folder's place is not followed: what it leads to is neith
   }
 }
 
-TEST_CASE("where neither folder can be had nothing is made, and the identity is told all the same") {
+TEST_CASE("without a data folder and a Windows folder, nothing is created, but the identity is returned") {
   const SwitchedMachine machine;
   StoreIdentity(kIdentity);
   std::wstring userId;
@@ -232,7 +232,7 @@ TEST_CASE("where neither folder can be had nothing is made, and the identity is 
 
 // ---- hostile identities
 
-TEST_CASE("an identity that is no plain name names no folder, and the log goes below the root") {
+TEST_CASE("an identity that is not a plain name gets no folder, and the log folder is created in the root") {
   for (const wchar_t* const identity : {L"..\\..\\..\\..\\victim", L"..", L"...", L". .", L"link\\sub", L"link/",
                                         L"link\\\\", L"C:\\VelaTest\\Switch\\victim", L"name:stream", L"/", L"\\",
                                         L"link.", L"link ", L"link. .", L"nul", L"COM1.txt"}) {
@@ -251,7 +251,7 @@ TEST_CASE("an identity that is no plain name names no folder, and the log goes b
   }
 }
 
-TEST_CASE("below the root nothing that exists already is opened, whose ever it is") {
+TEST_CASE("existing folders in the root do not get access for everyone") {
   struct Case {
     const wchar_t* blocked;  // the level that is a file; empty: the identity is refused
     const wchar_t* identity;
@@ -275,7 +275,7 @@ TEST_CASE("below the root nothing that exists already is opened, whose ever it i
   }
 }
 
-TEST_CASE("an identity that is a plain name names its folder, dots and blanks within it included") {
+TEST_CASE("an identity that is a plain name is the name of a folder, even with dots and blanks inside") {
   for (const wchar_t* const identity : {L"{0C0FFEE0-1234}", L"Anna B", L".hidden", L"a..b"}) {
     const SwitchedMachine machine;
     CAPTURE(ToUtf8(identity));
@@ -285,7 +285,7 @@ TEST_CASE("an identity that is a plain name names its folder, dots and blanks wi
   }
 }
 
-TEST_CASE("an identity too long for plain calls names its folder, too") {
+TEST_CASE("an identity too long for plain paths is the name of a folder, too") {
   const std::wstring identity(240, L'n');
   const SwitchedMachine machine;
   StoreIdentity(identity);

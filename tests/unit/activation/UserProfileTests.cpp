@@ -16,7 +16,7 @@ using VELAUtility::UserProfile;
 
 namespace {
 
-TEST_CASE("a profile is loaded for the user's name by the program itself, and the token is the caller's") {
+TEST_CASE("the profile is loaded for the user's name by the program as itself, and the caller gets the token") {
   const std::wstring name = OwnName(false);
   ConsoleSession session;
   const LoadedNames loaded;
@@ -52,7 +52,7 @@ TEST_CASE("a profile is loaded for the user's name by the program itself, and th
   }
 }
 
-TEST_CASE("where a profile cannot be loaded the thread is itself again, and the rest is given back") {
+TEST_CASE("if the profile cannot be loaded, the thread acts as itself again, and everything else is released") {
   struct Row {
     const char* name;
     DWORD ConsoleSession::*error;  // of the step that fails; null: something is missing
@@ -96,7 +96,7 @@ TEST_CASE("where a profile cannot be loaded the thread is itself again, and the 
   }
 }
 
-TEST_CASE("unloading without a token does nothing, and without the function gives the token back") {
+TEST_CASE("unloading without a token does nothing; without UnloadUserProfile, it only closes the token") {
   {
     ConsoleSession session;
     const UserProfile profile;

@@ -42,7 +42,7 @@ Lines Switched(const ReportedWorld& reported, const std::string& how) {
   return lines;
 }
 
-TEST_CASE("the clients that Windows has are activated, and their monitors started") {
+TEST_CASE("the clients that this Windows has are activated, and their monitors are started") {
   ReportedWorld reported;
   SwitchWorld& world = reported.world;
   world.machine.SetFlags(0, 0, 0);
@@ -65,7 +65,7 @@ TEST_CASE("the clients that Windows has are activated, and their monitors starte
   CHECK_FALSE(ConsoleSession::ThreadActsAsUser());
 }
 
-TEST_CASE("without memory for its path no monitor is started, and its start-up value is not written") {
+TEST_CASE("if memory for its path is short, a monitor is not started, and its start-up value is not written") {
   ReportedWorld reported;
   SwitchWorld& world = reported.world;
   world.machine.SetFlags(0, 0, 0);
@@ -91,7 +91,7 @@ TEST_CASE("without memory for its path no monitor is started, and its start-up v
   CHECK_FALSE(ConsoleSession::ThreadActsAsUser());
 }
 
-TEST_CASE("the clients that Windows has are deactivated; one that runs and has a monitor keeps it") {
+TEST_CASE("the clients that this Windows has are deactivated; one that runs keeps its monitor running") {
   std::vector<std::wstring> programs = {L"explorer.exe"};
   for (const Client& client : Clients()) {
     programs.insert(programs.end(), {client.process, client.processOnWindows60});
@@ -123,7 +123,7 @@ TEST_CASE("the clients that Windows has are deactivated; one that runs and has a
   }
 }
 
-TEST_CASE("a registration that was put off is done on any Windows, and looks for the client's program there") {
+TEST_CASE("a delayed registration is done on every Windows, and looks for the client's program by its name there") {
   for (const Client& client : Clients()) {
     for (const wchar_t* const program : {client.process, client.processOnWindows60}) {
       CAPTURE(ToUtf8(program));

@@ -51,7 +51,7 @@ std::string Closing(int result) {
   return "LOG_INFO : [0007/01/02 03:04:05] VELA END!!! RetrunCode:" + std::to_string(result);
 }
 
-TEST_CASE("a count of 0 is a wrong number of arguments, and leaves the folders as they are") {
+TEST_CASE("a wrong number of arguments, even 0, leaves the folders unchanged") {
   const Dispatch dispatch;
   const LogCapture log;
   wchar_t* none[] = {nullptr};
@@ -120,7 +120,7 @@ TEST_CASE("the first two characters choose the command, and its result is the ex
   }
 }
 
-TEST_CASE("a failure is the exit code: of the install, and of the notification") {
+TEST_CASE("a failed install and a failed notification set the exit code") {
   Dispatch dispatch;
   dispatch.world.productKey.Delete();
   dispatch.world.running.Become({L"OUTLOOK.EXE"});

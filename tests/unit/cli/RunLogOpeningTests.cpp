@@ -34,7 +34,7 @@ std::string AskedFor(const std::wstring& answer) {
   return text.substr(start, text.find('\n', start) - start);
 }
 
-TEST_CASE("a first run makes the folder, and the file begins with a line break") {
+TEST_CASE("the first run creates the folder, and the log begins with a line break") {
   const ProbeWindows windows;
   CHECK(RunProbe({L"entries", L"one", L"two"}) == 42);
   CHECK(FileContent(windows.log) == "\r\nLOG_INFO : one\r\nLOG_INFO : two");
@@ -44,14 +44,14 @@ TEST_CASE("a first run makes the folder, and the file begins with a line break")
         "CreateDirectoryW C:\\VelaTest\\Windows\\Temp\\QRTX_Debug plain\n");
 }
 
-TEST_CASE("a Windows folder that leaves no room, or none at all, gives the fixed place") {
+TEST_CASE("if the Windows folder is too long or unknown, the log is in the fixed folder") {
   for (const wchar_t* const answer : {L"none", L"needs 261", L"needs 300", L"long 256", L"long 260"}) {
     CHECK(AskedFor(answer) == "C:\\WINDOWS\\Temp\\QRTX_Debug");
   }
   CHECK(AskedFor(L"long 255") == "C:\\" + std::string(252, 'w') + "\\Temp\\QRTX_Debug");
 }
 
-TEST_CASE("while another program holds the log a command runs as ever") {
+TEST_CASE("while another program holds the log open, a command runs as usual") {
   const ProbeWindows windows;
   windows.folder.MakeFile(L"Temp\\QRTX_Debug\\vela.log", "before");
   {
@@ -67,7 +67,7 @@ TEST_CASE("a character that cannot be written ends the log, after the text befor
   CHECK(FileContent(windows.log) == "\r\nLOG_INFO : one\r\nLOG_INFO : before");
 }
 
-TEST_CASE("a write that fails once loses the entries behind it, and nothing else") {
+TEST_CASE("if one write fails, its entry and the later ones are lost, and nothing else") {
   const ProbeWindows windows;
   const EnvironmentVariable full(L"VELA_PROBE_FULL", L"2");
   CHECK(RunProbe({L"entries", L"one", L"two", L"three", L"four"}) == 42);

@@ -16,7 +16,7 @@ using namespace TestSupport;
 
 namespace {
 
-TEST_CASE("the bytes of an entry: the line break comes first; it is on the disk when the next one begins") {
+TEST_CASE("an entry begins with a line break, and is on the disk when the next one begins") {
   RunLog::Flush();
   const auto start = static_cast<std::size_t>(LogFileSize());
   RunLog::Info() << L"a" << L"b";
@@ -30,7 +30,7 @@ TEST_CASE("the bytes of an entry: the line break comes first; it is on the disk 
   CHECK(FileContent(LogFilePath()).substr(start) == "\r\nLOG_INFO : ab\r\nLOG_ERROR: \r\nLOG_INFO : c");
 }
 
-TEST_CASE("levels, texts and numbers, one behind the other without separators; the text is 8-bit") {
+TEST_CASE("levels, texts and numbers follow one another without separators; texts are written as 8-bit") {
   const LogCapture log;
   const std::wstring text = L"text";
   wchar_t buffer[] = L"buffer";
@@ -49,7 +49,7 @@ TEST_CASE("levels, texts and numbers, one behind the other without separators; t
                             "LOG_INFO : banner", "", "LOG_INFO :  cmd:-I", " src:a", "dest:b"});
 }
 
-TEST_CASE("no part touches the last error, so that each may print it") {
+TEST_CASE("no part of an entry changes the last error, so each part may print it") {
   const LogCapture log;
   // A write to a slow or full disk may leave this error code.
   ImportRedirection write("_write", [&](int file, const void* text, unsigned size) -> int {

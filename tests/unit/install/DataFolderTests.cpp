@@ -52,7 +52,7 @@ TEST_CASE("a byte above 127 in the destination's name counts as part of a double
   }
 }
 
-TEST_CASE("a lead byte is told at its place, though it is above 127, too, and ends the search") {
+TEST_CASE("a lead byte is logged with its index, as a lead byte although it is above 127, and ends the search") {
   const CommandLineGiven given(L"", L"C:\\ab\u00E9c");
   const LogCapture log;
   std::string asked;
@@ -67,7 +67,7 @@ TEST_CASE("a lead byte is told at its place, though it is above 127, too, and en
   CHECK_LINES(log.Lines(), {LeadByteAt(5)});
 }
 
-TEST_CASE("the whole name is converted to the ANSI code page without flags; where that fails it counts as plain") {
+TEST_CASE("the whole name is converted to the ANSI code page without flags; if that fails, it counts as plain") {
   const CommandLineGiven given(L"", L"C:\\\u00E9");
   const LogCapture log;
   for (const unsigned failing : {1U, 2U}) {  // its length, its text
@@ -92,7 +92,7 @@ TEST_CASE("the whole name is converted to the ANSI code page without flags; wher
   }
 }
 
-TEST_CASE("the common data folder is asked for and not made; without one it is the Windows folder") {
+TEST_CASE("the common data folder is queried, not created; without one, the Windows folder is used") {
   const CommandLineGiven given(L"", L"C:\\\u00E9");
   for (const BOOL found : {TRUE, FALSE}) {
     unsigned asked = 0;
@@ -111,7 +111,7 @@ TEST_CASE("the common data folder is asked for and not made; without one it is t
   }
 }
 
-TEST_CASE("without either the base folder is relative") {
+TEST_CASE("without a common data folder and a Windows folder, the base folder is relative") {
   const CommandLineGiven given(L"", L"C:\\\u00E9");
   const FailCall ask("SHGetSpecialFolderPathW", 1, ERROR_FILE_NOT_FOUND);
   const FailCall fallback("SHGetFolderPathW", 1, ERROR_FILE_NOT_FOUND);

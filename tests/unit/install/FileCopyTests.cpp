@@ -46,7 +46,7 @@ TEST_CASE("equal last-write times alone make a destination up to date") {
   }
 }
 
-TEST_CASE("the calls of a copy, and of one that is up to date, one after the other") {
+TEST_CASE("the calls of a copy, and of a second one that finds the file up to date, in order") {
   CopiedFile file("12345");
   file.Copy();
   CHECK_LINES(file.calls,
@@ -110,7 +110,7 @@ TEST_CASE("files are copied in blocks of 16,383 bytes") {
   }
 }
 
-TEST_CASE("a source or a destination that cannot be opened fails the copy with the error, and nothing is touched") {
+TEST_CASE("if the source or the destination cannot be opened, the copy fails with that error and changes nothing") {
   for (const DWORD wanted : {DWORD{ERROR_FILE_NOT_FOUND}, DWORD{ERROR_ACCESS_DENIED}, DWORD{ERROR_SHARING_VIOLATION}}) {
     for (const bool sourceFails : {true, false}) {
       CopiedFile file("new", 2);
@@ -128,7 +128,7 @@ TEST_CASE("a source or a destination that cannot be opened fails the copy with t
   }
 }
 
-TEST_CASE("a read error behind the first block counts as the end of the file") {
+TEST_CASE("a read error after the first block counts as the end of the file") {
   CopiedFile file(std::string(20000, 'a'), 8);
   {
     const FailCall read("ReadFile", 2, ERROR_CRC);
@@ -192,7 +192,7 @@ TEST_CASE("times and attributes that cannot be carried over do not fail the copy
   }
 }
 
-TEST_CASE("every handle is given back, whichever call fails") {
+TEST_CASE("every handle is closed, whichever call fails") {
   CopiedFile file(std::string(20000, 'a'), 8);
   const std::vector<std::string> functions = {"CreateFileW", "GetFileTime", "GetFileAttributesW", "ReadFile",
                                               "WriteFile",   "SetFileTime", "SetFileAttributesW"};

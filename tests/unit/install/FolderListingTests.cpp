@@ -32,7 +32,7 @@ TEST_CASE("subfolders are appended by name, files and dot entries are not, and t
   CHECK(patterns == Names{folder.Path(L"*")});
 }
 
-TEST_CASE("a folder that is missing, empty or refuses to be listed appends none") {
+TEST_CASE("a folder that is missing, empty or cannot be listed appends no names") {
   const ScratchFolder folder(L"Listing");
   Names names;
   ListSubfolders(folder.Path(), names);

@@ -55,7 +55,7 @@ TEST_CASE("a file in use is replaced at the restart, and the others are copied")
   CHECK(FileContent(tree.to + L"\\b.txt.tmp_") == "new");
 }
 
-TEST_CASE("a subfolder neither takes the flag back, nor keeps it to itself") {
+TEST_CASE("a restart that a folder or a subfolder needs is reported to the caller") {
   for (const wchar_t* const name : {L"a.txt", L"b\\c\\d.txt"}) {
     const CopiedTree tree;
     tree.MakeSource(L"a.txt");
@@ -66,7 +66,7 @@ TEST_CASE("a subfolder neither takes the flag back, nor keeps it to itself") {
   }
 }
 
-TEST_CASE("with the switch every file is left to the restart at once") {
+TEST_CASE("with moveAtRestart set, every file is scheduled for the restart at once") {
   const CopiedTree tree;
   tree.MakeSource(L"a.txt");
   tree.MakeSource(L"b\\c.txt");

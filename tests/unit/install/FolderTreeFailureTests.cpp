@@ -33,7 +33,7 @@ TEST_CASE("a destination that does not exist gives the error of the system") {
   }
 }
 
-TEST_CASE("a file that can be neither copied nor scheduled ends its folder and nothing more") {
+TEST_CASE("a file that can be neither copied nor scheduled ends the copy of its own folder only") {
   const CopiedTree tree;
   tree.MakeSource(L"a\\1.txt");
   tree.MakeSource(L"a\\2.txt");
@@ -46,7 +46,7 @@ TEST_CASE("a file that can be neither copied nor scheduled ends its folder and n
                             NotScheduled(5, "a\\2.txt"), Copied("b.txt")});
 }
 
-TEST_CASE("with the switch a failed replacement ends its folder too") {
+TEST_CASE("with moveAtRestart set, a file that cannot be scheduled ends the copy of its folder, too") {
   const CopiedTree tree;
   tree.MakeSource(L"a\\1.txt");
   tree.MakeSource(L"a\\2.txt");
@@ -55,7 +55,7 @@ TEST_CASE("with the switch a failed replacement ends its folder too") {
   CHECK_LINES(tree.Copy(1), {"result 0, restart 1", NotScheduled(5, "a\\1.txt"), LeftToRestart("b.txt")});
 }
 
-TEST_CASE("the error that is told is the failed copy's own") {
+TEST_CASE("the logged error is that of the failed copy, not of a later call") {
   const CopiedTree tree;
   tree.MakeSource(L"a.txt");
   const FailCall write("WriteFile", Calls::From(1), ERROR_DISK_FULL);
@@ -65,7 +65,7 @@ TEST_CASE("the error that is told is the failed copy's own") {
                             "C:\\VelaTest\\Tree\\dst\\a.txt.tmp_) failed, err=112"});
 }
 
-TEST_CASE("a subfolder that cannot be made ends the copy at every level with its error") {
+TEST_CASE("a subfolder that cannot be created ends the copy at every level with its error") {
   const CopiedTree tree;
   tree.MakeSource(L"a.txt");
   tree.MakeSource(L"b\\c\\d.txt");
@@ -78,7 +78,7 @@ TEST_CASE("a subfolder that cannot be made ends the copy at every level with its
                "LOG_ERROR: CopyFileRecursive('C:\\VelaTest\\Tree\\src\\b', 'C:\\VelaTest\\Tree\\dst\\b') failed [80]"});
 }
 
-TEST_CASE("a subfolder that vanishes after it was made gives the error of a missing destination") {
+TEST_CASE("a subfolder that vanishes after it was created gives the error of a missing destination") {
   const CopiedTree tree;
   tree.MakeSource(L"a\\b.txt");
   const ImportRedirection make("SHCreateDirectoryExW",

@@ -40,7 +40,7 @@ Lines AboutSwitch(const Lines& lines) {
                  LinesWith(lines, "VELA_ENABLE"), LinesWith(lines, "status to reg")});
 }
 
-TEST_CASE("the settings key is made in the 32-bit view first, and closed last") {
+TEST_CASE("the settings key is created in the 32-bit view first, and closed last") {
   InstallWorld world;
   world.productKey.Delete();
   Lines calls;
@@ -61,7 +61,7 @@ TEST_CASE("the settings key is made in the 32-bit view first, and closed last") 
   CHECK(world.regsvr32.OpenHandles() == 0);
 }
 
-TEST_CASE("a settings key that cannot be made, or a path that cannot be written, is told; no null key is closed") {
+TEST_CASE("if the settings key or the install path cannot be written, that is logged; no null key is closed") {
   for (const bool keyFails : {true, false}) {
     InstallWorld world;
     const LogCapture log;
@@ -91,7 +91,7 @@ struct Switch {
   DWORD loadBehavior;
 };
 
-TEST_CASE("a switch that is on asks for each client until one runs, and is then turned off") {
+TEST_CASE("if the switch is on, clients are looked for until one runs; then the switch is turned off") {
   const char* const missing = "LOG_INFO : QueryStringValue Fail, keyName:VELAEnable, nError:2";
   const char* const nobody = "LOG_INFO : There is no any Mail Client Running.";
   const char* const some = "LOG_INFO : There is a Mail Client Running.";
@@ -124,7 +124,7 @@ TEST_CASE("a switch that is on asks for each client until one runs, and is then 
   }
 }
 
-TEST_CASE("a switch that cannot be turned off is handed on as it is, except to the running client") {
+TEST_CASE("if the switch cannot be turned off, clients are registered as on, except the running one") {
   for (const bool outlookRuns : {false, true}) {
     InstallWorld world;
     world.StoreSwitch(1);
@@ -143,7 +143,7 @@ TEST_CASE("a switch that cannot be turned off is handed on as it is, except to t
   }
 }
 
-TEST_CASE("a switch that can be neither read nor written ends the command behind the staging, and closes every key") {
+TEST_CASE("a switch that can be neither read nor written ends the command after staging, and every key is closed") {
   for (const bool hasKey : {true, false}) {
     const InstallWorld world;
     if (!hasKey) {
@@ -164,7 +164,7 @@ TEST_CASE("a switch that can be neither read nor written ends the command behind
   }
 }
 
-TEST_CASE("an upgrade asks for neither settings nor registrations nor running clients, and gives 1") {
+TEST_CASE("an upgrade reads no settings, registers nothing, looks for no running clients, and returns 1") {
   InstallWorld world;
   world.StoreSwitch(1);
   world.running.Become({L"outlook.exe"});

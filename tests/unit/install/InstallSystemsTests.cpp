@@ -59,7 +59,7 @@ struct Reports {
   AnswerProcAddress processor{"GetNativeSystemInfo", &AnswerSystemInfo};
 };
 
-TEST_CASE("the files of the system's own kind are staged, for the clients that it has; each step's result is told") {
+TEST_CASE("the files for this processor are staged, for the clients of this Windows; each step's result is logged") {
   const Reports reports;
   const ScratchFolder folder(L"Stage");
   MakeInstallationSource(folder);
@@ -81,7 +81,7 @@ TEST_CASE("the files of the system's own kind are staged, for the clients that i
   CHECK_LINES(LinesWith(log.Lines(), "Ret: "), (results));
 }
 
-TEST_CASE("Outlook 2002 is refused by one edition alone, and without a word of its own") {
+TEST_CASE("Outlook 2002 is refused on Windows XP x64 only, and without a log line of its own") {
   const Reports reports;
   const OutlookRegistered outlook;
   outlook.NameAndRelease(L"10");

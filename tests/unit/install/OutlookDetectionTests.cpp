@@ -28,7 +28,7 @@ std::string Success(const std::string& number) {
   return "LOG_INFO : GetOutlookVersion(), Success Get Outlook version: " + number;
 }
 
-TEST_CASE("releases by their number") {
+TEST_CASE("which Outlook release each version number means") {
   const DWORD codes[] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 3, 4, 5, 0, 6, 7, 7, 7};
   for (unsigned long number = 0; number < std::size(codes); ++number) {
     CAPTURE(number);
@@ -57,7 +57,7 @@ TEST_CASE("a number is its leading decimal digits") {
   CHECK(LeadingNumberOf(L"99999999999999999999") == 0xFFFFFFFFUL);
 }
 
-TEST_CASE("which releases are supported, and what is said of the others") {
+TEST_CASE("which releases are supported, and what is logged about the others") {
   struct Row {
     const wchar_t* release;  // empty: Outlook is not registered
     bool supported;
@@ -83,7 +83,7 @@ TEST_CASE("which releases are supported, and what is said of the others") {
   }
 }
 
-TEST_CASE("the calls of a lookup, in order, and every key closed") {
+TEST_CASE("the calls of a lookup, in order, with every key closed") {
   const OutlookRegistered outlook;
   outlook.NameAndRelease(L"14");
   outlook.office32.MakeSubkey(L"12.0");
@@ -102,7 +102,7 @@ TEST_CASE("the calls of a lookup, in order, and every key closed") {
               "RegQueryValueExW 3 \"Path\" 522 bytes", "RegCloseKey 3", "RegCloseKey 1"});
 }
 
-TEST_CASE("the folder in the program's own view goes first, the other is not looked at") {
+TEST_CASE("the folder in the program's own registry view takes precedence over the 32-bit view") {
   const OutlookRegistered outlook;
   outlook.Name(L"Outlook.Application.14");
   outlook.Release(L"14.0", L"C:\\VelaTest\\Office32\\");
@@ -146,7 +146,7 @@ struct Lookup {
   Lines lines;  // after the first
 };
 
-TEST_CASE("what is registered in another way") {
+TEST_CASE("what a lookup finds and logs if the registry entries are unusual or incomplete") {
   const wchar_t* const folder = L"C:\\VelaTest\\Office\\";
   const std::string asked = "LOG_INFO : GetOutlookVersion(), Get outlook.exe path: C:\\VelaTest\\";
   const std::wstring tooLong = L"Outlook.Application." + std::wstring(2100, L'1');  // more than 4,096 bytes
@@ -190,7 +190,7 @@ TEST_CASE("a folder of more than 522 bytes cannot be read") {
   CHECK(folder == std::wstring(260, L'x'));
 }
 
-TEST_CASE("the install path, with the words of the version query, whether outlook.exe is there or not") {
+TEST_CASE("the install path is found even without outlook.exe, and logged with the lines of the version query") {
   const OutlookRegistered outlook;
   const LogCapture log;
   std::wstring folder = L"before";

@@ -69,7 +69,7 @@ TEST_CASE("a destination that is read-only, hidden or system is replaced") {
   }
 }
 
-TEST_CASE("only what stands in the way is taken off, and the file is made anew once more") {
+TEST_CASE("only the protecting attributes are cleared, and creating the file is tried once more") {
   ProtectedCopy copy(kAllProtecting | FILE_ATTRIBUTE_ARCHIVE);
   copy.Copy();
   const Lines& calls = copy.file.calls;
@@ -79,7 +79,7 @@ TEST_CASE("only what stands in the way is taken off, and the file is made anew o
                "SetFileAttributesW destination.txt 00000020", "CreateFileW destination.txt anew for writing -> 3"});
 }
 
-TEST_CASE("where the file is refused all the same it gets its attributes back, and the second error is told") {
+TEST_CASE("if the second attempt fails, too, the attributes are restored and its error is returned") {
   ProtectedCopy copy(kAllProtecting | FILE_ATTRIBUTE_ARCHIVE);
   copy.failing = Calls::Only(4);
   copy.failure = ERROR_SHARING_VIOLATION;
@@ -96,7 +96,7 @@ struct Refusal {
   bool attributesCanBeSet = true;
 };
 
-TEST_CASE("a refusal that attributes do not explain, or that cannot be got round, is left at that") {
+TEST_CASE("if the attributes do not explain the refusal, or cannot be changed, there is no second attempt") {
   std::vector<Refusal> refusals = {{FILE_ATTRIBUTE_ARCHIVE},
                                    {INVALID_FILE_ATTRIBUTES},
                                    {FILE_ATTRIBUTE_READONLY, ERROR_ACCESS_DENIED, false},

@@ -76,7 +76,7 @@ TEST_CASE("each client gets its own files, the common ones over them, the rules 
   }
 }
 
-TEST_CASE("the resources are of the machine's own kind; the base folder needs no backslash") {
+TEST_CASE("the resources are those for the processor; the base folder needs no trailing backslash") {
   for (const bool is64Bit : {false, true}) {
     const Staging staging;
     staging.folder.MakeFolder(L"Orvane Labs\\VELA\\Resource");  // an existing one is no failure
@@ -88,7 +88,7 @@ TEST_CASE("the resources are of the machine's own kind; the base folder needs no
   }
 }
 
-TEST_CASE("a settings file that cannot be copied is a warning; one in use is not left to the restart") {
+TEST_CASE("a settings file that cannot be copied is a warning; one in use is not scheduled for the restart") {
   for (std::size_t index = 0; index < Clients().size(); ++index) {
     const Client& client = Clients()[index];
     const Staging staging;
@@ -103,7 +103,7 @@ TEST_CASE("a settings file that cannot be copied is a warning; one in use is not
   }
 }
 
-TEST_CASE("a folder that cannot be made is told, and the step goes on") {
+TEST_CASE("a folder that cannot be created is logged, and the step continues") {
   const FailCall make("SHCreateDirectoryExW", Calls::From(1), ERROR_ACCESS_DENIED);
   const std::string failed = "LOG_ERROR: SHCreateDirectoryEx create ";
   for (std::size_t index = 0; index < Clients().size(); ++index) {
@@ -122,7 +122,7 @@ TEST_CASE("a folder that cannot be made is told, and the step goes on") {
                             NoFolder("Resource")});
 }
 
-TEST_CASE("folders are made in the order of the steps, with default security; one that exists is no failure") {
+TEST_CASE("folders are created in order, with default security; an existing folder is not a failure") {
   const Staging staging;
   for (int run = 0; run < 2; ++run) {
     std::vector<std::wstring> made;

@@ -82,7 +82,7 @@ TEST_CASE("without a running client there is nothing to notify, which is a succe
   CHECK_LINES(reload.calls, {});
 }
 
-TEST_CASE("each client's event is made or opened, set and closed, and not reset; a failed signal is not reported") {
+TEST_CASE("each client's event is created or opened, set, closed and not reset; a failed signal is not reported") {
   for (const Client& client : Clients()) {
     for (const bool signalFails : {false, true}) {
       CAPTURE(ToUtf8(client.shortName));
@@ -102,7 +102,7 @@ TEST_CASE("each client's event is made or opened, set and closed, and not reset;
   }
 }
 
-TEST_CASE("all clients are notified in their order, whichever call for an event fails, or all; the code has no sign") {
+TEST_CASE("clients are notified in order even if some or all events fail; the error code is logged as unsigned") {
   const RunningProcesses running(AllPrograms());
   const auto all = static_cast<unsigned>(Clients().size());
   for (unsigned failing = 0; failing <= all + 1; ++failing) {  // counted from 1; 0: none, the last: all

@@ -32,7 +32,7 @@ constexpr Texts kTexts[] = {
      "LOG_WARN : WLM is still running. Do not unregister WLM COM objects.", true},
 };
 
-TEST_CASE("each client is (un)registered by its own modules; where it runs, and it alone, that is told first") {
+TEST_CASE("each client is (un)registered by its own modules; only if it runs itself, that is logged first") {
   REQUIRE(std::size(kTexts) == Clients().size());
   for (std::size_t index = 0; index < Clients().size(); ++index) {
     for (const Client& running : Clients()) {
@@ -64,7 +64,7 @@ TEST_CASE("each client is (un)registered by its own modules; where it runs, and 
   }
 }
 
-TEST_CASE("Outlook loads the add-in where that is wanted and Outlook does not run") {
+TEST_CASE("Outlook is set to load the add-in if that is requested and Outlook does not run") {
   for (const wchar_t* const process : {L"explorer.exe", L"outlook.exe"}) {
     for (const bool enable : {true, false}) {
       const CleanMachine machine;
@@ -77,7 +77,7 @@ TEST_CASE("Outlook loads the add-in where that is wanted and Outlook does not ru
   }
 }
 
-TEST_CASE("a registration that fails is told last, and so is a removal") {
+TEST_CASE("a failed registration, and a failed removal, is logged in the last line") {
   for (std::size_t index = 0; index < Clients().size(); ++index) {
     const Client& client = Clients()[index];
     CAPTURE(ToUtf8(client.shortName));

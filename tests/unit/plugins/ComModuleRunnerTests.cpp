@@ -49,7 +49,7 @@ TEST_CASE("a module is (un)registered by a hidden regsvr32.exe that inherits not
   }
 }
 
-TEST_CASE("a command line of 260 characters loses its last one, the closing quote; a longer one starts nothing") {
+TEST_CASE("a command line of 260 characters loses its closing quote; a longer one is not started") {
   for (const Direction& direction : kDirections) {
     for (const std::size_t length : {258U, 259U, 260U, 261U, 40000U}) {
       CAPTURE(direction.name);
@@ -73,7 +73,7 @@ TEST_CASE("a command line of 260 characters loses its last one, the closing quot
   }
 }
 
-TEST_CASE("a child is waited for once, 3000 ms at most; one that is late counts as started") {
+TEST_CASE("regsvr32.exe is waited for once, 3000 ms at most; if it takes longer, it counts as started") {
   struct Row {
     BOOL started;  // as CreateProcessW returns it, and as it is logged
     DWORD waited;
@@ -102,7 +102,7 @@ TEST_CASE("a child is waited for once, 3000 ms at most; one that is late counts 
   }
 }
 
-TEST_CASE("a registration that is not started says why") {
+TEST_CASE("a registration that cannot be started returns the error code") {
   RegistrationChild child;
   child.FailStart(2, ERROR_BAD_EXE_FORMAT);
   DWORD error = ERROR_INVALID_DATA;

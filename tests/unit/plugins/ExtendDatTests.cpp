@@ -61,7 +61,7 @@ class Machine {
                                      }};
 };
 
-TEST_CASE("every user's cache goes from where this Windows version has it, and from there only") {
+TEST_CASE("every user's cache file is deleted where this Windows version has it, and only there") {
   const Machine machine;
   machine.AddUser(L"anna");
   machine.Profiles().MakeFolder(L"current user");
@@ -77,7 +77,7 @@ TEST_CASE("every user's cache goes from where this Windows version has it, and f
   CHECK_LINES(machine.Caches(), {"anna" + kept, "zoe" + kept});
 }
 
-TEST_CASE("a cache that cannot be deleted is not reported, and the next user comes; no profile folder, no word") {
+TEST_CASE("a cache file that cannot be deleted is not reported; without a profile folder, nothing is logged") {
   const Machine machine;
   machine.AddUser(L"anna");
   machine.AddUser(L"bert");

@@ -43,7 +43,7 @@ bool DeleteForAllUsers() {
                                                        VELAUtility::g_szOLAddinName);
 }
 
-TEST_CASE("unregistering takes both modules, the machine's key and every user's") {
+TEST_CASE("unregistering removes both modules, the machine's key and every user's key") {
   const RegisteredMachine machine;
   for (const std::wstring& hive : machine.hives.Names()) {
     machine.hives.MakeAddinKey(hive);
@@ -97,7 +97,7 @@ struct MachineKey {
   const char* line;
 };
 
-TEST_CASE("whatever becomes of the machine's key, the users' keys are deleted") {
+TEST_CASE("the users' keys are deleted even if the machine's key is missing or cannot be deleted") {
   for (const MachineKey& row :
        {MachineKey{"missing", false, "RegOpenKeyW", Calls::None(), kNoMachineKey},
         MachineKey{"its parent refused", true, "RegOpenKeyW", Calls::Only(2), "LOG_WARN : Cannot delete registry !!"},
@@ -122,7 +122,7 @@ TEST_CASE("whatever becomes of the machine's key, the users' keys are deleted") 
   }
 }
 
-TEST_CASE("a parent key of a user that cannot be opened is an error, and the next user comes") {
+TEST_CASE("a user's parent key that cannot be opened is logged as an error, and the next user follows") {
   const RegisteredMachine machine;
   machine.hives.MakeAddinKey(UserHivesWorld::kUser);
   machine.hives.MakeAddinKey(UserHivesWorld::kUserClasses);
@@ -145,7 +145,7 @@ TEST_CASE("a parent key of a user that cannot be opened is an error, and the nex
   CHECK(keys.AllClosed());
 }
 
-TEST_CASE("where HKEY_USERS cannot be opened or counted the caches are deleted first, and no hive is touched") {
+TEST_CASE("if HKEY_USERS cannot be opened or counted, the caches are still deleted, but no hive is changed") {
   for (const char* const call : {"RegOpenKeyExW", "RegQueryInfoKeyW"}) {
     CAPTURE(call);
     const RegisteredMachine machine;

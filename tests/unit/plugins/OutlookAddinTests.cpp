@@ -43,7 +43,7 @@ void WriteMachineKey() {
   }
 }
 
-TEST_CASE("registering starts Redemption.dll, then VELA_OLA.dll, with or without a backslash behind the folder") {
+TEST_CASE("Redemption.dll is registered, then VELA_OLA.dll, with or without a backslash after the folder") {
   for (const wchar_t* const folder : {L"C:\\Orvane Labs\\VELA_OL", L"C:\\Orvane Labs\\VELA_OL\\"}) {
     const CleanMachine machine;
     const RegistrationChild child;
@@ -79,7 +79,7 @@ TEST_CASE("without Redemption.dll nothing else is attempted, without VELA_OLA.dl
   }
 }
 
-TEST_CASE("the key is made to be written only, and each value is written through a key opened for it, in order") {
+TEST_CASE("the key is created with write access only, and opened again for each value, in order") {
   const CleanMachine machine;
   const std::string path = "Software\\Microsoft\\Office\\Outlook\\Addins\\VELA_OLA.OLAgent\\";
   const std::string open = "RegOpenKeyW HKLM " + path + " -> ";
@@ -98,7 +98,7 @@ TEST_CASE("the key is made to be written only, and each value is written through
   CHECK_LINES(machine.addin.Contents(), (AddinContents()));
 }
 
-TEST_CASE("a key that cannot be made, or a value that cannot be written, is told; the rest and the users' is written") {
+TEST_CASE("a key or value that cannot be written is logged; the other values and the users' keys are written") {
   struct Row {
     const char* call;
     unsigned number;  // Outlook's folder is looked up first: one key is opened before
@@ -135,7 +135,7 @@ TEST_CASE("a key that cannot be made, or a value that cannot be written, is told
   }
 }
 
-TEST_CASE("the stale extension file goes from Outlook's folder, and nothing else does; an empty path deletes nothing") {
+TEST_CASE("only the stale extension file is deleted from Outlook's folder; an empty path deletes nothing") {
   for (const wchar_t* const path : {L"C:\\VelaTest\\Office14", L"C:\\VelaTest\\Office14\\", L""}) {
     const CleanMachine machine;
     const ScratchFolder office(L"Office14");

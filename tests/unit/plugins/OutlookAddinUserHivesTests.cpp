@@ -38,7 +38,7 @@ Lines ContentsOf(const std::wstring& hive) {
   return snapshot.AsLines();
 }
 
-TEST_CASE("every loaded hive gets the key, those of no person included; a name of up to 259 characters fits") {
+TEST_CASE("every loaded hive gets the key, even if it is no person's; names of up to 259 characters fit") {
   for (const LoadBehavior loadBehavior : {LoadBehavior::kLoadAtStartUp, LoadBehavior::kDoNotLoad}) {
     const UserHivesWorld world;
     REQUIRE(world.Names().size() >= 4);
@@ -64,7 +64,7 @@ TEST_CASE("every loaded hive gets the key, those of no person included; a name o
   }
 }
 
-TEST_CASE("a hive whose name cannot be read, or that refuses, is left at that point in silence") {
+TEST_CASE("if a hive's name cannot be read, or a call for it fails, the rest of it is skipped without a log line") {
   struct Row {
     const char* call;
     unsigned number;  // the first hive is complete, and the second one refuses

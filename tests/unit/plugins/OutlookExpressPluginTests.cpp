@@ -58,7 +58,7 @@ TEST_CASE("all four modules are registered in order, whatever is passed as the s
   }
 }
 
-TEST_CASE("registering stops at the first module that fails; unregistering goes on past it") {
+TEST_CASE("registering stops at the first module that fails; unregistering continues after it") {
   for (unsigned failing = 0; failing < kModuleCount; ++failing) {
     CAPTURE(kModules[failing].path);
     const OwnRunValues run;
@@ -77,7 +77,7 @@ TEST_CASE("registering stops at the first module that fails; unregistering goes 
   }
 }
 
-TEST_CASE("unregistering takes all four modules and the start-up value; one that stays is a warning and no failure") {
+TEST_CASE("unregistering removes all four modules and the start-up value; a value that stays is only a warning") {
   for (const char* const call : {"", "missing", "RegOpenKeyW", "RegDeleteValueW"}) {
     CAPTURE(call);
     const bool fails = *call == 'R';

@@ -71,7 +71,7 @@ Lines ModuleLines(bool registers, unsigned failing = kNone) {
 
 // ---- registering
 
-TEST_CASE("the modules are registered and the plug-in is listed for 64-bit programs; what else is listed stays") {
+TEST_CASE("the modules are registered and the plug-in is listed for 64-bit programs; other list entries stay") {
   for (const bool enable : {true, false}) {
     const CleanMachine machine;
     if (!enable) {
@@ -93,7 +93,7 @@ TEST_CASE("the modules are registered and the plug-in is listed for 64-bit progr
   }
 }
 
-TEST_CASE("all modules are tried, one that failed is a failure; the plug-in is listed only where none failed") {
+TEST_CASE("all modules are tried, any failed one is a failure, and the plug-in is listed only if none failed") {
   for (unsigned failing = 0; failing < kNone; ++failing) {
     for (const bool registers : {true, false}) {
       CAPTURE(kModules[failing]);
@@ -114,7 +114,7 @@ TEST_CASE("all modules are tried, one that failed is a failure; the plug-in is l
 }
 
 // The result of the writer of list entries if a registry call fails or throws.
-TEST_CASE("an entry that cannot be written is told with the registry's code, or with that of an unknown failure") {
+TEST_CASE("an entry that cannot be written is logged with the registry's error, or that of an unknown failure") {
   struct Row {
     const char* call;
     bool throws;
@@ -141,7 +141,7 @@ TEST_CASE("an entry that cannot be written is told with the registry's code, or 
   }
 }
 
-TEST_CASE("the writer of list entries makes no key where it shall only open one, and refuses a null hive") {
+TEST_CASE("SetNektraPluginValue creates no key if it may only open one, and refuses a null hive") {
   const CleanMachine machine;
   DWORD error = 4711;
   CHECK(VELAUtility::SetNektraPluginValue(HKEY_LOCAL_MACHINE, kListKey, L"Name", L"Data", KeyMode::kCreate, error));
@@ -155,7 +155,7 @@ TEST_CASE("the writer of list entries makes no key where it shall only open one,
 
 // ---- unregistering
 
-TEST_CASE("unregistering takes the entry, the modules unless the client runs, and the start-up value; nothing else") {
+TEST_CASE("unregistering removes the list entry, the start-up value and, unless the client runs, the modules") {
   for (const bool running : {false, true}) {
     const RegisteredMachine machine;
     MakeKey(MachineKey64(kListKey), {{L"Other", L"Other.dll"}});
@@ -176,7 +176,7 @@ TEST_CASE("unregistering takes the entry, the modules unless the client runs, an
   }
 }
 
-TEST_CASE("an entry or a start-up value that is missing or stays is a warning and no failure, and no list is made") {
+TEST_CASE("an entry or start-up value that is missing or stays is only a warning, and no list is created") {
   {
     const CleanMachine machine;
     const LogCapture log;
@@ -207,7 +207,7 @@ TEST_CASE("an entry or a start-up value that is missing or stays is a warning an
   }
 }
 
-TEST_CASE("whatever is thrown while deleting an entry ends in a plain no, and the registry's exceptions are freed") {
+TEST_CASE("any exception while deleting an entry makes the result false, and the registry's exceptions are freed") {
   const RegisteredMachine machine;
   {
     ImportRedirection erase{"RegDeleteValueW", [](HKEY, LPCWSTR) -> LSTATUS { throw std::bad_alloc(); }};

@@ -44,7 +44,7 @@ TEST_CASE("each client has its names, its program and its monitor") {
   }
 }
 
-TEST_CASE("a client runs where its program does, whatever its case, and no other program counts") {
+TEST_CASE("a client runs if its program does, whatever the case of the name, and no other program counts") {
   const WindowsOfThisRun windows;
   const WindowsReports reports(windows.major, windows.minor, VER_NT_WORKSTATION);
   RunningProcesses running({L"System", L"OUTLOOK2.exe", L"outlook.com.exe", L"outloo.exe"});
@@ -53,7 +53,7 @@ TEST_CASE("a client runs where its program does, whatever its case, and no other
   CHECK(IsMailClientRunning(MailClient::kOutlook));
 }
 
-TEST_CASE("a table that misses a client, or names one twice, does not pass the compiler") {
+TEST_CASE("a table that lacks a client, or has one twice, is rejected at compile time") {
   struct Row {
     MailClient client;
   };

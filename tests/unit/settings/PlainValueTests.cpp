@@ -68,7 +68,7 @@ TEST_CASE("a user's text of up to 2,048 bytes is read to its first terminator, w
   }
 }
 
-TEST_CASE("a text that is missing, or refused, leaves the text empty and the log silent") {
+TEST_CASE("a value that is missing, or cannot be read, gives an empty text and no log line") {
   const UserHive hive;
   hive.Set(L"Identities", {L"Last User ID", L"{A-1}"});
   const LogCapture log;
@@ -104,7 +104,7 @@ TEST_CASE("a text and a number are written to a key that exists") {
   CHECK_LINES(log.Lines(), {});
 }
 
-TEST_CASE("a write to a missing key fails and makes none; one that is refused fails and closes the key") {
+TEST_CASE("a write to a missing key fails and does not create it; a refused write fails and closes the key") {
   const UserHive hive;
   const LogCapture log;
   CHECK_FALSE(WriteStringValue(HKEY_USERS, kUser + L"\\No", L"a", L"b"));
@@ -119,7 +119,7 @@ TEST_CASE("a write to a missing key fails and makes none; one that is refused fa
   CHECK_LINES(log.Lines(), {});
 }
 
-TEST_CASE("a start-up command is written in the view of the process, and deleted") {
+TEST_CASE("a start-up command is written to the process's own registry view, and deleted there") {
   const RunKey run;
   const Lines before = StartUpCommands();
   const LogCapture log;
@@ -140,7 +140,7 @@ TEST_CASE("a start-up command is written in the view of the process, and deleted
   CHECK_LINES(log.Lines(), {});
 }
 
-TEST_CASE("a flag of the shared settings is cleared by storing 0; settings that do not exist are not made") {
+TEST_CASE("a flag of the shared settings is cleared by storing 0; settings that do not exist are not created") {
   constexpr wchar_t kSettings[] = L"Software\\OrvaneLabs\\CoreAgent\\VELA";
   const ScratchKey settings(HKEY_LOCAL_MACHINE, kSettings, KEY_WOW64_64KEY);
   settings.Set({}, {L"OE_DELAY_INST", 1});

@@ -10,7 +10,7 @@ using namespace ProductFolders;
 
 namespace {
 
-TEST_CASE("a backslash ends a folder once, and none an empty one") {
+TEST_CASE("a folder gets a trailing backslash if it has none, and an empty path stays empty") {
   CHECK(WithTrailingBackslash(L"C:\\a") == L"C:\\a\\");
   CHECK(WithTrailingBackslash(L"C:\\a\\") == L"C:\\a\\");
   CHECK(WithTrailingBackslash(L"C:\\a\\\\") == L"C:\\a\\\\");
@@ -35,7 +35,7 @@ TEST_CASE("the base folder is below the root, whatever the root ends in") {
   CHECK(GetBaseFolder(L"\\\\server\\share") == L"\\\\server\\share\\Orvane Labs\\");
 }
 
-TEST_CASE("the folders of the command line have values before there is one") {
+TEST_CASE("the folders of the command line have default values before a command line is read") {
   CHECK(std::wstring(SrcPath) == L"C:\\MyVELA\\src\\install");
   CHECK(std::wstring(DestPath) == L"C:\\MyVELA\\dest");
 }

@@ -30,7 +30,7 @@ Lines Stored(REGSAM view) {
   return snapshot.AsLines();
 }
 
-TEST_CASE("the values land in the 32-bit view, through a key opened and closed at every operation") {
+TEST_CASE("values are stored in the 32-bit view, and every operation opens and closes the key") {
   const ProductKey key;
   const ScratchKey other(HKEY_LOCAL_MACHINE, kKey, KEY_WOW64_64KEY);
   const LogCapture log;
@@ -51,7 +51,7 @@ TEST_CASE("the values land in the 32-bit view, through a key opened and closed a
   CHECK_LINES(log.Lines(), {});
 }
 
-TEST_CASE("the switch is on at 1 and at no other number; its type is not looked at, its size is") {
+TEST_CASE("the switch is on only if it is 1; the type of the value does not matter, its size does") {
   const ProductKey key;
   const LogCapture log;
   DWORD enabled = 7;
@@ -74,7 +74,7 @@ TEST_CASE("the switch is on at 1 and at no other number; its type is not looked 
   CHECK_LINES(log.Lines(), {"LOG_INFO : QueryStringValue Fail, keyName:VELAEnable, nError:234"});
 }
 
-TEST_CASE("a missing key fails every operation and is not made") {
+TEST_CASE("if the key is missing, every operation fails, and the key is not created") {
   const ProductKey key;
   key.Delete();
   const LogCapture log;
@@ -90,7 +90,7 @@ TEST_CASE("a missing key fails every operation and is not made") {
   CHECK_LINES(Stored(KEY_WOW64_64KEY), {});
 }
 
-TEST_CASE("a value that cannot be written is told with what was to be written, and the key is closed") {
+TEST_CASE("a value that cannot be written is logged with its name and data, and the key is closed") {
   const ProductKey key;
   const LogCapture log;
   const FailCall set("RegSetValueExW", Calls::From(1), ERROR_NO_SYSTEM_RESOURCES);

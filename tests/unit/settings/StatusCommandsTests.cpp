@@ -67,7 +67,7 @@ Lines Last(const Lines& lines, std::size_t count) {
   return lines.size() < count ? lines : Lines(lines.end() - static_cast<std::ptrdiff_t>(count), lines.end());
 }
 
-TEST_CASE("the status is the stored number, one query of a key opened for reading; no library of the shell is loaded") {
+TEST_CASE("the status is the stored number, read with a single query; no library of the shell is loaded") {
   const ProductKey key;
   for (const DWORD stored : {0UL, 1UL, 2UL, 4294967295UL}) {
     key.Set({}, {L"VELAEnable", stored});
@@ -83,7 +83,7 @@ TEST_CASE("the status is the stored number, one query of a key opened for readin
   }
 }
 
-TEST_CASE("a status that cannot be read is told, and the key is closed") {
+TEST_CASE("a status that cannot be read is logged, and the key is closed") {
   struct Row {
     const char* name;
     bool keyIsThere;
@@ -112,7 +112,7 @@ TEST_CASE("a status that cannot be read is told, and the key is closed") {
   }
 }
 
-TEST_CASE("a switch that succeeded is set, flushed and closed; one that failed never touches the key") {
+TEST_CASE("after a successful switch, its value is stored and flushed; after a failed one, the key is not touched") {
   enum class Course { kStored, kRefused, kNoKey, kNotSwitched };
   for (const Command& command : kCommands) {
     for (const Course course : {Course::kStored, Course::kRefused, Course::kNoKey, Course::kNotSwitched}) {

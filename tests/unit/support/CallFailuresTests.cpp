@@ -14,7 +14,7 @@ using namespace TestSupport;
 
 namespace {
 
-TEST_CASE("a failing call in front of a redirection, and a count after what lay between is gone") {
+TEST_CASE("a failing call over a redirection; calls are still counted after that redirection has ended") {
   auto between = std::make_unique<ImportRedirection>("GetFileAttributesW", [](LPCWSTR) -> DWORD { return 42; });
   const FailCall fail{"GetFileAttributesW", 1, ERROR_ACCESS_DENIED};
   CHECK(::GetFileAttributesW(L"C:\\windows") == INVALID_FILE_ATTRIBUTES);
@@ -24,7 +24,7 @@ TEST_CASE("a failing call in front of a redirection, and a count after what lay 
   CHECK(fail.Calls() == 3);
 }
 
-TEST_CASE("several functions are counted as one sequence; one of the registry leaves the last-error code alone") {
+TEST_CASE("several functions are counted as one sequence; a failing registry function keeps the last error") {
   const std::vector<std::string> functions = {"GetFileAttributesW", "RegOpenKeyExW", "NoSuchFunctionW"};
   const FailNthOf fail{functions, Calls::Only(2), ERROR_ACCESS_DENIED};
   HKEY key = nullptr;
@@ -36,14 +36,14 @@ TEST_CASE("several functions are counted as one sequence; one of the registry le
   CHECK(fail.Failed() == std::vector<std::string>{"RegOpenKeyExW"});
 }
 
-TEST_CASE("mistakes are told") {
+TEST_CASE("a function that is unknown, or not imported, is refused with a message") {
   CHECK_THROWS_WITH_AS(FailCall("GetTickCount", 1, ERROR_ACCESS_DENIED),
                        "FailureReturns.cpp does not know how GetTickCount reports a failure", std::logic_error);
   CHECK_THROWS_WITH_AS(CountCalls("NoSuchFunctionW"), "this program does not import NoSuchFunctionW", std::logic_error);
   CHECK_THROWS_AS(FailNthOf({"NoSuchFunctionW"}, Calls::Only(1), 5), std::logic_error);
 }
 
-TEST_CASE("every function in the table can be failed, and none stands there twice") {
+TEST_CASE("every function in the table can be made to fail, and none is listed twice") {
   auto names = FunctionsThatMayFail();
   CHECK(names.size() > 50);
   for (const std::string& name : names) {

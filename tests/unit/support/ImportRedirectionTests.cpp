@@ -36,7 +36,7 @@ TEST_CASE("redirections end in any order") {
   auto third = std::make_unique<ImportRedirection>("GetTickCount", []() -> DWORD { return 3; });
   CHECK(::GetTickCount() == 3);
   CHECK(OriginalImport<TickCount>("GetTickCount")() > 11);
-  SUBCASE("from the bottom") {
+  SUBCASE("the oldest first") {
     first.reset();
     CHECK(::GetTickCount() == 3);
     third.reset();
@@ -54,7 +54,7 @@ TEST_CASE("redirections end in any order") {
   CHECK(*SlotOf("GetTickCount").slot == before);
 }
 
-TEST_CASE("a function that is not imported is refused, and nothing stays changed") {
+TEST_CASE("a function that is not imported is refused, and nothing is changed") {
   CHECK_THROWS_WITH_AS(ImportRedirection("NoSuchFunctionW", []() -> DWORD { return 0; }),
                        "this program does not import NoSuchFunctionW", std::logic_error);
   CHECK_THROWS_WITH_AS(ImportRedirection("GetTickCount", &AlwaysSeven, "advapi32.dll"),
@@ -68,7 +68,7 @@ TEST_CASE("a function that is not imported is refused, and nothing stays changed
   }
 }
 
-TEST_CASE("the pool of one signature has an end, and it is told") {
+TEST_CASE("too many redirections of one signature are refused with a message") {
   std::vector<std::unique_ptr<ImportRedirection>> layers;
   const auto fillUp = [&] {
     for (int i = 0; i < 100; ++i) {

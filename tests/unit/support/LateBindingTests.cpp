@@ -33,7 +33,7 @@ Function Bind(const char* name) {
   return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(::LoadLibraryW(L"shlwapi.dll"), name)));
 }
 
-TEST_CASE("bound before a redirection: it reaches the replacement, and the function itself afterwards") {
+TEST_CASE("a function bound before a redirection reaches the replacement, and itself again afterwards") {
   const auto exists = Bind<Exists>("PathFileExistsW");
   const void* const before = ContentsOf("PathFileExistsW");
   {
@@ -46,7 +46,7 @@ TEST_CASE("bound before a redirection: it reaches the replacement, and the funct
   CHECK(exists(kFolder));
 }
 
-TEST_CASE("bound while it is redirected: the same") {
+TEST_CASE("a function bound during a redirection reaches the replacement, and itself again afterwards") {
   REQUIRE(ContentsOf("PathFindFileNameA") == nullptr);
   static char answer[] = "another";
   FileName fileName = nullptr;
@@ -60,7 +60,7 @@ TEST_CASE("bound while it is redirected: the same") {
   CHECK((Bind<FileName>("PathFindFileNameA") == fileName));
 }
 
-TEST_CASE("redirected and never bound: the original can be called, and the slot is empty again afterwards") {
+TEST_CASE("redirected but never bound: the original can be called, and the slot is empty again afterwards") {
   REQUIRE(ContentsOf("PathAppendW") == nullptr);
   {
     const ImportRedirection redirect{"PathAppendW", [](LPWSTR, LPCWSTR) -> BOOL { return FALSE; }};

@@ -48,7 +48,7 @@ TEST_CASE("a registry snapshot shows keys, values, types and data of one view, a
   RemoveKey(place);
 }
 
-TEST_CASE("changes in a folder tree") {
+TEST_CASE("a file snapshot shows the entries of a folder tree, and what changed") {
   const ScratchFolder scratch(L"snapshot");
   const auto snapshot = [&] {
     FileSnapshot taken;

@@ -14,7 +14,7 @@ using namespace TestSupport;
 
 namespace {
 
-TEST_CASE("a run that takes too long is ended and told") {
+TEST_CASE("a run that takes too long is ended and reported as timed out") {
   World world;
   world.WithSampleSource().WithStandInRegsvr32("sleep 2900").Within(1);
   const Outcome outcome = world.Run(L"-I", World::kSource, World::kDestination);
@@ -23,7 +23,7 @@ TEST_CASE("a run that takes too long is ended and told") {
   CHECK(CountProcesses(L"VELAutil.exe") == 0);
 }
 
-TEST_CASE("a folder is locked, or the world says that this program writes everywhere") {
+TEST_CASE("a folder is locked, or the world reports that this program can write everywhere") {
   const std::wstring file = World::kRoot + std::wstring(L"\\locked\\folder\\file");
   bool locked = true;
   {
@@ -85,7 +85,7 @@ TEST_CASE("a world leaves nothing behind, in its folder and elsewhere") {
   CHECK(World().RegisteredModules().empty());
 }
 
-TEST_CASE("the text of a run names the folders, and a blank that ends a line can be seen") {
+TEST_CASE("the text of a run shows names for folders, and marks blanks at the end of a line") {
   Outcome outcome;
   outcome.exitCode = 0xE0FF0001;
   outcome.log = {"C:\\to\\a  ", "", "\xE9"};
@@ -95,7 +95,7 @@ TEST_CASE("the text of a run names the folders, and a blank that ends a line can
                "files:", "  +C:\\VelaTest\\to\\a", "  -[to]\\b"});
 }
 
-TEST_CASE("changes tell what is missing, what came and where") {
+TEST_CASE("changes show which lines are missing, which are new, and where") {
   const Lines plain = {"a", "same", "b", "same", "c", "d", "e", "f", "g"};
   CHECK_LINES(TestSupport::Changes(plain, plain), {});
   CHECK_LINES(TestSupport::Changes(plain, {"new", "a", "same", "B", "same", "also", "c", "d", "e", "f", "g"}),

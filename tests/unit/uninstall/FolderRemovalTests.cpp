@@ -37,7 +37,7 @@ TEST_CASE("an empty path: a bad argument, nothing removed, nothing scheduled") {
   CHECK(move.Calls() == 0);
 }
 
-TEST_CASE("a folder that is not there: the code of the listing, and it is scheduled all the same") {
+TEST_CASE("a missing folder gives the error of the listing, and is scheduled for the restart anyway") {
   const PendingMoves pending;
   const ScratchFolder scratch(L"Removal");
   const OnCall move("MoveFileExW", &::MoveFileExW, [](LPCWSTR, LPCWSTR target, DWORD flags) {
@@ -47,7 +47,7 @@ TEST_CASE("a folder that is not there: the code of the listing, and it is schedu
   CHECK_LINES(pending.Lines(), {"\\??\\C:\\VelaTest\\Removal\\nothing -> "});
 }
 
-TEST_CASE("only the folder itself is in use: a success that tells of no restart, and is scheduled") {
+TEST_CASE("if only the folder itself is in use, it is scheduled, but no restart is reported") {
   const PendingMoves pending;
   const ScratchFolder scratch(L"Removal");
   scratch.MakeFile(L"VELA\\a.txt", "a");
@@ -58,7 +58,7 @@ TEST_CASE("only the folder itself is in use: a success that tells of no restart,
   CHECK_LINES(pending.Lines(), {"\\??\\C:\\VelaTest\\Removal\\VELA -> "});
 }
 
-TEST_CASE("the error code may be left out, and a flag that is set stays set") {
+TEST_CASE("the error code may be omitted, and a restart flag that is already set stays set") {
   const ScratchFolder scratch(L"Removal");
   scratch.MakeFolder(L"VELA");
   int restartNeeded = 1;
@@ -68,7 +68,7 @@ TEST_CASE("the error code may be left out, and a flag that is set stays set") {
 
 // ---- links
 
-TEST_CASE("a folder behind a link in the place of the product's data folder is refused, however it is written") {
+TEST_CASE("a folder below a link in place of the product's data folder is refused, however it is written") {
   const ClearedData cleared;
   const PendingMoves pending;
   const ScratchFolder scratch(L"Removal");
@@ -89,7 +89,7 @@ TEST_CASE("a folder behind a link in the place of the product's data folder is r
   CHECK_LINES(pending.Lines(), {});  // scheduled, it would be deleted at the restart
 }
 
-TEST_CASE("a link whose kind cannot be told counts as one") {
+TEST_CASE("a data folder whose attributes cannot be read counts as a link") {
   const ClearedData cleared;
   const PendingMoves pending;
   const std::wstring folder = kProgramData + std::wstring(L"\\OL");
@@ -102,7 +102,7 @@ TEST_CASE("a link whose kind cannot be told counts as one") {
   CHECK_LINES(pending.Lines(), {});
 }
 
-TEST_CASE("a folder with too long a path for plain calls goes by its long one") {
+TEST_CASE("a folder whose path is too long for the plain form is deleted by its long form") {
   const ScratchFolder scratch(L"Removal");
   std::wstring folder = scratch.Path();
   while (folder.size() < 300) {

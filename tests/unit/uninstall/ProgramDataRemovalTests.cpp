@@ -53,7 +53,7 @@ Lines Failed(const std::wstring& folder, int error, const std::string& base = To
        {"LOG_WARN : VELAUtility::RemoveVELAProgramData(), Failed to delete folder: " + base + ToUtf8(folder)}});
 }
 
-TEST_CASE("the clients' folders and the common one are deleted, others of the maker stay; one missing stops nothing") {
+TEST_CASE("the clients' folders and the common one are deleted, other folders stay; a missing one stops nothing") {
   for (std::size_t missing = 0; missing <= Folders().size(); ++missing) {  // index of the missing folder; then none
     const ProgramData data;
     data.MakeFile(L"Other product\\settings.txt");
@@ -78,7 +78,7 @@ TEST_CASE("the clients' folders and the common one are deleted, others of the ma
   }
 }
 
-TEST_CASE("where no folder for the data can be named, what has its name below the current folder stays") {
+TEST_CASE("if the data folder is unknown, folders with the same names below the current folder stay") {
   const ProgramData data;
   const std::wstring current = L"C:\\VelaCurrentFolder";
   WriteTestFile(current + L"\\Orvane Labs\\OL\\a.txt", "somebody's");
@@ -105,7 +105,7 @@ TEST_CASE("where no folder for the data can be named, what has its name below th
   RemoveTree(current);
 }
 
-TEST_CASE("the folder that all of them lie in is closed once for all that waits") {
+TEST_CASE("the folder that contains all data folders is protected only once") {
   const ProgramData data;
   const HeldFile first(data.MakeFile(L"OL\\held.log"));
   const HeldFile second(data.MakeFile(L"OE\\held.log"));

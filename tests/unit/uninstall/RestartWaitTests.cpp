@@ -40,7 +40,7 @@ class Waiting {
                           }};
 };
 
-TEST_CASE("the way to what is left to the restart is closed before, from the top down, each folder once") {
+TEST_CASE("before an entry is scheduled, the folders of its path are protected from the top down, each once") {
   const ClearedData cleared;
   const std::wstring data = kProgramData;
   WriteTestFile(data + L"\\OL\\a\\held.txt", "held");
@@ -64,7 +64,7 @@ TEST_CASE("the way to what is left to the restart is closed before, from the top
   }
 }
 
-TEST_CASE("a folder that cannot be closed waits as little as what lies in it") {
+TEST_CASE("if a folder cannot be protected, neither it nor its contents are scheduled for the restart") {
   const ClearedData cleared;
   const std::wstring data = kProgramData;
   WriteTestFile(data + L"\\OL\\held.txt", "held");
@@ -79,7 +79,7 @@ TEST_CASE("a folder that cannot be closed waits as little as what lies in it") {
   CHECK_LINES(waiting.Events(), {"close " + ToUtf8(data)});
 }
 
-TEST_CASE("for a folder that is not there, and for one elsewhere, nothing is closed") {
+TEST_CASE("for a missing folder, and for one outside the data folder, nothing is protected") {
   const ClearedData cleared;
   MakeFolder(kProgramData);
   const ScratchFolder scratch(L"Removal");

@@ -27,7 +27,7 @@ Lines Uninstall() {
   return log.Lines();
 }
 
-TEST_CASE("the product lies in the destination, or in the common data folder for a double-byte destination") {
+TEST_CASE("the product is removed from the destination, or from the common data folder if that is double-byte") {
   struct Row {
     const wchar_t* destination;
     const wchar_t* base;
@@ -75,7 +75,7 @@ constexpr ConsoleUser kConsoleUsers[] = {
      0, "WTSQueryUserToken 4294967295", true},
 };
 
-TEST_CASE("the log tells whether the user's profile could be loaded, and the program removes everything as itself") {
+TEST_CASE("the log says whether the user's profile was loaded, and the program removes everything as itself") {
   for (const ConsoleUser& user : kConsoleUsers) {
     const UninstallWorld world;
     world.RegisterAll();
@@ -109,7 +109,7 @@ TEST_CASE("the profile is unloaded before the switch asks for the session again"
   CHECK_LINES(session.NotGivenBack(), {});
 }
 
-TEST_CASE("a folder that cannot be listed fails the removal; the number in the line is 0") {
+TEST_CASE("if a folder cannot be listed, the removal fails and logs dwRtnValue:0") {
   const UninstallWorld world;
   const FailCall list("FindFirstFileW", Calls::From(1), ERROR_ACCESS_DENIED);
   CHECK_LINES(LinesWith(Uninstall(), "VELAUtility::DeleteFolderFiles()"),
@@ -117,7 +117,7 @@ TEST_CASE("a folder that cannot be listed fails the removal; the number in the l
                "C:\\VelaTest\\Removal\\product\\VELA dwRtnValue:0"});
 }
 
-TEST_CASE("the privileges are enabled after the registrations are gone, and put back after the folders are") {
+TEST_CASE("privileges are enabled once the registrations are removed, and restored once the folders are deleted") {
   const UninstallWorld world;
   world.RegisterAll();
   WriteTestFile(UninstallWorld::kCommonBase + std::wstring(L"\\OL\\a.txt"), "data");
