@@ -53,16 +53,16 @@ constexpr wchar_t kJapanese[] = L"C:\\VelaTest\\\x65E5\x672C";
 // Two bytes in the Japanese code page and one in the Western one. Both refuse them.
 constexpr wchar_t kParagraph[] = L"C:\\VelaTest\\d\x00A7";
 
-TEST_CASE("a removal") {
+TEST_CASE("the product is removed from the folder that the installation chose for the destination") {
   const auto maker = [](const wchar_t* destination) { return destination + std::wstring(L"\\Orvane Labs"); };
   CheckRemoval("removed from an accented destination", kAccented, !kIsJapanese,
                kIsJapanese ? maker(kAccented) : kAccented);
-  CheckRemoval("removed by the folder of the maker", kParagraph, true, maker(kParagraph));
+  CheckRemoval("removed by the maker's folder in the destination", kParagraph, true, maker(kParagraph));
   CheckRemoval("removed from a Japanese destination", kJapanese, kIsJapanese,
                kIsJapanese ? kJapanese : maker(kJapanese));
 }
 
-TEST_CASE("a source with such a name is used") {
+TEST_CASE("a source with a paragraph sign in its name is used") {
   const Lines& plain = PlainInstall();
   World world;
   WithSource(world);
@@ -91,7 +91,7 @@ class NoCommonDataFolder {
   }
 };
 
-TEST_CASE("without a common data folder the Windows folder takes its place") {
+TEST_CASE("without a common data folder, the Windows folder is used instead") {
   const Lines& plain = PlainInstall();
   const NoCommonDataFolder machine;
   World world;

@@ -18,7 +18,7 @@ Lines NothingDone(const std::wstring& arguments = L"") {
   return lines;
 }
 
-TEST_CASE("another number of arguments than three leaves the closing line and nothing else") {
+TEST_CASE("with any number of arguments but three, only the closing line is logged") {
   const std::vector<std::wstring> all = {L"-I", World::kSource, World::kDestination, L"more", L"and more"};
   for (const std::size_t count : {std::size_t{0}, std::size_t{1}, std::size_t{2}, std::size_t{4}, std::size_t{5}}) {
     CAPTURE(count);
@@ -29,7 +29,7 @@ TEST_CASE("another number of arguments than three leaves the closing line and no
   }
 }
 
-TEST_CASE("a switch that is none is told and does nothing") {
+TEST_CASE("an unknown switch is logged and does nothing") {
   for (const wchar_t* const command :
        {L"-i", L"-u", L"-E", L"-x", L"/I", L"I", L"-", L" -I", L"--Install", L"?", L"\x00DF"}) {
     World world;
@@ -54,7 +54,7 @@ TEST_CASE("only the first two characters of the switch count") {
   }
 }
 
-TEST_CASE("wildcards, blanks and quotes in an argument arrive as they were given, and thousands of characters") {
+TEST_CASE("wildcards, blanks, quotes and thousands of characters in an argument arrive unchanged") {
   for (const std::wstring& argument : {std::wstring(L"*.txt"), std::wstring(L"C:\\a \"quoted\" folder\\"),
                                        std::wstring(L"  "), std::wstring(10000, L'l')}) {
     World world;

@@ -25,14 +25,14 @@ World& Delayed(World& world, unsigned combination, WindowsVersion version = Wind
 }
 
 std::string Title(unsigned combination) {
-  std::string title = "put off:";
+  std::string title = "delayed:";
   for (std::size_t i = 0; i < Clients().size(); ++i) {
     title += IsPutOff(combination, i) ? " " + ToUtf8(Clients()[i].shortName) : "";
   }
   return title;
 }
 
-TEST_CASE("registrations that were put off are done, each alone and all of them, and their flags cleared crosswise") {
+TEST_CASE("delayed registrations are done, one or all; that of Outlook clears the flag of Outlook Express and back") {
   const Lines& plain = PlainEnable();
   Lines all;
   {
@@ -46,7 +46,7 @@ TEST_CASE("registrations that were put off are done, each alone and all of them,
   }
 }
 
-TEST_CASE("a running client is told before its registration, under its name on this Windows") {
+TEST_CASE("a running client is logged before its registration, and found by its program's name on this Windows") {
   for (const WindowsVersion version : {WindowsVersion::kVista, WindowsVersion::kXp64, WindowsVersion::kWindows7}) {
     Lines plain;
     {
@@ -58,7 +58,7 @@ TEST_CASE("a running client is told before its registration, under its name on t
     for (const Client& client : Clients()) {
       world.WithRunning(world.ProcessOf(client));
     }
-    CheckRun("all put off, all clients run", plain, Told(Enable(world)));
+    CheckRun("all delayed, all clients run", plain, Told(Enable(world)));
   }
   // The name of Outlook Express on another Windows does not count.
   World world;
@@ -66,7 +66,7 @@ TEST_CASE("a running client is told before its registration, under its name on t
   CHECK_LINES(TestSupport::LinesWith(outcome.log, "is running during installing"), {});
 }
 
-TEST_CASE("a flag that only its own registration is put off by stays, and the next switch does it again") {
+TEST_CASE("the flag of Outlook or Outlook Express alone is not cleared, and the next run registers it again") {
   for (const unsigned combination : {1U, 2U}) {
     World world;
     const Outcome first = Enable(Delayed(world, combination).WithStandInRegsvr32());
@@ -77,17 +77,17 @@ TEST_CASE("a flag that only its own registration is put off by stays, and the ne
   }
 }
 
-TEST_CASE("registrations that cannot be started are told, and their flags are cleared all the same") {
+TEST_CASE("delayed registrations that cannot be started are logged, and their flags are cleared anyway") {
   Lines plain;
   {
     World world;
     plain = Told(Enable(Delayed(world, kAll)));
   }
   World world;
-  CheckRun("all put off, no regsvr32.exe", plain, Told(Enable(Delayed(world, kAll).WithoutRegsvr32())));
+  CheckRun("all delayed, no regsvr32.exe", plain, Told(Enable(Delayed(world, kAll).WithoutRegsvr32())));
 }
 
-TEST_CASE("settings that may only be read keep their flags, each told by the name of the flag that was to be cleared") {
+TEST_CASE("read-only settings keep their flags, and each flag that cannot be cleared is logged by its name") {
   Lines plain;
   {
     World world;
@@ -95,22 +95,22 @@ TEST_CASE("settings that may only be read keep their flags, each told by the nam
   }
   World world;
   Delayed(world, kAll).WithStandInRegsvr32().WithAccess(MachineKey64(World::kCoreAgentKey), kReadOnlyAccess);
-  CheckRun("all put off, the flags may only be read", plain, Told(Enable(world)));
+  CheckRun("all delayed, the flags are read-only", plain, Told(Enable(world)));
 }
 
-TEST_CASE("flags that are missing or no numbers put nothing off") {
+TEST_CASE("flags that are missing or not numbers start no delayed registration") {
   const Lines& plain = PlainEnable();  // where all are missing
   World world;
   SetUp(world).WithKey(MachineKey64(World::kCoreAgentKey), {{Clients().back().DelayFlag(), L"1"}});
   CHECK_LINES(Told(Enable(world)), (plain));
 }
 
-TEST_CASE("Outlook that is installed is not told as missing, and loses its stale extension file") {
+TEST_CASE("an installed Outlook is not logged as missing, and its stale extension file is deleted") {
   const Lines& plain = PlainEnable();
   World world;
   Delayed(world, 1).WithStandInRegsvr32().WithOutlook(L"14", L"C:\\VelaTest\\Office14\\");
   world.WithFile(L"C:\\VelaTest\\Office14\\ADDINS\\Redemption.ECF", "stale");
-  CheckRun("put off: OL, which is installed", plain, Told(Enable(world)));
+  CheckRun("delayed: OL, which is installed", plain, Told(Enable(world)));
 }
 
 }  // namespace

@@ -44,7 +44,7 @@ class WaitingMonitor {
   HANDLE event_ = nullptr;
 };
 
-TEST_CASE("switching off tells the waiting monitors for a moment") {
+TEST_CASE("switching off signals the waiting monitors for a moment") {
   const Lines& plain = PlainDisable();
   World world;
   SwitchedOn(world);
@@ -56,7 +56,7 @@ TEST_CASE("switching off tells the waiting monitors for a moment") {
   CHECK(outcome.milliseconds >= kPulse);
 }
 
-TEST_CASE("the monitors are told without anybody waiting, and with an event that was left set") {
+TEST_CASE("the shutdown event is signalled and reset even if nobody waits for it, or if it was left set") {
   const Lines& plain = PlainDisable();
   CHECK(::OpenEventW(SYNCHRONIZE, FALSE, kShutdownEvent) == nullptr);
   World world;
@@ -68,7 +68,7 @@ TEST_CASE("the monitors are told without anybody waiting, and with an event that
   CHECK_FALSE(world.EventIsSet(kShutdownEvent));
 }
 
-TEST_CASE("a client that runs keeps its monitor, where it has one and Windows has it") {
+TEST_CASE("a running client keeps its monitor, if it has one and this Windows has the client") {
   for (const WindowsVersion version : {WindowsVersion::kXp64, WindowsVersion::kVista, WindowsVersion::kWindows7}) {
     const Lines& plain = PlainDisable(version);
     // The name of Outlook Express on another Windows does not count.
@@ -85,29 +85,29 @@ TEST_CASE("a client that runs keeps its monitor, where it has one and Windows ha
       World world;
       SwitchedOn(world, version).WithRunning(program);
       WaitingMonitor monitor;
-      CheckRun(keeps ? "off: monitors are kept" : "off: monitors are told", plain, Told(Disable(world)));
+      CheckRun(keeps ? "off: monitors are kept" : "off: monitors are signalled", plain, Told(Disable(world)));
       CHECK(monitor.StillWaits() == keeps);
       CHECK_FALSE(monitor.EventIsSet());
     }
   }
 }
 
-TEST_CASE("an event whose name somebody else has is told with the error, and filtering is off all the same") {
+TEST_CASE("if another object has the event's name, the error is logged, and filtering is switched off anyway") {
   CheckDisable("off: the event's name is taken", [](World& world) { world.WithTakenName(kShutdownEvent); });
 }
 
-TEST_CASE("where nothing was switched on each client fails, and what is stored stays") {
+TEST_CASE("if nothing was switched on, each client fails, and the stored switch stays") {
   const Lines& plain = PlainDisable();
   World world;
   world.OnWindows(WindowsVersion::kVista).WithProductKey({{L"VELAEnable", 1}});
   CheckRun("off: nothing was switched on", plain, Told(Disable(world)));
 }
 
-TEST_CASE("without the machine's add-in key the users' stay as they are, and the other clients are switched off") {
+TEST_CASE("without the machine's add-in key, the users' keys stay, and the other clients are switched off") {
   CheckDisable("off: no add-in key of the machine", [](World&) { TestSupport::RemoveKey(MachineKey64(kAddinKey)); });
 }
 
-TEST_CASE("a product's key that is missing or may only be read is told behind the switch") {
+TEST_CASE("a product key that is missing or read-only is logged after the clients are switched off") {
   CheckDisable("off: nothing can be stored",
                [](World& world) { world.WithAccess(MachineKey32(World::kProductKey), kReadOnlyAccess); });
   CheckDisable("off: nothing can be stored", [](World& world) {
@@ -116,7 +116,7 @@ TEST_CASE("a product's key that is missing or may only be read is told behind th
   });
 }
 
-TEST_CASE("registrations that were put off stay so when filtering is switched off") {
+TEST_CASE("delayed registrations stay delayed when filtering is switched off") {
   const Lines& plain = PlainDisable();
   World world;
   SwitchedOn(world);

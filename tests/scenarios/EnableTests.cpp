@@ -34,7 +34,7 @@ void WithoutLibraries(World& world, const std::vector<const wchar_t*>& libraries
                 values);
 }
 
-TEST_CASE("each monitor is started by its whole path alone, for the user, where Windows has its client") {
+TEST_CASE("each monitor is started by its full path alone, for the user, if this Windows has its client") {
   for (const WindowsVersion version : {WindowsVersion::kXp64, WindowsVersion::kVista, WindowsVersion::kWindows8}) {
     World world;
     Enable(SetUp(world, version));
@@ -49,7 +49,7 @@ TEST_CASE("each monitor is started by its whole path alone, for the user, where 
   }
 }
 
-TEST_CASE("switching on again changes nothing and says the same") {
+TEST_CASE("switching on again changes nothing and logs the same") {
   CheckEnable("switched on again", [](World& world) { Enable(world); });
 }
 
@@ -62,7 +62,7 @@ Outcome EnableWithIdentities(World& world, const std::vector<NamedValue>& values
   return Enable(world.WithKey(IdentitiesOf(kConsoleUser), values));
 }
 
-TEST_CASE("the folders carry the identity that the user's hive names, or none") {
+TEST_CASE("the user's folders contain the identity that the user's hive names, or none") {
   const Lines& plain = PlainEnable();
   Lines first;
   {
@@ -84,14 +84,14 @@ TEST_CASE("the folders carry the identity that the user's hive names, or none") 
   CheckRun("no identity", first, Told(EnableWithIdentities(none, {})));
 }
 
-TEST_CASE("the add-in is given back to Outlook in every hive where it was switched off") {
+TEST_CASE("the add-in is switched on again in every hive where it was switched off") {
   CheckEnable("switched off before", [](World& world) {
     Enable(world.WithUserHive(L"S-1-5-21-1-2-3-1001"));
     Disable(world);
   });
 }
 
-TEST_CASE("without the product's key, or where it may not be written, everything is switched on and nothing stored") {
+TEST_CASE("if the product's key is missing or not writable, everything is switched on, but nothing is stored") {
   CheckEnable("nothing can be stored", [](World& world) {
     RemoveKey(MachineKey32(World::kProductKey));
     world.WithKey(MachineKey64(World::kProductKey), {{L"VELAEnable", 0}});
@@ -102,7 +102,7 @@ TEST_CASE("without the product's key, or where it may not be written, everything
   }
 }
 
-TEST_CASE("shared settings that are missing or closed put no registration off, and are told; so are missing monitors") {
+TEST_CASE("missing or inaccessible shared settings start no registration and are logged; so are missing monitors") {
   CheckEnable("no shared settings", [](World&) { RemoveKey(MachineKey64(World::kCoreAgentKey)); });
   CheckEnable("no shared settings", [](World& world) {
     world.WithKey(MachineKey64(World::kCoreAgentKey), {{L"WLM_DELAY_INST", 1}})
@@ -122,7 +122,7 @@ TEST_CASE("one monitor that cannot be started does not keep the other from being
   CHECK(world.MonitorStart(MonitorPath(other)).size() == 4);
 }
 
-TEST_CASE("a monitor is started by its whole path, blanks included, and not by what a part of it names") {
+TEST_CASE("a monitor is started by its full path with blanks, not a program whose path is the first part of it") {
   const Lines& plain = PlainEnable();
   const std::wstring folder = L"C:\\VelaTest\\My Mail Guard";
   const Client& client = Clients().back();
@@ -137,7 +137,7 @@ TEST_CASE("a monitor is started by its whole path, blanks included, and not by w
   CHECK_FALSE(TestSupport::Exists(L"C:\\VelaTest\\My.trace"));
 }
 
-TEST_CASE("without a user at the console the clients are switched on for nobody in particular") {
+TEST_CASE("without a user at the console, clients are switched on, without monitors and a user's identity") {
   // It makes no difference if the shell's process cannot be found, or if no environment can be created.
   for (const std::vector<const wchar_t*>& libraries :
        std::vector<std::vector<const wchar_t*>>{{L"wtsapi32"}, {L"wtsapi32", L"psapi"}, {L"userenv"}}) {
@@ -145,7 +145,7 @@ TEST_CASE("without a user at the console the clients are switched on for nobody 
   }
 }
 
-TEST_CASE("a session without a token is stood in for by who runs Explorer.exe; the name service is not needed") {
+TEST_CASE("if the session has no token, that of the user of Explorer.exe is used; secur32.dll is not needed") {
   const Lines& plain = PlainEnable();
   {
     World world;
@@ -159,7 +159,7 @@ TEST_CASE("a session without a token is stood in for by who runs Explorer.exe; t
   CHECK(world.MonitorStart(MonitorPath(Clients().back()))[0] == "root");
 }
 
-TEST_CASE("a link that somebody put among the user's folders leads nowhere") {
+TEST_CASE("a link among the user's folders is not followed") {
   const Lines& plain = PlainEnable();
   const std::wstring target = L"C:\\VelaTest\\precious";
   World world;
@@ -170,7 +170,7 @@ TEST_CASE("a link that somebody put among the user's folders leads nowhere") {
   RemoveTree(L"C:\\ProgramData\\Users");
 }
 
-TEST_CASE("a file in the place of the user's folders sends the rest to the common data folder itself, untold") {
+TEST_CASE("if a file blocks the user's folders, the rest is created in the common data folder, without a log line") {
   CheckEnable("a file among the user's folders", [](World& world) {
     world.WithFile(kCommonBase + L"OL", "a file").WatchingFolder(L"C:\\ProgramData\\Users");
   });

@@ -23,7 +23,7 @@ const std::wstring kSource = World::kSource;
 const std::wstring kFile = L"\\Orvane Labs\\VELA\\VELA_OL\\Redemption.dll";
 const std::wstring kStaged = World::kDestination + kFile;
 
-TEST_CASE("a second run with the same source says the same and changes nothing, whoever uses the files") {
+TEST_CASE("a second run with the same source logs the same and changes nothing, even if the files are in use") {
   CheckInstall("a second run", [](World& world) {
     Install(world);
     for (const std::wstring& file : FilesBelow(kProduct)) {
@@ -60,7 +60,7 @@ void MakeOld(const std::wstring& folder) {
   }
 }
 
-TEST_CASE("staged files are the source's to the byte, the second and the attribute") {
+TEST_CASE("staged files have exactly the contents, times and attributes of the source") {
   World world;
   WithSource(world);
   MakeOld(kSource);
@@ -92,8 +92,8 @@ TEST_CASE("a file in use is replaced at the restart") {
   CHECK(FileContent(kStaged + L".tmp_") == FileContent(kSource + L"\\OL\\Redemption.dll"));
 }
 
-TEST_CASE("a file that can be neither copied nor scheduled, or not be read, ends its folder; settings are a warning") {
-  CheckInstall("a file in use, and the one that would wait for the restart too", [](World& world) {
+TEST_CASE("a file that cannot be scheduled, or read, ends the copy of its folder; a settings file is a warning") {
+  CheckInstall("a file in use, and its waiting copy, too", [](World& world) {
     world.WithFile(kStaged, "in use").WithOpenFile(kStaged, FILE_SHARE_READ);
     world.WithFile(kStaged + L".tmp_", "in use too").WithOpenFile(kStaged + L".tmp_", FILE_SHARE_READ);
   });
@@ -119,7 +119,7 @@ struct FullDisk {
   ~FullDisk() { RemoveTree(folder); }
 };
 
-TEST_CASE("a file for which the disk has no room is scheduled; without room for the waiting one it ends the folder") {
+TEST_CASE("if the disk is full, a file is scheduled; if its waiting copy does not fit either, its folder ends") {
   const Lines& plain = PlainInstall();
   for (const bool waitingToo : {false, true}) {
     World world;
@@ -130,7 +130,7 @@ TEST_CASE("a file for which the disk has no room is scheduled; without room for 
     if (waitingToo) {
       waiting.emplace(disk.file + L".tmp_");
     }
-    CheckRun(waitingToo ? "a full disk for the waiting file too" : "a full disk", plain,
+    CheckRun(waitingToo ? "a full disk, also for the waiting copy" : "a full disk", plain,
              Told(world.Run(L"-I", World::kSource, disk.folder), disk.folder));
   }
 }

@@ -20,14 +20,14 @@ void CheckOutlook(const char* title, const wchar_t* release, REGSAM view, bool h
   });
 }
 
-TEST_CASE("Outlook where 64-bit programs register, of a release that is not supported, and without its program") {
-  CheckOutlook("Outlook 2010 of 64 bits", L"14", KEY_WOW64_64KEY);
+TEST_CASE("an installation with 64-bit Outlook, with an unsupported release, and without outlook.exe") {
+  CheckOutlook("64-bit Outlook 2010", L"14", KEY_WOW64_64KEY);
   CheckOutlook("a later Outlook", L"15", KEY_WOW64_32KEY);
   CheckOutlook("an Outlook without its program", L"14", KEY_WOW64_32KEY, false);
 }
 
-TEST_CASE("a hive of classes of another user is given the add-in too") {
-  CheckInstall("a hive of classes", [](World& world) { world.WithUserHive(L"S-1-5-21-1-2-3-1001_Classes"); });
+TEST_CASE("another user's classes hive gets the add-in key, too") {
+  CheckInstall("another user's classes hive", [](World& world) { world.WithUserHive(L"S-1-5-21-1-2-3-1001_Classes"); });
 }
 
 }  // namespace

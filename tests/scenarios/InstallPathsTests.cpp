@@ -23,11 +23,11 @@ TEST_CASE("a destination with a backslash at its end gets no second one") {
   const Lines& plain = PlainInstall();
   World world;
   OnVista(world).WithSampleSource();
-  CheckRun("a backslash behind the destination", plain,
+  CheckRun("a backslash after the destination", plain,
            Told(world.Run(L"-I", kSource, World::kDestination + std::wstring(L"\\"))));
 }
 
-TEST_CASE("a source with a backslash at its end is doubled where the clients' own folders are appended") {
+TEST_CASE("a backslash at the end of the source is doubled before the clients' own folders") {
   World world;
   const Outcome outcome = OnVista(world).WithSampleSource().Run(L"-I", kSource + L"\\", World::kDestination);
   CHECK(TestSupport::LinesWith(outcome.log, "CopyFile(C:\\VelaTest\\source\\\\OL\\VELA_OLA.dll, ").size() == 1);
@@ -36,7 +36,7 @@ TEST_CASE("a source with a backslash at its end is doubled where the clients' ow
   CHECK(TestSupport::LinesWith(outcome.log, "failed").empty());
 }
 
-TEST_CASE("a missing source leaves empty folders, and the clients are registered all the same") {
+TEST_CASE("with a missing source, empty folders are created, and the clients are registered anyway") {
   const Lines& plain = PlainInstall();
   const auto install = [](const std::wstring& source) {
     World world;
@@ -60,7 +60,8 @@ TEST_CASE("a relative source is looked for in the current folder") {
            TestSupport::RunText(outcome, {{World::kDestination, "[dest]"}, {L"(source", "([source]"}}));
 }
 
-TEST_CASE("a source folder that is a file is passed over in silence, one of the destination keeps its files away") {
+TEST_CASE(
+    "a file in place of a source folder is skipped; in place of a destination folder, it blocks the copy") {
   CheckInstall("a source folder that is a file", [](World& world) {
     RemoveTree(kSource + L"\\rule");
     world.WithFile(kSource + L"\\rule", "a file");
@@ -70,7 +71,7 @@ TEST_CASE("a source folder that is a file is passed over in silence, one of the 
                [](World& world) { world.WithFile(kProduct + L"\\VELA_WLM\\rule", "a file"); });
 }
 
-TEST_CASE("no folder can be made below a destination that is relative, empty, a file, or on a missing drive") {
+TEST_CASE("no folder can be created below a destination that is relative, empty, a file, or on a missing drive") {
   const Lines& plain = PlainInstall();
   const auto install = [](const std::wstring& destination, const std::wstring& base) {
     World world;
@@ -100,7 +101,7 @@ Outcome InstallTo(const std::wstring& destination) {
   return world.Run(L"-I", kSource, destination);
 }
 
-TEST_CASE("modules whose paths do not fit a command line are staged and not registered") {
+TEST_CASE("modules whose paths are too long for the command line are staged but not registered") {
   const Lines plain = Told(InstallTo(World::kDestination));
   // The shortest of these command lines has 261 characters.
   const std::wstring destination = DestinationFor(261 - std::wstring(L"regsvr32.exe /s \"\"").size(), 14);

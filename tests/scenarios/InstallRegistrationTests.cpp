@@ -19,7 +19,7 @@ TEST_CASE("objects of every registered class can be created after an installatio
   CHECK(TestSupport::TestProcess(probe, {}).Finish(30000).exitCode == 0);
 }
 
-TEST_CASE("each module is handed over by one call, in order, quoted, from the current folder of the run") {
+TEST_CASE("each module is passed to a regsvr32.exe of its own, in order, quoted, in the run's current folder") {
   World world;
   WithSource(world).WithStandInRegsvr32();
   world.WithFolder(L"C:\\VelaTest\\current").InFolder(L"C:\\VelaTest\\current");
@@ -43,7 +43,7 @@ TEST_CASE("a registration that fails inside regsvr32.exe, or a module that refus
                [](World& world) { world.WithFile(World::kSource + std::wstring(L"\\OL\\Redemption.dll.fail")); });
 }
 
-TEST_CASE("a regsvr32.exe that cannot be started any more fails each client in its own way") {
+TEST_CASE("if regsvr32.exe vanishes during the run, each client fails in its own way") {
   Lines oneMore = PlainInstall();
   for (const std::size_t starts : {std::size_t{8}, std::size_t{4}, std::size_t{1}}) {
     World world;
@@ -54,7 +54,7 @@ TEST_CASE("a regsvr32.exe that cannot be started any more fails each client in i
   }
 }
 
-TEST_CASE("a regsvr32.exe that is no program, or missing, fails every client; a planted one does not run") {
+TEST_CASE("if regsvr32.exe is missing or no program, every client fails; one in the current folder is not run") {
   const Lines& plain = PlainInstall();
   for (const bool isMissing : {false, true}) {
     World world;
@@ -67,7 +67,7 @@ TEST_CASE("a regsvr32.exe that is no program, or missing, fails every client; a 
   }
 }
 
-TEST_CASE("a regsvr32.exe that hangs is left behind after three seconds") {
+TEST_CASE("a regsvr32.exe that hangs is no longer waited for after three seconds") {
   const Lines& plain = PlainInstall();
   World world;
   WithSource(world).WithStandInRegsvr32("sleep 20000 2");

@@ -29,12 +29,12 @@ const Lines& InstallWithSwitch(int stored, WindowsVersion version = WindowsVersi
   return text;
 }
 
-TEST_CASE("a switch that is on stays on where no client runs, and the add-in is loaded") {
+TEST_CASE("a switch that is on stays on if no client runs, and the add-in is set to load") {
   const Lines& plain = PlainInstall();
   CheckRun("the switch is on", plain, InstallWithSwitch(1));
 }
 
-TEST_CASE("a switch that is neither on nor off stays as it is, and the clients are not looked at") {
+TEST_CASE("a switch that is off, or neither on nor off, stays unchanged, and no running client is looked for") {
   const Lines& plain = PlainInstall();
   CheckRun("the switch is off", plain, InstallWithSwitch(0));
   for (const NamedValue& stored :
@@ -43,9 +43,9 @@ TEST_CASE("a switch that is neither on nor off stays as it is, and the clients a
   }
 }
 
-TEST_CASE("a switch that is missing, too long, or seen by 64-bit programs only becomes off") {
+TEST_CASE("a switch that is missing, too long, or only in the 64-bit view is stored as off") {
   CheckInstall("the switch is missing", [](World& world) { world.WithProductKey(); });
-  CheckInstall("the switch is of 64-bit programs", [](World& world) {
+  CheckInstall("the switch is in the 64-bit view only", [](World& world) {
     world.WithKey(MachineKey64(World::kProductKey), {{L"VELAEnable", 1}});
   });
   CheckInstall("the switch is too long", [](World& world) { world.WithProductKey({{L"VELAEnable", L"on"}}); });
@@ -60,7 +60,7 @@ TEST_CASE("a switch of another type is read by its first four bytes") {
   CheckRun("the switch is four bytes", plain, Told(Install(world)));
 }
 
-TEST_CASE("a running client turns a switch off that was on") {
+TEST_CASE("if a client runs, a switch that is on is turned off") {
   for (const WindowsVersion version : {WindowsVersion::kVista, WindowsVersion::kXp64, WindowsVersion::kWindows10}) {
     for (const Client& client : Clients()) {
       World world;
@@ -74,7 +74,7 @@ TEST_CASE("a running client turns a switch off that was on") {
   }
 }
 
-TEST_CASE("a running client is told at its registration, also where the switch is off") {
+TEST_CASE("a running client is logged at its registration, even if the switch is off") {
   const Lines& plain = InstallWithSwitch(0);
   for (const Client& client : Clients()) {
     World world;
@@ -83,7 +83,7 @@ TEST_CASE("a running client is told at its registration, also where the switch i
   }
 }
 
-TEST_CASE("Windows Mail counts on Vista only, Outlook Express everywhere else") {
+TEST_CASE("Windows Mail is a client on Windows Vista only, Outlook Express on all others") {
   for (const auto& [program, version] : {std::pair{L"winmail.exe", WindowsVersion::kXp64},
                                          {L"winmail.exe", WindowsVersion::kWindows7},
                                          {L"msimn.exe", WindowsVersion::kVista},
@@ -97,7 +97,7 @@ TEST_CASE("Windows Mail counts on Vista only, Outlook Express everywhere else") 
   }
 }
 
-TEST_CASE("all clients running, their names in any case, are each told") {
+TEST_CASE("all running clients are logged, whatever the case of their program names") {
   const Lines& plain = InstallWithSwitch(1);
   World world;
   WithSwitch(world, {{L"VELAEnable", 1}});
@@ -109,8 +109,8 @@ TEST_CASE("all clients running, their names in any case, are each told") {
   CheckRun("all clients run", plain, Told(Install(world)));
 }
 
-TEST_CASE("a product key that nobody may touch ends the installation before the registrations") {
-  CheckInstall("nobody may touch the product key", [](World& world) {
+TEST_CASE("a product key that is not accessible ends the installation before the registrations") {
+  CheckInstall("the product key is not accessible", [](World& world) {
     world.WithProductKey({{L"VELAEnable", 1}}).WithAccess(MachineKey32(World::kProductKey), TestSupport::kNoAccess);
   });
 }

@@ -112,7 +112,7 @@ Lines Left(const Machine& before, const WindowsSystem& system) {
   return left;
 }
 
-TEST_CASE("installed, used, switched off and taken away; a second life leaves no more than the first") {
+TEST_CASE("what is left after install, use, switch-off and uninstall; a second time leaves no more than the first") {
   for (const WindowsSystem& system : {Expected::kXp64System, Expected::kVistaSystem, Expected::kWindows10System}) {
     CAPTURE(system.name);
     World world;
@@ -125,11 +125,11 @@ TEST_CASE("installed, used, switched off and taken away; a second life leaves no
       Live(world, L"-U", World::kSource, kInstalledFolder, 0, "Success to delete folder");
       world.CarryOutPendingRenames();
     }
-    CheckApproved("after a life", Left(before, system));
+    CheckApproved("left after the uninstall", Left(before, system));
   }
 }
 
-TEST_CASE("taken away while it is switched on and its files are in use: the restart brings the same") {
+TEST_CASE("uninstalled while switched on and with files in use, the product leaves the same after the restart") {
   const WindowsSystem& system = Expected::kVistaSystem;
   World world;
   Prepare(world, system);
@@ -151,7 +151,7 @@ TEST_CASE("taken away while it is switched on and its files are in use: the rest
       "+HKLM\\Software\\Wow6432Node\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA [64] \"VELAEnable\" REG_DWORD ";
   CHECK(std::count(left.begin(), left.end(), enabled + "1") == 1);
   std::replace(left.begin(), left.end(), enabled + "1", enabled + "0");
-  CheckApproved("after a life", left);
+  CheckApproved("left after the uninstall", left);
 }
 
 }  // namespace

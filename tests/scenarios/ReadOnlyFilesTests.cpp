@@ -37,7 +37,7 @@ bool RefusesToBeMadeAnew(const std::wstring& path) {
   return refused;
 }
 
-TEST_CASE("an upgrade replaces what was copied from a disc") {
+TEST_CASE("an upgrade replaces read-only files that were copied from a disc") {
   const Lines& plain = PlainUpgrade();
   World world;
   world.OnWindows(WindowsVersion::kVista).WithSampleSource();
@@ -59,7 +59,7 @@ TEST_CASE("an upgrade replaces what was copied from a disc") {
   }
 }
 
-TEST_CASE("a copy that waits for the restart and is read-only is replaced by a newer one") {
+TEST_CASE("a read-only copy that waits for the restart is replaced by a newer one") {
   World world;
   world.WithSampleSource();
   MakeSourceReadOnly();

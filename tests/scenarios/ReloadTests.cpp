@@ -56,7 +56,7 @@ std::string Title(const Client& client) {
   return TestSupport::ToUtf8(client.shortName) + " runs";
 }
 
-TEST_CASE("a waiting plug-in reloads, and waits for the next time") {
+TEST_CASE("a waiting plug-in reloads, and then waits again") {
   for (const WindowsVersion version : {WindowsVersion::kXp64, WindowsVersion::kVista, WindowsVersion::kWindows10}) {
     const Lines& plain = PlainReload(version);
     for (const Client& client : Clients()) {
@@ -74,7 +74,7 @@ TEST_CASE("a waiting plug-in reloads, and waits for the next time") {
   }
 }
 
-TEST_CASE("all clients run, each has its own event, and two processes of one share it") {
+TEST_CASE("all running clients reload, each by its own event; two processes of one client share an event") {
   const Lines& plain = PlainReload();
   World world;
   world.OnWindows(WindowsVersion::kVista);
@@ -89,7 +89,7 @@ TEST_CASE("all clients run, each has its own event, and two processes of one sha
   }
 }
 
-TEST_CASE("an event that nobody resets stays set; without its client it is left alone") {
+TEST_CASE("an event that no plug-in resets stays set; the event of a client that does not run is not set") {
   const Lines& plain = PlainReload();
   const Client& last = Clients().back();
   World world;
@@ -103,7 +103,7 @@ TEST_CASE("an event that nobody resets stays set; without its client it is left 
   }
 }
 
-TEST_CASE("a client whose plug-in does not wait yet is told in vain") {
+TEST_CASE("notifying a client whose plug-in does not wait yet has no effect") {
   const Lines& plain = PlainReload();
   World world;
   world.OnWindows(WindowsVersion::kVista).WithRunning(L"OUTLOOK.EXE");
@@ -114,7 +114,7 @@ TEST_CASE("a client whose plug-in does not wait yet is told in vain") {
   CHECK_FALSE(world.EventIsSet(kOutlookEvent));
 }
 
-TEST_CASE("Windows Mail counts on Windows Vista only, and Outlook Express everywhere else") {
+TEST_CASE("Windows Mail is a client on Windows Vista only, Outlook Express on all others") {
   for (const auto& [program, version] : {std::pair{L"msimn.exe", WindowsVersion::kVista},
                                          {L"winmail.exe", WindowsVersion::kXp64},
                                          {L"winmail.exe", WindowsVersion::kWindows7},
@@ -129,7 +129,7 @@ TEST_CASE("Windows Mail counts on Windows Vista only, and Outlook Express everyw
   }
 }
 
-TEST_CASE("events that something else holds, or that nobody may open: each error is told, the others are notified") {
+TEST_CASE("each event that cannot be opened is logged with its error, and the other clients are notified") {
   const Lines& plain = PlainReload();
   World world;
   world.OnWindows(WindowsVersion::kVista).WithRunning(L"OUTLOOK.EXE").WithTakenName(kOutlookEvent);

@@ -43,8 +43,7 @@ struct NoLogYet {
   }
 };
 
-TEST_CASE(
-    "the first run makes the folder and the log, a later one goes on behind it, or behind another program's text") {
+TEST_CASE("the first run creates the folder and the log; a later one appends, also after another program's text") {
   const NoLogYet machine;
   World world;
   world.RunWithArguments({});
@@ -58,7 +57,7 @@ TEST_CASE(
   CHECK(FileContent(LogFilePath()).substr(0, all.size()) == all);
 }
 
-TEST_CASE("a file or a folder in the place of the log or of its folder stays, and the run goes without a log") {
+TEST_CASE("a file or a folder in place of the log or its folder stays, and the run continues without a log") {
   const Lines& plain = PlainInstall();
   {
     const NoLogYet machine;
@@ -71,7 +70,7 @@ TEST_CASE("a file or a folder in the place of the log or of its folder stays, an
   CheckRun("the log is lost", plain, Told(Install(WithSource(world).WithFolder(LogFilePath()))));
 }
 
-TEST_CASE("without a temporary folder none is made, and the run goes without a log") {
+TEST_CASE("a missing temporary folder is not created, and the run continues without a log") {
   const Lines& plain = PlainInstall();
   const NoLogYet machine;
   World world;
@@ -88,7 +87,7 @@ TEST_CASE("without a temporary folder none is made, and the run goes without a l
   CheckRun("the log is lost", plain, Told(outcome));
 }
 
-TEST_CASE("a log on a full disk is lost, and the run goes on") {
+TEST_CASE("a log on a full disk is lost, and the run continues") {
   const NoLogYet machine;
   World world;
   WithSource(world).WithFolder(LogFolder());
@@ -102,7 +101,7 @@ TEST_CASE("a log on a full disk is lost, and the run goes on") {
   CHECK(world.RegisteredModules().size() == 10);
 }
 
-TEST_CASE("a character that the log cannot hold ends the log of the run right there, and not the run") {
+TEST_CASE("a character that the log cannot hold ends the log of this run at that point, but not the run") {
   const Lines& plain = PlainInstall();
   World world;
   WithSource(world);

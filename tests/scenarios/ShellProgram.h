@@ -22,7 +22,7 @@ class ShellProgram {
       ::Sleep(10);
     }
     if (waiting == nullptr) {
-      throw std::runtime_error("Explorer.exe does not start");
+      throw std::runtime_error("the test's Explorer.exe did not start");
     }
     ::CloseHandle(waiting);
   }

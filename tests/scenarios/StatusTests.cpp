@@ -18,14 +18,14 @@ void CheckStatus(World& world, const std::string& status) {
                "  LOG_INFO : [time] VELA END!!! RetrunCode:0"});
 }
 
-TEST_CASE("any number is told as it is, unsigned") {
+TEST_CASE("any stored number is logged as it is, as an unsigned number") {
   for (const auto& [stored, told] : {std::pair{0, "0"}, {1, "1"}, {2, "2"}, {-1, "4294967295"}}) {
     World world;
     CheckStatus(world.WithProductKey({{L"VELAEnable", stored}}), std::string("GetStatus!!!!! ") + told);
   }
 }
 
-TEST_CASE("a switch of 64-bit programs is never told, and a key that is missing or closed is told as such") {
+TEST_CASE("a switch in the 64-bit view is ignored; a key that is missing or inaccessible is logged as such") {
   {
     World world;
     world.WithProductKey({{L"VELAEnable", 0}}).WithKey(MachineKey64(World::kProductKey), {{L"VELAEnable", 1}});
@@ -40,13 +40,13 @@ TEST_CASE("a switch of 64-bit programs is never told, and a key that is missing 
   CheckStatus(world, "REG Open Fail");
 }
 
-TEST_CASE("a key that may only be read is enough") {
+TEST_CASE("a read-only key is enough") {
   World world;
   world.WithProductKey({{L"VELAEnable", 1}}).WithAccess(MachineKey32(World::kProductKey), kReadOnlyAccess);
   CheckStatus(world, "GetStatus!!!!! 1");
 }
 
-TEST_CASE("a switch that is missing or no number cannot be told") {
+TEST_CASE("a switch that is missing, or not a 32-bit number, is logged as a failure") {
   {
     World world;
     CheckStatus(world.WithProductKey(), "GetStatus!!!!! FAIL!!");

@@ -83,9 +83,9 @@ Lines FaultsOfBoth() {
     const std::wstring name = EndsIn(file, kWaiting) ? file.substr(0, file.size() - kWaiting.size()) : file;
     const std::string content = FileContent(kProduct + file);
     if (installed.count(name) == 0) {
-      faults.push_back("of nobody: " + ToUtf8(file));
+      faults.push_back("in neither source: " + ToUtf8(file));
     } else if (content != FileContent(installed.at(name)) && content != FileContent(upgraded.at(name))) {
-      faults.push_back("not whole: " + ToUtf8(file));
+      faults.push_back("not a whole file of one source: " + ToUtf8(file));
     }
   }
   for (const std::wstring& file : missing) {
@@ -100,7 +100,7 @@ Lines FaultsOfOne() {
   for (const auto& [name, origin] : Origins(kSources[0])) {
     if (!TestSupport::SameTime(TestSupport::LastWriteOf(origin), TestSupport::LastWriteOf(kProduct + name)) ||
         FileContent(kProduct + name) != FileContent(origin)) {
-      faults.push_back("not the source's: " + ToUtf8(name));
+      faults.push_back("differs from its source: " + ToUtf8(name));
     }
   }
   return faults;
@@ -111,7 +111,7 @@ TestProcess Started(bool upgrade, const std::wstring& source) {
                      {upgrade ? L"-p" : L"-I", source, World::kDestination});
 }
 
-TEST_CASE("an installation and an upgrade at once") {
+TEST_CASE("an installation and an upgrade at the same time both complete, and every file is whole") {
   World world;
   world.OnWindows(TestSupport::WindowsVersion::kVista).WithSampleSource();
   TestSupport::CopyTree(kSources[0], kSources[1]);

@@ -33,7 +33,7 @@ void CheckFoldersLog(const Outcome& outcome) {
               {"LOG_INFO : VELAUtility::DeleteFolderFiles(), Success to delete folder: " + ToUtf8(kProduct)});
 }
 
-TEST_CASE("a file in use, and read-only, goes with its folders at the restart, and everything else at once") {
+TEST_CASE("a read-only file in use is deleted with its folders at the restart, and everything else at once") {
   World world;
   MakeFolders(world);
   const std::wstring plugin = kProduct + L"\\VELA_OL\\plugin.dll";

@@ -61,7 +61,7 @@ struct ReplacedByLink {
   FolderLink link;
 };
 
-TEST_CASE("a link at any level of the product's folder, and of the folders for the data of all users") {
+TEST_CASE("links at any level of the product's and the data folders are removed, and their targets stay") {
   for (const std::wstring& place :
        {kProduct, kProduct + L"\\VELA_OL\\rule", kCommonBase + L"OL", kCommonBase + L"WLM\\Users\\{4711}",
         kCommonBase + L"VELA_common\\Users\\{4711}\\log\\link"}) {
@@ -83,7 +83,7 @@ TEST_CASE("a link at any level of the product's folder, and of the folders for t
   }
 }
 
-TEST_CASE("the folder of the product for all users' data is a link: refused, and nothing is scheduled behind it") {
+TEST_CASE("if the data folder of all users is a link, it is refused, and nothing below it is scheduled") {
   // The product is in another place; here because of its destination; or here with any name of the destination.
   for (const wchar_t* const destination :
        {kInstalledFolder.c_str(), L"C:\\VelaTest\\Caf\x00E9", L"C:\\ProgramData\\Orvane Labs",
@@ -107,7 +107,7 @@ TEST_CASE("the folder of the product for all users' data is a link: refused, and
   }
 }
 
-TEST_CASE("a destination that is reached by the administrator's own link is emptied") {
+TEST_CASE("a destination that is reached through the administrator's own link is emptied") {
   World world;
   world.WithFile(L"C:\\VelaTest\\otherdrive\\Orvane Labs\\VELA\\VELA_OL\\plugin.dll");
   const FolderLink link(World::kDestination, L"C:\\VelaTest\\otherdrive");

@@ -40,7 +40,7 @@ Lines PlantManyFiles(const std::wstring& folder, const std::string& shown) {
   return gone;
 }
 
-TEST_CASE("20,000 files of the product go as one does") {
+TEST_CASE("20,000 more files of the product are deleted, and the log is the same") {
   const Lines& plain = PlainUninstall();
   World world;
   Installed(world);
@@ -59,14 +59,14 @@ TEST_CASE("20,000 files of the product go as one does") {
   CHECK_LINES(Told(outcome), (plain));
 }
 
-TEST_CASE("a second time there is nothing left to take away, nor of what was never installed") {
+TEST_CASE("a second uninstall, or one without an installation, finds nothing to remove") {
   const Lines& plain = PlainUninstall();
-  CheckUninstall("nothing to take away", [](World& world) { Uninstall(world); });
+  CheckUninstall("nothing to remove", [](World& world) { Uninstall(world); });
   World world;
-  CheckRun("nothing to take away", plain, Told(Uninstall(world.OnWindows(WindowsVersion::kVista))));
+  CheckRun("nothing to remove", plain, Told(Uninstall(world.OnWindows(WindowsVersion::kVista))));
 }
 
-TEST_CASE("installed, but never switched on") {
+TEST_CASE("an uninstall of a product that was never switched on") {
   const Lines& plain = PlainUninstall();
   World world;
   Install(world.OnWindows(WindowsVersion::kVista).WithSampleSource());
@@ -74,7 +74,7 @@ TEST_CASE("installed, but never switched on") {
   CheckRun("never switched on", plain, Told(Uninstall(world)));
 }
 
-TEST_CASE("the monitor of a client that this Windows has no more is no longer started") {
+TEST_CASE("the start-up value of a monitor whose client this Windows no longer has is deleted") {
   const Lines& plain = PlainUninstall(WindowsVersion::kWindows7);
   World world;
   Installed(world, WindowsVersion::kWindows7);
@@ -87,12 +87,12 @@ TEST_CASE("the monitor of a client that this Windows has no more is no longer st
   CheckRun("a monitor of an older Windows", plain, Told(Uninstall(world)));
 }
 
-TEST_CASE("regsvr32.exe that cannot be started stops nothing") {
+TEST_CASE("if regsvr32.exe cannot be started, the uninstall continues") {
   CheckUninstall("no regsvr32.exe", [](World& world) { world.WithoutRegsvr32(); });
   CheckUninstall("no regsvr32.exe", [](World& world) { world.WithBrokenRegsvr32(); });
 }
 
-TEST_CASE("a module that takes too long is told of and waited for no more") {
+TEST_CASE("a module that takes too long to unregister is logged and no longer waited for") {
   const Lines& plain = PlainUninstall();
   World world;
   Installed(world).WithStandInRegsvr32("sleep 4000 2\n");

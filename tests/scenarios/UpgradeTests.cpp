@@ -24,7 +24,7 @@ World& Installed(World& world) {
   return world;
 }
 
-TEST_CASE("a newer source replaces what has changed and nothing else; no client is looked at before the files") {
+TEST_CASE("a newer source replaces only the files that changed; clients are looked for after that") {
   const Lines& plain = PlainUpgrade();
   World world;
   Installed(world).WithFile(kSource + L"\\rule\\base.rul", "newer rules");
@@ -37,7 +37,7 @@ TEST_CASE("a newer source replaces what has changed and nothing else; no client 
   CHECK(FileContent(kProduct + L"\\VELA_OE\\vela.ptn") == "newer pattern");
 }
 
-TEST_CASE("an upgrade of what was never installed stages it and registers nothing") {
+TEST_CASE("an upgrade without an installation stages the files and registers nothing") {
   Lines wanted = PlainUpgrade();
   const Lines& install = PlainInstall();
   wanted.insert(wanted.end(), std::find(install.begin(), install.end(), "files:"), install.end());
@@ -45,7 +45,7 @@ TEST_CASE("an upgrade of what was never installed stages it and registers nothin
   CHECK_LINES(Told(Upgrade(WithSource(world))), (wanted));
 }
 
-TEST_CASE("settings and registrations may be refused to everybody: they are not asked for") {
+TEST_CASE("an upgrade needs neither access to the settings nor regsvr32.exe") {
   const Lines& plain = PlainUpgrade();
   World world;
   Installed(world).WithAccess(TestSupport::MachineKey32(World::kProductKey), TestSupport::kNoAccess);
@@ -53,14 +53,14 @@ TEST_CASE("settings and registrations may be refused to everybody: they are not 
   CHECK_LINES(Told(outcome), (plain));
 }
 
-TEST_CASE("a client that cannot be told decides the exit code, not the upgrade") {
-  CheckUpgrade("a client that cannot be told", [](World& world) {
+TEST_CASE("if a client cannot be notified, that decides the exit code, whatever the upgrade did") {
+  CheckUpgrade("a client that cannot be notified", [](World& world) {
     world.WithRunning(Clients().back().process).WithTakenName(Clients().back().UpdateEvent());
     TestSupport::RemoveTree(kAddin);
   });
 }
 
-TEST_CASE("a file in use waits for the restart, which brings it") {
+TEST_CASE("a file in use is replaced at the restart") {
   const Lines& plain = PlainUpgrade();
   World world;
   Installed(world);
@@ -79,7 +79,7 @@ TEST_CASE("a file in use waits for the restart, which brings it") {
   CHECK_LINES(Upgrade(world).fileDiff, {});
 }
 
-TEST_CASE("a failing upgrade tells the plug-ins all the same") {
+TEST_CASE("a failing upgrade notifies the plug-ins anyway") {
   const Lines& plain = PlainUpgrade();
   World world;
   WithSource(world).WithFile(L"C:\\VelaTest\\file");
@@ -89,7 +89,7 @@ TEST_CASE("a failing upgrade tells the plug-ins all the same") {
   CHECK_LINES(outlook.Report(2), {"waiting", "reloaded"});
 }
 
-TEST_CASE("without a source only the settings files are missed") {
+TEST_CASE("without a source, only the settings files are logged as missing") {
   const Lines& plain = PlainUpgrade();
   World world;
   CheckRun("no source", plain, Told(Upgrade(world.OnWindows(WindowsVersion::kVista))));
