@@ -94,7 +94,7 @@ class DeathSweep {
   explicit DeathSweep(const Scenario& scenario) : scenario_(scenario), world_(scenario, Modules::kAll) {
     world_.Reset();
     counted_ = RunSubject(scenario.commandSwitch, "count register");
-    findings_.Add("it runs undisturbed", BrokenPromises(scenario, counted_));
+    findings_.Add("the undisturbed run", BrokenPromises(scenario, counted_));
     after_ = State();
   }
 
@@ -113,8 +113,8 @@ class DeathSweep {
 
   void Report() const {
     ReportRow(scenario_.name, {counted_.changes, deaths_, explained_}, findings_);
-    CHECK_MESSAGE(findings_.Runs() == 0, std::string(scenario_.name), ": ", findings_.Runs(), " deaths with findings\n",
-                  findings_.Text());
+    CHECK_MESSAGE(findings_.Runs() == 0, std::string(scenario_.name), ": ", findings_.Runs(),
+                  " runs that were ended early have findings\n", findings_.Text());
   }
 
  private:
@@ -126,11 +126,11 @@ class DeathSweep {
         RunSubject(scenario_.commandSwitch, std::string(order) + " " + std::to_string(call.change) + " register");
     Lines broken;
     if (died.exitCode != kOrderedEnd) {
-      broken.push_back("it did not end there");
+      broken.push_back("the process did not end at this change");
     }
     const SubjectOutcome again = RunSubject(scenario_.commandSwitch, "count register");
     for (const std::string& line : BrokenPromises(scenario_, again)) {
-      broken.push_back("run again: " + line);
+      broken.push_back("second run: " + line);
     }
     bool explained = false;
     for (const std::string& line : Differences(after_, State())) {
@@ -154,7 +154,7 @@ class DeathSweep {
   int explained_ = 0;  // that left an expected difference
 };
 
-TEST_CASE("a command that was ended in its middle is made good by running it again") {
+TEST_CASE("running a command again repairs the state after a run that ended in the middle") {
   const char* const strideText = std::getenv("VELA_DEATHS_STRIDE");
   const char* const only = std::getenv("VELA_DEATHS_SCENARIO");
   const int stride = strideText != nullptr ? std::atoi(strideText) : 1;

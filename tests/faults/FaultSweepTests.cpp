@@ -43,7 +43,7 @@ class Sweep {
   explicit Sweep(const Scenario& scenario) : scenario_(scenario), world_(scenario, Modules::kNone) {
     world_.Reset();
     counted_ = RunSubject(scenario.commandSwitch, WithSuffix(scenario, "count"));
-    findings_.Add("nothing fails", BrokenPromises(scenario, counted_));
+    findings_.Add("the run without a failing call", BrokenPromises(scenario, counted_));
   }
 
   const SubjectOutcome& Counted() const { return counted_; }
@@ -93,7 +93,7 @@ class Sweep {
     Lines broken = BrokenPromises(scenario_, outcome);
     // The calls before the failing one are the same as in the counting run. So the failing call must be the same, too.
     if (outcome.noted && (outcome.failed.empty() || outcome.failed.front().place != call.place)) {
-      broken.push_back("another call stood in its place: the run is not the one that was counted");
+      broken.push_back("another call has this number now: the run differs from the counting run");
     }
     findings_.Add(told, broken);
   }
@@ -121,23 +121,24 @@ void CheckReached(const std::set<std::string>& reached) {
     const bool meant = std::find(std::begin(kReachedByNoCommand), std::end(kReachedByNoCommand), name) ==
                        std::end(kReachedByNoCommand);
     if (!ErrorsOf(name.c_str())->empty()) {
-      CHECK_MESSAGE((reached.count(name) != 0) == meant, name);
+      CHECK_MESSAGE((reached.count(name) != 0) == meant, name,
+                    " must be either called here or listed in kReachedByNoCommand");
     }
   }
 }
 
-TEST_CASE("it is known how each Windows function that the product calls fails") {
+TEST_CASE("every Windows function that the product calls is listed with the errors that it can return") {
   for (int number = 0; number < kCallCount; ++number) {
     const char* const name = NameOf(static_cast<ProductCall>(number));
     const auto* const errors = ErrorsOf(name);
-    CHECK_MESSAGE(errors != nullptr, name);
+    CHECK_MESSAGE(errors != nullptr, std::string(name), " is not listed in ProductCalls.h");
     if (errors != nullptr && !errors->empty()) {
-      CHECK_NOTHROW_MESSAGE(TestSupport::FailureReturn::Of(name, errors->front()), name);
+      CHECK_NOTHROW_MESSAGE(TestSupport::FailureReturn::Of(name, errors->front()), std::string(name));
     }
   }
 }
 
-TEST_CASE("every command keeps its promises whatever fails") {
+TEST_CASE("every command ends properly and releases everything, whichever Windows call fails") {
   const int stride = Number("VELA_FAULTS_STRIDE", 1);
   REQUIRE(stride > 0);
   std::set<std::string> reached;

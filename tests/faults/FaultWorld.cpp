@@ -59,7 +59,7 @@ std::wstring FolderOf(std::wstring_view module) {
       return client.FolderName() + L"\\";
     }
   }
-  throw std::runtime_error(TestSupport::ToUtf8(module) + " is of no client");
+  throw std::runtime_error(TestSupport::ToUtf8(module) + " belongs to no client");
 }
 
 enum class Age { kNew, kOld };
@@ -74,7 +74,7 @@ void Plant(const std::wstring& path, const std::string& content, Age age = Age::
     ::CloseHandle(file);
   }
   if (!set) {
-    throw std::runtime_error("cannot give " + TestSupport::ToUtf8(path) + " its time");
+    throw std::runtime_error("cannot set the time of " + TestSupport::ToUtf8(path));
   }
 }
 
@@ -82,7 +82,7 @@ void Plant(const std::wstring& path, const std::string& content, Age age = Age::
 HANDLE Hold(const std::wstring& path) {
   const HANDLE file = ::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
   if (file == INVALID_HANDLE_VALUE) {
-    throw std::runtime_error("the file that is to be in use cannot be opened");
+    throw std::runtime_error("cannot open " + TestSupport::ToUtf8(path) + ", which must be in use");
   }
   return file;
 }
@@ -135,7 +135,7 @@ FaultWorld::FaultWorld(const Scenario& scenario, Modules modules) : scenario_(sc
     processes_.emplace_back(path, std::vector<std::wstring>{kEndOfClients, L"36000"});
     for (int i = 0; TestSupport::CountProcesses(program) == 0; ++i) {
       if (i == 500) {
-        throw std::runtime_error(TestSupport::ToUtf8(program) + " does not appear among the processes");
+        throw std::runtime_error(TestSupport::ToUtf8(program) + " was started but is not in the list of processes");
       }
       ::Sleep(10);
     }

@@ -70,7 +70,7 @@ void CheckLog(const SubjectOutcome& outcome, Lines& broken) {
   const std::string wanted = " VELA END!!! RetrunCode:" + std::to_string(static_cast<int>(outcome.exitCode));
   const std::string last = outcome.log.empty() ? std::string() : outcome.log.back();
   if (last.size() < wanted.size() || last.compare(last.size() - wanted.size(), wanted.size(), wanted) != 0) {
-    broken.push_back("the closing line is missing or tells another result: \"" + last + "\"");
+    broken.push_back("the closing line is missing or has another exit code: \"" + last + "\"");
   }
 }
 
@@ -86,7 +86,7 @@ void CheckExitCode(const Scenario& scenario, const SubjectOutcome& outcome, Line
     wanted = refused || (!outcome.logPossible && code == 0) ? 0 : 1;
   }
   if (code != wanted) {
-    broken.push_back("exit code " + Hexadecimal(code) + ", not " + Hexadecimal(wanted));
+    broken.push_back("exit code " + Hexadecimal(code) + ", expected " + Hexadecimal(wanted));
   }
 }
 
@@ -95,10 +95,10 @@ void CheckExitCode(const Scenario& scenario, const SubjectOutcome& outcome, Line
 Lines BrokenPromises(const Scenario& scenario, const SubjectOutcome& outcome) {
   Lines broken;
   if (outcome.timedOut) {
-    return {"it did not end"};
+    return {"the run timed out"};
   }
   if (!outcome.noted) {
-    return {"it died: exit code " + Hexadecimal(outcome.exitCode)};
+    return {"the run crashed: exit code " + Hexadecimal(outcome.exitCode)};
   }
   CheckLog(outcome, broken);
   CheckExitCode(scenario, outcome, broken);

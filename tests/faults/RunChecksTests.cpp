@@ -35,7 +35,7 @@ SubjectOutcome Ended(DWORD exitCode, const std::string& lastLine) {
 
 constexpr char kClosing[] = "LOG_INFO : [2026/01/02 03:04:05] VELA END!!! RetrunCode:0";
 
-TEST_CASE("each broken promise is a finding") {
+TEST_CASE("each way in which a run can fail its checks is a finding") {
   struct Row {
     const char* scenario;
     SubjectOutcome outcome;
@@ -48,22 +48,22 @@ TEST_CASE("each broken promise is a finding") {
   died.noted = false;
   SubjectOutcome hung = Ended(0, kClosing);
   hung.timedOut = true;
-  const std::string missing = "the closing line is missing or tells another result: \"";
+  const std::string missing = "the closing line is missing or has another exit code: \"";
   for (const Row& row : {
            Row{"-s", Ended(0, kClosing), {}},
            Row{"-s", without, {}},
-           Row{"-s", died, {"it died: exit code 0xC0000005"}},
-           Row{"-s", hung, {"it did not end"}},
+           Row{"-s", died, {"the run crashed: exit code 0xC0000005"}},
+           Row{"-s", hung, {"the run timed out"}},
            Row{"-s", Ended(0, "LOG_INFO : GetStatus!!!!! 1"), {missing + "LOG_INFO : GetStatus!!!!! 1\""}},
-           Row{"-s", Ended(1, kClosing), {missing + kClosing + "\"", "exit code 0x1, not 0x0"}},
-           Row{"-r", Ended(0, kClosing), {"exit code 0x0, not 0x1"}},
-           Row{"-I", Ended(0xE0FF0001, " VELA END!!! RetrunCode:-520159231"), {"exit code 0xE0FF0001, not 0x0"}},
+           Row{"-s", Ended(1, kClosing), {missing + kClosing + "\"", "exit code 0x1, expected 0x0"}},
+           Row{"-r", Ended(0, kClosing), {"exit code 0x0, expected 0x1"}},
+           Row{"-I", Ended(0xE0FF0001, " VELA END!!! RetrunCode:-520159231"), {"exit code 0xE0FF0001, expected 0x0"}},
        }) {
     CHECK_LINES(BrokenPromises(Named(row.scenario), row.outcome), (row.broken));
   }
 }
 
-TEST_CASE("each kind of note is a finding; the user's identity is never meant to stay, nor to change anything") {
+TEST_CASE("each kind of note is a finding, and so is impersonation that stays or that changes anything") {
   SubjectOutcome outcome = Ended(0, kClosing);
   outcome.remarks = {"left CreateFileW 0 handle",
                      "stray CloseHandle 0 handle",
@@ -79,7 +79,7 @@ TEST_CASE("each kind of note is a finding; the user's identity is never meant to
   CHECK(BrokenPromises(Named("-s"), outcome).size() == outcome.remarks.size() - 1);
 }
 
-TEST_CASE("places in and outside of the product's trees") {
+TEST_CASE("which paths count as inside the product's trees") {
   for (const wchar_t* const path :
        {L"C:\\VelaFaults\\dest", L"c:\\velafaults\\DEST\\VELA\\a.dll", L"C:\\ProgramData\\Orvane Labs\\OL\\",
         L"C:\\users\\somebody\\Application Data\\Microsoft\\Outlook\\Extend.dat",
@@ -93,7 +93,7 @@ TEST_CASE("places in and outside of the product's trees") {
   }
 }
 
-TEST_CASE("what is never given back stands in the notes with the place that took it") {
+TEST_CASE("a resource that is never released is noted with the function that took it") {
   FaultWorld world(Named("-s"), Modules::kNone);
   world.Reset();
   const SubjectOutcome kept = RunSubject(L"-s", "count forget");

@@ -85,7 +85,7 @@ std::map<unsigned long long, std::string> ReadMap() {
     }
   }
   if (names.size() < 100) {
-    throw std::runtime_error("the subject's map cannot be read");
+    throw std::runtime_error("the linker map faults.subject.map cannot be read");
   }
   return names;
 }

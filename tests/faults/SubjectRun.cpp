@@ -83,7 +83,7 @@ void SubjectRun::ReadOrder() {
     }
   }
   if (!known) {
-    GiveUp("VELA_FAULTS_ORDER says nothing that is known");
+    GiveUp("VELA_FAULTS_ORDER has no known value");
   }
   errorPlace_ = place;
   withoutSessionToken_ = text.find(L" shell") != std::wstring::npos;
@@ -94,7 +94,7 @@ void SubjectRun::ReadOrder() {
 bool SubjectRun::MustFail(const std::vector<DWORD>& errors, DWORD& error) const {
   if (order_ == Order::kFail && calls_ == number_) {
     if (errorPlace_ >= errors.size()) {
-      GiveUp("the call has no such error");
+      GiveUp("ProductCalls.h has no such error for this call");
     }
     error = errors[errorPlace_];
     return true;

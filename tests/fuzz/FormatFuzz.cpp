@@ -45,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   std::wstring whole = L"what was there before";
   Require(String::Format(whole, kFormat, longText.c_str(), number, text.c_str()), "formatting succeeds");
-  Require(whole == expected, "the formatted text is whole");
+  Require(whole == expected, "the formatted text is complete");
 
   std::wstring attempted = L"kept";
   const std::size_t before = capacity;
@@ -54,11 +54,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(attempted == expected && capacity == before, "a text that fits replaces the old one");
   } else {
     Require(expected.size() >= before, "a text that has room for its terminator fits");
-    Require(attempted == L"kept" && capacity == before + kGrowth, "one that does not asks for more room");
+    Require(attempted == L"kept" && capacity == before + kGrowth,
+            "a text that does not fit leaves the old one and asks for more room");
   }
 
   DWORD error = ERROR_SUCCESS;
   const FARPROC found = OrCommon::Library::FindEntryPoint(nullptr, longText.c_str(), error);
-  Require(found == nullptr && error == ERROR_PROC_NOT_FOUND, "a name that no library has");
+  Require(found == nullptr && error == ERROR_PROC_NOT_FOUND, "a name that no library has is not found");
   return 0;
 }

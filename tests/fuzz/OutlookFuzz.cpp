@@ -75,8 +75,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   const std::wstring release = AfterLastDot(version.Read());
   Require(ReleaseTextOf(version.Read()) == release, "the release is what follows the last dot");
-  Require(LeadingNumberOf(release) == Leading(release), "the number of the leading digits");
-  Require(ReleaseOfVersion(Leading(release)) == Release(Leading(release)), "the release of a number");
+  Require(LeadingNumberOf(release) == Leading(release), "the number is that of the leading digits");
+  Require(ReleaseOfVersion(Leading(release)) == Release(Leading(release)), "each number gives its release");
 
   // A name that is longer than the key allows ends the search, like the end of the list.
   bool named = false;
@@ -89,10 +89,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool known = version.Bytes().size() <= kLongestVersion && path.Bytes().size() <= kLongestPath && named;
 
   std::wstring folder = L"what was there before";
-  Require(GetOutlookInstallPath(folder) == known, "the folder is known where version, subkey and path can be read");
-  Require(folder == (known ? path.Read() : L""), "the folder as it is stored, or none");
+  Require(GetOutlookInstallPath(folder) == known, "the folder is found if version, subkey and path can be read");
+  Require(folder == (known ? path.Read() : L""), "the folder is returned as stored, or empty");
   Require(GetOutlookVersion() == (known && programIsThere ? Release(Leading(release)) : OL_NOT_INSTALLED),
-          "installed where the program is there");
+          "Outlook counts as installed only if its program exists");
   Require(machine.openHandles == 0, "every key is closed");
   return 0;
 }

@@ -93,7 +93,7 @@ void CheckQueries(DWORD type, const std::vector<BYTE>& bytes, std::size_t growth
   const std::vector<BYTE> noBytes = {1, 2, 3};
   const auto binary = Ask(registry, &Registry::TryQueryBinary, noBytes);
   if (growth == 0 || grows) {
-    Require(binary == Expected(type == REG_BINARY, bytes, noBytes, grows), "bytes as they are stored");
+    Require(binary == Expected(type == REG_BINARY, bytes, noBytes, grows), "bytes are returned as stored");
   }
 
   store(growth);
@@ -102,19 +102,19 @@ void CheckQueries(DWORD type, const std::vector<BYTE>& bytes, std::size_t growth
   const std::wstring text = type == REG_MULTI_SZ ? WithoutFinalTerminators(bytes) : UpToTerminator(bytes);
   const auto read = Ask(registry, &Registry::TryQueryString, noText);
   if (growth == 0 || grows) {
-    Require(read == Expected(isText, text, noText, grows), "a text up to its end");
+    Require(read == Expected(isText, text, noText, grows), "a text is returned up to its end");
   }
 
   store(0);
   const auto number32 = Ask<DWORD>(registry, &Registry::TryQueryNumber32, 7);
   Require(number32 == Expected<DWORD>(type == REG_DWORD && bytes.size() == 4, FromBytes<DWORD>(bytes), 7, false) ||
               (type == REG_DWORD && bytes.size() > 4 && number32.error == ERROR_MORE_DATA),
-          "a number of 32 bits");
+          "only a whole 32-bit number is returned");
   const auto number64 = Ask<std::uint64_t>(registry, &Registry::TryQueryNumber64, 7);
   Require(number64 == Expected<std::uint64_t>(type == REG_QWORD && bytes.size() == 8, FromBytes<std::uint64_t>(bytes),
                                               7, false) ||
               (type == REG_QWORD && bytes.size() > 8 && number64.error == ERROR_MORE_DATA),
-          "a number of 64 bits");
+          "only a whole 64-bit number is returned");
 }
 
 void CheckSettings(const std::vector<BYTE>& bytes) {
@@ -124,13 +124,13 @@ void CheckSettings(const std::vector<BYTE>& bytes) {
   std::vector<BYTE> whole = bytes;  // half a character at the end is read as a whole one
   whole.resize(bytes.size() + bytes.size() % 2);
   const bool readable = bytes.size() <= kLongestUserText;
-  Require(VELAUtility::ReadUserStringValue(L"hive", kName, text) == readable, "a user's text of at most 2,048 bytes");
-  Require(text == (readable ? UpToTerminator(whole) : L""), "up to its end, or nothing");
+  Require(VELAUtility::ReadUserStringValue(L"hive", kName, text) == readable, "a text of up to 2,048 bytes is read");
+  Require(text == (readable ? UpToTerminator(whole) : L""), "a user's text is returned up to its end, or empty");
   DWORD enabled = 2;
-  Require(VELAUtility::GetVELAEnable(enabled) == (bytes.size() <= 4), "the switch of at most four bytes");
+  Require(VELAUtility::GetVELAEnable(enabled) == (bytes.size() <= 4), "the switch can be read up to four bytes");
   Require(enabled <= 1, "the switch is on or off");
   if (bytes.size() == 4) {
-    Require(enabled == (FromBytes<DWORD>(bytes) == 1 ? 1U : 0U), "on is 1 and nothing else");
+    Require(enabled == (FromBytes<DWORD>(bytes) == 1 ? 1U : 0U), "only 1 means on");
   }
 }
 
@@ -142,10 +142,10 @@ void CheckNames(const std::vector<std::wstring>& names) {
   for (DWORD index = 0; index <= names.size(); ++index) {
     try {
       const bool more = registry.EnumerateSubkey(index, name);
-      Require(more == (index < names.size()), "every subkey, then the end");
-      Require(!more || name == names[index], "a subkey's whole name");
+      Require(more == (index < names.size()), "every subkey is listed, then the end");
+      Require(!more || name == names[index], "a subkey's whole name is returned");
     } catch (OrCommon::Storage::Exception* failure) {
-      Require(failure->Code() == ERROR_MORE_DATA && names[index].size() >= 256, "only a name beyond the longest fails");
+      Require(failure->Code() == ERROR_MORE_DATA && names[index].size() >= 256, "only a name beyond the limit fails");
       delete failure;
     }
   }

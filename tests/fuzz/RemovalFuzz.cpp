@@ -87,13 +87,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   int restartNeeded = 0;
   DWORD error = ~DWORD{0};
   Require(OrCommon::Storage::File::DeleteAllFiles(kRoot + separators, restartNeeded, &error), "every folder is listed");
-  Require(error == ERROR_SUCCESS, "without an error");
+  Require(error == ERROR_SUCCESS, "the error code is 0");
   for (const auto& [path, attributes] : before) {
     const auto now = machine.disk.find(path);
     const bool isThere = now != machine.disk.end();
     const bool isPutOff = std::find(machine.putOff.begin(), machine.putOff.end(), path) != machine.putOff.end();
     if (!IsBelow(path, kRoot) || isBehindLink(path)) {
-      Require(isThere && now->second == attributes && !isPutOff, "what lies elsewhere or behind a link is untouched");
+      Require(isThere && now->second == attributes && !isPutOff, "entries elsewhere or behind a link are untouched");
       continue;
     }
     const std::wstring& entry = path;
@@ -101,10 +101,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                        std::any_of(machine.held.begin(), machine.held.end(), [&](const std::wstring& held) {
                          return IsBelow(held, entry) && !isBehindLink(held);
                        });
-    Require(isThere == holds, "everything goes that nobody holds");
-    Require(isPutOff == holds, "and the rest at the restart");
+    Require(isThere == holds, "only entries that are in use stay");
+    Require(isPutOff == holds, "only entries that are in use are scheduled");
   }
-  Require((restartNeeded != 0) == !machine.putOff.empty(), "a restart is needed where something was put off");
+  Require((restartNeeded != 0) == !machine.putOff.empty(), "a restart is needed if anything is scheduled");
   Require(machine.openHandles == 0, "every search is closed");
   return 0;
 }

@@ -65,16 +65,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::wstring userId = L"what was there before";
   VELAUtility::BuildUserDataTree(MailClient::kOutlookExpress, L"S-1-5-21", userId);
   constexpr std::size_t kLongest = 2048;  // bytes
-  Require(userId == (identity.Bytes().size() <= kLongest ? identity.Read() : L""), "the identity as it is stored");
+  Require(userId == (identity.Bytes().size() <= kLongest ? identity.Read() : L""), "the identity is read as stored");
   for (const auto* paths : {&machine.madeFolders, &machine.stampedFolders}) {
-    Require(rootIsKnown || paths->empty(), "nothing is done where the root is not known");
+    Require(rootIsKnown || paths->empty(), "nothing is done if the root is not known");
     Require(std::all_of(paths->begin(), paths->end(), StaysBelow), "nothing is done outside the root");
-    Require(std::find(paths->begin(), paths->end(), kForeign) == paths->end(), "another program's folder stays closed");
+    Require(std::find(paths->begin(), paths->end(), kForeign) == paths->end(), "another program's folder is untouched");
   }
   Require(
       std::all_of(machine.stampedFolders.begin(), machine.stampedFolders.end(),
                   [](const std::wstring& path) { return (path + L"\\").compare(0, std::size(kOwn) - 1, kOwn) == 0; }),
-      "what is there below the root itself stays as it is");
+      "existing folders in the root itself keep their access rights");
   Require(machine.openHandles == 0, "every key is closed");
   return 0;
 }

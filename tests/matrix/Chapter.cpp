@@ -45,7 +45,7 @@ void Tell(Chapter& chapter, TestSupport::World& world, const std::string& title,
   Told run = {title, TestSupport::RunText(outcome, {})};
   char code[32] = {};
   std::snprintf(code, sizeof code, outcome.exitCode < 256 ? "exit code: %lu" : "exit code: 0x%08lX", outcome.exitCode);
-  run.lines.front() = outcome.timedOut ? "it was ended" : code;
+  run.lines.front() = outcome.timedOut ? "ended after the time limit" : code;
   run.lines.insert(run.lines.begin(), CommandLineOf(arguments));
   chapter.push_back(std::move(run));
 }
@@ -66,7 +66,7 @@ void CheckChapter(const Chapter& chapter, const std::string& name, const std::st
   Chapter wanted;
   for (const char* const each : kChapters) {
     const std::wstring path = PathIn(L"VELA_EXPECTED_DIR", Wide(each + std::string(".txt")));
-    REQUIRE_MESSAGE(TestSupport::Exists(path), "there is no text to compare with: ", each);
+    REQUIRE_MESSAGE(TestSupport::Exists(path), "the expected text does not exist: ", ToUtf8(path));
     wanted = texts.Read(each, TestSupport::Split(TestSupport::FileContent(path)));
     if (name == each) {
       break;

@@ -28,7 +28,7 @@ bool Begins(const std::string& line, const std::string& mark, std::string& rest)
 const Lines& Find(const Said& said, const std::string& name) {
   const auto found = said.find(name);
   if (found == said.end()) {
-    throw std::runtime_error("nothing was said before of: " + name);
+    throw std::runtime_error("no earlier text has this name: " + name);
   }
   return found->second;
 }
@@ -52,7 +52,7 @@ Lines Changed(const Lines& text, Place line, Place end) {
   std::size_t next = 0;
   const auto copyTo = [&](std::size_t to) {
     if (to < next || to > text.size()) {
-      throw std::runtime_error("no such place in the text: line " + std::to_string(to + 1));
+      throw std::runtime_error("this line number is too high or out of order: " + std::to_string(to + 1));
     }
     changed.insert(changed.end(), text.begin() + static_cast<std::ptrdiff_t>(next),
                    text.begin() + static_cast<std::ptrdiff_t>(to));
@@ -69,10 +69,10 @@ Lines Changed(const Lines& text, Place line, Place end) {
         rest.erase(0, rest.find(']') + 1);
       }
       if (next >= text.size() || text[next++] != rest) {
-        throw std::runtime_error("takes away a line that is not there: " + rest);
+        throw std::runtime_error("removes a line that the earlier text does not have here: " + rest);
       }
     } else {
-      throw std::runtime_error("not a change: " + *line);
+      throw std::runtime_error("not a line of a change (@@, + or -): " + *line);
     }
   }
   copyTo(text.size());
@@ -94,7 +94,7 @@ Lines CellsOf(const std::string& list) {
       }
     }
     if (cells.size() == before) {
-      throw std::runtime_error("no cell of the matrix: " + name);
+      throw std::runtime_error("no system or cell of the matrix has this name: " + name);
     }
   }
   return cells;
@@ -117,7 +117,7 @@ Lines Text(const Said& said, const Lines* basis, Place line, Place end) {
   }
   const std::size_t middle = exchange.find(" for ");
   if (middle == std::string::npos) {
-    throw std::runtime_error("not an exchange: " + *line);
+    throw std::runtime_error("not in the form with <new> for <old>: " + *line);
   }
   const Lines replaced = Replaced(*basis, exchange.substr(middle + 5), exchange.substr(0, middle));
   return ++line == end ? replaced : Changed(replaced, line, end);
@@ -142,20 +142,20 @@ Chapter ExpectedTexts::Read(const std::string& chapter, const Lines& text) {
         cells.clear();
         runs.push_back({head, Text(said_, nullptr, line + 1, end)});
         if (!said_.emplace(chapter + ": " + head, runs.back().lines).second) {
-          throw std::runtime_error("said twice");
+          throw std::runtime_error("this run is in the text twice");
         }
       } else if (Begins(*line, "===== ", head) && !runs.empty()) {
         const Lines changed = Text(cells, &said_.at(chapter + ": " + runs.back().title), line + 1, end);
         for (const std::string& cell : CellsOf(head)) {
           if (!cells.emplace(cell, changed).second) {
-            throw std::runtime_error("said twice: " + cell);
+            throw std::runtime_error("this cell is listed twice: " + cell);
           }
           if (cell == cell_) {
             runs.back().lines = changed;
           }
         }
       } else {
-        throw std::runtime_error("not the beginning of a run");
+        throw std::runtime_error("neither the beginning of a run nor of its cells");
       }
     }
   } catch (const std::runtime_error& error) {

@@ -69,9 +69,9 @@ Chapter Life(const WindowsSystem& system) {
     Tell(chapter, world, title, {command, World::kSource, kInstalled});
   };
 
-  use("a switch that is none", L"-x");
+  use("an unknown switch", L"-x");
   Tell(chapter, world, "an argument is missing", {L"-s", World::kSource});
-  Tell(chapter, world, "an argument too many", {L"-s", World::kSource, kInstalled, L"-s"});
+  Tell(chapter, world, "one argument too many", {L"-s", World::kSource, kInstalled, L"-s"});
   use("-s, not installed yet", L"-s");
   use("-r, no client runs", L"-r");
   install("-I, no client runs", L"-I");
@@ -89,7 +89,7 @@ Chapter Life(const WindowsSystem& system) {
   for (const TestSupport::Client& client : TestSupport::Clients()) {
     world.WithKey(MachineKey64(World::kCoreAgentKey), {{client.DelayFlag(), 1}});
   }
-  use("-e while Outlook and Outlook Express run, all registrations were put off", L"-e");
+  use("-e while Outlook and Outlook Express run, all registrations delayed", L"-e");
   world.EndMonitors(kProduct);
   EndProcesses(L"OUTLOOK.EXE");
   EndProcesses(L"msimn.exe");
@@ -125,8 +125,7 @@ Chapter Outlook2002(const WindowsSystem& system) {
   World world;
   world.OnWindows(system.version).WithOutlook(L"10", L"C:\\VelaTest\\Office10\\").WithStandInRegsvr32();
   Chapter chapter;
-  Tell(chapter, world, "-I, Outlook is of the release 2002, the source holds nothing",
-       {L"-I", kNoSource, World::kDestination});
+  Tell(chapter, world, "-I, Outlook 2002, the source does not exist", {L"-I", kNoSource, World::kDestination});
   return chapter;
 }
 
@@ -145,9 +144,9 @@ Chapter ForeignDestinations(const WindowsSystem& system) {
   const struct {
     const char* title;
     const wchar_t* destination;
-  } rows[] = {{"-I, an accented destination, the source holds nothing", L"C:\\VelaTest\\Caf\x00E9"},
-              {"-I, a Japanese destination, the source holds nothing", L"C:\\VelaTest\\\x65E5\x672C"},
-              {"-I, a destination in half-width katakana, the source holds nothing", L"C:\\VelaTest\\\xFF71"}};
+  } rows[] = {{"-I, an accented destination, the source does not exist", L"C:\\VelaTest\\Caf\x00E9"},
+              {"-I, a Japanese destination, the source does not exist", L"C:\\VelaTest\\\x65E5\x672C"},
+              {"-I, a destination in half-width katakana, the source does not exist", L"C:\\VelaTest\\\xFF71"}};
   for (const auto& row : rows) {
     World world;
     world.OnWindows(system.version).WithStandInRegsvr32();
@@ -194,7 +193,7 @@ Chapter OrdinaryUser(const WindowsSystem& system) {
       Tell(chapter, world, title, {command, World::kSource, destination});
     };
 
-    tell("a switch that is none", L"-x", kInstalled);
+    tell("an unknown switch", L"-x", kInstalled);
     tell("-s", L"-s", kInstalled);
     tell("-r, no client runs", L"-r", kInstalled);
     tell("-p, nothing is newer", L"-p", World::kDestination);
@@ -220,7 +219,7 @@ Chapter OrdinaryUser(const WindowsSystem& system) {
     world.OnWindows(system.version).WithProductKey().WithFolder(World::kDestination);
     world.WithAccess(MachineKey32(World::kProductKey), kReadOnlyAccess);
     world.WithLocked(World::kDestination);
-    Tell(chapter, world, "-I, the switch was never stored, the source holds nothing",
+    Tell(chapter, world, "-I, the switch was never stored, the source does not exist",
          {L"-I", kNoSource, World::kDestination});
   }
   return chapter;

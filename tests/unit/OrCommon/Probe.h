@@ -47,7 +47,7 @@ inline ProbeAnswers RunProbe(const std::vector<std::wstring>& arguments, const s
   ::SetEnvironmentVariableW(kAnswersVariable, nullptr);
   const TestSupport::ProcessOutcome outcome = process.Finish(30000);
   if (outcome.timedOut) {
-    throw std::runtime_error("the probe does not end");
+    throw std::runtime_error("the probe program did not end in time");
   }
   ProbeAnswers result;
   result.exitCode = outcome.exitCode;

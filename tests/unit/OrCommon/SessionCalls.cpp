@@ -38,7 +38,7 @@ HANDLE MakePrimaryToken() {
                                                            TokenPrimary, &token);
   OriginalImport<decltype(&::CloseHandle)>("CloseHandle")(own);
   if (token == nullptr) {
-    throw std::runtime_error("no token of this process");
+    throw std::runtime_error("the token of this process cannot be duplicated");
   }
   return token;
 }
@@ -90,7 +90,7 @@ RunningCopy::RunningCopy(const std::wstring& folder, const std::wstring& name) :
     }
     ::Sleep(10);
   }
-  throw std::runtime_error("a copy of the sleeper does not run");
+  throw std::runtime_error("the copy of Sleeper.exe did not start: " + TestSupport::ToUtf8(program));
 }
 
 RunningCopy::~RunningCopy() {
