@@ -114,7 +114,7 @@ Lines Left(const Machine& before, const WindowsSystem& system) {
 
 TEST_CASE("what is left after install, use, switch-off and uninstall; a second time leaves no more than the first") {
   for (const WindowsSystem& system : {Expected::kXp64System, Expected::kVistaSystem, Expected::kWindows10System}) {
-    CAPTURE(system.name);
+    CAPTURE(std::string(system.name));
     World world;
     Prepare(world, system);
     const Machine before;

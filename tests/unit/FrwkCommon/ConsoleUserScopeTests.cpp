@@ -104,7 +104,7 @@ TEST_CASE("a failed start is undone at once: the thread acts as itself, and ther
        {Row{"nobody", ERROR_NO_TOKEN, true, "", {"load", "free"}},
         Row{"no environment", 0, true, "primary", {"load", "impersonate", "load", "free", "revert", "free"}},
         Row{"no library", 0, false, "", {}}}) {
-    CAPTURE(row.name);
+    CAPTURE(std::string(row.name));
     const Belongings belongings;
     ConsoleMachine machine;
     machine.FailTokens(row.tokenError);

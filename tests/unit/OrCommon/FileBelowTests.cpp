@@ -157,7 +157,7 @@ TEST_CASE("a file is deleted only if its whole final path is the expected one be
 TEST_CASE("if a call fails, the file stays") {
   const Profiles profiles(kFile);
   const auto check = [&](const char* failing, unsigned call) {
-    CAPTURE(failing);
+    CAPTURE(std::string(failing));
     const FailCall fail{failing, call, ERROR_ACCESS_DENIED};
     CHECK_FALSE(profiles.Delete());
     CHECK(fail.Failed() == 1);
@@ -170,7 +170,7 @@ TEST_CASE("if a call fails, the file stays") {
 
 TEST_CASE("before Windows Vista, a file is deleted unless a folder of its path is a link, even one to its alias") {
   for (const char* const function : {"GetFinalPathNameByHandleW", "SetFileInformationByHandle"}) {
-    CAPTURE(function);
+    CAPTURE(std::string(function));
     const MissingEntry missing{function};
     CheckLinksOnTheWay();
     {

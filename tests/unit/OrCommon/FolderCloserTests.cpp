@@ -191,7 +191,7 @@ TEST_CASE("if a call fails, the folder does not count as protected, and no handl
         Failure{"SetSecurityDescriptorDacl", 1, 1}, Failure{"SetSecurityDescriptorControl", 1, 1},
         Failure{"SetKernelObjectSecurity", 1, 1}, Failure{"GetFileInformationByHandle", 2, 1},
         Failure{"CreateFileW", 2, 1}, Failure{"GetFileInformationByHandle", 3, 2}}) {
-    CAPTURE(failing.call);
+    CAPTURE(std::string(failing.call));
     CAPTURE(failing.number);
     const ScratchFolder scratch(L"closing");
     scratch.MakeFolder(L"maker");

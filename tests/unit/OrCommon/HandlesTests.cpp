@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <string>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -21,7 +22,7 @@ constexpr DWORD kErrorBefore = 1234;
 template <class Owner>
 void CheckOwner(const char* closer, typename Owner::Type none) {
   using Type = typename Owner::Type;
-  CAPTURE(closer);
+  CAPTURE(std::string(closer));
   const FailCall close{closer, Calls::From(1), FailureReturn{0, ERROR_INVALID_HANDLE, true}};
   ::SetLastError(kErrorBefore);
   {

@@ -5,6 +5,8 @@
 
 #include <windows.h>
 
+#include <string>
+
 #include "tests/support/CallFailures.h"
 #include "tests/support/CallWatch.h"
 
@@ -69,7 +71,7 @@ TEST_CASE_FIXTURE(Process, "both privileges are enabled in the scope, with one c
 
 TEST_CASE_FIXTURE(Process, "if one privilege fails, the other is enabled; the scope's end keeps the last error") {
   for (const char* const failing : {"LookupPrivilegeValueW", "AdjustTokenPrivileges"}) {
-    CAPTURE(failing);
+    CAPTURE(std::string(failing));
     {
       const FailCall fail{failing, 1, ERROR_ACCESS_DENIED};
       const BackupPrivileges privileges;

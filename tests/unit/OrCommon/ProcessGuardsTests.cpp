@@ -98,7 +98,7 @@ TEST_CASE("a guard that this Windows does not have is skipped, and the others ar
                                                       {"HeapSetInformation", kHeapInformation},
                                                       {"SetProcessMitigationPolicy", kMitigationPolicy}};
   for (const auto& guard : late) {
-    CAPTURE(guard.first);
+    CAPTURE(std::string(guard.first));
     const Guards guards;
     const MissingEntry missing{guard.first};
     Lines wanted = {kDllDirectories, kHeapInformation, kMitigationPolicy, kErrorMode, kEnvironment};

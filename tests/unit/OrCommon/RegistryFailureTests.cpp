@@ -79,7 +79,7 @@ TEST_CASE_FIXTURE(Fixture, "an operation on a key that is not open throws withou
   Key never;
   Registry place(HKEY_LOCAL_MACHINE, L"Software", View::k64Bit);
   for (const Operation& operation : kOperations) {
-    CAPTURE(operation.text);
+    CAPTURE(std::string(operation.text));
     const CountCalls calls{operation.function};
     for (const ThrownFailure& failure :
          {FailureOf([&] { operation.onKey(never); }), FailureOf([&] { operation.onKey(closed); }),
@@ -101,7 +101,7 @@ TEST_CASE_FIXTURE(Fixture, "a failing Windows call throws the returned code, eac
     lines.insert(failure.line);
   };
   for (const Operation& operation : kOperations) {
-    CAPTURE(operation.text);
+    CAPTURE(std::string(operation.text));
     Key key;
     key.OpenForEnumerating(HKEY_LOCAL_MACHINE, path, View::kProcessDefault);
     check(operation.function, operation.failingCall, [&] { operation.onKey(key); });

@@ -60,15 +60,15 @@ TEST_CASE("a folder that cannot be listed fails with its code; all else is delet
   };
   for (const Case& one : std::vector<Case>{
            {"the folder itself", {L"file"}, {{L"*", 5}}, "failed, error 5, restart 0", {"file 4 bytes"}},
-           {"a full one below",
+           {"a subfolder with a file",
             {L"a\\file", L"b\\c\\kept", L"b\\file", L"file"},
             {{L"b\\c\\*", 32}},
             "failed, error 32, restart 1",
             {"b\\", "b\\c\\", "b\\c\\kept 4 bytes"}},
-           {"an empty one, which can be removed", {L"a\\"}, {{L"a\\*", 5}}, "failed, error 5, restart 0", {}},
-           {"of two the last", {L"a\\", L"b\\"}, {{L"a\\*", 5}, {L"b\\*", 32}}, "failed, error 32, restart 0", {}},
+           {"an empty subfolder, which can be deleted", {L"a\\"}, {{L"a\\*", 5}}, "failed, error 5, restart 0", {}},
+           {"of two errors the last", {L"a\\", L"b\\"}, {{L"a\\*", 5}, {L"b\\*", 32}}, "failed, error 32, restart 0", {}},
            {"a later success clears the code", {L"a\\", L"b\\"}, {{L"a\\*", 5}}, "failed, error 0, restart 0", {}}}) {
-    CAPTURE(one.what);
+    CAPTURE(std::string(one.what));
     const ScratchFolder scratch(L"removal errors");
     for (const std::wstring file : one.files) {
       file.back() == L'\\' ? scratch.MakeFolder(file.substr(0, file.size() - 1)) : void(scratch.MakeFile(file, "text"));

@@ -159,7 +159,7 @@ TEST_CASE("if a call fails, no list is set and all is released; only a failed Se
         Case{"AllocateAndInitializeSid", 3, 0, ""},
         Case{"SetEntriesInAclW", 1, 1, "SetEntriesInAcl Error 3000000001\n"}, Case{"LocalAlloc", 1, 1, ""},
         Case{"InitializeSecurityDescriptor", 1, 1, ""}, Case{"SetSecurityDescriptorDacl", 1, 1, ""}}) {
-    CAPTURE(one.failing);
+    CAPTURE(std::string(one.failing));
     CAPTURE(one.call);
     const ScratchFolder scratch(L"rules");
     scratch.MakeFile(L"folder\\file", "text");

@@ -107,7 +107,7 @@ TEST_CASE("any 64-bit processor gets the 64-bit view and version tests, only AMD
        {Row{L"9", "9", true, "1", "1 1"}, Row{L"6", "6", true, "0", "1 1"}, Row{L"12", "12", true, "0", "1 1"},
         Row{L"0", "0", false, "0", "1 1"}, Row{L"5", "5", false, "0", "1 1"}, Row{L"65535", "65535", false, "0", "1 1"},
         Row{L"noentry", "0", false, "0", "1 1"}, Row{L"nolibrary", "0", false, "0", "1 0"}}) {
-    CAPTURE(row.architecture);
+    CAPTURE(std::string(row.architecture));
     auto answers = Ask(L"6.0,2,0,1", row.processor);
     CHECK(answers["architecture"] == row.architecture);
     CHECK(answers["64-bit"] == (row.is64Bit ? "1" : "0"));

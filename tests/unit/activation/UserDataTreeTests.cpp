@@ -110,7 +110,7 @@ TEST_CASE("the identity is the one used last, or the default one if that cannot 
         Row{"empty", {{L"Last User ID", L""}, other}, SwitchedMachine::kUser, L""},
         Row{"no identities", {}, SwitchedMachine::kUser, L""},
         Row{"another user", {other}, L"S-1-5-21-1-2-3-7777", L""}, Row{"no user", {other}, L"", L""}}) {
-    CAPTURE(row.name);
+    CAPTURE(std::string(row.name));
     const SwitchedMachine machine;
     if (!row.values.empty()) {
       MakeKey(UsersKey(SwitchedMachine::kUser + std::wstring(L"\\Identities")), row.values);

@@ -64,13 +64,13 @@ TEST_CASE("if the profile cannot be loaded, the thread acts as itself again, and
   using Session = ConsoleSession;
   for (const Row& row :
        {Row{"no user", &Session::tokenError, {}, {}, "", "WTSQueryUserToken 3"},
-        Row{"no identity", &Session::impersonateError, {}, {}, "token", "RevertToSelf"},
+        Row{"no impersonation", &Session::impersonateError, {}, {}, "token", "RevertToSelf"},
         Row{"no environment", &Session::createBlockError, {}, {}, "token", "RevertToSelf"},
-        Row{"no library for either", nullptr, {L"userenv.dll"}, {}, "token", "WTSQueryUserToken 3"},
+        Row{"no userenv.dll", nullptr, {L"userenv.dll"}, {}, "token", "WTSQueryUserToken 3"},
         Row{"no name", &Session::nameError, {}, {}, "token", "RevertToSelf"},
-        Row{"a profile that is refused", &Session::loadProfileError, {}, {}, "token", "LoadUserProfileW token"},
-        Row{"no function for it", nullptr, {}, {"LoadUserProfileW"}, "token", "RevertToSelf"}}) {
-    CAPTURE(row.name);
+        Row{"the profile is refused", &Session::loadProfileError, {}, {}, "token", "LoadUserProfileW token"},
+        Row{"no LoadUserProfileW", nullptr, {}, {"LoadUserProfileW"}, "token", "RevertToSelf"}}) {
+    CAPTURE(std::string(row.name));
     ConsoleSession session;
     if (row.error != nullptr) {
       session.*row.error = ERROR_ACCESS_DENIED;

@@ -105,7 +105,7 @@ TEST_CASE("if the switch is on, clients are looked for until one runs; then the 
            {"the second client runs", 1, L"msimn.exe", Calls::None(), all + 2, some, 0, kDoNotLoad},
            {"no list can be taken", 1, L"outlook.exe", Calls::From(1), 2 * all, nobody, 1, kLoadAtStart},
        }) {
-    CAPTURE(row.name);
+    CAPTURE(std::string(row.name));
     InstallWorld world;
     if (row.stored >= 0) {
       world.StoreSwitch(static_cast<DWORD>(row.stored));

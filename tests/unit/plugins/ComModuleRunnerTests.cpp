@@ -31,7 +31,7 @@ const Direction kDirections[] = {
 
 TEST_CASE("a module is (un)registered by a hidden regsvr32.exe that inherits nothing") {
   for (const Direction& direction : kDirections) {
-    CAPTURE(direction.name);
+    CAPTURE(std::string(direction.name));
     RegistrationChild child;
     CHECK(direction.run(L"C:\\Program Files\\Orvane Labs\\VELA_OLA.dll"));
     CHECK_LINES(child.CommandLines(), {ToUtf8(direction.command) + "\"C:\\Program Files\\Orvane Labs\\VELA_OLA.dll\""});
@@ -52,7 +52,7 @@ TEST_CASE("a module is (un)registered by a hidden regsvr32.exe that inherits not
 TEST_CASE("a command line of 260 characters loses its closing quote; a longer one is not started") {
   for (const Direction& direction : kDirections) {
     for (const std::size_t length : {258U, 259U, 260U, 261U, 40000U}) {
-      CAPTURE(direction.name);
+      CAPTURE(std::string(direction.name));
       CAPTURE(length);
       const std::wstring path = L"C:\\" + std::wstring(length - direction.command.size() - 5, L'm');
       const std::wstring whole = direction.command + L"\"" + path + L"\"";
@@ -81,7 +81,7 @@ TEST_CASE("regsvr32.exe is waited for once, 3000 ms at most; if it takes longer,
   for (const Direction& direction : kDirections) {
     for (const Row& row : {Row{1, WAIT_OBJECT_0}, Row{42, WAIT_OBJECT_0}, Row{1, WAIT_TIMEOUT}, Row{1, WAIT_FAILED},
                            Row{1, WAIT_ABANDONED}, Row{0, WAIT_OBJECT_0}}) {
-      CAPTURE(direction.name);
+      CAPTURE(std::string(direction.name));
       CAPTURE(row.waited);
       RegistrationChild child;
       child.AnswerStartsWith(row.started);

@@ -102,7 +102,7 @@ TEST_CASE("the users' keys are deleted even if the machine's key is missing or c
        {MachineKey{"missing", false, "RegOpenKeyW", Calls::None(), kNoMachineKey},
         MachineKey{"its parent refused", true, "RegOpenKeyW", Calls::Only(2), "LOG_WARN : Cannot delete registry !!"},
         MachineKey{"not deleted", true, "RegDeleteKeyW", Calls::Only(1), kMachineKeyDeleted}}) {
-    CAPTURE(row.name);
+    CAPTURE(std::string(row.name));
     const RegisteredMachine machine;
     if (!row.there) {
       ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, VELAUtility::g_szOLActivateKey);
@@ -147,7 +147,7 @@ TEST_CASE("a user's parent key that cannot be opened is logged as an error, and 
 
 TEST_CASE("if HKEY_USERS cannot be opened or counted, the caches are still deleted, but no hive is changed") {
   for (const char* const call : {"RegOpenKeyExW", "RegQueryInfoKeyW"}) {
-    CAPTURE(call);
+    CAPTURE(std::string(call));
     const RegisteredMachine machine;
     machine.hives.MakeAddinKey(UserHivesWorld::kUser);
     const LogCapture log;

@@ -117,7 +117,7 @@ TEST_CASE("a key or value that cannot be written is logged; the other values and
         Row{"RegOpenKeyW", 4, "FriendlyName", kLines[2]}, Row{"RegOpenKeyW", 5, "Description", kLines[3]},
         Row{"RegSetValueExW", 1, "LoadBehavior", kLines[0]}, Row{"RegSetValueExW", 2, "CommandLineSafe", kLines[1]},
         Row{"RegSetValueExW", 3, "FriendlyName", kLines[2]}, Row{"RegSetValueExW", 4, "Description", kLines[3]}}) {
-    CAPTURE(row.call);
+    CAPTURE(std::string(row.call));
     CAPTURE(row.number);
     const CleanMachine machine;
     const RegistrationChild child;

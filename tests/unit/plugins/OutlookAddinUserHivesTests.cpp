@@ -74,7 +74,7 @@ TEST_CASE("if a hive's name cannot be read, or a call for it fails, the rest of 
        {Row{"RegEnumKeyExW", 2, 0}, Row{"RegCreateKeyExW", 2, 0}, Row{"RegOpenKeyW", 5, 0}, Row{"RegOpenKeyW", 6, 1},
         Row{"RegOpenKeyW", 7, 2}, Row{"RegOpenKeyW", 8, 3}, Row{"RegSetValueExW", 5, 0}, Row{"RegSetValueExW", 6, 1},
         Row{"RegSetValueExW", 7, 2}, Row{"RegSetValueExW", 8, 3}}) {
-    CAPTURE(row.call);
+    CAPTURE(std::string(row.call));
     CAPTURE(row.number);
     const UserHivesWorld world;
     const LogCapture log;

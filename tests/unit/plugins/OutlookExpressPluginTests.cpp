@@ -60,7 +60,7 @@ TEST_CASE("all four modules are registered in order, whatever is passed as the s
 
 TEST_CASE("registering stops at the first module that fails; unregistering continues after it") {
   for (unsigned failing = 0; failing < kModuleCount; ++failing) {
-    CAPTURE(kModules[failing].path);
+    CAPTURE(std::string(kModules[failing].path));
     const OwnRunValues run;
     run.Set();
     for (const bool registers : {true, false}) {
@@ -79,7 +79,7 @@ TEST_CASE("registering stops at the first module that fails; unregistering conti
 
 TEST_CASE("unregistering removes all four modules and the start-up value; a value that stays is only a warning") {
   for (const char* const call : {"", "missing", "RegOpenKeyW", "RegDeleteValueW"}) {
-    CAPTURE(call);
+    CAPTURE(std::string(call));
     const bool fails = *call == 'R';
     const bool missing = *call == 'm';
     const OwnRunValues run;

@@ -96,7 +96,7 @@ TEST_CASE("the modules are registered and the plug-in is listed for 64-bit progr
 TEST_CASE("all modules are tried, any failed one is a failure, and the plug-in is listed only if none failed") {
   for (unsigned failing = 0; failing < kNone; ++failing) {
     for (const bool registers : {true, false}) {
-      CAPTURE(kModules[failing]);
+      CAPTURE(std::string(kModules[failing]));
       RegisteredMachine machine;
       if (registers) {
         RemoveKey(MachineKey64(kListKey));
@@ -191,7 +191,7 @@ TEST_CASE("an entry or start-up value that is missing or stays is only a warning
   };
   for (const Row& row : {Row{"RegDeleteValueW", 1, kNotListed}, Row{"RegOpenKeyW", 1, kNoRunValue},
                          Row{"RegDeleteValueW", 2, kNoRunValue}}) {
-    CAPTURE(row.line);
+    CAPTURE(std::string(row.line));
     const RegisteredMachine machine;
     const LogCapture log;
     {

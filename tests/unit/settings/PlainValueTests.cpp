@@ -54,7 +54,7 @@ TEST_CASE("a user's text of up to 2,048 bytes is read to its first terminator, w
         // One character more than is stored: a terminator after the data would be stored with them.
         Row{"no terminator", REG_SZ, std::wstring(1025, L'x'), 2048, true, std::wstring(1024, L'x')},
         Row{"too long", REG_SZ, std::wstring(1026, L'x'), 2050, false, L""}}) {
-    CAPTURE(row.name);
+    CAPTURE(std::string(row.name));
     const UserHive hive;
     hive.SetData(L"Identities", L"Last User ID", row.type, row.stored.data(), row.bytes);
     const LogCapture log;

@@ -96,7 +96,7 @@ TEST_CASE("a status that cannot be read is logged, and the key is closed") {
                          Row{"another type", true, REG_BINARY, false, "LOG_INFO : GetStatus!!!!! FAIL!!"},
                          Row{"refused", true, REG_DWORD, true, "LOG_INFO : GetStatus!!!!! FAIL!!"},
                          Row{"no key", false, REG_NONE, false, "LOG_INFO : REG Open Fail"}}) {
-    CAPTURE(row.name);
+    CAPTURE(std::string(row.name));
     const ProductKey key;
     if (!row.keyIsThere) {
       key.Delete();
@@ -116,7 +116,7 @@ TEST_CASE("after a successful switch, its value is stored and flushed; after a f
   enum class Course { kStored, kRefused, kNoKey, kNotSwitched };
   for (const Command& command : kCommands) {
     for (const Course course : {Course::kStored, Course::kRefused, Course::kNoKey, Course::kNotSwitched}) {
-      CAPTURE(command.name);
+      CAPTURE(std::string(command.name));
       CAPTURE(static_cast<int>(course));
       CommandWorld world;
       Lines wanted = {command.done, command.stored};
