@@ -60,7 +60,7 @@ TEST_CASE("if a client cannot be notified, that decides the exit code, whatever 
   });
 }
 
-TEST_CASE("a file in use is replaced at the restart") {
+TEST_CASE("an upgrade replaces a file in use at the restart") {
   const Lines& plain = PlainUpgrade();
   World world;
   Installed(world);

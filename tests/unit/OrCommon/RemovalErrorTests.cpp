@@ -66,7 +66,7 @@ TEST_CASE("a folder that cannot be listed fails with its code; all else is delet
             "failed, error 32, restart 1",
             {"b\\", "b\\c\\", "b\\c\\kept 4 bytes"}},
            {"an empty subfolder, which can be deleted", {L"a\\"}, {{L"a\\*", 5}}, "failed, error 5, restart 0", {}},
-           {"of two errors the last", {L"a\\", L"b\\"}, {{L"a\\*", 5}, {L"b\\*", 32}}, "failed, error 32, restart 0", {}},
+           {"two errors, the last", {L"a\\", L"b\\"}, {{L"a\\*", 5}, {L"b\\*", 32}}, "failed, error 32, restart 0", {}},
            {"a later success clears the code", {L"a\\", L"b\\"}, {{L"a\\*", 5}}, "failed, error 0, restart 0", {}}}) {
     CAPTURE(std::string(one.what));
     const ScratchFolder scratch(L"removal errors");
