@@ -37,7 +37,7 @@ TEST_CASE("each module is passed to a regsvr32.exe of its own, in order, quoted,
   CHECK_LINES(world.RegistrationFolders(), (Lines(calls.size(), "C:\\VelaTest\\current")));
 }
 
-TEST_CASE("a registration that fails inside regsvr32.exe, or a module that refuses, stops nothing") {
+TEST_CASE("the installation continues if regsvr32.exe fails, or if a module refuses to register") {
   CheckInstall("regsvr32.exe fails", [](World& world) { world.WithStandInRegsvr32("exit 5"); });
   CheckInstall("a module refuses",
                [](World& world) { world.WithFile(World::kSource + std::wstring(L"\\OL\\Redemption.dll.fail")); });

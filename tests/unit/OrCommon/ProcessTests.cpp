@@ -106,7 +106,7 @@ TEST_CASE("a failed snapshot gives -1, which counts as not running, and closes n
   CHECK(closes.Calls() + firsts.Calls() == 0);
 }
 
-TEST_CASE("base names of executables") {
+TEST_CASE("the base name of an executable is its file name without the folder and the last extension") {
   CHECK(GetProcessBaseName(L"OUTLOOK.EXE") == L"OUTLOOK");
   CHECK(GetProcessBaseName(L"C:\\a.b\\c") == L"c");
   CHECK(GetProcessBaseName(L"C:/a/b.exe") == L"b");

@@ -28,7 +28,7 @@ TEST_CASE("a copy has the contents, the times and the attributes of its source")
   CHECK_LINES(log.Lines(), {});
 }
 
-TEST_CASE("equal last-write times alone make a destination up to date") {
+TEST_CASE("a destination is up to date only if its last-write time equals that of the source") {
   FILETIME unitLater = TimeOf(3);
   ++unitLater.dwLowDateTime;
   struct Row {
@@ -62,7 +62,7 @@ TEST_CASE("the calls of a copy, and of a second one that finds the file up to da
                            "GetFileTime 2 written", "CompareFileTime", "CloseHandle 2", "CloseHandle 1"});
 }
 
-TEST_CASE("the times that are set are those that were read") {
+TEST_CASE("a copy gets the times that were read from its source") {
   CopiedFile file("x");
   FILETIME set[3] = {};
   {

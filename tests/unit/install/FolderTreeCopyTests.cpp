@@ -9,7 +9,7 @@ using namespace TestSupport;
 
 namespace {
 
-TEST_CASE("a tree is copied whole, each folder before its next sibling") {
+TEST_CASE("a tree is copied completely, each folder before its next sibling") {
   const CopiedTree tree;
   tree.MakeSource(L"a.txt", "1");
   tree.MakeSource(L"b\\c\\d.txt", "22");

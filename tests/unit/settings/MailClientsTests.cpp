@@ -14,7 +14,7 @@ using namespace TestSupport;
 
 namespace {
 
-TEST_CASE("each client has its names, its program and its monitor") {
+TEST_CASE("each client has the expected names, program and monitor on this Windows") {
   const WindowsOfThisRun windows;
   const WindowsReports reports(windows.major, windows.minor, VER_NT_WORKSTATION);
   REQUIRE(std::size(kMailClients) == Clients().size());

@@ -97,7 +97,7 @@ TEST_CASE("the log says whether the user's profile was loaded, and the program r
   }
 }
 
-TEST_CASE("the profile is unloaded before the switch asks for the session again") {
+TEST_CASE("the profile is unloaded before the switch queries the console session again") {
   const UninstallWorld world;
   const ConsoleSession session;
   Uninstall();
