@@ -165,7 +165,7 @@ TEST_CASE("a link among the user's folders is not followed") {
   World world;
   SetUp(world).WithFile(target + L"\\Users\\secret.txt", "secret").WithFolder(L"C:\\ProgramData\\Orvane Labs");
   world.WatchingFolder(L"C:\\ProgramData\\Users");
-  const OrCommonTests::FolderLink planted(kCommonBase + L"OL", target);
+  const TestSupport::FolderLink planted(kCommonBase + L"OL", target);
   CheckRun("a link among the user's folders", plain, Told(Enable(world)));
   RemoveTree(L"C:\\ProgramData\\Users");
 }

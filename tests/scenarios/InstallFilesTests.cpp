@@ -125,8 +125,8 @@ TEST_CASE("if the disk is full, a file is scheduled; if its waiting copy does no
     World world;
     WithSource(world);
     const FullDisk disk;
-    const OrCommonTests::FullDiskFile file(disk.file);
-    std::optional<OrCommonTests::FullDiskFile> waiting;
+    const TestSupport::FullDiskFile file(disk.file);
+    std::optional<TestSupport::FullDiskFile> waiting;
     if (waitingToo) {
       waiting.emplace(disk.file + L".tmp_");
     }

@@ -60,8 +60,7 @@ TEST_CASE("a relative source is looked for in the current folder") {
            TestSupport::RunText(outcome, {{World::kDestination, "[dest]"}, {L"(source", "([source]"}}));
 }
 
-TEST_CASE(
-    "a file in place of a source folder is skipped; in place of a destination folder, it blocks the copy") {
+TEST_CASE("a file in place of a source folder is skipped; in place of a destination folder, it blocks the copy") {
   CheckInstall("a source folder that is a file", [](World& world) {
     RemoveTree(kSource + L"\\rule");
     world.WithFile(kSource + L"\\rule", "a file");

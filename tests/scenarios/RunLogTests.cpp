@@ -91,7 +91,7 @@ TEST_CASE("a log on a full disk is lost, and the run continues") {
   const NoLogYet machine;
   World world;
   WithSource(world).WithFolder(LogFolder());
-  const OrCommonTests::FullDiskFile log(LogFilePath());
+  const TestSupport::FullDiskFile log(LogFilePath());
 
   // Started without the world: it would read the log, and reading such a log never ends.
   TestSupport::TestProcess program(World::kProgramFolder + std::wstring(L"\\VELAutil.exe"),

@@ -12,9 +12,9 @@
 #include "tests/support/TestFiles.h"
 
 using namespace Scenarios;
-using OrCommonTests::FolderLink;
 using TestSupport::Exists;
 using TestSupport::FileSnapshot;
+using TestSupport::FolderLink;
 using TestSupport::LinesWith;
 using TestSupport::ToUtf8;
 

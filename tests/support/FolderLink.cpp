@@ -7,7 +7,7 @@
 
 #include "tests/support/TextLines.h"
 
-namespace OrCommonTests {
+namespace TestSupport {
 namespace {
 
 template <class Function>
@@ -102,4 +102,4 @@ FullDiskFile::~FullDiskFile() {
   RunOnHost(L"rm -f " + HostPath(path_), path_, false);  // if the link stays, the next world cannot clear its folders
 }
 
-}  // namespace OrCommonTests
+}  // namespace TestSupport

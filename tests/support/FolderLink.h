@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace OrCommonTests {
+namespace TestSupport {
 
 // Creates the folder link `link` to `target`. Throws std::runtime_error if the link does not exist afterwards.
 void MakeFolderLink(const std::wstring& link, const std::wstring& target);
@@ -40,4 +40,4 @@ class FullDiskFile {
   std::wstring path_;
 };
 
-}  // namespace OrCommonTests
+}  // namespace TestSupport

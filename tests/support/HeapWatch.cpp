@@ -5,7 +5,7 @@
 
 namespace {
 
-using OrCommonTests::HeapLimit;
+using TestSupport::HeapLimit;
 
 long long g_liveBlocks = 0;
 std::size_t g_throwingLimit = HeapLimit::kAnySize;
@@ -73,7 +73,7 @@ void operator delete[](void* block, const std::nothrow_t&) noexcept {
   GiveBack(block);
 }
 
-namespace OrCommonTests {
+namespace TestSupport {
 
 long long LiveBlocks() noexcept {
   return g_liveBlocks;
@@ -94,4 +94,4 @@ unsigned HeapLimit::Refused() const noexcept {
   return g_refused;
 }
 
-}  // namespace OrCommonTests
+}  // namespace TestSupport

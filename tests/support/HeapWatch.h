@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-namespace OrCommonTests {
+namespace TestSupport {
 
 // Blocks from operator new that were not freed so far. Do not put a check between two readings that you compare: the
 // test framework keeps blocks itself.
@@ -24,4 +24,4 @@ class HeapLimit {
   unsigned Refused() const noexcept;  // allocations
 };
 
-}  // namespace OrCommonTests
+}  // namespace TestSupport

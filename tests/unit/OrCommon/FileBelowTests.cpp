@@ -16,7 +16,7 @@
 #include "tests/support/TextLines.h"
 
 using OrCommon::Storage::File::DeleteFileBelow;
-using OrCommonTests::FolderLink;
+using TestSupport::FolderLink;
 using namespace TestSupport;
 
 namespace {

@@ -18,7 +18,7 @@
 #include "tests/unit/OrCommon/SecurityText.h"
 
 using OrCommon::AccessControl::FolderCloser;
-using OrCommonTests::FolderLink;
+using TestSupport::FolderLink;
 using namespace TestSupport;
 
 namespace {
@@ -161,7 +161,7 @@ TEST_CASE("thousands of nested folders are protected once each, and only the las
   {
     const AnyFolder disk;
     FolderCloser closer(root);
-    const long long before = OrCommonTests::LiveBlocks();
+    const long long before = LiveBlocks();
     for (const wchar_t* const name : {L"\\a", L"\\b"}) {
       std::wstring path = root;
       for (std::size_t level = 0; level < kDepth; ++level) {
@@ -171,7 +171,7 @@ TEST_CASE("thousands of nested folders are protected once each, and only the las
         succeeded = closer.Close(path) && succeeded;
       }
     }
-    kept = OrCommonTests::LiveBlocks() - before;
+    kept = LiveBlocks() - before;
     closed = disk.Closed();
   }
   CHECK(succeeded);

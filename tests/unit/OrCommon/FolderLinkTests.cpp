@@ -19,7 +19,7 @@ namespace {
 TEST_CASE("a link to a folder is not a folder; folders, files and missing entries are not links") {
   const ScratchFolder scratch(L"links");
   const std::wstring file = scratch.MakeFile(L"target\\file", "text");
-  const OrCommonTests::FolderLink link(scratch.Path(L"link"), scratch.Path(L"target"));
+  const FolderLink link(scratch.Path(L"link"), scratch.Path(L"target"));
   for (const wchar_t* const path : {L"link", L"link\\", L"target", L"target\\", L"target\\file", L"missing"}) {
     const std::wstring name = path;
     CHECK(IsLink(scratch.Path(name)) == (name[0] == L'l'));

@@ -138,7 +138,7 @@ struct LinkedFolder {
   ImportRedirection remove{"RemoveDirectoryW", [this](LPCWSTR path) -> BOOL {
                              const DWORD attributes = ::GetFileAttributesW(path);
                              return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0
-                                        ? OrCommonTests::RemoveFolderLink(path)
+                                        ? TestSupport::RemoveFolderLink(path)
                                         : remove.Original<decltype(&::RemoveDirectoryW)>()(path);
                            }};
 };

@@ -82,11 +82,11 @@ TEST_CASE("the first entry of the table destroys the object, the second also fre
   here->Create();
   entryOf(here, 0)(here);
   CHECK(closes.Calls() == 1);
-  const long long before = LiveBlocks();
+  const long long before = TestSupport::LiveBlocks();
   auto* const place = new Registry(HKEY_LOCAL_MACHINE, scratch.Path(), View::k64Bit);
   place->Create();
   entryOf(place, 1)(place);
-  const long long after = LiveBlocks();
+  const long long after = TestSupport::LiveBlocks();
   CHECK(after == before);
   CHECK(closes.Calls() == 2);
 }

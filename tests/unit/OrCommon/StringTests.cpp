@@ -93,7 +93,8 @@ constexpr std::size_t kSmallestBuffer = 200;  // bytes; what is thrown takes les
 
 TEST_CASE("if memory for the buffer or the text is short, an exception is thrown, and nothing stays allocated") {
   const std::wstring wanted(200, L'x');
-  for (const std::size_t quiet : {kSmallestBuffer, HeapLimit::kAnySize}) {  // the buffers ask without an exception
+  for (const std::size_t quiet :
+       {kSmallestBuffer, TestSupport::HeapLimit::kAnySize}) {  // the buffers ask without an exception
     std::wstring text = L"content of before";
     std::wstring once = L"content of before";
     std::size_t capacity = 256;
@@ -103,14 +104,14 @@ TEST_CASE("if memory for the buffer or the text is short, an exception is thrown
     thrownOnce.reserve(100);
     unsigned refused = 0;
     const CountCalls formatted{"_vsnwprintf"};
-    const long long before = LiveBlocks();
+    const long long before = TestSupport::LiveBlocks();
     {
-      const HeapLimit memory(kSmallestBuffer, quiet);
+      const TestSupport::HeapLimit memory(kSmallestBuffer, quiet);
       thrown.append(ThrownBy([&] { Format(text, L"%s", wanted.c_str()); }));
       refused = memory.Refused();
       thrownOnce.append(ThrownBy([&] { FormatOnce(once, capacity, L"%s", wanted.c_str()); }));
     }
-    const long long after = LiveBlocks();
+    const long long after = TestSupport::LiveBlocks();
     CHECK(after == before);
     CHECK(refused == 1);
     CHECK(formatted.Calls() == (quiet == kSmallestBuffer ? 0 : 2));  // never called without a buffer

@@ -182,7 +182,7 @@ TEST_CASE("a start-up value that cannot be written is only logged; one that cann
 }
 
 TEST_CASE("if memory for a start-up value is short, it counts as not written, and the exception is freed") {
-  using OrCommonTests::HeapLimit;
+  using TestSupport::HeapLimit;
   for (const MonitoredClient& client : kMonitoredClients) {
     const SwitchedMachine machine;
     client.activate(kInstallPath, 7, SwitchedMachine::kUser);  // what stays allocated is allocated now
@@ -190,13 +190,13 @@ TEST_CASE("if memory for a start-up value is short, it counts as not written, an
     const LogCapture log;
     bool result = false;
     unsigned refused = 0;
-    const long long before = OrCommonTests::LiveBlocks();
+    const long long before = TestSupport::LiveBlocks();
     {
       const HeapLimit noTexts(HeapLimit::kAnySize, 256 * sizeof(wchar_t));
       result = client.activate(kInstallPath, 7, SwitchedMachine::kUser);
       refused = noTexts.Refused();
     }
-    const long long after = OrCommonTests::LiveBlocks();
+    const long long after = TestSupport::LiveBlocks();
     CHECK(result);
     CHECK(refused == 1);
     CHECK(after == before);

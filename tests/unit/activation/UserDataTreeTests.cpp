@@ -207,7 +207,7 @@ TEST_CASE("a link in place of a folder is not followed: its target gets neither 
     WriteTestFile(target + L"\\Users\\{ID}\\secret.txt", "secret");
     const std::wstring link = kData + L"\\" + std::wstring(linked.place.begin(), linked.place.end());
     MakeFolder(link.substr(0, link.rfind(L'\\')));
-    const OrCommonTests::FolderLink planted(link, target);
+    const TestSupport::FolderLink planted(link, target);
     const Lines calls = BuildForOutlook();
     CHECK_LINES(FilesBelow(target), {"Users\\", "Users\\{ID}\\", "Users\\{ID}\\secret.txt 6 bytes"});
     CHECK_LINES(LinesWith(calls, "secret"), {});
@@ -241,7 +241,7 @@ TEST_CASE("an identity that is not a plain name gets no folder, and the log fold
     const std::wstring victim = L"C:\\VelaTest\\Switch\\victim";
     WriteTestFile(victim + L"\\sub\\secret.txt", "secret");
     MakeFolder(kData + L"\\Orvane Labs\\OL\\Users");
-    const OrCommonTests::FolderLink planted(kData + L"\\Orvane Labs\\OL\\Users\\link", victim);
+    const TestSupport::FolderLink planted(kData + L"\\Orvane Labs\\OL\\Users\\link", victim);
     StoreIdentity(identity);
     const std::string maker = "renew Orvane Labs";
     CHECK_LINES(BuildForOutlook(), {maker, maker + "\\OL", maker + "\\OL\\Users", maker + "\\OL", maker + "\\OL\\Users",

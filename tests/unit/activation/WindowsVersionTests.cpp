@@ -71,7 +71,7 @@ TEST_CASE("if memory for its path is short, a monitor is not started, and its st
   world.machine.SetFlags(0, 0, 0);
   Lines log;
   {
-    const OrCommonTests::HeapLimit memory(OrCommonTests::HeapLimit::kAnySize, kFormatBuffer);
+    const TestSupport::HeapLimit memory(TestSupport::HeapLimit::kAnySize, kFormatBuffer);
     log = world.Switch(true);
   }
   Lines values;

@@ -20,7 +20,7 @@
 #include "tests/unit/settings/WindowsReports.h"
 
 using namespace TestSupport;
-using OrCommonTests::FolderLink;
+using TestSupport::FolderLink;
 
 namespace {
 

@@ -218,11 +218,11 @@ TEST_CASE("any exception while deleting an entry makes the result false, and the
                                                 KeyMode::kOpen);
   };
   bool deleted = fail();
-  const long long before = OrCommonTests::LiveBlocks();
+  const long long before = TestSupport::LiveBlocks();
   for (int time = 0; time < 10; ++time) {
     deleted = fail() || deleted;
   }
-  const long long after = OrCommonTests::LiveBlocks();
+  const long long after = TestSupport::LiveBlocks();
   CHECK(after == before);
   CHECK_FALSE(deleted);
 }

@@ -14,7 +14,7 @@
 #include "tests/unit/uninstall/Removal.h"
 
 using namespace TestSupport;
-using OrCommonTests::FolderLink;
+using TestSupport::FolderLink;
 
 namespace {
 
