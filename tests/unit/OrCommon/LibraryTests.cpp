@@ -15,7 +15,6 @@
 #include "tests/support/LibraryAnswers.h"
 
 using namespace OrCommon::Library;
-using namespace OrCommonTests;
 using namespace TestSupport;
 
 namespace {

@@ -13,7 +13,6 @@
 #include "tests/support/ImportRedirection.h"
 
 using namespace OrCommon::String;
-using namespace OrCommonTests;
 using TestSupport::CountCalls;
 using TestSupport::ImportRedirection;
 
