@@ -19,7 +19,7 @@ source scripts/stages.sh
 
 free_space=8        # GiB
 making_limit=600    # seconds
-command_limit=1500  # seconds, for each command
+command_limit=3000  # seconds, for each command: for a hang, and not for a busy machine
 
 cannot() {
   echo "newcomer: $release: NOT RUN, cannot create a bare Debian here: $1"
