@@ -18,7 +18,7 @@ class CProviderAntiSpam {
 
 namespace VELAUtility {
 
-// Activates the three clients for one user (Outlook Express unless IsLeftOut). Tries each. False if any failed.
+// Activates the clients for one user, except those that IsLeftOut. Tries each. False if any failed.
 bool VELA_ActivateAll(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid);
 
 }  // namespace VELAUtility

@@ -14,7 +14,7 @@ namespace {
 
 using ProductFolders::Join;
 
-// Outlook's and Windows Live Mail's plug-ins are 32-bit on every system.
+// For a plug-in that is 32-bit on every system.
 template <int (*kPreInstall)(const std::wstring& sourceFolder, const std::wstring& baseFolder)>
 int PreInstall32Bit(const std::wstring& sourceFolder, const std::wstring& baseFolder, bool /*is64Bit*/) {
   return kPreInstall(sourceFolder, baseFolder);

@@ -13,8 +13,8 @@ namespace VELAUtility {
 // registered as if `enable` were false.
 void RegisterClient(MailClient client, const std::wstring& clientFolder, bool enable);
 
-// Unregisters the plug-in of `client`. If the client runs, this is logged; Outlook Express then keeps its plug-in, and
-// Windows Live Mail its modules.
+// Unregisters the plug-in of `client`. If the client runs, this is logged; depending on the client, its
+// plug-in or the plug-in's modules then stay registered.
 void UnregisterClient(MailClient client, const std::wstring& clientFolder);
 
 }  // namespace VELAUtility
