@@ -12,28 +12,78 @@ using namespace TestSupport;
 namespace {
 
 constexpr char kUser[] = "S-1-5-21-0-0-0-1000";  // the user of all processes in Wine
-constexpr char kNoFlags[] = "nDelayEnableOE = %d0 nDelayEnableOL = %d0 nDelayEnableWLM = %d0";
+
+// The clients in the order of their delayed registrations.
+std::vector<Client> InOrderOfDelays() {
+  std::vector<Client> clients = Clients();
+  std::swap(clients[0], clients[1]);
+  return clients;
+}
+
+// The line about the flags, all 0 but that of one client.
+Lines FlagsLine(const wchar_t* client = L"", const char* flag = "0") {
+  std::string text;
+  for (const Client& each : InOrderOfDelays()) {
+    text += (text.empty() ? "" : " ") + ("nDelayEnable" + ToUtf8(each.shortName)) + " = %d" +
+            (client == std::wstring(each.shortName) ? flag : "0");
+  }
+  return Info(text);
+}
+
+// The clients that this Windows has.
+std::vector<Client> ClientsHere() {
+  std::vector<Client> clients;
+  for (const Client& client : Clients()) {
+    if (!client.endedWithVista) {
+      clients.push_back(client);
+    }
+  }
+  return clients;
+}
+
+Lines MonitorsHere() {
+  Lines monitors;
+  for (const Client& client : ClientsHere()) {
+    if (client.hasMonitor) {
+      monitors.push_back("C:\\VELA\\VELA\\" + ToUtf8(client.FolderName() + L"\\" + client.MonitorName()));
+    }
+  }
+  return monitors;
+}
+
+Lines Switched(const std::string& how) {
+  Lines lines;
+  for (const Client& client : ClientsHere()) {
+    lines = Joined({lines, Info("SetAntiSpamEnable() - VELA " + ToUtf8(client.shortName) + how + " successfully.")});
+  }
+  return lines;
+}
+
+Lines Started(const Lines& monitors) {
+  Lines lines;
+  for (const std::string& monitor : monitors) {
+    lines = Joined({lines, Info("ImpersonateLoggedOnUser() : " + monitor),
+                    Info("Succeeded in calling CreateProcessAsUser() of " + monitor.substr(monitor.rfind('\\') + 1))});
+  }
+  return lines;
+}
 
 const Lines kSessionFound = Info(SessionLine(kUser));
 const Lines kActivated = Joined({Info("GetCurrentUserID - szSidString: " + std::string(kUser) + " strCurrentUserID:"),
-                                 Info("SetAntiSpamEnable() - VELA OL activated successfully."),
-                                 Info("SetAntiSpamEnable() - VELA WLM activated successfully."),
-                                 Info("ImpersonateLoggedOnUser() : C:\\VELA\\VELA\\VELA_WLM\\VELA_WLMMon.exe"),
-                                 Info("Succeeded in calling CreateProcessAsUser() of VELA_WLMMon.exe")});
-const Lines kDeactivated = Joined({kSessionFound, Info("SetAntiSpamEnable() - VELA OL deactivated successfully."),
-                                   Info("SetAntiSpamEnable() - VELA WLM deactivated successfully."),
-                                   Info("Check if need VELA_DISABLE_NOTIFY_EVENT")});
+                                 Switched(" activated"), Started(MonitorsHere())});
+const Lines kDeactivated =
+    Joined({kSessionFound, Switched(" deactivated"), Info("Check if need VELA_DISABLE_NOTIFY_EVENT")});
 
 // ---- on
 
 TEST_CASE("switching on activates the clients and starts the monitor") {
   SwitchWorld world;
-  world.machine.SetFlags(0, 0, 0);
+  world.machine.ClearFlags();
   const Lines log = world.Switch(true);
   CHECK(world.result);
-  CHECK_LINES(log, (Joined({Info(kNoFlags), kSessionFound, kActivated})));
+  CHECK_LINES(log, (Joined({FlagsLine(), kSessionFound, kActivated})));
   CHECK(world.regsvr32.Starts().empty());
-  CHECK(world.monitors.Starts().size() == 1);
+  CHECK(world.monitors.Starts().size() == MonitorsHere().size());
   CHECK_LINES(world.shutdown.Calls(), {});
   CHECK_LINES(world.session.NotGivenBack(), {});
   CHECK_FALSE(ConsoleSession::ThreadActsAsUser());
@@ -45,7 +95,7 @@ TEST_CASE("without a session at the console, nothing is switched on or off") {
       CAPTURE(enable);
       CAPTURE(known);
       SwitchWorld world;
-      world.machine.SetFlags(0, 0, 0);
+      world.machine.ClearFlags();
       MakeKey(MachineKey64(SwitchedMachine::kAddinKey), {{L"LoadBehavior", 9}});
       world.session.sessionId = 0xFFFFFFFF;
       if (!known) {
@@ -54,7 +104,7 @@ TEST_CASE("without a session at the console, nothing is switched on or off") {
       const RegistrySnapshot before = world.machine.Registry();
       const Lines log = world.Switch(enable);
       CHECK_FALSE(world.result);
-      CHECK_LINES(log, (Joined({enable ? Info(kNoFlags) : Lines{},
+      CHECK_LINES(log, (Joined({enable ? FlagsLine() : Lines{},
                                 Error(std::string("*** CProviderAntiSpam::SetAntiSpamEnable() - failed to get active "
                                                   "session id. error=") +
                                       (known ? "0" : "127"))})));
@@ -70,7 +120,7 @@ TEST_CASE("without a session at the console, nothing is switched on or off") {
 TEST_CASE("without an environment block, the program switches as itself, and the thread acts as itself afterwards") {
   for (const bool enable : {true, false}) {
     SwitchWorld world;
-    world.machine.SetFlags(0, 0, 0);
+    world.machine.ClearFlags();
     MakeKey(MachineKey64(SwitchedMachine::kAddinKey), {{L"LoadBehavior", 3}});
     world.session.createBlockError = ERROR_ACCESS_DENIED;
     unsigned asUser = 0;
@@ -91,29 +141,21 @@ TEST_CASE("without an environment block, the program switches as itself, and the
 
 // ---- delayed registrations
 
-struct Delayed {
-  const wchar_t* client;
-  const wchar_t* cleared;  // the client whose flag is cleared after it
-  const char* shown;
-};
-
-// In the order of execution.
-constexpr Delayed kDelayed[] = {
-    {L"OE", L"OL", "nDelayEnableOE = %d2 nDelayEnableOL = %d0 nDelayEnableWLM = %d0"},
-    {L"OL", L"OE", "nDelayEnableOE = %d0 nDelayEnableOL = %d2 nDelayEnableWLM = %d0"},
-    {L"WLM", L"WLM", "nDelayEnableOE = %d0 nDelayEnableOL = %d0 nDelayEnableWLM = %d2"},
-};
+// The client whose flag is cleared after a delayed registration.
+std::string ClearedAfter(const std::wstring& client) {
+  return client == L"OE" ? "OL" : client == L"OL" ? "OE" : ToUtf8(client);
+}
 
 TEST_CASE("a delay flag gets its client registered, and one flag is cleared; if that fails, it is logged") {
-  REQUIRE(std::size(kDelayed) == Clients().size());
-  for (const Delayed& delayed : kDelayed) {
+  for (const Client& delayed : InOrderOfDelays()) {
     for (const DWORD error : {DWORD{ERROR_SUCCESS}, DWORD{ERROR_ACCESS_DENIED}}) {
-      CAPTURE(ToUtf8(delayed.client));
+      CAPTURE(ToUtf8(delayed.shortName));
       CAPTURE(error);
       SwitchWorld world;
-      const std::wstring client = delayed.client;
-      world.machine.SetFlags(client == L"OE" ? 2 : 0, client == L"OL" ? 2 : 0, client == L"WLM" ? 2 : 0);
-      const std::string cleared = ToUtf8(delayed.cleared);
+      const std::wstring client = delayed.shortName;
+      world.machine.ClearFlags();
+      world.machine.SetFlag(delayed.shortName, 2);
+      const std::string cleared = ClearedAfter(client);
       const FailWhere set("RegSetValueExW", &::RegSetValueExW,
                           [&](HKEY, LPCWSTR name, DWORD, DWORD, const BYTE*, DWORD) {
                             return std::wcsstr(name, L"_DELAY_INST") != nullptr ? error : ERROR_SUCCESS;
@@ -121,7 +163,7 @@ TEST_CASE("a delay flag gets its client registered, and one flag is cleared; if 
       const RegistryCallTrace trace;
       const Lines log = world.Switch(true);
       CHECK(world.result);
-      CHECK(log.front() == Info(delayed.shown).front());
+      CHECK(log.front() == FlagsLine(delayed.shortName, "2").front());
       const Lines stored = LinesWith(trace.Calls(), "_DELAY_INST\" REG_DWORD 4 bytes");
       CHECK(stored.size() == 1);
       CHECK_LINES(LinesWith(stored, "\"" + cleared + "_DELAY_INST"), (stored));
@@ -143,7 +185,7 @@ TEST_CASE("a delay flag gets its client registered, and one flag is cleared; if 
 TEST_CASE("a delayed registration while Outlook runs sets the add-in not to load") {
   for (const bool running : {false, true}) {
     SwitchWorld world;
-    world.machine.SetFlags(0, 1, 0);
+    world.machine.SetFlag(L"OL", 1);
     world.session.sessionId = 0xFFFFFFFF;  // no activation then
     world.running.Become({running ? L"outlook.exe" : L"x.exe"});
     world.Switch(true);
@@ -154,9 +196,13 @@ TEST_CASE("a delayed registration while Outlook runs sets the add-in not to load
 // ---- off
 
 void SwitchOnBefore(SwitchWorld& world) {
-  world.machine.SetFlags(1, 1, 1);
   MakeKey(MachineKey64(SwitchedMachine::kAddinKey), {{L"LoadBehavior", 3}});
-  MakeKey(MachineKey64(SwitchedMachine::kRunKey), {{L"WLM", L"x"}, {L"OE", L"y"}});
+  for (const Client& client : Clients()) {
+    world.machine.SetFlag(client.shortName, 1);
+    if (client.hasMonitor) {
+      MakeKey(MachineKey64(SwitchedMachine::kRunKey), {{client.shortName, L"x"}});
+    }
+  }
 }
 
 TEST_CASE("switching off ignores the delay flags, deactivates the clients and signals the monitors for 100 ms") {
@@ -174,11 +220,11 @@ TEST_CASE("switching off ignores the delay flags, deactivates the clients and si
   CHECK_LINES(world.shutdown.Calls(), (SignalledCalls()));
   CHECK(world.monitors.Starts().empty());
   CHECK(world.regsvr32.Starts().empty());
-  CHECK_LINES(world.machine.Flags(),
-              {"\"OE_DELAY_INST\" REG_DWORD 1", "\"OL_DELAY_INST\" REG_DWORD 1", "\"WLM_DELAY_INST\" REG_DWORD 1"});
+  CHECK(LinesWith(world.machine.Flags(), "_DELAY_INST\" REG_DWORD 1").size() == Clients().size());
   CHECK(world.machine.LoadBehavior() == 2);
-  CHECK(SwitchedMachine::RunValue(L"WLM").empty());
-  CHECK(SwitchedMachine::RunValue(L"OE") == L"y");
+  for (const Client& client : Clients()) {
+    CHECK((SwitchedMachine::RunValue(client.shortName) == L"x") == (client.hasMonitor && client.endedWithVista));
+  }
   CHECK_LINES(world.session.NotGivenBack(), {});
 }
 

@@ -4,6 +4,7 @@
 #include <doctest/doctest.h>
 
 #include "tests/support/CallFailures.h"
+#include "tests/support/Clients.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/HeapWatch.h"
 #include "tests/unit/activation/SwitchedMachine.h"

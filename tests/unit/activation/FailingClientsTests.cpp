@@ -72,7 +72,7 @@ TEST_CASE("every client is switched, any failure fails the switch, and monitors 
       failing = row;
       steps.clear();
       VistaWorld vista;
-      vista.world.machine.SetFlags(0, 0, 0);
+      vista.world.machine.ClearFlags();
       const Lines log = vista.world.Switch(enable);
       CHECK(vista.world.result == row.empty());
       Lines wantedSteps;
@@ -108,7 +108,7 @@ TEST_CASE("every client is switched, any failure fails the switch, and monitors 
 
 TEST_CASE("a failed activation and a failed monitor are each logged, and every monitor is tried") {
   VistaWorld vista;
-  vista.world.machine.SetFlags(0, 0, 0);
+  vista.world.machine.ClearFlags();
   vista.world.monitors.Fail(ERROR_ACCESS_DENIED);
   failing = L"OL";
   const Lines log = vista.world.Switch(true);

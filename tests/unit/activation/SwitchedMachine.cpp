@@ -94,9 +94,14 @@ std::wstring SwitchedMachine::RunValue(const wchar_t* name) {
   return found.empty() ? std::wstring() : std::wstring(found.front().begin(), found.front().end() - 1);
 }
 
-void SwitchedMachine::SetFlags(DWORD outlookExpress, DWORD outlook, DWORD windowsLiveMail) const {
-  MakeKey(MachineKey64(kCoreAgentKey),
-          {{L"OE_DELAY_INST", outlookExpress}, {L"OL_DELAY_INST", outlook}, {L"WLM_DELAY_INST", windowsLiveMail}});
+void SwitchedMachine::ClearFlags() const {
+  for (const Client& client : Clients()) {
+    SetFlag(client.shortName, 0);
+  }
+}
+
+void SwitchedMachine::SetFlag(const wchar_t* client, DWORD value) const {
+  MakeKey(MachineKey64(kCoreAgentKey), {{client + std::wstring(L"_DELAY_INST"), value}});
 }
 
 Lines SwitchedMachine::Flags() const {

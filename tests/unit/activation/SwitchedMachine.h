@@ -38,7 +38,8 @@ class SwitchedMachine {
   static std::wstring RunValue(const wchar_t* name);
 
   // The machine's flags of delayed registrations.
-  void SetFlags(DWORD outlookExpress, DWORD outlook, DWORD windowsLiveMail) const;
+  void ClearFlags() const;  // 0 for every client
+  void SetFlag(const wchar_t* client, DWORD value) const;
   Lines Flags() const;
 
  private:

@@ -45,7 +45,7 @@ Lines Switched(const ReportedWorld& reported, const std::string& how) {
 TEST_CASE("the clients that this Windows has are activated, and their monitors are started") {
   ReportedWorld reported;
   SwitchWorld& world = reported.world;
-  world.machine.SetFlags(0, 0, 0);
+  world.machine.ClearFlags();
   const Lines log = world.Switch(true);
   CHECK(world.result == reported.HasSessions());
   CHECK_LINES(LinesWith(log, "LOG_ERROR"), (reported.HasSessions() ? Lines{} : Error(kNoSession)));
@@ -68,7 +68,7 @@ TEST_CASE("the clients that this Windows has are activated, and their monitors a
 TEST_CASE("if memory for its path is short, a monitor is not started, and its start-up value is not written") {
   ReportedWorld reported;
   SwitchWorld& world = reported.world;
-  world.machine.SetFlags(0, 0, 0);
+  world.machine.ClearFlags();
   Lines log;
   {
     const TestSupport::HeapLimit memory(TestSupport::HeapLimit::kAnySize, kFormatBuffer);

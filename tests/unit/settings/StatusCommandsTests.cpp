@@ -44,7 +44,7 @@ struct CommandWorld {
   CommandLineGiven commandLine{L"C:\\Source", L"C:\\VELA"};
 
   CommandWorld() {
-    around.machine.SetFlags(0, 0, 0);
+    around.machine.ClearFlags();
     MakeKey(MachineKey64(SwitchedMachine::kAddinKey), {{L"LoadBehavior", 3}});
     for (const Client& client : Clients()) {
       MakeKey(MachineKey64(SwitchedMachine::kRunKey), {{client.shortName, L"x"}});
