@@ -3,6 +3,10 @@
 
 #include <doctest/doctest.h>
 
+#include <functional>
+#include <string>
+#include <vector>
+
 #include "tests/support/CallFailures.h"
 #include "tests/support/Clients.h"
 #include "tests/support/LogCapture.h"
@@ -35,9 +39,9 @@ struct Failing {
   Calls calls = Calls::None();
 };
 
-using ClientSwitch = bool (*)(const std::wstring&, DWORD, const std::wstring&);
+using ClientSwitch = std::function<bool(const std::wstring&, DWORD, const std::wstring&)>;
 
-Switched Run(const SwitchedMachine& machine, ClientSwitch clientSwitch, const Failing& failing = {}) {
+Switched Run(const SwitchedMachine& machine, const ClientSwitch& clientSwitch, const Failing& failing = {}) {
   Switched switched;
   const RegistrySnapshot before = machine.Registry();
   const LogCapture log;
@@ -116,19 +120,31 @@ struct MonitoredClient {
   const wchar_t* name;
   ClientSwitch activate;
   ClientSwitch deactivate;
-  const wchar_t* command;
-  const char* writeFailure;
-  const char* deleteFailure;
+  std::wstring command;
+  std::string writeFailure;
+  std::string deleteFailure;
 };
 
-constexpr MonitoredClient kMonitoredClients[] = {
-    {L"OE", VELA_ActivateOE, VELA_DeActivateOE, L"\"C:\\Program Files\\VELA\\VELA_OE\\VELA_OEMon.exe\"",
-     "LOG_ERROR: Failed to WriteRegStringValue of Run Key for OEMon !!",
-     "LOG_ERROR: Fail to DeleteRegStringValue() of g_szOE_OEM !"},
-    {L"WLM", VELA_ActivateWLM, VELA_DeActivateWLM, L"\"C:\\Program Files\\VELA\\VELA_WLM\\VELA_WLMMon.exe\"",
-     "LOG_ERROR: Failed to WriteRegStringValue of Run Key for WLMMon !!",
-     "LOG_ERROR: Fail to DeleteRegStringValue() of g_szWLM_OEM !"},
-};
+std::vector<MonitoredClient> MonitoredClients() {
+  std::vector<MonitoredClient> rows;
+  for (const MailClientFacts& facts : kMailClients) {
+    const MailClient client = facts.client;
+    const Client& row = Clients()[static_cast<std::size_t>(client)];
+    if (row.hasMonitor) {
+      const std::string name = ToUtf8(row.shortName);
+      rows.push_back({row.shortName,
+                      [client](const std::wstring& installPath, DWORD, const std::wstring& userSid) {
+                        return ActivateMonitor(client, installPath, userSid);
+                      },
+                      [client](const std::wstring&, DWORD, const std::wstring&) { return DeactivateMonitor(client); },
+                      L"\"C:\\Program Files\\VELA\\" + row.FolderName() + L"\\" + row.MonitorName() + L"\"",
+                      "LOG_ERROR: Failed to WriteRegStringValue of Run Key for " + name + "Mon !!",
+                      "LOG_ERROR: Fail to DeleteRegStringValue() of g_sz" + name + "_OEM !"});
+    }
+  }
+  return rows;
+}
+const std::vector<MonitoredClient> kMonitoredClients = MonitoredClients();
 
 TEST_CASE("a client that is on has a start-up value for its monitor; switching it off keeps the user's folders") {
   const SwitchedMachine machine;

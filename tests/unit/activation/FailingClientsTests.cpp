@@ -14,15 +14,23 @@ using namespace TestSupport;
 
 namespace {
 
+constexpr char kUser[] = "S-1-5-21-0-0-0-1000";
+
 // The client whose steps fail, by its short name; "" for none.
 std::wstring failing;
 Lines steps;
 
+bool Take(const char* step, const wchar_t* client) {
+  steps.push_back(step + ToUtf8(client));
+  return failing != client;
+}
+
 bool Take(const char* step, const wchar_t* client, const std::wstring& installPath, DWORD sessionId,
           const std::wstring& userSid) {
-  steps.push_back(step + ToUtf8(client) + " " + ToUtf8(installPath) + " " + std::to_string(sessionId) + " " +
-                  ToUtf8(userSid));
-  return failing != client;
+  CHECK(installPath == L"C:\\VELA");
+  CHECK(sessionId == 7);
+  CHECK(ToUtf8(userSid) == kUser);
+  return Take(step, client);
 }
 
 }  // namespace
@@ -47,14 +55,19 @@ bool VELA_DeActivateOE(const std::wstring& installPath, DWORD sessionId, const s
 bool VELA_DeActivateWLM(const std::wstring& installPath, DWORD sessionId, const std::wstring& userSid) {
   return Take("DeActivate", L"WLM", installPath, sessionId, userSid);
 }
+// For a client without functions of its own.
+bool ActivateMonitor(MailClient client, const std::wstring& installPath, const std::wstring& userSid) {
+  return Take("Activate", FactsOf(client).shortName, installPath, 7, userSid);
+}
+bool DeactivateMonitor(MailClient client) {
+  return Take("DeActivate", FactsOf(client).shortName);
+}
 
 }  // namespace VELAUtility
 
 namespace {
 
-constexpr char kUser[] = "S-1-5-21-0-0-0-1000";
-
-// Windows Vista, which has all three clients.
+// Windows Vista, which has all clients.
 struct VistaWorld {
   WindowsReports reports{6, 0, VER_NT_WORKSTATION};
   SwitchWorld world;
@@ -80,7 +93,7 @@ TEST_CASE("every client is switched, any failure fails the switch, and monitors 
       Lines monitors;
       for (const Client& client : Clients()) {
         const std::string name = ToUtf8(client.shortName);
-        wantedSteps.push_back((enable ? "Activate" : "DeActivate") + name + " C:\\VELA 7 " + kUser);
+        wantedSteps.push_back((enable ? "Activate" : "DeActivate") + name);
         wanted =
             Joined({wanted, row != client.shortName
                                 ? Info("SetAntiSpamEnable() - VELA " + name +

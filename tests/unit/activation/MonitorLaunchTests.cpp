@@ -4,6 +4,7 @@
 #include <doctest/doctest.h>
 
 #include "Common/OrCommon/OrComn_ProcessGuards.h"
+#include "tests/support/Clients.h"
 #include "tests/support/LogCapture.h"
 #include "tests/unit/activation/ConsoleSession.h"
 #include "tests/unit/activation/MonitorStarts.h"
@@ -13,16 +14,32 @@ using VELAUtility::VELA_LaunchMonProcess;
 
 namespace {
 
+// The paths of the monitors that this Windows has.
+Lines MonitorsBelow(const std::string& folder) {
+  Lines monitors;
+  for (const Client& client : Clients()) {
+    if (client.hasMonitor && !client.endedWithVista) {
+      monitors.push_back(folder + "\\" + ToUtf8(client.FolderName() + L"\\" + client.MonitorName()));
+    }
+  }
+  return monitors;
+}
+
 TEST_CASE("the monitor is started with the user's token, while acting as the user, by its full path alone") {
   ConsoleSession session;
   const MonitorStarts starts(session);
   const LogCapture log;
   CHECK(VELA_LaunchMonProcess(L"C:\\Program Files\\Orvane Labs", 0));
-  CHECK_LINES(starts.Starts(),
-              {"token C:\\Program Files\\Orvane Labs\\VELA\\VELA_WLM\\VELA_WLMMon.exe plain as the user"});
-  CHECK_LINES(log.Lines(), {"LOG_INFO : ImpersonateLoggedOnUser() : "
-                            "C:\\Program Files\\Orvane Labs\\VELA\\VELA_WLM\\VELA_WLMMon.exe",
-                            "LOG_INFO : Succeeded in calling CreateProcessAsUser() of VELA_WLMMon.exe"});
+  Lines calls;
+  Lines lines;
+  for (const std::string& path : MonitorsBelow("C:\\Program Files\\Orvane Labs\\VELA")) {
+    const std::string name = path.substr(path.rfind('\\') + 1);
+    calls.push_back("token " + path + " plain as the user");
+    lines.push_back("LOG_INFO : ImpersonateLoggedOnUser() : " + path);
+    lines.push_back("LOG_INFO : Succeeded in calling CreateProcessAsUser() of " + name);
+  }
+  CHECK_LINES(starts.Starts(), (calls));
+  CHECK_LINES(log.Lines(), (lines));
   CHECK_LINES(session.Calls(), {"WTSGetActiveConsoleSessionId", "WTSQueryUserToken 7", "ImpersonateLoggedOnUser token",
                                 "CreateEnvironmentBlock token", "DestroyEnvironmentBlock", "RevertToSelf"});
   CHECK_LINES(session.NotGivenBack(), {});
@@ -36,8 +53,7 @@ TEST_CASE("the monitor is started with the error mode that this process was star
   const MonitorStarts starts(session);
   VELA_LaunchMonProcess(L"C:\\X", 0);
   const UINT after = ::SetErrorMode(before);
-  REQUIRE(starts.ErrorModes().size() == 1);
-  CHECK(starts.ErrorModes()[0] == SEM_NOALIGNMENTFAULTEXCEPT);
+  CHECK(starts.ErrorModes() == std::vector<UINT>(MonitorsBelow("").size(), SEM_NOALIGNMENTFAULTEXCEPT));
   CHECK(after ==
         (SEM_NOALIGNMENTFAULTEXCEPT | SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX));
 }
@@ -64,7 +80,7 @@ TEST_CASE("if the thread cannot stop acting as the user, the launch still succee
   const MonitorStarts starts(session);
   const LogCapture log;
   CHECK(VELA_LaunchMonProcess(L"C:\\X", 0));
-  CHECK(log.Lines().size() == 2);
+  CHECK(log.Lines().size() == 2 * MonitorsBelow("").size());
   CHECK_LINES(session.NotGivenBack(), {"environment block"});
   CHECK(ConsoleSession::ThreadActsAsUser());
 }
