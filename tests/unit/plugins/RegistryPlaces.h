@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/Clients.h"
 #include "tests/support/RegistrySnapshot.h"
 #include "tests/support/TestRegistry.h"
 #include "tests/support/TextLines.h"
@@ -35,7 +36,7 @@ class OwnKey {
   KeyPlace place_;
 };
 
-// Both monitors' start-up values in the machine's Run key, which exists anyway. Removed before and after the test.
+// The monitors' start-up values in the machine's Run key, which exists anyway. Removed before and after the test.
 class OwnRunValues {
  public:
   OwnRunValues() { Clear(); }
@@ -43,22 +44,41 @@ class OwnRunValues {
   OwnRunValues& operator=(const OwnRunValues&) = delete;
   ~OwnRunValues() { Clear(); }
 
-  void Set() const { MakeKey(place_, {{L"OE", L"C:\\monitor.exe"}, {L"WLM", L"C:\\monitor.exe"}}); }
+  // All of them, or all but one.
+  static Lines All(const std::string& but = "") {
+    Lines names;
+    for (const Client& client : Clients()) {
+      const std::string name = ToUtf8(client.shortName);
+      if (client.hasMonitor && name != but) {
+        names.push_back(name);
+      }
+    }
+    return names;
+  }
+
+  void Set() const {
+    for (const Client& client : Clients()) {
+      if (client.hasMonitor) {
+        MakeKey(place_, {{client.shortName, L"C:\\monitor.exe"}});
+      }
+    }
+  }
   // Those that exist.
   Lines Names() const {
     RegistrySnapshot snapshot;
     snapshot.Add(place_.hive, place_.path, place_.view);
     Lines names;
-    for (const char* const name : {"OE", "WLM"}) {
-      names.insert(names.end(), LinesWith(snapshot.AsLines(), "\"" + std::string(name) + "\"").size(), name);
+    for (const std::string& name : All()) {
+      names.insert(names.end(), LinesWith(snapshot.AsLines(), "\"" + name + "\"").size(), name);
     }
     return names;
   }
 
  private:
   void Clear() const {
-    RemoveValue(place_, L"OE");
-    RemoveValue(place_, L"WLM");
+    for (const Client& client : Clients()) {
+      RemoveValue(place_, client.shortName);
+    }
   }
 
   const KeyPlace place_ = MachineKey64(L"Software\\Microsoft\\Windows\\CurrentVersion\\Run");

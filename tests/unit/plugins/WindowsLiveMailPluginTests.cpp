@@ -108,7 +108,7 @@ TEST_CASE("all modules are tried, any failed one is a failure, and the plug-in i
                                         {registers ? "LOG_ERROR: Fatal Error, Registry WLM COM object false"
                                                    : "LOG_ERROR: Unregistry WLM COM objects failed"}})));
       CHECK_LINES(machine.Listed(), {});
-      CHECK_LINES(machine.run.Names(), (registers ? Lines{"OE", "WLM"} : Lines{"OE"}));
+      CHECK_LINES(machine.run.Names(), (OwnRunValues::All(registers ? "" : "WLM")));
     }
   }
 }
@@ -172,7 +172,7 @@ TEST_CASE("unregistering removes the list entry, the start-up value and, unless 
     CHECK(machine.child.Starts().size() == (running ? 0 : kNone));
     CHECK_LINES(machine.Listed(), {"\"Other\" REG_SZ \"Other.dll\""});
     CHECK(LinesWith(machine.nektraOf32BitPrograms.Contents(), "WLMAilApiCppDllClient").size() == 1);
-    CHECK_LINES(machine.run.Names(), {"OE"});
+    CHECK_LINES(machine.run.Names(), (OwnRunValues::All("WLM")));
   }
 }
 
@@ -203,7 +203,7 @@ TEST_CASE("an entry or start-up value that is missing or stays is only a warning
     }
     CHECK_LINES(LinesWith(log.Lines(), "WARN"), {row.line});
     CHECK_LINES(machine.Listed(), (Lines(row.line == kNotListed ? 1 : 0, kListed)));
-    CHECK_LINES(machine.run.Names(), (row.line == kNotListed ? Lines{"OE"} : Lines{"OE", "WLM"}));
+    CHECK_LINES(machine.run.Names(), (OwnRunValues::All(row.line == kNotListed ? "WLM" : "")));
   }
 }
 
