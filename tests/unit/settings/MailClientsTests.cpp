@@ -3,6 +3,8 @@
 
 #include <doctest/doctest.h>
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 
 #include "tests/support/Clients.h"
@@ -57,27 +59,42 @@ TEST_CASE("a table that lacks a client, or has one twice, is rejected at compile
   struct Row {
     MailClient client;
   };
-  constexpr Row kInOrder[] = {{MailClient::kOutlook}, {MailClient::kOutlookExpress}, {MailClient::kWindowsLiveMail}};
-  constexpr Row kOther[] = {{MailClient::kWindowsLiveMail}, {MailClient::kOutlook}, {MailClient::kOutlookExpress}};
-  constexpr Row kTwice[] = {{MailClient::kOutlook}, {MailClient::kWindowsLiveMail}, {MailClient::kWindowsLiveMail}};
-  constexpr Row kOneMore[] = {{MailClient::kOutlook},
-                              {MailClient::kOutlookExpress},
-                              {MailClient::kWindowsLiveMail},
-                              {MailClient::kWindowsLiveMail}};
-  constexpr Row kMonitored[] = {{MailClient::kWindowsLiveMail}, {MailClient::kOutlookExpress}};
-  constexpr Row kMonitorMissing[] = {{MailClient::kWindowsLiveMail}};
+  constexpr std::size_t kAll = std::size(kMailClients);
+  constexpr std::size_t kWithMonitor = [] {
+    std::size_t count = 0;
+    for (const MailClientFacts& facts : kMailClients) {
+      count += HasMonitor(facts.client) ? 1U : 0U;
+    }
+    return count;
+  }();
+  Row inOrder[kAll] = {};
+  std::transform(std::begin(kMailClients), std::end(kMailClients), inOrder,
+                 [](const MailClientFacts& facts) { return Row{facts.client}; });
+  Row reversed[kAll] = {};
+  std::reverse_copy(std::begin(inOrder), std::end(inOrder), reversed);
+  Row twice[kAll] = {};  // the last client, instead of the second
+  std::copy(std::begin(inOrder), std::end(inOrder), twice);
+  twice[1] = twice[kAll - 1];
+  Row oneMore[kAll + 1] = {};
+  std::copy(std::begin(inOrder), std::end(inOrder), oneMore);
+  oneMore[kAll] = oneMore[kAll - 1];
+  Row monitored[kWithMonitor] = {};
+  std::copy_if(std::begin(reversed), std::end(reversed), monitored,
+               [](const Row& row) { return HasMonitor(row.client); });
+  Row monitorMissing[kWithMonitor - 1] = {};
+  std::copy_n(monitored, kWithMonitor - 1, monitorMissing);
 
-  CHECK(StandInOrder(kInOrder));
-  CHECK_FALSE(StandInOrder(kOther));
-  CHECK(&RowOf(MailClient::kOutlook, kOther) == &kOther[1]);
-  CHECK(HasEveryClient(kInOrder));
-  CHECK(HasEveryClient(kOther));
-  CHECK_FALSE(HasEveryClient(kTwice));
-  CHECK_FALSE(HasEveryClient(kOneMore));
-  CHECK_FALSE(HasEveryClient(kMonitored));
-  CHECK(HasEveryMonitor(kMonitored));
-  CHECK_FALSE(HasEveryMonitor(kMonitorMissing));
-  CHECK_FALSE(HasEveryMonitor(kInOrder));
+  CHECK(StandInOrder(inOrder));
+  CHECK_FALSE(StandInOrder(reversed));
+  CHECK(&RowOf(MailClient::kOutlook, reversed) == &reversed[kAll - 1]);
+  CHECK(HasEveryClient(inOrder));
+  CHECK(HasEveryClient(reversed));
+  CHECK_FALSE(HasEveryClient(twice));
+  CHECK_FALSE(HasEveryClient(oneMore));
+  CHECK_FALSE(HasEveryClient(monitored));
+  CHECK(HasEveryMonitor(monitored));
+  CHECK_FALSE(HasEveryMonitor(monitorMissing));
+  CHECK_FALSE(HasEveryMonitor(inOrder));
 }
 
 }  // namespace
