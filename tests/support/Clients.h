@@ -14,7 +14,9 @@ struct Client {
   bool hasMonitor;                      // it has a monitor, and a Run value of the short name
   bool endedWithVista;                  // ignored from Windows 7 on
   bool has64BitFiles;                   // in the installation source, in a folder of the short name and "64"
-  const char* registrationFailure;      // the last word in the log about a registration that failed
+  const char* name;                     // in the log, where it runs while it is registered
+  const char* runningAtRemoval;         // the line of the log about that
+  bool keptWhileRunning;                // its modules stay registered then
   std::vector<const wchar_t*> modules;  // in the order in which they are registered
 
   std::wstring FolderName() const { return std::wstring(L"VELA_") + shortName; }  // below the product's folder
@@ -33,7 +35,9 @@ inline const std::vector<Client>& Clients() {
        false,
        false,
        false,
-       "Fail to Install VELA_OL !!",
+       "MS Office Outlook",
+       "LOG_WARN : plugVELA_Uninstall(), OL is still running!.",
+       false,
        {L"Redemption.dll", L"VELA_OLA.dll"}},
       {L"OE",
        L"msimn.exe",
@@ -41,7 +45,9 @@ inline const std::vector<Client>& Clients() {
        true,
        true,
        true,
-       "Fail to Install VELA_OE !!",
+       "Outlook Express",
+       "LOG_WARN : plugVELA_Uninstall(), OE is still running!.",
+       true,
        {L"oeapiinitcom.dll", L"oecom.dll", L"oestore.dll", L"VELA_OEWab.dll"}},
       {L"WLM",
        L"wlmail.exe",
@@ -49,7 +55,9 @@ inline const std::vector<Client>& Clients() {
        true,
        false,
        false,
-       "Fail to Install VELA_WLM !!",
+       "Windows Live Mail",
+       "LOG_WARN : WLM is still running. Do not unregister WLM COM objects.",
+       true,
        {L"WLMailApiInit.dll", L"WLMailApiCom.dll", L"WLMailApiStore.dll", L"WLMailApiContacts.dll"}},
   };
   return clients;

@@ -16,30 +16,14 @@ struct CleanMachine : MachineWithoutOutlook {
   OwnKey nektra{MachineKey64(L"Software\\Nektra")};
 };
 
-// What is logged about each client, in the order of Clients().
-struct Texts {
-  const char* runningAtInstall;
-  const char* runningAtRemoval;
-  bool keptWhileRunning;  // by the removal
-};
-
-constexpr Texts kTexts[] = {
-    {"LOG_INFO : MS Office Outlook is running during installing !",
-     "LOG_WARN : plugVELA_Uninstall(), OL is still running!.", false},
-    {"LOG_INFO : Outlook Express is running during installing !",
-     "LOG_WARN : plugVELA_Uninstall(), OE is still running!.", true},
-    {"LOG_INFO : Windows Live Mail is running during installing !",
-     "LOG_WARN : WLM is still running. Do not unregister WLM COM objects.", true},
-};
-
 TEST_CASE("each client is (un)registered by its own modules; only if it runs itself, that is logged first") {
-  REQUIRE(std::size(kTexts) == Clients().size());
   for (std::size_t index = 0; index < Clients().size(); ++index) {
     for (const Client& running : Clients()) {
       const Client& client = Clients()[index];
       CAPTURE(ToUtf8(client.shortName));
       CAPTURE(ToUtf8(running.shortName));
       const bool runs = running.shortName == client.shortName;
+      const std::string runningAtInstall = "LOG_INFO : " + std::string(client.name) + " is running during installing !";
       const CleanMachine machine;
       const RunningProcesses processes({L"explorer.exe", running.process});
       const LogCapture log;
@@ -51,14 +35,13 @@ TEST_CASE("each client is (un)registered by its own modules; only if it runs its
           commands.push_back("regsvr32.exe /s \"C:\\Folder\\" + ToUtf8(module) + "\"");
         }
         CHECK_LINES(child.CommandLines(), (commands));
-        CHECK_LINES(LinesWith(log.Lines(), "is running"), (runs ? Lines{kTexts[index].runningAtInstall} : Lines{}));
-        CHECK((log.Lines().front() == kTexts[index].runningAtInstall) == runs);
+        CHECK_LINES(LinesWith(log.Lines(), "is running"), (runs ? Lines{runningAtInstall} : Lines{}));
+        CHECK((log.Lines().front() == runningAtInstall) == runs);
       }
       const RegistrationChild child;
       VELAUtility::UnregisterClient(kMailClients[index].client, L"C:\\Folder");
-      // All except Outlook keep their modules.
-      CHECK(child.Starts().size() == (runs && kTexts[index].keptWhileRunning ? 0 : client.modules.size()));
-      CHECK_LINES(LinesWith(log.Lines(), "still running"), (runs ? Lines{kTexts[index].runningAtRemoval} : Lines{}));
+      CHECK(child.Starts().size() == (runs && client.keptWhileRunning ? 0 : client.modules.size()));
+      CHECK_LINES(LinesWith(log.Lines(), "still running"), (runs ? Lines{client.runningAtRemoval} : Lines{}));
       CHECK_LINES(LinesWith(log.Lines(), "LOG_ERROR"), {});
     }
   }
@@ -86,7 +69,7 @@ TEST_CASE("a failed registration, and a failed removal, is logged in the last li
     child.FailEveryStart(ERROR_FILE_NOT_FOUND);
     const LogCapture log;
     VELAUtility::RegisterClient(kMailClients[index].client, L"C:\\Folder", true);
-    CHECK(log.Lines().back() == std::string("LOG_ERROR: ") + client.registrationFailure);
+    CHECK(log.Lines().back() == "LOG_ERROR: Fail to Install VELA_" + ToUtf8(client.shortName) + " !!");
     VELAUtility::UnregisterClient(kMailClients[index].client, L"C:\\Folder");
     CHECK(log.Lines().back() == "LOG_ERROR: VELA " + ToUtf8(client.shortName) + " UnInstall Fail !!");
   }
