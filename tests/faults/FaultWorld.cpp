@@ -19,6 +19,7 @@ using TestSupport::MachineKey32;
 using TestSupport::MachineKey64;
 using TestSupport::MakeKey;
 using TestSupport::UsersKey;
+using TestSupport::WithPluginLists;
 
 constexpr wchar_t kProductKey[] = L"SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA";
 constexpr wchar_t kSharedKey[] = L"Software\\OrvaneLabs\\CoreAgent\\VELA";
@@ -232,13 +233,15 @@ void FaultWorld::PlantRegistry() const {
     if (client.hasMonitor) {
       MakeKey(MachineKey64(kRunKey), {{client.shortName, L"\"old\""}});
     }
+    if (client.pluginList != nullptr) {
+      MakeKey(MachineKey64(client.pluginList), {{client.pluginEntry, client.FolderName() + L"A.dll"}});
+    }
   }
   MakeKey(MachineKey64(L"Software\\Classes\\Outlook.Application\\CurVer"), {{L"", L"Outlook.Application.14"}});
   MakeKey(MachineKey32(std::wstring(kOffice) + L"\\14.0"));
   MakeKey(MachineKey32(std::wstring(kOffice) + L"\\14.0\\Outlook\\InstallRoot"),
           {{L"Path", std::wstring(kOfficeFolder) + L"\\"}});
   MakeKey(MachineKey64(kAddin), {{L"LoadBehavior", 3}});
-  MakeKey(MachineKey64(L"Software\\Nektra\\WLMailAPi\\Plugins"), {{L"WLMAilApiCppDllClient", L"VELA_WLMA.dll"}});
   MakeKey(UsersKey(std::wstring(kOtherUsers[0]) + L"\\" + kAddin), {{L"LoadBehavior", 3}});
   MakeKey(UsersKey(std::wstring(kOtherUsers[1]) + L"\\Software"));
   if (!scenario_.shellOnly) {
@@ -256,7 +259,7 @@ void FaultWorld::Clear() {
   for (const std::wstring& place : Places()) {
     TestSupport::RemoveTree(place);
   }
-  for (const wchar_t* const path : {L"Software\\OrvaneLabs", L"Software\\Nektra", kOffice}) {
+  for (const std::wstring& path : WithPluginLists({L"Software\\OrvaneLabs", kOffice})) {
     TestSupport::RemoveKey(MachineKey64(path));
     TestSupport::RemoveKey(MachineKey32(path));
   }
@@ -288,7 +291,7 @@ TestSupport::FileSnapshot FaultWorld::Files() {
 
 TestSupport::RegistrySnapshot FaultWorld::Registry() {
   TestSupport::RegistrySnapshot registry;
-  for (const wchar_t* const path : {L"Software\\OrvaneLabs", L"Software\\Nektra", kOffice, kRunKey}) {
+  for (const std::wstring& path : WithPluginLists({L"Software\\OrvaneLabs", kOffice, kRunKey})) {
     registry.Add(HKEY_LOCAL_MACHINE, path, KEY_WOW64_64KEY);
     registry.Add(HKEY_LOCAL_MACHINE, path, KEY_WOW64_32KEY);
   }

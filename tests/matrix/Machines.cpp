@@ -161,10 +161,14 @@ namespace {
 // clients, the programs that start at log-on, and the file moves for the restart.
 void LockRegistry(World& world) {
   for (const auto& place : {MachineKey32(World::kProductKey), MachineKey64(World::kCoreAgentKey), MachineKey64(kAddin),
-                            MachineKey64(L"Software\\Nektra\\WLMailAPi\\Plugins"),
                             MachineKey64(L"Software\\Microsoft\\Windows\\CurrentVersion\\Run"),
                             MachineKey64(L"System\\CurrentControlSet\\Control\\Session Manager")}) {
     world.WithAccess(place, kReadOnlyAccess);
+  }
+  for (const TestSupport::Client& client : TestSupport::Clients()) {
+    if (client.pluginList != nullptr) {
+      world.WithAccess(MachineKey64(client.pluginList), kReadOnlyAccess);
+    }
   }
   // Windows does not let an ordinary user open the list of all hives for writing. Wine does; here the keys refuse it.
   for (const std::wstring& hive : TestSupport::SubkeyNames(UsersKey(L""))) {

@@ -2,6 +2,7 @@
 // for each client and what they expect of it. For a new client, add a row.
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,8 @@ struct Client {
   const char* name;                     // in the log, where it runs while it is registered
   const char* runningAtRemoval;         // the line of the log about that
   bool keptWhileRunning;                // its modules stay registered then
+  const wchar_t* pluginList;            // the key of the machine that lists its plug-in; null: none does
+  const wchar_t* pluginEntry;           // the value there
   std::vector<const wchar_t*> modules;  // in the order in which they are registered
 
   std::wstring FolderName() const { return std::wstring(L"VELA_") + shortName; }  // below the product's folder
@@ -38,6 +41,8 @@ inline const std::vector<Client>& Clients() {
        "MS Office Outlook",
        "LOG_WARN : plugVELA_Uninstall(), OL is still running!.",
        false,
+       nullptr,
+       nullptr,
        {L"Redemption.dll", L"VELA_OLA.dll"}},
       {L"OE",
        L"msimn.exe",
@@ -48,6 +53,8 @@ inline const std::vector<Client>& Clients() {
        "Outlook Express",
        "LOG_WARN : plugVELA_Uninstall(), OE is still running!.",
        true,
+       nullptr,
+       nullptr,
        {L"oeapiinitcom.dll", L"oecom.dll", L"oestore.dll", L"VELA_OEWab.dll"}},
       {L"WLM",
        L"wlmail.exe",
@@ -58,9 +65,23 @@ inline const std::vector<Client>& Clients() {
        "Windows Live Mail",
        "LOG_WARN : WLM is still running. Do not unregister WLM COM objects.",
        true,
+       L"Software\\Nektra\\WLMailAPi\\Plugins",
+       L"WLMAilApiCppDllClient",
        {L"WLMailApiInit.dll", L"WLMailApiCom.dll", L"WLMailApiStore.dll", L"WLMailApiContacts.dll"}},
   };
   return clients;
+}
+
+// Registry paths of the machine: these, and those that the lists of plug-ins are below ("Software\<maker>").
+inline std::vector<std::wstring> WithPluginLists(std::vector<std::wstring> paths) {
+  for (const Client& client : Clients()) {
+    const std::wstring list = client.pluginList == nullptr ? L"" : client.pluginList;
+    const std::wstring root = list.substr(0, list.find(L'\\', list.find(L'\\') + 1));
+    if (!root.empty() && std::find(paths.begin(), paths.end(), root) == paths.end()) {
+      paths.push_back(root);
+    }
+  }
+  return paths;
 }
 
 }  // namespace TestSupport

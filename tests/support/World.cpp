@@ -96,7 +96,7 @@ void World::CleanUp() {
   lockedFolders_.clear();
 
   RemoveKey(VersionKey());
-  for (const wchar_t* const path : {L"Software\\OrvaneLabs", L"Software\\Nektra", kOutlookKey, kOfficeKey}) {
+  for (const std::wstring& path : WithPluginLists({L"Software\\OrvaneLabs", kOutlookKey, kOfficeKey})) {
     for (const KeyPlace& place : InBothViews(path)) {
       RemoveKey(place);
     }
@@ -291,7 +291,7 @@ World& World::Within(DWORD seconds) {
 
 RegistrySnapshot World::WatchedRegistry() const {
   RegistrySnapshot snapshot;
-  for (const wchar_t* const path : {L"Software\\OrvaneLabs", L"Software\\Nektra", kOfficeKey, kRunKey}) {
+  for (const std::wstring& path : WithPluginLists({L"Software\\OrvaneLabs", kOfficeKey, kRunKey})) {
     for (const KeyPlace& place : InBothViews(path)) {
       snapshot.Add(place.hive, place.path, place.view);
     }

@@ -46,7 +46,7 @@ SwitchedMachine::~SwitchedMachine() {
 }
 
 void SwitchedMachine::ForgetEverything() {
-  for (const wchar_t* const path : {kOfficeKey, L"Software\\OrvaneLabs", L"Software\\Nektra"}) {
+  for (const std::wstring& path : WithPluginLists({kOfficeKey, L"Software\\OrvaneLabs"})) {
     RemoveKey(MachineKey64(path));
     RemoveKey(MachineKey32(path));
   }
@@ -72,7 +72,7 @@ Lines SwitchedMachine::Data() const {
 
 RegistrySnapshot SwitchedMachine::Registry() const {
   RegistrySnapshot snapshot;
-  for (const wchar_t* const path : {kOfficeKey, L"Software\\OrvaneLabs", L"Software\\Nektra", kRunKey}) {
+  for (const std::wstring& path : WithPluginLists({kOfficeKey, L"Software\\OrvaneLabs", kRunKey})) {
     snapshot.Add(HKEY_LOCAL_MACHINE, path, KEY_WOW64_64KEY);
     snapshot.Add(HKEY_LOCAL_MACHINE, path, KEY_WOW64_32KEY);
   }
