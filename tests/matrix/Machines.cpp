@@ -4,6 +4,9 @@
 
 #include <windows.h>
 
+#include <string>
+#include <vector>
+
 #include "tests/support/TestFiles.h"
 
 using Expected::WindowsSystem;
@@ -56,6 +59,29 @@ void InstallAgain(World& world) {
   world.EndMonitors(kProduct);
 }
 
+// The clients after Outlook and Outlook Express, and Windows Mail, which is Outlook Express on Windows Vista.
+struct OtherClients {
+  std::vector<std::wstring> programs = {L"winmail.exe"};
+  std::string names = "Windows Mail";
+
+  OtherClients() {
+    for (std::size_t i = 2; i < TestSupport::Clients().size(); ++i) {
+      programs.emplace_back(TestSupport::Clients()[i].process);
+      names += std::string(" and ") + TestSupport::Clients()[i].name;
+    }
+  }
+  void Start(World& world) const {
+    for (const std::wstring& program : programs) {
+      world.WithRunning(program);
+    }
+  }
+  void End() const {
+    for (const std::wstring& program : programs) {
+      EndProcesses(program);
+    }
+  }
+};
+
 }  // namespace
 
 Chapter Life(const WindowsSystem& system) {
@@ -65,9 +91,10 @@ Chapter Life(const WindowsSystem& system) {
   const auto install = [&](const char* title, const wchar_t* command) {
     Tell(chapter, world, title, {command, World::kSource, World::kDestination});
   };
-  const auto use = [&](const char* title, const wchar_t* command) {
+  const auto use = [&](const std::string& title, const wchar_t* command) {
     Tell(chapter, world, title, {command, World::kSource, kInstalled});
   };
+  const OtherClients others;
 
   use("an unknown switch", L"-x");
   Tell(chapter, world, "an argument is missing", {L"-s", World::kSource});
@@ -94,11 +121,10 @@ Chapter Life(const WindowsSystem& system) {
   EndProcesses(L"OUTLOOK.EXE");
   EndProcesses(L"msimn.exe");
 
-  world.WithRunning(L"winmail.exe").WithRunning(L"wlmail.exe");
-  use("-r while Windows Mail and Windows Live Mail run", L"-r");
-  use("-d while Windows Mail and Windows Live Mail run", L"-d");
-  EndProcesses(L"winmail.exe");
-  EndProcesses(L"wlmail.exe");
+  others.Start(world);
+  use("-r while " + others.names + " run", L"-r");
+  use("-d while " + others.names + " run", L"-d");
+  others.End();
   use("-d, switched off already", L"-d");
   use("-e, switched off before", L"-e");
   world.EndMonitors(kProduct);
@@ -109,10 +135,9 @@ Chapter Life(const WindowsSystem& system) {
   EndProcesses(L"OUTLOOK.EXE");
   EndProcesses(L"msimn.exe");
   InstallAgain(world);
-  world.WithRunning(L"winmail.exe").WithRunning(L"wlmail.exe");
-  use("-U while Windows Mail and Windows Live Mail run, switched on", L"-U");
-  EndProcesses(L"winmail.exe");
-  EndProcesses(L"wlmail.exe");
+  others.Start(world);
+  use("-U while " + others.names + " run, switched on", L"-U");
+  others.End();
   InstallAgain(world);
   world.WithOpenFile(kProduct + std::wstring(L"\\VELA_OL\\VELA_OLA.dll"), FILE_SHARE_READ);
   use("-U, no client runs, a module is in use", L"-U");
