@@ -98,7 +98,7 @@ TEST_CASE("a log on a full disk is lost, and the run continues") {
                                    {L"-I", World::kSource, World::kDestination});
 
   CHECK(program.Finish(60000).exitCode == 0);
-  CHECK(world.RegisteredModules().size() == 10);
+  CHECK(world.RegisteredModules().size() == TestSupport::AllModules());
 }
 
 TEST_CASE("a character that the log cannot hold ends the log of this run at that point, but not the run") {

@@ -27,8 +27,9 @@ void MakeFolders(World& world) {
 // The log if all of the folders exist, and everything can be deleted or scheduled.
 void CheckFoldersLog(const Outcome& outcome) {
   CHECK(outcome.exitCode == 0);
-  CHECK_LINES(LinesWith(outcome.log, "DeleteAllFiles"),
-              (Lines(5, "LOG_INFO : OrCommon::Storage::File::DeleteAllFiles succeeded, dwRtnValue:0")));
+  CHECK_LINES(
+      LinesWith(outcome.log, "DeleteAllFiles"),
+      (Lines(1 + DataFolders().size(), "LOG_INFO : OrCommon::Storage::File::DeleteAllFiles succeeded, dwRtnValue:0")));
   CHECK_LINES(LinesWith(outcome.log, "elete folder"),
               {"LOG_INFO : VELAUtility::DeleteFolderFiles(), Success to delete folder: " + ToUtf8(kProduct)});
 }

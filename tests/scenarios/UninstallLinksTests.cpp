@@ -24,10 +24,12 @@ constexpr wchar_t kOutside[] = L"C:\\VelaTest\\outside";
 
 // A user's own folder, with the names that the product would look for.
 void MakeOutside(World& world) {
-  for (const wchar_t* const file :
-       {L"\\precious.txt", L"\\OL\\Users\\log\\precious.txt", L"\\OE\\precious.txt", L"\\WLM\\precious.txt",
-        L"\\VELA_common\\precious.txt", L"\\VELA\\VELA_OL\\precious.txt", L"\\rule\\precious.txt"}) {
+  for (const wchar_t* const file : {L"\\precious.txt", L"\\OL\\Users\\log\\precious.txt",
+                                    L"\\VELA\\VELA_OL\\precious.txt", L"\\rule\\precious.txt"}) {
     world.WithFile(kOutside + std::wstring(file), "precious");
+  }
+  for (const std::wstring& folder : DataFolders()) {
+    world.WithFile(kOutside + (L"\\" + folder) + L"\\precious.txt", "precious");
   }
   REQUIRE(::SetFileAttributesW((kOutside + std::wstring(L"\\precious.txt")).c_str(), FILE_ATTRIBUTE_READONLY));
 }
@@ -102,7 +104,9 @@ TEST_CASE("if the data folder of all users is a link, it is refused, and nothing
     CHECK(Exists(kProduct) != isElsewhere);
     CHECK(LinesWith(outcome.log, "\\VELA dwRtnValue:0").size() == (isElsewhere ? 0U : 1U));
     if (isElsewhere) {
-      CheckApproved("the folder for all users' data is a link", Lines(outcome.log.end() - 11, outcome.log.end()));
+      // Two lines for each folder, and the closing line.
+      const auto removal = static_cast<std::ptrdiff_t>(2 * (1 + DataFolders().size()) + 1);
+      CheckApproved("the folder for all users' data is a link", Lines(outcome.log.end() - removal, outcome.log.end()));
     }
   }
 }

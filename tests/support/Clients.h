@@ -72,6 +72,15 @@ inline const std::vector<Client>& Clients() {
   return clients;
 }
 
+// The number of modules of all clients.
+inline std::size_t AllModules() {
+  std::size_t modules = 0;
+  for (const Client& client : Clients()) {
+    modules += client.modules.size();
+  }
+  return modules;
+}
+
 // Registry paths of the machine: these, and those that the lists of plug-ins are below ("Software\<maker>").
 inline std::vector<std::wstring> WithPluginLists(std::vector<std::wstring> paths) {
   for (const Client& client : Clients()) {

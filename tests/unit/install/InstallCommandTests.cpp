@@ -22,14 +22,6 @@ constexpr DWORD kLoadAtStart = 3;
 constexpr DWORD kDoNotLoad = 2;
 constexpr char kKey[] = "SOFTWARE\\OrvaneLabs\\BastionNTCorp\\CurrentVersion\\VELA";
 
-std::size_t AllModules() {
-  std::size_t modules = 0;
-  for (const Client& client : Clients()) {
-    modules += client.modules.size();
-  }
-  return modules;
-}
-
 std::string Stored(int value) {
   return "\"VELAEnable\" REG_DWORD " + std::to_string(value);
 }
