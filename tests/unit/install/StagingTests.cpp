@@ -7,6 +7,7 @@
 
 #include <shlobj.h>
 
+#include <stdexcept>
 #include <vector>
 
 #include "tests/support/CallFailures.h"
@@ -21,12 +22,24 @@ using namespace VELAUtility;
 
 namespace {
 
-// In the order of Clients(): for a client without a step here, the first test fails.
-using Step = int (*)(const std::wstring& source, const std::wstring& base, bool is64Bit);
+struct Step {
+  const wchar_t* client;
+  int (*run)(const std::wstring& source, const std::wstring& base, bool is64Bit);
+};
 constexpr Step kSteps[] = {
-    [](const std::wstring& source, const std::wstring& base, bool) { return PreInstallVELA_OL(source, base); },
-    PreInstallVELA_OE,
-    [](const std::wstring& source, const std::wstring& base, bool) { return PreInstallVELA_WLM(source, base); }};
+    {L"OL", [](const std::wstring& source, const std::wstring& base, bool) { return PreInstallVELA_OL(source, base); }},
+    {L"OE", PreInstallVELA_OE},
+    {L"WLM",
+     [](const std::wstring& source, const std::wstring& base, bool) { return PreInstallVELA_WLM(source, base); }}};
+
+int Stage(const Client& client, const std::wstring& source, const std::wstring& base, bool is64Bit) {
+  for (const Step& step : kSteps) {
+    if (step.client == std::wstring(client.shortName)) {
+      return step.run(source, base, is64Bit);
+    }
+  }
+  throw std::runtime_error("StagingTests.cpp: kSteps has no row for " + ToUtf8(client.shortName));
+}
 
 struct Staging {
   ScratchFolder folder{L"Stage"};
@@ -47,10 +60,8 @@ std::string NoFolder(const std::string& folder) {
 }
 
 TEST_CASE("each client gets its own files, the common ones over them, the rules and its settings file") {
-  REQUIRE(std::size(kSteps) == Clients().size());
-  for (std::size_t index = 0; index < Clients().size(); ++index) {
+  for (const Client& client : Clients()) {
     for (const bool is64Bit : {false, true}) {
-      const Client& client = Clients()[index];
       const std::string name = ToUtf8(client.shortName);
       const std::string folder = ToUtf8(client.FolderName());
       const bool has64BitFiles = client.has64BitFiles && is64Bit;
@@ -59,7 +70,7 @@ TEST_CASE("each client gets its own files, the common ones over them, the rules 
           std::wstring(L"src\\") + client.shortName + (has64BitFiles ? L"64" : L"") + L"\\engine.dll",
           "the client's own", 90);
       const LogCapture log;
-      CHECK(kSteps[index](staging.source, staging.base, is64Bit) == 1);
+      CHECK(Stage(client, staging.source, staging.base, is64Bit) == 1);
       const std::string own = name + (has64BitFiles ? "64" : "");
       const std::string bits = has64BitFiles ? "64" : "32";
       CHECK_LINES(log.Lines(), {Copied(own + "\\engine.dll", folder + "\\engine.dll"),
@@ -89,15 +100,14 @@ TEST_CASE("the resources are those for the processor; the base folder needs no t
 }
 
 TEST_CASE("a settings file that cannot be copied is a warning; one in use is not scheduled for the restart") {
-  for (std::size_t index = 0; index < Clients().size(); ++index) {
-    const Client& client = Clients()[index];
+  for (const Client& client : Clients()) {
     const Staging staging;
     const std::wstring ini =
         staging.folder.MakeFile(L"Orvane Labs\\VELA\\" + client.FolderName() + L"\\" + client.IniName(), "old", 50);
     const LogCapture log;
     const HeldFile held(ini);
     const CountCalls move("MoveFileExW");
-    CHECK(kSteps[index](staging.source, staging.base, true) == 1);
+    CHECK(Stage(client, staging.source, staging.base, true) == 1);
     CHECK_LINES(LinesWith(log.Lines(), ".ini"), {"LOG_WARN : Fail to copy " + ToUtf8(client.IniName()) + " !"});
     CHECK(move.Calls() == 0);
   }
@@ -106,11 +116,11 @@ TEST_CASE("a settings file that cannot be copied is a warning; one in use is not
 TEST_CASE("a folder that cannot be created is logged, and the step continues") {
   const FailCall make("SHCreateDirectoryExW", Calls::From(1), ERROR_ACCESS_DENIED);
   const std::string failed = "LOG_ERROR: SHCreateDirectoryEx create ";
-  for (std::size_t index = 0; index < Clients().size(); ++index) {
-    const std::string folder = ToUtf8(Clients()[index].FolderName());
+  for (const Client& client : Clients()) {
+    const std::string folder = ToUtf8(client.FolderName());
     const Staging staging;
     const LogCapture log;
-    CHECK(kSteps[index](staging.source, staging.base, true) == 1);
+    CHECK(Stage(client, staging.source, staging.base, true) == 1);
     CHECK_LINES(log.Lines(),
                 {failed + folder + " folder fail !", NoFolder(folder), NoFolder(folder), failed + "rule folder fail !",
                  NoFolder(folder + "\\rule"), "LOG_WARN : Fail to copy " + folder + ".ini !"});
