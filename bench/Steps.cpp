@@ -2,7 +2,7 @@
 //
 //   Steps delete <folder>     deletes the folder with everything in it
 //   Steps stamp <folder>      sets the access control list for existing folders on it and everything below
-//   Steps register <folder>   registers all COM modules of the three mail clients, which are in that folder
+//   Steps register <folder>   registers all COM modules of the mail clients, which are in that folder
 //   Steps lookup <times>      looks for a process that does not run, <times> times
 //   Steps snapshot <times>    only takes the snapshot of a look-up and walks through it, <times> times
 //

@@ -10,7 +10,7 @@ build=$root/build/release
 demo=$root/build/demo
 fixtures=$build/tests/fixtures
 
-windows=winxp64  # Windows XP Professional x64, which can have all three mail clients
+windows=winxp64  # Windows XP Professional x64, which can have all mail clients
 user=S-1-5-21-1-2-3-1001
 source_folder='C:\Setup'
 install_root='C:\Bastion'                # for install and upgrade, which append "Orvane Labs"
@@ -83,9 +83,6 @@ Windows Registry Editor Version 5.00
 "Path"="C:\\\\Office14\\\\"
 
 [HKEY_LOCAL_MACHINE\\Software\\OrvaneLabs\\CoreAgent\\VELA]
-"OE_DELAY_INST"=dword:00000000
-"OL_DELAY_INST"=dword:00000000
-"WLM_DELAY_INST"=dword:00000000
 
 [HKEY_CURRENT_USER\\Identities]
 "Last User ID"="{8A5C0001-0000-4000-8000-000000000001}"
@@ -165,7 +162,7 @@ fixed_addresses=(setarch -R)  # with random addresses Wine sometimes fails to st
 setarch -R true 2>/dev/null || fixed_addresses=()
 run_log=$WINEPREFIX/drive_c/windows/temp/QRTX_Debug/vela.log
 
-say "VELAutil manages the anti-spam plug-ins of three mail clients: Outlook, Outlook Express, Windows Live Mail." \
+say "VELAutil manages the anti-spam plug-ins of Outlook and other mail clients." \
   "Building it, and creating a Windows machine to try it on (the first time takes a while) ..."
 must 'the build' build_program
 make_machine
@@ -176,11 +173,11 @@ probe_classes 'before the installation'
 snapshot first
 
 step -I "$install_root" 'Install' \
-  "Copies the plug-in files of all three clients below $install_root, stores where they are, and registers the plug-ins. The anti-spam switch has never been set, so it is set to off."
+  "Copies the plug-in files of all clients below $install_root, stores where they are, and registers the plug-ins. The anti-spam switch has never been set, so it is set to off."
 probe_classes 'after the installation'
 
 step -e "$product_folder" 'Enable' \
-  "Enables filtering for the user at the console: creates the user's folders, Outlook's add-in for all users and the start-up values for the monitors of the other two clients, and starts the monitors. These stand-ins write a trace file."
+  "Enables filtering for the user at the console: creates the user's folders, Outlook's add-in for all users and the start-up values for the monitors of the other clients, and starts the monitors. These stand-ins write a trace file."
 printf '\nAccess rights of the users'"'"' folders (Wine stores of an access control list only what Unix modes can express, and only if the folder existed before):\n'
 find "$WINEPREFIX/drive_c/ProgramData/Orvane Labs" -type d -printf '%M  ProgramData/Orvane Labs/%P\n' | indent
 
