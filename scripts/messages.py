@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""messages.py list | census --produced <folder> [--report <file>] | document [--check]
+"""messages.py list | census --produced <folder> [--report <file>] | document [--check] | table <file> | json <file>
 
 The messages of the run log and of the developers' trace.
 
@@ -9,6 +9,8 @@ The messages of the run log and of the developers' trace.
             exceptions), if a line of a log is not in the sources, or if a command wrote a message that
             docs/messages/ does not have for it
   document  writes docs/messages.md from the sources and docs/messages/; --check only compares
+  table     writes the messages of the run log as rows of C++, for logreader/Catalogue.cpp
+  json      writes them for other tools
 """
 from __future__ import annotations
 
@@ -17,7 +19,7 @@ import sys
 from pathlib import Path
 
 sys.dont_write_bytecode = True
-from texts import census, document, source  # noqa: E402
+from texts import catalogue, census, document, source  # noqa: E402
 
 ROOT = Path(__file__).resolve().parent.parent
 UNREACHABLE = ROOT / "tests/texts/unreachable.txt"
@@ -54,6 +56,8 @@ def main() -> int:
     counting.add_argument("--produced", type=Path, required=True)
     counting.add_argument("--report", type=Path)
     tasks.add_parser("document").add_argument("--check", action="store_true")
+    for task in ("table", "json"):
+        tasks.add_parser(task).add_argument("file", type=Path)
     asked = parser.parse_args()
     faults = []
     try:
@@ -63,8 +67,11 @@ def main() -> int:
                 print(f"{message.kind} | {message.level} | {text}  ({message.place})")
         elif asked.task == "census":
             faults = take_census(asked.produced, asked.report)
-        else:
+        elif asked.task == "document":
             faults = write_document(asked.check)
+        else:
+            write = catalogue.table if asked.task == "table" else catalogue.as_json
+            asked.file.write_text(write(document.read_sections(TOLD), source.read_product(ROOT)), encoding="utf-8")
     except (source.SourceError, document.DocumentError, ValueError) as error:
         faults = [str(error)]
     print(*faults, sep="\n", end="\n" if faults else "")

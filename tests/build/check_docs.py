@@ -36,8 +36,8 @@ def pages_of(root):
 
 
 def anchors_in(text):
-    """The anchors of a page's headings, as the usual renderers of Markdown make them."""
-    anchors = set()
+    """The anchors of a page's headings, as the usual renderers of Markdown make them, and those that it has itself."""
+    anchors = set(re.findall(r'^<a id="([^"]*)"></a>$', text, re.M))
     for heading in re.findall(r"^#+ +(.*?) *$", CODE_BLOCK.sub("", text), re.M):
         plain = re.sub(r"\[([^\]]*)\]\([^)]*\)", r"\1", heading).lower()
         anchors.add(re.sub(r"[^\w\- ]", "", plain).replace(" ", "-"))

@@ -1,5 +1,7 @@
 #!/usr/bin/env python3
-"""The list of messages, the census and the document see what they are there for."""
+"""The list of messages, the census, the document and the catalogue see what they are there for."""
+import json
+import re
 import sys
 import tempfile
 import unittest
@@ -7,7 +9,7 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts"))
-from texts import census, document, source  # noqa: E402
+from texts import catalogue, census, document, source  # noqa: E402
 
 RUN_LOG = """
 namespace RunLog {
@@ -186,17 +188,28 @@ class Census(unittest.TestCase):
 
 class Document(unittest.TestCase):
     MESSAGES = messages_of(cli_Main='void Run(A v) { RunLog::Info() << L" a|b " << v; RunLog::Error() << L"c\\n"; }')
-    A = document.Told((" a|b \u2026",), ("-I", "-e"), "What\nit is.", "Do.")
-    C = document.Told(("c\n",), (), "Two.", "")
+    A = document.Told((" a|b \u2026",), ("-I", "-e"), "What\nit is.", "Do.", "expected", {"-e": "usual"},
+                      ({"of": 1, "is": "0", "kind": "problem"},))
+    C = document.Told(("c\n",), (), "Two.", "", "fatal")
 
-    def write(self, *rows):
-        return document.write("# Head\n", [document.Section("Title", "Intro.", rows)], self.MESSAGES)
+    def sections(self, *rows):
+        return [document.Section("Title", "Intro.", rows)]
+
+    def write(self, *rows, head="# Head\n"):
+        return document.write(head, self.sections(*rows), self.MESSAGES)
 
     def test_rows(self):
         text = self.write(self.A, self.C)
         self.assertTrue(text.endswith(
-            "# Head\n\n## Title\n\nIntro.\n\n    LOG_INFO :  a|b \u2026\n\n`-I` `-e`: What it is.\n\n"
-            "**What to do:** Do.\n\n    LOG_ERROR: c\n\nTwo.\n"), text)
+            '# Head\n\n## Title\n\nIntro.\n\n<a id="a-b-x"></a>\n\n    LOG_INFO :  a|b \u2026\n\n'
+            "`-I` (expected; with `0` problem) `-e` (usual; with `0` problem): What it is.\n\n**What to do:** Do.\n\n"
+            '<a id="c"></a>\n\n    LOG_ERROR: c\n\nNo command (fatal): Two.\n'), text)
+
+    def test_lists(self):
+        info, other = document.LISTS
+        text = self.write(self.A, self.C, head=f"# Head\n{info}\n\n{other}\n")
+        self.assertIn("# Head\n* [`a|b \u2026`](#a-b-x): `-I` (expected; with `0` problem) `-e` (usual; with `0` problem)"
+                      "\n\n\n## Title", text)  # the error is fatal, so not in the second list
 
     def test_lines_break_outside_code(self):
         word = "x" * (document.WIDTH - 4)
@@ -204,22 +217,50 @@ class Document(unittest.TestCase):
 
     def test_each_text_is_explained_once_and_no_other_text(self):
         for rows in ([self.A], [self.A, self.C, self.C],
-                     [self.A, self.C, document.Told(("d",), (), "Three.", "")]):
+                     [self.A, self.C, document.Told(("d",), (), "Three.", "")],
+                     [self.A, document.Told(("c\n",), (), "Two.", "")]):  # without a kind
             with self.assertRaises(document.DocumentError):
                 self.write(*rows)
 
-    def test_texts_named_by_hand_exist(self):
-        head = "`d`\n## Which lines mean failure\n| `d` |\nSee `c` and ` a|b 1`, not `-I`.\n## Next\n`d`\n"
-        self.assertEqual(document.strangers(head, self.MESSAGES), [])
-        self.assertEqual(len(document.strangers(head.replace("`c`", "`d`"), self.MESSAGES)), 1)
+    def test_anchors_are_unique(self):
+        rows = [document.Told((text,), (), "One.", "", "usual") for text in ("a b", "a-b")]
+        messages = messages_of(cli_Main='void Run() { RunLog::Info() << L"a b"; RunLog::Info() << L"a-b"; }')
+        self.assertEqual(document.faults(self.sections(*rows), messages), ["two messages have the anchor a-b"])
 
     def test_an_incomplete_explanation_is_an_error(self):
-        row = {"texts": ["a"], "commands": ["-I"], "meaning": "m", "advice": "d"}
-        self.assertEqual(document.read_row(row), document.Told(("a",), ("-I",), "m", "d"))
+        rule = {"of": 1, "is": "0", "kind": "problem"}
+        row = {"texts": ["a \u2026"], "commands": ["-I"], "meaning": "m", "advice": "d"}
+        self.assertEqual(document.read_row(row), document.Told(("a \u2026",), ("-I",), "m", "d"))
+        row |= {"kind": "usual", "kinds": {"-I": "fatal"}, "values": [rule]}
+        self.assertEqual(document.read_row(row).kind_for("-I"), "fatal")
         for change in ({"meaning": " "}, {"commands": ["-e", "-I"]}, {"commands": ["-x"]}, {"texts": []},
-                       {"advise": "d"}):
+                       {"advise": "d"}, {"kind": "bad"}, {"kinds": {"-I": "bad"}}, {"kinds": {"-e": "fatal"}},
+                       {"kinds": {"-I": "usual"}}, {"values": [rule | {"of": 2}]}, {"values": [rule | {"of": 0}]},
+                       {"values": [rule | {"is": 0}]}, {"values": [rule | {"kind": "bad"}]}, {"texts": ["a"]}):
             with self.subTest(change), self.assertRaises(document.DocumentError):
                 document.read_row(row | change)
+        with self.assertRaises(document.DocumentError):
+            document.read_row({name: told for name, told in row.items() if name != "kind"})
+
+    def test_table(self):
+        odd = messages_of(cli_Main='void Run(A v) { RunLog::Info() << L"a\\\\ \\"\xe9" << v << L"1"; }')
+        row = document.Told((odd[0].text,), ("-e",), "See **[`x`](y.md)** `**`,\n\u2026", "", "usual")
+        rows, rules = catalogue.table(self.sections(self.A, self.C), self.MESSAGES).split("#else\n")[::-1]
+        self.assertTrue(rules.endswith('#ifdef LOGREADER_VALUE_RULES\n{1, "0", Kind::kProblem},\n'), rules)
+        never = ", Kind::kNever" * 5
+        self.assertEqual(rows.split("\n")[:2], [
+            '{" a|b \\001", kInfo, "a-b-x", {Kind::kExpected, Kind::kUsual' + never + '}, 0, 1, "What it is.", "Do."},',
+            '{"c", kError, "c", {' + ", ".join(["Kind::kFatal"] * 7) + '}, 1, 0, "Two.", ""},'])
+        self.assertIn('{"a\\\\ \\"\\351\\0011", kInfo, ', catalogue.table(self.sections(row), odd))
+        self.assertIn('"See `x` `**`, \\342\\200\\246", ""},', catalogue.table(self.sections(row), odd))
+
+    def test_json(self):
+        first, second = json.loads(catalogue.as_json(self.sections(self.A, self.C), self.MESSAGES))
+        self.assertEqual(re.fullmatch(first["pattern"], "LOG_INFO :  a|b C:\\x")[1], "C:\\x")
+        self.assertIsNone(re.fullmatch(first["pattern"], "LOG_INFO :  aa"))
+        self.assertEqual(first["kinds"], {"-I": "expected", "-e": "usual"})
+        self.assertEqual((second["pattern"], second["levels"], second["text"]), ("^LOG_ERROR: c$", ["LOG_ERROR"], "c"))
+
 
 
 if __name__ == "__main__":
