@@ -49,7 +49,8 @@ def table(sections: list[Section], messages: list[Message]) -> str:
         said = "".join(part if isinstance(part, str) else "\1" for part in parts).rstrip("\n")
         bits = " | ".join("k" + level.strip(" :").removeprefix("LOG_").capitalize() for level in levels)
         writers = row.commands or SWITCHES
-        kinds = ", ".join(f"Kind::k{row.kind_for(switch).title() if switch in writers else 'Never'}" for switch in SWITCHES)
+        kinds = ", ".join("Kind::k" + (row.kind_for(switch).title() if switch in writers else "Never")
+                          for switch in SWITCHES)
         told = ", ".join(literal(plain(about).encode()) for about in (row.meaning, row.advice))
         rows.append(f"{{{literal(said.encode('latin-1'))}, {bits}, \"{anchor_of(text)}\", {{{kinds}}}, "
                     f"{len(rules)}, {len(row.values)}, {told}}},\n")

@@ -208,8 +208,8 @@ class Document(unittest.TestCase):
     def test_lists(self):
         info, other = document.LISTS
         text = self.write(self.A, self.C, head=f"# Head\n{info}\n\n{other}\n")
-        self.assertIn("# Head\n* [`a|b \u2026`](#a-b-x): `-I` (expected; with `0` problem) `-e` (usual; with `0` problem)"
-                      "\n\n\n## Title", text)  # the error is fatal, so not in the second list
+        self.assertIn("# Head\n* [`a|b \u2026`](#a-b-x): `-I` (expected; with `0` problem) "
+                      "`-e` (usual; with `0` problem)\n\n\n## Title", text)  # the error is fatal: not in the second list
 
     def test_lines_break_outside_code(self):
         word = "x" * (document.WIDTH - 4)
