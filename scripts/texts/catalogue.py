@@ -8,6 +8,7 @@ import json
 import re
 from collections.abc import Iterator
 
+from .census import pattern_of
 from .document import SWITCHES, DocumentError, Section, Told, anchor_of, faults
 from .source import Message, Parts
 
@@ -59,21 +60,10 @@ def table(sections: list[Section], messages: list[Message]) -> str:
     return f"{HEAD}#ifdef LOGREADER_VALUE_RULES\n{''.join(rules)}#else\n{''.join(rows)}#endif\n"
 
 
-def pattern(parts: Parts, levels: list[str]) -> str:
-    """The whole entry, with a group for each value. Without escapes that only some dialects know."""
-    def escaped(text: str) -> str:
-        return re.sub(r"[\\^$.|?*+()\[\]{}]", r"\\\g<0>", text).replace("\n", r"\r?\n")
-
-    last = len(parts) - 1
-    said = "".join(escaped(part.rstrip("\n") if index == last else part) if isinstance(part, str) else
-                   r"(-?\d+)" if part.is_number else r"([^\r\n]*)" for index, part in enumerate(parts))
-    before = "|".join(map(escaped, levels))
-    return f"^{before if len(levels) == 1 else f'(?:{before})'}{said}$"
-
-
 def as_json(sections: list[Section], messages: list[Message]) -> str:
     return json.dumps([{
-        "text": text.rstrip("\n"), "pattern": pattern(parts, levels), "levels": [level.strip(" :") for level in levels],
+        "text": text.rstrip("\n"), "levels": [level.strip(" :") for level in levels],
+        "pattern": f"^(?:{'|'.join(levels)}){pattern_of(parts)}$".replace(r"\r?\n$", "$"),
         "commands": row.commands, "kind": row.kind, "kinds": {switch: row.kind_for(switch) for switch in row.commands},
         "values": row.values, "anchor": anchor_of(text), "meaning": plain(row.meaning), "remedy": plain(row.advice),
     } for row, text, parts, levels in entries(sections, messages)], ensure_ascii=False, indent=1) + "\n"

@@ -18,9 +18,15 @@ TRACE_HEAD = r"\d\d/\d\d/\d{4} \d\d:\d\d:\d\d\.\d{3} [0-9a-f]{4,}:[0-9a-f]{4,} "
 Key = tuple[str, str, str]
 
 
+def escaped(text: str) -> str:
+    """Without escapes that only some dialects of regular expressions know: other tools get these too."""
+    return re.sub(r"[\\^$.|?*+()\[\]{}]", r"\\\g<0>", text).replace("\n", r"\r?\n")
+
+
 def pattern_of(parts: Parts) -> str:
-    return "".join(re.escape(part.replace("\n", "\r\n")) if isinstance(part, str) else
-                   r"-?\d+" if part.is_number else r"[^\r\n]*" for part in parts)
+    """With a group for each value."""
+    return "".join(escaped(part) if isinstance(part, str) else r"(-?\d+)" if part.is_number else r"([^\r\n]*)"
+                   for part in parts)
 
 
 def weight(message: Message) -> tuple[int, int]:

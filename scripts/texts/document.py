@@ -156,6 +156,8 @@ def write(head: str, sections: list[Section], messages: list[Message]) -> str:
         raise DocumentError("\n".join(found))
     for mark, chosen in LISTS.items():
         head = head.replace(mark + "\n", list_of(sections, messages, *chosen))
+    if "<!--" in head:
+        raise DocumentError(f"head.md has a mark that is none of {list(LISTS)}")
     parts = [NOTE, head]
     for section in sections:
         parts.append(f"\n## {section.title}\n\n")

@@ -210,6 +210,8 @@ class Document(unittest.TestCase):
         text = self.write(self.A, self.C, head=f"# Head\n{info}\n\n{other}\n")
         self.assertIn("# Head\n* [`a|b \u2026`](#a-b-x): `-I` (expected; with `0` problem) "
                       "`-e` (usual; with `0` problem)\n\n\n## Title", text)  # the error is fatal: not in the second list
+        with self.assertRaises(document.DocumentError):
+            self.write(self.A, self.C, head="<!-- another mark -->\n")
 
     def test_lines_break_outside_code(self):
         word = "x" * (document.WIDTH - 4)
@@ -259,7 +261,7 @@ class Document(unittest.TestCase):
         self.assertEqual(re.fullmatch(first["pattern"], "LOG_INFO :  a|b C:\\x")[1], "C:\\x")
         self.assertIsNone(re.fullmatch(first["pattern"], "LOG_INFO :  aa"))
         self.assertEqual(first["kinds"], {"-I": "expected", "-e": "usual"})
-        self.assertEqual((second["pattern"], second["levels"], second["text"]), ("^LOG_ERROR: c$", ["LOG_ERROR"], "c"))
+        self.assertEqual((second["pattern"], second["levels"], second["text"]), ("^(?:LOG_ERROR: )c$", ["LOG_ERROR"], "c"))
 
 
 
