@@ -17,6 +17,8 @@ build cmake cmake
 build ninja-build ninja
 build libboost-dev /usr/include/boost/noncopyable.hpp
 build doctest-dev /usr/include/doctest/doctest.h
+build libcli11-dev /usr/include/CLI/CLI.hpp
+build nlohmann-json3-dev /usr/include/nlohmann/json.hpp
 build git git
 build python3 python3
 build wine wine
