@@ -80,3 +80,10 @@ vela_library(vela_install FILES install/InstallCommand install/UpgradeCommand US
 vela_library(vela_uninstall FILES uninstall/UninstallCommand USES vela_removal vela_switch)
 vela_library(vela_notify FILES notify/ReloadNotification USES vela_log vela_names)
 vela_library(vela_cli FILES cli/CommandDispatcher USES vela_install vela_notify vela_status vela_uninstall)
+
+# The reader of the run log: a program of its own. With the other it shares only the guards of the process, and the
+# messages in docs/messages, of which the build makes a table.
+vela_library(reader_core
+  FILES logreader/Case logreader/Catalogue logreader/Encoding logreader/Entries logreader/Findings logreader/Log
+        logreader/Rules logreader/Runs logreader/Sentences logreader/Texts logreader/Verdict)
+include(cmake/ReaderTable.cmake)

@@ -11,15 +11,17 @@ import pathlib
 import re
 import sys
 
-FOLDERS = ["Common", "activation", "cli", "install", "notify", "plugins", "settings", "uninstall"]
-PROGRAM = "VELAutil"  # the program's own file, which is in no library
-PROGRAM_FILES, PROGRAM_USES = ["cli/Main"], ["vela_cli"]
+FOLDERS = ["Common", "activation", "cli", "install", "logreader", "notify", "plugins", "settings", "uninstall"]
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
-LIBRARY = re.compile(r"^vela_library\((\w+)\s+FILES\s+([^)]*?)\s+USES\s+([^)]*)\)", re.MULTILINE)
+LIBRARY = re.compile(r"^vela_library\((\w+)\s+FILES\s+([^)]*?)(?:\s+USES\s+([^)]*))?\)", re.MULTILINE)
 VARIABLE = re.compile(r"^set\((\w+) (\S+)\)", re.MULTILINE)
-OUTSIDE = {"boost_headers"}
+OUTSIDE = {"boost_headers", "cli11_headers", "json_headers"}
+GENERATED = {"logreader_table.inc"}
 
 Library = collections.namedtuple("Library", "files uses")
+# The programs' own files, which are in no library.
+PROGRAMS = {"VELAutil": Library(["cli/Main"], ["vela_cli"]),
+            "VELAlog": Library(["logreader/Main"], ["reader_report", "reader_console", "OrCommonProcess"])}
 
 
 def without_ending(path):
@@ -33,8 +35,8 @@ def libraries_of(root):
         text = text.replace("${%s}" % name, value)
     found = {name: Library(files.split(), [used for used in uses.split() if used not in OUTSIDE])
              for name, files, uses in LIBRARY.findall(text)}
-    found[PROGRAM] = Library(PROGRAM_FILES, PROGRAM_USES)
-    return found
+    return {**found, **{name: program for name, program in PROGRAMS.items()
+                        if set(program.uses) <= set(found)}}
 
 
 def reach_of(libraries):
@@ -53,7 +55,8 @@ def sources_of(root):
         for path in sorted((root / folder).rglob("*")):
             if path.suffix in (".h", ".cpp"):
                 own = without_ending(path.relative_to(root).as_posix())
-                included[own] += INCLUDE.findall(path.read_text(encoding="utf-8"))
+                names = INCLUDE.findall(path.read_text(encoding="utf-8"))
+                included[own] += [name for name in names if name not in GENERATED]
     return included
 
 
