@@ -87,3 +87,5 @@ vela_library(reader_core
   FILES logreader/Case logreader/Catalogue logreader/Encoding logreader/Entries logreader/Findings logreader/Log
         logreader/Rules logreader/Runs logreader/Sentences logreader/Texts logreader/Verdict)
 include(cmake/ReaderTable.cmake)
+vela_library(reader_report FILES logreader/Report USES reader_core json_headers)
+vela_library(reader_console FILES logreader/Console USES OrCommonProcess reader_report)
