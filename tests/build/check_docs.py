@@ -93,19 +93,19 @@ def row_of(text, name):
 
 
 def command_faults(root):
-    readme, operations = read(root / "README.md"), read(root / "docs/operations.md")
+    readme, reference = read(root / "README.md"), read(root / "docs/reference.md")
     faults = []
     commands = commands_of(root)
     for command in sorted(commands):
         if row_of(readme, command) is None:
             faults.append("README.md: the table of switches has no row for %s" % command)
-        if not re.search(r"^\*\*`%s` \w+\*\*" % re.escape(command), operations, re.M):
-            faults.append("docs/operations.md: %s is not described" % command)
+        if not re.search(r"^\*\*`%s` \w+\*\*" % re.escape(command), reference, re.M):
+            faults.append("docs/reference.md: %s is not described" % command)
     for command in sorted(set(re.findall(r"^\| `(-\w)` \|", readme, re.M)) - commands):
         faults.append("README.md: %s is not a command" % command)
     code = re.search(r"kSwitchNotStored = static_cast<int>\((0x\w+)U\)", read(root / "install/InstallCommand.h"))[1]
     signed = str(int(code, 16) - (1 << 32))
-    for name, text in (("README.md", readme), ("docs/operations.md", operations)):
+    for name, text in (("README.md", readme), ("docs/reference.md", reference)):
         for form in (code, signed):
             if form not in text:
                 faults.append("%s: the exit code %s is missing" % (name, form))
@@ -127,8 +127,8 @@ def preset_faults(root):
 
 
 def place_faults(root):
-    """Registry keys and events of the product that docs/operations.md does not name."""
-    told = read(root / "docs/operations.md").lower()
+    """Registry keys and events of the product that docs/reference.md does not name."""
+    told = read(root / "docs/reference.md").lower()
     faults = []
     for folder in check_floors.FOLDERS:
         for source in sorted((root / folder).rglob("*")):
@@ -142,7 +142,7 @@ def place_faults(root):
                     continue
                 if place not in told:
                     name = source.relative_to(root).as_posix()
-                    faults.append("docs/operations.md: %s, used in %s, is missing" % (text, name))
+                    faults.append("docs/reference.md: %s, used in %s, is missing" % (text, name))
     return faults
 
 

@@ -186,17 +186,17 @@ class Docs(Folder):
         rows = "| `-I` | 0; 0xE0FF0001 |\n| `-p` | 1 where |\n| `-r` | 1 where |\n-520159231\n"
         words = "**`-I` x**\n**`-p` x**\n**`-r` x**\n0xE0FF0001 -520159231\n"
         self.write("README.md", rows)
-        self.write("docs/operations.md", words)
+        self.write("docs/reference.md", words)
         self.assertEqual(check_docs.command_faults(self.root), [])
         self.write("README.md", rows.replace("1 where |\n| `-r`", "0 |\n| `-r`") + "| `-x` | 0 |\n")
-        self.write("docs/operations.md", words.replace("-520159231", "1").replace("**`-p` x**", ""))
+        self.write("docs/reference.md", words.replace("-520159231", "1").replace("**`-p` x**", ""))
         self.assertEqual(len(check_docs.command_faults(self.root)), 4)
 
     def test_places(self):
         self.write("cli/Main.cpp", 'L"Software\\\\Maker\\\\Key\\\\" L"Global\\\\Event" L"Global\\\\VELA_EVENT_OL" L"other"')
-        self.write("docs/operations.md", "HKLM\\SOFTWARE\\Maker\\Key Global\\Event Global\\VELA_EVENT_OE, _OL")
+        self.write("docs/reference.md", "HKLM\\SOFTWARE\\Maker\\Key Global\\Event Global\\VELA_EVENT_OE, _OL")
         self.assertEqual(check_docs.place_faults(self.root), [])
-        self.write("docs/operations.md", "")
+        self.write("docs/reference.md", "")
         self.assertEqual(len(check_docs.place_faults(self.root)), 3)
 
 
