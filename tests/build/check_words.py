@@ -8,7 +8,7 @@ import sys
 # Concatenated here, so that this file does not find itself.
 NOTES = re.compile(r"\b(" + "|".join(["TO" + "DO", "FIX" + "ME", "X" + "XX", "HA" + "CK"]) + r")\b")
 BINARY = {".ico", ".png"}
-WINDOWS_LINES = {".bat", ".ps1"}
+WINDOWS_LINES = {".bat", ".cmd", ".ps1"}
 SEEDS = ("tests", "fuzz", "corpus")  # the fuzzers' seeds may contain any bytes
 
 

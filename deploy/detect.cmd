@@ -1,0 +1,6 @@
+@rem detect.cmd ["install root"]
+@rem
+@rem Says whether the plug-ins are installed, and what is missing if only a part is. Changes nothing, needs no rights.
+@rem Ends with 0 (installed), 3010 (installed, but files wait for the restart) or 1 (not installed, or in part).
+@setlocal EnableExtensions DisableDelayedExpansion
+@"%~dp0common.cmd" detect %*
