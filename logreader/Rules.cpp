@@ -323,6 +323,26 @@ void ActivatedAfterFailure(Case& run) {
   }
 }
 
+void NothingSwitchedOn(Case& run) {
+  bool isAnyOn = false;
+  for (const std::string_view text : {kOutlookOn, kExpressOn, kLiveMailOn}) {
+    for (const Line* const line : run.All(text)) {
+      const Line* const before = run.Previous(*line);
+      isAnyOn = isAnyOn || before == nullptr || before->kind < Kind::kProblem;
+    }
+  }
+  if (!isAnyOn && run.HasAny({kOutlookOn, kLiveMailOn}) && run.HasAny({kNoKey, kEnableNotStored})) {
+    run.Find(Kind::kFatal);
+  }
+}
+
+void NothingSwitchedOff(Case& run) {
+  if (run.Has(kSwitchFailed) && run.HasAny({kOutlookNotOff, kLiveMailNotOff}) &&
+      !run.HasAny({kOutlookOff, kExpressOff, kLiveMailOff})) {
+    run.Find(Kind::kFatal);
+  }
+}
+
 void SwitchedButNotStored(Case& run) {
   if (run.HasAny({kEnabled, kDisabled})) {
     for (const std::string_view text : {kNoKey, kEnableNotStored, kDisableNotStored}) {

@@ -37,6 +37,8 @@ void OutlookNotSupported(Case& run);
 
 // ---- switching on and off
 void ActivatedAfterFailure(Case& run);
+void NothingSwitchedOn(Case& run);
+void NothingSwitchedOff(Case& run);
 void SwitchedButNotStored(Case& run);
 void NoUser(Case& run);
 void NoMonitorStarted(Case& run);

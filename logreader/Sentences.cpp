@@ -34,7 +34,7 @@ constexpr Sentences kSentences[] = {
     {Command::kReload, "Every running mail client was notified.",
      "Every running mail client was notified; the machine must be restarted.",
      "Not every mail client was notified: ", "No mail client was notified: "},
-    {Command::kUninstall, "Uninstalled.",
+    {Command::kUninstall, "Uninstalled; files that were in use, if any, are removed at the next restart.",
      "Uninstalled, but the rest is removed only at the next restart of the machine.",
      "Uninstalled in part: ", "Not uninstalled: "},
     {Command::kUnknown, "The run was completed.", "The run was completed; the machine must be restarted.",
@@ -73,8 +73,8 @@ std::string DoneSentence(const Run& run, const Sentences& sentences) {
   for (const Line& line : run.lines) {
     if (line.Is(Texts::kState)) {
       const std::string state(line.GetValues().front());
-      return state == "0"   ? "Filtering is off."
-             : state == "1" ? "Filtering is on."
+      return state == "0"   ? "The stored state of filtering is off."
+             : state == "1" ? "The stored state of filtering is on."
                             : "The stored state of filtering is " + state + ".";
     }
   }

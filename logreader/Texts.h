@@ -64,6 +64,7 @@ inline constexpr std::string_view kExpressStartStays = "Fail to DeleteRegStringV
 inline constexpr std::string_view kLiveMailStartStays = "Fail to DeleteRegStringValue() of g_szWLM_OEM !";
 inline constexpr std::string_view kOutlookOff = "SetAntiSpamEnable() - VELA OL deactivated successfully.";
 inline constexpr std::string_view kOutlookNotOff = "*** SetAntiSpamEnable() - failed on VELA_DeActivateOL()";
+inline constexpr std::string_view kExpressOff = "SetAntiSpamEnable() - VELA OE deactivated successfully.";
 inline constexpr std::string_view kLiveMailOff = "SetAntiSpamEnable() - VELA WLM deactivated successfully.";
 inline constexpr std::string_view kLiveMailNotOff = "*** SetAntiSpamEnable() - failed on VELA_DeActivateWLM()";
 inline constexpr std::string_view kMonitorsNext = "Check if need VELA_DISABLE_NOTIFY_EVENT";
@@ -151,6 +152,7 @@ inline constexpr std::string_view kAll[] = {kCopied,
                                             kExpressStartStays,
                                             kLiveMailStartStays,
                                             kOutlookOff,
+                                            kExpressOff,
                                             kOutlookNotOff,
                                             kLiveMailOff,
                                             kLiveMailNotOff,

@@ -84,6 +84,12 @@ const Rule kRules[] = {
      "No monitor was started: the program could not act as the user at the console. Windows starts the monitors at the "
      "next log-on.",
      "Run the command as the local system account, while a user is logged on at the machine itself.", NoMonitorStarted},
+    {"nothing-switched-on", kEnables, "no client was switched on, and the new state was not stored",
+     "Every write that switches a client on failed, and the new state was not stored.",
+     "Run the command as administrator or as the local system account.", NothingSwitchedOn},
+    {"nothing-switched-off", kDisables, "no client was switched off, and the new state was not stored",
+     "Every write that switches a client off failed, and the new state was not stored.",
+     "Run the command as administrator or as the local system account.", NothingSwitchedOff},
     {"switched-not-stored", kEnables | kDisables, "the clients were switched, but the new state was not stored",
      "The clients were switched, but the new state was not stored: -s still reports the old one.",
      "Run the command as administrator, and check the permissions of the product key.", SwitchedButNotStored},
