@@ -8,6 +8,7 @@
 #include "tests/matrix/ExpectedTexts.h"
 #include "tests/support/Approved.h"
 #include "tests/support/FileSnapshot.h"
+#include "tests/support/RunVerdict.h"
 #include "tests/support/TestFiles.h"
 
 using TestSupport::Lines;
@@ -47,6 +48,7 @@ void Tell(Chapter& chapter, TestSupport::World& world, const std::string& title,
   std::snprintf(code, sizeof code, outcome.exitCode < 256 ? "exit code: %lu" : "exit code: 0x%08lX", outcome.exitCode);
   run.lines.front() = outcome.timedOut ? "ended after the time limit" : code;
   run.lines.insert(run.lines.begin(), CommandLineOf(arguments));
+  run.lines.insert(run.lines.begin() + 2, "verdict: " + TestSupport::LastVerdictText(world.Log()));
   chapter.push_back(std::move(run));
 }
 

@@ -1,5 +1,5 @@
 // A chapter of the matrix: one machine, and the runs of the program on it, one after the other. Each run is recorded
-// completely, as readable text, and compared with the reviewed text.
+// completely, as readable text, with the verdict of VELAlog.exe, and compared with the reviewed text.
 #pragma once
 
 #include <string>

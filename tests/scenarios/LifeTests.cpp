@@ -11,6 +11,7 @@
 #include "tests/scenarios/WindowsSystems.h"
 #include "tests/support/FileSnapshot.h"
 #include "tests/support/RegistrySnapshot.h"
+#include "tests/support/RunVerdict.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/support/TestFiles.h"
 #include "tests/support/TestRegistry.h"
@@ -68,7 +69,8 @@ void Prepare(World& world, const WindowsSystem& system) {
   world.CarryOutPendingRenames();
 }
 
-// One command of the product. Its log must contain this line once, and no failure.
+// One command of the product. Its log must contain this line once, and no failure. Its verdict must be that it is done,
+// also if the removal left files in use to the restart: the log does not say so.
 void Live(World& world, const std::wstring& command, const std::wstring& source, const std::wstring& destination,
           DWORD exitCode, const std::string& line) {
   CAPTURE(ToUtf8(command));
@@ -76,6 +78,8 @@ void Live(World& world, const std::wstring& command, const std::wstring& source,
   CHECK(outcome.exitCode == exitCode);
   CHECK_FALSE(outcome.timedOut);
   CHECK(LinesWith(outcome.log, line).size() == 1);
+  CHECK_MESSAGE(TestSupport::LastVerdict(world.Log()).outcome == LogReader::Outcome::kDone,
+                TestSupport::LastVerdictText(world.Log()));
   if (command != L"-U") {
     CHECK_LINES(LinesWith(outcome.log, "LOG_ERROR"), {});
     CHECK_LINES(LinesWith(outcome.log, "LOG_WARN"), {});

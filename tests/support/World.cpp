@@ -337,6 +337,9 @@ Outcome World::RunWithArguments(const std::vector<std::wstring>& arguments) {
   if (!regsvr32Sleeps_) {
     ForgetBusyMachine(outcome.log);
   }
+  for (const std::string& line : outcome.log) {
+    log_ += "\r\n" + line;
+  }
   outcome.registryDiff = RegistrySnapshot::Changes(registry, WatchedRegistry());
   outcome.moduleDiff = ListDifference(modules, RegisteredModules());
   const auto pending = PendingRenames();

@@ -135,6 +135,8 @@ class World {
   Lines RegistrationFolders() const;
   // How a monitor of the sample source was started: user, full path, number of arguments, command line. Waits for it.
   Lines MonitorStart(const std::wstring& monitor) const;
+  // What all runs in this world wrote, with the changes of Outcome::log: the bytes of a log file.
+  const std::string& Log() const { return log_; }
   // Waits until each monitor below this folder that was started runs. Then ends it, as its user would.
   void EndMonitors(const std::wstring& folder) const;
   // A restart of the system: the scheduled file moves are done. Running programs go on.
@@ -157,6 +159,7 @@ class World {
   std::vector<std::wstring> lockedFolders_;
   std::vector<std::wstring> watchedFolders_;
   std::wstring currentFolder_;
+  std::string log_;
   DWORD limit_ = 60000;
   bool regsvr32Sleeps_ = false;
 };
