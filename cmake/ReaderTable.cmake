@@ -6,7 +6,10 @@ file(GLOB_RECURSE _read_by_it CONFIGURE_DEPENDS
 foreach(_folder Common activation cli install notify plugins settings uninstall)
   file(GLOB_RECURSE _sources CONFIGURE_DEPENDS
     "${PROJECT_SOURCE_DIR}/${_folder}/*.h" "${PROJECT_SOURCE_DIR}/${_folder}/*.cpp")
-  list(APPEND _read_by_it ${_sources})
+  # A source that scripts/mutants.py has changed must not change what is expected of it.
+  if(NOT CMAKE_BUILD_TYPE STREQUAL Trial)
+    list(APPEND _read_by_it ${_sources})
+  endif()
 endforeach()
 add_custom_command(OUTPUT "${_table}" VERBATIM
   COMMAND "${Python3_EXECUTABLE}" "${PROJECT_SOURCE_DIR}/scripts/messages.py" table "${_table}"

@@ -7,7 +7,8 @@ import re
 from mutation.bench import CannotRun
 from mutation.source_text import Source
 
-FOLDERS = ("Common", "cli", "settings", "install", "plugins", "activation", "uninstall", "notify")  # the product
+# The product
+FOLDERS = ("Common", "cli", "settings", "install", "plugins", "activation", "uninstall", "notify", "logreader")
 KINDS = ("constant", "level", "comparison", "order", "skipped", "text", "return", "not")
 
 COMPARISONS = {"==": "!=", "!=": "==", "<": "<=", "<=": "<", ">": ">=", ">=": ">", "&&": "||", "||": "&&"}

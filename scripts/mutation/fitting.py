@@ -22,6 +22,7 @@ FITTING = {
     "activation": (r"unit\.activation.*", rf"scenarios\.delayed_install|scenarios\.switch|{PLAIN}"),
     "uninstall": (r"unit\.uninstall.*", rf"scenarios\.removal.*|{PLAIN}"),
     "notify": (r"unit\.notify.*", rf"scenarios\.reload|{PLAIN}"),
+    "logreader": (r"unit\.logreader.*", PLAIN),
 }
 
 
