@@ -7,6 +7,7 @@
 #include <type_traits>
 
 #include "tests/faults/SubjectRun.h"
+#include "tests/fixtures/OwnFiles.h"
 
 namespace Faults {
 
@@ -119,6 +120,16 @@ struct ProcessBook : ChangeBook {
     if (started) {
       run.Took(Owned::kHandle, AsNumber(At<kPlace>(arguments...)->hProcess));
       run.Took(Owned::kHandle, AsNumber(At<kPlace>(arguments...)->hThread));
+      const wchar_t* const program = At<kPlace - 9>(arguments...);
+      run.Did("started " + Fixtures::ToUtf8(program != nullptr ? program : At<kPlace - 8>(arguments...)));
+    }
+  }
+};
+
+struct SetEventBook : ChangeBook {
+  static void After(SubjectRun& run, BOOL done, HANDLE) {
+    if (done) {
+      run.Did("set an event");
     }
   }
 };

@@ -16,10 +16,11 @@
 
 #include "tests/faults/FaultWorld.h"
 #include "tests/faults/Findings.h"
+#include "tests/faults/MachineState.h"
 #include "tests/faults/RunChecks.h"
 #include "tests/faults/SubjectProcess.h"
+#include "tests/support/RunVerdict.h"
 #include "tests/support/TestFiles.h"
-#include "tests/support/TestRegistry.h"
 
 using namespace Faults;
 using TestSupport::Lines;
@@ -33,41 +34,6 @@ const Scenario kDying[] = {
 
 std::wstring Wide(const std::string& text) {
   return {text.begin(), text.end()};
-}
-
-struct State {
-  TestSupport::FileSnapshot files = FaultWorld::Files();
-  TestSupport::RegistrySnapshot registry = FaultWorld::Registry();
-  Lines pending;
-
-  // An entry that is in the list twice counts once: for the second one, nothing is left to do.
-  State() {
-    for (const auto& [from, to] : TestSupport::PendingRenames()) {
-      const std::string line = TestSupport::ToUtf8(from) + " -> " + TestSupport::ToUtf8(to);
-      if (std::find(pending.begin(), pending.end(), line) == pending.end()) {
-        pending.push_back(line);
-      }
-    }
-    std::sort(pending.begin(), pending.end());
-  }
-};
-
-Lines Differences(const State& wanted, const State& actual) {
-  Lines lines = TestSupport::FileSnapshot::Changes(wanted.files, actual.files);
-  for (const std::string& line : TestSupport::RegistrySnapshot::Changes(wanted.registry, actual.registry)) {
-    lines.push_back(line);
-  }
-  for (const std::string& line : wanted.pending) {
-    if (std::find(actual.pending.begin(), actual.pending.end(), line) == actual.pending.end()) {
-      lines.push_back("-at restart: " + line);
-    }
-  }
-  for (const std::string& line : actual.pending) {
-    if (std::find(wanted.pending.begin(), wanted.pending.end(), line) == wanted.pending.end()) {
-      lines.push_back("+at restart: " + line);
-    }
-  }
-  return lines;
 }
 
 // Differences that a second run cannot repair. They depend on the call at which the process ended.
@@ -95,7 +61,7 @@ class DeathSweep {
     world_.Reset();
     counted_ = RunSubject(scenario.commandSwitch, "count register");
     findings_.Add("the undisturbed run", BrokenPromises(scenario, counted_));
-    after_ = State();
+    after_ = MachineState();
   }
 
   int Changes() const { return counted_.changes; }
@@ -128,12 +94,16 @@ class DeathSweep {
     if (died.exitCode != kOrderedEnd) {
       broken.push_back("the process did not end at this change");
     }
+    // Before the run opens its log, there is nothing to read.
+    if (!died.log.empty() && TestSupport::LastVerdict(died.logText).outcome != LogReader::Outcome::kUnfinished) {
+      broken.push_back("its verdict is not that it did not finish: " + TestSupport::LastVerdictText(died.logText));
+    }
     const SubjectOutcome again = RunSubject(scenario_.commandSwitch, "count register");
     for (const std::string& line : BrokenPromises(scenario_, again)) {
       broken.push_back("second run: " + line);
     }
     bool explained = false;
-    for (const std::string& line : Differences(after_, State())) {
+    for (const std::string& line : Differences(after_, MachineState())) {
       if (IsExplained(call, line)) {
         explained = true;
       } else {
@@ -148,7 +118,7 @@ class DeathSweep {
   const Scenario& scenario_;
   FaultWorld world_;
   SubjectOutcome counted_;
-  State after_;
+  MachineState after_;
   Findings findings_;
   int deaths_ = 0;
   int explained_ = 0;  // that left an expected difference

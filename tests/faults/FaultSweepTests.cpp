@@ -9,14 +9,17 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
+#include <memory>
 #include <set>
 #include <string>
 
 #include "tests/faults/FaultWorld.h"
 #include "tests/faults/Findings.h"
+#include "tests/faults/MachineState.h"
 #include "tests/faults/ProductCalls.h"
 #include "tests/faults/RunChecks.h"
 #include "tests/faults/SubjectProcess.h"
+#include "tests/faults/VerdictChecks.h"
 #include "tests/support/FailureReturns.h"
 
 using namespace Faults;
@@ -42,7 +45,9 @@ class Sweep {
  public:
   explicit Sweep(const Scenario& scenario) : scenario_(scenario), world_(scenario, Modules::kNone) {
     world_.Reset();
+    untouchedMachine_ = MachineState();
     counted_ = RunSubject(scenario.commandSwitch, WithSuffix(scenario, "count"));
+    undisturbed_ = std::make_unique<JudgedRun>(counted_, MachineState());
     findings_.Add("the run without a failing call", BrokenPromises(scenario, counted_));
   }
 
@@ -60,7 +65,7 @@ class Sweep {
       for (std::size_t place = 0; place < errors->size(); ++place) {
         const std::string number = std::to_string(call.number);
         Run(call, "fail " + number + " " + std::to_string(place),
-            "call " + number + " fails with " + std::to_string((*errors)[place]));
+            "call " + number + " fails with " + std::to_string((*errors)[place]), true);
         ++single_;
       }
     }
@@ -70,20 +75,20 @@ class Sweep {
     for (const NotedCall& call : counted_.list) {
       if ((call.number + stride / 2) % stride == 0) {
         const std::string number = std::to_string(call.number);
-        Run(call, "lasting " + number, "call " + number + " fails, and every later one");
+        Run(call, "lasting " + number, "call " + number + " fails, and every later one", false);
         ++lasting_;
       }
     }
   }
 
   void Report() const {
-    ReportRow(scenario_.name, {counted_.calls, single_, lasting_}, findings_);
+    ReportRow(scenario_.name, {counted_.calls, single_, lasting_, listed_}, findings_);
     CHECK_MESSAGE(findings_.Runs() == 0, std::string(scenario_.name), ": ", findings_.Runs(), " runs with findings\n",
                   findings_.Text());
   }
 
  private:
-  void Run(const NotedCall& call, const std::string& order, const std::string& what) {
+  void Run(const NotedCall& call, const std::string& order, const std::string& what, bool isJudged) {
     const std::string told = what + ": " + call.function + " in " + PlaceName(call.place);
     if (!untouched_) {
       world_.Reset();
@@ -95,16 +100,26 @@ class Sweep {
     if (outcome.noted && (outcome.failed.empty() || outcome.failed.front().place != call.place)) {
       broken.push_back("another call has this number now: the run differs from the counting run");
     }
+    // A run that could not open its log has no verdict.
+    if (isJudged && outcome.noted && !outcome.logText.empty()) {
+      const JudgedRun run(outcome, untouched_ ? untouchedMachine_ : MachineState());
+      const VerdictCheck check = CheckVerdict(scenario_, call, *undisturbed_, run);
+      broken.insert(broken.end(), check.wrong.begin(), check.wrong.end());
+      listed_ += check.isListed ? 1 : 0;
+    }
     findings_.Add(told, broken);
   }
 
   const Scenario& scenario_;
   FaultWorld world_;
   SubjectOutcome counted_;
+  MachineState untouchedMachine_;  // before any run
+  std::unique_ptr<JudgedRun> undisturbed_;
   Findings findings_;
   bool untouched_ = false;
   int single_ = 0;
   int lasting_ = 0;
+  int listed_ = 0;  // runs whose verdict is not that of the machine, as the tables say
 };
 
 // Functions that no undisturbed command calls here, but the product's libraries do.

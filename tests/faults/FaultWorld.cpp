@@ -286,6 +286,8 @@ TestSupport::FileSnapshot FaultWorld::Files() {
   for (const std::wstring& place : Places()) {
     files.Add(place, TestSupport::ToUtf8(place));
   }
+  const std::wstring cache = MailCache();
+  files.Add(cache.substr(0, cache.rfind(L'\\')), "Outlook's cache");
   return files;
 }
 

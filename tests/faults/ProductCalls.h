@@ -93,7 +93,7 @@ inline constexpr DWORD kWroteNothing = ERROR_HANDLE_DISK_FULL;
   CALL(SetEntriesInAclW, (ERROR_NOT_ENOUGH_MEMORY), (OutBook<Owned::kMemory, 3, Success::kZero>))    \
   CALL(SetEnvironmentVariableW, (ERROR_NOT_ENOUGH_MEMORY), (NoBook))                                 \
   CALL(SetErrorMode, (), (NoBook))                                                                   \
-  CALL(SetEvent, (ERROR_INVALID_HANDLE), (ChangeBook))                                               \
+  CALL(SetEvent, (ERROR_INVALID_HANDLE), (SetEventBook))                                             \
   CALL(SetFileAttributesW, (ERROR_ACCESS_DENIED), (PathBook<>))                                      \
   CALL(SetFileSecurityW, (ERROR_ACCESS_DENIED), (PathBook<>))                                        \
   CALL(SetFileTime, (ERROR_ACCESS_DENIED), (ChangeBook))                                             \

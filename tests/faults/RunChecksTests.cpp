@@ -9,6 +9,7 @@
 #include "tests/faults/FaultWorld.h"
 #include "tests/faults/ProductTrees.h"
 #include "tests/faults/SubjectProcess.h"
+#include "tests/faults/VerdictChecks.h"
 
 using namespace Faults;
 using TestSupport::Lines;
@@ -77,6 +78,49 @@ TEST_CASE("each kind of note is a finding, and so is impersonation that stays or
   CHECK(BrokenPromises(Named("-s"), outcome).size() == outcome.remarks.size());
   outcome.remarks.emplace_back("session failed");
   CHECK(BrokenPromises(Named("-s"), outcome).size() == outcome.remarks.size() - 1);
+}
+
+constexpr char kStatus[] =
+    "\r\nLOG_INFO :  cmd:-s\r\n src:C:\\a\r\ndest:C:\\b\r\nLOG_INFO : ======= GetStatus ========\r\n";
+
+JudgedRun Judged(const Lines& entries, const Lines& started) {
+  SubjectOutcome outcome;
+  outcome.logText = kStatus;
+  for (const std::string& entry : entries) {
+    outcome.log.push_back(entry);
+    outcome.logText += "\r\n" + entry;
+  }
+  outcome.started = started;
+  return {outcome, MachineState()};
+}
+
+TEST_CASE("a verdict that does not agree with what the run left is a finding") {
+  const std::string on = "LOG_INFO : GetStatus!!!!! 1";
+  const std::string failure = "LOG_ERROR: something new failed";
+  const JudgedRun undisturbed = Judged({on, kClosing}, {"set an event"});
+  CHECK(undisturbed.verdict.outcome == LogReader::Outcome::kDone);
+  NotedCall failed;
+  failed.function = "SetEvent";
+  const auto check = [&](const char* scenario, const Lines& entries, const Lines& started) {
+    return CheckVerdict(Named(scenario), failed, undisturbed, Judged(entries, started));
+  };
+  const auto isOnly = [](const VerdictCheck& result, const std::string& part) {
+    return !result.isListed && result.wrong.size() == 1 && LinesWith(result.wrong, part).size() == 1;
+  };
+  for (const VerdictCheck& agrees : {check("-s", {on, kClosing}, {"set an event"}),
+                                     check("-s", {on, failure, kClosing}, {"set an event", "started x"}),
+                                     check("-s", {"LOG_INFO : REG Open Fail", kClosing}, {"set an event"})}) {
+    CHECK(agrees.wrong.empty());
+    CHECK_FALSE(agrees.isListed);
+  }
+  CHECK(isOnly(check("-s", {on, kClosing}, {}), "its log says nothing of: -set an event (SetEvent in "));
+  CHECK(isOnly(check("-s", {on, kClosing}, {"set an event", "started x"}), ": +started x ("));
+  CHECK(isOnly(check("-s", {"LOG_INFO : GetStatus!!!!! 0", on, kClosing}, {"set an event"}), "GetStatus!!!!! 0 ("));
+  CHECK(isOnly(check("-s", {on, failure, kClosing}, {"set an event"}), "its verdict names: unknown-failure ("));
+  // The table lists this one for -r.
+  const VerdictCheck listed = check("-r", {on, kClosing}, {});
+  CHECK(listed.wrong.empty());
+  CHECK(listed.isListed);
 }
 
 TEST_CASE("which paths count as inside the product's trees") {

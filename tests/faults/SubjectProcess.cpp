@@ -37,6 +37,8 @@ void ReadNote(const std::string& line, SubjectOutcome& outcome) {
     unsigned error = 0;
     fields >> call.number >> error >> call.function >> call.place;
     outcome.failed.push_back(call);
+  } else if (kind == "started" || kind == "set") {
+    outcome.started.push_back(line);
   } else if (kind == "calls") {
     std::string word;
     int made = -1;
@@ -51,7 +53,8 @@ void ReadNote(const std::string& line, SubjectOutcome& outcome) {
 void ReadLog(SubjectOutcome& outcome) {
   outcome.logPossible = TestSupport::Exists(kLogFolder);
   if (TestSupport::Exists(TestSupport::LogFilePath())) {
-    outcome.log = TestSupport::Split(TestSupport::FileContent(TestSupport::LogFilePath()));
+    outcome.logText = TestSupport::FileContent(TestSupport::LogFilePath());
+    outcome.log = TestSupport::Split(outcome.logText);
   }
 }
 

@@ -30,6 +30,8 @@ struct SubjectOutcome {
   TestSupport::Lines remarks;     // the notes "left", "stray", "outside", "relative" and "unknown"
   bool logPossible = false;       // the log's folder exists
   TestSupport::Lines log;
+  std::string logText;         // the same, as the bytes of the file
+  TestSupport::Lines started;  // what it did besides files and registry: "started <command line>", "set an event"
 };
 
 // `order`: see SubjectRun.h. Removes the log first.
