@@ -4,6 +4,7 @@
 Prints the same. Ends with 1 where a combination is missing, failed or compared nothing, and where a text lies there that
 none was compared with.
 """
+import collections
 import pathlib
 import re
 import sys
@@ -14,6 +15,7 @@ SYSTEMS = {"windows_xp": "XP x64", "windows_server_2003": "Server 2003 x64", "wi
            "windows_8": "8", "windows_8_1": "8.1", "windows_10": "10"}
 COLUMNS = [f"{code_page}, {user}" for user in ("administrator", "ordinary user") for code_page in (1252, 932)]
 COMPARED = re.compile(r"^(\S+\.txt): (\d+) runs, (\d+) differ\r?$", re.MULTILINE)
+VERDICT = re.compile(r"^verdict (.+): (\d+) runs\r?$", re.MULTILINE)
 
 
 def main() -> int:
@@ -21,6 +23,7 @@ def main() -> int:
     cases = {case.get("name"): case for case in ElementTree.parse(results).getroot().iter("testcase")}
     lines = ["| Windows | " + " | ".join(COLUMNS) + " |", "|---" * (len(COLUMNS) + 1) + "|"]
     compared = []
+    verdicts = collections.Counter()
     bad = False
     for system, name in SYSTEMS.items():
         cells = [name]
@@ -31,11 +34,14 @@ def main() -> int:
             runs, differ = (sum(int(row[place]) for row in found) for place in (1, 2))
             bad |= failed or runs == 0 or differ != 0
             compared += found
+            for verdict, count in VERDICT.findall("" if case is None else case.findtext("system-out") or ""):
+                verdicts[verdict] += int(count)
             cells.append(f"{runs} runs, {differ} differ" + (", **failed**" if failed else ""))
         lines.append("| " + " | ".join(cells) + " |")
     texts = {row[0] for row in compared}
     total, differing = (sum(int(row[place]) for row in compared) for place in (1, 2))
-    lines += ["", f"{total} runs compared whole with {len(texts)} reviewed texts: {differing} differ.", ""]
+    lines += ["", f"{total} runs compared whole with {len(texts)} reviewed texts: {differing} differ.",
+              "Their verdicts: " + ", ".join(f"{count} {verdict}" for verdict, count in sorted(verdicts.items())) + ".", ""]
     rows.write_text("\n".join(lines), encoding="utf-8")
     unread = sorted({path.name for path in EXPECTED.iterdir()} - texts)
     print("\n".join(lines) + "".join(f"matrix: not used: tests/matrix/expected/{name}\n" for name in unread), end="")

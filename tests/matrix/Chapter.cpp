@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <map>
+#include <string_view>
 
 #include "tests/matrix/ExpectedTexts.h"
 #include "tests/support/Approved.h"
@@ -17,6 +19,8 @@ using TestSupport::ToUtf8;
 
 namespace Matrix {
 namespace {
+
+constexpr std::string_view kVerdict = "verdict: ";
 
 std::string CommandLineOf(const std::vector<std::wstring>& arguments) {
   std::string text = "VELAutil.exe";
@@ -48,7 +52,7 @@ void Tell(Chapter& chapter, TestSupport::World& world, const std::string& title,
   std::snprintf(code, sizeof code, outcome.exitCode < 256 ? "exit code: %lu" : "exit code: 0x%08lX", outcome.exitCode);
   run.lines.front() = outcome.timedOut ? "ended after the time limit" : code;
   run.lines.insert(run.lines.begin(), CommandLineOf(arguments));
-  run.lines.insert(run.lines.begin() + 2, "verdict: " + TestSupport::LastVerdictText(world.Log()));
+  run.lines.insert(run.lines.begin() + 2, std::string(kVerdict) + TestSupport::LastVerdictText(world.Log()));
   chapter.push_back(std::move(run));
 }
 
@@ -83,8 +87,16 @@ void CheckChapter(const Chapter& chapter, const std::string& name, const std::st
     CHECK_LINES(chapter[i].lines, (wanted[i].lines));
     differing += chapter[i].lines == wanted[i].lines ? 0U : 1U;
   }
-  // scripts/prove/matrix.sh counts these.
+  // scripts/prove/matrix_rows.py counts these.
   std::printf("%s.txt: %zu runs, %zu differ\n", name.c_str(), chapter.size(), differing);
+  std::map<std::string, int> verdicts;
+  for (const Told& run : chapter) {
+    const std::string verdict = run.lines[2].substr(kVerdict.size());
+    ++verdicts[verdict.substr(0, verdict.find(':'))];
+  }
+  for (const auto& [verdict, runs] : verdicts) {
+    std::printf("verdict %s: %d runs\n", verdict.c_str(), runs);
+  }
 }
 
 }  // namespace Matrix
