@@ -40,8 +40,9 @@ def main() -> int:
         lines.append("| " + " | ".join(cells) + " |")
     texts = {row[0] for row in compared}
     total, differing = (sum(int(row[place]) for row in compared) for place in (1, 2))
+    said = ", ".join(f"{count} {verdict}" for verdict, count in sorted(verdicts.items()))
     lines += ["", f"{total} runs compared whole with {len(texts)} reviewed texts: {differing} differ.",
-              "Their verdicts: " + ", ".join(f"{count} {verdict}" for verdict, count in sorted(verdicts.items())) + ".", ""]
+              f"Verdicts: {said}.", ""]
     rows.write_text("\n".join(lines), encoding="utf-8")
     unread = sorted({path.name for path in EXPECTED.iterdir()} - texts)
     print("\n".join(lines) + "".join(f"matrix: not used: tests/matrix/expected/{name}\n" for name in unread), end="")

@@ -67,7 +67,7 @@ constexpr SilentByDesign kSilentByDesign[] = {
 // What looks like a failure in the log of a run that left everything as it should be.
 constexpr char kFolderExists[] = "the folder exists, and all files are in it";
 constexpr char kKeyExists[] = "the key exists, as after an earlier installation";
-constexpr char kGoesAtRestart[] = "the folder is deleted at the restart";
+constexpr char kNoFolder[] = "the entry or the folder does not exist";
 
 struct HarmlessFailure {
   std::string_view commands;
@@ -77,8 +77,8 @@ struct HarmlessFailure {
 constexpr HarmlessFailure kHarmlessFailures[] = {
     {"-I -p", "shcreatedirectoryex-create-", kFolderExists},
     {"-I", "fail-to-create-vela-section-", kKeyExists},
-    {"-U", "orcommon-storage-file-deleteallfiles-failed-", kGoesAtRestart},
-    {"-U", "data-folder-stays", kGoesAtRestart},
+    {"-U", "orcommon-storage-file-deleteallfiles-failed-", kNoFolder},
+    {"-U", "data-folder-stays", kNoFolder},
 };
 
 bool IsOf(std::string_view commands, const Scenario& scenario) {
