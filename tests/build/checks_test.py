@@ -192,6 +192,19 @@ class Docs(Folder):
         self.write("docs/reference.md", words.replace("-520159231", "1").replace("**`-p` x**", ""))
         self.assertEqual(len(check_docs.command_faults(self.root)), 4)
 
+    def test_silent_failures(self):
+        checks = ('constexpr char kHive[] = "the key of a user";\nconstexpr char kFile[] =\n    "a file, "\n    "or its time";\n'
+                  '    {"-I -e", "Call", "", "HKU\\\\", kHive},\n    {"-p", "", kFile},\n')
+        page = "| `-I` `-e` `-d` | [the key](#x) of a user | ask |\n| `-p` | no time, a file, or its time | ask |\n"
+        self.write("tests/faults/VerdictChecks.cpp", checks)
+        self.write("docs/messages/head.md", page)
+        self.assertEqual(check_docs.silent_faults(self.root), [])
+        self.write("docs/messages/head.md", page.replace("`-e` ", "").replace("a file, or", "a file or"))
+        self.assertEqual(len(check_docs.silent_faults(self.root)), 2)
+        self.write("docs/messages/head.md", page)
+        self.write("tests/faults/VerdictChecks.cpp", checks.replace(", kHive}", ", kFile}"))
+        self.assertEqual(len(check_docs.silent_faults(self.root)), 2)
+
     def test_places(self):
         self.write("cli/Main.cpp", 'L"Software\\\\Maker\\\\Key\\\\" L"Global\\\\Event" L"Global\\\\VELA_EVENT_OL" L"other"')
         self.write("docs/reference.md", "HKLM\\SOFTWARE\\Maker\\Key Global\\Event Global\\VELA_EVENT_OE, _OL")
