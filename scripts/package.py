@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
-"""package.py <build folder> <program> <output folder>: makes the release, <output folder>/VELAutil-<version>.zip.
+"""package.py <build folder> <output folder>: makes the release, <output folder>/VELAutil-<version>.zip.
 
-In it: the program, the pages for people, the licence texts of what is compiled into the program, a list of contents
-(SPDX 2.3) and checksums. The build says what that is: the linker's map names the libraries, Ninja's record the headers,
-and Debian's package data their packages.
+In it: the programs, the command files, the pages for administrators (pages.py), the messages for other tools, the changes,
+the licence texts of what is compiled into the programs, a list of contents (SPDX 2.3) and checksums. The build says what is
+compiled in: the linker's maps name the libraries, Ninja's record the headers, and Debian's package data their packages.
+
+VELA_SIGN is a command that signs the file in its last argument. Without it, the programs are not signed.
 
 The same sources, program and packages give the same bytes: entries are sorted and not compressed (compressors differ
 between versions), their time is that of the commit (or SOURCE_DATE_EPOCH), and nothing names the machine.
@@ -18,30 +20,37 @@ import json
 import os
 import pathlib
 import re
+import shlex
 import subprocess
 import sys
+import tempfile
 import uuid
 import zipfile
 
+sys.dont_write_bytecode = True
+import pages  # noqa: E402
+
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-PROGRAM = "VELAutil.exe"
+PROGRAMS = ["VELAutil.exe", "VELAlog.exe"]
 COMMON_LICENSES = pathlib.Path("/usr/share/common-licenses")
 # A copyright file that is longer than this is cut to the text about the used files.
 LONGEST_TEXT = 256 * 1024
 OLDEST_ZIP_TIME = 315532800  # 1980-01-01, where the time of zip files begins
 
 # What the copyright files say about the used parts, as SPDX expressions; NOASSERTION for all others.
-DECLARED = {"boost": "BSL-1.0", "gcc-mingw-w64": "GPL-3.0-or-later WITH GCC-exception-3.1"}
+DECLARED = {"boost": "BSL-1.0", "cli11": "BSD-3-Clause", "gcc-mingw-w64": "GPL-3.0-or-later WITH GCC-exception-3.1",
+            "nlohmann-json3": "MIT"}
 
 
 @dataclasses.dataclass
 class Component:
-    """A Debian source package that is partly in the program."""
+    """A Debian source package that is partly in the programs."""
     name: str
     version: str
     packages: set[str] = dataclasses.field(default_factory=set)
     files: set[str] = dataclasses.field(default_factory=set)
-    linked: bool = False  # from a library; otherwise only its headers were compiled in
+    programs: set[str] = dataclasses.field(default_factory=set)
+    linked_to: set[str] = dataclasses.field(default_factory=set)  # the others have only its headers compiled in
 
     @property
     def text(self) -> str:
@@ -77,31 +86,39 @@ def linked_files(linker_map: str) -> set[str]:
     return set(re.findall(r"^(/\S+?)\(\S+\)$", members, re.M)) | set(re.findall(r"^LOAD (/\S+\.o)$", linker_map, re.M))
 
 
-def compiled_headers(record: str) -> set[str]:
-    """Headers from outside the sources in Ninja's record of dependencies, without those of tests."""
-    objects = [entry for entry in record.split("\n\n") if not entry.startswith("tests/")]
-    return set(re.findall(r"^ +(/usr/.*)$", "\n".join(objects), re.M))
+def compiled_headers(record: str) -> dict[str, set[str]]:
+    """Headers from outside the sources in Ninja's record of dependencies, by program, without those of tests."""
+    headers: dict[str, set[str]] = {program: set() for program in PROGRAMS}
+    for entry in record.split("\n\n"):
+        if not entry.startswith("tests/"):
+            program = PROGRAMS["logreader/" in entry.partition(":")[0]]
+            headers[program] |= set(re.findall(r"^ +(/usr/.*)$", entry, re.M))
+    return headers
 
 
 def components_of(build: pathlib.Path) -> list[Component]:
-    linked = {os.path.realpath(file) for file in linked_files((build / "VELAutil.map").read_text(encoding="utf-8"))}
-    headers = {os.path.realpath(file) for file in compiled_headers(output_of("ninja", "-C", str(build), "-t", "deps"))}
-    if not linked or not headers:
-        sys.exit("package: the build folder has no record of the parts of the program; build it there first")
+    linked = {program: {os.path.realpath(file) for file in linked_files(
+        (build / program).with_suffix(".map").read_text(encoding="utf-8"))} for program in PROGRAMS}
+    headers = {program: set(map(os.path.realpath, files)) for program, files in compiled_headers(
+        output_of("ninja", "-C", str(build), "-t", "deps")).items()}
+    if not all(linked.values()) or not all(headers.values()):
+        sys.exit("package: the build folder has no record of the parts of the programs; build them there first")
+    used = sorted(set().union(*linked.values(), *headers.values()))
     owners = {}
-    for line in output_of("dpkg", "-S", *sorted(linked | headers)).splitlines():
+    for line in output_of("dpkg", "-S", *used).splitlines():
         names, _, path = line.partition(": ")
         owners[path] = names.split(",")[0].partition(":")[0]
     told = output_of("dpkg-query", "-W", "-f", "${Package} ${source:Package} ${Version}\n", *sorted({*owners.values()}))
     facts = {package: (source, version) for package, source, version in map(str.split, told.splitlines())}
     components: dict[str, Component] = {}
-    for file in sorted(linked | headers):
+    for file in used:
         source, version = facts[owners[file]]
         name = re.sub(r"^(boost)[\d.]+$", r"\1", source)
         component = components.setdefault(name, Component(name, version))
         component.packages.add(owners[file])
         component.files.add(file)
-        component.linked |= file in linked
+        component.linked_to |= {program for program in PROGRAMS if file in linked[program]}
+        component.programs |= {program for program in PROGRAMS if file in linked[program] | headers[program]}
     return [components[name] for name in sorted(components)]
 
 
@@ -123,29 +140,51 @@ def about_files(text: str, files: set[str]) -> str:
     return "\n\n".join(kept) + "\n"
 
 
-def readme() -> str:
-    """The page of the sources without the parts that only people with the sources can use."""
-    text = (ROOT / "README.md").read_text(encoding="utf-8")
-    kept = re.sub(r"<!-- of the sources -->.*?<!-- of all -->\n+", "", text, flags=re.S)
-    if kept == text or "<!--" in kept or "scripts/" in kept:
-        sys.exit("package: README.md: the parts for people with the sources are not between their marks")
-    return kept
+def signed(program: pathlib.Path) -> bytes:
+    """The program, signed if there is a certificate."""
+    if "VELA_SIGN" not in os.environ:
+        return program.read_bytes()
+    with tempfile.TemporaryDirectory() as folder:
+        copy = pathlib.Path(folder, program.name)
+        copy.write_bytes(program.read_bytes())
+        subprocess.run([*shlex.split(os.environ["VELA_SIGN"]), copy], check=True)
+        if copy.read_bytes() == program.read_bytes():
+            sys.exit(f"package: {os.environ['VELA_SIGN']} did not sign {program.name}")
+        return copy.read_bytes()
 
 
-def contents_of(build: pathlib.Path, program: pathlib.Path, components: list[Component]) -> dict[str, bytes]:
-    files = {PROGRAM: program.read_bytes(), "README.md": readme().encode()}
-    for pattern in ("*.md", "*.svg"):  # the pages and their pictures
-        for page in (ROOT / "docs").glob(pattern):
-            files["docs/" + page.name] = page.read_bytes()
+def messages() -> bytes:
+    with tempfile.TemporaryDirectory() as folder:
+        file = pathlib.Path(folder, "messages.json")
+        subprocess.run([sys.executable, ROOT / "scripts/messages.py", "json", file], check=True)
+        return file.read_bytes()
+
+
+def windows_lines(text: str) -> bytes:
+    return text.replace("\r\n", "\n").replace("\n", "\r\n").encode()
+
+
+def contents_of(build: pathlib.Path, components: list[Component], said: str) -> dict[str, bytes]:
+    files = {program: signed(build / program) for program in PROGRAMS}
+    files["messages.json"] = messages()
+    texts = {"CHANGES.txt": (ROOT / "CHANGES").read_text(encoding="utf-8")}
+    for file in sorted((ROOT / "deploy").iterdir()):
+        texts["deploy/" + file.name] = file.read_text(encoding="utf-8")
+    for name in pages.PAGES:
+        page = (ROOT / name).read_text(encoding="utf-8")
+        texts |= pages.as_html(name, page if name != "README.md" else pages.first_page(
+            page, said, "VELA_SIGN" in os.environ))
+    texts["licences/contents.txt"] = "\n".join([
+        "What is compiled into the programs, besides VELAutil and VELAlog, and under which licence. The texts are",
+        "those of the Debian packages that the programs were built with. This folder grants nothing for the programs.", "",
+        *(f"{component.name} {component.version} ({', '.join(sorted(component.programs))}): "
+          f"licences/{component.name}.txt" for component in components), "",
+        f"Where a text refers to {COMMON_LICENSES}, see licences/common.", ""])
+    files |= {name: windows_lines(text) for name, text in texts.items()}
     for component in components:
         files[f"licences/{component.name}.txt"] = component.text.encode()
         for name in re.findall(str(COMMON_LICENSES) + r"/([\w.+-]*\w)", component.text):
             files[f"licences/common/{name}.txt"] = (COMMON_LICENSES / name).read_bytes()
-    files["licences/contents.txt"] = "\n".join([
-        "What is compiled into VELAutil.exe, besides VELAutil itself, and under which licence. The texts are those of",
-        "the Debian packages that the program was built with. This folder has no licence for VELAutil itself.", "",
-        *(f"{component.name} {component.version}: licences/{component.name}.txt" for component in components), "",
-        f"Where a text refers to {COMMON_LICENSES}, see licences/common.", ""]).encode()
     return files
 
 
@@ -159,7 +198,7 @@ def list_of_contents(version: str, time: int, files: dict[str, bytes], component
     sums = {name: hashlib.sha1(data).hexdigest() for name, data in files.items()}
     verification = hashlib.sha1("".join(sorted(sums.values())).encode()).hexdigest()
     unknown = {"licenseConcluded": "NOASSERTION", "copyrightText": "NOASSERTION"}
-    product, program = spdx_id("Package-VELAutil"), spdx_id("File-" + PROGRAM)
+    product = spdx_id("Package-VELAutil")
     packages = [{
         "SPDXID": product, "name": "VELAutil", "versionInfo": version, "downloadLocation": "NOASSERTION",
         "filesAnalyzed": True, "licenseDeclared": "NOASSERTION", "primaryPackagePurpose": "APPLICATION", **unknown,
@@ -175,10 +214,11 @@ def list_of_contents(version: str, time: int, files: dict[str, bytes], component
             "primaryPackagePurpose": "LIBRARY", **unknown,
             "comment": f"Debian's {', '.join(sorted(component.packages))}; terms: ./licences/{component.name}.txt",
         })
-        relationships.append((program, "STATIC_LINK" if component.linked else "DEPENDS_ON", packages[-1]["SPDXID"]))
+        relationships += [(spdx_id("File-" + program), "STATIC_LINK" if program in component.linked_to else "DEPENDS_ON",
+                           packages[-1]["SPDXID"]) for program in sorted(component.programs)]
     entries = [{
         "SPDXID": spdx_id("File-" + name), "fileName": "./" + name, "licenseInfoInFiles": ["NOASSERTION"], **unknown,
-        "fileTypes": ["BINARY" if name == PROGRAM else "DOCUMENTATION" if name.endswith(".md") else "TEXT"],
+        "fileTypes": ["BINARY" if name in PROGRAMS else "DOCUMENTATION" if name.endswith(".html") else "TEXT"],
         "checksums": [{"algorithm": "SHA1", "checksumValue": sums[name]},
                       {"algorithm": "SHA256", "checksumValue": hashlib.sha256(files[name]).hexdigest()}],
     } for name in sorted(files)]
@@ -208,17 +248,23 @@ def write_zip(path: pathlib.Path, folder: str, files: dict[str, bytes], time: in
 
 
 def main() -> None:
-    if len(sys.argv) != 4:
+    if len(sys.argv) != 3:
         sys.exit(__doc__)
-    build, program, output = (pathlib.Path(argument).resolve() for argument in sys.argv[1:])
+    build, output = (pathlib.Path(argument).resolve() for argument in sys.argv[1:])
     version, time = version_of(build), release_time()
+    if "VELA_SIGN" not in os.environ:
+        print("package: NOT SIGNED: there is no certificate (VELA_SIGN names no command)")
     components = components_of(build)
-    files = contents_of(build, program, components)
+    zip_name = f"VELAutil-{version}.zip"
+    date = datetime.datetime.fromtimestamp(time, datetime.UTC)
+    said = (f"**Version {version}, {date:%Y-%m-%d}.** To check the zip, compare what `certutil -hashfile {zip_name} SHA256` "
+            f"prints with `{zip_name}.sha256`; on Linux: `sha256sum -c {zip_name}.sha256`. `CHANGES.txt` lists the changes.")
+    files = contents_of(build, components, said)
     spdx, sums = f"VELAutil-{version}.spdx.json", "SHA256SUMS"
     files[spdx] = list_of_contents(version, time, files, components, [sums, spdx])
     files[sums] = "".join(f"{hashlib.sha256(files[name]).hexdigest()}  {name}\n" for name in sorted(files)).encode()
     output.mkdir(parents=True, exist_ok=True)
-    path = output / f"VELAutil-{version}.zip"
+    path = output / zip_name
     write_zip(path, f"VELAutil-{version}", files, time)
     checksum = hashlib.sha256(path.read_bytes()).hexdigest()
     path.with_name(path.name + ".sha256").write_text(f"{checksum}  {path.name}\n", encoding="utf-8")
@@ -226,4 +272,7 @@ def main() -> None:
 
 
 if __name__ == "__main__":
-    main()
+    try:
+        main()
+    except pages.PageError as error:
+        sys.exit(f"package: {error}")

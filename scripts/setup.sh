@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# setup.sh [--lint | --prove | --newcomer]
+# setup.sh [--release | --lint | --prove | --newcomer]
 #
-# Makes sure that this machine has what the repository needs to build and run. --lint adds the tools for the checks of
-# the sources, --prove those for scripts/prove.sh; --newcomer is only for scripts/newcomer.sh. On Debian 12 and 13,
-# missing packages are installed with apt-get, through sudo if the user is not root. If nothing is missing, it prints
-# nothing and takes a few milliseconds. So the other scripts call it every time.
+# Makes sure that this machine has what the repository needs to build and run. --release adds the tools that make the
+# release, --lint those and the tools for the checks of the sources, --prove those for scripts/prove.sh; --newcomer is
+# only for scripts/newcomer.sh. On Debian 12 and 13, missing packages are installed with apt-get, through sudo if the
+# user is not root. If nothing is missing, it prints nothing and takes a few milliseconds. So the other scripts call it
+# every time.
 set -euo pipefail
 
 # Group, Debian package, and the proof that it is installed (any one of these: a path or a command). Files are checked,
@@ -24,6 +25,8 @@ build python3 python3
 build wine wine
 build wine64 /usr/lib/wine/wine64 wine64 /opt/wine-stable/bin/wine64
 build locales /usr/share/i18n/locales/ja_JP
+release pandoc pandoc
+release graphviz dot
 lint clang-format clang-format
 lint clang-tidy clang-tidy
 lint cppcheck cppcheck
@@ -42,11 +45,12 @@ END
 wanted=build
 case ${1:-} in
   '') ;;
-  --lint) wanted+=' lint fuzz' ;;
+  --release) wanted+=' release' ;;
+  --lint) wanted+=' release lint fuzz' ;;
   --prove) wanted+=' prove fuzz' ;;
   --newcomer) wanted=newcomer ;;
   *)
-    echo "usage: setup.sh [--lint | --prove | --newcomer]" >&2
+    echo "usage: setup.sh [--release | --lint | --prove | --newcomer]" >&2
     exit 2
     ;;
 esac

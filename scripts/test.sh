@@ -41,7 +41,7 @@ stage 'every log message produced by a test (scripts/messages.py census)' \
 stage 'short fuzzing with sanitizers (scripts/fuzz.sh)' ./scripts/fuzz.sh || true
 stage 'source checks (scripts/lint.sh --fast)' ./scripts/lint.sh --fast || true
 stage 'reproducible build (scripts/check_reproducible.sh)' \
-  ./scripts/check_reproducible.sh "$build/VELAutil.exe" || true
+  ./scripts/check_reproducible.sh "$build" || true
 
 print_stages
 # One line at the start of the file has the counts: tests="…" failures="…" disabled="…" skipped="…".
