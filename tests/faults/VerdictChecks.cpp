@@ -48,7 +48,7 @@ constexpr SilentByDesign kSilentByDesign[] = {
     {"-I -p -r -d -U", "", "OrCommon::System::FindProcessByName", "", kPrograms},
     {"-I -p -r -e -d -U", "GetVersionExW", "", "", kWindows},
     {"-I -p -e -d -U", "", "OrCommon::Library::", "", kWindows},
-    {"-I", "RegQueryValueExW", "", "\"VELAEnable\"", kSwitch},
+    {"-I", "RegQueryValueExW", "VELAUtility::GetVELAEnable", "", kSwitch},
     {"-I -e", "", "", "Redemption.ECF", kForms},
     {"-e", "", "", "C:\\ProgramData\\", kUserData},
     {"-e", "", "", "C:\\windows\\", kUserData},
@@ -67,6 +67,7 @@ constexpr SilentByDesign kSilentByDesign[] = {
 // What looks like a failure in the log of a run that left everything as it should be.
 constexpr char kFolderExists[] = "the folder exists, and all files are in it";
 constexpr char kKeyExists[] = "the key exists, as after an earlier installation";
+constexpr char kValueExists[] = "the key or the value is there already, or a later step writes it";
 constexpr char kNoFolder[] = "the entry or the folder does not exist";
 
 struct HarmlessFailure {
@@ -77,6 +78,10 @@ struct HarmlessFailure {
 constexpr HarmlessFailure kHarmlessFailures[] = {
     {"-I -p", "shcreatedirectoryex-create-", kFolderExists},
     {"-I", "fail-to-create-vela-section-", kKeyExists},
+    {"-I -e", "failed-to-createregkey-of-g-szolactivatekey-", kValueExists},
+    {"-I -e", "failed-to-writeregintvalue-of-", kValueExists},
+    {"-I -e", "store-registry-key-vela-reg-3rd-party-nektra-", kValueExists},
+    {"-I -e", "fail-to-install-vela-wlm", kValueExists},
     {"-U", "orcommon-storage-file-deleteallfiles-failed-", kNoFolder},
     {"-U", "data-folder-stays", kNoFolder},
 };
