@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 """package.py <build folder> <output folder>: makes the release, <output folder>/VELAutil-<version>.zip.
 
-In it: the programs, the command files, the pages for administrators (pages.py), the messages for other tools, the changes,
-the licence texts of what is compiled into the programs, a list of contents (SPDX 2.3) and checksums. The build says what is
-compiled in: the linker's maps name the libraries, Ninja's record the headers, and Debian's package data their packages.
+In it: the programs, the command files, the pages for administrators (pages.py), the messages for other tools, the
+changes, the licence texts of what is compiled into the programs, a list of contents (SPDX 2.3) and checksums. The build
+says what is compiled in: the linker's maps name the libraries, Ninja's record the headers, and Debian's package data
+their packages.
 
 VELA_SIGN is a command that signs the file in its last argument. Without it, the programs are not signed.
 
@@ -175,8 +176,9 @@ def contents_of(build: pathlib.Path, components: list[Component], said: str) -> 
         texts |= pages.as_html(name, page if name != "README.md" else pages.first_page(
             page, said, "VELA_SIGN" in os.environ))
     texts["licences/contents.txt"] = "\n".join([
-        "What is compiled into the programs, besides VELAutil and VELAlog, and under which licence. The texts are",
-        "those of the Debian packages that the programs were built with. This folder grants nothing for the programs.", "",
+        "What is compiled into the programs, besides VELAutil and VELAlog themselves, and under which licence. The texts",
+        "are those of the Debian packages that the programs were built with. This folder grants nothing for the",
+        "programs themselves.", "",
         *(f"{component.name} {component.version} ({', '.join(sorted(component.programs))}): "
           f"licences/{component.name}.txt" for component in components), "",
         f"Where a text refers to {COMMON_LICENSES}, see licences/common.", ""])
@@ -214,8 +216,9 @@ def list_of_contents(version: str, time: int, files: dict[str, bytes], component
             "primaryPackagePurpose": "LIBRARY", **unknown,
             "comment": f"Debian's {', '.join(sorted(component.packages))}; terms: ./licences/{component.name}.txt",
         })
-        relationships += [(spdx_id("File-" + program), "STATIC_LINK" if program in component.linked_to else "DEPENDS_ON",
-                           packages[-1]["SPDXID"]) for program in sorted(component.programs)]
+        for program in sorted(component.programs):
+            kind = "STATIC_LINK" if program in component.linked_to else "DEPENDS_ON"
+            relationships.append((spdx_id("File-" + program), kind, packages[-1]["SPDXID"]))
     entries = [{
         "SPDXID": spdx_id("File-" + name), "fileName": "./" + name, "licenseInfoInFiles": ["NOASSERTION"], **unknown,
         "fileTypes": ["BINARY" if name in PROGRAMS else "DOCUMENTATION" if name.endswith(".html") else "TEXT"],
@@ -257,8 +260,9 @@ def main() -> None:
     components = components_of(build)
     zip_name = f"VELAutil-{version}.zip"
     date = datetime.datetime.fromtimestamp(time, datetime.UTC)
-    said = (f"**Version {version}, {date:%Y-%m-%d}.** To check the zip, compare what `certutil -hashfile {zip_name} SHA256` "
-            f"prints with `{zip_name}.sha256`; on Linux: `sha256sum -c {zip_name}.sha256`. `CHANGES.txt` lists the changes.")
+    said = (f"**Version {version}, {date:%Y-%m-%d}.** To check the zip, compare what "
+            f"`certutil -hashfile {zip_name} SHA256` prints with `{zip_name}.sha256`; on Linux: "
+            f"`sha256sum -c {zip_name}.sha256`. `CHANGES.txt` lists the changes.")
     files = contents_of(build, components, said)
     spdx, sums = f"VELAutil-{version}.spdx.json", "SHA256SUMS"
     files[spdx] = list_of_contents(version, time, files, components, [sums, spdx])

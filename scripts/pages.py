@@ -1,5 +1,5 @@
-"""The pages of the release: the Markdown of the repository as HTML, with pictures. pandoc writes the HTML, Graphviz draws
-the pictures. The same sources give the same bytes on the same Debian."""
+"""The pages of the release: the Markdown of the repository as HTML, with pictures. pandoc writes the HTML, Graphviz
+draws the pictures. The same sources give the same bytes on the same Debian."""
 from __future__ import annotations
 
 import glob

@@ -181,7 +181,7 @@ class Release(unittest.TestCase):
                 self.assertEqual(data, self.files[program] + b"signature")
             first = archive.read("%s/README.html" % release.stem).decode()
         self.assertNotIn("not signed", first)
-        self.assertIn("never run on Windows itself", first.replace("has ever run", "never run"))
+        self.assertIn("has ever run on Windows itself", first)
         for command in ("false", "true"):  # fails; signs nothing
             with self.assertRaises(subprocess.CalledProcessError):
                 make(ROOT, self.place / "unsigned", VELA_SIGN=command)
@@ -210,7 +210,8 @@ class Release(unittest.TestCase):
 
     def test_licences(self):
         for name, words in {"mingw-w64": "mingw-w64", "gcc-mingw-w64": "GCC RUNTIME LIBRARY EXCEPTION",
-                            "boost": "Boost Software License - Version 1.0", "cli11": "CLI11", "nlohmann-json3": "MIT"}.items():
+                            "boost": "Boost Software License - Version 1.0", "cli11": "CLI11",
+                            "nlohmann-json3": "Niels Lohmann"}.items():
             self.assertIn(words, self.files["licences/%s.txt" % name].decode())
         told = {package["name"] for package in self.document["packages"][1:]}
         texts = {pathlib.PurePath(name).stem for name in self.files if re.match(r"licences/[^/]*\.txt$", name)}
@@ -234,7 +235,8 @@ class Release(unittest.TestCase):
         drawn = {name: data.decode() for name, data in self.files.items() if name.endswith(".svg")}
         self.assertEqual(len(drawn), sum((ROOT / name).read_text(encoding="utf-8").count("```mermaid")
                                          for name in pages.PAGES))
-        self.assertNotIn("flowchart", "".join(self.files[name].decode() for name in self.files if name.endswith(".html")))
+        for name in pages.PAGES:
+            self.assertNotIn("flowchart", self.files[name.replace(".md", ".html")].decode())
         self.assertIn("VELA setup", drawn["docs/deploy-1.svg"])
 
     def test_pictures_that_cannot_be_drawn(self):

@@ -88,7 +88,7 @@ class Share {
   static void PlaceFileCompare() {
     TestSupport::CopyTestFile(FixturePath(L"StandInFc.exe"), L"C:\\windows\\system32\\fc.exe");
     TestSupport::MakeKey({HKEY_CURRENT_USER, L"Software\\Wine\\DllOverrides", KEY_WOW64_64KEY},
-                         {{L"*fc.exe", L"native"}});
+                         {{L"fc.exe", L"native"}});
   }
 
   std::wstring folder_;
@@ -100,7 +100,7 @@ std::wstring Quoted(const std::wstring& path) {
 
 // An ordinary machine, and the sample source with an odd name.
 World& Prepare(World& world, WindowsVersion version = WindowsVersion::kWindows10) {
-  world.OnWindows(version).WithSampleSource();
+  world.OnWindows(version).WithSampleSource().WithKey(MachineKey64(World::kCoreAgentKey));
   TestSupport::CopyTree(World::kSource, kOddSource);
   return world;
 }
@@ -314,7 +314,7 @@ TEST_CASE("a log that is long is put aside; a link in the place of its folder is
     TestSupport::KeepLog();
     TestSupport::RemoveTree(kLogFolder);
     world.WithFolder(L"C:\\VelaTest\\elsewhere");
-    const OrCommonTests::FolderLink link(kLogFolder, L"C:\\VelaTest\\elsewhere");
+    const TestSupport::FolderLink link(kLogFolder, L"C:\\VelaTest\\elsewhere");
     CHECK(share.Run(L"upgrade", kBoth) == kFailed);
     CHECK(Share::Said("is a link"));
     CHECK(FilesBelow(L"C:\\VelaTest\\elsewhere").empty());
