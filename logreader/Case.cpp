@@ -31,14 +31,14 @@ std::string PlainPath(std::string_view path) {
 
 CopiedFile CopiedFileOf(std::string_view sourceFolder, std::string_view source, std::string_view destination,
                         bool isThere) {
-  constexpr std::string_view kProduct = "\\Orvane Labs\\VELA\\";
+  constexpr std::string_view kProduct = "Orvane Labs\\VELA\\";
   CopiedFile file{PlainPath(source), PlainPath(destination), {}, isThere};
   const std::string folder = PlainPath(sourceFolder);
   if (file.source.compare(0, folder.size(), folder) == 0) {
     file.source.erase(0, folder.size());
   }
   file.source.erase(0, std::min(file.source.find_first_not_of('\\'), file.source.size()));
-  const std::size_t product = file.destination.find(kProduct);
+  const std::size_t product = file.destination.rfind(kProduct);
   if (product != std::string::npos) {
     const std::string below = file.destination.substr(product + kProduct.size());
     file.part = below.substr(0, below.find('\\'));

@@ -171,7 +171,7 @@ bool BeginsMessage(Level level, std::string_view text) {
     }
     for (std::size_t value = whole.find(kValue); value != std::string_view::npos;
          value = whole.find(kValue, value + 1)) {
-      if (Matches(text, whole.substr(0, value + 1), values)) {
+      if (value > 0 && Matches(text, whole.substr(0, value + 1), values)) {
         return true;
       }
     }

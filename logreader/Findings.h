@@ -12,7 +12,7 @@ namespace LogReader {
 // From the best to the worst.
 enum class Outcome {
   kDone,
-  kRestart,     // done, but for what waits for the restart
+  kRestart,     // done, except what waits for the restart
   kPart,        // a step failed, or was left because a mail client runs
   kNotDone,     // the command as a whole did not do its work
   kUnfinished,  // the log has no end of the run

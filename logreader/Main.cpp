@@ -143,8 +143,8 @@ std::string ErrorOf(const std::string& log, DWORD code, Outcome last) {
     return "there is no log " + log;
   }
   if (code != ERROR_SUCCESS) {
-    return log + " cannot be read to its end: error " + std::to_string(code) + " of Windows (net helpmsg " +
-           std::to_string(code) + ")";
+    return log + " cannot be read: error " + std::to_string(code) + " of Windows (net helpmsg " + std::to_string(code) +
+           ")";
   }
   return last == Outcome::kNoRun ? "there is no run of VELAutil.exe in " + log : std::string();
 }

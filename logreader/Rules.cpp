@@ -99,6 +99,11 @@ bool IsOfMissingFolder(const Case& run, const Line& line) {
   return code == "2" || code == "3";
 }
 
+// True if the log ends within this line, and what there is of it fits a message.
+bool IsCutOff(const Case& run, const Line& line) {
+  return run.IsLastOfUnclosed(line) && line.message == nullptr && BeginsMessage(line.entry.level, line.entry.text);
+}
+
 }  // namespace
 
 // ---- the frame of the run
@@ -229,7 +234,8 @@ void TooManyLines(Case& run) {
 void CopyNeitherDoneNorWaiting(Case& run) {
   for (Line* const line : run.All(kCopyFailed)) {
     const Line* const next = run.Next(*line);
-    if (next != nullptr && !next->Is(kCopyWaits) && !next->Is(kWaitingCopyFailed) && !next->Is(kMoveFailed)) {
+    if (next != nullptr && !next->Is(kCopyWaits) && !next->Is(kWaitingCopyFailed) && !next->Is(kMoveFailed) &&
+        !IsCutOff(run, *next)) {
       run.Set(*line, Kind::kProblem);
     }
   }
@@ -270,6 +276,15 @@ void SwitchedOffByInstallation(Case& run) {
   }
 }
 
+// The switch is on, because no client ran when it was read.
+void OutlookStartedMeanwhile(Case& run) {
+  if (run.Has(kSwitchStaysOn)) {
+    for (Line* const line : run.All(kOutlookRuns)) {
+      run.Set(*line, Kind::kLeft);
+    }
+  }
+}
+
 // ---- registrations
 
 void ModuleNotRun(Case& run) {
@@ -280,7 +295,7 @@ void ModuleNotRun(Case& run) {
     }
     const bool isSlow = run.own[index + 1]->Is(registers ? kRegisterSlow : kUnregisterSlow);
     const Line* const next = run.Next(*run.own[isSlow ? index + 1 : index]);
-    if (next != nullptr && !next->Is(registers ? kRegisterResult : kUnregisterResult)) {
+    if (next != nullptr && !next->Is(registers ? kRegisterResult : kUnregisterResult) && !IsCutOff(run, *next)) {
       run.Set(*run.own[index], Kind::kProblem);
     }
   }

@@ -29,6 +29,7 @@ void CopyNeitherDoneNorWaiting(Case& run);
 void NothingCopied(Case& run);
 void FilesDiffer(Case& run);
 void SwitchedOffByInstallation(Case& run);
+void OutlookStartedMeanwhile(Case& run);
 
 // ---- registrations
 void ModuleNotRun(Case& run);

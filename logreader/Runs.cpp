@@ -6,7 +6,7 @@
 namespace LogReader {
 namespace {
 
-// More runs at the same time are not told apart: the oldest counts as not closed.
+// Of more runs at the same time, the oldest counts as not closed.
 constexpr std::size_t kMostOpen = 4;
 constexpr std::size_t kMostWaiting = 64;
 constexpr std::size_t kMostOutside = 100;  // lines between two runs
@@ -136,6 +136,7 @@ RunReader::Slot& RunReader::AddSlot() {
   for (Line& line : std::exchange(outside_, {})) {
     slot.run.lines.push_back(std::move(line));
   }
+  slot.run.leftOut = std::exchange(outsideLeftOut_, 0);
   const std::vector<Slot*> open = OpenSlots();
   if (open.size() > kMostOpen) {
     open.front()->isOpen = false;
@@ -206,11 +207,12 @@ void RunReader::TakeOther(Line&& line) {
 void RunReader::TakeOutside(Line&& line) {
   line.isOutside = true;
   std::vector<Line>& lines = slots_.empty() ? outside_ : slots_.back().run.lines;
+  long long& leftOut = slots_.empty() ? outsideLeftOut_ : slots_.back().run.leftOut;
   const auto before = std::count_if(lines.begin(), lines.end(), [](const Line& other) { return other.isOutside; });
   if (static_cast<std::size_t>(before) < kMostOutside) {
     lines.push_back(std::move(line));
-  } else if (!slots_.empty()) {
-    ++slots_.back().run.leftOut;
+  } else {
+    ++leftOut;
   }
 }
 

@@ -110,6 +110,7 @@ class RunReader {
   long long closedNumber_ = 0;  // of the run that a closing line closed last
   long long count_ = 0;
   std::vector<Line> outside_;  // before the first run
+  long long outsideLeftOut_ = 0;
 };
 
 }  // namespace LogReader
