@@ -30,7 +30,6 @@ constexpr CommandName kCommandNames[kCommandCount] = {
 namespace {
 
 constexpr char kValue = '\1';
-constexpr std::string_view kAnything = "\1";
 
 struct LevelName {
   Level level;

@@ -136,6 +136,9 @@ void UnknownSwitch(Case& run) {
   for (Line* const line : run.All(kUnknownSwitchText)) {
     run.Set(*line, Kind::kFatal);
   }
+  if (run.run.IsUnknownSwitch() && run.run.isClosed && !run.Has(kUnknownSwitchText)) {
+    run.Find(Kind::kFatal);
+  }
 }
 
 void UnusualExitCode(Case& run) {

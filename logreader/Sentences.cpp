@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "logreader/Encoding.h"
 #include "logreader/Texts.h"
 
 namespace LogReader {
@@ -75,7 +76,7 @@ std::string DoneSentence(const Run& run, const Sentences& sentences) {
       const std::string state(line.GetValues().front());
       return state == "0"   ? "The stored state of filtering is off."
              : state == "1" ? "The stored state of filtering is on."
-                            : "The stored state of filtering is " + state + ".";
+                            : "The stored state of filtering is " + ToPrintable(state) + ".";
     }
   }
   return sentences.done;

@@ -37,7 +37,10 @@ const Rule kRules[] = {
      "The exit code of the run is valid. For a complete log, choose folders whose names have only characters of "
      "Western Europe.",
      LogWasLost},
-    {"unknown-switch", kAnyCommand, "the switch is unknown", "", "", UnknownSwitch},
+    {"unknown-switch", kAnyCommand, "the switch is unknown",
+     "The switch is not one of the seven: -I, -e, -d, -s, -p, -r, -U. The program did nothing.",
+     "Correct the call. Only the first two characters of the switch count, and upper case is not lower case.",
+     UnknownSwitch},
     {"two-runs", kAnyCommand, "",
      "Another run of the program wrote to the log at the same time. Lines may be missing, and a line that both can "
      "have written may be shown with the wrong one.",

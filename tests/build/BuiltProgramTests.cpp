@@ -1,4 +1,4 @@
-// Checks VELAutil.exe as a file: its target systems, what it needs to start, and its hardening.
+// Checks the shipped programs as files: their target systems, what they need to start, and their hardening.
 #include <doctest/doctest.h>
 
 #include <windows.h>
@@ -18,13 +18,26 @@
 
 namespace {
 
-// The program mapped as an image. It is not started, and its libraries are not loaded.
+struct Program {
+  std::wstring path;
+  std::wstring name;
+  std::vector<std::string> libraries;
+  DWORD mostBytes;
+};
+const std::vector<Program>& Programs() {
+  static const std::vector<Program> programs = {
+      {TestSupport::ProductPath(), L"VELAutil.exe", {"advapi32.dll", "kernel32.dll", "msvcrt.dll"}, 1U << 20U},
+      {TestSupport::ReaderPath(), L"VELAlog.exe", {"kernel32.dll", "msvcrt.dll"}, 3U << 19U}};
+  return programs;
+}
+
+// A program mapped as an image. It is not started, and its libraries are not loaded.
 class MappedProgram {
  public:
-  MappedProgram()
-      : module_(::LoadLibraryExW(TestSupport::ProductPath().c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES)) {
+  explicit MappedProgram(const Program& program)
+      : module_(::LoadLibraryExW(program.path.c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES)) {
     if (module_ == nullptr) {
-      throw std::runtime_error("cannot map " + TestSupport::ToUtf8(TestSupport::ProductPath()));
+      throw std::runtime_error("cannot map " + TestSupport::ToUtf8(program.path));
     }
   }
   MappedProgram(const MappedProgram&) = delete;
@@ -56,8 +69,8 @@ std::string LowerCase(std::string text) {
   return text;
 }
 
-std::vector<std::string> Libraries() {
-  const MappedProgram program;
+std::vector<std::string> Libraries(const Program& shipped) {
+  const MappedProgram program(shipped);
   std::set<std::string> libraries;
   for (const auto& import : TestSupport::ReadImports(program.Module())) {
     libraries.insert(LowerCase(import.dll));
@@ -66,51 +79,63 @@ std::vector<std::string> Libraries() {
 }
 
 #if defined(__MINGW32__)  // Visual C++ makes programs for Windows 7 and later
-TEST_CASE("the program is a console program for 64-bit Windows 5.2 and later") {
-  const MappedProgram program;
-  const IMAGE_NT_HEADERS64& headers = program.Headers();
-  CHECK(headers.FileHeader.Machine == IMAGE_FILE_MACHINE_AMD64);
-  CHECK(headers.OptionalHeader.Magic == IMAGE_NT_OPTIONAL_HDR64_MAGIC);
-  CHECK(headers.OptionalHeader.Subsystem == IMAGE_SUBSYSTEM_WINDOWS_CUI);
-  const auto oldest =
-      std::pair(headers.OptionalHeader.MajorSubsystemVersion, headers.OptionalHeader.MinorSubsystemVersion);
-  CHECK(oldest <= std::pair(WORD{5}, WORD{2}));
+TEST_CASE("each program is a console program for 64-bit Windows 5.2 and later") {
+  for (const Program& shipped : Programs()) {
+    CAPTURE(TestSupport::ToUtf8(shipped.name));
+    const MappedProgram program(shipped);
+    const IMAGE_NT_HEADERS64& headers = program.Headers();
+    CHECK(headers.FileHeader.Machine == IMAGE_FILE_MACHINE_AMD64);
+    CHECK(headers.OptionalHeader.Magic == IMAGE_NT_OPTIONAL_HDR64_MAGIC);
+    CHECK(headers.OptionalHeader.Subsystem == IMAGE_SUBSYSTEM_WINDOWS_CUI);
+    const auto oldest =
+        std::pair(headers.OptionalHeader.MajorSubsystemVersion, headers.OptionalHeader.MinorSubsystemVersion);
+    CHECK(oldest <= std::pair(WORD{5}, WORD{2}));
+  }
 }
 #endif
 
-TEST_CASE("the program's header has the flags for ASLR, DEP and terminal server awareness") {
-  const MappedProgram program;
-  const IMAGE_NT_HEADERS64& headers = program.Headers();
-  constexpr WORD kHighEntropy = 0x0020;  // IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA
+TEST_CASE("each program's header has the flags for ASLR, DEP and terminal server awareness") {
+  for (const Program& shipped : Programs()) {
+    CAPTURE(TestSupport::ToUtf8(shipped.name));
+    const MappedProgram program(shipped);
+    const IMAGE_NT_HEADERS64& headers = program.Headers();
+    constexpr WORD kHighEntropy = 0x0020;  // IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA
 #if defined(_MSC_VER)
-  constexpr WORD kOfTheCompiler = 0x4000;  // IMAGE_DLLCHARACTERISTICS_GUARD_CF
+    constexpr WORD kOfTheCompiler = 0x4000;  // IMAGE_DLLCHARACTERISTICS_GUARD_CF
 #else
-  constexpr WORD kOfTheCompiler = 0;
+    constexpr WORD kOfTheCompiler = 0;
 #endif
-  CHECK(headers.OptionalHeader.DllCharacteristics ==
-        (kHighEntropy | IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE | IMAGE_DLLCHARACTERISTICS_NX_COMPAT |
-         IMAGE_DLLCHARACTERISTICS_TERMINAL_SERVER_AWARE | kOfTheCompiler));
-  CHECK((headers.FileHeader.Characteristics & IMAGE_FILE_RELOCS_STRIPPED) == 0);
-  CHECK(headers.OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_BASERELOC].Size > 0);
+    CHECK(headers.OptionalHeader.DllCharacteristics ==
+          (kHighEntropy | IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE | IMAGE_DLLCHARACTERISTICS_NX_COMPAT |
+           IMAGE_DLLCHARACTERISTICS_TERMINAL_SERVER_AWARE | kOfTheCompiler));
+    CHECK((headers.FileHeader.Characteristics & IMAGE_FILE_RELOCS_STRIPPED) == 0);
+    CHECK(headers.OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_BASERELOC].Size > 0);
+  }
 }
 
 #if defined(__MINGW32__)
-TEST_CASE("the file has no build time and imports from three libraries") {
-  CHECK(MappedProgram().Headers().FileHeader.TimeDateStamp == 0);
-  CHECK_LINES(Libraries(), {"advapi32.dll", "kernel32.dll", "msvcrt.dll"});
+TEST_CASE("the files have no build time and import from a fixed list of libraries") {
+  for (const Program& shipped : Programs()) {
+    CAPTURE(TestSupport::ToUtf8(shipped.name));
+    CHECK(MappedProgram(shipped).Headers().FileHeader.TimeDateStamp == 0);
+    CHECK_LINES(Libraries(shipped), (shipped.libraries));
+  }
 }
 
 TEST_CASE("every imported function exists on Windows 5.2") {
-  const MappedProgram program;
-  std::vector<std::string> unknown;
-  for (const auto& import : TestSupport::ReadImports(program.Module())) {
-    if (!IsInWindows52(LowerCase(import.dll), import.function)) {
-      unknown.push_back(import.dll + " " + import.function);
+  for (const Program& shipped : Programs()) {
+    CAPTURE(TestSupport::ToUtf8(shipped.name));
+    const MappedProgram program(shipped);
+    std::vector<std::string> unknown;
+    for (const auto& import : TestSupport::ReadImports(program.Module())) {
+      if (!IsInWindows52(LowerCase(import.dll), import.function)) {
+        unknown.push_back(import.dll + " " + import.function);
+      }
     }
+    CHECK_LINES(unknown, {});
+    CHECK_FALSE(IsInWindows52("kernel32.dll", "GetTickCount64"));
+    CHECK_FALSE(IsInWindows52("kernel32.dll", "RegCloseKey"));
   }
-  CHECK_LINES(unknown, {});
-  CHECK_FALSE(IsInWindows52("kernel32.dll", "GetTickCount64"));
-  CHECK_FALSE(IsInWindows52("kernel32.dll", "RegCloseKey"));
 }
 #endif
 
@@ -127,41 +152,53 @@ bool IsForwardedToPlantable(const std::string& function) {
 }
 
 TEST_CASE("no imported function comes from a library that somebody could plant in the program's folder") {
-  const MappedProgram program;
-  std::vector<std::string> forwarded;
-  for (const auto& import : TestSupport::ReadImports(program.Module())) {
-    if (IsForwardedToPlantable(import.function)) {
-      forwarded.push_back(import.dll + " " + import.function);
+  for (const Program& shipped : Programs()) {
+    CAPTURE(TestSupport::ToUtf8(shipped.name));
+    const MappedProgram program(shipped);
+    std::vector<std::string> forwarded;
+    for (const auto& import : TestSupport::ReadImports(program.Module())) {
+      if (IsForwardedToPlantable(import.function)) {
+        forwarded.push_back(import.dll + " " + import.function);
+      }
     }
+    CHECK_LINES(forwarded, {});
+    CHECK(IsForwardedToPlantable("SystemFunction036"));  // the random number generator
+    CHECK_FALSE(IsForwardedToPlantable("RegCloseKey"));
   }
-  CHECK_LINES(forwarded, {});
-  CHECK(IsForwardedToPlantable("SystemFunction036"));  // the random number generator
-  CHECK_FALSE(IsForwardedToPlantable("RegCloseKey"));
 }
 
-TEST_CASE("the manifest requests the rights of the caller and names no newer Windows") {
-  const MappedProgram program;
-  const std::string manifest = program.Resource(RT_MANIFEST);
-  CHECK(manifest.find("level=\"asInvoker\"") != std::string::npos);
-  // With such a section, GetVersionExW would report the real version on Windows 8.1 and newer.
-  CHECK(manifest.find("supportedOS") == std::string::npos);
+TEST_CASE("the manifests request the rights of the caller and name no newer Windows") {
+  for (const Program& shipped : Programs()) {
+    CAPTURE(TestSupport::ToUtf8(shipped.name));
+    const MappedProgram program(shipped);
+    const std::string manifest = program.Resource(RT_MANIFEST);
+    CHECK(manifest.find("level=\"asInvoker\"") != std::string::npos);
+    // With such a section, GetVersionExW would report the real version on Windows 8.1 and newer.
+    CHECK(manifest.find("supportedOS") == std::string::npos);
+  }
 }
 
-TEST_CASE("the file has a version resource") {
-  const MappedProgram program;
-  const std::string resource = program.Resource(RT_VERSION);
-  const std::wstring wide(reinterpret_cast<const wchar_t*>(resource.data()), resource.size() / sizeof(wchar_t));
-  CHECK(wide.find(L"VS_VERSION_INFO") != std::wstring::npos);
-  CHECK(wide.find(std::wstring(VELA_PROGRAM_VERSION)) != std::wstring::npos);
-  CHECK(wide.find(L"VELAutil.exe") != std::wstring::npos);
+TEST_CASE("each file has a version resource") {
+  for (const Program& shipped : Programs()) {
+    CAPTURE(TestSupport::ToUtf8(shipped.name));
+    const MappedProgram program(shipped);
+    const std::string resource = program.Resource(RT_VERSION);
+    const std::wstring wide(reinterpret_cast<const wchar_t*>(resource.data()), resource.size() / sizeof(wchar_t));
+    CHECK(wide.find(L"VS_VERSION_INFO") != std::wstring::npos);
+    CHECK(wide.find(std::wstring(VELA_PROGRAM_VERSION)) != std::wstring::npos);
+    CHECK(wide.find(shipped.name) != std::wstring::npos);
+  }
 }
 
 #if defined(VELA_AS_SHIPPED)
-TEST_CASE("the file is smaller than 1 MiB") {
-  WIN32_FILE_ATTRIBUTE_DATA data = {};
-  REQUIRE(::GetFileAttributesExW(TestSupport::ProductPath().c_str(), GetFileExInfoStandard, &data));
-  CHECK(data.nFileSizeHigh == 0);
-  CHECK(data.nFileSizeLow < 1024 * 1024);
+TEST_CASE("the file is not larger than it has to be") {
+  for (const Program& shipped : Programs()) {
+    CAPTURE(TestSupport::ToUtf8(shipped.name));
+    WIN32_FILE_ATTRIBUTE_DATA data = {};
+    REQUIRE(::GetFileAttributesExW(shipped.path.c_str(), GetFileExInfoStandard, &data));
+    CHECK(data.nFileSizeHigh == 0);
+    CHECK(data.nFileSizeLow < shipped.mostBytes);
+  }
 }
 #endif
 

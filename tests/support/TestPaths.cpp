@@ -21,4 +21,8 @@ std::wstring ProductPath() {
   return BuildFolder() + L"\\VELAutil.exe";
 }
 
+std::wstring ReaderPath() {
+  return BuildFolder() + L"\\VELAlog.exe";
+}
+
 }  // namespace TestSupport

@@ -14,4 +14,7 @@ std::wstring FixturePath(const std::wstring& name);
 // The program under test.
 std::wstring ProductPath();
 
+// The reader of its log.
+std::wstring ReaderPath();
+
 }  // namespace TestSupport

@@ -104,6 +104,8 @@ TEST_CASE("good runs with another result") {
                "The stored state of filtering is off.", {});
   CheckVerdict(Instead(Good(Command::kStatus), "GetStatus!!!!! 1", {"LOG_INFO : GetStatus!!!!! 7"}), Outcome::kDone,
                "The stored state of filtering is 7.", {});
+  CheckVerdict(Instead(Good(Command::kStatus), "GetStatus!!!!! 1", {"LOG_INFO : GetStatus!!!!! \xE9\x1B"}),
+               Outcome::kDone, "The stored state of filtering is \xC3\xA9\\x1B.", {});
   CheckVerdict(Without(Good(Command::kReload), "OL has been notified"), Outcome::kDone,
                "No mail client runs, so none had to be notified.", {});
 }
@@ -195,6 +197,9 @@ TEST_CASE("command lines that do nothing") {
   CheckVerdict({"LOG_INFO :  cmd:-i\n src:a\ndest:b", "LOG_INFO : Pn error.\n",
                 "LOG_INFO : [2026/11/21 17:26:24] VELA END!!! RetrunCode:0"},
                Outcome::kNotDone, "Nothing was done: the switch is unknown.", {"fatal unknown-switch 5"});
+  // The line about it is lost.
+  CheckVerdict({"LOG_INFO :  cmd:-i\n src:a\ndest:b", "LOG_INFO : [2026/11/21 17:26:24] VELA END!!! RetrunCode:0"},
+               Outcome::kNotDone, "Nothing was done: the switch is unknown.", {"fatal unknown-switch"});
 }
 
 TEST_CASE("without its beginning a run is never done") {
