@@ -129,13 +129,13 @@ sweep() {
 
 # Each Windows call fails: alone with every error in the table, and once with every later call.
 faults() {
-  sweep faults.full.sweep '| Command | Calls that can fail | One fails | From one on | Verdict silent by design | Runs with findings |'
+  sweep faults.full.sweep '| Command | Calls that can fail | One fails | With all later ones | Verdict silent by design | Runs with findings |'
 }
 
 # The process ends at each change of install, upgrade and uninstall. Then the same command runs again, and files and
 # registry must be as after one undisturbed run.
 deaths() {
-  sweep faults.full.deaths '| Command | Changes | Deaths | Left a difference that is meant | Deaths with findings |'
+  sweep faults.full.deaths '| Command | Changes | Deaths | Left an intended difference | Deaths with findings |'
 }
 
 # ---- others

@@ -87,7 +87,7 @@ class Census:
 
     def table(self, unreachable: dict[Key, str]) -> str:
         """Rows for readers, level by level."""
-        rows = "| Level | Texts | Produced | Never, and cannot be |\n|---|---|---|---|\n"
+        rows = "| Level | Texts | Produced | Cannot be produced |\n|---|---|---|---|\n"
         levels: dict[str, set[Key]] = {}
         for message in self.messages:
             name = message.level.strip(" :") if message.kind == "log" else f"trace `{message.level}`"
