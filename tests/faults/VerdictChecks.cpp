@@ -68,6 +68,9 @@ constexpr SilentByDesign kSilentByDesign[] = {
 constexpr char kFolderExists[] = "the folder exists, and all files are in it";
 constexpr char kKeyExists[] = "the key exists, as after an earlier installation";
 constexpr char kValueExists[] = "the key or the value is there already, or a later step writes it";
+constexpr char kSwitchedBefore[] = "the switch has the new state already";
+constexpr char kSwitchIsOff[] = "filtering was off, or a mail client ran: it is off after this run in any case";
+constexpr char kNoIdentity[] = "the user has no identity of Outlook Express, and no monitor was due";
 constexpr char kNoFolder[] = "the entry or the folder does not exist";
 
 struct HarmlessFailure {
@@ -82,6 +85,11 @@ constexpr HarmlessFailure kHarmlessFailures[] = {
     {"-I -e", "failed-to-writeregintvalue-of-", kValueExists},
     {"-I -e", "store-registry-key-vela-reg-3rd-party-nektra-", kValueExists},
     {"-I -e", "fail-to-install-vela-wlm", kValueExists},
+    {"-I", "querystringvalue-fail-keyname-velaenable-", kSwitchIsOff},
+    {"-I", "reg-open-fail-path-", kSwitchIsOff},
+    {"-e", "switched-not-stored", kSwitchedBefore},
+    {"-e", "fail-on-frwk-windowstation-startimpersonate", kNoIdentity},
+    {"-e", "no-user", kNoIdentity},
     {"-U", "orcommon-storage-file-deleteallfiles-failed-", kNoFolder},
     {"-U", "data-folder-stays", kNoFolder},
 };
