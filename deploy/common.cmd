@@ -68,8 +68,18 @@ rem registry keys and another System32. Continue in the 64-bit one.
 if not defined PROCESSOR_ARCHITEW6432 goto native
 if not exist "%SystemRoot%\Sysnative\cmd.exe" goto only_32_bit
 set "self=%~f0"
-"%SystemRoot%\Sysnative\cmd.exe" /d /c ""%%self%%" again"
-exit /b %ERRORLEVEL%
+cd /d "%SystemRoot%"
+rem With /all this file may be deleted meanwhile. The whole block has been read before that. Even "exit /b" may read the
+rem file again, and fail; a "goto" without a label leaves it without that.
+(
+  "%SystemRoot%\Sysnative\cmd.exe" /d /c ""%%self%%" again"
+  if not errorlevel 0 exit /b 1
+  if errorlevel 3011 exit /b 1
+  if errorlevel 3010 exit /b 3010
+  if errorlevel 1 exit /b 1
+  if exist "%self%" exit /b 0
+  (goto) 2>nul & "%SystemRoot%\System32\cmd.exe" /d /c exit 0
+)
 
 :native
 rem Before Windows Vista regsvr32.exe is searched for in the current folder, too.
@@ -235,8 +245,17 @@ rmdir "%shared%" 2>nul
 del "%log%" 2>nul
 del "%logs%\vela.old.log" 2>nul
 rmdir "%logs%" 2>nul
-rem This file may be in that folder. So nothing is read from it after this line.
-rmdir /s /q "%setup%" 2>nul & rmdir "%root%" 2>nul & exit /b 0
+rem This file may be in that folder. So nothing is read from it after this block: see above.
+(
+  rmdir /s /q "%setup%" 2>nul
+  rmdir "%root%" 2>nul
+  if exist "%setup%\" echo VELA: "%setup%" could not be deleted.
+  if exist "%setup%\" exit /b 1
+  if exist "%here%\common.cmd" exit /b 0
+  (goto) 2>nul & "%tools%\cmd.exe" /d /c exit 0
+)
+rem Only Wine's command interpreter comes here: it does not leave the file.
+exit /b 0
 
 
 rem ---- Subroutines. Most end with 1 if they failed.
