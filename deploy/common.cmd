@@ -474,7 +474,15 @@ set "code=1"
 exit /b 0
 
 rem Is the deletion of this folder in Windows' list for the restart? (The list also names folders that do not exist.)
+rem reg.exe writes \0 after each entry but the last, which may be this folder. The folders in it come before it.
 :is_scheduled
+set "scheduled="
+for %%S in (%1 %1\Resource %1\VELA_OL %1\VELA_OE %1\VELA_WLM %1\Users) do call :look_in_list %%S
+if defined scheduled exit /b 0
+exit /b 1
+
+:look_in_list
 "%tools%\reg.exe" query "%session_key%" /v %renames% 2>nul | "%tools%\find.exe" "\Orvane Labs\%1\0" >nul
-if errorlevel 1 exit /b 1
+if errorlevel 1 exit /b 0
+set "scheduled=yes"
 exit /b 0
