@@ -62,6 +62,9 @@ for %%D in ("%root%") do set "root=%%~fD"
 if "%root:~-1%"=="\" set "root=%root:~0,-1%"
 if defined source for %%D in ("%source%") do set "source=%%~fD"
 if defined source if "%source:~-1%"=="\" set "source=%source:~0,-1%"
+rem The root of a drive needs something behind it: "D:" alone is the current folder of that drive.
+set "from_here=%source%"
+if "%source:~1%"==":" set "from_here=%source%\."
 
 rem A 32-bit program (such as the agent of a management tool) gets a 32-bit command interpreter, which sees other
 rem registry keys and another System32. Continue in the 64-bit one.
@@ -330,7 +333,7 @@ rem A copy that failed does not replace the last one.
 if /i "%source%"=="%setup%\source" exit /b 0
 if exist "%setup%\source.new\" rmdir /s /q "%setup%\source.new"
 if exist "%setup%\source.new\" goto copy_failed
-"%tools%\xcopy.exe" "%source%" "%setup%\source.new" /E /I /H /K /R /Y /Q >nul
+"%tools%\xcopy.exe" "%from_here%" "%setup%\source.new" /E /I /H /K /R /Y /Q >nul
 if not "%ERRORLEVEL%"=="0" goto copy_failed
 call :compare_sources
 if defined differs goto copy_failed
@@ -347,7 +350,7 @@ rem As many files, and each the same as the one of its name. Hidden files are no
 :compare_sources
 set "differs="
 set "count=0"
-for /r "%source%" %%F in (*) do set /a count+=1
+for /r "%from_here%" %%F in (*) do set /a count+=1
 for /r "%setup%\source.new" %%F in (*) do (
   set "file=%%F"
   call :compare_file
