@@ -423,7 +423,9 @@ set "code=1"
 exit /b 0
 
 :create_task
-"%tools%\find.exe" /i "%setup%\deploy\enable.cmd" "%setup%\deploy\enable-task.xml" >nul
+rem XML has another spelling for an ampersand of the path.
+set "named=%setup:&=&amp;%\deploy\enable.cmd"
+"%tools%\find.exe" /i "%named%" "%setup%\deploy\enable-task.xml" >nul
 if errorlevel 1 goto other_task
 "%tools%\schtasks.exe" /Create /F /TN "VELA enable" /XML "%setup%\deploy\enable-task.xml" >nul
 if errorlevel 1 call :failure "the task VELA enable could not be created"
