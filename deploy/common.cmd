@@ -374,6 +374,8 @@ mkdir "%logs%"
 :log_folder_exists
 set "attributes=-"
 for %%D in ("%logs%") do set "attributes=%%~aD"
+rem It could not be created: the run will show that.
+if not defined attributes exit /b 0
 if "%attributes:l=%"=="%attributes%" exit /b 0
 echo VELA: "%logs%" is a link. Remove it: see security.html, "The run log's place".
 exit /b 1
