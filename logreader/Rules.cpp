@@ -85,6 +85,15 @@ bool IsExpected(const std::vector<CopiedFile>& files, std::string_view module) {
          std::any_of(files.begin(), files.end(), [](const auto& file) { return file.part == "VELA_OE"; });
 }
 
+// -e writes start-up values for monitors below its destination, but starts those below the folder "VELA" in it. Only
+// with the product's folder "VELA" as the destination are the start-up values right, and then there is no such folder.
+bool IsForStartValues(const Run& run) {
+  constexpr std::string_view kFolder = "\\Orvane Labs\\VELA";
+  std::string_view destination = run.destination;
+  destination = destination.substr(0, destination.find_last_not_of('\\') + 1);
+  return destination.size() >= kFolder.size() && destination.substr(destination.size() - kFolder.size()) == kFolder;
+}
+
 bool StartValuesAreDeleted(const Case& run) {
   return run.before.startValues == Before::StartValues::kDeleted;
 }
@@ -382,6 +391,30 @@ void NoUser(Case& run) {
 void NoMonitorStarted(Case& run) {
   if (run.Has(kEnabled) && !run.HasAny({kMonitorStart, kNoExpressMonitor, kNoLiveMailMonitor})) {
     run.Find(Kind::kProblem);
+  }
+}
+
+void StartValuesOnly(Case& run) {
+  constexpr std::string_view kPathNotFound = "3";
+  if (!IsForStartValues(run.run)) {
+    return;
+  }
+  bool isMeant = false;
+  bool isOther = run.HasAny({kNoExpressMonitor, kNoLiveMailMonitor});
+  for (const std::string_view text : {kExpressMonitorFailed, kLiveMailMonitorFailed}) {
+    for (Line* const line : run.All(text)) {
+      if (line->GetValues().front() == kPathNotFound) {
+        run.Set(*line, Kind::kNotice);
+        isMeant = true;
+      } else {
+        isOther = true;
+      }
+    }
+  }
+  for (Line* const line : run.All(kMonitorsFailed)) {
+    if (isMeant && !isOther) {
+      run.Set(*line, Kind::kUsual);
+    }
   }
 }
 

@@ -43,6 +43,7 @@ void NothingSwitchedOff(Case& run);
 void SwitchedButNotStored(Case& run);
 void NoUser(Case& run);
 void NoMonitorStarted(Case& run);
+void StartValuesOnly(Case& run);
 void SwitchedOffBefore(Case& run);
 void StartValueStays(Case& run);
 void MonitorsLeft(Case& run);

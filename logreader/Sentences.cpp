@@ -58,6 +58,8 @@ constexpr Detail kDetails[] = {
     {Command::kInstall, Texts::kSwitchNotRead,
      "Installed, and filtering is off until -e: the files are in place, and regsvr32.exe was started for every "
      "module."},
+    {Command::kEnable, Texts::kMonitorsFailed,
+     "Filtering is switched on; no monitor was started now, Windows starts them at the next log-on."},
     {Command::kDisable, Texts::kSwitchFailed, "Filtering was off already, and stays off."},
 };
 

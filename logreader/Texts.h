@@ -56,6 +56,11 @@ inline constexpr std::string_view kNoExpressMonitor =
     "Failed to call CreateProcessAsUser() to launch VELA_OEMon.exe \1 ";
 inline constexpr std::string_view kNoLiveMailMonitor =
     "Failed to call CreateProcessAsUser() to launch VELA_WLMMon.exe \1 ";
+inline constexpr std::string_view kExpressMonitorFailed =
+    "Failed to call CreateProcessAsUser() to launch VELA_OEMon.exe \1 \1";
+inline constexpr std::string_view kLiveMailMonitorFailed =
+    "Failed to call CreateProcessAsUser() to launch VELA_WLMMon.exe \1 \1";
+inline constexpr std::string_view kMonitorsFailed = "!!! SetAntiSpamEnable() - failed on VELA_LaunchMonProcess()";
 inline constexpr std::string_view kEnabled = "Enable OK";
 inline constexpr std::string_view kEnableStored = "VELA Enable OK";
 inline constexpr std::string_view kEnableNotStored = "VELA Enable Fail \1";
@@ -113,15 +118,15 @@ inline constexpr std::string_view kAll[] = {
     kCopied, kCopyFailed, kCopyWaits, kWaitingCopyFailed, kMoveFailed, kResourcesDone, kOutlookFilesDone,
     kLiveMailFilesDone, kUpgradeDone, kSwitchNotStored, kClientRuns, kSwitchNotReset, kSwitchStaysOn,
     kSwitchNotRead, kRelease, kLaterRelease, kRelease2000, kNoOutlook, kOutlookRuns, kRegister, kRegisterResult,
-    kRegisterSlow, kUnregister, kUnregisterResult, kUnregisterSlow, kNoRedemption, kNoOeInit, kNoOeCom,
-    kNoOeStore, kNoSession, kUser, kSwitchFailed, kOutlookOn, kExpressOn, kLiveMailOn, kMonitorStart,
-    kNoExpressMonitor, kNoLiveMailMonitor, kEnabled, kEnableStored, kEnableNotStored, kNoKey, kAddinNotOff,
-    kExpressStartStays, kLiveMailStartStays, kOutlookOff, kOutlookNotOff, kExpressOff, kLiveMailOff,
-    kLiveMailNotOff, kMonitorsNext, kMonitorsLeft, kDisabled, kDisableStored, kDisableNotStored, kState, kNoState,
-    kNotifyBegins, kNotifyEnds, kOutlookNotified, kExpressNotified, kLiveMailNotified, kOutlookNotNotified,
-    kExpressNotNotified, kLiveMailNotNotified, kUpgradeNotified, kRemovalBegins, kExpressRuns, kLiveMailRuns,
-    kNoAddinKey, kAddinKeyDeleted, kAddinKeyStays, kPluginEntryStays, kFolderEmptied, kFolderNotEmptied,
-    kProductRemoved, kProductStays, kDataStays};
+    kRegisterSlow, kUnregister, kUnregisterResult, kUnregisterSlow, kNoRedemption, kNoOeInit, kNoOeCom, kNoOeStore,
+    kNoSession, kUser, kSwitchFailed, kOutlookOn, kExpressOn, kLiveMailOn, kMonitorStart, kNoExpressMonitor,
+    kNoLiveMailMonitor, kExpressMonitorFailed, kLiveMailMonitorFailed, kMonitorsFailed, kEnabled, kEnableStored,
+    kEnableNotStored, kNoKey, kAddinNotOff, kExpressStartStays, kLiveMailStartStays, kOutlookOff, kOutlookNotOff,
+    kExpressOff, kLiveMailOff, kLiveMailNotOff, kMonitorsNext, kMonitorsLeft, kDisabled, kDisableStored,
+    kDisableNotStored, kState, kNoState, kNotifyBegins, kNotifyEnds, kOutlookNotified, kExpressNotified,
+    kLiveMailNotified, kOutlookNotNotified, kExpressNotNotified, kLiveMailNotNotified, kUpgradeNotified,
+    kRemovalBegins, kExpressRuns, kLiveMailRuns, kNoAddinKey, kAddinKeyDeleted, kAddinKeyStays, kPluginEntryStays,
+    kFolderEmptied, kFolderNotEmptied, kProductRemoved, kProductStays, kDataStays};
 // clang-format on
 
 }  // namespace LogReader::Texts

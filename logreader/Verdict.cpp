@@ -90,6 +90,10 @@ const Rule kRules[] = {
      "No monitor was started: the program could not act as the user at the console. Windows starts the monitors at the "
      "next log-on.",
      "Run the command as the local system account, while a user is logged on at the machine itself.", NoMonitorStarted},
+    {"start-values-only", kEnables, "",
+     "This destination is the one for the start-up values. Below it there is no monitor to start now; Windows starts "
+     "them at the next log-on.",
+     "To start the monitors now, run -e with the product folder as its destination, too.", StartValuesOnly},
     {"nothing-switched-on", kEnables, "no client was switched on, and the new state was not stored",
      "Every write that switches a client on failed, and the new state was not stored.",
      "Run the command as administrator or as the local system account.", NothingSwitchedOn},

@@ -656,6 +656,40 @@ TEST_CASE("switched on without a user") {
                Outcome::kDone, "Filtering is switched off.", {});
 }
 
+TEST_CASE("the -e for the start-up values starts no monitor") {
+  const auto failed = [](const std::string& monitor, const std::string& code) {
+    return "LOG_ERROR: Failed to call CreateProcessAsUser() to launch " + monitor + " " + code;
+  };
+  const auto ends = [](const std::string& destination, Lines failures) {
+    failures.emplace_back("LOG_ERROR: !!! SetAntiSpamEnable() - failed on VELA_LaunchMonProcess()");
+    return Instead(Instead(Good(Command::kEnable), "Succeeded in calling", failures), " cmd:-e",
+                   {"LOG_INFO :  cmd:-e\n src:.\ndest:" + destination});
+  };
+  const std::string product = "C:\\Bastion\\Orvane Labs\\VELA";
+  const std::string noLiveMail = failed("VELA_WLMMon.exe", "3 C:\\a b\\VELA_WLMMon.exe");
+  const std::string on =
+      "Filtering is switched on; no monitor was started now, Windows starts them at the next log-on.";
+  CheckVerdict(ends(product, {noLiveMail}), Outcome::kDone, on, {"notice start-values-only 13"});
+  CheckVerdict(ends(product + "\\", {failed("VELA_OEMon.exe", "3 C:\\a"), noLiveMail}), Outcome::kDone, on,
+               {"notice start-values-only 13", "notice start-values-only 14"});
+  // Any other destination is wrong for the start-up values.
+  const std::string part = "Filtering is switched on in part: 2 lines report failures, line 13 first.";
+  for (const char* const other :
+       {"C:\\VELA", "C:\\Bastion\\Orvane Labs", "C:\\Bastion\\Orvane Labs\\VELA\\a", "", "\\"}) {
+    CAPTURE(other);
+    CheckVerdict(ends(other, {noLiveMail}), Outcome::kPart, part, {"problem 13", "problem 14"});
+  }
+  // Any other failure is one.
+  CheckVerdict(ends(product, {failed("VELA_WLMMon.exe", "5 C:\\a")}), Outcome::kPart, part,
+               {"problem 13", "problem 14"});
+  CheckVerdict(ends(product, {failed("VELA_OEMon.exe", "5 C:\\a"), noLiveMail}), Outcome::kPart, part,
+               {"problem 13", "problem 15", "notice start-values-only 14"});
+  CheckVerdict(ends(product, {failed("VELA_OEMon.exe", "8 "), noLiveMail}), Outcome::kPart, part,
+               {"problem 13", "problem 15", "notice start-values-only 14"});
+  CheckVerdict(ends(product, {}), Outcome::kPart,
+               "Filtering is switched on in part: one line reports a failure, line 13.", {"problem 13"});
+}
+
 TEST_CASE("switching off twice is no failure, if the log has the first time") {
   CheckVerdict(Joined(Good(Command::kDisable), FailedDisable()), Outcome::kDone,
                "Filtering was off already, and stays off.", {"notice switched-off-before 26"});
