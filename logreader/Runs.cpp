@@ -135,6 +135,7 @@ RunReader::Slot& RunReader::AddSlot() {
   slot.run.number = ++count_;
   for (Line& line : std::exchange(outside_, {})) {
     slot.run.lines.push_back(std::move(line));
+    ++slot.keptOutside;
   }
   slot.run.leftOut = std::exchange(outsideLeftOut_, 0);
   const std::vector<Slot*> open = OpenSlots();
@@ -206,13 +207,15 @@ void RunReader::TakeOther(Line&& line) {
 
 void RunReader::TakeOutside(Line&& line) {
   line.isOutside = true;
-  std::vector<Line>& lines = slots_.empty() ? outside_ : slots_.back().run.lines;
-  long long& leftOut = slots_.empty() ? outsideLeftOut_ : slots_.back().run.leftOut;
-  const auto before = std::count_if(lines.begin(), lines.end(), [](const Line& other) { return other.isOutside; });
-  if (static_cast<std::size_t>(before) < kMostOutside) {
-    lines.push_back(std::move(line));
+  const bool isFirst = slots_.empty();  // before the first run
+  const std::size_t kept = isFirst ? outside_.size() : slots_.back().keptOutside;
+  if (kept >= kMostOutside) {
+    ++(isFirst ? outsideLeftOut_ : slots_.back().run.leftOut);
+  } else if (isFirst) {
+    outside_.push_back(std::move(line));
   } else {
-    ++leftOut;
+    slots_.back().run.lines.push_back(std::move(line));
+    ++slots_.back().keptOutside;
   }
 }
 

@@ -82,6 +82,7 @@ class RunReader {
     unsigned possible = 0;  // bits of the commands that can have written all its lines
     std::vector<long long> alike;
     std::size_t keptText = 0;
+    std::size_t keptOutside = 0;  // lines between two runs
   };
 
   Slot& AddSlot();

@@ -149,9 +149,18 @@ TEST_CASE("of the text between two runs a limited part is kept") {
   REQUIRE(runs.size() == 1);
   CHECK(runs[0].lines.size() == 104);
   CHECK(runs[0].leftOut == 50);
+  // That before the first run is kept with it, and counts.
+  std::string notes;
+  for (int line = 0; line < 150; ++line) {
+    notes += "note\r\n";
+  }
+  const std::vector<Run> behind = Runs(notes + log);
+  REQUIRE(behind.size() == 1);
+  CHECK(behind[0].lines.size() == 104);
+  CHECK(behind[0].leftOut == 200);
 }
 
-TEST_CASE("two runs of different commands are summary apart by what they can write") {
+TEST_CASE("two runs of different commands are told apart by what they can write") {
   // -I registers and -p does not.
   const std::vector<Run> runs =
       Runs(LogOf({Header("-p", "C:\\p", "C:\\q"), kUpgrade, Header("-I", "C:\\i", "C:\\j"), kInstall, kRegister, kLeave,
