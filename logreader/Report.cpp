@@ -294,7 +294,7 @@ void JsonReport::Add(const Run& run, const Verdict& verdict, bool withLines) {
 void JsonReport::End(Outcome outcome, std::string_view error) {
   const Json end = {{"error", error.empty() ? Json() : Json(error)},
                     {"verdict", NameOf(outcome)},
-                    {"exit_code", ExitCodeOf(outcome)}};
+                    {"exit_code", ExitCodeOf(error.empty() ? outcome : Outcome::kNoRun)}};
   const std::string text = end.dump(1);
   write_((isFirst_ ? "]," : "\n ],") + text.substr(1) + "\n", Color::kPlain);
 }

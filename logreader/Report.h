@@ -25,7 +25,7 @@ class JsonReport {
   JsonReport(Writer write, std::string_view log, std::string_view version);
 
   void Add(const Run& run, const Verdict& verdict, bool withLines);
-  // `error`: why the log could not be read, or empty.
+  // `error`: why the log could not be read (to its end), or empty.
   void End(Outcome outcome, std::string_view error);
 
  private:

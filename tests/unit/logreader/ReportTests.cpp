@@ -168,6 +168,19 @@ TEST_CASE("JSON is read back") {
   CHECK(json["runs"][1]["unknown_lines"] == 2);
 }
 
+TEST_CASE("JSON of a log that could not be read to its end") {
+  std::string text;
+  JsonReport report([&](std::string_view part, Color) { text += part; }, "a", "1");
+  std::istringstream stream(LogOf(GoodRun(Command::kStatus)));
+  ReadRuns(stream, [&](Run& run, const Verdict& verdict) { report.Add(run, verdict, false); });
+  report.End(Outcome::kDone, "cannot be read");
+  const Json json = Json::parse(text);
+  CHECK(json["runs"].size() == 1);
+  CHECK(json["error"] == "cannot be read");
+  CHECK(json["verdict"] == "done");
+  CHECK(json["exit_code"] == 2);
+}
+
 TEST_CASE("JSON of a log without runs, and of what is not known") {
   const Json none = Json::parse(JsonOf(""));
   CHECK(none["runs"].empty());
