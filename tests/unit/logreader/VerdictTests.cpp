@@ -222,7 +222,7 @@ TEST_CASE("a run that did not finish names its last line") {
   CheckVerdict(run, Outcome::kUnfinished,
                "The log of this run ends within line 26; what the run did after that is not known.",
                {"problem log-lost 26"});
-  // What failed before is summary too.
+  // What failed before is told too.
   CheckVerdict(Behind(run, "GetOutlookVersion return", {"LOG_ERROR: Fail to Install VELA_WLM !!"}),
                Outcome::kUnfinished,
                "The run did not finish, or still runs: it has no closing line, and line 27 is its last.",
