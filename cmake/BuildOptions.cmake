@@ -13,6 +13,7 @@ option(VELA_TRAP_UNDEFINED "End the process at undefined behaviour" OFF)
 
 if(MSVC)
   target_compile_options(vela_options INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus
+    /Zc:externConstexpr  # a constexpr variable that a header declares as extern is that variable
     /GS /sdl /guard:cf /guard:ehcont /Qspectre
     /wd4996)  # deprecated, but Windows 5.2 has them: GetVersionExW and functions of the C runtime
   # Symbols are in a separate file. /OPT removes unreferenced code and data, which /DEBUG alone would keep.
