@@ -130,6 +130,13 @@ TEST_CASE("the verdict of the last run in the machine's own log, and the exit co
       "module.");
   CHECK(FirstLine(printed.output).rfind("Run 2, lines 9 to ", 0) == 0);
 
+  // The -e for the start-up values.
+  Enable(world, kProduct);
+  printed = Read();
+  CHECK(printed.exitCode == 0);
+  CHECK(Sentence(printed) ==
+        "DONE: Filtering is switched on; no monitor was started now, Windows starts them at the next log-on.");
+
   world.WithOpenFile(kProduct + L"\\VELA_OL\\vela.ptn", FILE_SHARE_READ)
       .WithFile(World::kSource + std::wstring(L"\\Common\\win32\\vela.ptn"), "newer");
   Upgrade(world);
