@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""mutants.py [--count N] [--seed N] [--only FILE]... [--list] [--again] [--jobs N]
+"""mutants.py [--count N] [--seed N] [--only PLACE]... [--list] [--again] [--jobs N]
 
 Makes small changes in copies of the product's sources, one at a time, and runs the tests. At least 95 in 100 must make
 a test fail. Prints the survivors. tests/mutants/equivalent.txt lists changes without effect; they do not count.
 
   --count  how many changes (default 200)     --list   print the sample and end
   --seed   another sample (default 1)         --again  go on: keep earlier verdicts, try survivors again
-  --only   only changes in this file          --jobs   how many at a time (default: processors + 1)
+  --only   only in this file or folder         --jobs   how many at a time (default: processors + 1)
 
 Writes build/prove/mutants.md and build/mutants/survivors.txt. Exits with 1 below 95 per cent, with 2 if it cannot run.
 
@@ -178,7 +178,8 @@ def main():
     changes = find_changes(sources)
     entries = read_entries((bench.SOURCE / "tests/mutants/equivalent.txt").read_text(encoding="utf-8"))
     equivalents = matching(entries, changes)
-    chosen = [change for change in changes if not arguments.only or change.file in arguments.only]
+    chosen = [change for change in changes if not arguments.only or
+              any(change.file == place or change.file.startswith(place + "/") for place in arguments.only)]
     count = min(arguments.count, len(chosen))
     left = in_order(chosen, arguments.seed)
     sample = [take(left, KINDS[number % len(KINDS)]) for number in range(count)]

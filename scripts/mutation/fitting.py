@@ -6,6 +6,7 @@ COMPANIONS = {
     r"unit\.OrCommon": ("tests/unit.OrCommon.probe.exe",),
     r"unit\.cli": ("tests/unit.cli.probe.exe",),
     r"(scenarios|matrix)\..*": ("VELAutil.exe",),
+    r"scenarios\.log_reader": ("VELAlog.exe",),
 }
 
 # The scenarios show differences from plain runs, and the matrix contains those runs.
@@ -22,7 +23,7 @@ FITTING = {
     "activation": (r"unit\.activation.*", rf"scenarios\.delayed_install|scenarios\.switch|{PLAIN}"),
     "uninstall": (r"unit\.uninstall.*", rf"scenarios\.removal.*|{PLAIN}"),
     "notify": (r"unit\.notify.*", rf"scenarios\.reload|{PLAIN}"),
-    "logreader": (r"unit\.logreader.*", PLAIN),
+    "logreader": (r"unit\.logreader.*", rf"scenarios\.log_reader|{PLAIN}"),
 }
 
 
