@@ -20,6 +20,12 @@ constexpr const char* kKindNames[] = {"unknown", "frame",   "expected", "usual",
                                       "left",    "restart", "problem",  "fatal"};
 constexpr const char* kUnknownMeaning = "This line is unknown.";
 
+// A name of a file may be no valid UTF-8: U+FFFD replaces what cannot be shown.
+std::string TextOf(const Json& json) {
+  constexpr int kIndent = 1;
+  return json.dump(kIndent, ' ', false, Json::error_handler_t::replace);
+}
+
 const char* NameOf(Kind kind) {
   return kKindNames[static_cast<int>(kind)];
 }
@@ -281,13 +287,13 @@ void WriteRun(const Run& run, const Verdict& verdict, bool withLines, const Writ
 
 JsonReport::JsonReport(Writer write, std::string_view log, std::string_view version) : write_(std::move(write)) {
   const Json begin = {{"program", "VELAlog"}, {"version", version}, {"log", log}};
-  std::string text = begin.dump(1);
+  std::string text = TextOf(begin);
   text.erase(text.rfind('\n'));  // the object goes on
   write_(text + ",\n \"runs\": [", Color::kPlain);
 }
 
 void JsonReport::Add(const Run& run, const Verdict& verdict, bool withLines) {
-  write_((isFirst_ ? "\n" : ",\n") + JsonOf(run, verdict, withLines).dump(1), Color::kPlain);
+  write_((isFirst_ ? "\n" : ",\n") + TextOf(JsonOf(run, verdict, withLines)), Color::kPlain);
   isFirst_ = false;
 }
 
@@ -295,7 +301,7 @@ void JsonReport::End(Outcome outcome, std::string_view error) {
   const Json end = {{"error", error.empty() ? Json() : Json(error)},
                     {"verdict", NameOf(outcome)},
                     {"exit_code", ExitCodeOf(error.empty() ? outcome : Outcome::kNoRun)}};
-  const std::string text = end.dump(1);
+  const std::string text = TextOf(end);
   write_((isFirst_ ? "]," : "\n ],") + text.substr(1) + "\n", Color::kPlain);
 }
 

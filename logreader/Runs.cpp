@@ -333,8 +333,9 @@ bool RunReader::CanWrite(const Slot& slot, const Line& line) {
 
 // True if the line contains a folder of the run.
 bool RunReader::Names(const Run& run, const Line& line) {
+  constexpr std::size_t kLongest = 1024;  // of a folder; a search for a longer one takes too long in a hostile log
   const auto contains = [&](const std::string& folder) {
-    return folder.size() > 2 && line.entry.text.find(folder) != std::string::npos;
+    return folder.size() > 2 && folder.size() <= kLongest && line.entry.text.find(folder) != std::string::npos;
   };
   return contains(run.source) || contains(run.destination);
 }

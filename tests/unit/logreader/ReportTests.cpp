@@ -181,6 +181,14 @@ TEST_CASE("JSON of a log that could not be read to its end") {
   CHECK(json["exit_code"] == 2);
 }
 
+TEST_CASE("JSON of a log whose name is no valid text") {
+  std::string text;
+  JsonReport report([&](std::string_view part, Color) { text += part; }, "C:\\\xED\xA0\x80.log", "1");
+  report.End(Outcome::kNoRun, "cannot be read: C:\\\xED\xA0\x80.log");
+  const std::string log = Json::parse(text)["log"];
+  CHECK(log.substr(0, 6) == "C:\\\xEF\xBF\xBD");
+}
+
 TEST_CASE("JSON of a log without runs, and of what is not known") {
   const Json none = Json::parse(JsonOf(""));
   CHECK(none["runs"].empty());
