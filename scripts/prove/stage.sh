@@ -109,7 +109,7 @@ undefined() {
 sweep() {
   local tests=$1 heading=$2 wanted found
   local left=build/release/tests/rows/${tests##*.}
-  rm -f "$left"*.md
+  rm -f "$left"*.md "$left"*.md.uses
   wanted=$(ctest --test-dir build/release -N -L full -R "^${tests//./[.]}" | grep -c "$tests") || true
   ctest --test-dir build/release -L full -R "^${tests//./[.]}" -j "$jobs" --no-tests=error --output-on-failure || code=1
   found=$(find build/release/tests/rows -name "${tests##*.}*.md" -size +0 | wc -l)
@@ -130,6 +130,14 @@ sweep() {
 # Each Windows call fails: alone with every error in the table, and once with every later call.
 faults() {
   sweep faults.full.sweep '| Command | Calls that can fail | One fails | With all later ones | Verdict silent by design | Runs with findings |'
+  # An exception that no run needs any more would hide the next fault.
+  local unused
+  unused=$(awk '{ row = substr($0, index($0, " ")); uses[row] += $1 }
+    END { for (row in uses) if (uses[row] == 0) print "  unused:" row }' build/release/tests/rows/sweep*.md.uses) || code=1
+  if [[ -n $unused ]]; then
+    printf '%s: exceptions in tests/faults/VerdictChecks.cpp that no run uses:\n%s\n' "$stage" "$unused" >&2
+    code=1
+  fi
 }
 
 # The process ends at each change of install, upgrade and uninstall. Then the same command runs again, and files and

@@ -83,6 +83,7 @@ class Sweep {
 
   void Report() const {
     ReportRow(scenario_.name, {counted_.calls, single_, lasting_, listed_}, findings_);
+    WriteRowFile(".uses", ExceptionUses());
     CHECK_MESSAGE(findings_.Runs() == 0, std::string(scenario_.name), ": ", findings_.Runs(), " runs with findings\n",
                   findings_.Text());
   }

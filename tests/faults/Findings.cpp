@@ -37,6 +37,15 @@ std::string Findings::Text() const {
   return text;
 }
 
+void WriteRowFile(const std::string& ending, const std::string& text) {
+  if (const char* const file = std::getenv("VELA_FAULTS_ROW")) {
+    std::wstring path(file, file + std::strlen(file));
+    std::replace(path.begin(), path.end(), L'/', L'\\');
+    TestSupport::WriteTestFile(TestSupport::BuildFolder() + L"\\" + path + std::wstring(ending.begin(), ending.end()),
+                               text);
+  }
+}
+
 void ReportRow(const std::string& name, const std::vector<int>& numbers, const Findings& findings) {
   std::string row = "| `" + name + "` |";
   for (const int number : numbers) {
@@ -45,11 +54,7 @@ void ReportRow(const std::string& name, const std::vector<int>& numbers, const F
   row += " " + std::to_string(findings.Runs()) + " |";
   std::printf("%s\n", row.c_str());
   std::fflush(stdout);
-  if (const char* const file = std::getenv("VELA_FAULTS_ROW")) {
-    std::wstring path(file, file + std::strlen(file));
-    std::replace(path.begin(), path.end(), L'/', L'\\');
-    TestSupport::WriteTestFile(TestSupport::BuildFolder() + L"\\" + path, row + "\n");
-  }
+  WriteRowFile("", row + "\n");
 }
 
 }  // namespace Faults

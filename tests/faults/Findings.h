@@ -22,8 +22,11 @@ class Findings {
   std::map<std::string, std::pair<int, std::string>> lines_;
 };
 
-// Prints "| `-s` | 14 | 17 | 0 |": the name, the numbers, and the runs with findings. If the environment variable
-// VELA_FAULTS_ROW names a file (below the build folder), it is written there as well.
+// Writes a text into the file that the environment variable VELA_FAULTS_ROW names (below the build folder), or into one
+// beside it: `ending` is added to the name. Without the variable, it does nothing.
+void WriteRowFile(const std::string& ending, const std::string& text);
+
+// Prints "| `-s` | 14 | 17 | 0 |": the name, the numbers, and the runs with findings. Also writes it with WriteRowFile.
 void ReportRow(const std::string& name, const std::vector<int>& numbers, const Findings& findings);
 
 }  // namespace Faults

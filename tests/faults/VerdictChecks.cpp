@@ -1,6 +1,8 @@
 #include "tests/faults/VerdictChecks.h"
 
 #include <algorithm>
+#include <initializer_list>
+#include <iterator>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -94,6 +96,23 @@ constexpr HarmlessFailure kHarmlessFailures[] = {
     {"-U", "data-folder-stays", kNoFolder},
 };
 
+// How often each exception was used, in the order of the tables.
+int silentUses[std::size(kSilentByDesign)] = {};
+int harmlessUses[std::size(kHarmlessFailures)] = {};
+
+// True if a row fits. Counts its use.
+template <class Row, std::size_t kRows, class Fits>
+bool IsListed(const Row (&rows)[kRows], int (&uses)[kRows], Fits fits) {
+  bool isListed = false;
+  for (std::size_t index = 0; index < kRows; ++index) {
+    if (fits(rows[index])) {
+      ++uses[index];
+      isListed = true;
+    }
+  }
+  return isListed;
+}
+
 bool IsOf(std::string_view commands, const Scenario& scenario) {
   const std::string name = TestSupport::ToUtf8(scenario.commandSwitch);
   return commands.find(name) != std::string_view::npos;
@@ -175,19 +194,18 @@ VerdictCheck CheckVerdict(const Scenario& scenario, const NotedCall& failed, con
   std::string place = PlaceName(failed.place);
   place.erase(std::min(place.rfind('+'), place.size()));
   for (const std::string& difference : failures.empty() ? differences : Lines()) {
-    const bool isListed =
-        std::any_of(std::begin(kSilentByDesign), std::end(kSilentByDesign), [&](const SilentByDesign& row) {
-          return IsOf(row.commands, scenario) && (row.call.empty() || row.call == failed.function) &&
-                 StartsWith(place, row.place) && difference.find(row.difference) != std::string::npos;
-        });
+    const bool isListed = IsListed(kSilentByDesign, silentUses, [&](const SilentByDesign& row) {
+      return IsOf(row.commands, scenario) && (row.call.empty() || row.call == failed.function) &&
+             StartsWith(place, row.place) && difference.find(row.difference) != std::string::npos;
+    });
     if (!isListed) {
       check.wrong.push_back("its log says nothing of: " + difference + " (" + failed.function + " in " + place + ")");
     }
   }
   for (const std::string& failure : failures) {
-    const bool isListed = std::any_of(
-        std::begin(kHarmlessFailures), std::end(kHarmlessFailures),
-        [&](const HarmlessFailure& row) { return IsOf(row.commands, scenario) && StartsWith(failure, row.failure); });
+    const bool isListed = IsListed(kHarmlessFailures, harmlessUses, [&](const HarmlessFailure& row) {
+      return IsOf(row.commands, scenario) && StartsWith(failure, row.failure);
+    });
     if (!isListed) {
       check.wrong.push_back("all is as it should be, but its verdict names: " + failure + " (" + failed.function +
                             " in " + place + ")");
@@ -195,6 +213,26 @@ VerdictCheck CheckVerdict(const Scenario& scenario, const NotedCall& failed, con
   }
   check.isListed = check.wrong.empty();
   return check;
+}
+
+std::string ExceptionUses() {
+  std::string text;
+  const auto add = [&](int uses, std::initializer_list<std::string_view> columns) {
+    text += std::to_string(uses);
+    for (const std::string_view column : columns) {
+      text += " | " + std::string(column);
+    }
+    text += "\n";
+  };
+  for (std::size_t index = 0; index < std::size(kSilentByDesign); ++index) {
+    const SilentByDesign& row = kSilentByDesign[index];
+    add(silentUses[index], {row.commands, row.call, row.place, row.difference, row.reason});
+  }
+  for (std::size_t index = 0; index < std::size(kHarmlessFailures); ++index) {
+    const HarmlessFailure& row = kHarmlessFailures[index];
+    add(harmlessUses[index], {row.commands, row.failure, row.reason});
+  }
+  return text;
 }
 
 }  // namespace Faults

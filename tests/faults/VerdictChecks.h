@@ -30,4 +30,8 @@ struct VerdictCheck {
 VerdictCheck CheckVerdict(const Scenario& scenario, const NotedCall& failed, const JudgedRun& undisturbed,
                           const JudgedRun& run);
 
+// Each exception of the tables as a line, with the number of its uses so far in front. scripts/prove.sh reports those
+// that no full sweep uses.
+std::string ExceptionUses();
+
 }  // namespace Faults
