@@ -94,6 +94,7 @@ TEST_CASE("a null name, or one that cannot be converted, is a bad argument and i
   const EntryPoint entry(L"kernel32.dll", L"GetCurrentProcessId");
   CHECK_FALSE(IsBound(entry));
   CHECK(entry.Error() == 160);
+  error = 4711;
   CHECK_FALSE(IsFound(nullptr, error));
   CHECK(error == 160);
   CHECK(conversion.Failed() == 2);

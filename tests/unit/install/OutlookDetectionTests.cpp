@@ -52,6 +52,7 @@ TEST_CASE("a number is its leading decimal digits") {
   CHECK(LeadingNumberOf(L"14x9") == 14);
   CHECK(LeadingNumberOf(L"x14") == 0);
   CHECK(LeadingNumberOf(L"") == 0);
+  CHECK(LeadingNumberOf(L"4294967290") == 4294967290UL);
   CHECK(LeadingNumberOf(L"4294967295") == 0xFFFFFFFFUL);
   CHECK(LeadingNumberOf(L"4294967296") == 0xFFFFFFFFUL);
   CHECK(LeadingNumberOf(L"99999999999999999999") == 0xFFFFFFFFUL);
