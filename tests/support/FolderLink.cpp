@@ -50,6 +50,13 @@ std::wstring HostPath(const std::wstring& path) {
   return L'"' + wide + L'"';
 }
 
+// The host's link that is a drive of Wine (L"v:"), quoted; empty on Windows.
+std::wstring HostDrive(const std::wstring& drive) {
+  std::wstring path = HostPath(L"C:\\windows");
+  const std::size_t begin = path.rfind(L"c:/windows");
+  return begin == std::wstring::npos ? std::wstring() : path.replace(begin, std::wstring::npos, drive + L"\"");
+}
+
 // Starts a program of the host and waits until `path` exists, or is gone: Wine gives no handle for such a program.
 bool RunOnHost(std::wstring commandLine, const std::wstring& path, bool there) {
   const std::wstring program = L"Z:\\bin\\" + commandLine.substr(0, commandLine.find(L' '));
@@ -90,6 +97,24 @@ bool RemoveFolderLink(const std::wstring& link) {
   const std::wstring hostLink = HostPath(link);
   return hostLink.empty() ? KernelEntry<decltype(&::RemoveDirectoryW)>("RemoveDirectoryW")(link.c_str()) != FALSE
                           : RunOnHost(L"rm -f " + hostLink, link, false);
+}
+
+FolderDrive::FolderDrive(wchar_t letter, const std::wstring& folder) : drive_{letter, L':'} {
+  const std::wstring hostLink = HostDrive(drive_);
+  const bool made = hostLink.empty() ? ::DefineDosDeviceW(0, drive_.c_str(), folder.c_str()) != FALSE
+                                     : RunOnHost(L"ln -s " + HostPath(folder) + L" " + hostLink, drive_ + L"\\", true);
+  if (!made) {
+    throw std::runtime_error("cannot create the drive " + TestSupport::ToUtf8(drive_));
+  }
+}
+
+FolderDrive::~FolderDrive() {
+  const std::wstring hostLink = HostDrive(drive_);
+  if (hostLink.empty()) {
+    ::DefineDosDeviceW(DDD_REMOVE_DEFINITION, drive_.c_str(), nullptr);
+  } else {
+    RunOnHost(L"rm -f " + hostLink, drive_ + L"\\", false);
+  }
 }
 
 FullDiskFile::FullDiskFile(const std::wstring& path) : path_(path) {

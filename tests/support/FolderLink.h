@@ -25,6 +25,18 @@ class FolderLink {
   std::wstring link_;
 };
 
+// A drive that shows a folder. Its letter (L'v') must be free.
+class FolderDrive {
+ public:
+  FolderDrive(wchar_t letter, const std::wstring& folder);
+  FolderDrive(const FolderDrive&) = delete;
+  FolderDrive& operator=(const FolderDrive&) = delete;
+  ~FolderDrive();
+
+ private:
+  std::wstring drive_;  // "v:"
+};
+
 // A link to a device of Wine's host on which every write fails because the disk is full. Create it after the world that
 // contains it, so that it is removed first. Windows programs can write to it, but they see no attributes of it and
 // cannot delete it.
