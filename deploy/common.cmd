@@ -278,11 +278,13 @@ for /f "tokens=2,*" %%A in ('%tools%\reg.exe query %product_key% /v VELAInstallP
 if /i "%installed%"=="%shared%\" set "base=%shared%"
 exit /b 0
 
-rem Files that an uninstallation left for the restart would be deleted then, also if they were installed again.
+rem Files that an uninstallation left for the restart would be deleted then, also if they were installed again. That is
+rem so even if another uninstallation has deleted them since: the list is not shortened. (An entry for the folder VELA
+rem alone does no harm, because only an empty folder is deleted.)
 :check_restart
-if not exist "%base%\VELA\" exit /b 0
-call :is_scheduled VELA
-if errorlevel 1 exit /b 0
+set "scheduled="
+for %%S in (Resource VELA_OL VELA_OE VELA_WLM) do call :look_in_list VELA\%%S
+if not defined scheduled exit /b 0
 echo VELA: an uninstallation waits for the restart. Restart first.
 exit /b 1
 
