@@ -257,7 +257,8 @@ rem This file may be in that folder. So nothing is read from it after this block
   if exist "%here%\common.cmd" exit /b 0
   (goto) 2>nul & "%tools%\cmd.exe" /d /c exit 0
 )
-rem Only Wine's command interpreter comes here: it does not leave the file.
+rem Wine's command interpreter keeps the file open, so its folder stays, and the block ends with 1. It would also come
+rem here: it does not leave the file.
 exit /b 0
 
 
@@ -429,7 +430,9 @@ exit /b 0
 :create_task
 rem XML has another spelling for an ampersand of the path.
 set "named=%setup:&=&amp;%\deploy\enable.cmd"
-"%tools%\find.exe" /i "%named%" "%setup%\deploy\enable-task.xml" >nul
+rem Wine's find.exe has no /i.
+"%tools%\find.exe" "%named%" "%setup%\deploy\enable-task.xml" >nul
+if errorlevel 1 "%tools%\find.exe" /i "%named%" "%setup%\deploy\enable-task.xml" >nul
 if errorlevel 1 goto other_task
 "%tools%\schtasks.exe" /Create /F /TN "VELA enable" /XML "%setup%\deploy\enable-task.xml" >nul
 if errorlevel 1 call :failure "the task VELA enable could not be created"
