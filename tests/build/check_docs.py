@@ -2,7 +2,8 @@
 """check_docs.py <repository>: the pages for people agree with the repository.
 
 Links and anchors have targets. Named files, folders and presets exist. The table of switches, the exit codes, the
-registry keys and the events are those of the sources. The picture is that of cmake/Floors.cmake.
+registry keys and the events are those of the sources. The picture is that of cmake/Floors.cmake. Each mail client is
+in README.md, docs/reference.md and deploy/common.cmd.
 """
 import fnmatch
 import json
@@ -146,6 +147,32 @@ def place_faults(root):
     return faults
 
 
+def client_faults(root):
+    """Mail clients of the product that a page or the command files leave out."""
+    rows = re.findall(r'\{MailClient::k\w+, L"(\w+)", L"(\w+)", L"(\w+)", (\w+), ',
+                      read(root / "settings/MailClients.h"))
+    names = re.findall(r'L"(?:MS Office )?([\w ]+) is running during installing !"',
+                       read(root / "plugins/ClientRegistration.cpp"))
+    wanted = {"README.md": list(names), "docs/reference.md": list(names), "deploy/common.cmd": []}
+    for short, process, process_on_60, run_value in rows:
+        wanted["docs/reference.md"] += ["VELA_%s.ini" % short, "%s_DELAY_INST" % short, "_%s`" % short,
+                                        "`%s`" % process, "`%s`" % process_on_60]
+        wanted["deploy/common.cmd"] += ["VELA_%s.ini" % short, "VELA_%s\\%%%%M" % short, " %%1\\VELA_%s" % short]
+        if run_value != "nullptr":
+            wanted["docs/reference.md"] += ["VELA_%sMon.exe" % short]
+            wanted["deploy/common.cmd"] += ["VELA_%sMon.exe" % short, '"%%run_key%%" /v %s ' % short]
+    faults = [] if len(rows) == len(names) > 0 else ["settings/MailClients.h: %d clients, and %d names in "
+                                                     "plugins/ClientRegistration.cpp" % (len(rows), len(names))]
+    for name, texts in wanted.items():
+        told = re.sub(r"\s+", " ", read(root / name))
+        faults += ["%s: of a mail client, %s is missing" % (name, text.strip()) for text in dict.fromkeys(texts)
+                   if text not in told]
+    folders = " ".join(short for short, *_ in rows)  # that an uninstallation deletes, in every list of them
+    lists = re.findall(r"in \(([^)]*) VELA_common\)", read(root / "deploy/common.cmd"))
+    return faults + ["deploy/common.cmd: (%s VELA_common) lacks one of %s" % (found, folders) for found in lists
+                     if found != folders]
+
+
 def picture_faults(root):
     """Each library is a box that names its files (* for any text), and the arrows are what the libraries use."""
     page = read(root / "docs/architecture.md")
@@ -200,8 +227,8 @@ def faults_in(root):
         text = read(page)
         name = page.relative_to(root).as_posix()
         faults += ["%s: %s" % (name, fault) for fault in link_faults(page, text) + name_faults(text, files)]
-    return faults + (command_faults(root) + preset_faults(root) + place_faults(root) + picture_faults(root) +
-                     version_faults(root) + silent_faults(root))
+    return faults + (command_faults(root) + preset_faults(root) + place_faults(root) + client_faults(root) +
+                     picture_faults(root) + version_faults(root) + silent_faults(root))
 
 
 def main():

@@ -212,6 +212,25 @@ class Docs(Folder):
         self.write("docs/reference.md", "")
         self.assertEqual(len(check_docs.place_faults(self.root)), 3)
 
+    def test_clients(self):
+        self.write("settings/MailClients.h", '{MailClient::kA, L"AB", L"ab", L"abc", nullptr, true},\n'
+                   '    {MailClient::kB, L"CD", L"cd", L"cd", g_run, false}')
+        self.write("plugins/ClientRegistration.cpp", 'L"MS Office A B is running during installing !" '
+                   'L"C D is running during installing !"')
+        page = "VELA_AB.ini AB_DELAY_INST `x_AB` `ab` `abc` VELA_CD.ini CD_DELAY_INST `_CD` `cd` VELA_CDMon.exe A B, C\nD"
+        script = ('(AB CD VELA_common) (VELA_AB.ini) VELA_AB\\%%M (x %1\\VELA_AB %1\\VELA_CD) VELA_CD.ini VELA_CD\\%%M '
+                  '"%run_key%" /v CD VELA_CDMon.exe\nin (AB CD VELA_common)\n')
+        self.write("README.md", "A B and C D")
+        self.write("docs/reference.md", page)
+        self.write("deploy/common.cmd", script)
+        self.assertEqual(check_docs.client_faults(self.root), [])
+        self.write("README.md", "A B")
+        self.write("docs/reference.md", page.replace("VELA_CDMon.exe", "").replace("`abc`", ""))
+        self.write("deploy/common.cmd", script.replace("/v CD", "").replace("in (AB CD", "in (AB"))
+        self.assertEqual(len(check_docs.client_faults(self.root)), 5)
+        self.write("settings/MailClients.h", "")
+        self.assertNotEqual(check_docs.client_faults(self.root), [])
+
 
 class Words(unittest.TestCase):
     def test_faults(self):

@@ -234,7 +234,7 @@ void FaultWorld::PlantRegistry() const {
       MakeKey(MachineKey64(kRunKey), {{client.shortName, L"\"old\""}});
     }
     if (client.pluginList != nullptr) {
-      MakeKey(MachineKey64(client.pluginList), {{client.pluginEntry, client.FolderName() + L"A.dll"}});
+      MakeKey(MachineKey64(client.pluginList), {{client.pluginEntry, client.PluginName()}});
     }
   }
   MakeKey(MachineKey64(L"Software\\Classes\\Outlook.Application\\CurVer"), {{L"", L"Outlook.Application.14"}});

@@ -24,6 +24,18 @@ using TestSupport::ToUtf8;
 
 namespace {
 
+// The files of a client that the command files demand, without the settings file.
+std::vector<std::wstring> NecessaryFiles(const Client& client) {
+  std::vector<std::wstring> files(client.modules.begin(), client.modules.end());
+  if (client.pluginList != nullptr) {
+    files.push_back(client.PluginName());
+  }
+  if (client.hasMonitor) {
+    files.push_back(client.MonitorName());
+  }
+  return files;
+}
+
 TEST_CASE("installed, switched on, upgraded and removed, by folders with odd names") {
   for (const WindowsVersion version : {WindowsVersion::kVista, WindowsVersion::kWindows10}) {
     World world;
@@ -37,7 +49,11 @@ TEST_CASE("installed, switched on, upgraded and removed, by folders with odd nam
     // A backslash before the quotation mark.
     CHECK(share.Run(L"install", Quoted(kOddSource + L"\\") + L" " + Quoted(kOddRoot + L"\\")) == kDone);
     CHECK(FilesBelow(copies + L"\\source") == FilesBelow(kOddSource));
-    CHECK(world.RegisteredModules().size() == (version == WindowsVersion::kVista ? 10 : 6));
+    std::size_t modules = 0;
+    for (const Client& client : Clients()) {
+      modules += world.Handles(client) ? client.modules.size() : 0;
+    }
+    CHECK(world.RegisteredModules().size() == modules);
     CHECK(share.Run(L"detect", Quoted(kOddRoot)) == kDone);
     // The copies know their install root.
     CHECK(share.RunFrom(copies, L"detect", L"") == kDone);
@@ -87,6 +103,23 @@ TEST_CASE("nothing is run with a source that lacks a file, or with a torn copy")
     TestSupport::RemoveTree(kOddSource + L"\\WLM\\VELA_WLMA.dll");
     CHECK(share.Run(L"install", kBoth) == kFailed);
     CHECK(Share::Said("is no complete source, or cannot be read. Missing: WLM\\VELA_WLMA.dll"));
+  }
+  SUBCASE("the files of every client are missing; each is named") {
+    for (const Client& client : Clients()) {
+      const std::wstring folder = client.shortName + std::wstring(client.has64BitFiles ? L"64" : L"");
+      for (const std::wstring& file : NecessaryFiles(client)) {
+        TestSupport::RemoveTree(kOddSource + L"\\" + folder + L"\\" + file);
+      }
+      TestSupport::RemoveTree(kOddSource + L"\\Resource\\common\\" + client.IniName());
+    }
+    CHECK(share.Run(L"install", kBoth) == kFailed);
+    for (const Client& client : Clients()) {
+      const std::wstring folder = client.shortName + std::wstring(client.has64BitFiles ? L"64" : L"");
+      for (const std::wstring& file : NecessaryFiles(client)) {
+        CHECK(Share::Said(" " + ToUtf8(folder + L"\\" + file)));
+      }
+      CHECK(Share::Said(" Resource\\common\\" + ToUtf8(client.IniName())));
+    }
   }
   SUBCASE("the source is not there") {
     CHECK(share.Run(L"install", L"C:\\VelaTest\\none " + Quoted(kOddRoot)) == kFailed);
@@ -167,10 +200,22 @@ TEST_CASE("installed in part: what is missing is named") {
     CHECK(share.Run(L"detect", Quoted(kOddRoot)) == kFailed);
     CHECK(Share::Said("Missing: VELA_WLM\\VELA_WLMMon.exe"));
   }
-  SUBCASE("a value") {
-    TestSupport::RemoveValue(MachineKey64(L"Software\\Nektra\\WLMailAPi\\Plugins"), L"WLMAilApiCppDllClient");
+  SUBCASE("every client's files and value") {
+    for (const Client& client : Clients()) {
+      for (const std::wstring& file : NecessaryFiles(client)) {
+        TestSupport::RemoveTree(kOddRoot + L"\\Orvane Labs\\VELA\\" + client.FolderName() + L"\\" + file);
+      }
+      if (client.pluginList != nullptr) {
+        TestSupport::RemoveValue(MachineKey64(client.pluginList), client.pluginEntry);
+      }
+    }
     CHECK(share.Run(L"detect", Quoted(kOddRoot)) == kFailed);
-    CHECK(Share::Said("WLMAilApiCppDllClient"));
+    for (const Client& client : Clients()) {
+      for (const std::wstring& file : NecessaryFiles(client)) {
+        CHECK((!world.Handles(client) || Share::Said(" " + ToUtf8(client.FolderName() + L"\\" + file))));
+      }
+      CHECK((client.pluginList == nullptr || Share::Said("\\" + ToUtf8(client.pluginEntry))));
+    }
   }
   SUBCASE("all files") {
     TestSupport::RemoveTree(kOddRoot + L"\\Orvane Labs");

@@ -19,11 +19,12 @@ struct Client {
   const char* runningAtRemoval;         // the line of the log about that
   bool keptWhileRunning;                // its modules stay registered then
   const wchar_t* pluginList;            // the key of the machine that lists its plug-in; null: none does
-  const wchar_t* pluginEntry;           // the value there
+  const wchar_t* pluginEntry;           // the value there; it names PluginName
   std::vector<const wchar_t*> modules;  // in the order in which they are registered
 
   std::wstring FolderName() const { return std::wstring(L"VELA_") + shortName; }  // below the product's folder
   std::wstring MonitorName() const { return FolderName() + L"Mon.exe"; }
+  std::wstring PluginName() const { return FolderName() + L"A.dll"; }
   std::wstring IniName() const { return FolderName() + L".ini"; }
   std::wstring UpdateEvent() const { return std::wstring(L"Global\\VELA_UPDATE_EVENT_") + shortName; }
   std::wstring DelayFlag() const { return std::wstring(shortName) + L"_DELAY_INST"; }
