@@ -8,6 +8,7 @@
 #include <map>
 #include <string>
 
+#include "Common/OrCommon/OrComn_Handles.h"
 #include "tests/support/CallFailures.h"
 #include "tests/support/CallWatch.h"
 #include "tests/support/FolderLink.h"
@@ -59,6 +60,41 @@ TEST_CASE("folders are protected from the top down, the innermost last, and each
     CHECK(closer.Close(scratch.Path(more)));
   }
   CHECK_LINES(closings.closed, {"\\maker", "\\maker\\a", "\\maker\\a\\b", "\\maker\\a\\c"});
+}
+
+TEST_CASE("the root alone is protected once; a root that is missing needs no protection") {
+  const ScratchFolder scratch(L"closing");
+  scratch.MakeFolder(L"maker");
+  const Closings closings(scratch);
+  CHECK(FolderCloser(scratch.Path(L"maker")).Close(scratch.Path(L"maker")));
+  CHECK_LINES(closings.closed, {"\\maker"});
+  CHECK(FolderCloser(scratch.Path(L"none")).Close(scratch.Path(L"none")));
+}
+
+TEST_CASE("below a folder that could not be protected, nothing is protected and nothing may be scheduled") {
+  const ScratchFolder scratch(L"closing");
+  scratch.MakeFile(L"maker\\a\\b\\c\\file", "text");
+  const Closings closings(scratch);
+  FolderCloser closer(scratch.Path(L"maker"));
+  {
+    const FailCall fail("SetKernelObjectSecurity", 2, ERROR_ACCESS_DENIED);
+    CHECK_FALSE(closer.Close(scratch.Path(L"maker\\a\\b\\c\\file")));
+  }
+  CHECK_FALSE(closer.Close(scratch.Path(L"maker\\a\\b\\c\\file")));
+  CHECK_LINES(closings.closed, {"\\maker"});
+}
+
+TEST_CASE("a folder that another program reads, writes or deletes can be protected") {
+  const ScratchFolder scratch(L"closing");
+  scratch.MakeFolder(L"maker");
+  for (const DWORD access : {DWORD{GENERIC_READ}, DWORD{GENERIC_WRITE}, DWORD{DELETE}}) {
+    CAPTURE(access);
+    const OrCommon::FileHandle user(::CreateFileW(scratch.Path(L"maker").c_str(), access,
+                                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    REQUIRE(user);
+    CHECK(FolderCloser(scratch.Path(L"maker")).Close(scratch.Path(L"maker\\gone")));
+  }
 }
 
 TEST_CASE("only administrators (the owners) and the system have access to a protected folder; no link is followed") {

@@ -70,6 +70,16 @@ TEST_CASE("a folder gets the access control list first, then everything below it
   CHECK(closed.Calls() == 5);
 }
 
+TEST_CASE("a folder is listed after it got the list, which may be what allows that") {
+  const ScratchFolder scratch(L"stamp");
+  scratch.MakeFolder(L"tree\\a");
+  Stamps stamps(scratch);
+  const OnCall find{"FindFirstFileW", &::FindFirstFileW,
+                    [&](LPCWSTR, WIN32_FIND_DATAW*) { stamps.events.emplace_back("list"); }};
+  ApplyFolderAccessRules(scratch.Path(L"tree"));
+  CHECK_LINES(stamps.events, {"stamp \\tree", "list", "stamp \\tree\\a", "list"});
+}
+
 // Changes the attributes of one name in every listing, because this file system cannot store them.
 struct ListedAttributes {
   std::wstring name;
