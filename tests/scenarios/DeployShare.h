@@ -80,7 +80,7 @@ class Share {
 
  private:
   static constexpr wchar_t kCaller[] = L"C:\\VelaTest\\caller.cmd";
-  static constexpr DWORD kLimit = 120000;
+  static constexpr DWORD kLimit = 300000;  // a busy machine takes long
 
   // Wine's own fc.exe compares nothing, and the xcopy.exe of Wine 10 refuses names with blanks. Its schtasks.exe needs a
   // service that no run has; the substitute for that writes down its calls.
