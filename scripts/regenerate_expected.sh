@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # regenerate_expected.sh
 #
-# Writes the approved texts (tests/matrix/expected, tests/scenarios/approved) from the current results, after an
-# intended change of the program or of these tests. Read the difference line by line before you commit it. The tests
-# never write these files, and nobody edits them. If another check fails, no text changes: mend that check first.
-# Needs a build: cmake --build --preset release.
+# Writes the approved texts (tests/matrix/expected, tests/scenarios/approved, tests/unit/logreader/logreader.txt) from the
+# current results, after an intended change of the programs or of these tests. Read the difference line by line before
+# you commit it. The tests never write these files, and nobody edits them. If another check fails, no text changes: mend
+# that check first. Needs a build: cmake --build --preset release.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-approved=tests/scenarios/approved
-texts=(tests/matrix/expected "$approved")
+approved=(tests/scenarios/approved/*.txt tests/unit/logreader/logreader.txt)
+texts=(tests/matrix/expected tests/scenarios/approved tests/unit/logreader/logreader.txt)
 whole=$PWD/build/release/tests/matrix/whole
 
 if [[ ! -x build/release/tests/matrix.play.exe ]]; then
@@ -16,12 +16,13 @@ if [[ ! -x build/release/tests/matrix.play.exe ]]; then
   exit 1
 fi
 rm -rf "$whole" "$whole.approved"
-mkdir -p "$whole"
-cp -a "$approved" "$whole.approved"
-rm -f "$approved"/*.txt  # none stays that nobody writes any more
-VELA_REGENERATE=$whole ctest --preset release -j "$(nproc)" -L 'matrix|scenarios' --output-on-failure >"$whole.log" || {
+mkdir -p "$whole" "$whole.approved"
+cp --parents "${approved[@]}" "$whole.approved"
+rm -f "${approved[@]}"  # none stays that nobody writes any more
+VELA_REGENERATE=$whole ctest --preset release -j "$(nproc)" -R '^(matrix|scenarios|unit[.]logreader)' \
+  --output-on-failure >"$whole.log" || {
   cat "$whole.log"
-  cp "$whole.approved"/*.txt "$approved"
+  cp -r "$whole.approved/." .
   exit 1
 }
 ./tests/matrix/shorten_texts.py "$whole" tests/matrix/expected

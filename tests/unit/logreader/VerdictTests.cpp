@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "logreader/Log.h"
+#include "logreader/Report.h"
 #include "logreader/Verdict.h"
+#include "tests/support/Approved.h"
 #include "tests/unit/logreader/SmallLogs.h"
 
 using namespace LogReader;
@@ -36,6 +38,20 @@ Lines Summary(const Verdict& verdict) {
   return summary;
 }
 
+// What the reports of these runs say below their heads: each line once.
+Lines reported;
+
+void NoteReport(const Run& run, const Verdict& verdict) {
+  std::string text;
+  WriteRun(run, verdict, false, [&](std::string_view part, Color) { text += part; });
+  std::istringstream report(text.substr(text.find("\n\n") + 2));
+  for (std::string line; std::getline(report, line);) {
+    if (std::find(reported.begin(), reported.end(), line) == reported.end()) {
+      reported.push_back(line);
+    }
+  }
+}
+
 // Names of rules that a test has seen in a verdict, or in the kind of a line.
 std::set<std::string> seenRules;
 
@@ -45,6 +61,7 @@ void CheckVerdict(const Lines& entries, Outcome outcome, const std::string& sent
   Verdict last;
   ReadRuns(stream, [&](Run& run, const Verdict& verdict) {
     last = verdict;
+    NoteReport(run, verdict);
     for (const Line& line : run.lines) {
       if (line.rule != nullptr) {
         seenRules.emplace(line.rule->name);
@@ -814,7 +831,11 @@ TEST_CASE("the rules have names of their own, and texts") {
   }
 }
 
-// The last test: it looks back at the others.
+// The last tests look back at the others.
+TEST_CASE("people read reviewed texts") {
+  TestSupport::CheckApproved("what is said of the runs in these tests", reported);
+}
+
 TEST_CASE("every rule was seen in one of these tests") {
   Lines unseen;
   for (int index = 0; index < kRuleCount; ++index) {
