@@ -241,6 +241,8 @@ TEST_CASE("no log, no run in it") {
   };
   complains({}, "there is no log " + ToUtf8(LogFilePath()));
   complains({L"C:\\VelaTest\\none\\vela.log"}, "there is no log C:\\VelaTest\\none\\vela.log");
+  // The runtime expands no wildcards.
+  complains({L"C:\\windows\\win.i*"}, "C:\\windows\\win.i* cannot be read: error 123 of Windows (net helpmsg 123)");
   complains({L"C:\\windows"}, "C:\\windows cannot be read: error 5 of Windows (net helpmsg 5)");
   world.WithFile(L"C:\\VelaTest\\empty.txt", "").WithFile(L"C:\\VelaTest\\other.txt", "something else\r\n");
   complains({L"C:\\VelaTest\\empty.txt"}, "there is no run of VELAutil.exe in C:\\VelaTest\\empty.txt");

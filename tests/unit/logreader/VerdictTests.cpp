@@ -46,6 +46,7 @@ void NoteReport(const Run& run, const Verdict& verdict) {
   WriteRun(run, verdict, false, [&](std::string_view part, Color) { text += part; });
   std::istringstream report(text.substr(text.find("\n\n") + 2));
   for (std::string line; std::getline(report, line);) {
+    line += !line.empty() && line.back() == ' ' ? "\xC2\xB7" : "";  // a middle dot
     if (std::find(reported.begin(), reported.end(), line) == reported.end()) {
       reported.push_back(line);
     }
