@@ -24,7 +24,6 @@ constexpr char kWindows[] = "the Windows version or the processor could not be d
 constexpr char kSwitch[] = "the switch was reported missing";
 constexpr char kForms[] = "Outlook's folder could not be determined, or an old `Redemption.ECF` could not be deleted";
 constexpr char kUserData[] = "a folder of the user's data was not created or not opened";
-constexpr char kMonitor[] = "there was no token of the user when the monitors were due";
 constexpr char kDelayed[] = "a delayed registration was not done";
 constexpr char kStartValue[] = "a start-up value could not be deleted";
 constexpr char kEvent[] = "an event was opened, but not set";
@@ -54,7 +53,6 @@ constexpr SilentByDesign kSilentByDesign[] = {
     {"-I -e", "", "", "Redemption.ECF", kForms},
     {"-e", "", "", "C:\\ProgramData\\", kUserData},
     {"-e", "", "", "C:\\windows\\", kUserData},
-    {"-e", "", "", "-started C:\\VelaFaults\\dest\\", kMonitor},
     {"-e", "", "", "CoreAgent\\VELA", kDelayed},
     {"-e", "", "", "-started regsvr32.exe", kDelayed},
     {"-U", "", "", "\\CurrentVersion\\Run ", kStartValue},
