@@ -82,8 +82,8 @@ class Share {
   static constexpr wchar_t kCaller[] = L"C:\\VelaTest\\caller.cmd";
   static constexpr DWORD kLimit = 300000;  // a busy machine takes long
 
-  // Wine's own fc.exe compares nothing, and the xcopy.exe of Wine 10 refuses names with blanks. Its schtasks.exe needs a
-  // service that no run has; the substitute for that writes down its calls.
+  // Wine's own fc.exe compares nothing, and the xcopy.exe of Wine 10 refuses names with blanks. Its schtasks.exe needs
+  // a service that no run has; the substitute for that writes down its calls.
   static void Place(const std::wstring& substitute, const std::wstring& program) {
     TestSupport::CopyTestFile(TestSupport::FixturePath(substitute), L"C:\\windows\\system32\\" + program);
     TestSupport::MakeKey({HKEY_CURRENT_USER, L"Software\\Wine\\DllOverrides", KEY_WOW64_64KEY}, {{program, L"native"}});
