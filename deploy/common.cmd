@@ -146,6 +146,7 @@ if "%code%"=="1" exit /b 1
 call :find_product
 call :check_registration
 if defined task if not "%code%"=="1" call :create_task
+if "%code%"=="0" call :check_waiting
 exit /b %code%
 
 :do_upgrade
@@ -164,6 +165,7 @@ set "switch=-p"
 set "from=%setup%\source"
 set "folder=%root%"
 call :run
+if "%code%"=="0" call :check_waiting
 exit /b %code%
 
 :do_enable
@@ -194,13 +196,13 @@ exit /b %code%
 
 :do_detect
 call :find_product
+call :check_root
+if errorlevel 1 exit /b 1
 call :look_for_product
 if not defined found goto not_installed
 if defined missing goto half_installed
-dir /s /b /a-d "%base%\VELA\*.tmp_" >nul 2>nul
-if errorlevel 1 goto installed
-"%tools%\reg.exe" query "%session_key%" /v %renames% 2>nul | "%tools%\find.exe" ".tmp_" >nul
-if errorlevel 1 goto installed
+call :look_for_waiting
+if not defined waits goto installed
 echo VELA: installed in "%base%". Files wait for the restart.
 exit /b 3010
 :installed
@@ -215,6 +217,8 @@ exit /b 1
 
 :do_uninstall
 call :find_product
+call :check_root
+if errorlevel 1 exit /b 1
 call :prepare_log
 if errorlevel 1 exit /b 1
 rem The task would write the add-in key and the start-up values again.
@@ -230,6 +234,7 @@ set "place=%base%"
 call :look_for_rest VELA
 set "place=%shared%"
 for %%N in (OL OE WLM VELA_common) do call :look_for_rest %%N
+if not defined found if not defined rest echo VELA: not installed in "%base%": nothing to uninstall.
 if not defined found if not defined rest goto removed
 call :run
 rem The log does not show deletions that wait for the restart.
@@ -289,8 +294,19 @@ if not defined scheduled exit /b 0
 echo VELA: an uninstallation waits for the restart. Restart first.
 exit /b 1
 
+rem A mistyped root: the program would change the entries of the product in the other folder.
+:check_root
+if exist "%base%\VELA\" exit /b 0
+if not defined installed exit /b 0
+if /i "%installed%"=="%base%\" exit /b 0
+if not exist "%installed%VELA\" exit /b 0
+echo VELA: not installed in "%base%", but in "%installed:~0,-1%". Pass the folder above that one.
+exit /b 1
+
 :check_installed
 if exist "%base%\VELA\" exit /b 0
+call :check_root
+if errorlevel 1 exit /b 1
 echo VELA: not installed in "%base%".
 exit /b 1
 
@@ -406,6 +422,25 @@ exit /b 0
 :no_log
 echo VELA: VELAutil.exe %switch% could not be started, or could not write "%log%".
 set "code=1"
+exit /b 0
+
+rem Copies of an earlier run that wait for the restart: they replace the files then, also if those are of another source
+rem now. The log of this run does not name them.
+:check_waiting
+call :look_for_waiting
+if not defined waits exit /b 0
+echo VELA: an earlier run left these copies. At the restart they replace the installed files:
+dir /s /b /a-d "%base%\VELA\*.tmp_"
+echo VELA: restart, and repeat this if they are of another source.
+set "code=3010"
+exit /b 0
+
+:look_for_waiting
+set "waits="
+dir /s /b /a-d "%base%\VELA\*.tmp_" >nul 2>nul
+if errorlevel 1 exit /b 0
+"%tools%\reg.exe" query "%session_key%" /v %renames% 2>nul | "%tools%\find.exe" ".tmp_" >nul
+if not errorlevel 1 set "waits=yes"
 exit /b 0
 
 rem The program only notices that regsvr32.exe was started, and not how it ended. So each module is registered once

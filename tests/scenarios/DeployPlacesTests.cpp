@@ -117,6 +117,35 @@ TEST_CASE("files in use: replaced and deleted at the restart") {
   CHECK_FALSE(Exists(kOddRoot));
 }
 
+TEST_CASE("rolled back before the restart: the copies of the newer source still wait") {
+  World world;
+  Prepare(world);
+  Share share(world);
+  REQUIRE(share.Run(L"install", kBoth) == kDone);
+  const std::wstring newer = L"C:\\VelaTest\\newer";
+  TestSupport::CopyTree(kOddSource, newer);
+  TestSupport::WriteTestFile(newer + L"\\rule\\base.rul", "newer rules");
+  const std::wstring rules = kOddRoot + L"\\Orvane Labs\\VELA\\VELA_OL\\rule\\base.rul";
+  const std::string old = FileContent(rules);
+  {
+    const TestSupport::HeldFile held(rules, FILE_SHARE_READ);
+    CHECK(share.Run(L"upgrade", Quoted(newer) + L" " + Quoted(kOddRoot)) == kRestart);
+  }
+  SUBCASE("by an upgrade") {
+    CHECK(share.Run(L"upgrade", kBoth) == kRestart);
+  }
+  SUBCASE("by an installation") {
+    CHECK(share.Run(L"install", kBoth) == kRestart);
+  }
+  CHECK(Share::Said("At the restart they replace the installed files:"));
+  CHECK(Share::Said("\\VELA_OL\\rule\\base.rul.tmp_\r\n"));
+  CHECK(FileContent(rules) == old);
+  world.CarryOutPendingRenames();
+  CHECK(FileContent(rules) == "newer rules");
+  CHECK(share.Run(L"upgrade", kBoth) == kDone);
+  CHECK(FileContent(rules) == old);
+}
+
 TEST_CASE("a log that is long is put aside; what is in the place of its folder is noticed") {
   World world;
   Prepare(world);

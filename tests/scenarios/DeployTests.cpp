@@ -74,6 +74,8 @@ TEST_CASE("installed, switched on, upgraded and removed, by folders with odd nam
     CHECK(FileContent(product + L"\\VELA_OL\\rule\\base.rul") == "newer rules");
 
     CHECK(share.RunFrom(copies, L"uninstall", L"") == kDone);
+    CHECK(share.RunFrom(copies, L"uninstall", L"") == kDone);
+    CHECK(Share::Said("nothing to uninstall."));
     CHECK(share.Run(L"detect", Quoted(kOddRoot)) == kFailed);
     CHECK(KeyExists(MachineKey32(World::kProductKey)));
     CHECK(Exists(LogFilePath()));
@@ -224,6 +226,30 @@ TEST_CASE("installed in part: what is missing is named") {
     CHECK(share.Run(L"enable", Quoted(kOddRoot)) == kFailed);
     CHECK(Share::Said("not installed in"));
   }
+}
+
+TEST_CASE("a mistyped root: nothing is done, and the right one is named") {
+  World world;
+  Prepare(world);
+  Share share(world);
+  REQUIRE(share.Run(L"install", kBoth) == kDone);
+  TestSupport::KeepLog();
+  TestSupport::RemoveTree(kLogFolder);
+  const std::wstring mistyped = L"C:\\VelaTest\\mis & typed";
+  for (const wchar_t* const name : {L"detect", L"enable", L"uninstall"}) {
+    CAPTURE(ToUtf8(name));
+    CHECK(share.Run(name, Quoted(mistyped)) == kFailed);
+    CHECK(
+        Share::Said("VELA: not installed in \"C:\\VelaTest\\mis & typed\\Orvane Labs\", but in "
+                    "\"C:\\VelaTest\\it's & (x86)^! ro;o,t=\\Orvane Labs\". Pass the folder above that one."));
+  }
+  CHECK(FileContent(kTaskCalls).empty());
+  CHECK_FALSE(Exists(kLogFolder));
+  CHECK(share.Run(L"detect", Quoted(kOddRoot)) == kDone);
+  // The settings stay after an uninstallation, and name a folder in which nothing is.
+  CHECK(share.Run(L"uninstall", Quoted(kOddRoot)) == kDone);
+  CHECK(share.Run(L"detect", Quoted(mistyped)) == kFailed);
+  CHECK(Share::Said("\\mis & typed\\Orvane Labs\"."));
 }
 
 TEST_CASE("wrong arguments do nothing and are explained") {
