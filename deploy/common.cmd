@@ -245,14 +245,21 @@ set "place=%shared%"
 for %%N in (OL OE WLM VELA_common) do call :look_for_rest %%N
 :removed
 if not defined all exit /b %code%
-if not "%code%"=="0" echo VELA: /all does nothing yet. Run it again after the restart, or when the cause is removed.
+if not "%code%"=="0" echo VELA: /all does nothing yet. Run it again after the restart, or when you have done what is said above.
 if not "%code%"=="0" exit /b %code%
+echo VELA: /all deletes the settings, the log and "%setup%".
 "%tools%\reg.exe" delete "%product_key%" /f >nul 2>nul
 rmdir "%base%" 2>nul
 rmdir "%shared%" 2>nul
 del "%log%" 2>nul
 del "%logs%\vela.old.log" 2>nul
 rmdir "%logs%" 2>nul
+rem The command files are the last: if something else is in use, they are needed again.
+rmdir /s /q "%setup%\source" 2>nul
+del "%setup%\VELAutil.exe" "%setup%\VELAlog.exe" 2>nul
+if exist "%setup%\source\" goto setup_in_use
+if exist "%setup%\VELAutil.exe" goto setup_in_use
+if exist "%setup%\VELAlog.exe" goto setup_in_use
 rem This file may be in that folder. So nothing is read from it after this block: see above.
 (
   rmdir /s /q "%setup%" 2>nul
@@ -265,6 +272,9 @@ rem This file may be in that folder. So nothing is read from it after this block
 rem Wine's command interpreter keeps the file open, so its folder stays, and the block ends with 1. It would also come
 rem here: it does not leave the file.
 exit /b 0
+:setup_in_use
+echo VELA: "%setup%" is in use. Close what uses it, and run this again.
+exit /b 1
 
 
 rem ---- Subroutines. Most end with 1 if they failed.
@@ -473,7 +483,8 @@ if errorlevel 1 goto other_task
 if errorlevel 1 call :failure "the task VELA enable could not be created"
 exit /b 0
 :other_task
-echo VELA: enable-task.xml does not name "%setup%\deploy\enable.cmd". Change that line, and repeat.
+echo VELA: enable-task.xml does not name "%setup%\deploy\enable.cmd". Change that line in
+echo   "%programs%\deploy\enable-task.xml", and repeat.
 set "code=1"
 exit /b 0
 

@@ -33,9 +33,12 @@ const Rule kRules[] = {
      "If the program does not run any more, repeat the command.", EndIsMissing},
     {"log-lost", kAnyCommand, "",
      "The log of this run ends within this line. Usually the next character cannot be stored in the log, for example a "
-     "Japanese one; or the disk is full. The run itself may have continued.",
-     "The exit code of the run is valid. For a complete log, choose folders whose names have only characters of "
-     "Western Europe.",
+     "Japanese one; or the disk is full. The run itself may have continued. A copy of the log that is not complete "
+     "ends "
+     "like this, too.",
+     "For a log that was sent in, ask for a complete copy first. The exit code of the run is valid. For a complete "
+     "log, "
+     "choose folders whose names have only ASCII characters.",
      LogWasLost},
     {"unknown-switch", kAnyCommand, "the switch is unknown",
      "The switch is not one of the seven: -I, -e, -d, -s, -p, -r, -U. The program did nothing.",
