@@ -18,6 +18,7 @@ OF_THE_SOURCES = re.compile(r"<!-- of the sources -->.*?<!-- of all -->\n+", re.
 NOT_SIGNED = "They are not signed, and there is no licence for them."
 MERMAID = re.compile(r"^```mermaid\n(.*?)^```\n", re.S | re.M)
 LINK = re.compile(r"\]\(([\w./-]+)\.md(#[^)]*)?\)")
+NAME = re.compile(r"\[([\w./-]+)\.md\](?=\()")
 
 # The part of Mermaid that the pages use.
 DIRECTION = re.compile(r"flowchart (TB|LR)")
@@ -116,7 +117,7 @@ def as_html(name: str, text: str) -> dict[str, str]:
             raise PageError(f"{name}: the link to {target} leads out of the release")
         return f"]({found[1]}.html{found[2] or ''})"
 
-    text = LINK.sub(link, MERMAID.sub(picture, text))
+    text = LINK.sub(link, NAME.sub(r"[\1.html]", MERMAID.sub(picture, text)))
     body = subprocess.run(["pandoc", "-f", "gfm", "-t", "html5", "--no-highlight", "--wrap=preserve"], input=text,
                           capture_output=True, check=True, text=True).stdout
     up = "../" * name.count("/")

@@ -225,6 +225,7 @@ class Release(unittest.TestCase):
         read = {page.resolve(): Page(page.read_text(encoding="utf-8")) for page in self.unpacked.rglob("*.html")}
         for page, facts in read.items():
             self.assertEqual([name for name in facts.links if ".md" in name], [], page.name)
+            self.assertNotIn(".md</a>", page.read_text(encoding="utf-8"), page.name)
             for target in facts.links:
                 path, _, anchor = target.partition("#")
                 file = (page.parent / path).resolve() if path else page
