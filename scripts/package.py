@@ -259,12 +259,14 @@ def main() -> None:
         print("package: NOT SIGNED: there is no certificate (VELA_SIGN names no command)")
     components = components_of(build)
     zip_name = f"VELAutil-{version}.zip"
+    spdx, sums = f"VELAutil-{version}.spdx.json", "SHA256SUMS"
     date = datetime.datetime.fromtimestamp(time, datetime.UTC)
     said = (f"**Version {version}, {date:%Y-%m-%d}.** To check the zip, compare what "
             f"`certutil -hashfile {zip_name} SHA256` prints with `{zip_name}.sha256`; on Linux: "
-            f"`sha256sum -c {zip_name}.sha256`. `CHANGES.txt` lists the changes.")
+            f"`sha256sum -c {zip_name}.sha256`. A checksum from the same place proves only the transfer. "
+            f"`CHANGES.txt` lists the changes, `{sums}` the checksum of each file, and `{spdx}` what the programs "
+            "contain; the texts of its licences are in `licences`.")
     files = contents_of(build, components, said)
-    spdx, sums = f"VELAutil-{version}.spdx.json", "SHA256SUMS"
     files[spdx] = list_of_contents(version, time, files, components, [sums, spdx])
     files[sums] = "".join(f"{hashlib.sha256(files[name]).hexdigest()}  {name}\n" for name in sorted(files)).encode()
     output.mkdir(parents=True, exist_ok=True)
