@@ -245,7 +245,7 @@ set "place=%shared%"
 for %%N in (OL OE WLM VELA_common) do call :look_for_rest %%N
 :removed
 if not defined all exit /b %code%
-if not "%code%"=="0" echo VELA: /all does nothing yet. Run it again after the restart, or when you have done what is said above.
+if not "%code%"=="0" echo VELA: /all does nothing yet. Restart, or do what is said above, and run it again.
 if not "%code%"=="0" exit /b %code%
 echo VELA: /all deletes the settings, the log and "%setup%".
 "%tools%\reg.exe" delete "%product_key%" /f >nul 2>nul
