@@ -269,8 +269,8 @@ rem This file may be in that folder. So nothing is read from it after this block
   if exist "%here%\common.cmd" exit /b 0
   (goto) 2>nul & "%tools%\cmd.exe" /d /c exit 0
 )
-rem Wine's command interpreter keeps the file open, so its folder stays, and the block ends with 1. It would also come
-rem here: it does not leave the file.
+rem The command interpreter of Wine 8 keeps the file open, so its folder stays, and the block ends with 1. It would also
+rem come here: it does not leave the file.
 exit /b 0
 :setup_in_use
 echo VELA: "%setup%" is in use. Close what uses it, and run this again.
