@@ -312,7 +312,8 @@ TEST_CASE("a line that every completed run has is missing") {
                 {Command::kUninstall, "Check if need"},
                 {Command::kUninstall, "registry Success"},
                 {Command::kUninstall, "Success to delete folder"}};
-  for (const auto& [command, line] : kCases) {
+  for (const auto& [command, part] : kCases) {
+    const std::string line(part);
     CAPTURE(line);
     const Verdict verdict = Judged(LogOf(Without(Good(command), line)));
     CHECK(verdict.outcome == Outcome::kPart);
