@@ -44,7 +44,7 @@ class FileBytes : public std::streambuf {
  private:
   DWORD error_ = ERROR_SUCCESS;
   OrCommon::FileHandle file_;
-  std::array<char, 65536> part_;
+  std::array<char, 65536> part_{};
 };
 
 }  // namespace LogReader

@@ -280,7 +280,7 @@ TEST_CASE("wrong command lines, and questions about the program") {
   }
   const Printed version = Read({L"--version"});
   CHECK(version.exitCode == 0);
-  CHECK(version.output == "VELAlog " VELA_PROGRAM_VERSION "\r\n");
+  CHECK(version.output == std::string("VELAlog ") + VELA_PROGRAM_VERSION + "\r\n");
 }
 
 TEST_CASE("a run that was ended, and one that still runs") {

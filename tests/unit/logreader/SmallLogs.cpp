@@ -28,7 +28,8 @@ Lines Copied() {
   copy("Resource\\x64\\VELA_MUI.ini", "Resource\\VELA_MUI.ini");
   for (const std::string client : {"OL", "WLM"}) {
     const std::string folder = "VELA_" + client + "\\";
-    for (const std::string module : kModules) {
+    for (const char* const name : kModules) {
+      const std::string module = name;
       if (module.compare(0, folder.size(), folder) == 0) {
         copy(client + "\\" + module.substr(folder.size()), module);
       }
