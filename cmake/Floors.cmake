@@ -84,8 +84,8 @@ vela_library(vela_cli FILES cli/CommandDispatcher USES vela_install vela_notify 
 # The reader of the run log: a program of its own. With the other it shares only the guards of the process, and the
 # messages in docs/messages, of which the build makes a table.
 vela_library(reader_core
-  FILES logreader/Case logreader/Catalogue logreader/Encoding logreader/Entries logreader/Findings logreader/Log
-        logreader/Rules logreader/Runs logreader/Sentences logreader/Texts logreader/Verdict)
+  FILES logreader/Case logreader/Catalogue logreader/Clients logreader/Encoding logreader/Entries logreader/Findings
+        logreader/Log logreader/Rules logreader/Runs logreader/Sentences logreader/Texts logreader/Verdict)
 include(cmake/ReaderTable.cmake)
 vela_library(reader_report FILES logreader/Report USES reader_core json_headers)
 vela_library(reader_console FILES logreader/Console USES OrCommonProcess reader_report)

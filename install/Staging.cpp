@@ -50,8 +50,8 @@ void CopyTree(const std::wstring& source, const std::wstring& folder) {
   CopyFolderTree(source, folder, &rebootNeeded, 0);
 }
 
-int StageClient(MailClient client, const std::wstring& sourceFolder, const std::wstring& baseFolder,
-                bool has64BitFiles) {
+int FillFolderOf(MailClient client, const std::wstring& sourceFolder, const std::wstring& baseFolder,
+                 bool has64BitFiles) {
   const StagedClient& staged = RowOf(client, kStagedClients);
   const std::wstring folder = ProductFolders::ClientFolder(baseFolder, client);
   if (!MakeFolder(folder)) {
@@ -87,15 +87,19 @@ int PreInstallVELA_MUI(const std::wstring& sourceFolder, const std::wstring& bas
 }
 
 int PreInstallVELA_OL(const std::wstring& sourceFolder, const std::wstring& baseFolder) {
-  return StageClient(MailClient::kOutlook, sourceFolder, baseFolder, false);
+  return FillFolderOf(MailClient::kOutlook, sourceFolder, baseFolder, false);
 }
 
 int PreInstallVELA_OE(const std::wstring& sourceFolder, const std::wstring& baseFolder, bool is64Bit) {
-  return StageClient(MailClient::kOutlookExpress, sourceFolder, baseFolder, is64Bit);
+  return FillFolderOf(MailClient::kOutlookExpress, sourceFolder, baseFolder, is64Bit);
 }
 
 int PreInstallVELA_WLM(const std::wstring& sourceFolder, const std::wstring& baseFolder) {
-  return StageClient(MailClient::kWindowsLiveMail, sourceFolder, baseFolder, false);
+  return FillFolderOf(MailClient::kWindowsLiveMail, sourceFolder, baseFolder, false);
+}
+
+int StageClient(MailClient client, const std::wstring& sourceFolder, const std::wstring& baseFolder, bool is64Bit) {
+  return RowOf(client, kStagedClients).preInstall(sourceFolder, baseFolder, is64Bit);
 }
 
 void StageAll(const std::wstring& sourceFolder, const std::wstring& baseFolder, StepResults results) {
@@ -108,7 +112,7 @@ void StageAll(const std::wstring& sourceFolder, const std::wstring& baseFolder, 
     if (IsLeftOut(staged.client)) {
       continue;
     }
-    const int result = staged.preInstall(sourceFolder, baseFolder, is64Bit);
+    const int result = StageClient(staged.client, sourceFolder, baseFolder, is64Bit);
     if (results == StepResults::kLogged) {
       RunLog::Info() << staged.result << result;
     }

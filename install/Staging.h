@@ -7,12 +7,17 @@
 
 #include <string>
 
+#include "settings/MailClients.h"
+
 namespace VELAUtility {
 
 int PreInstallVELA_MUI(const std::wstring& sourceFolder, const std::wstring& baseFolder, bool is64Bit);  // resources
 int PreInstallVELA_OL(const std::wstring& sourceFolder, const std::wstring& baseFolder);
 int PreInstallVELA_OE(const std::wstring& sourceFolder, const std::wstring& baseFolder, bool is64Bit);
 int PreInstallVELA_WLM(const std::wstring& sourceFolder, const std::wstring& baseFolder);
+
+// The step of this client.
+int StageClient(MailClient client, const std::wstring& sourceFolder, const std::wstring& baseFolder, bool is64Bit);
 
 enum class StepResults { kNotLogged, kLogged };
 

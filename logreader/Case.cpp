@@ -117,7 +117,11 @@ void Before::Note(const Run& run) {
     case Command::kDisable:
     case Command::kUninstall:
       if (startValues != StartValues::kDeleted) {
-        const bool isDeleted = run.isClosed && has(kLiveMailOff) && !has(kExpressStartStays);
+        const bool isDeleted =
+            run.isClosed && std::none_of(std::begin(kClients), std::end(kClients), [&](const Client& client) {
+              return has(client.startStays) ||
+                     (!client.startStays.empty() && client.isOnEveryWindows && !has(client.off));
+            });
         startValues = isDeleted ? StartValues::kDeleted : StartValues::kUnknown;
       }
       if (run.command == Command::kUninstall && has(kProductRemoved)) {
@@ -146,6 +150,10 @@ bool Case::Has(std::string_view text) const {
 
 bool Case::HasAny(std::initializer_list<std::string_view> texts) const {
   return std::any_of(texts.begin(), texts.end(), [&](std::string_view text) { return Has(text); });
+}
+
+bool Case::HasAnyOf(std::string_view Client::*text) const {
+  return std::any_of(std::begin(kClients), std::end(kClients), [&](const Client& client) { return Has(client.*text); });
 }
 
 std::vector<Line*> Case::All(std::string_view text) const {

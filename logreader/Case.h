@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "logreader/Clients.h"
 #include "logreader/Findings.h"
 #include "logreader/Runs.h"
 
@@ -40,6 +41,7 @@ class Case {
   // ---- what a rule asks
   bool Has(std::string_view text) const;
   bool HasAny(std::initializer_list<std::string_view> texts) const;
+  bool HasAnyOf(std::string_view Client::*text) const;
   std::vector<Line*> All(std::string_view text) const;
   // The line of this run behind or before this one; null if there is none.
   const Line* Next(const Line& line) const;

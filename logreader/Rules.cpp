@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "logreader/Clients.h"
 #include "logreader/Texts.h"
 
 namespace LogReader::Rules {
@@ -29,18 +30,12 @@ struct Required {
 constexpr Required kRequired[] = {
     {kInstalls, {kRelease, kSwitchNotStored}},
     {kEnables, {kUser, kNoSession}},
-    {kEnables, {kOutlookOn, kSwitchFailed}},
-    {kEnables, {kLiveMailOn, kSwitchFailed}},
     {kEnables, {kEnableStored, kEnableNotStored, kNoKey, kSwitchFailed}},
     {kDisables | kUninstalls, {kUser, kNoSession}},
-    {kDisables | kUninstalls, {kOutlookOff, kOutlookNotOff, kNoSession}},
-    {kDisables | kUninstalls, {kLiveMailOff, kLiveMailNotOff, kNoSession}},
     {kDisables | kUninstalls, {kMonitorsNext, kNoSession}},
     {kDisables, {kDisableStored, kDisableNotStored, kNoKey, kSwitchFailed}},
     {BitOf(Command::kStatus), {kState, kNoState, kNoKey}},
     {kUpgrades, {kResourcesDone}},
-    {kUpgrades, {kOutlookFilesDone}},
-    {kUpgrades, {kLiveMailFilesDone}},
     {kUpgrades, {kUpgradeDone}},
     {kUpgrades, {kUpgradeNotified}},
     {kUpgrades | kReloads, {kNotifyBegins}},
@@ -50,17 +45,32 @@ constexpr Required kRequired[] = {
     {kUninstalls, {kProductRemoved, kProductStays}},
 };
 
-// Outlook has two modules, the others four. At an installation the first failure of Outlook or of Outlook Express
-// leaves out the modules after it.
+// The same for each client that is on every Windows: one of its own lines, or of another one.
+struct RequiredOfClients {
+  unsigned commands;
+  std::string_view Client::*own[2];
+  std::string_view other;
+};
+constexpr RequiredOfClients kRequiredOfClients[] = {
+    {kEnables, {&Client::on, &Client::on}, kSwitchFailed},
+    {kDisables | kUninstalls, {&Client::off, &Client::notOff}, kNoSession},
+    {kUpgrades, {&Client::filesDone, &Client::filesDone}, {}},
+};
+
+// At an installation the first failure of Outlook or of Outlook Express leaves out the modules after it.
 int ModulesOf(const Case& run) {
-  int modules = 10;
+  int modules = 0;
+  for (const Client& client : kClients) {
+    modules += client.modules;
+  }
   if (run.run.command == Command::kInstall) {
     modules -= run.HasAny({kSwitchNotStored}) ? modules : 0;
     modules -= run.HasAny({kNoRedemption}) ? 1 : 0;
     modules -= run.HasAny({kNoOeInit}) ? 3 : run.HasAny({kNoOeCom}) ? 2 : run.HasAny({kNoOeStore}) ? 1 : 0;
   } else if (run.run.command == Command::kUninstall) {
-    modules -= run.HasAny({kExpressRuns}) ? 4 : 0;
-    modules -= run.HasAny({kLiveMailRuns}) ? 4 : 0;
+    for (const Client& client : kClients) {
+      modules -= run.Has(client.runsAtRemoval) ? client.modules : 0;
+    }
   } else {
     modules = 0;
   }
@@ -79,10 +89,14 @@ std::set<std::string> SourcesOf(const std::vector<CopiedFile>& files, std::strin
 }
 
 // The files of Outlook Express are copied only where Windows has it, but its modules are always registered.
-bool IsExpected(const std::vector<CopiedFile>& files, std::string_view module) {
-  const bool isOfExpress = module.find("\\VELA_OE\\") != std::string_view::npos;
-  return !isOfExpress ||
-         std::any_of(files.begin(), files.end(), [](const auto& file) { return file.part == "VELA_OE"; });
+bool IsExpected(const std::vector<CopiedFile>& files, const std::string& module) {
+  for (const Client& client : kClients) {
+    const std::string folder(client.folder);
+    if (!client.isOnEveryWindows && module.find("\\" + folder + "\\") != std::string::npos) {
+      return std::any_of(files.begin(), files.end(), [&](const CopiedFile& file) { return file.part == folder; });
+    }
+  }
+  return true;
 }
 
 // -e writes start-up values for monitors below its destination, but starts those below the folder "VELA" in it. Only
@@ -159,7 +173,7 @@ void UnusualExitCode(Case& run) {
   const bool notifies = command == Command::kUpgrade || command == Command::kReload;
   bool isExplained = code == (notifies ? "1" : "0");
   if (notifies && code == "0") {
-    isExplained = run.HasAny({kOutlookNotNotified, kExpressNotNotified, kLiveMailNotNotified});
+    isExplained = run.HasAnyOf(&Client::notNotified);
   } else if (command == Command::kInstall && code == "-520159231") {
     isExplained = run.HasAny({kSwitchNotStored});
   }
@@ -177,6 +191,12 @@ void LinesAreMissing(Case& run) {
     const auto* const end = std::find(std::begin(required.anyOf), std::end(required.anyOf), std::string_view());
     isMissing = isMissing || ((required.commands & BitOf(run.run.command)) != 0 &&
                               std::none_of(required.anyOf, end, [&](std::string_view text) { return run.Has(text); }));
+  }
+  for (const RequiredOfClients& required : kRequiredOfClients) {
+    for (const Client& client : kClients) {
+      isMissing = isMissing || ((required.commands & BitOf(run.run.command)) != 0 && client.isOnEveryWindows &&
+                                !run.HasAny({client.*required.own[0], client.*required.own[1], required.other}));
+    }
   }
   const std::size_t modules = run.All(kRegister).size() + run.All(kUnregister).size();
   isMissing = isMissing || modules < static_cast<std::size_t>(std::max(ModulesOf(run), 0));
@@ -259,21 +279,23 @@ void NothingCopied(Case& run) {
   }
 }
 
-// Each client gets the same rules. Outlook and Windows Live Mail get the same common files, too. If one got fewer, a
-// folder of the source could not be read.
+// Each client gets the same rules, and most get the same common files. If one got fewer, a folder of the source could
+// not be read.
 void FilesDiffer(Case& run) {
   const std::vector<CopiedFile> files = run.CopiedFiles();
   if (files.empty() || !run.run.isClosed) {
     return;
   }
-  const std::set<std::string> rules = SourcesOf(files, "VELA_OL", "rule\\");
-  const bool hasExpress = !SourcesOf(files, "VELA_OE", "").empty();
-  const bool differ = rules != SourcesOf(files, "VELA_WLM", "rule\\") ||
-                      (hasExpress && rules != SourcesOf(files, "VELA_OE", "rule\\")) ||
-                      SourcesOf(files, "VELA_OL", "Common\\") != SourcesOf(files, "VELA_WLM", "Common\\");
-  const bool isIncomplete =
-      run.run.command == Command::kInstall && (rules.empty() || SourcesOf(files, "VELA_OL", "Common\\").empty() ||
-                                               SourcesOf(files, "Resource", "Resource\\").empty());
+  const std::set<std::string> rules = SourcesOf(files, kClients[0].folder, "rule\\");
+  const std::set<std::string> common = SourcesOf(files, kClients[0].folder, "Common\\");
+  bool differ = false;
+  for (const Client& client : kClients) {
+    const bool hasFiles = client.isOnEveryWindows || !SourcesOf(files, client.folder, "").empty();
+    differ = differ || (hasFiles && SourcesOf(files, client.folder, "rule\\") != rules) ||
+             (client.getsCommonFiles && SourcesOf(files, client.folder, "Common\\") != common);
+  }
+  const bool isIncomplete = run.run.command == Command::kInstall &&
+                            (rules.empty() || common.empty() || SourcesOf(files, "Resource", "Resource\\").empty());
   if (differ || isIncomplete) {
     run.Find(Kind::kProblem);
   }
@@ -343,8 +365,9 @@ void OutlookNotSupported(Case& run) {
 void ActivatedAfterFailure(Case& run) {
   for (Line* const line : run.own) {
     const Line* const before = run.Previous(*line);
-    if (before != nullptr && before->kind >= Kind::kProblem &&
-        (line->Is(kOutlookOn) || line->Is(kExpressOn) || line->Is(kLiveMailOn))) {
+    const bool isOn = std::any_of(std::begin(kClients), std::end(kClients),
+                                  [&](const Client& client) { return line->Is(client.on); });
+    if (isOn && before != nullptr && before->kind >= Kind::kProblem) {
       run.Set(*line, Kind::kUsual);
     }
   }
@@ -352,20 +375,19 @@ void ActivatedAfterFailure(Case& run) {
 
 void NothingSwitchedOn(Case& run) {
   bool isAnyOn = false;
-  for (const std::string_view text : {kOutlookOn, kExpressOn, kLiveMailOn}) {
-    for (const Line* const line : run.All(text)) {
+  for (const Client& client : kClients) {
+    for (const Line* const line : run.All(client.on)) {
       const Line* const before = run.Previous(*line);
       isAnyOn = isAnyOn || before == nullptr || before->kind < Kind::kProblem;
     }
   }
-  if (!isAnyOn && run.HasAny({kOutlookOn, kLiveMailOn}) && run.HasAny({kNoKey, kEnableNotStored})) {
+  if (!isAnyOn && run.HasAnyOf(&Client::on) && run.HasAny({kNoKey, kEnableNotStored})) {
     run.Find(Kind::kFatal);
   }
 }
 
 void NothingSwitchedOff(Case& run) {
-  if (run.Has(kSwitchFailed) && run.HasAny({kOutlookNotOff, kLiveMailNotOff}) &&
-      !run.HasAny({kOutlookOff, kExpressOff, kLiveMailOff})) {
+  if (run.Has(kSwitchFailed) && run.HasAnyOf(&Client::notOff) && !run.HasAnyOf(&Client::off)) {
     run.Find(Kind::kFatal);
   }
 }
@@ -389,7 +411,7 @@ void NoUser(Case& run) {
 }
 
 void NoMonitorStarted(Case& run) {
-  if (run.Has(kEnabled) && !run.HasAny({kMonitorStart, kNoExpressMonitor, kNoLiveMailMonitor})) {
+  if (run.Has(kEnabled) && !run.Has(kMonitorStart) && !run.HasAnyOf(&Client::noMonitor)) {
     run.Find(Kind::kProblem);
   }
 }
@@ -400,9 +422,9 @@ void StartValuesOnly(Case& run) {
     return;
   }
   bool isMeant = false;
-  bool isOther = run.HasAny({kNoExpressMonitor, kNoLiveMailMonitor});
-  for (const std::string_view text : {kExpressMonitorFailed, kLiveMailMonitorFailed}) {
-    for (Line* const line : run.All(text)) {
+  bool isOther = run.HasAnyOf(&Client::noMonitor);
+  for (const Client& client : kClients) {
+    for (Line* const line : run.All(client.monitorFailed)) {
       if (line->GetValues().front() == kPathNotFound) {
         run.Set(*line, Kind::kNotice);
         isMeant = true;
@@ -428,8 +450,8 @@ void SwitchedOffBefore(Case& run) {
 
 void StartValueStays(Case& run) {
   if (!StartValuesAreDeleted(run)) {
-    for (const std::string_view text : {kExpressStartStays, kLiveMailStartStays}) {
-      for (Line* const line : run.All(text)) {
+    for (const Client& client : kClients) {
+      for (Line* const line : run.All(client.startStays)) {
         run.Set(*line, Kind::kProblem);
       }
     }
@@ -444,7 +466,7 @@ void MonitorsLeft(Case& run) {
 
 // The failure is that of a line before it.
 void SwitchFailedWithoutCause(Case& run) {
-  if (!run.HasAny({kNoSession, kAddinNotOff, kExpressStartStays, kLiveMailStartStays})) {
+  if (!run.HasAny({kNoSession, kAddinNotOff}) && !run.HasAnyOf(&Client::startStays)) {
     for (Line* const line : run.All(kSwitchFailed)) {
       run.Set(*line, Kind::kProblem);
     }

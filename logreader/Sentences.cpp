@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "logreader/Clients.h"
 #include "logreader/Encoding.h"
 #include "logreader/Texts.h"
 
@@ -69,8 +70,9 @@ std::string DoneSentence(const Run& run, const Sentences& sentences) {
       return detail.sentence;
     }
   }
-  if (run.command == Command::kReload && !HasLine(run, Texts::kOutlookNotified) &&
-      !HasLine(run, Texts::kExpressNotified) && !HasLine(run, Texts::kLiveMailNotified)) {
+  const bool isNotified = std::any_of(std::begin(kClients), std::end(kClients),
+                                      [&](const Client& client) { return HasLine(run, client.notified); });
+  if (run.command == Command::kReload && !isNotified) {
     return "No mail client runs, so none had to be notified.";
   }
   for (const Line& line : run.lines) {

@@ -1,4 +1,5 @@
-// The messages that the rules and the sentences name. A test checks that the catalogue has each of them.
+// The messages that the rules and the sentences name, without those of single mail clients (Clients.h). A test checks
+// that the catalogue has each of them.
 #pragma once
 
 #include <string_view>
@@ -12,8 +13,6 @@ inline constexpr std::string_view kCopyWaits = "RebootMove('\1', '\1') succeeded
 inline constexpr std::string_view kWaitingCopyFailed = "CoreAgentUtility::File::copyFileEx(\1,\1) failed, err=\1";
 inline constexpr std::string_view kMoveFailed = "MoveFileEx(\1,\1) failed, err=\1";
 inline constexpr std::string_view kResourcesDone = "VELAUtility::PreInstallVELA_MUI(), Ret: \1";
-inline constexpr std::string_view kOutlookFilesDone = "VELAUtility::PreInstallVELA_OL(), Ret: \1";
-inline constexpr std::string_view kLiveMailFilesDone = "VELAUtility::PreInstallVELA_WLM(), Ret: \1";
 inline constexpr std::string_view kUpgradeDone = "VELAWrapper::Upgrade() RetrunCode : \1";
 
 // The switch at an installation.
@@ -48,31 +47,13 @@ inline constexpr std::string_view kNoSession =
 inline constexpr std::string_view kUser = "CProviderAntiSpam::SetAntiSpamEnable() - dwSessionId:\1, szSID: \1";
 inline constexpr std::string_view kSwitchFailed =
     "HandleVELADefaultEnable(), Fail to Default Set Anti-Spam Enable !! strVELAInstallPath = \1";
-inline constexpr std::string_view kOutlookOn = "SetAntiSpamEnable() - VELA OL activated successfully.";
-inline constexpr std::string_view kExpressOn = "SetAntiSpamEnable() - VELA OE activated successfully.";
-inline constexpr std::string_view kLiveMailOn = "SetAntiSpamEnable() - VELA WLM activated successfully.";
 inline constexpr std::string_view kMonitorStart = "ImpersonateLoggedOnUser() : \1";
-inline constexpr std::string_view kNoExpressMonitor =
-    "Failed to call CreateProcessAsUser() to launch VELA_OEMon.exe \1 ";
-inline constexpr std::string_view kNoLiveMailMonitor =
-    "Failed to call CreateProcessAsUser() to launch VELA_WLMMon.exe \1 ";
-inline constexpr std::string_view kExpressMonitorFailed =
-    "Failed to call CreateProcessAsUser() to launch VELA_OEMon.exe \1 \1";
-inline constexpr std::string_view kLiveMailMonitorFailed =
-    "Failed to call CreateProcessAsUser() to launch VELA_WLMMon.exe \1 \1";
 inline constexpr std::string_view kMonitorsFailed = "!!! SetAntiSpamEnable() - failed on VELA_LaunchMonProcess()";
 inline constexpr std::string_view kEnabled = "Enable OK";
 inline constexpr std::string_view kEnableStored = "VELA Enable OK";
 inline constexpr std::string_view kEnableNotStored = "VELA Enable Fail \1";
 inline constexpr std::string_view kNoKey = "REG Open Fail";
 inline constexpr std::string_view kAddinNotOff = "Failed to WriteRegIntValue of LoadBehavior to 2!!";
-inline constexpr std::string_view kExpressStartStays = "Fail to DeleteRegStringValue() of g_szOE_OEM !";
-inline constexpr std::string_view kLiveMailStartStays = "Fail to DeleteRegStringValue() of g_szWLM_OEM !";
-inline constexpr std::string_view kOutlookOff = "SetAntiSpamEnable() - VELA OL deactivated successfully.";
-inline constexpr std::string_view kOutlookNotOff = "*** SetAntiSpamEnable() - failed on VELA_DeActivateOL()";
-inline constexpr std::string_view kExpressOff = "SetAntiSpamEnable() - VELA OE deactivated successfully.";
-inline constexpr std::string_view kLiveMailOff = "SetAntiSpamEnable() - VELA WLM deactivated successfully.";
-inline constexpr std::string_view kLiveMailNotOff = "*** SetAntiSpamEnable() - failed on VELA_DeActivateWLM()";
 inline constexpr std::string_view kMonitorsNext = "Check if need VELA_DISABLE_NOTIFY_EVENT";
 inline constexpr std::string_view kMonitorsLeft = "Not Send VELA_DISABLE_NOTIFY_EVENT";
 inline constexpr std::string_view kDisabled = "Disable OK";
@@ -86,21 +67,10 @@ inline constexpr std::string_view kNoState = "GetStatus!!!!! FAIL!!";
 // Notifying.
 inline constexpr std::string_view kNotifyBegins = "Enter VELAUtility::NotifyReloadVELAEngine()";
 inline constexpr std::string_view kNotifyEnds = "Leave VELAUtility::NotifyReloadVELAEngine()";
-inline constexpr std::string_view kOutlookNotified = "[VELAUtility::NotifyReloadVELAEngine] OL has been notified.";
-inline constexpr std::string_view kExpressNotified = "[VELAUtility::NotifyReloadVELAEngine] OE has been notified.";
-inline constexpr std::string_view kLiveMailNotified = "[VELAUtility::NotifyReloadVELAEngine] WLM has been notified.";
-inline constexpr std::string_view kOutlookNotNotified =
-    "Fail to OpenEvent() for VELA_SHADOW_UPDATE_EVENT_OL! ErrCode:\1";
-inline constexpr std::string_view kExpressNotNotified =
-    "Fail to OpenEvent() for VELA_SHADOW_UPDATE_EVENT_OE! ErrCode:\1";
-inline constexpr std::string_view kLiveMailNotNotified =
-    "Fail to OpenEvent() for VELA_SHADOW_UPDATE_EVENT_WLM! ErrCode:\1";
 inline constexpr std::string_view kUpgradeNotified = "VELAWrapper::NotifyReloadVELAEngine() RetrunCode : \1";
 
 // Uninstalling.
 inline constexpr std::string_view kRemovalBegins = "VELA is still Activated. Set VELA to disable!, bServiceMode=\1";
-inline constexpr std::string_view kExpressRuns = "plugVELA_Uninstall(), OE is still running!.";
-inline constexpr std::string_view kLiveMailRuns = "WLM is still running. Do not unregister WLM COM objects.";
 inline constexpr std::string_view kNoAddinKey = " IsRegistryExisted(HKEY_LOCAL_MACHINE, g_szOLActivateKey) = FALSE ";
 inline constexpr std::string_view kAddinKeyDeleted = "Delete VELA_OLA.OLAgent registry Success! ";
 inline constexpr std::string_view kAddinKeyStays = "Cannot delete registry !!";
@@ -115,17 +85,13 @@ inline constexpr std::string_view kDataStays = "VELAUtility::RemoveVELAProgramDa
 
 // clang-format off
 inline constexpr std::string_view kAll[] = {
-    kCopied, kCopyFailed, kCopyWaits, kWaitingCopyFailed, kMoveFailed, kResourcesDone, kOutlookFilesDone,
-    kLiveMailFilesDone, kUpgradeDone, kSwitchNotStored, kClientRuns, kSwitchNotReset, kSwitchStaysOn,
-    kSwitchNotRead, kRelease, kLaterRelease, kRelease2000, kNoOutlook, kOutlookRuns, kRegister, kRegisterResult,
-    kRegisterSlow, kUnregister, kUnregisterResult, kUnregisterSlow, kNoRedemption, kNoOeInit, kNoOeCom, kNoOeStore,
-    kNoSession, kUser, kSwitchFailed, kOutlookOn, kExpressOn, kLiveMailOn, kMonitorStart, kNoExpressMonitor,
-    kNoLiveMailMonitor, kExpressMonitorFailed, kLiveMailMonitorFailed, kMonitorsFailed, kEnabled, kEnableStored,
-    kEnableNotStored, kNoKey, kAddinNotOff, kExpressStartStays, kLiveMailStartStays, kOutlookOff, kOutlookNotOff,
-    kExpressOff, kLiveMailOff, kLiveMailNotOff, kMonitorsNext, kMonitorsLeft, kDisabled, kDisableStored,
-    kDisableNotStored, kState, kNoState, kNotifyBegins, kNotifyEnds, kOutlookNotified, kExpressNotified,
-    kLiveMailNotified, kOutlookNotNotified, kExpressNotNotified, kLiveMailNotNotified, kUpgradeNotified,
-    kRemovalBegins, kExpressRuns, kLiveMailRuns, kNoAddinKey, kAddinKeyDeleted, kAddinKeyStays, kPluginEntryStays,
+    kCopied, kCopyFailed, kCopyWaits, kWaitingCopyFailed, kMoveFailed, kResourcesDone, kUpgradeDone,
+    kSwitchNotStored, kClientRuns, kSwitchNotReset, kSwitchStaysOn, kSwitchNotRead, kRelease, kLaterRelease,
+    kRelease2000, kNoOutlook, kOutlookRuns, kRegister, kRegisterResult, kRegisterSlow, kUnregister,
+    kUnregisterResult, kUnregisterSlow, kNoRedemption, kNoOeInit, kNoOeCom, kNoOeStore, kNoSession, kUser,
+    kSwitchFailed, kMonitorStart, kMonitorsFailed, kEnabled, kEnableStored, kEnableNotStored, kNoKey, kAddinNotOff,
+    kMonitorsNext, kMonitorsLeft, kDisabled, kDisableStored, kDisableNotStored, kState, kNoState, kNotifyBegins,
+    kNotifyEnds, kUpgradeNotified, kRemovalBegins, kNoAddinKey, kAddinKeyDeleted, kAddinKeyStays, kPluginEntryStays,
     kFolderEmptied, kFolderNotEmptied, kProductRemoved, kProductStays, kDataStays};
 // clang-format on
 

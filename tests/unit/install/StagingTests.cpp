@@ -7,7 +7,6 @@
 
 #include <shlobj.h>
 
-#include <stdexcept>
 #include <vector>
 
 #include "tests/support/CallFailures.h"
@@ -22,23 +21,9 @@ using namespace VELAUtility;
 
 namespace {
 
-struct Step {
-  const wchar_t* client;
-  int (*run)(const std::wstring& source, const std::wstring& base, bool is64Bit);
-};
-constexpr Step kSteps[] = {
-    {L"OL", [](const std::wstring& source, const std::wstring& base, bool) { return PreInstallVELA_OL(source, base); }},
-    {L"OE", PreInstallVELA_OE},
-    {L"WLM",
-     [](const std::wstring& source, const std::wstring& base, bool) { return PreInstallVELA_WLM(source, base); }}};
-
+// The product has its clients in the same order.
 int Stage(const Client& client, const std::wstring& source, const std::wstring& base, bool is64Bit) {
-  for (const Step& step : kSteps) {
-    if (step.client == std::wstring(client.shortName)) {
-      return step.run(source, base, is64Bit);
-    }
-  }
-  throw std::runtime_error("StagingTests.cpp: kSteps has no row for " + ToUtf8(client.shortName));
+  return StageClient(static_cast<MailClient>(&client - Clients().data()), source, base, is64Bit);
 }
 
 struct Staging {

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "logreader/Catalogue.h"
+#include "logreader/Clients.h"
 #include "logreader/Texts.h"
 #include "tests/support/Clients.h"
 #include "tests/support/TextLines.h"
@@ -61,36 +62,30 @@ TEST_CASE("the table has the messages that the rules and the frame need") {
   CHECK(MessageOf("no such text") == nullptr);
 }
 
-std::string WithReplaced(std::string_view text, const std::string& from, const std::string& to) {
-  std::string replaced(text);
-  for (std::size_t at = replaced.find(from); at != std::string::npos; at = replaced.find(from, at + to.size())) {
-    replaced.replace(at, from.size(), to);
-  }
-  return replaced;
-}
-
-// Where the rules name a client's message, a new client needs the same: in Texts.h, and beside it in Rules.cpp and
-// Sentences.cpp. A client that ended with Windows Vista has rules of its own: good runs have no lines of it.
-TEST_CASE("the rules name for every client the messages that they name for another") {
-  TestSupport::Lines missing;
-  for (const std::string_view text : Texts::kAll) {
-    for (const TestSupport::Client& named : TestSupport::Clients()) {
-      const std::string from = TestSupport::ToUtf8(named.shortName);
-      for (const TestSupport::Client& client : TestSupport::Clients()) {
-        if (named.endedWithVista || client.endedWithVista || text.find(from) == std::string_view::npos) {
-          continue;
-        }
-        const std::string same = WithReplaced(text, from, TestSupport::ToUtf8(client.shortName));
-        if (MessageOf(same) != nullptr &&
-            std::find(std::begin(Texts::kAll), std::end(Texts::kAll), same) == std::end(Texts::kAll)) {
-          missing.push_back("logreader/Texts.h: " + same);
-        }
-      }
+TEST_CASE("logreader/Clients.h has every client, with all its messages") {
+  constexpr std::string_view Client::*kTexts[] = {
+      &Client::filesDone,  &Client::on,  &Client::noMonitor, &Client::monitorFailed, &Client::runsAtRemoval,
+      &Client::startStays, &Client::off, &Client::notOff,    &Client::notified,      &Client::notNotified};
+  constexpr std::string_view Client::*kOfMonitors[] = {&Client::noMonitor, &Client::monitorFailed, &Client::startStays};
+  REQUIRE(std::size(kClients) == TestSupport::Clients().size());
+  for (std::size_t index = 0; index < std::size(kClients); ++index) {
+    const Client& client = kClients[index];
+    const TestSupport::Client& expected = TestSupport::Clients()[index];
+    CHECK(client.folder == TestSupport::ToUtf8(expected.FolderName()));
+    CHECK(client.modules == static_cast<int>(expected.modules.size()));
+    CHECK(client.isOnEveryWindows == !expected.endedWithVista);
+    CHECK(client.getsCommonFiles == !expected.has64BitFiles);
+    for (std::string_view Client::*text : kTexts) {
+      CAPTURE(std::string(client.*text));
+      const bool isOfMonitor = std::find(std::begin(kOfMonitors), std::end(kOfMonitors), text) != std::end(kOfMonitors);
+      const bool hasText = isOfMonitor                      ? expected.hasMonitor
+                           : text == &Client::runsAtRemoval ? expected.keptWhileRunning
+                                                            : true;
+      CHECK((client.*text).empty() == !hasText);
+      CHECK((!hasText || MessageOf(client.*text) != nullptr));
+      CHECK((!hasText || (client.*text).find(TestSupport::ToUtf8(expected.shortName)) != std::string_view::npos));
     }
   }
-  std::sort(missing.begin(), missing.end());
-  missing.erase(std::unique(missing.begin(), missing.end()), missing.end());
-  CHECK_LINES(missing, {});
 }
 
 TEST_CASE("every message has a text of its own, a level, a meaning and a kind") {

@@ -1,38 +1,52 @@
 #include "tests/unit/logreader/SmallLogs.h"
 
 #include <algorithm>
+#include <iterator>
 #include <stdexcept>
+#include <vector>
+
+#include "tests/support/Clients.h"
 
 namespace SmallLogs {
 namespace {
 
 using LogReader::Command;
+using TestSupport::Client;
+using TestSupport::ToUtf8;
 
 constexpr char kProduct[] = "C:\\Bastion\\Orvane Labs\\VELA\\";
-constexpr const char* kModules[] = {"VELA_OL\\Redemption.dll",      "VELA_OL\\VELA_OLA.dll",
-                                    "VELA_OE\\oeapiinitcom.dll",    "VELA_OE\\oecom.dll",
-                                    "VELA_OE\\oestore.dll",         "VELA_OE\\VELA_OEWab.dll",
-                                    "VELA_WLM\\WLMailApiInit.dll",  "VELA_WLM\\WLMailApiCom.dll",
-                                    "VELA_WLM\\WLMailApiStore.dll", "VELA_WLM\\WLMailApiContacts.dll"};
 
 std::string Info(const std::string& text) {
   return "LOG_INFO : " + text;
 }
 
-// On Windows 7 and later nothing of Outlook Express is copied.
+// The clients of Windows 7 and later: without Outlook Express, except that its modules are registered.
+std::vector<Client> Handled() {
+  std::vector<Client> handled;
+  std::copy_if(TestSupport::Clients().begin(), TestSupport::Clients().end(), std::back_inserter(handled),
+               [](const Client& client) { return !client.endedWithVista; });
+  return handled;
+}
+
+// A line for each of them, with its short name after `text`.
+Lines ForEach(const std::string& text, const std::string& rest) {
+  Lines lines;
+  for (const Client& client : Handled()) {
+    lines.push_back(Info(text + ToUtf8(client.shortName) + rest));
+  }
+  return lines;
+}
+
 Lines Copied() {
   Lines lines;
   const auto copy = [&](const std::string& from, const std::string& to) {
     lines.push_back(Info("CopyFile(" + (kSource + ("\\" + from)) + ", " + kProduct + to + ") successed."));
   };
   copy("Resource\\x64\\VELA_MUI.ini", "Resource\\VELA_MUI.ini");
-  for (const std::string client : {"OL", "WLM"}) {
-    const std::string folder = "VELA_" + client + "\\";
-    for (const char* const name : kModules) {
-      const std::string module = name;
-      if (module.compare(0, folder.size(), folder) == 0) {
-        copy(client + "\\" + module.substr(folder.size()), module);
-      }
+  for (const Client& client : Handled()) {
+    const std::string folder = ToUtf8(client.FolderName() + L"\\");
+    for (const wchar_t* const module : client.modules) {
+      copy(ToUtf8(std::wstring(client.shortName) + L"\\" + module), folder + ToUtf8(module));
     }
     copy("Common\\win32\\vela.ptn", folder + "vela.ptn");
     copy("rule\\base.rul", folder + "rule\\base.rul");
@@ -42,19 +56,35 @@ Lines Copied() {
 
 Lines Registered(const std::string& what, const std::string& switches) {
   Lines lines;
-  for (const char* const module : kModules) {
-    lines.push_back(
-        Info(what + "ComModule() command line: regsvr32.exe " + switches + "/s \"" + kProduct + module + "\""));
-    lines.push_back(Info(what + "ComModule() execute result: 1"));
+  for (const Client& client : TestSupport::Clients()) {
+    for (const wchar_t* const module : client.modules) {
+      lines.push_back(Info(what + "ComModule() command line: regsvr32.exe " + switches + "/s \"" + kProduct +
+                           ToUtf8(client.FolderName() + L"\\" + module) + "\""));
+      lines.push_back(Info(what + "ComModule() execute result: 1"));
+    }
   }
   return lines;
 }
 
-const Lines kSwitchedOff = {"LOG_INFO : CProviderAntiSpam::SetAntiSpamEnable() - dwSessionId:1, szSID: S-1-5-21-1",
-                            "LOG_INFO : SetAntiSpamEnable() - VELA OL deactivated successfully.",
-                            "LOG_INFO : SetAntiSpamEnable() - VELA WLM deactivated successfully.",
-                            "LOG_INFO : Check if need VELA_DISABLE_NOTIFY_EVENT",
-                            "LOG_INFO : Success of OpenEvent(). Set Event to shutdown VELA_OEMon and VELA_WLMMon ! "};
+constexpr char kUser[] = "LOG_INFO : CProviderAntiSpam::SetAntiSpamEnable() - dwSessionId:1, szSID: S-1-5-21-1";
+
+Lines SwitchedOff() {
+  return Joined(Joined({kUser}, ForEach("SetAntiSpamEnable() - VELA ", " deactivated successfully.")),
+                {"LOG_INFO : Check if need VELA_DISABLE_NOTIFY_EVENT",
+                 "LOG_INFO : Success of OpenEvent(). Set Event to shutdown VELA_OEMon and VELA_WLMMon ! "});
+}
+
+Lines Monitors() {
+  Lines lines;
+  for (const Client& client : Handled()) {
+    if (client.hasMonitor) {
+      const std::string monitor = ToUtf8(client.MonitorName());
+      lines.push_back(Info("ImpersonateLoggedOnUser() : " + (kProduct + ToUtf8(client.FolderName()) + "\\" + monitor)));
+      lines.push_back(Info("Succeeded in calling CreateProcessAsUser() of " + monitor));
+    }
+  }
+  return lines;
+}
 
 Lines Steps(Command command) {
   switch (command) {
@@ -63,34 +93,28 @@ Lines Steps(Command command) {
                                       "LOG_INFO : GetOutlookVersion return=6"}),
                     Registered("Register", ""));
     case Command::kEnable:
-      return {"LOG_ERROR: Fail to open REG_ZENTA_VELA_ROOT_PATH for query !!",
-              "LOG_INFO : CProviderAntiSpam::SetAntiSpamEnable() - dwSessionId:1, szSID: S-1-5-21-1",
-              "LOG_INFO : GetCurrentUserID - szSidString: S-1-5-21-1 strCurrentUserID:",
-              "LOG_INFO : SetAntiSpamEnable() - VELA OL activated successfully.",
-              "LOG_INFO : SetAntiSpamEnable() - VELA WLM activated successfully.",
-              "LOG_INFO : ImpersonateLoggedOnUser() : C:\\Bastion\\Orvane Labs\\VELA\\VELA_WLM\\VELA_WLMMon.exe",
-              "LOG_INFO : Succeeded in calling CreateProcessAsUser() of VELA_WLMMon.exe",
-              "LOG_INFO : Enable OK",
-              "LOG_INFO : VELA Enable OK"};
+      return Joined(Joined({"LOG_ERROR: Fail to open REG_ZENTA_VELA_ROOT_PATH for query !!", kUser,
+                            "LOG_INFO : GetCurrentUserID - szSidString: S-1-5-21-1 strCurrentUserID:"},
+                           ForEach("SetAntiSpamEnable() - VELA ", " activated successfully.")),
+                    Joined(Monitors(), {"LOG_INFO : Enable OK", "LOG_INFO : VELA Enable OK"}));
     case Command::kDisable:
-      return Joined(kSwitchedOff, {"LOG_INFO : Disable OK", "LOG_INFO : VELA Disable OK"});
+      return Joined(SwitchedOff(), {"LOG_INFO : Disable OK", "LOG_INFO : VELA Disable OK"});
     case Command::kStatus:
       return {"LOG_INFO : GetStatus!!!!! 1"};
     case Command::kUpgrade:
-      return Joined(Copied(), {"LOG_INFO : VELAUtility::PreInstallVELA_MUI(), Ret: 1",
-                               "LOG_INFO : VELAUtility::PreInstallVELA_OL(), Ret: 1",
-                               "LOG_INFO : VELAUtility::PreInstallVELA_WLM(), Ret: 1",
-                               "LOG_INFO : VELAWrapper::Upgrade() RetrunCode : 1",
-                               "LOG_INFO : Enter VELAUtility::NotifyReloadVELAEngine()",
-                               "LOG_INFO : Leave VELAUtility::NotifyReloadVELAEngine()",
-                               "LOG_INFO : VELAWrapper::NotifyReloadVELAEngine() RetrunCode : 1"});
+      return Joined(
+          Joined(Joined(Copied(), {"LOG_INFO : VELAUtility::PreInstallVELA_MUI(), Ret: 1"}),
+                 ForEach("VELAUtility::PreInstallVELA_", "(), Ret: 1")),
+          {"LOG_INFO : VELAWrapper::Upgrade() RetrunCode : 1", "LOG_INFO : Enter VELAUtility::NotifyReloadVELAEngine()",
+           "LOG_INFO : Leave VELAUtility::NotifyReloadVELAEngine()",
+           "LOG_INFO : VELAWrapper::NotifyReloadVELAEngine() RetrunCode : 1"});
     case Command::kReload:
       return {"LOG_INFO : Enter VELAUtility::NotifyReloadVELAEngine()",
               "LOG_INFO : [VELAUtility::NotifyReloadVELAEngine] OL has been notified.",
               "LOG_INFO : Leave VELAUtility::NotifyReloadVELAEngine()"};
     default:
       return Joined(
-          Joined(Joined({"LOG_INFO : VELA is still Activated. Set VELA to disable!, bServiceMode=1"}, kSwitchedOff),
+          Joined(Joined({"LOG_INFO : VELA is still Activated. Set VELA to disable!, bServiceMode=1"}, SwitchedOff()),
                  Registered("Unregister", "/u ")),
           {"LOG_INFO : Begin to delete OL relative registry ... ",
            "LOG_INFO : Delete VELA_OLA.OLAgent registry Success! ",
