@@ -29,13 +29,15 @@ long long NumberOf(long long line, const std::string& log) {
   std::istringstream stream(log);
   long long number = line;
   std::string text;
+  bool isOfClient = false;
   for (long long before = 1; before < line && std::getline(stream, text); ++before) {
+    isOfClient = isOfClient && text.find("ComModule() execute result") != std::string::npos;
     for (std::size_t index = 3; index < TestSupport::Clients().size(); ++index) {
       const std::string name = TestSupport::ToUtf8(TestSupport::Clients()[index].shortName);
-      const bool isOfClient =
-          text.find("VELA_" + name) != std::string::npos || text.find(" " + name + " ") != std::string::npos;
-      number -= isOfClient ? 1 : 0;
+      isOfClient = isOfClient || text.find("VELA_" + name) != std::string::npos ||
+                   text.find(" " + name + " ") != std::string::npos;
     }
+    number -= isOfClient ? 1 : 0;
   }
   return number;
 }
@@ -43,7 +45,8 @@ long long NumberOf(long long line, const std::string& log) {
 // The same for the numbers in a sentence.
 std::string WithNumbers(const std::string& sentence, const std::string& log) {
   constexpr std::string_view kLine = "line ";
-  const std::size_t digits = std::min(sentence.find(kLine), sentence.size() - kLine.size()) + kLine.size();
+  const std::size_t last = sentence.rfind(kLine);
+  const std::size_t digits = last == std::string::npos ? sentence.size() : last + kLine.size();
   const std::size_t end = std::min(sentence.find_first_not_of("0123456789", digits), sentence.size());
   return digits == end ? sentence
                        : sentence.substr(0, digits) +
@@ -691,15 +694,20 @@ TEST_CASE("switched, but not stored") {
 }
 
 TEST_CASE("switched on without a user") {
-  CheckVerdict(Without(Without(Instead(Good(Command::kEnable), "dwSessionId",
-                                       {"LOG_INFO : CProviderAntiSpam::SetAntiSpamEnable() - dwSessionId:1, szSID: "}),
-                               "ImpersonateLoggedOnUser"),
-                       "Succeeded in calling"),
-               Outcome::kPart, "Filtering is switched on in part: the user at the console is not known.",
-               {"problem no-user 8", "problem no-monitor"});
+  Lines run = Good(Command::kEnable);
+  run.erase(std::remove_if(run.begin(), run.end(),
+                           [](const std::string& entry) {
+                             return entry.find("ImpersonateLoggedOnUser") != std::string::npos ||
+                                    entry.find("Succeeded in calling") != std::string::npos;
+                           }),
+            run.end());
+  CheckVerdict(
+      Instead(run, "dwSessionId", {"LOG_INFO : CProviderAntiSpam::SetAntiSpamEnable() - dwSessionId:1, szSID: "}),
+      Outcome::kPart, "Filtering is switched on in part: the user at the console is not known.",
+      {"problem no-user 8", "problem no-monitor"});
   // The user is known, but could not be impersonated when the monitors were due.
-  CheckVerdict(Without(Without(Good(Command::kEnable), "ImpersonateLoggedOnUser"), "Succeeded in calling"),
-               Outcome::kPart, "Filtering is switched on in part: no monitor was started.", {"problem no-monitor"});
+  CheckVerdict(run, Outcome::kPart, "Filtering is switched on in part: no monitor was started.",
+               {"problem no-monitor"});
   // -d needs no user.
   CheckVerdict(Instead(Good(Command::kDisable), "dwSessionId",
                        {"LOG_INFO : CProviderAntiSpam::SetAntiSpamEnable() - dwSessionId:1, szSID: "}),
