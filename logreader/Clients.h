@@ -21,6 +21,7 @@ struct Client {
   std::string_view notified;
   std::string_view notNotified;
   std::string_view runsAtRemoval;  // and its modules stay registered
+  std::string_view entryStays;     // in the list of a maker's plug-ins
 };
 
 inline constexpr Client kClients[] = {
@@ -29,7 +30,7 @@ inline constexpr Client kClients[] = {
      "SetAntiSpamEnable() - VELA OL deactivated successfully.",
      "*** SetAntiSpamEnable() - failed on VELA_DeActivateOL()",
      "[VELAUtility::NotifyReloadVELAEngine] OL has been notified.",
-     "Fail to OpenEvent() for VELA_SHADOW_UPDATE_EVENT_OL! ErrCode:\1", ""},
+     "Fail to OpenEvent() for VELA_SHADOW_UPDATE_EVENT_OL! ErrCode:\1", "", ""},
     {"VELA_OE", 4, false, false, "VELAUtility::PreInstallVELA_OE(), Ret: \1",
      "SetAntiSpamEnable() - VELA OE activated successfully.",
      "Failed to call CreateProcessAsUser() to launch VELA_OEMon.exe \1 ",
@@ -37,7 +38,8 @@ inline constexpr Client kClients[] = {
      "Fail to DeleteRegStringValue() of g_szOE_OEM !", "SetAntiSpamEnable() - VELA OE deactivated successfully.",
      "*** SetAntiSpamEnable() - failed on VELA_DeActivateOE()",
      "[VELAUtility::NotifyReloadVELAEngine] OE has been notified.",
-     "Fail to OpenEvent() for VELA_SHADOW_UPDATE_EVENT_OE! ErrCode:\1", "plugVELA_Uninstall(), OE is still running!."},
+     "Fail to OpenEvent() for VELA_SHADOW_UPDATE_EVENT_OE! ErrCode:\1", "plugVELA_Uninstall(), OE is still running!.",
+     ""},
     {"VELA_WLM", 4, true, true, "VELAUtility::PreInstallVELA_WLM(), Ret: \1",
      "SetAntiSpamEnable() - VELA WLM activated successfully.",
      "Failed to call CreateProcessAsUser() to launch VELA_WLMMon.exe \1 ",
@@ -46,7 +48,8 @@ inline constexpr Client kClients[] = {
      "*** SetAntiSpamEnable() - failed on VELA_DeActivateWLM()",
      "[VELAUtility::NotifyReloadVELAEngine] WLM has been notified.",
      "Fail to OpenEvent() for VELA_SHADOW_UPDATE_EVENT_WLM! ErrCode:\1",
-     "WLM is still running. Do not unregister WLM COM objects."},
+     "WLM is still running. Do not unregister WLM COM objects.",
+     "Failed to DeleteRegStringValue HKEY_LOCAL_MACHINE\\WLMAilApiCppDllClient !!"},
 };
 
 }  // namespace LogReader

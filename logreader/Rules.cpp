@@ -477,8 +477,11 @@ void SwitchFailedWithoutCause(Case& run) {
 
 void NotRegisteredBefore(Case& run) {
   if (run.Has(kNoAddinKey)) {
-    for (const std::string_view text : {kAddinNotOff, kPluginEntryStays}) {
-      for (Line* const line : run.All(text)) {
+    for (Line* const line : run.All(kAddinNotOff)) {
+      run.Set(*line, Kind::kUsual);
+    }
+    for (const Client& client : kClients) {
+      for (Line* const line : run.All(client.entryStays)) {
         run.Set(*line, Kind::kUsual);
       }
     }

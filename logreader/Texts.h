@@ -74,8 +74,6 @@ inline constexpr std::string_view kRemovalBegins = "VELA is still Activated. Set
 inline constexpr std::string_view kNoAddinKey = " IsRegistryExisted(HKEY_LOCAL_MACHINE, g_szOLActivateKey) = FALSE ";
 inline constexpr std::string_view kAddinKeyDeleted = "Delete VELA_OLA.OLAgent registry Success! ";
 inline constexpr std::string_view kAddinKeyStays = "Cannot delete registry !!";
-inline constexpr std::string_view kPluginEntryStays =
-    "Failed to DeleteRegStringValue HKEY_LOCAL_MACHINE\\WLMAilApiCppDllClient !!";
 inline constexpr std::string_view kFolderEmptied = "OrCommon::Storage::File::DeleteAllFiles succeeded, dwRtnValue:\1";
 inline constexpr std::string_view kFolderNotEmptied = "OrCommon::Storage::File::DeleteAllFiles failed, dwRtnValue:\1";
 inline constexpr std::string_view kProductRemoved = "VELAUtility::DeleteFolderFiles(), Success to delete folder: \1";
@@ -91,7 +89,7 @@ inline constexpr std::string_view kAll[] = {
     kUnregisterResult, kUnregisterSlow, kNoRedemption, kNoOeInit, kNoOeCom, kNoOeStore, kNoSession, kUser,
     kSwitchFailed, kMonitorStart, kMonitorsFailed, kEnabled, kEnableStored, kEnableNotStored, kNoKey, kAddinNotOff,
     kMonitorsNext, kMonitorsLeft, kDisabled, kDisableStored, kDisableNotStored, kState, kNoState, kNotifyBegins,
-    kNotifyEnds, kUpgradeNotified, kRemovalBegins, kNoAddinKey, kAddinKeyDeleted, kAddinKeyStays, kPluginEntryStays,
+    kNotifyEnds, kUpgradeNotified, kRemovalBegins, kNoAddinKey, kAddinKeyDeleted, kAddinKeyStays,
     kFolderEmptied, kFolderNotEmptied, kProductRemoved, kProductStays, kDataStays};
 // clang-format on
 
