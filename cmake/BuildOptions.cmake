@@ -56,7 +56,7 @@ else()
   endif()
   if(VELA_COVERAGE)
     # Only the product is counted, but in every object, because its headers define inline functions.
-    set(_folders "Common/[^/]*|activation|cli|install|notify|plugins|settings|uninstall")
+    set(_folders "Common/[^/]*|activation|cli|install|logreader|notify|plugins|settings|uninstall")
     target_compile_options(vela_options INTERFACE
       --coverage "-fprofile-filter-files=^${CMAKE_SOURCE_DIR}/(${_folders})/[^/]*")
     target_link_options(vela_options INTERFACE --coverage)

@@ -208,6 +208,18 @@ def silent_faults(root):
     return faults
 
 
+def json_faults(root):
+    """docs/log.md lists the fields of VELAlog.exe --json."""
+    code = read(root / "logreader/Report.cpp")
+    fields = set(re.findall(r'(?<!= )\{"(\w+)", |json\["(\w+)"\]|"(runs)', code))
+    written = {name for names in fields for name in names if name}
+    section = read(root / "docs/log.md").split("## VELAlog.exe --json")[-1]
+    listed = {name for row in section.splitlines() if row.startswith("|")
+              for name in re.findall(r"`(\w+)`", row.split("|")[2])}
+    return ["docs/log.md: --json has a field %s in only one of code and page" % name
+            for name in sorted(written ^ listed)]
+
+
 def version_faults(root):
     built = re.search(r"project\(\w+ VERSION ([\d.]+)", read(root / "CMakeLists.txt"))[1]
     other = json.loads(read(root / "vcpkg.json"))["version-string"]
@@ -228,7 +240,8 @@ def faults_in(root):
         name = page.relative_to(root).as_posix()
         faults += ["%s: %s" % (name, fault) for fault in link_faults(page, text) + name_faults(text, files)]
     return faults + (command_faults(root) + preset_faults(root) + place_faults(root) + client_faults(root) +
-                     picture_faults(root) + version_faults(root) + silent_faults(root))
+                     picture_faults(root) + version_faults(root) + silent_faults(root) +
+                     json_faults(root))
 
 
 def main():

@@ -172,6 +172,13 @@ class Docs(Folder):
         page = "# One\n```\n# two\n```\n## [Three](x.md)\n<a id=\"four\"></a>\n"
         self.assertEqual(check_docs.anchors_in(page), {"one", "three", "four"})
 
+    def test_json_fields(self):
+        self.write("logreader/Report.cpp", 'Json run = {{"run", 1},\n {"time", 2}};\njson["lines"] = 3;\n')
+        table = "## VELAlog.exe --json\n| a run | `run`, `time` | `one` |\n"
+        for rows, faults in (("| | `lines` | |", 0), ("", 1), ("| | `lines`, `more` | |", 1)):
+            self.write("docs/log.md", table + rows + "\n")
+            self.assertEqual(len(check_docs.json_faults(self.root)), faults)
+
     def test_names(self):
         files = {"cli/RunLog.h", "cli/RunLog.cpp", "tests/scenarios/ExpectedLog.cpp", "scripts/demo.sh"}
         good = "`cli/RunLog.{h,cpp}` `RunLog.h` `Expected*.cpp` ./scripts/demo.sh cli/RunLog `C:\\install\\Setup`"
