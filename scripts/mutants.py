@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""mutants.py [--count N] [--seed N] [--only PLACE]... [--list] [--again] [--jobs N]
+"""mutants.py [--count N | --all [--minutes N]] [--seed N] [--only PLACE]... [--list] [--again] [--jobs N]
 
 Makes small changes in copies of the product's sources, one at a time, and runs the tests. At least 95 in 100 must make
 a test fail. Prints the survivors. tests/mutants/equivalent.txt lists changes without effect; they do not count.
@@ -7,6 +7,9 @@ a test fail. Prints the survivors. tests/mutants/equivalent.txt lists changes wi
   --count  how many changes (default 200)     --list   print the sample and end
   --seed   another sample (default 1)         --again  go on: keep earlier verdicts, try survivors again
   --only   only in this file or folder         --jobs   how many at a time (default: processors + 1)
+  --all    every change that has no verdict yet, for so many minutes (default: to the end). It goes on where an earlier
+           run stopped, also a sample: build/mutants/verdicts.jsonl keeps each verdict as long as the changed file stays
+           as it was. If only tests have changed, remove that file, or use --again.
 
 Writes build/prove/mutants.md and build/mutants/survivors.txt. Exits with 1 below 95 per cent, with 2 if it cannot run.
 
@@ -16,9 +19,11 @@ run under Wine, and levels, log texts and the order of statements are among the 
 import argparse
 import collections
 import concurrent.futures
+import hashlib
 import json
 import os
 import pathlib
+import random
 import sys
 import threading
 import time
@@ -33,7 +38,7 @@ from mutation.fitting import COMPANIONS, fitting_tests  # noqa: E402
 WANTED = 95.0
 REPORT = bench.ROOT / "build/prove/mutants.md"
 SURVIVORS = bench.FOLDER / "survivors.txt"
-VERDICTS = bench.FOLDER / "verdicts.jsonl"  # a line for each verdict, written at once
+VERDICTS = bench.FOLDER / "verdicts.jsonl"  # a line for each verdict, written at once; they add up
 
 CAUGHT, TIMED_OUT, WITHOUT_EFFECT, SURVIVED = "caught", "caught by the time limit", "without effect", "survived"
 REFUSED = "does not compile"
@@ -50,7 +55,8 @@ def take(left, kind):
 class Trials:
     def __init__(self, tests, sources, equivalents, jobs, known):
         self.tests = tests
-        self.known = known  # verdicts of an earlier run
+        self.known = known  # verdicts of earlier runs
+        self.until = None  # when no other change is begun; None: never
         self.sources = sources
         self.equivalents = equivalents
         self.jobs = jobs
@@ -103,8 +109,8 @@ class Trials:
         return SURVIVED, ""
 
     def judge(self, change, left):
-        """Records the verdict on this change. If it does not compile, takes the next one that is left."""
-        while change:
+        """Records the verdict on this change. If it does not compile, takes the next one that is left, if any."""
+        while change and (self.until is None or time.monotonic() < self.until):
             started = time.monotonic()
             verdict, name = self.known.get(name_of(change), SURVIVED), "an earlier run"
             if change in self.equivalents:
@@ -113,10 +119,10 @@ class Trials:
                 verdict, name = self.test(change)
             with self.lock:
                 with VERDICTS.open("a", encoding="utf-8") as record:
-                    record.write(json.dumps((name_of(change), verdict)) + "\n")
+                    record.write(json.dumps((name_of(change), digest(self.sources[change.file]), verdict)) + "\n")
                 if verdict == REFUSED:  # try another one
                     self.refused += 1
-                    change = take(left, change.kind)
+                    change = take(left, change.kind) if left else None
                     continue
                 self.verdicts.append((change, verdict))
                 print(f"{len(self.verdicts):4} {change.kind:10} {change.file}:{change.line} {verdict}"
@@ -135,32 +141,49 @@ def name_of(change):
     return change.file, change.kind, change.before, change.after, change.key
 
 
-def report(trials, seed, seconds):
-    counted = collections.Counter((change.kind, verdict) for change, verdict in trials.verdicts)
+def digest(text):
+    return hashlib.sha256(text.encode("utf-8")).hexdigest()
+
+
+def summary_of(what, verdicts):
+    """A sentence, and how many per cent were caught."""
+    counted = collections.Counter(verdict for _, verdict in verdicts)
+    caught = counted[CAUGHT] + counted[TIMED_OUT]
+    tried = caught + counted[SURVIVED]
+    share = 100.0 * caught / tried if tried else 0.0
+    return (f"{what}: {share:.1f} % caught: {caught} of {tried} mutants, {counted[TIMED_OUT]} of them by the time limit; "
+            f"{counted[WITHOUT_EFFECT]} more are without effect."), share
+
+
+def report(verdicts, summaries):
+    """Stores and prints the table of these verdicts, (change, verdict)."""
+    counted = collections.Counter((change.kind, verdict) for change, verdict in verdicts)
     rows = ["| kind | mutants | caught | without effect | survived |", "|---|---|---|---|---|"]
     for name, kinds in (*((kind, [kind]) for kind in KINDS), ("all", KINDS)):
         caught, timed_out, without, survived = (sum(counted[kind, verdict] for kind in kinds) for verdict in (
             CAUGHT, TIMED_OUT, WITHOUT_EFFECT, SURVIVED))
         caught += timed_out
         rows.append(f"| {name} | {caught + without + survived} | {caught} | {without} | {survived} |")
-    share = 100.0 * caught / (caught + survived) if caught + survived else 0.0
-    summary = (f"Seed {seed}: {share:.1f} % caught: {caught} of {caught + survived} mutants, {timed_out} of them by the "
-               f"time limit; {without} more are without effect, {trials.refused} did not compile and were replaced. "
-               f"{seconds:.0f} s.")
+    lines = [line for summary in summaries for line in (summary, "")] + rows
     REPORT.parent.mkdir(parents=True, exist_ok=True)
-    REPORT.write_text("\n".join([summary, "", *rows, ""]), encoding="utf-8")
+    REPORT.write_text("\n".join([*lines, ""]), encoding="utf-8")
     SURVIVORS.write_text("".join(described(change) for change, verdict in sorted(
-        trials.verdicts, key=lambda pair: (pair[0].file, pair[0].line)) if verdict == SURVIVED), encoding="utf-8")
-    print("\n".join(["", *rows, "", summary]))
-    return share
+        verdicts, key=lambda pair: (pair[0].file, pair[0].line)) if verdict == SURVIVED), encoding="utf-8")
+    print("\n".join(["", *lines]))
 
 
-def earlier_verdicts(wanted):
-    if wanted and VERDICTS.exists():
-        lines = VERDICTS.read_text(encoding="utf-8").splitlines()
-        return {tuple(name): verdict for name, verdict in map(json.loads, lines)}
-    VERDICTS.write_text("", encoding="utf-8")
-    return {}
+def earlier_verdicts(sources):
+    """Those on files that have not changed since."""
+    digests = {file: digest(text) for file, text in sources.items()}
+    lines = VERDICTS.read_text(encoding="utf-8").splitlines() if VERDICTS.exists() else []
+    return {tuple(name): verdict for name, seen, verdict in map(json.loads, lines) if digests.get(name[0]) == seen}
+
+
+def judged(changes, equivalents, known):
+    """(change, verdict) for each of the changes that has a verdict and compiles."""
+    verdicts = ((change, WITHOUT_EFFECT if change in equivalents else known.get(name_of(change), REFUSED))
+                for change in changes)
+    return [pair for pair in verdicts if pair[1] != REFUSED]
 
 
 def main():
@@ -171,6 +194,8 @@ def main():
     parser.add_argument("--jobs", type=int, default=(os.cpu_count() or 1) + 1)
     parser.add_argument("--list", action="store_true")
     parser.add_argument("--again", action="store_true")
+    parser.add_argument("--all", action="store_true")
+    parser.add_argument("--minutes", type=float)
     arguments = parser.parse_args()
     started = time.monotonic()
     bench.copy_sources()
@@ -180,22 +205,30 @@ def main():
     equivalents = matching(entries, changes)
     chosen = [change for change in changes if not arguments.only or
               any(change.file == place or change.file.startswith(place + "/") for place in arguments.only)]
-    count = min(arguments.count, len(chosen))
-    left = in_order(chosen, arguments.seed)
-    sample = [take(left, KINDS[number % len(KINDS)]) for number in range(count)]
+    known = earlier_verdicts(sources)
+    if arguments.all:
+        left = None
+        done = {name for name, verdict in known.items() if verdict != SURVIVED or not arguments.again}
+        sample = [change for change in chosen if name_of(change) not in done and change not in equivalents]
+        random.Random(arguments.seed).shuffle(sample)  # so that those of a part are a fair sample
+    else:
+        left = in_order(chosen, arguments.seed)
+        sample = [take(left, KINDS[number % len(KINDS)]) for number in range(min(arguments.count, len(chosen)))]
+    count = len(sample)
     if arguments.list:
         for change in sample:
             print(described(change), end="")
         return 0
-    if count == 0:
+    if not chosen:
         raise bench.CannotRun("no changes to try")
     bench.build_all(arguments.jobs)
     trials = Trials(bench.read_tests(COMPANIONS), sources, equivalents, arguments.jobs,
-                    earlier_verdicts(arguments.again))
+                    known if arguments.again or arguments.all else {})
     trials.see_tests_pass({name for change in chosen for group in fitting_tests(change.file, trials.tests)
                            for name in group})
     print(f"{len(changes)} possible changes, trying {count}; prepared in {time.monotonic() - started:.0f} s",
           flush=True)
+    trials.until = time.monotonic() + 60 * arguments.minutes if arguments.minutes else None
     with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
         waiting = [pool.submit(trials.judge, change, left) for change in
                    sorted(sample, key=lambda change: change.file.endswith(".h"))]  # headers take the longest
@@ -205,7 +238,16 @@ def main():
         except BaseException:
             pool.shutdown(cancel_futures=True)
             raise
-    share = report(trials, arguments.seed, time.monotonic() - started)
+    print(f"{trials.refused} did not compile; {time.monotonic() - started:.0f} s")
+    known = earlier_verdicts(sources)
+    whole = judged(chosen, equivalents, known)
+    tried = len(whole) + sum(known.get(name_of(change)) == REFUSED for change in chosen)
+    summary, share = summary_of(f"Of all {len(chosen)} changes, {tried} tried so far", whole)
+    if arguments.all:
+        report(whole, [summary])
+    else:
+        of_sample, share = summary_of(f"Seed {arguments.seed}", trials.verdicts)
+        report(trials.verdicts, [of_sample, summary])
     return 0 if share >= WANTED else 1
 
 
