@@ -2,7 +2,9 @@
 
 #include <windows.h>
 
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cwchar>
 #include <ostream>
 
@@ -74,19 +76,43 @@ void LogClosingLine(int result) {
   ::_snprintf(time, sizeof time - 1, "[%04d/%02d/%02d %02d:%02d:%02d]", now.wYear, now.wMonth, now.wDay, now.wHour,
               now.wMinute, now.wSecond);
   RunLog::Info() << time << L" VELA END!!! RetrunCode:" << result;
+  // Not left to the end of the process: without memory, the runtime may not have noted that the log must be closed
+  // then.
+  RunLog::Flush();
+}
+
+void EndAfterAbort(int /*signal*/) {
+  LogClosingLine(kBrokenOff);
+  std::exit(kBrokenOff);
+}
+
+int RunArguments(wchar_t* const arguments[]) {
+  RunLog::Info() << L" cmd:" << arguments[1] << std::endl
+                 << L" src:" << arguments[2] << std::endl
+                 << L"dest:" << arguments[3];
+  SrcPath = arguments[2];
+  DestPath = arguments[3];
+  return RunNamedCommand(arguments[1]);
 }
 
 }  // namespace
 
+void EndProperlyAtAbort() {
+  std::signal(SIGABRT, EndAfterAbort);
+  // To throw, the runtime needs memory, or the reserve that it takes at its start. If it has neither it aborts: here,
+  // when nothing is changed yet, and not in the middle of a command.
+  try {
+    throw kBrokenOff;
+  } catch (int) {
+  }
+}
+
 int RunCommand(int count, wchar_t* const arguments[]) {
   int result = 0;
-  if (count == kArgumentCount) {
-    RunLog::Info() << L" cmd:" << arguments[1] << std::endl
-                   << L" src:" << arguments[2] << std::endl
-                   << L"dest:" << arguments[3];
-    SrcPath = arguments[2];
-    DestPath = arguments[3];
-    result = RunNamedCommand(arguments[1]);
+  try {
+    result = count == kArgumentCount ? RunArguments(arguments) : 0;
+  } catch (...) {  // std::bad_alloc, or whatever else no command catches
+    result = kBrokenOff;
   }
   LogClosingLine(result);
   return result;

@@ -12,5 +12,6 @@ int _dowildcard = 0;
 int wmain(int count, wchar_t* arguments[]);  // the runtime's entry point for wide arguments
 
 int wmain(int count, wchar_t* arguments[]) {
+  EndProperlyAtAbort();
   return RunCommand(count, arguments);
 }

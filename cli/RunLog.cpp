@@ -3,6 +3,8 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cwchar>
 
 #include "Common/OrCommon/OrComn_File.h"
 #include "Common/OrCommon/OrComn_Handles.h"
@@ -26,19 +28,21 @@ class LogFile {
     Guards() { OrCommon::GuardProcess(); }
   };
   Guards guards_;
-  std::wofstream stream_;  // closed by its destructor: close() would throw for a pending unwritable character
+  wchar_t buffer_[BUFSIZ];  // as large as the stream's own, which would come from the heap
+  std::wofstream stream_;   // closed by its destructor: close() would throw for a pending unwritable character
 };
 
 LogFile::LogFile() {
-  std::wstring path;
+  wchar_t path[OrCommon::Storage::File::kTemporaryFolderCapacity + 32];
   OrCommon::Storage::File::GetTemporaryFolder(path);
-  path += L"\\QRTX_Debug";
-  if (::GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES) {
-    ::CreateDirectoryW(path.c_str(), nullptr);
+  std::wcscat(path, L"\\QRTX_Debug");
+  if (::GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES) {
+    ::CreateDirectoryW(path, nullptr);
   }
-  path += L"\\vela.log";
+  std::wcscat(path, L"\\vela.log");
+  stream_.rdbuf()->pubsetbuf(buffer_, BUFSIZ);
   // If the file cannot be opened, the stream stays failed and every entry is a no-op; the run continues.
-  stream_.open(path.c_str(), std::ios_base::out | std::ios_base::app);
+  stream_.open(path, std::ios_base::out | std::ios_base::app);
 }
 
 LogFile g_log;
@@ -76,7 +80,13 @@ Entry& Entry::operator<<(std::wostream& (*manipulator)(std::wostream&)) {
 }
 
 Entry& Entry::operator<<(const char* text) {
-  return Insert(text);
+  // Not by the stream, which would widen it in memory from the heap.
+  const OrCommon::LastErrorKeeper keeper;
+  std::wofstream& stream = g_log.Stream();
+  for (; *text != '\0'; ++text) {
+    stream.put(stream.widen(*text));
+  }
+  return *this;
 }
 
 Entry& Entry::operator<<(int number) {

@@ -5,8 +5,8 @@
 // writes one entry: a line break (which ends the previous entry) with a flush, the level's prefix, then the parts
 // without separators. Narrow text is widened, numbers are decimal, booleans 1 or 0. The file is 8-bit text. A character
 // above U+00FF cannot be written: from there on the log of this run is lost, but the run continues. The same applies if
-// the file cannot be opened. Nothing here fails, throws or changes the last-error code, so any part of an entry may
-// print GetLastError().
+// the file cannot be opened. Nothing here fails, throws, takes memory from the heap or changes the last-error code, so
+// any part of an entry may print GetLastError().
 #pragma once
 
 #include <fstream>

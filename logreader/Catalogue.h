@@ -70,6 +70,8 @@ const Message* MessageOf(std::string_view text);
 inline constexpr std::string_view kHeaderText = " cmd:\1\n src:\1\ndest:\1";
 inline constexpr std::string_view kClosingText = "\1 VELA END!!! RetrunCode:\1";
 inline constexpr std::string_view kUnknownSwitchText = "Pn error.";
+// The exit code of a run whose memory ran out; any command can have it.
+inline constexpr std::string_view kBrokenOffCode = "-520159230";
 
 struct CommandName {
   Command command;

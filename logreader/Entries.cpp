@@ -13,7 +13,7 @@ constexpr std::string_view kSourceMark = " src:";
 constexpr std::string_view kDestinationMark = "dest:";
 constexpr std::string_view kClosingMark = " VELA END!!! RetrunCode:";
 // All exit codes that the program has.
-constexpr std::string_view kCodes[] = {"0", "1", "-520159231"};
+constexpr std::string_view kCodes[] = {"0", "1", "-520159231", kBrokenOffCode};
 
 bool StartsWith(std::string_view text, std::string_view beginning) {
   return text.substr(0, beginning.size()) == beginning;

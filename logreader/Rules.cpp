@@ -127,12 +127,16 @@ bool IsCutOff(const Case& run, const Line& line) {
   return run.IsLastOfUnclosed(line) && line.message == nullptr && BeginsMessage(line.entry.level, line.entry.text);
 }
 
+bool IsBrokenOff(const Case& run) {
+  return run.run.isClosed && run.run.code == kBrokenOffCode;
+}
+
 }  // namespace
 
 // ---- the frame of the run
 
 void WrongNumberOfArguments(Case& run) {
-  if (run.IsClosingLineOnly()) {
+  if (run.IsClosingLineOnly() && !IsBrokenOff(run)) {
     run.Find(Kind::kFatal, *run.own.front());
   }
 }
@@ -164,10 +168,16 @@ void UnknownSwitch(Case& run) {
   }
 }
 
+void BrokenOff(Case& run) {
+  if (IsBrokenOff(run)) {
+    run.Find(Kind::kFatal, *run.own.back());
+  }
+}
+
 void UnusualExitCode(Case& run) {
   const std::string& code = run.run.code;
   const Command command = run.run.command;
-  if (!run.run.isClosed || command == Command::kUnknown) {
+  if (!run.run.isClosed || command == Command::kUnknown || IsBrokenOff(run)) {
     return;
   }
   const bool notifies = command == Command::kUpgrade || command == Command::kReload;
@@ -183,7 +193,7 @@ void UnusualExitCode(Case& run) {
 }
 
 void LinesAreMissing(Case& run) {
-  if (!run.run.isClosed || !run.run.hasHeader || run.run.command == Command::kUnknown) {
+  if (!run.run.isClosed || !run.run.hasHeader || run.run.command == Command::kUnknown || IsBrokenOff(run)) {
     return;
   }
   bool isMissing = !run.run.hasBanner;

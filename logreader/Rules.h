@@ -12,6 +12,7 @@ void BeginningIsMissing(Case& run);
 void EndIsMissing(Case& run);
 void LogWasLost(Case& run);
 void UnknownSwitch(Case& run);
+void BrokenOff(Case& run);
 void UnusualExitCode(Case& run);
 void LinesAreMissing(Case& run);
 

@@ -55,6 +55,9 @@ Command OnlyOf(unsigned commands) {
 }
 
 bool CanEndWith(Command command, std::string_view code) {
+  if (code == kBrokenOffCode) {
+    return true;
+  }
   switch (command) {
     case Command::kInstall:
       return code == "0" || code == "-520159231";

@@ -1,5 +1,7 @@
 #include "Common/OrCommon/OrComn_File.h"
 
+#include <cwchar>
+
 #include "Common/OrCommon/OrComn_FolderWalk.h"
 
 namespace OrCommon::Storage::File {
@@ -75,16 +77,15 @@ bool IsFolder(const std::wstring& path) {
          (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0;
 }
 
-void GetTemporaryFolder(std::wstring& folder) {
+void GetTemporaryFolder(wchar_t* folder) noexcept {
   constexpr std::wstring_view kSuffix = L"\\Temp";
-  constexpr UINT kCapacity = MAX_PATH + 1;  // characters, terminator included
-  wchar_t windowsFolder[kCapacity] = {};
-  const UINT length = ::GetWindowsDirectoryW(windowsFolder, kCapacity);
+  constexpr UINT kCapacity = kTemporaryFolderCapacity;
+  const UINT length = ::GetWindowsDirectoryW(folder, kCapacity);
   if (length == 0 || length >= kCapacity || length + kSuffix.size() + 1 > kCapacity) {
-    folder = L"C:\\WINDOWS\\Temp";
+    std::wcscpy(folder, L"C:\\WINDOWS\\Temp");
     return;
   }
-  folder.assign(windowsFolder, length).append(kSuffix);
+  std::wcscpy(folder + length, kSuffix.data());
 }
 
 bool DeleteAllFiles(const std::wstring& folder, int& restartNeeded, DWORD* error, const MayWait& mayWait) {

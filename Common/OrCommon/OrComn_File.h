@@ -24,8 +24,10 @@ bool IsFolder(const std::wstring& path);
 
 // The machine's temporary folder, without a trailing backslash: the Windows folder and "\Temp". It is "C:\WINDOWS\Temp"
 // if the Windows folder cannot be determined or leaves no room within 260 characters. TEMP is not used: it depends on
-// the user, and these files must be in the same place for every user.
-void GetTemporaryFolder(std::wstring& folder);
+// the user, and these files must be in the same place for every user. `folder` has room for kTemporaryFolderCapacity
+// characters.
+inline constexpr UINT kTemporaryFolderCapacity = MAX_PATH + 1;  // terminator included
+void GetTemporaryFolder(wchar_t* folder) noexcept;
 
 // Called before an entry (a full path) is scheduled for deletion at the next restart. False prevents that.
 using MayWait = std::function<bool(const std::wstring& path)>;

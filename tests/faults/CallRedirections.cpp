@@ -13,6 +13,7 @@
 #include <string_view>
 #include <type_traits>
 
+#include "tests/faults/Allocations.h"
 #include "tests/faults/AnsweredCalls.h"
 #include "tests/faults/CallBooks.h"
 #include "tests/faults/SubjectRun.h"
@@ -74,9 +75,16 @@ template <ProductCall kCall, class Result, class... Arguments>
 struct Redirected<kCall, Result(Arguments...)> {
   static Result WINAPI Call(Arguments... arguments) {
     const DWORD errorBefore = ::GetLastError();
+    Allocations::BeginProduct();
+    const bool lacksMemory = Allocations::Takes(kCall) && Allocations::Fails();
+    const Allocations::Aside aside;
     SubjectRun& run = SubjectRun::Get();
     TestSupport::FailureReturn failure;
-    const bool fails = run.Begins(kCall, __builtin_return_address(0), Book<kCall>::IsChange(arguments...), failure);
+    bool fails = run.Begins(kCall, __builtin_return_address(0), Book<kCall>::IsChange(arguments...), failure);
+    if (lacksMemory && !fails) {
+      failure = TestSupport::FailureReturn::Of(NameOf(kCall), ERROR_NOT_ENOUGH_MEMORY);
+      fails = true;
+    }
     Book<kCall>::Before(run, arguments...);
     ::SetLastError(fails && failure.setsLastError ? failure.error : errorBefore);
     if constexpr (std::is_void_v<Result>) {

@@ -19,6 +19,7 @@
 #include "tests/faults/ProductCalls.h"
 #include "tests/faults/RunChecks.h"
 #include "tests/faults/SubjectProcess.h"
+#include "tests/faults/SweepOptions.h"
 #include "tests/faults/VerdictChecks.h"
 #include "tests/support/FailureReturns.h"
 
@@ -26,20 +27,6 @@ using namespace Faults;
 using TestSupport::Lines;
 
 namespace {
-
-int Number(const char* variable, int otherwise) {
-  const char* const text = std::getenv(variable);
-  return text != nullptr ? std::atoi(text) : otherwise;
-}
-
-bool IsSwept(std::size_t scenario) {
-  const int only = Number("VELA_FAULTS_SCENARIO", -1);
-  return only < 0 || static_cast<std::size_t>(only) == scenario;
-}
-
-std::string WithSuffix(const Scenario& scenario, const std::string& order) {
-  return scenario.shellOnly ? order + " shell" : order;
-}
 
 class Sweep {
  public:

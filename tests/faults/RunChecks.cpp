@@ -16,14 +16,27 @@ constexpr DWORD kSwitchNotStored = 0xE0FF0001;
 struct MeantToStay {
   std::string_view note;   // how the note begins
   std::string_view place;  // the function that took it (the beginning of its name is enough)
-  bool afterFailureOnly;   // allowed only if a function bound by name was not available
+  bool (*isMeant)(const SubjectOutcome& outcome);
 };
+
+// A function that is bound by name was not available.
+bool SessionFailed(const SubjectOutcome& outcome) {
+  return std::any_of(outcome.remarks.begin(), outcome.remarks.end(),
+                     [](const std::string& remark) { return remark == "session failed"; });
+}
+
+bool LacksMemory(const SubjectOutcome& outcome) {
+  return outcome.refused != 0;
+}
+
 constexpr MeantToStay kMeantToStay[] = {
     // The shell's libraries stay until the process ends.
-    {"left LoadLibraryW ", "OrCommon::Shell::", false},
+    {"left LoadLibraryW ", "OrCommon::Shell::", [](const SubjectOutcome&) { return true; }},
     // The functions that give these back were not available.
-    {"left CreateEnvironmentBlock ", "OrCommon::TerminalService::StartImpersonateLoggedOnUser", true},
-    {"left LoadUserProfileW ", "VELAUtility::LoadLoggedOnUserProfile", true},
+    {"left CreateEnvironmentBlock ", "OrCommon::TerminalService::StartImpersonateLoggedOnUser", SessionFailed},
+    {"left LoadUserProfileW ", "VELAUtility::LoadLoggedOnUserProfile", SessionFailed},
+    // The runtime could not note that the trace must be destroyed at the end. The end of the process releases it.
+    {"left InitializeCriticalSection ", "OrCommon::DebugLog::DebugLog", LacksMemory},
 };
 
 bool Has(const Lines& log, std::string_view text) {
@@ -49,17 +62,11 @@ std::string Named(const std::string& note, std::string& place) {
   return note.substr(0, begin) + "in " + place + note.substr(end);
 }
 
-bool SessionFailed(const SubjectOutcome& outcome) {
-  return std::any_of(outcome.remarks.begin(), outcome.remarks.end(),
-                     [](const std::string& remark) { return remark == "session failed"; });
-}
-
 bool IsMeant(const SubjectOutcome& outcome, const std::string& note, const std::string& place) {
   return note == "session failed" ||
          std::any_of(std::begin(kMeantToStay), std::end(kMeantToStay), [&](const MeantToStay& row) {
            return note.compare(0, row.note.size(), row.note) == 0 &&
-                  place.compare(0, row.place.size(), row.place) == 0 &&
-                  (!row.afterFailureOnly || SessionFailed(outcome));
+                  place.compare(0, row.place.size(), row.place) == 0 && row.isMeant(outcome);
          });
 }
 
@@ -77,6 +84,9 @@ void CheckLog(const SubjectOutcome& outcome, Lines& broken) {
 void CheckExitCode(const Scenario& scenario, const SubjectOutcome& outcome, Lines& broken) {
   const wchar_t letter = scenario.commandSwitch[1];
   const DWORD code = outcome.exitCode;
+  if (code == kBrokenOff && outcome.refused != 0) {
+    return;
+  }
   DWORD wanted = 0;
   if (letter == L'I') {
     const bool lost = Has(outcome.log, "Fail to set VELA enable/disable status to reg !!");

@@ -1,4 +1,4 @@
-// The program whose Windows calls can be made to fail: see SubjectRun.h.
+// The program whose Windows calls and allocations can be made to fail: see SubjectRun.h and Allocations.h.
 #include <windows.h>
 
 #include "cli/CommandDispatcher.h"
@@ -6,5 +6,6 @@
 int wmain(int count, wchar_t* arguments[]);  // the runtime's entry point for wide arguments
 
 int wmain(int count, wchar_t* arguments[]) {
+  EndProperlyAtAbort();
   return RunCommand(count, arguments);
 }

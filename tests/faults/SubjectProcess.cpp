@@ -45,6 +45,13 @@ void ReadNote(const std::string& line, SubjectOutcome& outcome) {
     fields >> outcome.calls >> word >> outcome.changes >> word >> made;
     outcome.noted = true;
     outcome.changedNothing = made == 0;
+  } else if (kind == "allocations") {
+    fields >> outcome.allocations >> outcome.allocationsAtStart;
+  } else if (kind == "refused") {
+    fields >> outcome.refused;
+    for (std::string place; fields >> place;) {
+      outcome.refusedIn.push_back(place);
+    }
   } else {
     outcome.remarks.push_back(line);
   }
@@ -109,10 +116,11 @@ std::string Demangled(const std::string& name) {
 
 }  // namespace
 
-SubjectOutcome RunSubject(const std::wstring& commandSwitch, const std::string& order) {
+SubjectOutcome RunSubject(const std::wstring& commandSwitch, const std::string& order, const std::string& memory) {
   TestSupport::RemoveTree(kLogFolder);
   TestSupport::RemoveTree(kNotesFile);
   ::SetEnvironmentVariableW(L"VELA_FAULTS_ORDER", std::wstring(order.begin(), order.end()).c_str());
+  ::SetEnvironmentVariableW(L"VELA_FAULTS_MEMORY", std::wstring(memory.begin(), memory.end()).c_str());
   ::SetEnvironmentVariableW(L"VELA_FAULTS_NOTES", kNotesFile);
   TestSupport::TestProcess process(TestSupport::BuildFolder() + L"\\tests\\faults.subject.exe",
                                    {commandSwitch, kSourceFolder, kDestinationFolder}, L"C:\\");

@@ -24,6 +24,10 @@ struct SubjectOutcome {
   bool noted = false;  // it ran to its end
   int calls = 0;
   int changes = 0;
+  int allocations = 0;                 // see Allocations.h
+  int allocationsAtStart = 0;          // of them before the product's first call
+  int refused = 0;                     // the first that failed
+  std::vector<std::string> refusedIn;  // the calling functions, innermost first; hexadecimal
   bool changedNothing = false;
   std::vector<NotedCall> list;    // of a counting run
   std::vector<NotedCall> failed;  // the first call that was made to fail, if any
@@ -34,8 +38,8 @@ struct SubjectOutcome {
   TestSupport::Lines started;  // what it did besides files and registry: "started <command line>", "set an event"
 };
 
-// `order`: see SubjectRun.h. Removes the log first.
-SubjectOutcome RunSubject(const std::wstring& commandSwitch, const std::string& order);
+// `order`: see SubjectRun.h; `memory`: see Allocations.h. Removes the log first.
+SubjectOutcome RunSubject(const std::wstring& commandSwitch, const std::string& order, const std::string& memory = {});
 
 // The function that contains the place, and the offset in it: "VELAUtility::CopyFileKeepingTimes+0x4a".
 std::string PlaceName(const std::string& place);

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <cwchar>
 
+#include "tests/faults/Allocations.h"
 #include "tests/faults/ProductTrees.h"
 #include "tests/fixtures/OwnFiles.h"
 
@@ -57,6 +58,7 @@ SubjectRun::SubjectRun() {
 }
 
 SubjectRun::~SubjectRun() {
+  const Allocations::Aside aside;
   WriteNotes();
 }
 
@@ -70,11 +72,9 @@ void SubjectRun::ReadOrder() {
     Order order;
     int fields;
   };
-  constexpr Verb kVerbs[] = {{L"count", Order::kCount, 1},
-                             {L"fail", Order::kFail, 3},
-                             {L"lasting", Order::kLasting, 2},
-                             {L"die-before", Order::kDieBefore, 2},
-                             {L"die-after", Order::kDieAfter, 2}};
+  constexpr Verb kVerbs[] = {
+      {L"count", Order::kCount, 1},     {L"plain", Order::kPlain, 1},          {L"fail", Order::kFail, 3},
+      {L"lasting", Order::kLasting, 2}, {L"die-before", Order::kDieBefore, 2}, {L"die-after", Order::kDieAfter, 2}};
   bool known = false;
   for (const Verb& row : kVerbs) {
     if (std::wcscmp(verb, row.name) == 0 && fields >= row.fields) {
@@ -199,7 +199,8 @@ void SubjectRun::BoundUnknown(const char* name) {
 // <function> <place> <kind>", "stray <function> <place> <kind>", "outside <function> <place> <path>", "relative
 // <function> <place> <path>", "unknown <function>", "impersonating <function> <place> change" for a change as the user,
 // except the start of a monitor, "started <command line>", "set an event", "session failed" if a function that is bound
-// by name was not available, and at the end "calls <number> changes <number> made <number>".
+// by name was not available, and at the end "calls <number> changes <number> made <number>" and those of the
+// allocations (Allocations.h).
 void SubjectRun::WriteNotes() {
   for (const auto& [what, call] : owned_) {
     Note("left " + CallText(call) + " " + kOwnedNames[static_cast<int>(what.first)]);
@@ -208,6 +209,7 @@ void SubjectRun::WriteNotes() {
     Note("session failed");
   }
   Note("calls " + std::to_string(calls_) + " changes " + std::to_string(changes_) + " made " + std::to_string(made_));
+  Note(Allocations::Notes());
   const HANDLE file = ::CreateFileW(Variable(L"VELA_FAULTS_NOTES").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
                                     FILE_ATTRIBUTE_NORMAL, nullptr);
   DWORD written = 0;

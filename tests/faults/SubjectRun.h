@@ -2,6 +2,7 @@
 //
 // Two environment variables control it:
 //   VELA_FAULTS_ORDER  "count"             nothing fails, and every call is noted
+//                      "plain"             nothing fails
 //                      "fail <k> <e>"      only call k fails, with error number e (from 0) of its row
 //                      "lasting <k>"       call k and every later one fails, each with its first error
 //                      "die-before <c>"    the process ends instead of making change number c
@@ -65,7 +66,7 @@ class SubjectRun {
   bool Registers() const { return registers_; }
 
  private:
-  enum class Order { kCount, kFail, kLasting, kDieBefore, kDieAfter };
+  enum class Order { kCount, kPlain, kFail, kLasting, kDieBefore, kDieAfter };
   struct Call {
     ProductCall call;
     const void* site;

@@ -95,7 +95,7 @@ constexpr wchar_t kFallback[] = L"C:\\WINDOWS\\Temp";
 
 // The temporary folder of a machine whose Windows folder is `windowsFolder`, or whose query for it returns `result`.
 std::wstring TemporaryFolderWhere(const std::wstring& windowsFolder, std::size_t result) {
-  std::wstring folder = L"content of before";
+  wchar_t folder[OrCommon::Storage::File::kTemporaryFolderCapacity] = L"content of before";
   const ImportRedirection redirect{"GetWindowsDirectoryW", [&](LPWSTR buffer, UINT capacity) -> UINT {
                                      CHECK(capacity == 261);
                                      if (windowsFolder.size() < capacity) {
