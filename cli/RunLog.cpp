@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cwchar>
+#include <iterator>
 
 #include "Common/OrCommon/OrComn_File.h"
 #include "Common/OrCommon/OrComn_Handles.h"
@@ -15,6 +16,15 @@ namespace {
 
 // The stream's "C" locale writes U+0000 to U+00FF as one byte each and cannot write any other character.
 constexpr wchar_t kLastWritable = 0xFF;
+
+constexpr wchar_t kFolder[] = L"\\QRTX_Debug";
+constexpr wchar_t kFile[] = L"\\vela.log";
+
+// Appends the text and its terminator. The path has room for both.
+template <std::size_t kSize>
+void Append(wchar_t* path, const wchar_t (&text)[kSize]) {
+  std::copy(std::begin(text), std::end(text), path + std::wcslen(path));
+}
 
 // Constructed in static initialisation, so that the log is open when wmain starts. The order of the members matters:
 // the guards of the process come first, before any access to the disk.
@@ -33,13 +43,13 @@ class LogFile {
 };
 
 LogFile::LogFile() {
-  wchar_t path[OrCommon::Storage::File::kTemporaryFolderCapacity + 32];
+  wchar_t path[OrCommon::Storage::File::kTemporaryFolderCapacity + std::size(kFolder) + std::size(kFile)];
   OrCommon::Storage::File::GetTemporaryFolder(path);
-  std::wcscat(path, L"\\QRTX_Debug");
+  Append(path, kFolder);
   if (::GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES) {
     ::CreateDirectoryW(path, nullptr);
   }
-  std::wcscat(path, L"\\vela.log");
+  Append(path, kFile);
   stream_.rdbuf()->pubsetbuf(buffer_, BUFSIZ);
   // If the file cannot be opened, the stream stays failed and every entry is a no-op; the run continues.
   stream_.open(path, std::ios_base::out | std::ios_base::app);

@@ -17,12 +17,13 @@ declare -A headings=(
   [undefined]='All tests in a build that ends at undefined behaviour'
   [fuzz]='Pure logic on the host, with sanitizers, fuzzed'
   [faults]='Every Windows call failed, once and from there on'
+  [memory]='Memory runs out: every allocation failed, once and from there on'
   [deaths]='The process ended at every change of the machine, and the command repeated'
   [mutants]='Small changes to the product that the tests catch'
   [newcomer]='The two commands of the README in a clone on a bare Debian, nothing else done'
 )
 # The stages texts and undefined use the run of the stage coverage.
-all_stages=(matrix coverage texts undefined fuzz faults deaths mutants newcomer)
+all_stages=(matrix coverage texts undefined fuzz faults memory deaths mutants newcomer)
 
 write=false
 if [[ ${1:-} == --write ]]; then

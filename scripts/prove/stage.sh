@@ -140,6 +140,11 @@ faults() {
   fi
 }
 
+# Each allocation fails: alone, and once with every later one.
+memory() {
+  sweep faults.full.memory '| Command | Allocations | Runs | Ended with 0xE0FF0002 | Ended before the first line | Runs with findings |'
+}
+
 # The process ends at each change of install, upgrade and uninstall. Then the same command runs again, and files and
 # registry must be as after one undisturbed run.
 deaths() {

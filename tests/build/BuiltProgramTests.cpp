@@ -6,9 +6,11 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <iterator>
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tests/build/Windows52Functions.h"
@@ -165,6 +167,31 @@ TEST_CASE("no imported function comes from a library that somebody could plant i
     CHECK(IsForwardedToPlantable("SystemFunction036"));  // the random number generator
     CHECK_FALSE(IsForwardedToPlantable("RegCloseKey"));
   }
+}
+
+// tests/faults/Allocations.h makes these fail. TlsAlloc takes an index, no memory.
+constexpr std::string_view kKnownAllocations[] = {
+    "AllocateAndInitializeSid", "LocalAlloc", "TlsAlloc", "_onexit", "calloc", "malloc", "realloc"};
+constexpr std::string_view kPartsOfAllocations[] = {"alloc", "heap", "onexit", "atexit", "dup"};
+
+TEST_CASE("the program allocates only by functions that the memory sweep makes fail") {
+  const MappedProgram program(Programs().front());
+  std::vector<std::string> unknown;
+  std::size_t known = 0;
+  for (const auto& import : TestSupport::ReadImports(program.Module())) {
+    const std::string name = LowerCase(import.function);
+    if (std::any_of(std::begin(kPartsOfAllocations), std::end(kPartsOfAllocations),
+                    [&](std::string_view part) { return name.find(part) != std::string::npos; })) {
+      const bool isKnown = std::find(std::begin(kKnownAllocations), std::end(kKnownAllocations), import.function) !=
+                           std::end(kKnownAllocations);
+      known += isKnown ? 1 : 0;
+      if (!isKnown) {
+        unknown.push_back(import.function);
+      }
+    }
+  }
+  CHECK_LINES(unknown, {});
+  CHECK(known >= 3);
 }
 
 TEST_CASE("the manifests request the rights of the caller and name no newer Windows") {

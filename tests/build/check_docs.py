@@ -104,10 +104,12 @@ def command_faults(root):
             faults.append("docs/reference.md: %s is not described" % command)
     for command in sorted(set(re.findall(r"^\| `(-\w)` \|", readme, re.M)) - commands):
         faults.append("README.md: %s is not a command" % command)
-    code = re.search(r"kSwitchNotStored = static_cast<int>\((0x\w+)U\)", read(root / "install/InstallCommand.h"))[1]
-    signed = str(int(code, 16) - (1 << 32))
+    code, broken_off = (
+        re.search(name + r" = static_cast<int>\((0x\w+)U\)", read(root / header))[1]
+        for name, header in (("kSwitchNotStored", "install/InstallCommand.h"), ("kBrokenOff", "cli/CommandDispatcher.h")))
+    forms = [form for one in (code, broken_off) for form in (one, str(int(one, 16) - (1 << 32)))]
     for name, text in (("README.md", readme), ("docs/reference.md", reference)):
-        for form in (code, signed):
+        for form in forms:
             if form not in text:
                 faults.append("%s: the exit code %s is missing" % (name, form))
     told = row_of(readme, "-I") or ""

@@ -190,14 +190,19 @@ class Docs(Folder):
         self.write("cli/CommandDispatcher.cpp", 'constexpr Command kCommands[] = {\n    {L"-I", L"", 0},\n    {L"-p", 0},\n'
                    '    {L"-r", 0},\n};\n')
         self.write("install/InstallCommand.h", "kSwitchNotStored = static_cast<int>(0xE0FF0001U);")
-        rows = "| `-I` | 0; 0xE0FF0001 |\n| `-p` | 1 where |\n| `-r` | 1 where |\n-520159231\n"
-        words = "**`-I` x**\n**`-p` x**\n**`-r` x**\n0xE0FF0001 -520159231\n"
+        self.write("cli/CommandDispatcher.h", "kBrokenOff = static_cast<int>(0xE0FF0002U);")
+        broken_off = "0xE0FF0002 -520159230\n"
+        rows = "| `-I` | 0; 0xE0FF0001 |\n| `-p` | 1 where |\n| `-r` | 1 where |\n-520159231\n" + broken_off
+        words = "**`-I` x**\n**`-p` x**\n**`-r` x**\n0xE0FF0001 -520159231\n" + broken_off
         self.write("README.md", rows)
         self.write("docs/reference.md", words)
         self.assertEqual(check_docs.command_faults(self.root), [])
         self.write("README.md", rows.replace("1 where |\n| `-r`", "0 |\n| `-r`") + "| `-x` | 0 |\n")
         self.write("docs/reference.md", words.replace("-520159231", "1").replace("**`-p` x**", ""))
         self.assertEqual(len(check_docs.command_faults(self.root)), 4)
+        self.write("README.md", rows.replace(broken_off, ""))
+        self.write("docs/reference.md", words)
+        self.assertEqual(len(check_docs.command_faults(self.root)), 2)
 
     def test_silent_failures(self):
         checks = ('constexpr char kHive[] = "the key of a user";\nconstexpr char kFile[] =\n    "a file, "\n    "or its time";\n'

@@ -7,8 +7,6 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <iterator>
 #include <memory>
 #include <string>
@@ -69,7 +67,6 @@ class MemorySweep {
     for (const std::string& place : outcome.refusedIn) {
       told += " < " + PlaceName(place);
     }
-    if (std::getenv("TELL")) std::printf("%s: %lx %s\n", told.c_str(), outcome.exitCode, outcome.log.empty() ? "" : outcome.log.back().c_str());
     findings_.Add(told, !outcome.noted && number <= counted_.allocationsAtStart ? BrokenAtStart(outcome)
                                                                                 : Broken(number, outcome));
   }

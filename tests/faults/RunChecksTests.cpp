@@ -49,10 +49,15 @@ TEST_CASE("each way in which a run can fail its checks is a finding") {
   died.noted = false;
   SubjectOutcome hung = Ended(0, kClosing);
   hung.timedOut = true;
+  SubjectOutcome brokenOff = Ended(kBrokenOff, " VELA END!!! RetrunCode:-520159230");
+  const SubjectOutcome withMemory = brokenOff;
+  brokenOff.refused = 7;
   const std::string missing = "the closing line is missing or has another exit code: \"";
   for (const Row& row : {
            Row{"-s", Ended(0, kClosing), {}},
            Row{"-s", without, {}},
+           Row{"-s", brokenOff, {}},
+           Row{"-s", withMemory, {"exit code 0xE0FF0002, expected 0x0"}},
            Row{"-s", died, {"the run crashed: exit code 0xC0000005"}},
            Row{"-s", hung, {"the run timed out"}},
            Row{"-s", Ended(0, "LOG_INFO : GetStatus!!!!! 1"), {missing + "LOG_INFO : GetStatus!!!!! 1\""}},
@@ -78,6 +83,23 @@ TEST_CASE("each kind of note is a finding, and so is impersonation that stays or
   CHECK(BrokenPromises(Named("-s"), outcome).size() == outcome.remarks.size());
   outcome.remarks.emplace_back("session failed");
   CHECK(BrokenPromises(Named("-s"), outcome).size() == outcome.remarks.size() - 1);
+}
+
+TEST_CASE(
+    "an allocation that fails is noted with the functions in which it failed, and the later ones are as ordered") {
+  FaultWorld world(Named("-r"), Modules::kNone);
+  world.Reset();
+  const int last = RunSubject(L"-r", "plain").allocations;
+  const SubjectOutcome alone = RunSubject(L"-r", "plain", "alone " + std::to_string(last));
+  CHECK(alone.refused == last);
+  Lines places;
+  for (const std::string& place : alone.refusedIn) {
+    places.push_back(PlaceName(place));
+  }
+  CHECK(LinesWith(places, "VELAUtility::NotifyReloadVELAEngine").size() == 1);
+  CHECK(alone.exitCode == kBrokenOff);
+  CHECK(RunSubject(L"-r", "plain", "lasting " + std::to_string(last)).exitCode == kBrokenOff);
+  CHECK(RunSubject(L"-r", "plain", "alone " + std::to_string(last + 1)).refused == 0);
 }
 
 constexpr char kStatus[] =

@@ -7,6 +7,7 @@
 
 #include "settings/CommandLineFolders.h"
 #include "tests/support/CallFailures.h"
+#include "tests/support/HeapWatch.h"
 #include "tests/support/LibraryAnswers.h"
 #include "tests/support/LogCapture.h"
 #include "tests/unit/install/InstallWorld.h"
@@ -117,6 +118,24 @@ TEST_CASE("the first two characters choose the command, and its result is the ex
                  "LOG_INFO : " + std::string(command.banner), ""});
     CHECK(LinesWith(lines, command.own).size() == 1);
     CHECK(lines.back() == Closing(command.result));
+  }
+}
+
+TEST_CASE("a command that lacks memory ends with a result of its own, and with the closing line") {
+  for (const wchar_t* const name : {L"-I", L"-e", L"-d", L"-U", L"-p"}) {
+    const Dispatch dispatch;
+    CommandLineRun run({name, dispatch.world.folder.Path(L"src"), dispatch.world.folder.Path(L"dest")});
+    const LogCapture log;
+    int result = -1;
+    unsigned refused = 0;
+    {
+      const HeapLimit none(1);
+      result = run.Result();
+      refused = none.Refused();
+    }
+    CHECK(refused != 0);
+    CHECK(result == -520159230);
+    CHECK(log.Lines().back() == Closing(-520159230));
   }
 }
 

@@ -2,6 +2,7 @@
 //
 //   probe entries <text>...    writes each text as an entry; exit code 42
 // probe command <argument>...  runs the command line that the arguments form; its exit code
+// probe abort                aborts, as the runtime does if it lacks the memory to throw
 //
 // Environment:
 // VELA_PROBE_WINDOWS  the Windows folder that Windows reports: a path, "none" (it fails), "needs <n>" (it needs a
@@ -12,6 +13,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cwchar>
 #include <optional>
 #include <string>
@@ -128,6 +130,11 @@ int wmain(int count, wchar_t* arguments[]) {
   }
   if (std::wcscmp(arguments[1], L"command") == 0) {
     return RunCommand(count - 1, arguments + 1);
+  }
+  if (std::wcscmp(arguments[1], L"abort") == 0) {
+    EndProperlyAtAbort();
+    RunLog::Info() << L"before";
+    std::abort();
   }
   for (int i = 2; i < count; ++i) {
     RunLog::Info() << arguments[i];

@@ -67,6 +67,14 @@ TEST_CASE("a character that cannot be written ends the log, after the text befor
   CHECK(FileContent(windows.log) == "\r\nLOG_INFO : one\r\nLOG_INFO : before");
 }
 
+TEST_CASE("an abort writes the closing line, and the process ends with a result of its own") {
+  const ProbeWindows windows;
+  CHECK(RunProbe({L"abort"}) == 0xE0FF0002U);
+  const std::string log = FileContent(windows.log);
+  CHECK(log.find("\r\nLOG_INFO : before\r\nLOG_INFO : [") == 0);
+  CHECK(log.substr(log.find(']')) == "] VELA END!!! RetrunCode:-520159230");
+}
+
 TEST_CASE("if one write fails, its entry and the later ones are lost, and nothing else") {
   const ProbeWindows windows;
   const EnvironmentVariable full(L"VELA_PROBE_FULL", L"2");

@@ -8,6 +8,7 @@
 #include <ostream>
 
 #include "tests/support/FileSnapshot.h"
+#include "tests/support/HeapWatch.h"
 #include "tests/support/ImportRedirection.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TextLines.h"
@@ -47,6 +48,18 @@ TEST_CASE("levels, texts and numbers follow one another without separators; text
                             "LOG_INFO : \xA0"
                             "Caf\xE9\xFF",
                             "LOG_INFO : banner", "", "LOG_INFO :  cmd:-I", " src:a", "dest:b"});
+}
+
+TEST_CASE("an entry needs no memory from the heap") {
+  const LogCapture log;
+  const std::wstring text(2000, L'x');  // more than the stream buffers
+  {
+    const HeapLimit none(1);
+    RunLog::Info() << L"wide" << "narrow" << text << 1 << 2U << 3UL << true << std::endl << L"end";
+    RunLog::Flush();
+    CHECK(none.Refused() == 0);
+  }
+  CHECK_LINES(log.Lines(), {"LOG_INFO : widenarrow" + std::string(2000, 'x') + "1231", "end"});
 }
 
 TEST_CASE("no part of an entry changes the last error, so each part may print it") {

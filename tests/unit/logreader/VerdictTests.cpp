@@ -314,6 +314,15 @@ TEST_CASE("an exit code that the lines do not explain") {
                Outcome::kNotDone, "Not installed: one line reports a failure, line 19.", {"fatal 19"});
 }
 
+TEST_CASE("memory ran out") {
+  const std::string end = "LOG_INFO : [2026/11/21 17:26:24] VELA END!!! RetrunCode:-520159230";
+  CheckVerdict(Joined(UpTo(Good(Command::kInstall), "QueryStringValue"), {end}), Outcome::kNotDone,
+               "Not installed: memory ran out.", {"fatal broken-off 19"});
+  CheckVerdict(Joined(UpTo(Good(Command::kStatus), "GetStatus ==="), {end}), Outcome::kNotDone,
+               "The state of filtering is not known: memory ran out.", {"fatal broken-off 7"});
+  CheckVerdict({end}, Outcome::kNotDone, "Nothing was done: memory ran out.", {"fatal broken-off 2"});
+}
+
 TEST_CASE("a line that every completed run has is missing") {
   const struct {
     Command command;
