@@ -29,7 +29,7 @@ const Scenario& Named(const std::string& name) {
 SubjectOutcome Ended(DWORD exitCode, const std::string& lastLine) {
   SubjectOutcome outcome;
   outcome.exitCode = exitCode;
-  outcome.noted = outcome.logPossible = true;
+  outcome.noted = outcome.returned = outcome.logPossible = true;
   outcome.log = {"LOG_INFO : something", lastLine};
   return outcome;
 }
@@ -52,11 +52,17 @@ TEST_CASE("each way in which a run can fail its checks is a finding") {
   SubjectOutcome brokenOff = Ended(kBrokenOff, " VELA END!!! RetrunCode:-520159230");
   const SubjectOutcome withMemory = brokenOff;
   brokenOff.refused = 7;
+  SubjectOutcome abortedAtStart = brokenOff;
+  abortedAtStart.returned = false;
+  SubjectOutcome aborted = abortedAtStart;
+  aborted.log.insert(aborted.log.begin(), "LOG_INFO :  cmd:-s");
   const std::string missing = "the closing line is missing or has another exit code: \"";
   for (const Row& row : {
            Row{"-s", Ended(0, kClosing), {}},
            Row{"-s", without, {}},
            Row{"-s", brokenOff, {}},
+           Row{"-s", abortedAtStart, {}},
+           Row{"-s", aborted, {"the run aborted in the middle of its command"}},
            Row{"-s", withMemory, {"exit code 0xE0FF0002, expected 0x0"}},
            Row{"-s", died, {"the run crashed: exit code 0xC0000005"}},
            Row{"-s", hung, {"the run timed out"}},

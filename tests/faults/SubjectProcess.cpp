@@ -45,6 +45,8 @@ void ReadNote(const std::string& line, SubjectOutcome& outcome) {
     fields >> outcome.calls >> word >> outcome.changes >> word >> made;
     outcome.noted = true;
     outcome.changedNothing = made == 0;
+  } else if (kind == "returned") {
+    outcome.returned = true;
   } else if (kind == "allocations") {
     fields >> outcome.allocations >> outcome.allocationsAtStart;
   } else if (kind == "refused") {

@@ -21,7 +21,8 @@ struct NotedCall {
 struct SubjectOutcome {
   DWORD exitCode = 0;
   bool timedOut = false;
-  bool noted = false;  // it ran to its end
+  bool noted = false;     // it ran to its end
+  bool returned = false;  // and the command returned
   int calls = 0;
   int changes = 0;
   int allocations = 0;                 // see Allocations.h

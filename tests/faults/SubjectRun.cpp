@@ -198,9 +198,9 @@ void SubjectRun::BoundUnknown(const char* name) {
 // One line for each: "call <number> <change> <function> <place>", "failed <number> <error> <function> <place>", "left
 // <function> <place> <kind>", "stray <function> <place> <kind>", "outside <function> <place> <path>", "relative
 // <function> <place> <path>", "unknown <function>", "impersonating <function> <place> change" for a change as the user,
-// except the start of a monitor, "started <command line>", "set an event", "session failed" if a function that is bound
-// by name was not available, and at the end "calls <number> changes <number> made <number>" and those of the
-// allocations (Allocations.h).
+// except the start of a monitor, "started <command line>", "set an event", "returned", "session failed" if a function
+// that is bound by name was not available, and at the end "calls <number> changes <number> made <number>" and those of
+// the allocations (Allocations.h).
 void SubjectRun::WriteNotes() {
   for (const auto& [what, call] : owned_) {
     Note("left " + CallText(call) + " " + kOwnedNames[static_cast<int>(what.first)]);

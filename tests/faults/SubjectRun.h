@@ -58,7 +58,8 @@ class SubjectRun {
   void GaveBack(Owned kind, ULONG_PTR value);
   // A path that the call changes. It is noted if it is outside the product's trees.
   void Changes(const wchar_t* path);
-  // Something that is in no file and not in the registry: a process that was started, an event that was set.
+  // Something that is in no file and not in the registry: a process that was started, an event that was set; or that
+  // the command returned, so that no abort ended it.
   void Did(const std::string& what) { Note(what); }
   // A function was bound by name that is not in ProductCalls.h.
   void BoundUnknown(const char* name);

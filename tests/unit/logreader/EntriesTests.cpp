@@ -89,6 +89,8 @@ TEST_CASE("the rest of an overwritten entry behind a closing line") {
               {"1 LOG_INFO : [t] VELA END!!! RetrunCode:1|0", "1+ 2|0"});
   CHECK_LINES(Entries("LOG_INFO : [t] VELA END!!! RetrunCode:-5201592317"),
               {"1 LOG_INFO : [t] VELA END!!! RetrunCode:-520159231|0", "1+ 7|0"});
+  CHECK_LINES(Entries("LOG_INFO : [t] VELA END!!! RetrunCode:-5201592307"),
+              {"1 LOG_INFO : [t] VELA END!!! RetrunCode:-520159230|0", "1+ 7|0"});
   CHECK_LINES(Entries("LOG_INFO : [t] VELA END!!! RetrunCode:-1073741819-"),
               {"1 LOG_INFO : [t] VELA END!!! RetrunCode:-1073741819|0", "1+ -|0"});
   CHECK_LINES(Entries("LOG_INFO : [t] VELA END!!! RetrunCode:x"),

@@ -199,6 +199,14 @@ TEST_CASE("a line that no open run can have written shows another run") {
               {"1 -s 0 mixed: 2 5 7 8", "2 ? open mixed in line: 8"});
 }
 
+TEST_CASE("every command can end because memory ran out") {
+  const Lines begun = {Header("-I"), kInstall, Header("-x"), "LOG_INFO : Pn error.\n", kRegister};
+  const std::vector<Run> runs = Runs(LogOf(begun) + LogOf({Closing("-520159230")}));
+  REQUIRE(runs.size() == 2);
+  CHECK(runs[0].code == "-520159230");
+  CHECK_FALSE(runs[1].isClosed);
+}
+
 TEST_CASE("the closing line belongs to a run that can end with its code") {
   const std::string log = LogOf({Header("-p"), kUpgrade, Header("-I"), kInstall, kRegister, Closing("1")}) + kRegister +
                           LogOf({Closing("0")});
