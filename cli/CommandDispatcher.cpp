@@ -81,7 +81,7 @@ void LogClosingLine(int result) {
   RunLog::Flush();
 }
 
-void EndAfterAbort(int /*signal*/) {
+[[noreturn]] void EndAfterAbort(int /*signal*/) {
   LogClosingLine(kBrokenOff);
   std::exit(kBrokenOff);
 }
