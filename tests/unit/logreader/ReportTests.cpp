@@ -3,6 +3,7 @@
 
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -117,11 +118,34 @@ TEST_CASE("every line with its kind and its meaning") {
   CHECK_LINES(TestSupport::LinesWith(text, "unknown"), {"      This line is unknown."});
 }
 
+TEST_CASE("each outcome has its color") {
+  const auto check = [](const Lines& entries, const std::string& outcome, Color wanted) {
+    std::istringstream stream(LogOf(entries));
+    std::vector<Color> colors;
+    ReadRuns(stream, [&](Run& run, const Verdict& verdict) {
+      WriteRun(run, verdict, false, [&](std::string_view part, Color color) {
+        if (part == "\n" + outcome) {
+          colors.push_back(color);
+        }
+      });
+    });
+    CHECK((colors == std::vector<Color>{wanted}));
+  };
+  const Lines good = GoodRun(Command::kUninstall);
+  check(good, "DONE", Color::kGood);
+  check(Behind(good, "Success of", {"LOG_WARN : plugVELA_Uninstall(), OL is still running!."}), "RESTART NEEDED",
+        Color::kWarning);
+  check(Behind(good, "Success of", {"LOG_ERROR: Unregistry WLM COM objects failed"}), "DONE IN PART", Color::kWarning);
+  check(UpTo(good, "Success of"), "DID NOT FINISH", Color::kBad);
+}
+
 TEST_CASE("JSON is read back") {
   const std::string log =
       LogOf(Joined(GoodRun(Command::kStatus), Behind(GoodRun(Command::kReload), "Reload Engine and Pattern",
                                                      {"LOG_INFO : Caf\xE9 \"\x1B\"", "LOG_EVENT :new"})));
-  const Json json = Json::parse(JsonOf(log, true));
+  const std::string text = JsonOf(log, true);
+  CHECK(text.find("Caf\xC3\xA9") != std::string::npos);  // as it is, in UTF-8
+  const Json json = Json::parse(text);
   CHECK(json["program"] == "VELAlog");
   CHECK(json["version"] == "1.2.3");
   CHECK(json["log"] == "C:\\vela.log");

@@ -57,6 +57,15 @@ const std::string kCopy = "LOG_INFO : CopyFile(x, y) successed.";
 const std::string kRegister = "LOG_INFO : RegisterComModule() execute result: 1";
 const std::string kLeave = "LOG_INFO : Leave VELAUtility::NotifyReloadVELAEngine()";
 
+TEST_CASE("a time without its brackets stays as it is") {
+  for (const std::string time : {"2026/11/21", "[2026/11/21", "2026/11/21]", "[]"}) {
+    const std::vector<Run> runs =
+        Runs(LogOf({Header("-s", "a", "b"), kStatus, kState, "LOG_INFO : " + time + " VELA END!!! RetrunCode:0"}));
+    REQUIRE(runs.size() == 1);
+    CHECK(runs[0].time == time);
+  }
+}
+
 TEST_CASE("a log without runs") {
   CHECK(Runs("").empty());
   CHECK(Runs("\r\n").empty());

@@ -782,6 +782,11 @@ TEST_CASE("a start value that could not be deleted") {
                                                              {"LOG_INFO : There is no any Mail Client Running."})),
                       FailedDisable()),
                Outcome::kPart, sentence, {"problem start-value-stays 63", "notice 67"});
+  // A start value of Outlook Express stayed, although the run switched the clients off that Windows has.
+  const Lines before =
+      Behind(Good(Command::kDisable), "OL deactivated", {"LOG_ERROR: Fail to DeleteRegStringValue() of g_szOE_OEM !"});
+  CheckVerdict(Joined(before, FailedDisable()), Outcome::kPart, sentence,
+               {"problem start-value-stays 23", "notice 27"});
   // Neither does a run that was ended.
   CheckVerdict(Joined(UpTo(Good(Command::kDisable), "WLM deactivated"), FailedDisable()), Outcome::kPart, sentence,
                {"problem start-value-stays 17", "notice 21"});
