@@ -106,24 +106,22 @@ void Before::Note(const Run& run) {
     case Command::kInstall:
       removedFolder.clear();
       // The state of filtering was never stored, so it was never switched on.
-      startValues = has(kSwitchNotRead) ? StartValues::kDeleted : startValues;
+      startValuesAreDeleted = startValuesAreDeleted || has(kSwitchNotRead);
       break;
     case Command::kUpgrade:
       removedFolder.clear();
       break;
     case Command::kEnable:
-      startValues = StartValues::kWritten;
+      startValuesAreDeleted = false;
       break;
     case Command::kDisable:
     case Command::kUninstall:
-      if (startValues != StartValues::kDeleted) {
-        const bool isDeleted =
-            run.isClosed && std::none_of(std::begin(kClients), std::end(kClients), [&](const Client& client) {
-              return has(client.startStays) ||
-                     (!client.startStays.empty() && client.isOnEveryWindows && !has(client.off));
-            });
-        startValues = isDeleted ? StartValues::kDeleted : StartValues::kUnknown;
-      }
+      startValuesAreDeleted =
+          startValuesAreDeleted ||
+          (run.isClosed && std::none_of(std::begin(kClients), std::end(kClients), [&](const Client& client) {
+             return has(client.startStays) ||
+                    (!client.startStays.empty() && client.isOnEveryWindows && !has(client.off));
+           }));
       if (run.command == Command::kUninstall && has(kProductRemoved)) {
         removedFolder = std::string(find(kProductRemoved)->GetValues().front());
       }

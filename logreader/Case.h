@@ -22,9 +22,7 @@ struct CopiedFile {
 
 // What the runs before have left on the machine, as far as their log shows it.
 struct Before {
-  // The values that start the monitors at log-on.
-  enum class StartValues { kUnknown, kWritten, kDeleted };
-  StartValues startValues = StartValues::kUnknown;
+  bool startValuesAreDeleted = false;  // those that start the monitors at log-on
   std::string removedFolder;  // the product's folder that the last removal has deleted
 
   void Note(const Run& run);

@@ -108,10 +108,6 @@ bool IsForStartValues(const Run& run) {
   return destination.size() >= kFolder.size() && destination.substr(destination.size() - kFolder.size()) == kFolder;
 }
 
-bool StartValuesAreDeleted(const Case& run) {
-  return run.before.startValues == Before::StartValues::kDeleted;
-}
-
 // True if the line before it says that there was no such folder.
 bool IsOfMissingFolder(const Case& run, const Line& line) {
   const Line* const before = run.Previous(line);
@@ -451,7 +447,7 @@ void StartValuesOnly(Case& run) {
 }
 
 void SwitchedOffBefore(Case& run) {
-  if (StartValuesAreDeleted(run) && run.Has(kSwitchFailed)) {
+  if (run.before.startValuesAreDeleted && run.Has(kSwitchFailed)) {
     for (Line* const line : run.All(kSwitchFailed)) {
       run.Set(*line, Kind::kNotice);
     }
@@ -459,7 +455,7 @@ void SwitchedOffBefore(Case& run) {
 }
 
 void StartValueStays(Case& run) {
-  if (!StartValuesAreDeleted(run)) {
+  if (!run.before.startValuesAreDeleted) {
     for (const Client& client : kClients) {
       for (Line* const line : run.All(client.startStays)) {
         run.Set(*line, Kind::kProblem);

@@ -93,6 +93,12 @@ TEST_CASE("logreader/Clients.h has every client, with all its messages") {
   }
 }
 
+TEST_CASE("a text without a message has no values") {
+  Values values = {"of another text"};
+  CHECK(FindMessage(kInfo, "no such text", values) == nullptr);
+  CHECK(values.empty());
+}
+
 TEST_CASE("every message has a text of its own, a level, a meaning and a kind") {
   std::set<std::string_view> texts;
   for (int index = 0; index < kMessageCount; ++index) {

@@ -61,6 +61,22 @@ TEST_CASE("a long text goes to a console in parts, and no part ends within a cha
   CHECK(Shown({{"abcde", Color::kPlain}}, 2) == std::vector<std::wstring>{L"ab", L"cd", L"e"});
 }
 
+TEST_CASE("a console that fails gets no more") {
+  for (const BOOL answer : {TRUE, FALSE}) {
+    int calls = 0;
+    const ImportRedirection mode("GetConsoleMode", [](HANDLE, DWORD*) -> BOOL { return TRUE; });
+    const ImportRedirection info("GetConsoleScreenBufferInfo",
+                                 [](HANDLE, CONSOLE_SCREEN_BUFFER_INFO*) -> BOOL { return FALSE; });
+    const ImportRedirection write("WriteConsoleW", [&](HANDLE, const void*, DWORD, DWORD* written, void*) -> BOOL {
+      *written = answer == FALSE && ++calls < 3 ? 1 : 0;
+      calls += answer == FALSE ? 0 : 1;
+      return answer;
+    });
+    Stream(STD_OUTPUT_HANDLE).Write("abc", Color::kPlain);
+    CHECK(calls == 1);
+  }
+}
+
 TEST_CASE("a file or a pipe gets UTF-8 with CR LF and no colors, until nobody reads it any more") {
   std::string written;
   int calls = 0;

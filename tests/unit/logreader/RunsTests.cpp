@@ -66,6 +66,28 @@ TEST_CASE("a time without its brackets stays as it is") {
   }
 }
 
+TEST_CASE("without its beginning, a run is of the only command that writes its lines") {
+  const struct {
+    const char* line;
+    Command command;
+  } kCases[] = {{"LOG_INFO : There is no any Mail Client Running.", Command::kInstall},
+                {"LOG_INFO : GetStatus!!!!! 1", Command::kStatus},
+                {"LOG_INFO : VELA Enable OK", Command::kEnable}};
+  for (const auto& [line, command] : kCases) {
+    const std::vector<Run> runs = Runs(LogOf({line, Closing("0")}));
+    REQUIRE(runs.size() == 1);
+    CHECK(runs[0].command == command);
+  }
+}
+
+TEST_CASE("an argument may contain what begins the line of the next one") {
+  const std::vector<Run> runs = Runs(LogOf({Header("-s src:a", "b dest:c", "dest:"), kStatus, kState, Closing("0")}));
+  REQUIRE(runs.size() == 1);
+  CHECK(runs[0].givenSwitch == "-s src:a");
+  CHECK(runs[0].source == "b dest:c");
+  CHECK(runs[0].destination == "dest:");
+}
+
 TEST_CASE("a log without runs") {
   CHECK(Runs("").empty());
   CHECK(Runs("\r\n").empty());

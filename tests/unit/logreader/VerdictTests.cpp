@@ -97,6 +97,7 @@ void CheckVerdict(const Lines& entries, Outcome outcome, const std::string& sent
     NoteReport(run, verdict);
     for (const Line& line : run.lines) {
       if (line.rule != nullptr) {
+        CHECK(line.kind >= Kind::kUsual);
         seenRules.emplace(line.rule->name);
       }
     }
