@@ -7,22 +7,15 @@ namespace {
 
 constexpr std::size_t kMostAtOnce = 8192;  // characters: an old console refuses long texts
 
-// The color of the text, on the background that the console has.
+// The color of the text, which is not plain, on the background that the console has.
 WORD AttributesOf(Color color, WORD before) {
   constexpr WORD kText = FOREGROUND_RED | FOREGROUND_GREEN | FOREGROUND_BLUE | FOREGROUND_INTENSITY;
   const WORD background = before & static_cast<WORD>(~kText);
-  switch (color) {
-    case Color::kHeading:
-      return background | kText;
-    case Color::kGood:
-      return background | FOREGROUND_GREEN | FOREGROUND_INTENSITY;
-    case Color::kWarning:
-      return background | FOREGROUND_RED | FOREGROUND_GREEN | FOREGROUND_INTENSITY;
-    case Color::kBad:
-      return background | FOREGROUND_RED | FOREGROUND_INTENSITY;
-    default:
-      return before;
-  }
+  const WORD text = color == Color::kHeading   ? kText
+                    : color == Color::kGood    ? FOREGROUND_GREEN | FOREGROUND_INTENSITY
+                    : color == Color::kWarning ? FOREGROUND_RED | FOREGROUND_GREEN | FOREGROUND_INTENSITY
+                                               : FOREGROUND_RED | FOREGROUND_INTENSITY;
+  return background | text;
 }
 
 void WriteBytes(HANDLE handle, std::string_view bytes) {

@@ -319,9 +319,6 @@ void RunReader::PassOver(bool isEnd) {
 }
 
 bool RunReader::CanWrite(const Slot& slot, const Line& line) {
-  if (line.message == nullptr) {
-    return true;
-  }
   const Run& run = slot.run;
   if (run.IsUnknownSwitch() || line.Is(kUnknownSwitchText)) {
     return run.IsUnknownSwitch() && line.Is(kUnknownSwitchText);

@@ -100,7 +100,7 @@ class RunReader {
   void PassOver(bool isEnd);
   void Add(Slot& slot, Line&& line);
 
-  static bool CanWrite(const Slot& slot, const Line& line);
+  static bool CanWrite(const Slot& slot, const Line& line);  // the line has a message
   static bool Names(const Run& run, const Line& line);
 
   Sink sink_;

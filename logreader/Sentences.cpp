@@ -135,10 +135,8 @@ std::string SentenceOf(const Run& run, const Verdict& verdict) {
       return sentences->part + ReasonOf(verdict);
     case Outcome::kNotDone:
       return sentences->notDone + ReasonOf(verdict);
-    case Outcome::kUnfinished:
+    default:  // a run is never kNoRun
       return UnfinishedSentence(run);
-    default:
-      return "There is no run in this log.";
   }
 }
 

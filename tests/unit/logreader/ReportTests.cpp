@@ -120,6 +120,13 @@ TEST_CASE("every line with its kind and its meaning") {
   CHECK_LINES(TestSupport::LinesWith(text, "unknown"), {"      This line is unknown."});
 }
 
+TEST_CASE("the lines that were too many to keep are counted") {
+  const Lines many(1200, "LOG_INFO : CopyFile(C:\\Setup\\rule\\a, b) successed.");
+  const Lines text = TestSupport::Split(TextOf(LogOf(Behind(GoodRun(Command::kUpgrade), "Upgrade VELA", many)), true));
+  REQUIRE(!text.empty());
+  CHECK(text.back().find(" more lines are not shown.") != std::string::npos);
+}
+
 TEST_CASE("each outcome has its color") {
   const auto check = [](const Lines& entries, const std::string& outcome, Color wanted) {
     std::istringstream stream(LogOf(entries));

@@ -269,6 +269,20 @@ TEST_CASE("runs are passed on in the order in which they began, as soon as they 
   CHECK(passed.back() == 50);
 }
 
+TEST_CASE("a run without an end does not hold back those after it for ever") {
+  std::size_t passed = 0;
+  RunReader reader([&](Run&&) { ++passed; });
+  EntryReader entries([&](Entry&& entry) { reader.Take(std::move(entry)); });
+  entries.Feed(LogOf({Header("-I"), kInstall}));
+  for (int run = 0; run < 70; ++run) {
+    entries.Feed(LogOf({Header("-s"), kStatus, kState, Closing("0")}));
+  }
+  CHECK(passed > 60);
+  entries.Finish();
+  reader.Finish();
+  CHECK(passed == 71);
+}
+
 TEST_CASE("of a run that never ends a limited part is kept") {
   std::string log = LogOf({Header("-I"), kInstall});
   for (int line = 0; line < 3000; ++line) {
