@@ -23,7 +23,7 @@ struct CopiedFile {
 // What the runs before have left on the machine, as far as their log shows it.
 struct Before {
   bool startValuesAreDeleted = false;  // those that start the monitors at log-on
-  std::string removedFolder;  // the product's folder that the last removal has deleted
+  std::string removedFolder;           // the product's folder that the last removal has deleted
 
   void Note(const Run& run);
 };
