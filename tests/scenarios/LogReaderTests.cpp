@@ -274,7 +274,10 @@ TEST_CASE("wrong command lines, and questions about the program") {
     const Printed printed = Read({help});
     CHECK(printed.exitCode == 0);
     CHECK(printed.errors.empty());
-    for (const char* const option : {"--runs", "--all", "--json", "--lines", "--version", "3010"}) {
+    for (const char* const option :
+         {"--runs", "--all", "--json", "--lines", "--version", "3010", "Print the version and exit",
+          "How many of the last runs to show (1)", "Show all runs", "Print JSON, for other programs",
+          "Also show every line with its meaning"}) {
       CHECK(printed.output.find(option) != std::string::npos);
     }
   }

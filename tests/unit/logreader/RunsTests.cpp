@@ -211,6 +211,14 @@ TEST_CASE("the closing line of one run and an entry of the other on one line") {
   CHECK_LINES(Summary(Runs(log)), {"1 -I 0 mixed: 2 5 13 14 15", "2 -I 0 mixed: 7 10 12 13"});
 }
 
+TEST_CASE("a line of nobody marks the run that it is in, and not one that is over") {
+  const std::vector<Run> runs = Runs(LogOf({Header("-p"), kUpgrade, Header("-s"), kStatus, kState, Closing("0"),
+                                            Header("-s"), kStatus, kRegister, kState, Closing("0")}));
+  REQUIRE(runs.size() == 3);
+  CHECK_FALSE(runs[1].isMixed);
+  CHECK(runs[2].isMixed);
+}
+
 TEST_CASE("a run that was ended before the next one began is not mixed with it") {
   const std::string log =
       LogOf({Header("-I"), kInstall, kCopy}) + "\r\n" +

@@ -531,6 +531,12 @@ TEST_CASE("a folder of the source of which a client got fewer files") {
                {"problem files-missing"});
   CheckVerdict(lacks(Command::kInstall, "vela.ptn", "VELA_OL"), Outcome::kPart, "Installed in part: " + reason,
                {"problem files-missing"});
+  // A file that could not be copied was found in the source.
+  CheckVerdict(
+      Instead(Good(Command::kUpgrade), "VELA_OL\\rule\\base.rul",
+              {"LOG_ERROR: ::CopyFile() failed: err(5), src(C:\\Setup\\rule\\base.rul), dst(C:\\Bastion\\Orvane "
+               "Labs\\VELA\\VELA_OL\\rule\\base.rul)"}),
+      Outcome::kPart, "Upgraded in part: one line reports a failure, line 11.", {"problem copy-failed 11"});
   // Of Outlook Express only if it got anything.
   CheckVerdict(Behind(Good(Command::kUpgrade), "Upgrade VELA",
                       {"LOG_INFO : CopyFile(C:\\Setup\\OE64\\a.dll, C:\\Bastion\\Orvane "
