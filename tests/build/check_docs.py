@@ -27,6 +27,9 @@ WIDE_TEXT = re.compile(r'L"((?:[^"\\]|\\.)*)"')
 BOX = re.compile(r'(\w+)\["([^"]*)"\]')
 ARROW = re.compile(r"^ *(\w+) --> (.+)$", re.M)
 
+NUMBERS = ("no one two three four five six seven eight nine ten eleven twelve thirteen fourteen fifteen sixteen "
+           "seventeen eighteen nineteen twenty").split()
+
 
 def read(path):
     return path.read_text(encoding="utf-8")
@@ -175,6 +178,25 @@ def client_faults(root):
                      if found != folders]
 
 
+def step_faults(root):
+    """Mail clients that the steps of a command or the rules of detection leave out, and a wrong number of modules."""
+    ended = dict(re.findall(r'\{MailClient::k\w+, L"(\w+)", .*, (\w+)\}', read(root / "settings/MailClients.h")))
+    steps = read(root / "docs/reference.md").split("## What each command does, in order")[-1].split("\n## ")[0]
+    faults = []
+    for part in re.split(r"\n(?=\*\*`-)", steps):
+        told = set(ended) & set(re.findall(r"\w+", part))
+        if told:
+            faults += ["docs/reference.md: the steps of %s lack %s" % (part.split()[0], short)
+                       for short in sorted(set(ended) - told)]
+    detection = read(root / "docs/deploy.md").split("\n## Detection")[-1].split("\n## ")[0]
+    faults += ["docs/deploy.md: no rule of detection looks for VELA_%sA.dll" % short
+               for short in ended if ended[short] == "false" and "VELA_%sA.dll`" % short not in detection]
+    rows = re.findall(r'\{(L"[^}]*\.dll")\}', read(root / "tests/support/Clients.h"))
+    number = NUMBERS[sum(row.count(".dll") for row in rows)]
+    return faults + (["docs/reference.md: the steps do not say (%s modules)" % number]
+                     if "(%s modules)" % number not in steps else [])
+
+
 def picture_faults(root):
     """Each library is a box that names its files (* for any text), and the arrows are what the libraries use."""
     page = read(root / "docs/architecture.md")
@@ -242,6 +264,7 @@ def faults_in(root):
         name = page.relative_to(root).as_posix()
         faults += ["%s: %s" % (name, fault) for fault in link_faults(page, text) + name_faults(text, files)]
     return faults + (command_faults(root) + preset_faults(root) + place_faults(root) + client_faults(root) +
+                     step_faults(root) +
                      picture_faults(root) + version_faults(root) + silent_faults(root) +
                      json_faults(root))
 

@@ -243,6 +243,18 @@ class Docs(Folder):
         self.write("settings/MailClients.h", "")
         self.assertNotEqual(check_docs.client_faults(self.root), [])
 
+    def test_steps(self):
+        self.write("settings/MailClients.h", '{MailClient::kA, L"AB", L"ab", nullptr, true},\n'
+                   '    {MailClient::kB, L"CD", L"cd", g_run, false}')
+        self.write("tests/support/Clients.h", '{L"a.dll", L"b.dll"}},\n{L"c.dll"}},')
+        steps = "## What each command does, in order\n**`-I` a** AB, CD (three modules)\n**`-s` b** none\n## CD\n"
+        rules = "\n## Detection\n`VELA_CDA.dll`\n## Other\n"
+        for page, detection, faults in ((steps, rules, 0), (steps.replace(", CD", ""), rules, 1),
+                                        (steps.replace("three", "two"), rules, 1), (steps, "\n## Detection\n", 1)):
+            self.write("docs/reference.md", page)
+            self.write("docs/deploy.md", detection)
+            self.assertEqual(len(check_docs.step_faults(self.root)), faults)
+
 
 class Words(unittest.TestCase):
     def test_faults(self):
