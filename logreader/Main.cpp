@@ -41,6 +41,7 @@ constexpr int kMostRuns = 1000;
 
 struct Options {
   std::string file;
+  std::string command;  // its plain name; empty: any
   int runs = 1;
   bool all = false;
   bool json = false;
@@ -59,17 +60,22 @@ int Parse(const std::vector<std::string>& arguments, Options& options, const Str
   app.set_help_flag("-h,-?,--help", "Print this help and exit");
   app.set_version_flag("--version", std::string("VELAlog ") + kVersion, "Print the version and exit");
   app.add_option("file", options.file, "The log. Without it: %WINDIR%\\Temp\\QRTX_Debug\\vela.log");
+  std::vector<std::string> commands;
+  for (const LogReader::CommandName& name : LogReader::kCommandNames) {
+    commands.emplace_back(name.plain);
+  }
+  app.add_option("--command", options.command, "Only runs of this command")->check(CLI::IsMember(commands));
   CLI::Option* const runs =
       app.add_option("--runs", options.runs, "How many of the last runs to show (1)")->check(CLI::Range(1, kMostRuns));
   app.add_flag("--all", options.all, "Show all runs")->excludes(runs);
   app.add_flag("--json", options.json, "Print JSON, for other programs");
   app.add_flag("--lines", options.lines, "Also show every line with its meaning");
   app.footer(
-      "Exit code, by the last run:\n"
+      "Exit code, by the last of these runs:\n"
       "  0     done\n"
       "  3010  done, but the machine must be restarted\n"
       "  1     not done, done in part, or not finished\n"
-      "  2     there is no such log or no run in it, or the command line is wrong");
+      "  2     there is no such log or no such run in it, or the command line is wrong");
   std::vector<const char*> pointers;
   for (const std::string& argument : arguments) {
     pointers.push_back(argument.c_str());
@@ -99,6 +105,9 @@ class Printer {
             options.json ? write_ : [](std::string_view, Color) {}, log, kVersion) {}
 
   void Take(Run& run, const Verdict& verdict) {
+    if (!options_.command.empty() && options_.command != LogReader::CommandOf(run)) {
+      return;
+    }
     last_ = verdict.outcome;
     if (options_.all) {
       Print(run, verdict);
@@ -138,7 +147,7 @@ class Printer {
   bool isFirst_ = true;
 };
 
-std::string ErrorOf(const std::string& log, DWORD code, Outcome last) {
+std::string ErrorOf(const std::string& log, DWORD code, const std::string& command, Outcome last) {
   if (code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND) {
     return "there is no log " + log;
   }
@@ -146,7 +155,8 @@ std::string ErrorOf(const std::string& log, DWORD code, Outcome last) {
     return log + " cannot be read: error " + std::to_string(code) + " of Windows (net helpmsg " + std::to_string(code) +
            ")";
   }
-  return last == Outcome::kNoRun ? "there is no run of VELAutil.exe in " + log : std::string();
+  const std::string program = command.empty() ? "VELAutil.exe" : "the command " + command;
+  return last == Outcome::kNoRun ? "there is no run of " + program + " in " + log : std::string();
 }
 
 int Read(const Options& options, const Stream& output, const Stream& errors) {
@@ -156,7 +166,7 @@ int Read(const Options& options, const Stream& output, const Stream& errors) {
   std::istream stream(&bytes);
   Printer printer(options, log, output);
   LogReader::ReadRuns(stream, [&](Run& run, const Verdict& verdict) { printer.Take(run, verdict); });
-  const std::string error = ErrorOf(log, bytes.Error(), printer.Last());
+  const std::string error = ErrorOf(log, bytes.Error(), options.command, printer.Last());
   printer.End(error);
   if (!error.empty()) {
     errors.Write("VELAlog: " + error + "\n", Color::kPlain);

@@ -30,15 +30,6 @@ const char* NameOf(Kind kind) {
   return kKindNames[static_cast<int>(kind)];
 }
 
-std::string NameOf(const Run& run) {
-  for (const CommandName& name : kCommandNames) {
-    if (name.command == run.command) {
-      return std::string(name.plain);
-    }
-  }
-  return run.hasHeader ? "unknown switch" : "unknown";
-}
-
 std::string_view LevelNameOf(Level level) {
   const std::string_view prefix = PrefixOf(level);
   return prefix.substr(0, prefix.find_first_of(" :"));
@@ -239,7 +230,7 @@ Json JsonOf(const Run& run, const Verdict& verdict, bool withLines) {
                {"last_line", run.lastLine},
                {"time", TimeOf(run.time)},
                {"switch", given(run.givenSwitch)},
-               {"command", NameOf(run)},
+               {"command", CommandOf(run)},
                {"source", given(run.source)},
                {"destination", given(run.destination)},
                {"closed", run.isClosed},
@@ -263,6 +254,15 @@ Json JsonOf(const Run& run, const Verdict& verdict, bool withLines) {
 
 }  // namespace
 
+std::string CommandOf(const Run& run) {
+  for (const CommandName& name : kCommandNames) {
+    if (name.command == run.command) {
+      return std::string(name.plain);
+    }
+  }
+  return run.hasHeader ? "unknown switch" : "unknown";
+}
+
 void WriteRun(const Run& run, const Verdict& verdict, bool withLines, const Writer& write) {
   const auto row = [&](const char* name, const std::string& value) {
     write("  " + std::string(name) + value + "\n", Color::kPlain);
@@ -271,7 +271,7 @@ void WriteRun(const Run& run, const Verdict& verdict, bool withLines, const Writ
             std::to_string(run.lastLine) + "\n",
         Color::kHeading);
   row("Time         ", run.time.empty() ? "not known, there is no closing line" : ToPrintable(run.time));
-  row("Command      ", (run.hasHeader ? ToPrintable(run.givenSwitch) + " " : "") + "(" + NameOf(run) + ")");
+  row("Command      ", (run.hasHeader ? ToPrintable(run.givenSwitch) + " " : "") + "(" + CommandOf(run) + ")");
   if (run.hasHeader) {
     row("Source       ", ToPrintable(run.source));
     row("Destination  ", ToPrintable(run.destination));

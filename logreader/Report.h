@@ -15,6 +15,9 @@ enum class Color { kPlain, kHeading, kGood, kWarning, kBad };
 // Takes UTF-8. Lines end in LF.
 using Writer = std::function<void(std::string_view text, Color color)>;
 
+// The plain name of its command, for instance "install"; "unknown switch" or "unknown" without one.
+std::string CommandOf(const Run& run);
+
 // `withLines`: also every line of the run, with its kind and its meaning.
 void WriteRun(const Run& run, const Verdict& verdict, bool withLines, const Writer& write);
 

@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -199,6 +200,14 @@ TEST_CASE("a log that was sent in, some of its runs, and all their lines") {
   }
   const Lines two = TestSupport::Split(Read({L"--runs", L"2", kCopiedLog}).output);
   CHECK_LINES(LinesWith(two, "Run "), {"Run 2, lines 9 to 16", "Run 3, lines 17 to 23"});
+  // An empty line is between two runs, and nowhere else before one.
+  CHECK(two[0].rfind("Run 2, ", 0) == 0);
+  CHECK(*(std::find(two.begin(), two.end(), "Run 3, lines 17 to 23") - 1) == "");
+  Printed printed = Read({L"--command", L"reload", kCopiedLog});
+  CHECK(printed.exitCode == 0);  // and not 1, as for the last one
+  CHECK_LINES(LinesWith(TestSupport::Split(printed.output), "Run "), {"Run 2, lines 9 to 16"});
+  printed = Read({kCopiedLog, L"--all", L"--command", L"status"});
+  CHECK_LINES(LinesWith(TestSupport::Split(printed.output), "Run "), {"Run 1, lines 2 to 8", "Run 3, lines 17 to 23"});
   CHECK(LinesWith(TestSupport::Split(Read({L"--runs", L"9", kCopiedLog}).output), "Run ").size() == 3);
   CHECK(LinesWith(TestSupport::Split(Read({kCopiedLog, L"--all"}).output), "Run ").size() == 3);
   const Lines all = TestSupport::Split(Read({L"--lines", kCopiedLog}).output);
@@ -247,6 +256,8 @@ TEST_CASE("no log, no run in it") {
   world.WithFile(L"C:\\VelaTest\\empty.txt", "").WithFile(L"C:\\VelaTest\\other.txt", "something else\r\n");
   complains({L"C:\\VelaTest\\empty.txt"}, "there is no run of VELAutil.exe in C:\\VelaTest\\empty.txt");
   complains({L"C:\\VelaTest\\other.txt", L"--all"}, "there is no run of VELAutil.exe in C:\\VelaTest\\other.txt");
+  complains({L"C:\\VelaTest\\other.txt", L"--command", L"disable"},
+            "there is no run of the command disable in C:\\VelaTest\\other.txt");
 
   const Printed printed = Read({L"--json", L"C:\\VelaTest\\none"});
   CHECK(printed.exitCode == 2);
@@ -260,6 +271,8 @@ TEST_CASE("wrong command lines, and questions about the program") {
   for (const std::vector<std::wstring>& arguments : {std::vector<std::wstring>{L"--frobnicate"},
                                                      {L"--runs"},
                                                      {L"--runs", L"0"},
+                                                     {L"--command", L"-I"},
+                                                     {L"--command", L"remove"},
                                                      {L"--runs", L"x"},
                                                      {L"--runs", L"2", L"--all"},
                                                      {L"one.log", L"two.log"},
@@ -275,9 +288,9 @@ TEST_CASE("wrong command lines, and questions about the program") {
     CHECK(printed.exitCode == 0);
     CHECK(printed.errors.empty());
     for (const char* const option :
-         {"--runs", "--all", "--json", "--lines", "--version", "3010", "Print the version and exit",
-          "How many of the last runs to show (1)", "Show all runs", "Print JSON, for other programs",
-          "Also show every line with its meaning"}) {
+         {"--command", "Only runs of this command", "reload", "--runs", "--all", "--json", "--lines", "--version",
+          "3010", "Print the version and exit", "How many of the last runs to show (1)", "Show all runs",
+          "Print JSON, for other programs", "Also show every line with its meaning"}) {
       CHECK(printed.output.find(option) != std::string::npos);
     }
   }

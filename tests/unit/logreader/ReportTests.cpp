@@ -98,6 +98,11 @@ TEST_CASE("what is not known of a run is not shown") {
       {"  Command      -q (unknown switch)"});
 }
 
+TEST_CASE("the further lines of an entry stand below its first one") {
+  const Lines text = TestSupport::Split(TextOf("\r\nLOG_INFO :  cmd:-q\r\n src:C:\\Setup\r\ndest:C:\\Bastion\r\n"));
+  CHECK_LINES(TestSupport::LinesWith(text, "dest:"), {"    dest:C:\\Bastion"});
+}
+
 TEST_CASE("a very long line is shown in part") {
   const Lines run = Behind(GoodRun(Command::kStatus), "GetStatus ===", {"LOG_INFO : " + std::string(5000, 'x')});
   const Lines lines = TestSupport::LinesWith(TestSupport::Split(TextOf(LogOf(run))), "xxx");

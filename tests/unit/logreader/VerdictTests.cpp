@@ -468,6 +468,19 @@ TEST_CASE("a failure that both runs can have written counts for both") {
   CHECK(verdicts[1].outcome == Outcome::kPart);
 }
 
+TEST_CASE("what a running client left counts for both runs that can have written it") {
+  const Lines whole = Good(Command::kUninstall);
+  Lines entries = Joined(UpTo(whole, "Uninstall ==="), whole);
+  entries = UpTo(Behind(entries, "Success of", {"LOG_WARN : plugVELA_Uninstall(), OE is still running!."}), "VELA END");
+  std::istringstream stream(LogOf(entries) + whole[2] + LogOf({whole.begin() + 3, whole.end()}));
+  std::vector<Lines> summaries;
+  ReadRuns(stream, [&](Run&, const Verdict& verdict) { summaries.push_back(Summary(verdict)); });
+  REQUIRE(summaries.size() == 2);
+  for (const Lines& summary : summaries) {
+    CHECK(TestSupport::LinesWith(summary, "left ").size() == 1);
+  }
+}
+
 TEST_CASE("more lines than are kept") {
   Lines copied(1500, "LOG_INFO : CopyFile(C:\\Setup\\rule\\a, C:\\b) successed.");
   CheckVerdict(Behind(Good(Command::kUpgrade), "Upgrade VELA", copied), Outcome::kDone,
