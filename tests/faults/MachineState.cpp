@@ -1,6 +1,7 @@
 #include "tests/faults/MachineState.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "tests/faults/FaultWorld.h"
 #include "tests/support/TestRegistry.h"
@@ -9,8 +10,11 @@ using TestSupport::Lines;
 
 namespace Faults {
 
+MachineState::MachineState() : MachineState(FaultWorld::Files(), FaultWorld::Registry()) {}
+
 // For the second one of equal entries, nothing is left to do.
-MachineState::MachineState() : files(FaultWorld::Files()), registry(FaultWorld::Registry()) {
+MachineState::MachineState(TestSupport::FileSnapshot itsFiles, TestSupport::RegistrySnapshot itsRegistry)
+    : files(std::move(itsFiles)), registry(std::move(itsRegistry)) {
   for (const auto& [from, to] : TestSupport::PendingRenames()) {
     const std::string line = TestSupport::ToUtf8(from) + " -> " + TestSupport::ToUtf8(to);
     if (std::find(pending.begin(), pending.end(), line) == pending.end()) {

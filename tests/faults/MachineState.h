@@ -1,4 +1,4 @@
-// What a run leaves on the machine of the sweeps.
+// What a run leaves on a machine.
 #pragma once
 
 #include "tests/support/FileSnapshot.h"
@@ -13,7 +13,8 @@ struct MachineState {
   TestSupport::RegistrySnapshot registry;
   TestSupport::Lines pending;  // sorted; an entry that is in the list twice counts once
 
-  MachineState();
+  MachineState();  // of the world of the sweeps
+  MachineState(TestSupport::FileSnapshot itsFiles, TestSupport::RegistrySnapshot itsRegistry);
 };
 
 // One line for each difference.

@@ -4,24 +4,28 @@
 
 #include <cstdio>
 #include <stdexcept>
+#include <utility>
 
 #include "tests/support/TextLines.h"
 
 namespace TestSupport {
 namespace {
 
-constexpr DWORD kEndedByTest = 0xDEAD;
-
-HANDLE Start(const std::wstring& program, const std::wstring& commandLine, const std::wstring& folder) {
+HANDLE Start(const std::wstring& program, const std::wstring& commandLine, const std::wstring& folder, HANDLE* thread) {
   std::wstring writable = commandLine;
   STARTUPINFOW startup = {};
   startup.cb = sizeof startup;
   PROCESS_INFORMATION started = {};
-  if (!::CreateProcessW(program.c_str(), writable.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                        folder.empty() ? nullptr : folder.c_str(), &startup, &started)) {
+  if (!::CreateProcessW(program.c_str(), writable.data(), nullptr, nullptr, FALSE,
+                        thread != nullptr ? CREATE_SUSPENDED : 0, nullptr, folder.empty() ? nullptr : folder.c_str(),
+                        &startup, &started)) {
     return nullptr;
   }
-  ::CloseHandle(started.hThread);
+  if (thread != nullptr) {
+    *thread = started.hThread;
+  } else {
+    ::CloseHandle(started.hThread);
+  }
   return started.hProcess;
 }
 
@@ -42,31 +46,54 @@ std::vector<DWORD> ProcessIds(const std::wstring& name) {
 }  // namespace
 
 TestProcess::TestProcess(const std::wstring& program, const std::vector<std::wstring>& arguments,
-                         const std::wstring& folder)
+                         const std::wstring& folder, Begin begin)
     : startedAt_(::GetTickCount()) {
+  HANDLE* const thread = begin == Begin::kWhenResumed ? &thread_ : nullptr;
   const std::wstring commandLine = CommandLine(program, arguments);
-  process_ = Start(program, commandLine, folder);
+  process_ = Start(program, commandLine, folder, thread);
   DWORD error = ::GetLastError();
   if (process_ == nullptr && error == ERROR_INTERNAL_ERROR) {
     // Wine sometimes fails like this, for any program. The test must report it, but not as a fault of the program.
     std::fprintf(stderr, "Wine could not start a program (error 1359); trying once more\n");
-    process_ = Start(program, commandLine, folder);
+    process_ = Start(program, commandLine, folder, thread);
     error = ::GetLastError();
   }
   if (process_ == nullptr) {
     throw std::runtime_error("cannot start " + ToUtf8(commandLine) + ": error " + std::to_string(error));
   }
+  if (thread != nullptr) {
+    family_ = ::CreateJobObjectW(nullptr, nullptr);
+    if (family_ == nullptr || !::AssignProcessToJobObject(family_, process_)) {
+      throw std::runtime_error("cannot put " + ToUtf8(commandLine) + " into a job");
+    }
+  }
 }
 
-TestProcess::TestProcess(TestProcess&& other) noexcept : process_(other.process_), startedAt_(other.startedAt_) {
-  other.process_ = nullptr;
-}
+TestProcess::TestProcess(TestProcess&& other) noexcept
+    : process_(std::exchange(other.process_, nullptr)),
+      thread_(std::exchange(other.thread_, nullptr)),
+      family_(std::exchange(other.family_, nullptr)),
+      startedAt_(other.startedAt_) {}
 
 TestProcess::~TestProcess() {
   if (process_ != nullptr) {
     Finish(0);
     ::CloseHandle(process_);
   }
+  for (const HANDLE handle : {thread_, family_}) {
+    if (handle != nullptr) {
+      ::CloseHandle(handle);
+    }
+  }
+}
+
+void TestProcess::Resume() {
+  ::ResumeThread(thread_);
+}
+
+void TestProcess::EndFamily() {
+  ::TerminateJobObject(family_, kEndedByTest);
+  ::WaitForSingleObject(process_, 5000);
 }
 
 bool TestProcess::IsRunning() const {
