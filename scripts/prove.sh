@@ -19,11 +19,14 @@ declare -A headings=(
   [faults]='Every Windows call failed, once and from there on'
   [memory]='Memory runs out: every allocation failed, once and from there on'
   [deaths]='The process ended at every change of the machine, and the command repeated'
+  [power]='The program ended from outside at any instant, and the command repeated'
+  [pairs]='Two commands at the same moment on two processors'
+  [lives]='A thousand lives on one machine'
   [mutants]='Small changes to the product that the tests catch'
   [newcomer]='The two commands of the README in a clone on a bare Debian, nothing else done'
 )
 # The stages texts and undefined use the run of the stage coverage.
-all_stages=(matrix coverage texts undefined fuzz faults memory deaths mutants newcomer)
+all_stages=(matrix coverage texts undefined fuzz faults memory deaths power pairs lives mutants newcomer)
 
 write=false
 if [[ ${1:-} == --write ]]; then
