@@ -37,6 +37,8 @@ constexpr char kOtherOrder[] = "as in the other order";  // in place of a differ
 constexpr Mixture kMixtures[] = {
     {"*", "+*.tmp_", "an entry of the list for the restart was lost; the file is harmless, and -U deletes it"},
     {"-I -d", "~*\\Addins\\*\"LoadBehavior\" REG_DWORD 3 <- *", "-I reads the switch before -d turns it off"},
+    {"-d -d", "~*\"VELAEnable\" REG_DWORD 1 <- REG_DWORD 0",
+     "each finds a start-up value that the other one has deleted, which counts as a failure; -e and then -d repair it"},
     {"-I -U", kOtherOrder, "each file and each registration is as the run left it that came there last"},
     {"-p -U", kOtherOrder, "the same for each file"},
     {"-e -d", kOtherOrder, "each value is as the run left it that came there last"},
