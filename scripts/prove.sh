@@ -22,11 +22,12 @@ declare -A headings=(
   [power]='The program ended from outside at any instant, and the command repeated'
   [pairs]='Two commands at the same moment on two processors'
   [lives]='A thousand lives on one machine'
+  [large]='Large worlds: the cost of each item, and the memory'
   [mutants]='Small changes to the product that the tests catch'
   [newcomer]='The two commands of the README in a clone on a bare Debian, nothing else done'
 )
 # The stages texts and undefined use the run of the stage coverage.
-all_stages=(matrix coverage texts undefined fuzz faults memory deaths power pairs lives mutants newcomer)
+all_stages=(matrix coverage texts undefined fuzz faults memory deaths power pairs lives large mutants newcomer)
 
 write=false
 if [[ ${1:-} == --write ]]; then

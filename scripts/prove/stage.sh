@@ -169,6 +169,19 @@ lives() {
 
 # ---- others
 
+# Worlds and logs of full size: one table of each part.
+large() {
+  local part left=build/release/tests/rows/large_
+  rm -f "$left"*.md
+  ctest --test-dir build/release -L full -R '^large[.]full[.]' -j "$jobs" --no-tests=error --output-on-failure || code=1
+  for part in worlds reading appending; do
+    cat "$left$part.md" || code=1
+    echo
+  done >"$rows"
+  sed -i '$d' "$rows"  # the last empty line
+  cat "$rows"
+}
+
 # fuzz [seconds]
 fuzz() {
   rm -f build/fuzz/rows.txt

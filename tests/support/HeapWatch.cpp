@@ -1,5 +1,8 @@
 #include "tests/support/HeapWatch.h"
 
+#include <malloc.h>
+
+#include <algorithm>
 #include <cstdlib>
 #include <new>
 
@@ -8,6 +11,9 @@ namespace {
 using TestSupport::HeapLimit;
 
 long long g_liveBlocks = 0;
+long long g_liveBytes = 0;
+long long g_mostBytes = 0;
+long long g_allocations = 0;
 std::size_t g_throwingLimit = HeapLimit::kAnySize;
 std::size_t g_quietLimit = HeapLimit::kAnySize;
 unsigned g_refused = 0;
@@ -19,7 +25,12 @@ void* Take(std::size_t size, std::size_t limit) noexcept {
   }
   // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): operator new gets its memory here
   void* const block = std::malloc(size != 0 ? size : 1);
-  g_liveBlocks += block != nullptr ? 1 : 0;
+  if (block != nullptr) {
+    ++g_liveBlocks;
+    ++g_allocations;
+    g_liveBytes += static_cast<long long>(::_msize(block));
+    g_mostBytes = std::max(g_mostBytes, g_liveBytes);
+  }
   return block;
 }
 
@@ -36,7 +47,10 @@ void* TakeOrNull(std::size_t size) noexcept {
 }
 
 void GiveBack(void* block) noexcept {
-  g_liveBlocks -= block != nullptr ? 1 : 0;
+  if (block != nullptr) {
+    --g_liveBlocks;
+    g_liveBytes -= static_cast<long long>(::_msize(block));
+  }
   std::free(block);  // NOLINT(cppcoreguidelines-no-malloc): as above
 }
 
@@ -77,6 +91,18 @@ namespace TestSupport {
 
 long long LiveBlocks() noexcept {
   return g_liveBlocks;
+}
+
+long long Allocations() noexcept {
+  return g_allocations;
+}
+
+HeapPeak::HeapPeak() noexcept : before_(g_liveBytes) {
+  g_mostBytes = before_;
+}
+
+long long HeapPeak::Bytes() const noexcept {
+  return g_mostBytes - before_;
 }
 
 HeapLimit::HeapLimit(std::size_t throwing, std::size_t quiet) noexcept {

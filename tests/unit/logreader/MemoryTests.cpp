@@ -3,41 +3,17 @@
 
 #include <algorithm>
 #include <istream>
-#include <streambuf>
 #include <string>
 
 #include "logreader/Log.h"
 #include "tests/support/HeapWatch.h"
+#include "tests/unit/logreader/RepeatedText.h"
 #include "tests/unit/logreader/SmallLogs.h"
 
 using namespace LogReader;
 using namespace SmallLogs;
 
 namespace {
-
-// The same text again and again.
-class Repeated : public std::streambuf {
- public:
-  Repeated(std::string text, int times) : text_(std::move(text)), left_(times) {}
-
-  // The most blocks of the heap that were in use at once while the log was read.
-  long long MostBlocks() const { return most_; }
-
- protected:
-  int_type underflow() override {
-    most_ = std::max(most_, TestSupport::LiveBlocks());
-    if (left_-- == 0) {
-      return traits_type::eof();
-    }
-    setg(text_.data(), text_.data(), text_.data() + text_.size());
-    return traits_type::to_int_type(text_.front());
-  }
-
- private:
-  std::string text_;
-  int left_;
-  long long most_ = 0;
-};
 
 struct Read {
   long long blocks;       // of the heap, at most, when more of the log was read
@@ -47,7 +23,7 @@ struct Read {
 
 Read ReadLog(const std::string& text, int times) {
   const long long before = TestSupport::LiveBlocks();
-  Repeated bytes(text, times);
+  RepeatedText bytes(text, times);
   std::istream log(&bytes);
   Read read = {};
   ReadRuns(log, [&](Run&, const Verdict&) {
