@@ -18,8 +18,7 @@
 #include "cli/CommandDispatcher.h"
 #include "tests/endurance/Machine.h"
 #include "tests/faults/Findings.h"
-#include "tests/faults/ProductCalls.h"
-#include "tests/support/CallFailures.h"
+#include "tests/faults/RequestCount.h"
 #include "tests/support/HeapWatch.h"
 #include "tests/support/LogFile.h"
 #include "tests/support/TestFiles.h"
@@ -78,24 +77,6 @@ struct Cost {
   long long logged = 0;
   long long handles = 0;
   long long blocks = 0;
-};
-
-class Requests {
- public:
-  Requests() {
-    for (int call = 0; call < static_cast<int>(Faults::ProductCall::kCount); ++call) {
-      const char* const name = Faults::NameOf(static_cast<Faults::ProductCall>(call));
-      if (TestSupport::IsImported(name)) {
-        counted_.push_back(
-            std::make_unique<TestSupport::CountedFunction>(name, nullptr, sequence_, TestSupport::FailureReturn{}));
-      }
-    }
-  }
-  long long Count() const { return sequence_->calls; }
-
- private:
-  std::shared_ptr<TestSupport::CallSequence> sequence_ = std::make_shared<TestSupport::CallSequence>();
-  std::vector<std::unique_ptr<TestSupport::CountedFunction>> counted_;
 };
 
 class Lives {
@@ -157,9 +138,9 @@ class Lives {
       }
       std::vector<std::wstring> texts = command.Arguments(source);
       wchar_t* arguments[] = {texts[0].data(), texts[0].data(), texts[1].data(), texts[2].data()};
-      const long long before = requests_.Count();
+      const long long before = requests_.All();
       const int code = RunCommand(4, arguments);
-      cost.requests += requests_.Count() - before;
+      cost.requests += requests_.All() - before;
       if (code != static_cast<int>(command.exitCode)) {
         broken.push_back(std::string(command.name) + " ended with " + std::to_string(code));
       }
@@ -209,7 +190,7 @@ class Lives {
 
   const bool inThisProcess_;
   Machine machine_;
-  Requests requests_;
+  Faults::RequestCount requests_;
   FileSnapshot files_;
   RegistrySnapshot registry_;
   Faults::Findings findings_;

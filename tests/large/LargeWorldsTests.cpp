@@ -5,16 +5,14 @@
 #include <windows.h>
 
 #include <cwchar>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "cli/CommandDispatcher.h"
-#include "tests/faults/ProductCalls.h"
+#include "tests/faults/RequestCount.h"
 #include "tests/large/AnsweredEntries.h"
 #include "tests/large/Rows.h"
-#include "tests/support/CallFailures.h"
 #include "tests/support/HeapWatch.h"
 #include "tests/unit/install/InstallWorld.h"
 
@@ -120,27 +118,6 @@ constexpr LargeWorld kWorlds[] = {
     {"profiles", "test", L"-U", 10000, "CreateFileW", 1, kBytesOfName, AddProfiles},
 };
 
-// Counts the calls of every Windows function that can fail, as the list of the sweeps knows them, answered or not. The
-// others read the process's own memory. What the C runtime writes to the log is not counted.
-class RequestCount {
- public:
-  RequestCount() {
-    for (int number = 0; number < Faults::kCallCount; ++number) {
-      const char* const name = Faults::NameOf(static_cast<Faults::ProductCall>(number));
-      if (!Faults::ErrorsOf(name)->empty() && IsImported(name)) {
-        functions_[name] = std::make_unique<CountedFunction>(name, nullptr, all_, FailureReturn{});
-      }
-    }
-  }
-
-  long long All() const { return all_->calls; }
-  long long Of(const char* function) const { return functions_.at(function)->Calls(); }
-
- private:
-  const std::shared_ptr<CallSequence> all_ = std::make_shared<CallSequence>();
-  std::map<std::string, std::unique_ptr<CountedFunction>> functions_;
-};
-
 struct Cost {
   long long requests;
   long long witnessed;
@@ -157,7 +134,7 @@ Cost Measure(const LargeWorld& row, unsigned count) {
   int exitCode = 0;
   Cost cost = {};
   {
-    const RequestCount requests;
+    const Faults::RequestCount requests;
     const HeapPeak heap;
     exitCode = RunCommand(4, pointers);
     cost = {requests.All(), requests.Of(row.witness), heap.Bytes()};
