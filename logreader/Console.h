@@ -22,7 +22,7 @@ class Stream {
   // STD_OUTPUT_HANDLE or STD_ERROR_HANDLE
   explicit Stream(DWORD which);
 
-  void Write(std::string_view text, Color color) const;
+  void Write(std::string_view text, Color color = Color::kPlain) const;
 
  private:
   HANDLE handle_;  // the system's

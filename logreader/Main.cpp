@@ -84,13 +84,13 @@ int Parse(const std::vector<std::string>& arguments, Options& options, const Str
     app.parse(static_cast<int>(pointers.size()), pointers.data());
     return -1;
   } catch (const CLI::CallForHelp&) {
-    output.Write(app.help(), Color::kPlain);
+    output.Write(app.help());
     return 0;
   } catch (const CLI::CallForVersion& version) {
-    output.Write(std::string(version.what()) + "\n", Color::kPlain);
+    output.Write(std::string(version.what()) + "\n");
     return 0;
   } catch (const CLI::ParseError& error) {
-    errors.Write(std::string("VELAlog: ") + error.what() + "\nVELAlog --help shows the options.\n", Color::kPlain);
+    errors.Write(std::string("VELAlog: ") + error.what() + "\nVELAlog --help shows the options.\n");
     return kUsageError;
   }
 }
@@ -169,7 +169,7 @@ int Read(const Options& options, const Stream& output, const Stream& errors) {
   const std::string error = ErrorOf(log, bytes.Error(), options.command, printer.Last());
   printer.End(error);
   if (!error.empty()) {
-    errors.Write("VELAlog: " + error + "\n", Color::kPlain);
+    errors.Write("VELAlog: " + error + "\n");
     return LogReader::ExitCodeOf(Outcome::kNoRun);
   }
   return LogReader::ExitCodeOf(printer.Last());
@@ -190,7 +190,7 @@ int wmain(int count, wchar_t* arguments[]) {
     const int code = Parse(texts, options, output, errors);
     return code >= 0 ? code : Read(options, output, errors);
   } catch (const std::exception& error) {
-    errors.Write(std::string("VELAlog: ") + error.what() + "\n", Color::kPlain);
+    errors.Write(std::string("VELAlog: ") + error.what() + "\n");
     return LogReader::ExitCodeOf(Outcome::kNoRun);
   }
 }

@@ -14,7 +14,7 @@ namespace {
 struct Sentences {
   Command command;
   const char* done;
-  const char* restart;
+  const char* restart;  // null: no line of the command waits for the restart
   const char* part;
   const char* notDone;
 };
@@ -23,24 +23,22 @@ constexpr Sentences kSentences[] = {
     {Command::kInstall, "Installed: the files are in place, and regsvr32.exe was started for every module.",
      "Installed, but files that are in use are replaced only at the next restart of the machine.",
      "Installed in part: ", "Not installed: "},
-    {Command::kEnable, "Filtering is switched on.", "Filtering is switched on; the machine must be restarted.",
+    {Command::kEnable, "Filtering is switched on.", nullptr,
      "Filtering is switched on in part: ", "Filtering was not switched on: "},
-    {Command::kDisable, "Filtering is switched off.", "Filtering is switched off; the machine must be restarted.",
+    {Command::kDisable, "Filtering is switched off.", nullptr,
      "Filtering is switched off in part: ", "Filtering was not switched off: "},
-    {Command::kStatus, "The state of filtering was read.", "The state of filtering was read.",
+    {Command::kStatus, "The state of filtering was read.", nullptr,
      "The state of filtering was read in part: ", "The state of filtering is not known: "},
     {Command::kUpgrade,
      "Upgraded: the installed files are those of the source, and running mail clients were notified.",
      "Upgraded, but files that are in use are replaced only at the next restart of the machine.",
      "Upgraded in part: ", "Not upgraded: "},
-    {Command::kReload, "Every running mail client was notified.",
-     "Every running mail client was notified; the machine must be restarted.",
+    {Command::kReload, "Every running mail client was notified.", nullptr,
      "Not every mail client was notified: ", "No mail client was notified: "},
     {Command::kUninstall, "Uninstalled; files that were in use, if any, are removed at the next restart.",
      "Uninstalled, but the rest is removed only at the next restart of the machine.",
      "Uninstalled in part: ", "Not uninstalled: "},
-    {Command::kUnknown, "The run was completed.", "The run was completed; the machine must be restarted.",
-     "The run cannot be judged as done: ", "Nothing was done: "},
+    {Command::kUnknown, "The run was completed.", nullptr, "The run cannot be judged as done: ", "Nothing was done: "},
 };
 
 bool HasLine(const Run& run, std::string_view text) {
@@ -130,7 +128,7 @@ std::string SentenceOf(const Run& run, const Verdict& verdict) {
     case Outcome::kDone:
       return DoneSentence(run, *sentences);
     case Outcome::kRestart:
-      return sentences->restart;
+      return sentences->restart != nullptr ? sentences->restart : sentences->done;
     case Outcome::kPart:
       return sentences->part + ReasonOf(verdict);
     case Outcome::kNotDone:

@@ -290,7 +290,8 @@ TEST_CASE("wrong command lines, and questions about the program") {
     for (const char* const option :
          {"--command", "Only runs of this command", "reload", "--runs", "--all", "--json", "--lines", "--version",
           "3010", "Print the version and exit", "How many of the last runs to show (1)", "Show all runs",
-          "Print JSON, for other programs", "Also show every line with its meaning"}) {
+          "Print JSON, for other programs", "Also show every line with its meaning",
+          "\r\nExit code, by the last of these runs:\r\n"}) {
       CHECK(printed.output.find(option) != std::string::npos);
     }
   }

@@ -117,6 +117,7 @@ TEST_CASE("each message is found by its own text") {
   for (int index = 0; index < kMessageCount; ++index) {
     const Message& message = kMessages[index];
     std::string text;
+    const auto count = std::count(message.text.begin(), message.text.end(), '\1');
     for (const char character : message.text) {
       text += character == '\1' ? "value" : std::string(1, character);
     }
@@ -127,6 +128,7 @@ TEST_CASE("each message is found by its own text") {
       if ((message.levels & level) != 0) {
         REQUIRE(found != nullptr);
         CHECK(std::string(found->text) == std::string(message.text));
+        CHECK((values == Values(static_cast<std::size_t>(count), "value")));
       } else {
         CHECK(found != &message);
       }
@@ -203,6 +205,16 @@ TEST_CASE("the kind is that of the command, unless a value decides") {
   CHECK(KindOf(deletion, Command::kUninstall, {"3"}) == Kind::kUsual);
   CHECK(KindOf(deletion, Command::kUninstall, {"2"}) == Kind::kUsual);
   CHECK(KindOf(deletion, Command::kUninstall, {"5"}) == Kind::kProblem);
+}
+
+TEST_CASE("only what copies or deletes files waits for the restart") {
+  for (int index = 0; index < kMessageCount; ++index) {
+    const Message& message = kMessages[index];
+    CAPTURE(std::string(message.text));
+    for (const Command command : {Command::kEnable, Command::kDisable, Command::kStatus, Command::kReload}) {
+      CHECK(message.kinds[static_cast<int>(command)] != Kind::kRestart);
+    }
+  }
 }
 
 TEST_CASE("two characters of a switch name the command") {

@@ -132,6 +132,21 @@ TEST_CASE("the lines that were too many to keep are counted") {
   CHECK(text.back().find(" more lines are not shown.") != std::string::npos);
 }
 
+TEST_CASE("headings have their color") {
+  const Lines run =
+      Behind(GoodRun(Command::kUpgrade), "Upgrade VELA", {"LOG_ERROR: Path not exists: C:\\b", "LOG_INFO : x"});
+  std::istringstream stream(LogOf(run));
+  Lines headings;
+  ReadRuns(stream, [&](Run& read, const Verdict& verdict) {
+    WriteRun(read, verdict, true, [&](std::string_view part, Color color) {
+      if (color == Color::kHeading) {
+        headings.emplace_back(part);
+      }
+    });
+  });
+  CHECK_LINES(headings, {"Run 1, lines 2 to 27\n", "\nWhat failed\n", "\nWorth knowing\n", "\nAll lines\n"});
+}
+
 TEST_CASE("each outcome has its color") {
   const auto check = [](const Lines& entries, const std::string& outcome, Color wanted) {
     std::istringstream stream(LogOf(entries));

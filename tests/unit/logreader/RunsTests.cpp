@@ -219,6 +219,13 @@ TEST_CASE("a line of nobody marks the run that it is in, and not one that is ove
   CHECK(runs[2].isMixed);
 }
 
+TEST_CASE("a closing line right below another one is a whole run if its code is 0") {
+  const Lines two = {Header("-s"), kStatus, Header("-p"), kUpgrade, kState, Closing("0")};
+  CHECK_LINES(Summary(Runs(LogOf(Joined(two, {Closing("0")})))),
+              {"1 -s 0 mixed: 2 5 12 13", "2 -p open mixed: 7 10", "3 ? 0: 14"});
+  CHECK_LINES(Summary(Runs(LogOf(Joined(two, {Closing("1")})))), {"1 -s 0 mixed: 2 5 12 13", "2 -p 1 mixed: 7 10 14"});
+}
+
 TEST_CASE("a run that was ended before the next one began is not mixed with it") {
   const std::string log =
       LogOf({Header("-I"), kInstall, kCopy}) + "\r\n" +
