@@ -5,7 +5,8 @@ rem
 rem   install    "source folder" "install root" [/task]
 rem   upgrade    "source folder" ["install root"]
 rem   enable     ["install root"] [/logon]
-rem   detect     ["install root"]
+rem   disable    ["install root"] [/permanent]
+rem   detect     ["install root"] [/task]
 rem   uninstall  ["install root"] [/all]
 rem
 rem Exit codes: 0 done; 3010 done, but a restart is needed; 1 not done, or done in part.
@@ -27,7 +28,7 @@ if "%~1"=="again" goto native
 set "what=%~1"
 set "one="
 set "two="
-for %%O in (task logon all) do set "%%O="
+for %%O in (task logon permanent all) do set "%%O="
 :next_argument
 shift /1
 set "argument=%~1"
@@ -38,8 +39,8 @@ if defined one set "two=%argument%"
 if not defined one set "one=%argument%"
 goto next_argument
 :option
-for %%O in (task logon all) do if /i "%argument%"=="/%%O" set "%%O=yes"
-for %%O in (task logon all) do if /i "%argument%"=="/%%O" set "argument="
+for %%O in (task logon permanent all) do if /i "%argument%"=="/%%O" set "%%O=yes"
+for %%O in (task logon permanent all) do if /i "%argument%"=="/%%O" set "argument="
 if defined argument goto usage
 goto next_argument
 
@@ -109,14 +110,15 @@ if defined data goto data_known
 for /f "tokens=3,*" %%A in ('%tools%\reg.exe query "%folders_key%" /v "Common AppData"') do set "data=%%B"
 :data_known
 set "shared=%data%\Orvane Labs"
-for %%W in (install upgrade enable detect uninstall) do if "%what%"=="%%W" goto do_%%W
+for %%W in (install upgrade enable disable detect uninstall) do if "%what%"=="%%W" goto do_%%W
 
 :usage
 echo VELA: wrong arguments. Put each folder in quotation marks.
 echo   install.cmd   "source folder" "install root" [/task]
 echo   upgrade.cmd   "source folder" ["install root"]
 echo   enable.cmd    ["install root"] [/logon]
-echo   detect.cmd    ["install root"]
+echo   disable.cmd   ["install root"] [/permanent]
+echo   detect.cmd    ["install root"] [/task]
 echo   uninstall.cmd ["install root"] [/all]
 echo Only the copies in the folder "VELA setup" know their install root.
 exit /b 1
@@ -131,6 +133,8 @@ call :find_product
 call :check_restart
 if errorlevel 1 exit /b 1
 call :check_source
+if errorlevel 1 exit /b 1
+if defined task call :check_task
 if errorlevel 1 exit /b 1
 call :copy_programs
 if errorlevel 1 exit /b 1
@@ -182,16 +186,25 @@ rem The start-up values of the monitors are one folder above the monitors that t
 rem starts none, and its log has errors. What it is for is checked instead.
 call :rotate_log
 "%bin%\VELAutil.exe" -e . "%base%\VELA"
-"%tools%\reg.exe" query "%run_key%" /v WLM 2>nul | "%tools%\find.exe" "\VELA\VELA_WLM\VELA_WLMMon.exe" >nul
-if errorlevel 1 call :failure "the start-up value WLM is wrong"
-if not exist "%base%\VELA\VELA_OE\" goto oe_checked
-"%tools%\reg.exe" query "%run_key%" /v OE 2>nul | "%tools%\find.exe" "\VELA\VELA_OE\VELA_OEMon.exe" >nul
-if errorlevel 1 call :failure "the start-up value OE is wrong"
-:oe_checked
-"%tools%\reg.exe" query "%addin_key%" /v LoadBehavior 2>nul | "%tools%\find.exe" "0x3" >nul
-if errorlevel 1 call :failure "Outlook's add-in is not switched on"
-"%tools%\reg.exe" query "%product_key%" /v VELAEnable 2>nul | "%tools%\find.exe" "0x1" >nul
-if errorlevel 1 call :failure "the switch VELAEnable is not 1"
+call :check_switches on
+exit /b %code%
+
+:do_disable
+call :find_product
+call :check_installed
+if errorlevel 1 exit /b 1
+call :prepare_log
+if errorlevel 1 exit /b 1
+if defined permanent call :delete_task
+set "switch=-d"
+set "from=."
+set "folder=."
+call :run
+rem The program writes the same lines for a start-up value that it cannot delete and for one that does not exist.
+call :check_switches off
+if defined permanent exit /b %code%
+call :look_for_task
+if not defined no_task echo VELA: the task VELA enable switches filtering on at the next log-on. /permanent deletes it.
 exit /b %code%
 
 :do_detect
@@ -201,6 +214,9 @@ if errorlevel 1 exit /b 1
 call :look_for_product
 if not defined found goto not_installed
 if defined missing goto half_installed
+set "no_task="
+if defined task call :look_for_task
+if defined no_task goto without_task
 call :look_for_waiting
 if not defined waits goto installed
 echo VELA: installed in "%base%". Files wait for the restart.
@@ -210,6 +226,9 @@ echo VELA: installed in "%base%".
 exit /b 0
 :half_installed
 echo VELA: installed in part in "%base%". Missing:%missing%
+exit /b 1
+:without_task
+echo VELA: installed in "%base%", but the task VELA enable is missing, or this user may not see it.
 exit /b 1
 :not_installed
 echo VELA: not installed in "%base%".
@@ -222,7 +241,7 @@ if errorlevel 1 exit /b 1
 call :prepare_log
 if errorlevel 1 exit /b 1
 rem The task would write the add-in key and the start-up values again.
-"%tools%\schtasks.exe" /Delete /F /TN "VELA enable" >nul 2>nul
+call :delete_task
 set "switch=-U"
 set "from=."
 set "folder=%base%"
@@ -320,15 +339,18 @@ if errorlevel 1 exit /b 1
 echo VELA: not installed in "%base%".
 exit /b 1
 
-rem The program copies what is there, and registers the rest without a word.
+rem The program copies what is there, and registers the rest without a word. A folder that it copies as a whole must have
+rem a file, in it or below it.
 :check_source
 set "missing="
 for %%M in (%modules_ol%) do call :look_in_source OL\%%M
 for %%M in (%modules_wlm% VELA_WLMA.dll VELA_WLMMon.exe) do call :look_in_source WLM\%%M
 for %%M in (VELA_OL.ini VELA_WLM.ini) do call :look_in_source Resource\common\%%M
+for %%F in (Common\win32 rule Resource\x64) do call :look_for_any_in_source %%F
 if not exist "%source%\OE64\" goto source_looked_at
 for %%M in (%modules_oe% VELA_OEMon.exe) do call :look_in_source OE64\%%M
 call :look_in_source Resource\common\VELA_OE.ini
+call :look_for_any_in_source Common\win64
 :source_looked_at
 if not defined missing exit /b 0
 echo VELA: "%source%" is no complete source, or cannot be read. Missing:%missing%
@@ -338,6 +360,11 @@ exit /b 1
 if not exist "%source%\%1" set "missing=%missing% %1"
 exit /b 0
 
+:look_for_any_in_source
+dir /s /b /a-d "%source%\%1" >nul 2>nul
+if errorlevel 1 set "missing=%missing% %1\*"
+exit /b 0
+
 rem The program, its log reader and the command files stay on the machine: for the log-on task, an upgrade and the
 rem uninstallation.
 :copy_programs
@@ -345,7 +372,7 @@ if /i "%programs%"=="%setup%" exit /b 0
 if not exist "%setup%\deploy\" mkdir "%setup%\deploy"
 set "differs="
 for %%P in (VELAutil.exe VELAlog.exe deploy\enable-task.xml) do call :copy_program %%P
-for %%P in (common install upgrade enable detect uninstall) do call :copy_program deploy\%%P.cmd
+for %%P in (common install upgrade enable disable detect uninstall) do call :copy_program deploy\%%P.cmd
 if defined differs goto copy_failed
 set "bin=%setup%"
 exit /b 0
@@ -472,20 +499,64 @@ echo VELA: %1 is not registered: regsvr32.exe ended with %result%. See messages.
 set "code=1"
 exit /b 0
 
-:create_task
-rem XML has another spelling for an ampersand of the path.
+rem Does the file of the task name the copy of enable.cmd? XML has another spelling for an ampersand of the path. Wine's
+rem find.exe has no /i.
+:check_task
+set "task_file=%programs%\deploy\enable-task.xml"
 set "named=%setup:&=&amp;%\deploy\enable.cmd"
-rem Wine's find.exe has no /i.
-"%tools%\find.exe" "%named%" "%setup%\deploy\enable-task.xml" >nul
-if errorlevel 1 "%tools%\find.exe" /i "%named%" "%setup%\deploy\enable-task.xml" >nul
-if errorlevel 1 goto other_task
+"%tools%\find.exe" "%named%" "%task_file%" >nul 2>nul
+if not errorlevel 1 exit /b 0
+"%tools%\find.exe" /i "%named%" "%task_file%" >nul 2>nul
+if not errorlevel 1 exit /b 0
+"%tools%\find.exe" "</Arguments>" "%task_file%" >nul 2>nul
+if errorlevel 1 goto no_task_file
+echo VELA: enable-task.xml does not name "%setup%\deploy\enable.cmd". Change that line in
+echo   "%task_file%", and repeat.
+exit /b 1
+:no_task_file
+echo VELA: "%task_file%" could not be read, or has no line with Arguments.
+exit /b 1
+
+:create_task
 "%tools%\schtasks.exe" /Create /F /TN "VELA enable" /XML "%setup%\deploy\enable-task.xml" >nul
 if errorlevel 1 call :failure "the task VELA enable could not be created"
 exit /b 0
-:other_task
-echo VELA: enable-task.xml does not name "%setup%\deploy\enable.cmd". Change that line in
-echo   "%programs%\deploy\enable-task.xml", and repeat.
-set "code=1"
+
+rem Deleting fails, too, if there is no task.
+:delete_task
+"%tools%\schtasks.exe" /Delete /F /TN "VELA enable" >nul 2>nul
+if not errorlevel 1 exit /b 0
+call :look_for_task
+if not defined no_task call :failure "the task VELA enable could not be deleted"
+exit /b 0
+
+:look_for_task
+set "no_task="
+"%tools%\schtasks.exe" /Query /TN "VELA enable" >nul 2>nul
+if errorlevel 1 set "no_task=yes"
+exit /b 0
+
+rem Are the stored values those of filtering that is on, or off?
+:check_switches
+set "wanted=%1"
+"%tools%\reg.exe" query "%run_key%" /v WLM 2>nul | "%tools%\find.exe" "\VELA\VELA_WLM\VELA_WLMMon.exe" >nul
+call :must_be_%wanted% "the start-up value WLM is wrong"
+if not exist "%base%\VELA\VELA_OE\" goto oe_checked
+"%tools%\reg.exe" query "%run_key%" /v OE 2>nul | "%tools%\find.exe" "\VELA\VELA_OE\VELA_OEMon.exe" >nul
+call :must_be_%wanted% "the start-up value OE is wrong"
+:oe_checked
+"%tools%\reg.exe" query "%addin_key%" /v LoadBehavior 2>nul | "%tools%\find.exe" "0x3" >nul
+call :must_be_%wanted% "Outlook's add-in is not switched %wanted%"
+"%tools%\reg.exe" query "%product_key%" /v VELAEnable 2>nul | "%tools%\find.exe" "0x1" >nul
+call :must_be_%wanted% "the switch VELAEnable is not %wanted%"
+exit /b 0
+
+:must_be_on
+if errorlevel 1 call :failure %1
+exit /b 0
+
+:must_be_off
+if not errorlevel 1 call :failure %1
 exit /b 0
 
 rem Installed are all files that the clients need, and the registry entries that an installation writes and an

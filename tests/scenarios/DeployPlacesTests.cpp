@@ -191,26 +191,35 @@ TEST_CASE("a 32-bit program installs from the root of a drive, with the task at 
   const TestSupport::FolderDrive drive(L'v', kOddSource);
   share.Begin(L"cd V:\\WLM");
   CHECK(share.Run(L"install", L"V:\\ " + Quoted(kOddRoot) + L" /task") == kFailed);
-  CHECK(FilesBelow(kOddRoot + L"\\VELA setup\\source") == FilesBelow(kOddSource));
   // The path of the release's enable-task.xml is another one.
   CHECK(
       Share::Said("VELA: enable-task.xml does not name \"C:\\VelaTest\\it's & (x86)^! ro;o,t=\\VELA setup\\deploy\\"));
-  CHECK(FileContent(kTaskCalls).empty());
-
   const std::wstring task = share.Folder() + L"\\deploy\\enable-task.xml";
   std::string text = FileContent(task);
+  TestSupport::RemoveTree(task);
+  CHECK(share.Run(L"install", L"V:\\ " + Quoted(kOddRoot) + L" /task") == kFailed);
+  CHECK(Share::Said("\\deploy\\enable-task.xml\" could not be read, or has no line with Arguments."));
+  // Nothing was done.
+  CHECK(FileContent(kTaskCalls).empty());
+  CHECK_FALSE(Exists(kOddRoot));
+
   const std::string path = "C:\\Program Files\\Bastion";
   REQUIRE(text.find(path) != std::string::npos);
   text.replace(text.find(path), path.size(), "C:\\VelaTest\\it's &amp; (x86)^! ro;o,t=");
   TestSupport::WriteTestFile(task, text);
   CHECK(share.Run(L"install", L"\"V:\\\" " + Quoted(kOddRoot) + L" /task") == kDone);
+  CHECK(FilesBelow(kOddRoot + L"\\VELA setup\\source") == FilesBelow(kOddSource));
   CHECK(FileContent(kTaskCalls)
             .find("/Create /F /TN \"VELA enable\" /XML "
                   "\"C:\\VelaTest\\it's & (x86)^! ro;o,t=\\VELA setup\\deploy\\enable-task.xml\"") !=
         std::string::npos);
-  CHECK(share.Run(L"detect", Quoted(kOddRoot)) == kDone);
+  CHECK(share.Run(L"detect", Quoted(kOddRoot) + L" /task") == kDone);
+  CHECK(FileContent(kTaskCalls).find("/Query /TN \"VELA enable\"") != std::string::npos);
 
   TestSupport::WriteTestFile(kTaskOrders, "exit 1");
+  CHECK(share.Run(L"detect", Quoted(kOddRoot) + L" /task") == kFailed);
+  CHECK(Share::Said(", but the task VELA enable is missing, or this user may not see it."));
+  CHECK(share.Run(L"detect", Quoted(kOddRoot)) == kDone);
   CHECK(share.Run(L"install", L"V:\\ " + Quoted(kOddRoot) + L" /task") == kFailed);
   CHECK(Share::Said("VELA: the task VELA enable could not be created."));
   CHECK(share.Run(L"uninstall", Quoted(kOddRoot)) == kDone);

@@ -1,15 +1,16 @@
 // The command files of deploy/: the whole way from an empty machine to a removal that leaves nothing, and what they
 // notice on the way. Their folders have names that a command interpreter could misread.
 //
-// Not run here, because Wine cannot: the task at log-on and icacls. A 32-bit command interpreter is simulated. Folders
-// with percent signs are not tried: Wine 8 expands them again and again. Its command interpreter keeps the file open
-// that it executes, so uninstall.cmd /all cannot delete the folder that it was started from. Wine 10's one can.
+// Not run here, because Wine cannot: the task at log-on, icacls and find /i. A 32-bit command interpreter is simulated.
+// Folders with percent signs are not tried: Wine 8 expands them again and again. Its command interpreter keeps the file
+// open that it executes, so uninstall.cmd /all cannot delete the folder that it was started from. Wine 10's one can.
 #include <doctest/doctest.h>
 
 #include <windows.h>
 
 #include "tests/scenarios/DeployShare.h"
 #include "tests/support/FileSnapshot.h"
+#include "tests/support/RegistrySnapshot.h"
 #include "tests/support/ScratchFolder.h"
 
 using namespace Scenarios;
@@ -19,6 +20,7 @@ using TestSupport::KeyExists;
 using TestSupport::LogFilePath;
 using TestSupport::MachineKey32;
 using TestSupport::MachineKey64;
+using TestSupport::RegistrySnapshot;
 using TestSupport::ToUtf8;
 
 namespace {
@@ -35,6 +37,14 @@ std::vector<std::wstring> NecessaryFiles(const Client& client) {
   return files;
 }
 
+RegistrySnapshot Switches() {
+  RegistrySnapshot found;
+  found.Add(HKEY_LOCAL_MACHINE, World::kProductKey, KEY_WOW64_32KEY);
+  found.Add(HKEY_LOCAL_MACHINE, kRunKey, KEY_WOW64_64KEY);
+  found.Add(HKEY_LOCAL_MACHINE, kAddinKey, KEY_WOW64_64KEY);
+  return found;
+}
+
 TEST_CASE("installed, switched on, upgraded and removed, by folders with odd names") {
   for (const WindowsVersion version : {WindowsVersion::kVista, WindowsVersion::kWindows10}) {
     World world;
@@ -48,6 +58,7 @@ TEST_CASE("installed, switched on, upgraded and removed, by folders with odd nam
     // A backslash before the quotation mark.
     CHECK(share.Run(L"install", Quoted(kOddSource + L"\\") + L" " + Quoted(kOddRoot + L"\\")) == kDone);
     CHECK(FilesBelow(copies + L"\\source") == FilesBelow(kOddSource));
+    CHECK(FilesBelow(copies + L"\\deploy") == FilesBelow(share.Folder() + L"\\deploy"));
     std::size_t modules = 0;
     for (const Client& client : Clients()) {
       modules += world.Handles(client) ? client.modules.size() : 0;
@@ -123,6 +134,23 @@ TEST_CASE("nothing is run with a source that lacks a file, or with a torn copy")
       CHECK(Share::Said(" Resource\\common\\" + ToUtf8(client.IniName())));
     }
   }
+  SUBCASE("folders that are copied as a whole have no file, or are missing; each is named") {
+    TestSupport::RemoveTree(kOddSource + L"\\rule\\base.rul");
+    TestSupport::RemoveTree(kOddSource + L"\\rule\\lists");
+    CHECK(Exists(kOddSource + L"\\rule\\user"));
+    for (const wchar_t* const folder : {L"\\Common\\win32", L"\\Common\\win64", L"\\Resource\\x64"}) {
+      TestSupport::RemoveTree(kOddSource + folder);
+    }
+    CHECK(share.Run(L"install", kBoth) == kFailed);
+    CHECK(Share::Said("Missing: Common\\win32\\* rule\\* Resource\\x64\\* Common\\win64\\*"));
+  }
+  SUBCASE("a folder of Outlook Express, which is not in the source") {
+    TestSupport::RemoveTree(kOddSource + L"\\OE64");
+    TestSupport::RemoveTree(kOddSource + L"\\Common\\win64");
+    TestSupport::RemoveTree(kOddSource + L"\\Resource\\x64");
+    CHECK(share.Run(L"install", kBoth) == kFailed);
+    CHECK(Share::Said("Missing: Resource\\x64\\*\r\n"));
+  }
   SUBCASE("the source is not there") {
     CHECK(share.Run(L"install", L"C:\\VelaTest\\none " + Quoted(kOddRoot)) == kFailed);
   }
@@ -189,6 +217,54 @@ TEST_CASE("a failure that the program cannot see, and failures that its log show
     world.WithAccess(MachineKey64(kRunKey), TestSupport::kReadOnlyAccess);
     CHECK(share.Run(L"enable", Quoted(kOddRoot) + L" /logon") == kFailed);
     CHECK(Share::Said("VELA: the start-up value WLM is wrong."));
+  }
+}
+
+TEST_CASE("switched off until the next log-on, or for good") {
+  World world;
+  Prepare(world, WindowsVersion::kVista);
+  Share share(world);
+  CHECK(share.Run(L"disable", Quoted(kOddRoot)) == kFailed);
+  CHECK(Share::Said("VELA: not installed in "));
+  REQUIRE(share.Run(L"install", kBoth) == kDone);
+  const RegistrySnapshot off = Switches();
+  REQUIRE(share.Run(L"enable", Quoted(kOddRoot) + L" /logon") == kDone);
+  REQUIRE_FALSE(RegistrySnapshot::Changes(off, Switches()).empty());
+  SUBCASE("done, and done again") {
+    CHECK(share.Run(L"disable", Quoted(kOddRoot)) == kDone);
+    CHECK(Share::Said("VELA: the task VELA enable switches filtering on at the next log-on. /permanent deletes it."));
+    CHECK(FileContent(kTaskCalls).find("/Delete") == std::string::npos);
+    CHECK(share.RunFrom(kOddRoot + L"\\VELA setup", L"disable", L"/permanent") == kDone);
+    CHECK(FileContent(kTaskCalls).find("/Delete /F /TN \"VELA enable\"") != std::string::npos);
+    CHECK_LINES(RegistrySnapshot::Changes(off, Switches()), {});
+  }
+  SUBCASE("there is no task") {
+    TestSupport::WriteTestFile(kTaskOrders, "exit 1");
+    CHECK(share.Run(L"disable", Quoted(kOddRoot) + L" /permanent") == kDone);
+    CHECK(share.Run(L"disable", Quoted(kOddRoot)) == kDone);
+    CHECK(FileContent(kSaid).find("at the next log-on") == std::string::npos);
+  }
+  SUBCASE("the task is there and cannot be deleted: filtering is off until the next log-on") {
+    TestSupport::WriteTestFile(kTaskOrders, "exit 1 1");
+    CHECK(share.Run(L"disable", Quoted(kOddRoot) + L" /permanent") == kFailed);
+    CHECK(Share::Said("VELA: the task VELA enable could not be deleted."));
+    CHECK_LINES(RegistrySnapshot::Changes(off, Switches()), {});
+  }
+  SUBCASE("the values cannot be changed") {
+    for (const wchar_t* const key : {kRunKey, kAddinKey}) {
+      world.WithAccess(MachineKey64(key), TestSupport::kReadOnlyAccess);
+    }
+    CHECK(share.Run(L"disable", Quoted(kOddRoot)) == kFailed);
+    for (const char* const text : {"the start-up value WLM is wrong", "the start-up value OE is wrong",
+                                   "Outlook's add-in is not switched off", "the switch VELAEnable is not off"}) {
+      CHECK(Share::Said(std::string("VELA: ") + text + "."));
+    }
+  }
+  SUBCASE("the program cannot be started") {
+    TestSupport::WriteTestFile(share.Folder() + L"\\VELAutil.exe", "no program");
+    TestSupport::RemoveTree(kOddRoot + L"\\VELA setup");
+    CHECK(share.Run(L"disable", Quoted(kOddRoot)) == kFailed);
+    CHECK(Share::Said("VELAutil.exe -d could not be started"));
   }
 }
 
