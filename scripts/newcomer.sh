@@ -58,15 +58,8 @@ quiet() {
   "$@" >"$work/$release.making.log" 2>&1
 }
 
-make_system() {
-  local free mirror options=(debootstrap --variant=minbase)
-  # git refuses a repository that belongs to another user.
-  export GIT_CONFIG_GLOBAL=$work/$$.gitconfig
-  printf '[safe]\n\tdirectory = *\n' >"$GIT_CONFIG_GLOBAL"
-  free=$(($(stat -f -c '%a * %S' "$work") >> 30))
-  ((free >= free_space)) || cannot "only $free GiB are free below $work, $free_space are needed"
-  git rev-parse -q --verify HEAD >/dev/null || cannot "$root is not a git clone with a commit"
-  try_mount
+bootstrap() {
+  local mirror options=(debootstrap --variant=minbase)
   ./scripts/setup.sh --newcomer || cannot "debootstrap is missing"
   PATH=$PATH:/usr/sbin:/sbin
   # The proxy of apt-get, if any.
@@ -81,6 +74,19 @@ make_system() {
     quiet timeout --foreground -k 10 "$making_limit" "${apart[@]}" "${options[@]}" "$release" "$system" ${mirror:+"$mirror"} ||
     cannot "debootstrap: $(tail -n 1 "$work/$release.making.log")"
   [[ -e $system/etc/resolv.conf ]] || cp /etc/resolv.conf "$system/etc/"
+}
+
+# A system that exists is used as it is (scripts/prove/stage.sh).
+make_system() {
+  local free
+  # git refuses a repository that belongs to another user.
+  export GIT_CONFIG_GLOBAL=$work/$$.gitconfig
+  printf '[safe]\n\tdirectory = *\n' >"$GIT_CONFIG_GLOBAL"
+  free=$(($(stat -f -c '%a * %S' "$work") >> 30))
+  ((free >= free_space)) || cannot "only $free GiB are free below $work, $free_space are needed"
+  git rev-parse -q --verify HEAD >/dev/null || cannot "$root is not a git clone with a commit"
+  try_mount
+  [[ -d $system ]] || bootstrap
   if [[ -n $(git status --porcelain) ]]; then
     echo "newcomer: uncommitted changes are not in the clone"
   fi

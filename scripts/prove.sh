@@ -12,6 +12,7 @@ messages=$rows/messages  # what the tests of the coverage stage write to the log
 
 declare -A headings=(
   [matrix]='Every command on every Windows version'
+  [crossed]='The matrix on both Debians, on each with the programs of both compilers'
   [coverage]='Lines and branches of the product that the tests run'
   [texts]='Texts of the run log that the tests produce'
   [undefined]='All tests in a build that ends at undefined behaviour'
@@ -27,7 +28,7 @@ declare -A headings=(
   [newcomer]='The two commands of the README in a clone on a bare Debian, nothing else done'
 )
 # The stages texts and undefined use the run of the stage coverage.
-all_stages=(matrix coverage texts undefined fuzz faults memory deaths power pairs lives large mutants newcomer)
+all_stages=(matrix crossed coverage texts undefined fuzz faults memory deaths power pairs lives large mutants newcomer)
 
 write=false
 if [[ ${1:-} == --write ]]; then

@@ -24,6 +24,58 @@ matrix() {
   python3 scripts/prove/matrix_rows.py build/prove/matrix.xml "$rows" || code=1
 }
 
+# The matrix on Debian 12 and 13, on each with the programs of both compilers: the same texts. This machine is one of
+# the two. The other is made, or it is the root folder VELA_OTHER_SYSTEM.
+crossed() {
+  local here other=trixie inside folder where wine maker makers=()
+  # shellcheck disable=SC2016  # expanded by the shell of each system
+  local play='VELA_TEST_PRODUCT=Z:$PWD/build/crossed/$1 ctest --preset release -L matrix -j "$2" --no-tests=error \
+    --output-junit "$PWD/build/crossed/$1.xml"'
+  here=$(. /etc/os-release && echo "${VERSION_CODENAME:-}")
+  [[ $here != trixie ]] || other=bookworm
+  # shellcheck source=scripts/newcomer.sh
+  source scripts/newcomer.sh "$other"
+  [[ $here =~ ^(bookworm|trixie)$ ]] || cannot "this machine is neither Debian 12 nor 13"
+  system=${VELA_OTHER_SYSTEM:-$system}
+  inside=$system/srv/velautil
+  [[ ! -e $inside ]] || cannot "$inside exists"
+  leave() {
+    clean_up
+    rm -rf "$inside"
+  }
+  clean_up_at_exit leave
+  mkdir -p "$work"
+  make_system
+  # shellcheck disable=SC2016  # expanded within
+  run_inside bash -c './scripts/setup.sh && cmake --preset release -DBUILD_TESTING=ON >/dev/null &&
+    cmake --build --preset release -j "$(nproc)" --target VELAutil matrix.play fixtures'
+  rm -rf build/crossed
+  for where in env run_inside; do
+    folder=$([[ $where == env ]] || echo "$inside/")build/release
+    maker=$("$where" x86_64-w64-mingw32-g++-win32 -dumpversion)
+    makers+=("gcc-${maker%%-*}")
+    mkdir -p {.,"$inside"}/build/crossed/"${makers[-1]}"
+    cp "$folder/VELAutil.exe" "build/crossed/${makers[-1]}"
+    cp "$folder/VELAutil.exe" "$inside/build/crossed/${makers[-1]}"
+  done
+  if cmp "build/crossed/${makers[0]}/VELAutil.exe" "build/crossed/${makers[1]}/VELAutil.exe" >/dev/null; then
+    echo "$stage: the programs of both systems are the same file"
+    exit 1
+  fi
+  printf '%s\n' '| Wine | Compiler | Program | Runs | Differ |' '|---|---|---|--:|--:|' >"$rows"
+  for where in env run_inside; do
+    folder=$([[ $where == env ]] || echo "$inside/")build/crossed
+    wine=$("$where" env WINEDEBUG=-all wine --version)
+    for maker in "${makers[@]}"; do
+      "$where" bash -c "$play" bash "$maker" "$jobs" || code=1
+      # Every run must be of this program.
+      python3 scripts/prove/matrix_rows.py "$folder/$maker.xml" "$rows" "${wine%% *} | $maker" \
+        "build/crossed/$maker/VELAutil.exe" || code=1
+    done
+  done
+  cat "$rows"
+}
+
 # The tests produce every message, and no other one. If the folder VELA_TEST_MESSAGES contains a run of the whole suite,
 # that run is used. Otherwise a new run is made.
 texts() {

@@ -30,6 +30,17 @@ std::string CommandLineOf(const std::vector<std::wstring>& arguments) {
   return text;
 }
 
+// FNV-1a, which scripts/prove/matrix_rows.py computes too.
+std::string Hash(const std::string& content) {
+  unsigned long long hash = 0xCBF29CE484222325;
+  for (const char byte : content) {
+    hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001B3;
+  }
+  char text[32] = {};
+  std::snprintf(text, sizeof text, "%016llx", hash);
+  return text;
+}
+
 std::wstring Wide(const std::string& text) {
   return {text.begin(), text.end()};
 }
@@ -47,7 +58,8 @@ Lines Titles(const Chapter& chapter) {
 void Tell(Chapter& chapter, TestSupport::World& world, const std::string& title,
           const std::vector<std::wstring>& arguments) {
   const TestSupport::Outcome outcome = world.RunWithArguments(arguments);
-  Told run = {title, TestSupport::RunText(outcome, {})};
+  const std::wstring program = TestSupport::World::kProgramFolder + std::wstring(L"\\VELAutil.exe");
+  Told run = {title, TestSupport::RunText(outcome, {}), Hash(TestSupport::FileContent(program))};
   char code[32] = {};
   std::snprintf(code, sizeof code, outcome.exitCode < 256 ? "exit code: %lu" : "exit code: 0x%08lX", outcome.exitCode);
   run.lines.front() = outcome.timedOut ? "ended after the time limit" : code;
@@ -90,12 +102,17 @@ void CheckChapter(const Chapter& chapter, const std::string& name, const std::st
   // scripts/prove/matrix_rows.py counts these.
   std::printf("%s.txt: %zu runs, %zu differ\n", name.c_str(), chapter.size(), differing);
   std::map<std::string, int> verdicts;
+  std::map<std::string, int> programs;
   for (const Told& run : chapter) {
     const std::string verdict = run.lines[2].substr(kVerdict.size());
     ++verdicts[verdict.substr(0, verdict.find(':'))];
+    ++programs[run.program];
   }
   for (const auto& [verdict, runs] : verdicts) {
     std::printf("verdict %s: %d runs\n", verdict.c_str(), runs);
+  }
+  for (const auto& [program, runs] : programs) {
+    std::printf("program %s: %d runs\n", program.c_str(), runs);
   }
 }
 

@@ -13,6 +13,7 @@ namespace Matrix {
 struct Told {
   std::string title;
   TestSupport::Lines lines;
+  std::string program = {};  // a hash of the file that ran
 };
 using Chapter = std::vector<Told>;
 

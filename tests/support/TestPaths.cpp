@@ -18,7 +18,9 @@ std::wstring FixturePath(const std::wstring& name) {
 }
 
 std::wstring ProductPath() {
-  return BuildFolder() + L"\\VELAutil.exe";
+  wchar_t folder[1024] = {};
+  ::GetEnvironmentVariableW(L"VELA_TEST_PRODUCT", folder, 1024);
+  return (folder[0] != L'\0' ? folder : BuildFolder()) + L"\\VELAutil.exe";
 }
 
 std::wstring ReaderPath() {

@@ -11,7 +11,7 @@ std::wstring BuildFolder();
 // A file or folder of <build>\tests\fixtures: FixturePath(L"Sleeper.exe"), FixturePath(L"source").
 std::wstring FixturePath(const std::wstring& name);
 
-// The program under test.
+// The program under test: of the folder VELA_TEST_PRODUCT, if that is set, or else of this build.
 std::wstring ProductPath();
 
 // The reader of its log.
