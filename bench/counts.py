@@ -49,6 +49,11 @@ class Measure:
     def verdict(self) -> str:
         return verdict(self.value, self.limit, self.noise)
 
+    @property
+    def requests(self) -> float:
+        """Of the program itself: the first number of a ratio."""
+        return float(self.note.partition(" / ")[0] or self.value)
+
 
 def verdict(value: float, limit: float, noise: float) -> str:
     """`noise`: the measured ratio of the program to itself."""

@@ -2,12 +2,14 @@
 import dataclasses
 import json
 import pathlib
+import re
 import xml.sax.saxutils
 
 from counts import Measure
 from rounds import Outcome
 
 PAGE = pathlib.Path(__file__).resolve().parent.parent / "docs/performance.md"
+RELEASED = pathlib.Path(__file__).resolve().parent / "released.json"  # the requests of the last release
 BEGINS, ENDS = "<!-- measured begins -->\n", "<!-- measured ends -->\n"  # the text between them is written here
 WORDS = 3  # the first columns of a table are words, the others numbers
 
@@ -51,6 +53,12 @@ def read(folder: pathlib.Path) -> list[Results]:
     return kept
 
 
+def write_released(systems: list[Results]) -> None:
+    version = re.search(r"VERSION (\d\S*) LANG", (PAGE.parents[1] / "CMakeLists.txt").read_text(encoding="utf-8"))[1]
+    requests = {results.system: {row.what: row.requests for row in results.counts} for results in systems}
+    RELEASED.write_text(json.dumps({"version": version, "requests": requests}, indent=1) + "\n", encoding="utf-8")
+
+
 # ---- tables
 
 def seconds(value: float) -> str:
@@ -89,16 +97,23 @@ def _whole_runs(results: Results) -> list[list[str]]:
         row("a bare program / the command interpreter", found["bare"], found["interpreter"])]
 
 
+def _since_release(results: Results, row: Measure, released: dict[str, dict[str, float]]) -> list[str]:
+    before = released.get(results.system, {}).get(row.what)
+    return [f"{row.requests:g}"] + (["-", "-"] if not before else [f"{before:g}", f"{row.requests - before:+g}"])
+
+
 def tables(systems: list[Results]) -> str:
+    released = json.loads(RELEASED.read_text(encoding="utf-8"))
     lines = _aligned([["Time", "Peer", "System", "ours", "peer", "ratio", "of minima", "limit", "noise", "rounds",
                        "verdict"]] + [
         [row.what, row.peer, results.system, seconds(row.ours_seconds), seconds(row.peer_seconds), f"{row.ratio:.2f}",
          f"{row.minima:.2f}", f"{row.limit:.2f}", f"{row.noise:.2f}", str(row.rounds), row.verdict]
         for results, row in _side_by_side(systems, "outcomes")])
     lines += [f"\n**No result** on {results.system} for {broken}" for results in systems for broken in results.broken]
-    lines += [""] + _aligned([["Requests", "Measured", "System", "count", "limit", "verdict"]] + [
-        [row.what, row.note or "slope between two sizes", results.system, f"{row.value:.3f}", f"{row.limit:.2f}",
-         row.verdict] for results, row in _side_by_side(systems, "counts")])
+    lines += [""] + _aligned([["Requests", "Measured", "System", "ours", f"in {released['version']}", "change", "count",
+                               "limit", "verdict"]] + [
+        [row.what, row.note or "slope between two sizes", results.system,
+         *_since_release(results, row, released["requests"]), f"{row.value:.3f}", f"{row.limit:.2f}", row.verdict] for results, row in _side_by_side(systems, "counts")])
     lines += [""] + _aligned([["Whole runs", "Measured", "System", "ours", "peer", "ratio"]] + [
         row for rows in zip(*map(_whole_runs, systems)) for row in rows])
     lines += [""] + _aligned([["Size", "Measured", "System", "value", "limit", "verdict"]] + [

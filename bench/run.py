@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""run.py [--quick | --page], for scripts/bench.sh, which says what these mean.
+"""run.py [--quick | --page | --released], for scripts/bench.sh, which says what these mean.
 
 Keeps the results as <system>.json. Writes performance.md and performance.svg from the results of all systems. Prints
 the tables of this one. Exits with 1 if a limit other than a time is exceeded.
@@ -74,11 +74,14 @@ def main() -> int:
     parser = argparse.ArgumentParser(usage=__doc__)
     parser.add_argument("--quick", action="store_true")
     parser.add_argument("--page", action="store_true")
+    parser.add_argument("--released", action="store_true")
     arguments = parser.parse_args()
     quick = arguments.quick
     build, target = ROOT / "build/release", ROOT / ("build/bench" if quick else "docs")
     sources, kept = ROOT / "build/bench/sources", ROOT / ("build/bench/results" if quick else "bench/results")
-    if arguments.page:
+    if arguments.released:
+        report.write_released(report.read(kept))
+    if arguments.page or arguments.released:
         report.write_page(report.read(kept), target)
         return 0
     sources.mkdir(parents=True, exist_ok=True)

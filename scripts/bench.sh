@@ -1,16 +1,17 @@
 #!/usr/bin/env bash
-# bench.sh [--quick | --page]
+# bench.sh [--quick | --page | --released]
 #
 # Measures the program and Wine's own tools, on a quiet machine. Prints the tables, stores the results of this system in
 # bench/results, and writes docs/performance.md and its chart from the results of all systems.
 #   --quick  fewer rounds, no large tree, and all output below build/bench
 #   --page   measures nothing: only writes the page and the chart
+#   --released  the same, after it has kept the requests as those of the last release (bench/released.json)
 # Exits with 1 if a count of requests or the size of the program exceeds its limit. Times never cause this.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 build=$PWD/build/release
-if [[ ${1:-} == --page ]]; then
-  exec python3 bench/run.py --page
+if [[ ${1:-} == --page || ${1:-} == --released ]]; then
+  exec python3 bench/run.py "$1"
 fi
 
 ./scripts/setup.sh
