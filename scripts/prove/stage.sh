@@ -10,6 +10,7 @@ stage=$1
 shift
 rows=$root/build/prove/$stage.md
 jobs=$((2 * $(nproc)))
+whole_output=(--test-output-size-passed 1000000)  # ctest keeps 1024 bytes; Wine 10's regsvr32 writes more
 code=0
 mkdir -p build/prove
 rm -f "$rows"  # rows of an earlier run must not pass for this one's
@@ -20,7 +21,8 @@ unset DISPLAY WAYLAND_DISPLAY VELA_REGENERATE VELA_FAULTS_STRIDE VELA_DEATHS_STR
 # Every command on every Windows that Wine can imitate, with both code pages, as an administrator and an ordinary user.
 matrix() {
   rm -f build/prove/matrix.xml
-  ctest --preset release -L matrix -j "$jobs" --no-tests=error --output-junit "$root/build/prove/matrix.xml" || code=1
+  ctest --preset release -L matrix -j "$jobs" --no-tests=error "${whole_output[@]}" \
+    --output-junit "$root/build/prove/matrix.xml" || code=1
   python3 scripts/prove/matrix_rows.py build/prove/matrix.xml "$rows" || code=1
 }
 
@@ -29,8 +31,8 @@ matrix() {
 crossed() {
   local here other=trixie inside folder where wine maker makers=()
   # shellcheck disable=SC2016  # expanded by the shell of each system
-  local play='VELA_TEST_PRODUCT=Z:$PWD/build/crossed/$1 ctest --preset release -L matrix -j "$2" --no-tests=error \
-    --output-junit "$PWD/build/crossed/$1.xml"'
+  local play='VELA_TEST_PRODUCT=Z:$PWD/build/crossed/$1 ctest --preset release -L matrix --no-tests=error \
+    --output-junit "$PWD/build/crossed/$1.xml" "${@:2}"'
   here=$(. /etc/os-release && echo "${VERSION_CODENAME:-}")
   [[ $here != trixie ]] || other=bookworm
   # shellcheck source=scripts/newcomer.sh
@@ -41,7 +43,7 @@ crossed() {
   [[ ! -e $inside ]] || cannot "$inside exists"
   leave() {
     clean_up
-    rm -rf "$inside"
+    rm -rf "$system/srv/velautil"
   }
   clean_up_at_exit leave
   mkdir -p "$work"
@@ -67,7 +69,7 @@ crossed() {
     folder=$([[ $where == env ]] || echo "$inside/")build/crossed
     wine=$("$where" env WINEDEBUG=-all wine --version)
     for maker in "${makers[@]}"; do
-      "$where" bash -c "$play" bash "$maker" "$jobs" || code=1
+      "$where" bash -c "$play" bash "$maker" -j "$jobs" "${whole_output[@]}" || code=1
       # Every run must be of this program.
       python3 scripts/prove/matrix_rows.py "$folder/$maker.xml" "$rows" "${wine%% *} | $maker" \
         "build/crossed/$maker/VELAutil.exe" || code=1

@@ -5,6 +5,7 @@ import pathlib
 import sys
 import tempfile
 import unittest
+import unittest.mock
 
 sys.dont_write_bytecode = True
 BENCH = pathlib.Path(__file__).resolve().parents[2] / "bench"
@@ -84,10 +85,13 @@ class Reports(unittest.TestCase):
             for one in kept:
                 report.write(one, place)
             self.assertEqual(report.read(place), kept)
-            page = report.page(kept)
-        counts = [line.split("|")[3:7] for line in page.split("\n") if line.startswith("| a file")]
+            with unittest.mock.patch.object(report, "RELEASED", place / "released"):
+                report.write_released([results(count=3.0)])
+                page = report.page(kept)
+        counts = [line.split("|")[3:10] for line in page.split("\n") if line.startswith("| a file")]
         self.assertEqual([[cell.strip() for cell in line] for line in counts],
-                         [["Debian 12", "1.000", "1.00", "met"], ["Debian 13", "2.000", "1.00", "NOT MET"]])
+                         [["Debian 12", "1", "3", "-2", "1.000", "1.00", "met"],
+                          ["Debian 13", "2", "-", "-", "2.000", "1.00", "NOT MET"]])
         self.assertEqual(page.count("NOT MET"), 4)
         self.assertEqual(page.count("| not judged |"), 2)
         self.assertIn("**No result** on Debian 13 for delete: no work done", page)
