@@ -113,7 +113,8 @@ def tables(systems: list[Results]) -> str:
     lines += [""] + _aligned([["Requests", "Measured", "System", "ours", f"in {released['version']}", "change", "count",
                                "limit", "verdict"]] + [
         [row.what, row.note or "slope between two sizes", results.system,
-         *_since_release(results, row, released["requests"]), f"{row.value:.3f}", f"{row.limit:.2f}", row.verdict] for results, row in _side_by_side(systems, "counts")])
+         *_since_release(results, row, released["requests"]), f"{row.value:.3f}", f"{row.limit:.2f}", row.verdict]
+        for results, row in _side_by_side(systems, "counts")])
     lines += [""] + _aligned([["Whole runs", "Measured", "System", "ours", "peer", "ratio"]] + [
         row for rows in zip(*map(_whole_runs, systems)) for row in rows])
     lines += [""] + _aligned([["Size", "Measured", "System", "value", "limit", "verdict"]] + [
