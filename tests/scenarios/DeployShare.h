@@ -106,4 +106,16 @@ inline World& Prepare(World& world, WindowsVersion version = WindowsVersion::kWi
 
 const std::wstring kBoth = Quoted(kOddSource) + L" " + Quoted(kOddRoot);
 
+// The files of a client that the command files demand, without the settings file.
+inline std::vector<std::wstring> NecessaryFiles(const Client& client) {
+  std::vector<std::wstring> files(client.modules.begin(), client.modules.end());
+  if (client.pluginList != nullptr) {
+    files.push_back(client.PluginName());
+  }
+  if (client.hasMonitor) {
+    files.push_back(client.MonitorName());
+  }
+  return files;
+}
+
 }  // namespace Scenarios
