@@ -560,7 +560,7 @@ if not errorlevel 1 call :failure %1
 exit /b 0
 
 rem Installed are all files that the clients need, and the registry entries that an installation writes and an
-rem uninstallation deletes. (VELAInstallPath is written first and never deleted.)
+rem uninstallation deletes. (VELAInstallPath is written first, and stays.)
 :look_for_product
 set "found="
 set "missing="

@@ -31,7 +31,7 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::microseconds;
 
 constexpr DWORD kLimit = 60000;      // milliseconds
-constexpr int kSecondEnd = 4;        // every n-th run is ended twice
+constexpr int kSecondEnd = 4;        // every n-th end that hits is followed by another one
 constexpr unsigned kMostMisses = 4;  // for each end that hits
 
 struct Plan {
