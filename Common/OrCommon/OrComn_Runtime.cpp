@@ -12,6 +12,7 @@ extern "C" {
 // imports them does not start there. Here only one thread reaches objects of this kind: the program has one thread, and
 // the trace, which other threads may use, has no local static objects. As in the library, the first byte of the guard
 // is set after the initialisation.
+// NOLINTNEXTLINE(readability-non-const-parameter): declared so by <cxxabi.h>
 int __cxxabiv1::__cxa_guard_acquire(__guard* guard) {
   return *reinterpret_cast<const char*>(guard) == 0;
 }
