@@ -157,6 +157,8 @@ exit /b %code%
 call :find_product
 call :check_installed
 if errorlevel 1 exit /b 1
+call :check_restart
+if errorlevel 1 exit /b 1
 call :check_source
 if errorlevel 1 exit /b 1
 call :copy_programs

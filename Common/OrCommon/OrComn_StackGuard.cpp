@@ -11,7 +11,7 @@ std::uintptr_t DrawStackGuard() noexcept {
   LARGE_INTEGER counter = {};
   ::QueryPerformanceCounter(&counter);
   // Shifted so that bits that change often are combined with bits that seldom change.
-  std::uintptr_t guard = reinterpret_cast<std::uintptr_t>(&now);     // moves with the stack
+  auto guard = reinterpret_cast<std::uintptr_t>(&now);               // moves with the stack
   guard ^= reinterpret_cast<std::uintptr_t>(&DrawStackGuard) << 16;  // moves with the program
   guard ^= std::uintptr_t{now.dwHighDateTime} << 32 ^ now.dwLowDateTime;
   guard ^= std::uintptr_t{::GetCurrentProcessId()} << 48 ^ std::uintptr_t{::GetCurrentThreadId()} << 40;

@@ -100,8 +100,10 @@ TEST_CASE("files in use: replaced and deleted at the restart") {
     CHECK(share.Run(L"uninstall", Quoted(kOddRoot) + L" /all") == kRestart);
     CHECK(Share::Said("is in use. It is deleted at the restart."));
     CHECK(Share::Said("/all does nothing yet"));
-    CHECK(share.Run(L"install", kBoth) == kFailed);
-    CHECK(Share::Said("an uninstallation waits for the restart"));
+    for (const wchar_t* const name : {L"install", L"upgrade"}) {
+      CHECK(share.Run(name, kBoth) == kFailed);
+      CHECK(Share::Said("an uninstallation waits for the restart"));
+    }
     {
       const ListOfWindows list(L"\\Orvane Labs\\VELA");
       CHECK(share.Run(L"uninstall", Quoted(kOddRoot)) == kRestart);
