@@ -37,7 +37,7 @@ class TestProcess {
 
  private:
   HANDLE process_ = nullptr;
-  HANDLE thread_ = nullptr;  // until it is resumed
+  HANDLE thread_ = nullptr;  // the main thread, of kWhenResumed
   HANDLE family_ = nullptr;  // a job
   DWORD startedAt_ = 0;
 };
